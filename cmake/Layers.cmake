@@ -1,0 +1,60 @@
+# The layers of the library, lowest first. A layer is one folder and one object library `as_NAME`;
+# its tests link its own objects and those of the layers below, nothing above.
+set(AS_LAYERS plist platform logging account store migration)
+
+# The object files of LAYER and of every layer below it.
+function(as_objects_up_to layer result)
+  set(objects)
+  foreach(each IN LISTS AS_LAYERS)
+    list(APPEND objects "$<TARGET_OBJECTS:as_${each}>")
+    if(each STREQUAL layer)
+      break()
+    endif()
+  endforeach()
+  set(${result} "${objects}" PARENT_SCOPE)
+endfunction()
+
+# as_test(NAME LAYER layer SOURCES ... [LIBS ...] [LABELS ...] [TIMEOUT seconds] [ENVIRONMENT ...])
+# builds the test program NAME over LAYER's objects and registers it. Modules that a test loads
+# at run time find the library's symbols in the test program.
+function(as_test name)
+  if(NOT AS_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(arg "" "LAYER;TIMEOUT" "SOURCES;LIBS;LABELS;ENVIRONMENT" ${ARGN})
+  set(objects)
+  if(arg_LAYER)
+    as_objects_up_to(${arg_LAYER} objects)
+  endif()
+  add_executable(${name} ${arg_SOURCES} ${objects})
+  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+  target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main ${CMAKE_DL_LIBS})
+  add_test(NAME ${name} COMMAND ${name})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 600)
+  endif()
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+  if(arg_LABELS)
+    set_tests_properties(${name} PROPERTIES LABELS "${arg_LABELS}")
+  endif()
+  if(arg_ENVIRONMENT)
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${arg_ENVIRONMENT}")
+  endif()
+endfunction()
+
+# as_layer(NAME SOURCES ... [TESTS ...] [TEST_LIBS ...]) defines the object library as_NAME from the
+# sources in this folder and, where there are tests, the test program NAME_tests.
+function(as_layer name)
+  cmake_parse_arguments(arg "" "" "SOURCES;TESTS;TEST_LIBS" ${ARGN})
+  add_library(as_${name} OBJECT ${arg_SOURCES})
+  if(arg_TESTS)
+    as_test(${name}_tests LAYER ${name} SOURCES ${arg_TESTS} LIBS ${arg_TEST_LIBS})
+  endif()
+endfunction()
+
+# No include may run up the layers; the build fails on one that does.
+add_custom_target(layer_check ALL
+  COMMAND ${CMAKE_COMMAND} -DROOT=${CMAKE_CURRENT_SOURCE_DIR}
+          -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/CheckLayers.cmake
+  COMMENT "Checking that no include runs up the layers"
+  VERBATIM)

@@ -1,0 +1,13 @@
+#include "platform/AssertionFailure.h"
+
+#include <utility>
+
+namespace accountsettings {
+
+AssertionFailure::AssertionFailure(const std::string& message, std::string method,
+                                   std::string sourceFile)
+    : std::runtime_error(message), method_(std::move(method)), sourceFile_(std::move(sourceFile)) {}
+
+AssertionFailure::~AssertionFailure() = default;
+
+}  // namespace accountsettings

@@ -1,0 +1,27 @@
+// AssertionFailure is thrown for programming and installation errors: a missing
+// resource, a malformed creators entry, a missing argument. It stops the
+// operation; where nobody catches it, it ends the process.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace accountsettings {
+
+class AssertionFailure : public std::runtime_error {
+ public:
+  // `method` in the system's notation, for example "-[BasicAccount init]"; `sourceFile` is the
+  // name of the class whose source raised it, for example "BasicAccount".
+  AssertionFailure(const std::string& message, std::string method, std::string sourceFile);
+  ~AssertionFailure() override;
+
+  [[nodiscard]] std::string message() const { return what(); }
+  [[nodiscard]] const std::string& method() const noexcept { return method_; }
+  [[nodiscard]] const std::string& sourceFile() const noexcept { return sourceFile_; }
+
+ private:
+  std::string method_;
+  std::string sourceFile_;
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,8 @@
+#include "platform/MigratorBase.h"
+
+namespace accountsettings {
+
+MigratorBase::~MigratorBase() = default;
+MigratorClass::~MigratorClass() = default;
+
+}  // namespace accountsettings

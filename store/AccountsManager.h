@@ -1,0 +1,186 @@
+// AccountsManager is the account store: every account of the device in memory, the
+// top-level accounts in the order of the settings file, and their children. Edits change
+// memory only; saveAllAccounts() merges them with what other processes wrote meanwhile
+// and replaces the file. A store is used from one thread at a time; between processes
+// only the merge and the migration lock arbitrate.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "account/BasicAccount.h"
+#include "platform/ExclusiveFileLock.h"
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+// The settings file's name and top-level keys.
+inline constexpr std::string_view kAccountsFilename = "com.zelqo.accountsettings.plist";
+inline constexpr std::string_view kPlistVersionKey = "Version";
+inline constexpr std::string_view kPlistAccountsKey = "Accounts";
+
+// Keys of a change record.
+inline constexpr std::string_view kRSChangeAccountChangeTypeKey = "ChangeType";
+inline constexpr std::string_view kRSChangeAccountIdentifierKey = "AccountID";
+inline constexpr std::string_view kRSChangeAccountTypeKey = "AccountType";
+inline constexpr std::string_view kRSChangeAccountOriginallyEnabledDataclassesKey =
+    "OriginalDataclasses";
+
+// The file behind the migration lock.
+inline constexpr std::string_view kAccountMigrationLockFilename = "/tmp/AccountMigrationInProgress";
+
+// What a runtime fixer says of one account.
+enum class FixResult { NothingToDo = 0, Fixed = 1, Unfixable = 2 };
+
+// RuntimeFixer repairs accounts in memory while the store loads and saves.
+class RuntimeFixer {
+ public:
+  virtual ~RuntimeFixer();
+  // `loggingMessage` names the occasion.
+  virtual FixResult fixBasicAccountIfNeededLoggingMessage(BasicAccount& account,
+                                                          std::string_view loggingMessage) = 0;
+  // `saved` tells whether the fixed accounts were written.
+  virtual void accountsHaveBeenSaved(bool saved) = 0;
+  [[nodiscard]] virtual const std::set<std::string, std::less<>>& supportedAccountTypes() const = 0;
+};
+
+// What happened to an account, as change records tell it.
+enum class AccountChangeType : std::int32_t { Added = 0, Modified = 1, Deleted = 2 };
+
+// Change records by notifier class name, in the order in which they were added.
+using NotificationSet = std::map<std::string, Array, std::less<>>;
+
+class AccountsManager {
+ public:
+  using Account = std::shared_ptr<BasicAccount>;
+  using AccountList = std::vector<Account>;
+  using FullAccountList = std::vector<std::shared_ptr<FullAccount>>;
+
+  virtual ~AccountsManager();
+  AccountsManager(const AccountsManager&) = delete;
+  AccountsManager& operator=(const AccountsManager&) = delete;
+
+  // MARK: Main - for every client.
+
+  // The version of the settings that this store writes: 12.
+  [[nodiscard]] static std::int64_t currentVersion() noexcept { return 12; }
+  // The device path of the settings file.
+  [[nodiscard]] static std::string fullPathToAccountSettingsPlist();
+  // A store of what the settings file holds; a missing or unreadable file gives an empty store.
+  [[nodiscard]] static std::unique_ptr<AccountsManager> init();
+  // The same; for use inside a migration. Takes no lock.
+  [[nodiscard]] static std::unique_ptr<AccountsManager> initInsideOfMigration();
+  // A store of the given account property dictionaries (an array of them, or none).
+  [[nodiscard]] static std::unique_ptr<AccountsManager> initWithAccounsInfoArray(
+      const std::optional<Array>& accountsInfo);
+  // The version in the file that the store was built from, else 0; see setDataVersion().
+  [[nodiscard]] std::int64_t dataVersion() const noexcept;
+
+  // Queries. A child's identifier answers its parent where a record is asked for.
+  [[nodiscard]] Account accountWithIdentifier(std::string_view identifier) const;
+  [[nodiscard]] Account syncableAccountWithSyncIdentifier(std::string_view syncIdentifier) const;
+  [[nodiscard]] Account displayAccountWithSyncIdentifier(std::string_view syncIdentifier) const;
+  // The store's own list, in order. It must not be held across edits.
+  [[nodiscard]] const AccountList& allBasicAccounts() const;
+  // The top-level accounts and then all children.
+  [[nodiscard]] AccountList allBasicSyncableAccounts() const;
+  [[nodiscard]] AccountList basicAccountsWithTypes(const StringList& types) const;
+  [[nodiscard]] std::size_t countOfBasicAccountsWithTypes(const StringList& types) const;
+  [[nodiscard]] std::size_t count() const noexcept;
+  [[nodiscard]] std::shared_ptr<FullAccount> fullAccountWithIdentifierLoader(
+      std::string_view identifier, const std::shared_ptr<AccountLoader>& loader) const;
+  [[nodiscard]] FullAccountList accountsWithTypesWithLoader(
+      const StringList& types, const std::shared_ptr<AccountLoader>& loader) const;
+  [[nodiscard]] FullAccountList accountsWithTypes(const StringList& types) const;
+  [[nodiscard]] FullAccountList allMailAccounts() const;
+  // The device-local account's full account; its record is made (not saved) where it is missing.
+  [[nodiscard]] std::shared_ptr<FullAccount> fullDeviceLocalAccount();
+
+  // Edits. None reports anything; unknown accounts leave the store as it is.
+  void updateAccount(const Account& account);
+  void insertAccount(const Account& account);
+  void deleteAccount(const Account& account);
+  void deleteAccountWithIdentifier(std::string_view identifier);
+  // The new account takes the old one's place in the list, but is not found by its identifier until
+  // the store is rebuilt or the account entered by updateAccount() or
+  // replaceAccountsWithTypesWithAccounts().
+  void replaceAccountWithAccount(const Account& oldAccount, const Account& newAccount);
+  // `accounts` are the accounts of these types that are to exist from now on; it may hold children.
+  void replaceAccountsWithTypesWithAccounts(const StringList& types, const AccountList& accounts);
+  void addChildToAccount(const Account& child, const Account& parent);
+  void removeChildWithIdentifierFromAccount(std::string_view identifier, const Account& parent);
+
+  // Merges every account with what the file holds now and replaces the file. A failure is logged
+  // and leaves the file as it was.
+  void saveAllAccounts();
+  // In memory against the original and what is on disk now, key by key.
+  [[nodiscard]] Dictionary mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
+      const Dictionary& inMemory, const Dictionary& original,
+      const std::optional<Dictionary>& onDisk) const;
+
+  // Tells the notifiers of the account's type and the data class directly.
+  static void accountWillChangeForDataclass(const BasicAccount& account,
+                                            std::string_view dataclass);
+  static void accountDidChangeForDataclass(const BasicAccount& account, std::string_view dataclass);
+  [[nodiscard]] static std::optional<std::string>
+  displayNameForGroupOfAccountTypeForBeginningOfSentence(std::string_view type,
+                                                         bool beginningOfSentence);
+
+  // Migrates in this process, at most once, where the settings need it and nobody has done so.
+  static void _migrateAccountsIfNeeded();
+
+  // MARK: Internal and Private - for the system's own classes.
+
+  // Called by the factories, once.
+  void _initWithAccountsInfo(const std::optional<Array>& accountsInfo);
+  void _loadChildrenFromAccount(const Account& parent);
+  void _removeChildrenForAccountWithIdentifier(std::string_view parentIdentifier);
+  void _setOriginalAccountDictionaries();
+  [[nodiscard]] virtual std::vector<std::unique_ptr<RuntimeFixer>> _createRuntimeFixers() const;
+  [[nodiscard]] static StringList _notifierClassNamesForAccountTypeDataclass(
+      const std::optional<std::string>& type, std::string_view dataclass);
+  void _addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
+      NotificationSet& notifications, AccountChangeType changeType,
+      const std::optional<Dictionary>& original, const std::optional<Dictionary>& current) const;
+  void _sendNotificationsForChangedAccounts();
+  // Process-wide; off at start.
+  static void _setShouldSkipNotifications(bool skip);
+
+  // MARK: MigrationSupport - for the migration and for processes that wait for it.
+
+  // The held migration lock, or empty where it could not be created. Blocks until it is free.
+  [[nodiscard]] static std::unique_ptr<ExclusiveFileLock> createAndLockMigrationLock();
+  static void releaseMigrationLock(std::unique_ptr<ExclusiveFileLock> lock);
+  static void waitForMigrationToFinish();
+  static void killDataAccessIfNecessary();
+  // Fills all three; a missing reference is a programming error.
+  static void shouldMigrateOldMailAccountsOldDAAccountsNewAccountSettings(
+      bool* migrateOldMailAccounts, bool* migrateOldDAAccounts, bool* migrateNewAccounts);
+  [[nodiscard]] static bool accountSettingsNeedsToBeMigrated();
+  [[nodiscard]] static bool _oldMailAccountsInformationFound();
+  [[nodiscard]] static bool _oldDAAccountsInformationFound();
+  static void removeNewAccountSettingsToMigrateOldAccountInformation();
+  // In memory only: a save always writes currentVersion().
+  void setDataVersion(std::int64_t version) noexcept;
+
+ protected:
+  AccountsManager();
+};
+
+// The device paths of the legacy mail file, the legacy Exchange file and the settings file.
+[[nodiscard]] std::string mailAccountsPath();
+[[nodiscard]] std::string daAccountPath();
+[[nodiscard]] std::string accountSettingsAccountsPath();
+
+// The identifier of the first running process of that name, compared over at most 16 characters, or
+// -1.
+[[nodiscard]] int findProcessByName(std::string_view name);
+
+}  // namespace accountsettings
