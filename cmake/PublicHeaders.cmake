@@ -1,0 +1,6 @@
+# The headers that are installed, layer by layer.
+as_install_headers(platform)
+as_install_headers(logging)
+as_install_headers(account AccountConstants.h BasicAccount.h CreatorCapabilities.h
+                   DeviceLocalAccount.h LiveProperties.h)
+as_install_headers(store AccountsManager.h)
