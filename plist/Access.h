@@ -1,0 +1,52 @@
+// Access is how the readers, writers and comparison of this folder reach the
+// nodes behind values, to build them in place and to recognise shared ones.
+#pragma once
+
+#include <utility>
+
+#include "plist/PropertyList.h"
+
+namespace accountsettings::detail {
+
+using Entry = Dictionary::Entry;
+using ArrayNode = SequenceNode<PropertyList>;
+using DictionaryNode = SequenceNode<Entry>;
+
+struct Access {
+  static const Shared<StringNode>& text(const PropertyList& value) { return value.text_; }
+  static const Shared<DataNode>& data(const PropertyList& value) { return value.data_; }
+  static Shared<ArrayNode>& node(Array& array) { return array.node_; }
+  static const Shared<ArrayNode>& node(const Array& array) { return array.node_; }
+  static Shared<DictionaryNode>& node(Dictionary& dictionary) { return dictionary.node_; }
+  static const Shared<DictionaryNode>& node(const Dictionary& dictionary) {
+    return dictionary.node_;
+  }
+  static Array& array(PropertyList& value) { return value.array_; }
+  static Dictionary& dictionary(PropertyList& value) { return value.dictionary_; }
+  static const Shared<StringNode>& key(const Entry& entry) { return entry.key_; }
+  static PropertyList& value(Entry& entry) { return entry.value_; }
+  // The 64 bits of a scalar.
+  static std::uint64_t bits(const PropertyList& value) {
+    return static_cast<std::uint64_t>(value.integer_);
+  }
+  static double number(const PropertyList& value) { return value.real_; }
+
+  static PropertyList string(Shared<StringNode> text) { return PropertyList(std::move(text)); }
+  static PropertyList dataOf(Shared<DataNode> data) { return PropertyList(std::move(data)); }
+  static Array arrayOf(Shared<ArrayNode> node) { return Array(std::move(node)); }
+  static Dictionary dictionaryOf(Shared<DictionaryNode> node) {
+    return Dictionary(std::move(node));
+  }
+  static void construct(Entry* place, Shared<StringNode> key, PropertyList value) {
+    new (place) Entry(std::move(key), std::move(value));
+  }
+
+  // The entry under `key`, whose hash is known, or nullptr.
+  static const Entry* find(const DictionaryNode& node, std::string_view key, std::uint32_t hash);
+  // Appends to a node that has room, is not shared and does not hold the key.
+  static void appendNew(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
+  // Stores into a node that has room and is not shared; the value replaces an older one.
+  static void store(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
+};
+
+}  // namespace accountsettings::detail

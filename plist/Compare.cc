@@ -1,0 +1,211 @@
+// Comparison of values: without recursion, and in time linear in what is stored,
+// however often shared storage is referred to.
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "plist/Access.h"
+#include "plist/PointerMap.h"
+
+namespace accountsettings {
+namespace detail {
+namespace {
+
+using Kind = PropertyList::Kind;
+
+// Comparing so few bytes again costs less than remembering that they were compared.
+constexpr std::size_t kSmall = 1024;
+
+bool sameNumber(double left, double right) noexcept {
+  return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right) ||
+         (std::isnan(left) && std::isnan(right));
+}
+
+// Classes are sets of nodes taken to be equal. Two nodes are joined when their
+// comparison begins: it ends at the first difference anywhere, so what it
+// assumes holds if it succeeds. There are fewer joins than nodes; that is what
+// keeps the comparison of shared storage linear.
+class Classes {
+ public:
+  // Answers whether the two were in different classes until now.
+  bool join(const void* left, const void* right) {
+    left = representative(left);
+    right = representative(right);
+    if (left == right) return false;
+    *parents_.insert(left, left).first = right;
+    return true;
+  }
+
+ private:
+  const void* representative(const void* node) {
+    const void** parent = parents_.find(node);
+    while (parent != nullptr) {
+      const void** next = parents_.find(*parent);
+      if (next != nullptr) *parent = *next;  // halves the path for the next walk
+      node = *parent;
+      parent = parents_.find(node);
+    }
+    return node;
+  }
+
+  PointerMap<const void*> parents_;
+};
+
+class Comparison {
+ public:
+  bool arrays(const ArrayNode* left, const ArrayNode* right) {
+    return plan(left, right, arrays_) && finish();
+  }
+  bool dictionaries(const DictionaryNode* left, const DictionaryNode* right) {
+    return plan(left, right, dictionaries_) && finish();
+  }
+  bool values(const PropertyList& left, const PropertyList& right) {
+    return same(left, right) && finish();
+  }
+
+ private:
+  template <class Node>
+  using Pairs = std::vector<std::pair<const Node*, const Node*>>;
+
+  // Compares leaves, and of containers what shows without looking inside; the rest is planned.
+  bool same(const PropertyList& left, const PropertyList& right) {
+    if (left.kind() != right.kind()) return false;
+    switch (left.kind()) {
+      case Kind::String:
+        return sameText(Access::text(left).get(), Access::text(right).get());
+      case Kind::Data:
+        return sameData(Access::data(left).get(), Access::data(right).get());
+      case Kind::Array:
+        return plan(Access::node(*left.array()).get(), Access::node(*right.array()).get(), arrays_);
+      case Kind::Dictionary:
+        return plan(Access::node(*left.dictionary()).get(), Access::node(*right.dictionary()).get(),
+                    dictionaries_);
+      case Kind::Real:
+      case Kind::Date:
+        return sameNumber(Access::number(left), Access::number(right));
+      case Kind::Integer:
+      case Kind::Boolean:
+      case Kind::Uid:
+        return Access::bits(left) == Access::bits(right) && left.isUnsigned() == right.isUnsigned();
+    }
+    return false;
+  }
+
+  bool sameText(const StringNode* left, const StringNode* right) {
+    if (left == right) return true;
+    if (left == nullptr || right == nullptr) return false;
+    if (left->hash != right->hash || left->size != right->size) return false;
+    return takenAsEqual(left, right, left->size) || left->text() == right->text();
+  }
+
+  bool sameData(const DataNode* left, const DataNode* right) {
+    if (left == right) return true;
+    if (left == nullptr || right == nullptr || left->size != right->size) return false;
+    return takenAsEqual(left, right, left->size) ||
+           std::memcmp(left->bytes(), right->bytes(), left->size) == 0;
+  }
+
+  template <class Node>
+  bool plan(const Node* left, const Node* right, Pairs<Node>& pairs) {
+    if (left == right) return true;
+    const std::size_t size = left != nullptr ? left->size : 0;
+    if (size != (right != nullptr ? right->size : 0)) return false;
+    if (size != 0 && !takenAsEqual(left, right, kSmall)) pairs.emplace_back(left, right);
+    return true;
+  }
+
+  // Whether an earlier comparison, done or still planned, speaks for these two. Storage that
+  // nobody shares is met once only.
+  bool takenAsEqual(const Counted* left, const Counted* right, std::size_t size) {
+    return size >= kSmall && (shared(left) || shared(right)) && !classes_.join(left, right);
+  }
+
+  static bool shared(const Counted* node) noexcept {
+    return node->count.load(std::memory_order_relaxed) != 1;
+  }
+
+  bool finish() {
+    while (!arrays_.empty() || !dictionaries_.empty()) {
+      if (!dictionaries_.empty()) {
+        const auto [left, right] = dictionaries_.back();
+        dictionaries_.pop_back();
+        if (!sameEntries(*left, *right)) return false;
+      } else {
+        const auto [left, right] = arrays_.back();
+        arrays_.pop_back();
+        if (!sameItems(*left, *right)) return false;
+      }
+    }
+    return true;
+  }
+
+  bool sameItems(const ArrayNode& left, const ArrayNode& right) {
+    for (std::size_t i = 0; i < left.size; ++i) {
+      if (!same(left.items()[i], right.items()[i])) return false;
+    }
+    return true;
+  }
+
+  bool sameEntries(const DictionaryNode& left, const DictionaryNode& right) {
+    for (std::size_t i = 0; i < left.size; ++i) {
+      const Entry& entry = left.items()[i];
+      const Entry* other = right.items() + i;  // most often the order is the same
+      const StringNode* key = Access::key(entry).get();
+      if (!sameText(key, Access::key(*other).get())) {
+        other = Access::find(right, entry.key(), key != nullptr ? key->hash : hashOf({}));
+        if (other == nullptr) return false;
+      }
+      if (!same(entry.value(), other->value())) return false;
+    }
+    return true;
+  }
+
+  Pairs<ArrayNode> arrays_;
+  Pairs<DictionaryNode> dictionaries_;
+  Classes classes_;
+};
+
+}  // namespace
+}  // namespace detail
+
+using detail::Access;
+using detail::Comparison;
+
+bool operator==(const PropertyList& left, const PropertyList& right) {
+  return Comparison().values(left, right);
+}
+
+bool operator==(const Array& left, const Array& right) {
+  return Comparison().arrays(Access::node(left).get(), Access::node(right).get());
+}
+
+bool operator==(const Dictionary& left, const Dictionary& right) {
+  return Comparison().dictionaries(Access::node(left).get(), Access::node(right).get());
+}
+
+bool PropertyList::identicalTo(const PropertyList& other) const noexcept {
+  if (kind_ != other.kind_) return false;
+  switch (kind_) {
+    case Kind::String:
+      return text_.get() == other.text_.get();
+    case Kind::Data:
+      return data_.get() == other.data_.get();
+    case Kind::Array:
+      return array_.identicalTo(other.array_);
+    case Kind::Dictionary:
+      return dictionary_.identicalTo(other.dictionary_);
+    case Kind::Real:
+    case Kind::Date:
+      return detail::sameNumber(real_, other.real_);
+    case Kind::Integer:
+    case Kind::Boolean:
+    case Kind::Uid:
+      return integer_ == other.integer_ && unsigned_ == other.unsigned_;
+  }
+  return false;
+}
+
+}  // namespace accountsettings

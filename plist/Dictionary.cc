@@ -1,0 +1,141 @@
+// Dictionary's look-up and changing operations. A node with room for more than
+// kUnindexed entries carries a hash index behind its entries: slots with the
+// number of an entry plus one, 0 where free, probed one after the other.
+#include <algorithm>
+#include <bit>
+#include <memory>
+
+#include "plist/PropertyList.h"
+#include "plist/Sequence.h"
+
+namespace accountsettings {
+namespace detail {
+namespace {
+
+constexpr std::size_t kUnindexed = 32;
+
+// A power of two at least twice the capacity, so that a probe soon meets a free slot.
+std::size_t slotCount(std::size_t capacity) noexcept {
+  return capacity > kUnindexed ? std::bit_ceil(capacity * 2) : 0;
+}
+
+std::uint32_t* slotsOf(const DictionaryNode& node) noexcept {
+  auto* end = const_cast<Entry*>(node.items()) + node.capacity;
+  return reinterpret_cast<std::uint32_t*>(end);
+}
+
+std::uint32_t hashOfKey(const Entry& entry) noexcept {
+  const Shared<StringNode>& key = Access::key(entry);
+  return key ? key->hash : hashOf({});
+}
+
+bool hasKey(const Entry& entry, std::string_view key, std::uint32_t hash) noexcept {
+  const StringNode* node = Access::key(entry).get();
+  if (node == nullptr) return key.empty();
+  return node->hash == hash && node->text() == key;
+}
+
+void addToIndex(const DictionaryNode& node, std::size_t entry) noexcept {
+  const std::size_t mask = slotCount(node.capacity) - 1;
+  std::uint32_t* slots = slotsOf(node);
+  std::size_t slot = hashOfKey(node.items()[entry]) & mask;
+  while (slots[slot] != 0) slot = (slot + 1) & mask;
+  slots[slot] = static_cast<std::uint32_t>(entry + 1);
+}
+
+void rebuildIndex(const DictionaryNode& node) noexcept {
+  const std::size_t count = slotCount(node.capacity);
+  if (count == 0) return;
+  std::fill_n(slotsOf(node), count, 0U);
+  for (std::size_t i = 0; i < node.size; ++i) addToIndex(node, i);
+}
+
+void makeWritableIndexed(Shared<DictionaryNode>& node, std::size_t wanted) {
+  if (makeWritable(node, wanted)) rebuildIndex(*node);
+}
+
+}  // namespace
+
+std::size_t indexBytes(std::size_t capacity) noexcept {
+  return slotCount(capacity) * sizeof(std::uint32_t);
+}
+
+void clearIndex(DictionaryNode& node) noexcept {
+  std::fill_n(slotsOf(node), slotCount(node.capacity), 0U);
+}
+
+const Entry* Access::find(const DictionaryNode& node, std::string_view key, std::uint32_t hash) {
+  const Entry* entries = node.items();
+  const std::size_t count = slotCount(node.capacity);
+  if (count == 0) {
+    const Entry* end = entries + node.size;
+    const Entry* found =
+        std::find_if(entries, end, [&](const Entry& entry) { return hasKey(entry, key, hash); });
+    return found == end ? nullptr : found;
+  }
+  const std::uint32_t* slots = slotsOf(node);
+  for (std::size_t slot = hash & (count - 1); slots[slot] != 0; slot = (slot + 1) & (count - 1)) {
+    const Entry& entry = entries[slots[slot] - 1];
+    if (hasKey(entry, key, hash)) return &entry;
+  }
+  return nullptr;
+}
+
+void Access::appendNew(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
+  construct(node.items() + node.size, std::move(key), std::move(value));
+  ++node.size;
+  if (slotCount(node.capacity) != 0) addToIndex(node, node.size - 1U);
+}
+
+void Access::store(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
+  const std::string_view text = key ? key->text() : std::string_view();
+  if (const Entry* found = find(node, text, key ? key->hash : hashOf({}))) {
+    Access::value(node.items()[found - node.items()]) = std::move(value);
+  } else {
+    appendNew(node, std::move(key), std::move(value));
+  }
+}
+
+}  // namespace detail
+
+Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, PropertyList>> entries) {
+  for (const auto& [key, value] : entries) set(key, value);
+}
+
+const PropertyList* Dictionary::find(std::string_view key) const noexcept {
+  if (!node_) return nullptr;
+  const Entry* found = detail::Access::find(*node_, key, detail::hashOf(key));
+  return found != nullptr ? &found->value() : nullptr;
+}
+
+std::optional<PropertyList> Dictionary::get(std::string_view key) const {
+  const PropertyList* found = find(key);
+  return found != nullptr ? std::optional(*found) : std::nullopt;
+}
+
+void Dictionary::set(std::string_view key, PropertyList value) {
+  const std::uint32_t hash = detail::hashOf(key);
+  if (const Entry* found = node_ ? detail::Access::find(*node_, key, hash) : nullptr) {
+    const auto index = static_cast<std::size_t>(found - begin());
+    detail::makeWritableIndexed(node_, size());
+    detail::Access::value(node_->items()[index]) = std::move(value);
+  } else {
+    // Made before the node may move: `key` may be a view of a key in it.
+    detail::Shared<detail::StringNode> name(detail::StringNode::create(key));
+    detail::makeWritableIndexed(node_, size() + 1);
+    detail::Access::appendNew(*node_, std::move(name), std::move(value));
+  }
+}
+
+bool Dictionary::remove(std::string_view key) {
+  if (!node_) return false;
+  const Entry* found = detail::Access::find(*node_, key, detail::hashOf(key));
+  if (found == nullptr) return false;
+  const auto index = static_cast<std::size_t>(found - begin());
+  detail::makeWritableIndexed(node_, size());
+  detail::eraseAt(*node_, index);
+  detail::rebuildIndex(*node_);
+  return true;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,48 @@
+// Sequence holds what arrays and dictionaries have in common: making a node
+// writable, giving it room, taking an item out.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+#include "plist/Access.h"
+
+namespace accountsettings::detail {
+
+// Makes `node` one that is not shared and has room for `wanted` items, at most
+// one more than it holds; the items stay as they are. Room grows in steps, so
+// that appending n items costs O(n). Answers whether the node is a new one.
+template <class Item>
+bool makeWritable(Shared<SequenceNode<Item>>& node, std::size_t wanted) {
+  const bool owned = node && node->unique();
+  if (owned && wanted <= node->capacity) return false;
+  const std::size_t size = node ? node->size : 0;
+  const std::size_t room = wanted > size ? std::max<std::size_t>(wanted + wanted / 2, 4) : wanted;
+  Shared<SequenceNode<Item>> fresh(SequenceNode<Item>::create(room));
+  if (owned) {
+    std::uninitialized_move_n(node->items(), size, fresh->items());
+  } else if (node) {
+    std::uninitialized_copy_n(node->items(), size, fresh->items());
+  }
+  fresh->size = static_cast<std::uint32_t>(size);
+  node = std::move(fresh);
+  return true;
+}
+
+// Takes the item at `index` out of a node that is not shared.
+template <class Item>
+void eraseAt(SequenceNode<Item>& node, std::size_t index) {
+  Item* items = node.items();
+  std::move(items + index + 1, items + node.size, items + index);
+  --node.size;
+  std::destroy_at(items + node.size);
+}
+
+// The bytes that the hash index of a dictionary node with this room takes, and
+// its first, empty state.
+[[nodiscard]] std::size_t indexBytes(std::size_t capacity) noexcept;
+void clearIndex(DictionaryNode& node) noexcept;
+
+}  // namespace accountsettings::detail
