@@ -1,0 +1,93 @@
+// LinuxFiles is the file system beneath a device root. Device paths are resolved inside
+// the root; neither ".." nor a symbolic link leads out of it. Beyond the Files interface
+// it offers what a tool needs to look at files, to back them up and to put them back.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Files.h"
+#include "platform/SystemLog.h"
+
+namespace accountsettings {
+
+class RootDirectory;
+class AccountNames;
+
+// FileAttributes is what the file system knows about a file.
+struct FileAttributes {
+  enum class Kind { Regular, Directory, Link, Other };
+
+  Kind kind = Kind::Other;
+  std::uint64_t size = 0;
+  unsigned mode = 0;  // the permission bits, 07777
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+  std::uint64_t hardLinks = 0;
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+};
+
+class LinuxFiles : public Files {
+ public:
+  // No file that the system reads comes near this size.
+  static constexpr std::uint64_t kLargestFile = std::uint64_t{512} << 20;
+
+  // `root`, `names` and `log` must outlive the files. `temporaryDirectory` is a device path, or
+  // none for the destination's own directory.
+  LinuxFiles(const RootDirectory& root, AccountNames& names, SystemLog& log,
+             std::optional<std::string> temporaryDirectory);
+
+  [[nodiscard]] Result<Bytes> read(const std::string& path) override;
+  [[nodiscard]] bool exists(const std::string& path) override;
+  [[nodiscard]] bool isDirectory(const std::string& path) override;
+  // The copy has the source's permission bits; its owner is this process.
+  Status copy(const std::string& source, const std::string& target) override;
+  Status remove(const std::string& path) override;
+  // Refuses to write through a final link and into anything but a regular file.
+  Status create(const std::string& path, std::span<const std::uint8_t> bytes) override;
+  Status makeDirectory(const std::string& path, unsigned mode) override;
+  // A failed flush of the directory is logged; the file counts as written.
+  Status writeAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override;
+
+  [[nodiscard]] Result<std::unique_ptr<TemporaryFile>> makeTemporary(
+      const std::string& destination) override;
+  Status rename(const std::string& source, const std::string& target) override;
+  Status flushDirectoryOf(const std::string& path) override;
+
+  // The attributes of what stands at `path` itself; a final link is not followed.
+  [[nodiscard]] Result<FileAttributes> attributes(const std::string& path);
+  // The attributes of the file that `path` leads to.
+  [[nodiscard]] Result<FileAttributes> attributesOfTarget(const std::string& path);
+  [[nodiscard]] Result<std::string> linkTarget(const std::string& path);
+  // The names in a directory, in the order of their bytes, "." and ".." left out.
+  [[nodiscard]] Result<std::vector<std::string>> list(const std::string& path);
+  // Removes an empty directory.
+  Status removeDirectory(const std::string& path);
+  // As writeAtomically(), with the mode, owner and group of `attributes`.
+  Status replace(const std::string& path, std::span<const std::uint8_t> bytes,
+                 const FileAttributes& attributes);
+
+  // True for names that makeTemporary() gives: what a killed save leaves behind.
+  [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;
+
+ private:
+  Status makeOneDirectory(const std::string& path, unsigned mode);
+  [[nodiscard]] Result<std::unique_ptr<TemporaryFile>> makeTemporaryIn(
+      const std::string& directory);
+  Status replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
+                     const FileAttributes* attributes);
+
+  const RootDirectory& root_;
+  AccountNames& names_;
+  SystemLog& log_;
+  std::optional<std::string> temporaryDirectory_;
+};
+
+}  // namespace accountsettings

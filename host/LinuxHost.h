@@ -1,0 +1,74 @@
+// LinuxHost implements the platform's interfaces on Linux, for one device root. A program makes one
+// at its start, makes a ProcessContext from its platform(), and uses the library.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/HostConfiguration.h"
+#include "platform/Platform.h"
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+class LinuxFiles;
+class PollEventLoop;
+
+struct HostOptions {
+  // The directory on this machine beneath which every device path lies. On any other root than
+  // "/" the host touches no process of this machine and loads no code from the root.
+  std::string root = "/";
+  // A configuration file of this machine, instead of etc/accountsettings/host.plist beneath the
+  // root.
+  std::optional<std::string> configFile;
+  // The name under which this program logs and keeps its own defaults.
+  std::string programName = "accountsettings";
+  // Where the system log and the host's own messages go; nullptr: syslog. Must outlive the host.
+  SystemLog* systemLog = nullptr;
+  // Takes the place of the notifications on the system bus where set. Must outlive the host.
+  Notifications* notifications = nullptr;
+  // Processes that it answers false for are neither listed nor signalled.
+  std::function<bool(int)> processFilter;
+  // Asked while the host waits for a lock or in the event loop: true ends the wait, a lock's with
+  // a failure of the code EINTR. Without it an interrupted wait goes on.
+  std::function<bool()> interrupted;
+  // File names of modules whose classes are part of the program: loading one loads nothing.
+  std::vector<std::string> builtInModules = {"AccountSettings"};
+  // False resolves every path by the walk that serves kernels without openat2.
+  bool useOpenat2 = true;
+};
+
+// Use one host from one thread at a time; several hosts may exist at once.
+class LinuxHost {
+ public:
+  // Opens the root and reads the configuration; fails where either cannot be done, with a message
+  // that names the file, the key and what was expected.
+  [[nodiscard]] static Result<std::unique_ptr<LinuxHost>> create(HostOptions options);
+  ~LinuxHost();
+  LinuxHost(const LinuxHost&) = delete;
+  LinuxHost& operator=(const LinuxHost&) = delete;
+
+  // The services, which live as long as the host. To replace one, make a Platform of one's own that
+  // names another object in its place.
+  [[nodiscard]] Platform platform();
+
+  [[nodiscard]] const HostConfiguration& configuration() const noexcept;
+  // The services with what they offer beyond their interfaces.
+  [[nodiscard]] LinuxFiles& files() noexcept;
+  [[nodiscard]] PollEventLoop& eventLoop() noexcept;
+  // True where the root is this machine's own "/".
+  [[nodiscard]] bool rootIsThisMachine() const noexcept;
+  // Where a device path lies on this machine, for messages.
+  [[nodiscard]] std::string pathOnThisMachine(const std::string& devicePath) const;
+
+ private:
+  struct Services;
+  explicit LinuxHost(std::unique_ptr<Services> services) noexcept;
+
+  std::unique_ptr<Services> services_;
+};
+
+}  // namespace accountsettings

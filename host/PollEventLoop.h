@@ -1,0 +1,38 @@
+// PollEventLoop is the event loop of a thread: it waits for registered descriptors to
+// become readable and handles one of them.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+#include "platform/Processes.h"
+
+namespace accountsettings {
+
+class PollEventLoop : public EventLoop {
+ public:
+  // `interrupted` may be empty; see HostOptions.
+  explicit PollEventLoop(std::function<bool()> interrupted);
+
+  // Has `handler` called from run() when `descriptor` can be read or was closed by the other side.
+  // The descriptor stays the caller's.
+  void addSource(int descriptor, std::function<void()> handler);
+  void removeSource(int descriptor);
+
+  void run(std::chrono::duration<double> limit) override;
+
+ private:
+  struct Source {
+    int descriptor;
+    std::function<void()> handler;
+  };
+
+  // Waits once; answers whether the run is over.
+  bool waitOnce(std::chrono::duration<double> limit);
+
+  std::function<bool()> interrupted_;
+  std::vector<Source> sources_;
+};
+
+}  // namespace accountsettings
