@@ -14,3 +14,4 @@ target_include_directories(accountsettings INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
   "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/accountsettings>")
 target_compile_features(accountsettings INTERFACE cxx_std_20)
+add_library(AccountSettings::accountsettings ALIAS accountsettings)

@@ -1,0 +1,49 @@
+// edit_account gives an account a new name and saves it. What other processes changed in the
+// settings file meanwhile is kept.   usage: example_edit_account ROOT IDENTIFIER NAME
+#include <iostream>
+
+#include "host/LinuxHost.h"
+#include "platform/ProcessContext.h"
+#include "store/AccountsManager.h"
+
+using accountsettings::AccountsManager;
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr << "usage: example_edit_account ROOT IDENTIFIER NAME\n";
+    return 2;
+  }
+  accountsettings::HostOptions options;
+  options.root = argv[1];
+  auto host = accountsettings::LinuxHost::create(options);
+  if (!host) {
+    std::cerr << host.error().message << '\n';
+    return 3;
+  }
+  accountsettings::ProcessContext context((*host)->platform());
+  accountsettings::ProcessContext::setDefault(&context);
+
+  // Settings in an older format must be migrated, not edited: every save marks them as current.
+  AccountsManager::waitForMigrationToFinish();
+  const auto store = AccountsManager::init();
+  if (store->dataVersion() != AccountsManager::currentVersion()) {
+    std::cerr << "The settings are not in the current format; migrate them first.\n";
+    return 3;
+  }
+  const auto account = store->accountWithIdentifier(argv[2]);
+  if (account == nullptr) {
+    std::cerr << "No account has the identifier " << argv[2] << ".\n";
+    return 1;
+  }
+  account->setDisplayName(argv[3]);
+  store->saveAllAccounts();
+
+  // A save reports failures in the system log only; the file tells whether it took place.
+  const auto saved = AccountsManager::init()->accountWithIdentifier(argv[2]);
+  if (saved == nullptr || saved->displayName() != std::string(argv[3])) {
+    std::cerr << "The change was not saved; the system log tells why.\n";
+    return 4;
+  }
+  std::cout << "Saved.\n";
+  return 0;
+}

@@ -1,0 +1,40 @@
+// list_accounts prints every account of a device with its type and the data classes that are
+// enabled for it, children indented.   usage: example_list_accounts [ROOT]
+#include <iostream>
+
+#include "host/LinuxHost.h"
+#include "platform/ProcessContext.h"
+#include "store/AccountsManager.h"
+
+using accountsettings::AccountsManager;
+using accountsettings::BasicAccount;
+
+namespace {
+
+void print(const BasicAccount& account, const char* indent) {
+  std::cout << indent << account.displayName().value_or("(no name)") << " ["
+            << account.type().value_or("?") << "]\n";
+  const auto enabled = account.enabledDataclasses();
+  if (!enabled) return;
+  for (const std::string& dataclass : *enabled) std::cout << indent << "  " << dataclass << '\n';
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  accountsettings::HostOptions options;
+  if (argc > 1) options.root = argv[1];
+  auto host = accountsettings::LinuxHost::create(options);
+  if (!host) {
+    std::cerr << host.error().message << '\n';
+    return 3;
+  }
+  accountsettings::ProcessContext context((*host)->platform());
+  accountsettings::ProcessContext::setDefault(&context);
+
+  const auto store = AccountsManager::init();
+  for (const auto& account : store->allBasicSyncableAccounts()) {
+    print(*account, account->parentAccount() == nullptr ? "" : "    ");
+  }
+  return 0;
+}

@@ -1,0 +1,31 @@
+// migrate_myself is a program that opens the accounts of a device and makes sure first that they
+// are in the current format: it migrates them itself where nobody has done so yet.
+// usage: example_migrate_myself ROOT
+#include <iostream>
+
+#include "host/LinuxHost.h"
+#include "platform/ProcessContext.h"
+#include "store/AccountsManager.h"
+
+using accountsettings::AccountsManager;
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::cerr << "usage: example_migrate_myself ROOT\n";
+    return 2;
+  }
+  accountsettings::HostOptions options;
+  options.root = argv[1];
+  auto host = accountsettings::LinuxHost::create(options);
+  if (!host) {
+    std::cerr << host.error().message << '\n';
+    return 3;
+  }
+  accountsettings::ProcessContext context((*host)->platform());
+  accountsettings::ProcessContext::setDefault(&context);
+
+  AccountsManager::_migrateAccountsIfNeeded();
+  const auto store = AccountsManager::init();
+  std::cout << "Version " << store->dataVersion() << ", " << store->count() << " accounts\n";
+  return store->dataVersion() == AccountsManager::currentVersion() ? 0 : 1;
+}
