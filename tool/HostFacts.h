@@ -4,38 +4,46 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/LinuxFiles.h"
 #include "platform/Processes.h"
 #include "plist/Result.h"
 
 namespace accountsettings {
 
-struct FileFacts {
-  enum class Kind { File, Directory, Link, Other };
-  Kind kind = Kind::File;
-  unsigned mode = 0;  // the permission bits
-  std::string owner;  // account and group names as the root knows them, else the numbers in digits
-  std::string group;
-  std::uint64_t size = 0;  // bytes
+class LinuxHost;
+
+// OwnerNumbers is an account and a group as the kernel numbers them.
+struct OwnerNumbers {
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
 };
 
 class HostFacts {
  public:
   virtual ~HostFacts() = default;
 
-  // The facts of what lies at the path itself (a link is not followed); none where nothing does.
-  [[nodiscard]] virtual std::optional<FileFacts> factsOf(const std::string& path) = 0;
-  // Temporary files that saves of `path` began and never finished.
+  // The attributes of what lies at the path itself (a link is not followed); none where nothing
+  // does.
+  [[nodiscard]] virtual std::optional<FileAttributes> attributesOf(const std::string& path) = 0;
+  // Temporary files that saves of `path` began and never finished, as device paths.
   [[nodiscard]] virtual std::vector<std::string> temporariesOf(const std::string& path) = 0;
+  // Whom a save gives the settings file to; fails where the root does not know the configured
+  // names.
+  [[nodiscard]] virtual Result<OwnerNumbers> ownerOfSaves() = 0;
   // Why a save of `path` would fail: an owner that the root does not know, a directory that is not
-  // there, or no right to do it.
+  // there or lies on another file system, or no right to give files away.
   [[nodiscard]] virtual Status saveCanSucceed(const std::string& path) = 0;
   // The process that holds the lock on `path`, or none. The command name is empty where the
   // process cannot be looked at.
   [[nodiscard]] virtual std::optional<Process> lockHolder(const std::string& path) = 0;
 };
+
+// The facts of a Linux host, which must outlive them.
+[[nodiscard]] std::unique_ptr<HostFacts> makeHostFacts(LinuxHost& host);
 
 }  // namespace accountsettings

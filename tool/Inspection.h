@@ -15,21 +15,27 @@ namespace accountsettings {
 
 enum class Severity { Note, Warning, Error };
 
+// "note", "warning" or "error".
 [[nodiscard]] std::string_view nameOf(Severity severity);
 
+// FindingKind is what all findings of one sort have in common.
+struct FindingKind {
+  const char* code;  // a stable word for scripts
+  Severity severity;
+  // A migration would lose something, or cannot read it: it goes on only when told to.
+  bool blocksMigration;
+  // Any save would lose something: edits go on only when told to.
+  bool blocksEdits;
+  const char* action;  // what to do, one sentence
+};
+
+// Finding is one thing that an inspection found.
 struct Finding {
-  Severity severity = Severity::Note;
-  // A stable word for scripts, for example "unknown-type"; docs and the JSON schema list them all.
-  std::string code;
-  std::string file;     // device path, or the path of a settings file alone
-  std::string account;  // the account's identifier, else "#" and its place from 1; may be empty
-  std::string key;      // may be empty
+  const FindingKind* kind;
+  std::string file;     // device path, or the path of a settings file by itself
+  std::string account;  // identifier, else "#" and the place from 1; "PARENT/CHILD" for a child
+  std::string key;
   std::string meaning;  // one sentence
-  std::string action;   // what to do, one sentence
-  // A migration would lose something here, or cannot read it: `migrate` goes on only when told to.
-  bool blocksMigration = false;
-  // Any save would lose something here: edits go on only when told to.
-  bool blocksEdits = false;
 };
 
 using Findings = std::vector<Finding>;
@@ -38,12 +44,17 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] bool anyBlocksEdits(const Findings& findings);
 
 // Everything of the root that ProcessContext::current() stands on: settings file, legacy files,
-// sentinel, lock, leftovers. Ordered by file, then as found; `facts` may be nullptr, and then only
-// contents are judged.
+// sentinel, lock, leftovers, in this order. `facts` may be nullptr: then only contents are judged.
 [[nodiscard]] Findings inspectRoot(HostFacts* facts);
 
 // A settings file by itself, already read; `name` stands for it in the findings.
 [[nodiscard]] Findings inspectSettings(const Result<PropertyList>& settings,
                                        const std::string& name);
+
+// The identifier of an account's properties, else "#" and its place from 1.
+[[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);
+
+// The settings file's "Version" as steps and saves read it: 0 where it is missing.
+[[nodiscard]] std::int64_t versionOf(const Dictionary& settings);
 
 }  // namespace accountsettings
