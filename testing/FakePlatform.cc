@@ -1,0 +1,27 @@
+#include "testing/FakePlatform.h"
+
+namespace accountsettings::testing {
+
+Platform FakePlatform::platform() {
+  return Platform{files,
+                  resources,
+                  locks,
+                  processes,
+                  eventLoop,
+                  webEngineLock,
+                  notifications,
+                  preferences,
+                  deviceAnswers,
+                  deviceInfo,
+                  restrictions,
+                  externalSources,
+                  cloudAccountModel,
+                  modules,
+                  clock,
+                  identifiers,
+                  directories,
+                  log,
+                  configuration};
+}
+
+}  // namespace accountsettings::testing
