@@ -8,20 +8,16 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "account/AccountConstants.h"
 #include "account/CreatorCapabilities.h"
 #include "account/LiveProperties.h"
+#include "account/StringList.h"
 #include "plist/PropertyList.h"
 
 namespace accountsettings {
-
-// A list of data-class, type or action strings.
-using StringList = std::vector<std::string>;
 
 class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
  public:
@@ -49,11 +45,12 @@ class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
   // Does nothing for "Class" and "Type"; a missing value removes the key.
   void setAccountPropertyForKey(std::optional<PropertyList> value, std::string_view key);
   void removeAccountPropertyForKey(std::string_view key);
-  // The live dictionary itself.
-  [[nodiscard]] LiveProperties& properties() noexcept { return properties_; }
-  [[nodiscard]] const LiveProperties& properties() const noexcept { return properties_; }
+  // The live dictionary itself. It lives as long as the record and whoever took a share in it.
+  [[nodiscard]] LiveProperties& properties() noexcept { return *properties_; }
+  [[nodiscard]] const LiveProperties& properties() const noexcept { return *properties_; }
   // What the store writes and compares; a subclass may answer something else than properties().
   [[nodiscard]] virtual Dictionary propertiesToSave() const;
+  // The properties as the record was made from them, or as last set here.
   [[nodiscard]] const Dictionary& originalProperties() const noexcept;
   void setOriginalProperties(const Dictionary& properties);
 
@@ -121,6 +118,9 @@ class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
 
   // MARK: Internal - for the account model's own classes.
 
+  // What accountWithTypeClass() answers.
+  [[nodiscard]] static std::shared_ptr<BasicAccount> _initWithTypeClass(
+      std::string_view type, std::string_view accountClass);
   [[nodiscard]] static bool _isValidAccountType(std::string_view type);
   // The "AccountCreators" resource read afresh, or none.
   [[nodiscard]] static std::optional<Dictionary> _creatorsInfo();
@@ -154,8 +154,26 @@ class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
  protected:
   BasicAccount();
 
+  // Whether a record can be made of the properties; says in the system log why not.
+  [[nodiscard]] static bool canMakeRecordOf(const Dictionary& properties);
+  // The properties of a new account of the type and class, with fresh identifiers. AssertionFailure
+  // where the class is empty or the type unknown.
+  [[nodiscard]] static Dictionary propertiesOfNewAccount(std::string_view type,
+                                                         std::string_view accountClass);
+  // Fills a new record and completes its identifiers.
+  void takeProperties(const Dictionary& properties);
+  // The name of the record's own class, for messages.
+  [[nodiscard]] virtual std::string_view className() const noexcept;
+
  private:
-  LiveProperties properties_;
+  // The value under `key` of this record or the nearest parent that has one, or nullptr.
+  [[nodiscard]] const PropertyList* findProperty(std::string_view key) const noexcept;
+  [[nodiscard]] std::optional<std::string> stringPropertyForKey(std::string_view key) const;
+  // What the registry lists for the record's type, in canonical order.
+  [[nodiscard]] const StringList& supportedInOrder() const;
+  void storeEnabled(bool enabled, std::string_view dataclass);
+
+  std::shared_ptr<LiveProperties> properties_ = std::make_shared<LiveProperties>();
   std::shared_ptr<BasicAccount> parentAccount_;
   Dictionary originalProperties_;
   std::shared_ptr<FullAccount> fullAccount_;

@@ -48,7 +48,16 @@ class DeviceLocalAccount : public BasicAccount, public FullAccount {
 
   // MARK: Internal - for the account model's own classes.
 
+  [[nodiscard]] static std::shared_ptr<DeviceLocalAccount> _initWithTypeClass(
+      std::string_view type, std::string_view accountClass);
   [[nodiscard]] static std::string _identifier();
+
+ protected:
+  DeviceLocalAccount();
+  [[nodiscard]] std::string_view className() const noexcept override;
 };
+
+// The class "DeviceLocalAccount" as it is found by name: it offers accountWithBasicAccount().
+[[nodiscard]] ClassObject& deviceLocalAccountClass();
 
 }  // namespace accountsettings

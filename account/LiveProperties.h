@@ -1,6 +1,7 @@
 // LiveProperties is the mutable dictionary of one account record. Everyone who holds a
-// reference sees every change. A store that indexes records by their identifiers keeps a
-// journal, in which each change of an identifier is noted, whoever makes it.
+// reference sees every change; who needs it beyond the record's life takes a share with
+// shared_from_this(). A store that indexes records by their identifiers keeps a journal,
+// in which each change of an identifier is noted, whoever makes it.
 #pragma once
 
 #include <memory>
@@ -20,7 +21,7 @@ struct IdentityJournal {
   std::vector<const LiveProperties*> changed;
 };
 
-class LiveProperties {
+class LiveProperties : public std::enable_shared_from_this<LiveProperties> {
  public:
   LiveProperties() = default;
   LiveProperties(const LiveProperties&) = delete;

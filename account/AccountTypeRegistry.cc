@@ -1,0 +1,81 @@
+#include "account/AccountTypeRegistry.h"
+
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "account/AccountConstants.h"
+#include "account/BasicAccount.h"
+#include "account/BundleResources.h"
+#include "account/Dataclasses.h"
+#include "platform/AssertionFailure.h"
+#include "platform/ProcessContext.h"
+
+namespace accountsettings {
+
+namespace {
+
+struct RegistryState {
+  std::mutex mutex;
+  std::optional<AccountTypeRegistry> registry;
+};
+
+const ProcessContext::Slot<RegistryState> registrySlot{};
+
+[[noreturn]] void fail(const char* message) {
+  throw AssertionFailure(message, "+[BasicAccount initialize]", "BasicAccount");
+}
+
+Dictionary readTypes() {
+  const std::optional<std::string> path = pathOfBundleResource(kAccountTypesResource);
+  if (!path) fail("Could not find AccountTypesProperties.plist");
+  std::optional<Dictionary> types = readBundleDictionary(*path);
+  if (!types) fail("Could not load the dataclasses configuration file");
+  return *std::move(types);
+}
+
+// Reduces the type's list to the data classes that exist on this device. A list of which nothing
+// would be left stays as it is, so that a type whose one data class is unusable here keeps it.
+void reduceSupportedDataclasses(Dictionary& type, bool multitasking) {
+  const PropertyList* listed = type.find(kPropertiesSupportedDataclasses);
+  if (listed == nullptr || listed->array() == nullptr) return;
+  std::vector<PropertyList> usable;
+  for (const PropertyList& each : *listed->array()) {
+    const auto text = each.stringValue();
+    if (!text || !isDataclass(*text)) continue;
+    if (*text == kAccountDataclassNotes && !multitasking) continue;
+    usable.push_back(each);
+  }
+  if (!usable.empty()) type.set(kPropertiesSupportedDataclasses, Array(std::move(usable)));
+}
+
+}  // namespace
+
+AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types) {
+  const bool multitasking = BasicAccount::isMultitaskingEnabled();
+  for (const auto& each : types) {
+    if (each.value().dictionary() == nullptr) continue;
+    Entry entry{*each.value().dictionary(), {}};
+    reduceSupportedDataclasses(entry.properties, multitasking);
+    if (const auto supported =
+            stringListOf(entry.properties.find(kPropertiesSupportedDataclasses))) {
+      entry.orderedDataclasses = inCanonicalOrder(*supported);
+    }
+    entries_.emplace(each.key(), std::move(entry));
+  }
+}
+
+const AccountTypeRegistry& AccountTypeRegistry::current() {
+  RegistryState& state = ProcessContext::current().state(registrySlot);
+  const std::lock_guard lock(state.mutex);
+  if (!state.registry) state.registry = AccountTypeRegistry(readTypes());
+  return *state.registry;
+}
+
+const AccountTypeRegistry::Entry* AccountTypeRegistry::find(std::string_view type) const noexcept {
+  const auto found = entries_.find(type);
+  return found == entries_.end() ? nullptr : &found->second;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,37 @@
+// AccountTypeRegistry holds what the resource "AccountTypesProperties" says of each account
+// type. It is loaded once per process, on first use, and only read from then on.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "account/StringList.h"
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+class AccountTypeRegistry {
+ public:
+  struct Entry {
+    // The type's dictionary, its list of supported data classes reduced to those that exist on this
+    // device.
+    Dictionary properties;
+    // That list in canonical order.
+    StringList orderedDataclasses;
+  };
+
+  // The registry of the current process. AssertionFailure where the resource is missing or
+  // unreadable; the next call tries again. Safe between threads.
+  [[nodiscard]] static const AccountTypeRegistry& current();
+
+  // What is known of the type, or nullptr.
+  [[nodiscard]] const Entry* find(std::string_view type) const noexcept;
+
+ private:
+  explicit AccountTypeRegistry(const Dictionary& types);
+
+  std::map<std::string, Entry, std::less<>> entries_;
+};
+
+}  // namespace accountsettings

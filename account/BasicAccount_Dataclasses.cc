@@ -1,0 +1,128 @@
+// BasicAccount_Dataclasses.cc holds a record's rules for its data classes: which are
+// supported, provisioned and enabled, and how switching one changes the stored list.
+// All lists that are reported are in canonical order and free of repeats; the stored
+// list may be neither.
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "account/AccountTypeRegistry.h"
+#include "account/BasicAccount.h"
+#include "account/Dataclasses.h"
+#include "platform/ProcessContext.h"
+
+namespace accountsettings {
+
+namespace {
+
+// What a configuration profile says of a switch that it explicitly turns off.
+constexpr int kTurnedOffByProfile = 2;
+
+bool contains(const StringList& list, std::string_view text) {
+  return std::find(list.begin(), list.end(), text) != list.end();
+}
+
+const Array* arrayIn(const PropertyList* value) {
+  return value != nullptr ? value->array() : nullptr;
+}
+
+// The members of `stored` once each, with `dataclass` among them or not. Members that are no
+// strings stay: they are not ours to drop.
+Array withSwitched(const Array* stored, bool enabled, std::string_view dataclass) {
+  std::vector<PropertyList> members;
+  std::set<std::string_view> seen;
+  if (stored != nullptr) {
+    for (const PropertyList& each : *stored) {
+      const auto text = each.stringValue();
+      if (text && (!seen.insert(*text).second || (!enabled && text == dataclass))) continue;
+      members.push_back(each);
+    }
+  }
+  if (enabled && !seen.contains(dataclass)) members.emplace_back(dataclass);
+  return Array(std::move(members));
+}
+
+}  // namespace
+
+const StringList& BasicAccount::supportedInOrder() const {
+  static const StringList none;
+  const auto type = stringOf(findProperty(kAccountType));
+  const auto* entry = AccountTypeRegistry::current().find(type.value_or(std::string_view()));
+  return entry != nullptr ? entry->orderedDataclasses : none;
+}
+
+StringList BasicAccount::supportedDataclasses() const {
+  return supportedInOrder();
+}
+
+StringList BasicAccount::provisionedDataclasses() const {
+  const Array* provisioned = arrayIn(findProperty(kAccountProvisionedDataclasses));
+  const auto restricted = _profileRestrictedDataclasses();
+  StringList result;
+  for (const std::string& each : supportedInOrder()) {
+    const bool isProvisioned = provisioned == nullptr || containsString(*provisioned, each);
+    if (isProvisioned && !restricted.contains(each) && !contains(result, each)) {
+      result.push_back(each);
+    }
+  }
+  return result;
+}
+
+std::optional<StringList> BasicAccount::enabledDataclasses() const {
+  if (parentAccount_ != nullptr) {
+    // As the parent reports it, not cut down to what this record supports itself.
+    std::optional<StringList> inherited = parentAccount_->enabledDataclasses();
+    if (inherited && !inherited->empty()) return inherited;
+  }
+  const Array* stored = arrayIn(findProperty(kAccountEnabledDataclasses));
+  if (stored == nullptr) return std::nullopt;
+  StringList result = provisionedDataclasses();
+  std::erase_if(result, [stored](const auto& each) { return !containsString(*stored, each); });
+  return result;
+}
+
+bool BasicAccount::isEnabledForDataclass(std::string_view dataclass) const {
+  const std::optional<StringList> enabled = enabledDataclasses();
+  return enabled && contains(*enabled, dataclass);
+}
+
+void BasicAccount::setEnabledForDataclass(bool enabled, std::string_view dataclass) {
+  if (contains(supportedInOrder(), dataclass)) storeEnabled(enabled, dataclass);
+}
+
+void BasicAccount::_forcedSetEnabledForDataclass(bool enabled, std::string_view dataclass) {
+  storeEnabled(enabled, dataclass);
+}
+
+void BasicAccount::storeEnabled(bool enabled, std::string_view dataclass) {
+  const Array* own = arrayIn(properties_->find(kAccountEnabledDataclasses));
+  setAccountPropertyForKey(withSwitched(own, enabled, dataclass), kAccountEnabledDataclasses);
+}
+
+void BasicAccount::setEnabledForDataclasses(const std::optional<StringList>& dataclasses) {
+  removeAccountPropertyForKey(kAccountEnabledDataclasses);
+  if (!dataclasses) return;
+  for (const std::string& each : *dataclasses) setEnabledForDataclass(true, each);
+}
+
+StringList BasicAccount::_orderedDataclasses(const std::optional<StringList>& dataclasses) const {
+  return dataclasses ? inCanonicalOrder(*dataclasses) : StringList();
+}
+
+std::set<std::string, std::less<>> BasicAccount::_profileRestrictedDataclasses() const {
+  Restrictions& restrictions = ProcessContext::current().platform().restrictions;
+  std::set<std::string, std::less<>> restricted;
+  const auto ask = [&](RestrictionSwitch feature,
+                       std::initializer_list<std::string_view> dataclasses) {
+    if (restrictions.restrictionForFeature(feature) != kTurnedOffByProfile) return;
+    restricted.insert(dataclasses.begin(), dataclasses.end());
+  };
+  ask(RestrictionSwitch::CloudDocuments, {kAccountDataclassUbiquity, kAccountDataclassKeyValue});
+  ask(RestrictionSwitch::PhotoStream, {kAccountDataclassMediaStream});
+  ask(RestrictionSwitch::SharedPhotoStreams, {kAccountDataclassSharedStreams});
+  ask(RestrictionSwitch::CloudBackup, {kAccountDataclassBackup});
+  ask(RestrictionSwitch::LockScreenCards, {kAccountDataclassQuillet});
+  return restricted;
+}
+
+}  // namespace accountsettings
