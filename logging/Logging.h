@@ -6,6 +6,8 @@
 #pragma once
 
 #include <span>
+#include <string>
+#include <string_view>
 #include <type_traits>
 
 #include "logging/LogFormat.h"
@@ -13,13 +15,15 @@
 namespace accountsettings {
 
 // Whether this process traces: the boolean "RSLoggingEnabled" of its own defaults, read on the
-// first call in the process and remembered.
+// first call in the process and remembered. Safe between threads.
 [[nodiscard]] bool getRSLoggingEnabled();
 
-// Fills `format` with the arguments and hands the line to the platform's system log.
+// Fills `format`, which fits the arguments, and hands the line to the current context's system log.
 void writeSystemLog(std::string_view format, std::span<const LogArgument> arguments);
 
-// Writes one line to the system log, unconditionally.
+// Writes one line to the system log, unconditionally. "%@" shows property-list values, texts, lists
+// of texts, errors, whatever has a description(), and pointers to and optionals of these; nothing
+// at all is shown as "(null)".
 template <class... Args>
 void systemLog(LogFormat<std::type_identity_t<Args>...> format, const Args&... args) {
   const LogArgument arguments[] = {LogArgument(args)..., LogArgument()};
