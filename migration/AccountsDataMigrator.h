@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "account/BasicAccount.h"
+#include "migration/GoogleMail.h"
 #include "platform/MigratorBase.h"
 #include "plist/PropertyList.h"
 #include "store/AccountsManager.h"
@@ -85,12 +86,23 @@ class AccountsDataMigrator : public MigratorBase {
   }
 
  private:
+  using Step = bool (AccountsDataMigrator::*)(AccountsManager& store);
+
+  // Runs one conversion or version step, telling the observer what it is about to change and what
+  // it changed. `selector` is the step's name.
+  bool runStep(std::string_view selector, Step step, AccountsManager& store);
+  // Converts the legacy files that are there and upgrades the settings. Answers whether the upgrade
+  // succeeded, which alone decides.
+  bool convertAndUpgrade(bool oldMailAccounts, bool oldDAAccounts, AccountsManager& store);
+  // What follows a migration that succeeded; `legacyFiles` tells that there were some.
+  void finishSuccessfulMigration(bool legacyFiles);
+  // Puts the file, or an empty dictionary where it could not be read, into the collated record.
+  // Does nothing where records are not kept.
+  void collate(std::string_view key, const std::optional<Dictionary>& file);
+
   std::optional<Dictionary> collatedMigrationData_;
   bool foundOldMailAccountsToMigrate_ = false;
   bool foundOldDAAccountsToMigrate_ = false;
 };
-
-// Whether this region calls the service "Google Mail"; asked of the device once per process.
-[[nodiscard]] bool _UseGoogleMail();  // NOLINT(bugprone-reserved-identifier)
 
 }  // namespace accountsettings

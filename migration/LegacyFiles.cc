@@ -1,0 +1,40 @@
+#include "migration/LegacyFiles.h"
+
+#include <utility>
+
+namespace accountsettings {
+
+void renameKeys(Dictionary& properties, std::span<const RenamedKey> keys) {
+  for (const RenamedKey& key : keys) {
+    auto value = properties.get(key.oldKey);
+    if (!value) continue;
+    properties.remove(key.oldKey);
+    properties.set(key.newKey, std::move(*value));
+  }
+}
+
+std::optional<std::vector<std::shared_ptr<BasicAccount>>> convertDescriptions(
+    const std::optional<Dictionary>& file, std::string_view key, const Converter& convert,
+    const Complaint& complain) {
+  std::vector<std::shared_ptr<BasicAccount>> accounts;
+  const PropertyList* value = file ? file->find(key) : nullptr;
+  const Array* descriptions = value != nullptr ? value->array() : nullptr;
+  if (descriptions == nullptr) return accounts;
+  accounts.reserve(descriptions->size());
+  for (const PropertyList& each : *descriptions) {
+    const Dictionary* description = each.dictionary();
+    auto account = description != nullptr ? convert(*description) : nullptr;
+    if (!account) {
+      complain(each);
+      return std::nullopt;
+    }
+    accounts.push_back(std::move(account));
+  }
+  return accounts;
+}
+
+void removeOriginalOf(Files& files, const std::string& legacyFile) {
+  (void)files.remove(legacyFile + ".original");
+}
+
+}  // namespace accountsettings

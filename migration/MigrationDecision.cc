@@ -1,0 +1,71 @@
+// MigrationDecision tells whether this device's settings must be migrated, and clears the way for
+// a conversion of legacy files by a client process.
+#include "logging/Logging.h"
+#include "platform/AssertionFailure.h"
+#include "platform/ProcessContext.h"
+#include "platform/ReadDictionary.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+namespace {
+
+constexpr std::string_view kDecisionMethod =
+    "+[AccountsManager(MigrationSupport) "
+    "shouldMigrateOldMailAccounts:oldDAAccounts:newAccountSettings:]";
+constexpr std::string_view kRemovalMethod =
+    "+[AccountsManager(MigrationSupport) removeNewAccountSettingsToMigrateOldAccountInformation]";
+
+void requireReference(const bool* reference, const char* complaint) {
+  if (reference == nullptr) {
+    throw AssertionFailure(complaint, std::string(kDecisionMethod), "AccountsManager");
+  }
+}
+
+}  // namespace
+
+void AccountsManager::shouldMigrateOldMailAccountsOldDAAccountsNewAccountSettings(
+    bool* migrateOldMailAccounts, bool* migrateOldDAAccounts, bool* migrateNewAccounts) {
+  requireReference(migrateOldMailAccounts, "migrateOldMailAccounts cannot be nil");
+  requireReference(migrateOldDAAccounts, "migrateOldDAAccounts cannot be nil");
+  requireReference(migrateNewAccounts, "migrateNewAccounts cannot be nil");
+  const bool mail = _oldMailAccountsInformationFound();
+  const bool exchange = _oldDAAccountsInformationFound();
+  // A legacy file wins over a version upgrade: the settings are then not even looked at.
+  const bool outdated = !mail && !exchange && accountSettingsNeedsToBeMigrated();
+  *migrateOldMailAccounts = mail;
+  *migrateOldDAAccounts = exchange;
+  *migrateNewAccounts = outdated;
+  if (mail || exchange || outdated) {
+    systemLog(
+        "Accounts settings needs migration! oldMailAccountsPresent=%d, oldDAAccountsPresent=%d, "
+        "migrateNewAccountsInfo=%d",
+        mail ? 1 : 0, exchange ? 1 : 0, outdated ? 1 : 0);
+  }
+}
+
+bool AccountsManager::accountSettingsNeedsToBeMigrated() {
+  const std::optional<Dictionary> settings =
+      readDictionary(ProcessContext::current().platform().files, fullPathToAccountSettingsPlist());
+  if (!settings) return false;
+  const PropertyList* version = settings->find(kPlistVersionKey);
+  if (version == nullptr) {
+    systemLog("Account Settings plist is missing a version number, returning NO for migration");
+    return false;
+  }
+  const std::int64_t savedVersion = version->integerValue();
+  if (savedVersion >= currentVersion()) return false;
+  systemLog("Account Settings Version out of date: savedVersion=%ld, currentVersion=%ld",
+            savedVersion, currentVersion());
+  return true;
+}
+
+void AccountsManager::removeNewAccountSettingsToMigrateOldAccountInformation() {
+  Files& files = ProcessContext::current().platform().files;
+  const std::string path = fullPathToAccountSettingsPlist();
+  if (!files.exists(path)) return;
+  if (const Status removed = files.remove(path); !removed) {
+    systemLog("[%s] Could not remove %@. Error %@", kRemovalMethod, path, removed.error());
+  }
+}
+
+}  // namespace accountsettings
