@@ -1,0 +1,504 @@
+// ConformanceSuite holds the tests that every implementation of the platform has to
+// pass, the fake one and the real ones alike. Include it in one test file of a program,
+// derive from ConformanceDevice, and name a factory for it:
+//
+//   class MyDevice : public ConformanceDevice { ... };
+//   std::unique_ptr<ConformanceDevice> makeMyDevice() { return std::make_unique<MyDevice>(); }
+//   AS_INSTANTIATE_CONFORMANCE_SUITE(Mine, makeMyDevice);
+//
+// Each test makes a device of its own and drops it at the end. The macro may stand more than
+// once, with different names and factories.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <regex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace accountsettings::testing {
+
+// ConformanceDevice is one device to test, with what a test has to set up or look at past the
+// platform's interfaces. It begins with the directories /tmp and
+// /var/mobile/Library/Preferences, knows the account and the group "mobile", and makes temporary
+// files beside their destination.
+class ConformanceDevice {
+ public:
+  virtual ~ConformanceDevice() = default;
+
+  [[nodiscard]] virtual Platform platform() = 0;
+
+  // Stores a value where copyAppPreference() or ownDefault() is to find it.
+  virtual void setPreference(const std::string& domain, const std::string& key,
+                             const PropertyList& value) = 0;
+  virtual void setOwnDefault(const std::string& key, const PropertyList& value) = 0;
+
+  // Starts a process with this command name that runs until it is killed; answers its identifier.
+  // The device ends it at the latest when it is dropped.
+  virtual int startProcess(const std::string& commandName) = 0;
+
+  // The permission bits of what lies at a device path.
+  [[nodiscard]] virtual unsigned mode(const std::string& path) = 0;
+  // Whether it belongs to this account and group.
+  [[nodiscard]] virtual bool isOwnedBy(const std::string& path, const std::string& owner,
+                                       const std::string& group) = 0;
+};
+
+using ConformanceFactory = std::unique_ptr<ConformanceDevice> (*)();
+
+class ConformanceTest : public ::testing::TestWithParam<ConformanceFactory> {
+ protected:
+  static constexpr const char* kDirectory = "/var/mobile/Library/Preferences";
+
+  static Bytes bytesOf(std::string_view text) { return Bytes(text.begin(), text.end()); }
+  static std::string inDirectory(const std::string& name) {
+    return std::string(kDirectory) + "/" + name;
+  }
+
+  std::unique_ptr<ConformanceDevice> device = GetParam()();
+  Platform platform = device->platform();
+};
+
+// MARK: Files
+
+class FilesConformance : public ConformanceTest {
+ protected:
+  void write(const std::string& path, std::string_view text) {
+    const Status written = files.create(path, bytesOf(text));
+    ASSERT_TRUE(written.ok()) << written.error().message;
+  }
+  // The file's content, or the error's number in brackets.
+  std::string content(const std::string& path) {
+    const Result<Bytes> bytes = files.read(path);
+    if (!bytes) return "[" + std::to_string(bytes.error().code) + "]";
+    return std::string(bytes->begin(), bytes->end());
+  }
+  static std::string code(int number) { return "[" + std::to_string(number) + "]"; }
+
+  Files& files = platform.files;
+  const std::string path = inDirectory("a");
+  const std::string other = inDirectory("b");
+};
+
+TEST_P(FilesConformance, ReadsWhatWasCreated) {
+  const std::string text("line\n\0\xFF tail", 13);
+  write(path, text);
+  EXPECT_EQ(content(path), text);
+  write(other, "");
+  EXPECT_EQ(content(other), "");
+  const std::string large(3'000'001, 'x');
+  write(path, large);
+  EXPECT_EQ(content(path), large);
+}
+
+TEST_P(FilesConformance, CreateReplacesTheContentOfAnExistingFile) {
+  write(path, "a long content");
+  write(path, "short");
+  EXPECT_EQ(content(path), "short");
+}
+
+TEST_P(FilesConformance, AMissingFileIsAnErrorThatNamesIt) {
+  const Result<Bytes> bytes = files.read(path);
+  ASSERT_FALSE(bytes.ok());
+  EXPECT_EQ(bytes.error().code, ENOENT);
+  EXPECT_THAT(bytes.error().message, ::testing::HasSubstr(path));
+}
+
+TEST_P(FilesConformance, OnlyRegularFilesAreRead) {
+  EXPECT_FALSE(files.read(kDirectory).ok());
+}
+
+TEST_P(FilesConformance, CreateNeedsTheDirectoryAndNoDirectoryInItsPlace) {
+  const Status missing = files.create(inDirectory("none/a"), bytesOf("x"));
+  ASSERT_FALSE(missing.ok());
+  EXPECT_EQ(missing.error().code, ENOENT);
+  EXPECT_FALSE(files.exists(inDirectory("none")));
+  EXPECT_FALSE(files.create(kDirectory, bytesOf("x")).ok());
+  EXPECT_TRUE(files.isDirectory(kDirectory));
+}
+
+TEST_P(FilesConformance, TellsFilesAndDirectoriesAndNothingApart) {
+  write(path, "x");
+  EXPECT_TRUE(files.exists(path));
+  EXPECT_FALSE(files.isDirectory(path));
+  EXPECT_TRUE(files.exists(kDirectory));
+  EXPECT_TRUE(files.isDirectory(kDirectory));
+  EXPECT_FALSE(files.exists(other));
+  EXPECT_FALSE(files.isDirectory(other));
+  EXPECT_FALSE(files.exists(path + "/beneath a file"));
+}
+
+TEST_P(FilesConformance, CopiesToWhereNothingIs) {
+  write(path, "x");
+  EXPECT_TRUE(files.copy(path, other).ok());
+  EXPECT_EQ(content(other), "x");
+  EXPECT_EQ(content(path), "x");
+}
+
+TEST_P(FilesConformance, ACopyNeverReplaces) {
+  write(path, "new");
+  write(other, "old");
+  const Status copied = files.copy(path, other);
+  ASSERT_FALSE(copied.ok());
+  EXPECT_EQ(copied.error().code, EEXIST);
+  EXPECT_EQ(content(other), "old");
+}
+
+TEST_P(FilesConformance, ACopyNeedsAFileAndADirectory) {
+  const Status copied = files.copy(path, other);
+  ASSERT_FALSE(copied.ok());
+  EXPECT_EQ(copied.error().code, ENOENT);
+  EXPECT_FALSE(files.exists(other));
+  EXPECT_FALSE(files.copy(kDirectory, other).ok());
+  EXPECT_FALSE(files.exists(other));
+  write(path, "x");
+  EXPECT_FALSE(files.copy(path, inDirectory("none/b")).ok());
+  EXPECT_FALSE(files.exists(inDirectory("none")));
+}
+
+TEST_P(FilesConformance, RemovesFilesOnly) {
+  write(path, "x");
+  EXPECT_TRUE(files.remove(path).ok());
+  EXPECT_FALSE(files.exists(path));
+  const Status again = files.remove(path);
+  ASSERT_FALSE(again.ok());
+  EXPECT_EQ(again.error().code, ENOENT);
+  EXPECT_FALSE(files.remove(kDirectory).ok());
+  EXPECT_TRUE(files.isDirectory(kDirectory));
+}
+
+TEST_P(FilesConformance, MakesEachMissingDirectoryWithExactlyTheMode) {
+  ASSERT_TRUE(files.makeDirectory(inDirectory("x/y/z"), 0777).ok());
+  for (const char* name : {"x", "x/y", "x/y/z"}) {
+    EXPECT_TRUE(files.isDirectory(inDirectory(name)));
+    EXPECT_EQ(device->mode(inDirectory(name)), 0777U) << name;
+  }
+  ASSERT_TRUE(files.makeDirectory(inDirectory("x/y/w"), 0700).ok());
+  EXPECT_EQ(device->mode(inDirectory("x/y/w")), 0700U);
+  EXPECT_EQ(device->mode(inDirectory("x/y")), 0777U);
+}
+
+TEST_P(FilesConformance, ADirectoryThatExistsIsLeftAsItIs) {
+  ASSERT_TRUE(files.makeDirectory(inDirectory("x"), 0750).ok());
+  write(inDirectory("x/a"), "x");
+  EXPECT_TRUE(files.makeDirectory(inDirectory("x"), 0700).ok());
+  EXPECT_EQ(device->mode(inDirectory("x")), 0750U);
+  EXPECT_EQ(content(inDirectory("x/a")), "x");
+}
+
+TEST_P(FilesConformance, AFileInTheWayOfADirectoryIsAnError) {
+  write(path, "x");
+  EXPECT_FALSE(files.makeDirectory(path, 0700).ok());
+  EXPECT_FALSE(files.makeDirectory(path + "/y", 0700).ok());
+  EXPECT_EQ(content(path), "x");
+}
+
+TEST_P(FilesConformance, WritesAtomicallyOverOldAndNew) {
+  EXPECT_TRUE(files.writeAtomically(path, bytesOf("a long content")).ok());
+  EXPECT_EQ(content(path), "a long content");
+  EXPECT_TRUE(files.writeAtomically(path, bytesOf("short")).ok());
+  EXPECT_EQ(content(path), "short");
+  EXPECT_FALSE(files.writeAtomically(inDirectory("none/a"), bytesOf("x")).ok());
+  EXPECT_FALSE(files.writeAtomically(kDirectory, bytesOf("x")).ok());
+  EXPECT_TRUE(files.isDirectory(kDirectory));
+}
+
+TEST_P(FilesConformance, ATemporaryFileIsNewPrivateAndBesideItsDestination) {
+  const auto first = files.makeTemporary(path);
+  const auto second = files.makeTemporary(path);
+  ASSERT_TRUE(first.ok()) << first.error().message;
+  ASSERT_TRUE(second.ok()) << second.error().message;
+  EXPECT_NE((*first)->path(), (*second)->path());
+  for (const auto* file : {&*first, &*second}) {
+    const std::string& temporary = (*file)->path();
+    EXPECT_EQ(temporary.substr(0, temporary.rfind('/')), kDirectory);
+    EXPECT_EQ(content(temporary), "");
+    EXPECT_EQ(device->mode(temporary), 0600U);
+  }
+  EXPECT_FALSE(files.exists(path));
+}
+
+TEST_P(FilesConformance, ATemporaryFileNeedsTheDirectory) {
+  EXPECT_FALSE(files.makeTemporary(inDirectory("none/a")).ok());
+  EXPECT_FALSE(files.exists(inDirectory("none")));
+}
+
+TEST_P(FilesConformance, ATemporaryFileIsWrittenOwnedFlushedAndRenamed) {
+  write(path, "old");
+  auto file = files.makeTemporary(path);
+  ASSERT_TRUE(file.ok()) << file.error().message;
+  const std::string temporary = (*file)->path();
+  EXPECT_TRUE((*file)->write(bytesOf("new ")).ok());
+  EXPECT_TRUE((*file)->write(bytesOf("content")).ok());
+  const Status owned = (*file)->setOwner("mobile", "mobile");
+  EXPECT_TRUE(owned.ok()) << owned.error().message;
+  EXPECT_TRUE((*file)->flushAndClose().ok());
+  EXPECT_EQ(content(path), "old");
+  EXPECT_TRUE(files.rename(temporary, path).ok());
+  EXPECT_TRUE(files.flushDirectoryOf(path).ok());
+  EXPECT_EQ(content(path), "new content");
+  EXPECT_EQ(device->mode(path), 0600U);
+  EXPECT_TRUE(device->isOwnedBy(path, "mobile", "mobile"));
+  EXPECT_FALSE(files.exists(temporary));
+}
+
+TEST_P(FilesConformance, AnUnknownOwnerIsAnErrorThatNamesIt) {
+  const auto file = files.makeTemporary(path);
+  ASSERT_TRUE(file.ok()) << file.error().message;
+  const Status owner = (*file)->setOwner("no-such-account", "mobile");
+  const Status group = (*file)->setOwner("mobile", "no-such-group");
+  ASSERT_FALSE(owner.ok());
+  ASSERT_FALSE(group.ok());
+  EXPECT_THAT(owner.error().message, ::testing::HasSubstr("no-such-account"));
+  EXPECT_THAT(group.error().message, ::testing::HasSubstr("no-such-group"));
+  EXPECT_FALSE(device->isOwnedBy((*file)->path(), "mobile", "mobile"));
+}
+
+TEST_P(FilesConformance, ADroppedTemporaryFileStays) {
+  auto file = files.makeTemporary(path);
+  ASSERT_TRUE(file.ok()) << file.error().message;
+  const std::string temporary = (*file)->path();
+  ASSERT_TRUE((*file)->write(bytesOf("x")).ok());
+  file->reset();
+  EXPECT_EQ(content(temporary), "x");
+  EXPECT_TRUE(files.remove(temporary).ok());
+}
+
+TEST_P(FilesConformance, AFailedRenameChangesNothing) {
+  write(other, "old");
+  const Status renamed = files.rename(path, other);
+  ASSERT_FALSE(renamed.ok());
+  EXPECT_EQ(renamed.error().code, ENOENT);
+  EXPECT_EQ(content(other), "old");
+  EXPECT_FALSE(files.rename(other, kDirectory).ok());
+  EXPECT_FALSE(files.rename(other, inDirectory("none/b")).ok());
+  EXPECT_EQ(content(other), "old");
+  EXPECT_TRUE(files.isDirectory(kDirectory));
+}
+
+TEST_P(FilesConformance, OnlyAnExistingDirectoryCanBeFlushed) {
+  EXPECT_TRUE(files.flushDirectoryOf(path).ok());
+  EXPECT_FALSE(files.flushDirectoryOf(inDirectory("none/a")).ok());
+}
+
+TEST_P(FilesConformance, NoPathLeadsAboveTheRoot) {
+  write("/../../tmp/a", "x");
+  EXPECT_EQ(content("/tmp/a"), "x");
+  EXPECT_EQ(content("/tmp/../../../tmp/./a"), "x");
+}
+
+// MARK: Locks
+
+class LocksConformance : public ConformanceTest {
+ protected:
+  std::unique_ptr<ExclusiveFileLock> make(std::string_view name) {
+    auto lock = platform.locks.create(name);
+    EXPECT_TRUE(lock.ok()) << lock.error().message;
+    return lock ? *std::move(lock) : nullptr;
+  }
+};
+
+TEST_P(LocksConformance, IsFreeAgainAfterReleaseAndAfterDestruction) {
+  auto lock = make("One");
+  ASSERT_TRUE(lock->acquire().ok());
+  lock->release();
+  auto second = make("One");
+  ASSERT_TRUE(second->acquire().ok());
+  second.reset();
+  EXPECT_TRUE(lock->acquire().ok());
+}
+
+TEST_P(LocksConformance, ReleasingWhatIsNotHeldFreesNobodyElse) {
+  auto holder = make("One");
+  auto bystander = make("One");
+  bystander->release();
+  ASSERT_TRUE(holder->acquire().ok());
+  bystander->release();
+  bystander.reset();
+  std::atomic<bool> isReleased = false;
+  std::thread waiter([&] {
+    auto lock = make("One");
+    EXPECT_TRUE(lock->acquire().ok());
+    EXPECT_TRUE(isReleased);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  isReleased = true;
+  holder->release();
+  waiter.join();
+}
+
+TEST_P(LocksConformance, LocksOfDifferentNamesDoNotExcludeEachOther) {
+  auto one = make("One");
+  auto two = make("Two");
+  EXPECT_TRUE(one->acquire().ok());
+  EXPECT_TRUE(two->acquire().ok());
+}
+
+TEST_P(LocksConformance, OneHolderAtATime) {
+  std::atomic<int> inside = 0;
+  std::atomic<int> overlaps = 0;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([&] {
+      auto lock = make("One");
+      for (int turn = 0; turn < 50; ++turn) {
+        EXPECT_TRUE(lock->acquire().ok());
+        if (inside.fetch_add(1) != 0) ++overlaps;
+        std::this_thread::yield();
+        inside.fetch_sub(1);
+        lock->release();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(overlaps, 0);
+}
+
+// MARK: Processes
+
+class ProcessesConformance : public ConformanceTest {
+ protected:
+  std::vector<Process> list() {
+    const Result<std::vector<Process>> processes = platform.processes.list();
+    EXPECT_TRUE(processes.ok()) << processes.error().message;
+    return processes ? *processes : std::vector<Process>();
+  }
+  // The identifiers of the processes with this command name.
+  std::vector<int> named(const std::string& name) {
+    std::vector<int> identifiers;
+    for (const Process& process : list()) {
+      if (process.commandName == name) identifiers.push_back(process.identifier);
+    }
+    return identifiers;
+  }
+};
+
+TEST_P(ProcessesConformance, ListsWhatRunsInAscendingOrder) {
+  const int first = device->startProcess("conformance-a");
+  const int second = device->startProcess("conformance-a");
+  EXPECT_THAT(named("conformance-a"), ::testing::UnorderedElementsAre(first, second));
+  const std::vector<Process> processes = list();
+  EXPECT_TRUE(std::is_sorted(processes.begin(), processes.end(),
+                             [](const Process& left, const Process& right) {
+                               return left.identifier < right.identifier;
+                             }));
+  EXPECT_GE(processes.front().identifier, 1);
+}
+
+TEST_P(ProcessesConformance, AKilledProcessIsSoonNotRunning) {
+  const int killed = device->startProcess("conformance-b");
+  const int other = device->startProcess("conformance-c");
+  ASSERT_TRUE(platform.processes.kill(killed).ok());
+  // The end of a process takes the moment it takes; a minute is more than any machine needs.
+  for (int turn = 0; turn < 6000 && !named("conformance-b").empty(); ++turn) {
+    platform.eventLoop.run(std::chrono::duration<double>(0.01));
+  }
+  EXPECT_THAT(named("conformance-b"), ::testing::IsEmpty());
+  EXPECT_THAT(named("conformance-c"), ::testing::ElementsAre(other));
+}
+
+TEST_P(ProcessesConformance, KnowsItsOwnIdentifier) {
+  EXPECT_GE(platform.processes.ownIdentifier(), 1);
+  EXPECT_EQ(platform.processes.ownIdentifier(), platform.processes.ownIdentifier());
+  EXPECT_NE(platform.processes.ownIdentifier(), device->startProcess("conformance-d"));
+}
+
+// MARK: Preferences
+
+class PreferencesConformance : public ConformanceTest {};
+
+TEST_P(PreferencesConformance, AnswersNoneForWhatWasNeverSet) {
+  EXPECT_FALSE(platform.preferences.copyAppPreference("com.example.none", "Key").has_value());
+  EXPECT_FALSE(platform.preferences.ownDefault("Key").has_value());
+  device->setPreference("com.example.some", "Key", 1);
+  EXPECT_FALSE(platform.preferences.copyAppPreference("com.example.some", "Other").has_value());
+  EXPECT_FALSE(platform.preferences.copyAppPreference("com.example.none", "Key").has_value());
+}
+
+TEST_P(PreferencesConformance, ReadsADomainAfresh) {
+  device->setPreference("com.example.some", "Key", "old");
+  EXPECT_EQ(platform.preferences.copyAppPreference("com.example.some", "Key"), PropertyList("old"));
+  device->setPreference("com.example.some", "Key", Array{1, true});
+  device->setPreference("com.example.some", "Other", 2);
+  EXPECT_EQ(platform.preferences.copyAppPreference("com.example.some", "Key"),
+            PropertyList(Array{1, true}));
+  EXPECT_EQ(platform.preferences.copyAppPreference("com.example.some", "Other"), PropertyList(2));
+}
+
+TEST_P(PreferencesConformance, OwnDefaultsAreADomainOfTheirOwn) {
+  device->setOwnDefault("Key", true);
+  EXPECT_EQ(platform.preferences.ownDefault("Key"), PropertyList(true));
+  EXPECT_FALSE(platform.preferences.copyAppPreference("com.example.some", "Key").has_value());
+}
+
+// MARK: Clock and identifiers
+
+class ClockConformance : public ConformanceTest {};
+
+TEST_P(ClockConformance, NeverRunsBackwards) {
+  auto last = platform.clock.monotonic();
+  for (int turn = 0; turn < 1000; ++turn) {
+    const auto now = platform.clock.monotonic();
+    EXPECT_GE(now, last);
+    last = now;
+  }
+}
+
+TEST_P(ClockConformance, MovesOnWhileTheEventLoopRuns) {
+  const auto start = platform.clock.monotonic();
+  for (int turn = 0; turn < 3; ++turn) {
+    platform.eventLoop.run(std::chrono::duration<double>(0.001));
+  }
+  EXPECT_GT(platform.clock.monotonic(), start);
+}
+
+TEST_P(ClockConformance, ShowsAPossibleLocalTime) {
+  const CalendarTime time = platform.clock.localTime();
+  EXPECT_GE(time.year, 2000);
+  EXPECT_LE(std::abs(time.weekBasedYear - time.year), 1);
+  EXPECT_TRUE(time.month >= 1 && time.month <= 12) << time.month;
+  EXPECT_TRUE(time.day >= 1 && time.day <= 31) << time.day;
+  EXPECT_TRUE(time.hour >= 0 && time.hour <= 23) << time.hour;
+  EXPECT_TRUE(time.minute >= 0 && time.minute <= 59) << time.minute;
+  EXPECT_TRUE(time.second >= 0 && time.second <= 60) << time.second;
+  EXPECT_TRUE(time.millisecond >= 0 && time.millisecond <= 999) << time.millisecond;
+}
+
+class IdentifiersConformance : public ConformanceTest {};
+
+TEST_P(IdentifiersConformance, MakesDistinctUUIDsInUpperCase) {
+  const std::regex form("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}");
+  std::set<std::string> made;
+  for (int turn = 0; turn < 200; ++turn) {
+    const std::optional<std::string> identifier = platform.identifiers.makeUUID();
+    ASSERT_TRUE(identifier.has_value());
+    EXPECT_TRUE(std::regex_match(*identifier, form)) << *identifier;
+    EXPECT_TRUE(made.insert(*identifier).second) << *identifier;
+  }
+}
+
+}  // namespace accountsettings::testing
+
+// Runs the whole suite over the devices that `factory` makes.
+#define AS_INSTANTIATE_CONFORMANCE_SUITE(name, factory)                                \
+  namespace accountsettings::testing {                                                 \
+  INSTANTIATE_TEST_SUITE_P(name, FilesConformance, ::testing::Values(&factory));       \
+  INSTANTIATE_TEST_SUITE_P(name, LocksConformance, ::testing::Values(&factory));       \
+  INSTANTIATE_TEST_SUITE_P(name, ProcessesConformance, ::testing::Values(&factory));   \
+  INSTANTIATE_TEST_SUITE_P(name, PreferencesConformance, ::testing::Values(&factory)); \
+  INSTANTIATE_TEST_SUITE_P(name, ClockConformance, ::testing::Values(&factory));       \
+  INSTANTIATE_TEST_SUITE_P(name, IdentifiersConformance, ::testing::Values(&factory)); \
+  }                                                                                    \
+  static_assert(true)
