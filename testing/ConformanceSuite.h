@@ -18,7 +18,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <regex>
 #include <set>
 #include <string>
@@ -75,17 +77,16 @@ class ConformanceTest : public ::testing::TestWithParam<ConformanceFactory> {
 
 class FilesConformance : public ConformanceTest {
  protected:
-  void write(const std::string& path, std::string_view text) {
-    const Status written = files.create(path, bytesOf(text));
+  void write(const std::string& target, std::string_view text) {
+    const Status written = files.create(target, bytesOf(text));
     ASSERT_TRUE(written.ok()) << written.error().message;
   }
   // The file's content, or the error's number in brackets.
-  std::string content(const std::string& path) {
-    const Result<Bytes> bytes = files.read(path);
+  std::string content(const std::string& source) {
+    const Result<Bytes> bytes = files.read(source);
     if (!bytes) return "[" + std::to_string(bytes.error().code) + "]";
     return std::string(bytes->begin(), bytes->end());
   }
-  static std::string code(int number) { return "[" + std::to_string(number) + "]"; }
 
   Files& files = platform.files;
   const std::string path = inDirectory("a");
