@@ -1,0 +1,47 @@
+// Command is one subcommand of the program. Its options are declared in describe() and
+// stand in its own members when run() is called.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "tool/Errors.h"
+#include "tool/Options.h"
+#include "tool/Output.h"
+
+namespace accountsettings {
+
+// What every subcommand is given.
+struct Session {
+  CommonOptions options;
+  Output& output;
+};
+
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  virtual void describe(OptionSet& options) = 0;
+  // Does the work. Throws CommandFailure where it cannot.
+  virtual ExitStatus run(Session& session) = 0;
+};
+
+// CommandEntry is one line of the table of subcommands.
+struct CommandEntry {
+  const char* name;
+  const char* summary;
+  std::unique_ptr<Command> (*make)();
+};
+
+// Every subcommand, in the order in which the help lists them.
+[[nodiscard]] std::span<const CommandEntry> allCommands();
+
+// For the table: makes a command of that class.
+template <class Subcommand>
+std::unique_ptr<Command> makeCommand() {
+  return std::make_unique<Subcommand>();
+}
+
+}  // namespace accountsettings

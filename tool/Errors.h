@@ -1,0 +1,50 @@
+// ExitStatus and CommandFailure are how a command ends: with a status that scripts
+// rely on, and, where it cannot do its work, with one message that names the place,
+// the reason and the next step.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace accountsettings {
+
+// The numbers are a promise to scripts.
+enum class ExitStatus {
+  Done = 0,
+  No = 1,         // the migration or check answered no; diff: there are differences
+  Usage = 2,      // wrong usage
+  Prevented = 3,  // the environment or the input prevents the work; nothing was changed
+  Broken = 4,     // something was written, and the result is not what was meant
+  Pending = 10    // plan --exit-code: work is pending
+};
+
+// CommandFailure ends the command. main() shows its message and exits with its status.
+class CommandFailure : public std::runtime_error {
+ public:
+  // `where` is the file, account or option concerned; `why` the reason; `next` what to do about it,
+  // which may be empty where the reason says it.
+  CommandFailure(ExitStatus status, std::string_view where, std::string_view why,
+                 std::string_view next = {});
+
+  [[nodiscard]] ExitStatus status() const noexcept { return status_; }
+
+ private:
+  ExitStatus status_;
+};
+
+// CommandFailure with the status Prevented, the usual case.
+class Prevented : public CommandFailure {
+ public:
+  Prevented(std::string_view where, std::string_view why, std::string_view next = {})
+      : CommandFailure(ExitStatus::Prevented, where, why, next) {}
+};
+
+// CommandFailure with the status Usage.
+class WrongUsage : public CommandFailure {
+ public:
+  WrongUsage(std::string_view where, std::string_view why, std::string_view next = {})
+      : CommandFailure(ExitStatus::Usage, where, why, next) {}
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,84 @@
+// OptionSet declares what a subcommand accepts, in terms of the variables that receive it.
+// CommandLine is the whole command line taken apart: which subcommand, and its options.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace accountsettings {
+
+class Command;
+struct CommandEntry;
+
+// What every subcommand accepts.
+struct CommonOptions {
+  std::string root = "/";
+  std::optional<std::string> config;
+  bool json = false;
+  std::optional<std::string> log;
+};
+
+class OptionSet {
+ public:
+  explicit OptionSet(CLI::App& app) : app_(app) {}
+
+  // `names` are comma-separated, for example "-n,--dry-run". The targets must outlive the parsing.
+  void flag(const std::string& names, bool& target, const std::string& help);
+  void text(const std::string& names, std::optional<std::string>& target,
+            const std::string& valueName, const std::string& help);
+  void number(const std::string& names, int& target, int least, int most,
+              const std::string& valueName, const std::string& help);
+  // May be given more than once.
+  void list(const std::string& names, std::vector<std::string>& target,
+            const std::string& valueName, const std::string& help);
+  // One of `choices`.
+  void choice(const std::string& names, std::optional<std::string>& target,
+              const std::vector<std::string>& choices, const std::string& help);
+  // Arguments without a name, in order; an argument for a std::string is required.
+  void argument(const std::string& name, std::string& target, const std::string& help);
+  void argument(const std::string& name, std::optional<std::string>& target,
+                const std::string& help);
+  void arguments(const std::string& name, std::vector<std::string>& target,
+                 const std::string& help);
+  // A line of the help's examples.
+  void example(const std::string& commandLine, const std::string& meaning);
+
+ private:
+  CLI::App& app_;
+};
+
+class CommandLine {
+ public:
+  explicit CommandLine(std::span<const CommandEntry> commands);
+  ~CommandLine();
+
+  // The subcommand that the arguments (without the program's name) ask for, with its options set.
+  // Empty where help or the version was asked for: `text()` then holds it. Throws CommandFailure
+  // for wrong usage.
+  [[nodiscard]] Command* parse(std::vector<std::string> arguments);
+  [[nodiscard]] const CommonOptions& options() const noexcept { return options_; }
+  [[nodiscard]] const std::string& text() const noexcept { return text_; }
+
+ private:
+  // The subcommand's name first, so that options may stand before it.
+  void putSubcommandFirst(std::vector<std::string>& arguments) const;
+  [[noreturn]] void refuse(const std::string& message) const;
+  [[noreturn]] void refuseCommand(const std::string& command) const;
+  [[nodiscard]] std::string nearest(const std::string& option) const;
+  [[nodiscard]] CLI::App& selected() const;
+
+  std::unique_ptr<CLI::App> app_;
+  std::map<std::string, std::unique_ptr<Command>> commands_;
+  CommonOptions options_;
+  std::string text_;
+};
+
+}  // namespace accountsettings

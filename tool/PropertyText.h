@@ -1,0 +1,27 @@
+// PropertyText is how the program shows property-list values to people.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+// The whole value, one entry per line, indented. What would come to more than a gigabyte ends in
+// "...".
+[[nodiscard]] std::string propertyText(const PropertyList& value);
+
+// The value on one line of at most `width` characters.
+[[nodiscard]] std::string propertyLine(const PropertyList& value, std::size_t width);
+
+// Whether values under this key are passwords, tokens or the like.
+[[nodiscard]] bool isSecretKey(std::string_view key);
+// The dictionary with "(hidden)" for everything that lies under a secret key, at any depth.
+[[nodiscard]] Dictionary withSecretsHidden(const Dictionary& dictionary);
+
+// A data class without the prefix that all of them share, for people.
+[[nodiscard]] std::string_view shortDataclass(std::string_view dataclass);
+
+}  // namespace accountsettings

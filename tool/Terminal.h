@@ -1,0 +1,36 @@
+// Terminal is what the program asks of the system it is typed into: whether a stream is
+// a terminal and how wide, and what becomes of the signals that end a program.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "plist/Result.h"
+
+namespace accountsettings::terminal {
+
+enum class Stream { Output, Errors };
+
+[[nodiscard]] bool isTerminal(Stream stream) noexcept;
+// Columns of the terminal behind standard output; 80 where there is none.
+[[nodiscard]] std::size_t width() noexcept;
+// Writes everything, also to a slow pipe.
+Status write(Stream stream, std::string_view text);
+// Makes writing to a closed pipe an error instead of the end of the program.
+void ignoreBrokenPipes() noexcept;
+// The user and group that this process acts as.
+[[nodiscard]] unsigned userIdentifier() noexcept;
+[[nodiscard]] unsigned groupIdentifier() noexcept;
+
+// InterruptsHeld holds back the signals by which people and sessions end a program (Ctrl-C,
+// hang-up, terminate) for as long as it lives, so that work which must not be cut in half is
+// finished first.
+class InterruptsHeld {
+ public:
+  InterruptsHeld() noexcept;
+  ~InterruptsHeld();
+  InterruptsHeld(const InterruptsHeld&) = delete;
+  InterruptsHeld& operator=(const InterruptsHeld&) = delete;
+};
+
+}  // namespace accountsettings::terminal

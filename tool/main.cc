@@ -1,0 +1,63 @@
+// main runs one subcommand: it takes the command line apart, runs the command, and turns
+// whatever ends it into one message and an exit status.
+#include <exception>
+
+#include "platform/AssertionFailure.h"
+#include "tool/Command.h"
+#include "tool/Terminal.h"
+
+namespace accountsettings {
+namespace {
+
+ExitStatus runCommand(Command& command, Session& session) {
+  try {
+    return command.run(session);
+  } catch (const CommandFailure& failure) {
+    session.output.progress("");
+    session.output.note(failure.what());
+    return failure.status();
+  } catch (const AssertionFailure& failure) {
+    session.output.progress("");
+    session.output.note(failure.message() + " (" + failure.method() + " in " +
+                        failure.sourceFile() + "); the installation is incomplete: reinstall it");
+    return ExitStatus::Prevented;
+  } catch (const std::bad_alloc&) {
+    session.output.note("there is not enough memory; close other programs and try again");
+    return ExitStatus::Prevented;
+  }
+}
+
+ExitStatus finish(Output& output, ExitStatus status) {
+  const Status written = output.finish();
+  if (written) return status;
+  output.note("standard output: " + written.error().message +
+              "; what was to be shown is incomplete");
+  return status == ExitStatus::Done ? ExitStatus::Prevented : status;
+}
+
+ExitStatus runProgram(std::vector<std::string> arguments) {
+  terminal::ignoreBrokenPipes();
+  CommandLine commandLine(allCommands());
+  Command* command = nullptr;
+  try {
+    command = commandLine.parse(std::move(arguments));
+  } catch (const CommandFailure& failure) {
+    Output(false).note(failure.what());
+    return failure.status();
+  }
+  Output output(commandLine.options().json);
+  if (command == nullptr) {
+    output.text(commandLine.text());
+    return finish(output, ExitStatus::Done);
+  }
+  Session session{commandLine.options(), output};
+  const ExitStatus status = runCommand(*command, session);
+  return finish(output, status);
+}
+
+}  // namespace
+}  // namespace accountsettings
+
+int main(int count, char** values) {
+  return static_cast<int>(accountsettings::runProgram({values + 1, values + count}));
+}
