@@ -57,6 +57,12 @@ enum class AccountChangeType : std::int32_t { Added = 0, Modified = 1, Deleted =
 // Change records by notifier class name, in the order in which they were added.
 using NotificationSet = std::map<std::string, Array, std::less<>>;
 
+// What serialising the settings gave: the bytes of the file, or what went wrong, or both.
+struct SerializedSettings {
+  std::optional<Bytes> data;
+  std::optional<std::string> error;
+};
+
 class AccountsManager {
  public:
   using Account = std::shared_ptr<BasicAccount>;
@@ -172,6 +178,27 @@ class AccountsManager {
 
  protected:
   AccountsManager();
+  // The file that holds `root`; a hook through which tests make serialising fail.
+  [[nodiscard]] virtual SerializedSettings serializeSettings(const Dictionary& root) const;
+
+ private:
+  struct Contents;
+
+  // The factories' common part: a store of the settings file's root, which may be missing.
+  [[nodiscard]] static std::unique_ptr<AccountsManager> initWithRoot(
+      const std::optional<Dictionary>& root);
+  // The parts of saveAllAccounts(), in order.
+  bool fixAccountsBeforeSaving();
+  [[nodiscard]] Dictionary rootMergedWithDisk();
+  bool writeRoot(const Dictionary& root);
+  // Makes what is in memory the state that the next save compares with.
+  void moveBaselines();
+  void tellFixers(bool saved);
+  // The parts of replaceAccountsWithTypesWithAccounts(), and what edits need of its kind.
+  void moveChildToAccount(const Account& child, const Account& parent);
+  [[nodiscard]] Account childOrTopLevelAccount(std::string_view identifier) const;
+
+  std::unique_ptr<Contents> contents_;
 };
 
 // The device paths of the legacy mail file, the legacy Exchange file and the settings file.

@@ -1,0 +1,44 @@
+// AccountsByIdentifier.cc keeps the map and, once somebody has searched it, its index in step.
+#include "store/AccountsByIdentifier.h"
+
+#include <utility>
+
+namespace accountsettings {
+
+AccountsByIdentifier::Account AccountsByIdentifier::find(std::string_view identifier) const {
+  const Entry* entry = entries_.find(identifier);
+  return entry != nullptr ? entry->account : nullptr;
+}
+
+void AccountsByIdentifier::set(std::string_view identifier, Account account) {
+  Entry* entry = entries_.find(identifier);
+  if (entry != nullptr && entry->account == account) return;
+  if (bySyncIdentifier_) {
+    if (entry != nullptr) bySyncIdentifier_->remove(entry->token);
+    bySyncIdentifier_->add(nextToken_, *account);
+  }
+  entries_.set(identifier, {std::move(account), nextToken_++});
+}
+
+void AccountsByIdentifier::remove(std::string_view identifier) {
+  const Entry* entry = entries_.find(identifier);
+  if (entry == nullptr) return;
+  if (bySyncIdentifier_) bySyncIdentifier_->remove(entry->token);
+  entries_.remove(identifier);
+}
+
+void AccountsByIdentifier::clear() {
+  bySyncIdentifier_.reset();
+  entries_.clear();
+}
+
+AccountsByIdentifier::Account AccountsByIdentifier::withSyncIdentifier(
+    std::string_view syncIdentifier) const {
+  if (!bySyncIdentifier_) {
+    bySyncIdentifier_.emplace(LiveIndex::Identity::SyncIdentifier);
+    for (const auto& each : entries_) bySyncIdentifier_->add(each.value.token, *each.value.account);
+  }
+  return bySyncIdentifier_->firstRecordWith(syncIdentifier);
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,149 @@
+// AccountsManager_Edits.cc changes the accounts of a store, in memory. Children are edited through
+// their parent's "ChildAccounts", and their records are made anew each time that list changes.
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "account/AccountConstants.h"
+#include "logging/Logging.h"
+#include "store/AccountsManager.h"
+#include "store/Descriptions.h"
+#include "store/StoreContents.h"
+
+namespace accountsettings {
+
+void AccountsManager::updateAccount(const Account& account) {
+  if (account == nullptr) return;
+  RSLog("Updating account:%@", account->properties().values());
+  const std::optional<std::string> identifier = account->identifier();
+  if (!identifier) return;
+  const auto places = contents_->ordered.placesOf(*identifier);
+  for (auto place = places.rbegin(); place != places.rend(); ++place) {
+    contents_->ordered.replace(*place, account);
+    contents_->topLevel.set(*identifier, account);
+    _loadChildrenFromAccount(account);
+  }
+}
+
+void AccountsManager::insertAccount(const Account& account) {
+  if (account == nullptr) return;
+  RSLog("Inserting account:", account->properties().values());
+  const std::optional<std::string> identifier = account->identifier();
+  if (!identifier || contents_->topLevel.find(*identifier) != nullptr) return;
+  contents_->topLevel.set(*identifier, account);
+  contents_->ordered.append(account);
+  _loadChildrenFromAccount(account);
+}
+
+void AccountsManager::deleteAccount(const Account& account) {
+  if (account == nullptr) return;
+  RSLog("Deleting account:", account->properties().values());
+  const std::optional<std::string> identifier = account->identifier();
+  if (!identifier) return;
+  _removeChildrenForAccountWithIdentifier(*identifier);
+  contents_->topLevel.remove(*identifier);
+  if (const Account listed = contents_->ordered.lastWithIdentifier(*identifier)) {
+    contents_->ordered.remove(*listed);
+  }
+}
+
+void AccountsManager::deleteAccountWithIdentifier(std::string_view identifier) {
+  deleteAccount(contents_->topLevel.find(identifier));
+}
+
+void AccountsManager::replaceAccountWithAccount(const Account& oldAccount,
+                                                const Account& newAccount) {
+  if (oldAccount == nullptr || newAccount == nullptr) return;
+  const auto place = contents_->ordered.placeOf(*oldAccount);
+  if (!place) return;
+  if (const auto identifier = oldAccount->identifier()) {
+    _removeChildrenForAccountWithIdentifier(*identifier);
+    contents_->topLevel.remove(*identifier);
+  }
+  contents_->ordered.replace(*place, newAccount);
+  _loadChildrenFromAccount(newAccount);
+}
+
+void AccountsManager::replaceAccountsWithTypesWithAccounts(const StringList& types,
+                                                           const AccountList& accounts) {
+  RSLog("Replacing accounts");
+  std::unordered_map<std::string, Account> replacements;
+  for (const Account& account : accounts) {
+    const auto identifier = account != nullptr ? storedIdentifierOf(*account) : std::nullopt;
+    if (identifier) replacements[*identifier] = account;
+  }
+
+  // The old map stays in force until the end: it tells the former parents of moved children.
+  AccountsByIdentifier topLevel;
+  AccountList ordered;
+  std::unordered_set<const BasicAccount*> placed;
+  const AccountList former = contents_->ordered.accounts();
+  // From the last to the first: of accounts that share an identifier the first is then found.
+  for (auto each = former.rbegin(); each != former.rend(); ++each) {
+    const std::optional<std::string> identifier = storedIdentifierOf(**each);
+    const auto replacement = identifier ? replacements.find(*identifier) : replacements.end();
+    if (replacement != replacements.end()) {
+      ordered.push_back(replacement->second);
+      topLevel.set(*identifier, replacement->second);
+      placed.insert(replacement->second.get());
+      _loadChildrenFromAccount(replacement->second);
+    } else if (isOfType(**each, types)) {
+      if (identifier) _removeChildrenForAccountWithIdentifier(*identifier);
+    } else {
+      ordered.push_back(*each);
+      if (identifier) topLevel.set(*identifier, *each);
+    }
+  }
+  std::reverse(ordered.begin(), ordered.end());
+
+  for (const Account& account : accounts) {
+    if (account == nullptr || placed.count(account.get()) != 0) continue;
+    if (const auto parentIdentifier = account->parentAccountIdentifier()) {
+      moveChildToAccount(account, topLevel.find(*parentIdentifier));
+      continue;
+    }
+    ordered.push_back(account);
+    if (const auto identifier = storedIdentifierOf(*account)) topLevel.set(*identifier, account);
+    _loadChildrenFromAccount(account);
+  }
+  contents_->topLevel = std::move(topLevel);
+  contents_->ordered.assign(std::move(ordered));
+}
+
+void AccountsManager::moveChildToAccount(const Account& child, const Account& parent) {
+  if (parent == nullptr) return;
+  const std::optional<std::string> identifier = child->identifier();
+  const std::string* formerParent =
+      identifier ? contents_->children.parentIdentifierOf(*identifier) : nullptr;
+  if (formerParent != nullptr) {
+    const bool stays = *formerParent == parent->identifier();
+    removeChildWithIdentifierFromAccount(*identifier,
+                                         stays ? parent : accountWithIdentifier(*formerParent));
+  }
+  addChildToAccount(child, parent);
+}
+
+void AccountsManager::addChildToAccount(const Account& child, const Account& parent) {
+  if (child == nullptr || parent == nullptr) return;
+  Array children = childDescriptionsOf(*parent).value_or(Array());
+  children.append(child->properties().values());
+  parent->setAccountPropertyForKey(std::move(children), kAccountChildAccounts);
+  _loadChildrenFromAccount(parent);
+}
+
+void AccountsManager::removeChildWithIdentifierFromAccount(std::string_view identifier,
+                                                           const Account& parent) {
+  if (parent == nullptr) return;
+  if (const std::optional<Array> children = childDescriptionsOf(*parent)) {
+    Array kept = *children;
+    for (const PropertyList& description : *children) {
+      const Account child = recordOf(description);
+      if (child != nullptr && child->identifier() == identifier) kept.removeAll(description);
+    }
+    parent->setAccountPropertyForKey(std::move(kept), kAccountChildAccounts);
+  }
+  _loadChildrenFromAccount(parent);
+}
+
+}  // namespace accountsettings

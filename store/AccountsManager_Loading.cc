@@ -1,0 +1,120 @@
+// AccountsManager_Loading.cc builds a store from the settings file or from a list of account
+// dictionaries, derives the children of top-level accounts, and takes the snapshot of originals.
+#include <utility>
+
+#include "account/AccountConstants.h"
+#include "account/DeviceLocalAccount.h"
+#include "logging/Logging.h"
+#include "store/AccountsManager.h"
+#include "store/Descriptions.h"
+#include "store/StoreContents.h"
+
+namespace accountsettings {
+
+std::unique_ptr<AccountsManager> AccountsManager::init() {
+  return initInsideOfMigration();
+}
+
+std::unique_ptr<AccountsManager> AccountsManager::initInsideOfMigration() {
+  return initWithRoot(SettingsFile().read());
+}
+
+std::unique_ptr<AccountsManager> AccountsManager::initWithAccounsInfoArray(
+    const std::optional<Array>& accountsInfo) {
+  std::unique_ptr<AccountsManager> store(new AccountsManager());
+  store->_initWithAccountsInfo(accountsInfo);
+  return store;
+}
+
+std::unique_ptr<AccountsManager> AccountsManager::initWithRoot(
+    const std::optional<Dictionary>& root) {
+  std::optional<Array> accountsInfo;
+  std::int64_t version = 0;
+  if (root) {
+    const PropertyList* accounts = root->find(kPlistAccountsKey);
+    if (accounts != nullptr && accounts->array() != nullptr) accountsInfo = *accounts->array();
+    const PropertyList* stored = root->find(kPlistVersionKey);
+    if (stored != nullptr) version = stored->integerValue();
+  }
+  std::unique_ptr<AccountsManager> store = initWithAccounsInfoArray(accountsInfo);
+  store->setDataVersion(version);
+  return store;
+}
+
+void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accountsInfo) {
+  contents_->runtimeFixers = _createRuntimeFixers();
+  bool fixedAny = false;
+  for (const PropertyList& description : accountsInfo.value_or(Array())) {
+    const Account account = recordOf(description);
+    if (account == nullptr) {
+      systemLog("[%s] ERROR: Failed to create a BasicAccount from %@",
+                "-[AccountsManager _initWithAccountsInfo:]", description);
+      continue;
+    }
+    // With one fixer, an account is entered once or, where it is beyond repair, not at all.
+    for (const auto& fixer : contents_->runtimeFixers) {
+      const FixResult result =
+          fixer->fixBasicAccountIfNeededLoggingMessage(*account, "loading accounts");
+      if (result != FixResult::Unfixable) {
+        contents_->enter(account);
+        contents_->ordered.append(account);
+        _loadChildrenFromAccount(account);
+      }
+      if (result != FixResult::NothingToDo) fixedAny = true;
+    }
+  }
+  if (fixedAny) tellFixers(false);
+  _setOriginalAccountDictionaries();
+}
+
+void AccountsManager::_loadChildrenFromAccount(const Account& parent) {
+  const std::optional<std::string> parentIdentifier = parent->identifier();
+  if (parentIdentifier) _removeChildrenForAccountWithIdentifier(*parentIdentifier);
+  for (const PropertyList& description : childDescriptionsOf(*parent).value_or(Array())) {
+    const Account child = recordOf(description);
+    // What counts is the identifier in the file. A fresh one would be another at every load.
+    const std::optional<std::string> identifier =
+        child != nullptr ? identifierIn(*description.dictionary()) : std::nullopt;
+    if (!identifier) {
+      systemLog("Ignoring unknown child account with properties %@", description);
+      continue;
+    }
+    child->setParentAccount(parent);
+    contents_->children.set(*identifier, child, parentIdentifier);
+  }
+}
+
+void AccountsManager::_removeChildrenForAccountWithIdentifier(std::string_view parentIdentifier) {
+  contents_->children.forgetChildrenOf(parentIdentifier);
+}
+
+void AccountsManager::_setOriginalAccountDictionaries() {
+  contents_->originals.clear();
+  for (const Account& account : contents_->ordered.accounts()) {
+    if (const auto identifier = account->identifier()) {
+      contents_->originals.set(*identifier, account->propertiesToSave());
+    } else {
+      systemLog("%@ returned a nil identifier. Account properties may not get saved", *account);
+    }
+  }
+}
+
+void AccountsManager::tellFixers(bool saved) {
+  for (const auto& fixer : contents_->runtimeFixers) fixer->accountsHaveBeenSaved(saved);
+}
+
+std::shared_ptr<FullAccount> AccountsManager::fullDeviceLocalAccount() {
+  const StringList types{std::string(kOnMyDeviceAccountType)};
+  AccountList found = basicAccountsWithTypes(types);
+  if (found.empty()) {
+    systemLog("DeviceLocalAccount missing. Creating...");
+    const Account made =
+        BasicAccount::accountWithProperties(DeviceLocalAccount::basicAccountProperties());
+    if (made == nullptr) return nullptr;
+    found.push_back(made);
+    replaceAccountsWithTypesWithAccounts(types, found);
+  }
+  return found.front()->fullAccountUsingLoader(nullptr);
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,236 @@
+// AccountsManager_Notifications.cc tells the owners of data classes that accounts changed. The
+// creators information names a notifier class per account type and data class; after a save each
+// class gets one list of change records.
+#include <algorithm>
+#include <atomic>
+#include <set>
+#include <utility>
+
+#include "account/AccountConstants.h"
+#include "account/CreatorCapabilities.h"
+#include "account/CreatorModules.h"
+#include "account/StringList.h"
+#include "platform/AssertionFailure.h"
+#include "platform/ProcessContext.h"
+#include "store/AccountsManager.h"
+#include "store/NotificationSwitch.h"
+#include "store/StoreContents.h"
+
+namespace accountsettings {
+
+namespace {
+
+struct NotificationState {
+  std::atomic<bool> skip{false};
+};
+
+const ProcessContext::Slot<NotificationState> notificationSlot{};
+
+constexpr const char* kSourceFile = "AccountsManager";
+constexpr const char* kLookup = "+[AccountsManager _notifierClassNamesForAccountType:dataclass:]";
+constexpr const char* kMalformed = "Malformed AccountCreators information. Could not find ";
+
+using Dataclasses = std::set<std::string, std::less<>>;
+
+const Dictionary* dictionaryUnder(const Dictionary& dictionary, std::string_view key) {
+  const PropertyList* value = dictionary.find(key);
+  return value != nullptr ? value->dictionary() : nullptr;
+}
+
+const Array* arrayUnder(const Dictionary& dictionary, std::string_view key) {
+  const PropertyList* value = dictionary.find(key);
+  return value != nullptr ? value->array() : nullptr;
+}
+
+ClassObject& notifierClass(const std::string& name, const char* method) {
+  ClassObject* found = classNamed(name);
+  if (found == nullptr) {
+    throw AssertionFailure("Could not find a class for class name " + name, method, kSourceFile);
+  }
+  return *found;
+}
+
+// The class that the description names, with its module loaded.
+std::string loadedNotifierClassName(const Dictionary& description, const std::string& type) {
+  const auto framework = stringOf(description.find("Framework"));
+  if (!framework) {
+    throw AssertionFailure(
+        kMalformed + ("the path to the framework for the notifier with type " + type), kLookup,
+        kSourceFile);
+  }
+  loadCreatorFramework(*framework, kLookup, kSourceFile);
+  const auto name = stringOf(description.find("Class"));
+  if (!name || name->empty()) {
+    throw AssertionFailure(
+        kMalformed + ("the name of the class for notificatinos with the type " + type), kLookup,
+        kSourceFile);
+  }
+  return std::string(*name);
+}
+
+// The data classes stored as enabled, as they stand; the record's own rules play no part.
+Dataclasses enabledIn(const std::optional<Dictionary>& properties) {
+  if (!properties) return {};
+  const auto stored = stringListOf(properties->find(kAccountEnabledDataclasses));
+  return stored ? Dataclasses(stored->begin(), stored->end()) : Dataclasses();
+}
+
+// What is left when everything is taken out whose change is of no interest to notifiers.
+Dictionary withoutUnnotifiedKeys(Dictionary properties) {
+  for (const std::string_view key :
+       {kAccountEnabledDataclasses, kAccountChildAccounts, std::string_view("IsActive")}) {
+    properties.remove(key);
+  }
+  return properties;
+}
+
+Dataclasses dataclassesConcernedByChange(const Dictionary& original, const Dictionary& current) {
+  if (original.identicalTo(current)) return {};
+  const Dataclasses before = enabledIn(original);
+  const Dataclasses now = enabledIn(current);
+  Dataclasses concerned;
+  std::set_symmetric_difference(before.begin(), before.end(), now.begin(), now.end(),
+                                std::inserter(concerned, concerned.end()));
+  if (!now.empty() && withoutUnnotifiedKeys(original) != withoutUnnotifiedKeys(current)) {
+    concerned.insert(now.begin(), now.end());
+  }
+  return concerned;
+}
+
+Dataclasses dataclassesConcerned(AccountChangeType changeType,
+                                 const std::optional<Dictionary>& original,
+                                 const std::optional<Dictionary>& current) {
+  switch (changeType) {
+    case AccountChangeType::Added:
+      return enabledIn(current);
+    case AccountChangeType::Deleted:
+      return enabledIn(original);
+    case AccountChangeType::Modified:
+      return dataclassesConcernedByChange(original.value_or(Dictionary()),
+                                          current.value_or(Dictionary()));
+  }
+  return {};
+}
+
+// The string under `key` in the current properties, else in the original ones.
+std::optional<std::string> textOfEither(std::string_view key,
+                                        const std::optional<Dictionary>& current,
+                                        const std::optional<Dictionary>& original) {
+  for (const auto* each : {&current, &original}) {
+    const auto text = *each ? stringOf((*each)->find(key)) : std::nullopt;
+    if (text) return std::string(*text);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool notificationsAreSkipped() {
+  return ProcessContext::current().state(notificationSlot).skip;
+}
+
+void AccountsManager::_setShouldSkipNotifications(bool skip) {
+  ProcessContext::current().state(notificationSlot).skip = skip;
+}
+
+StringList AccountsManager::_notifierClassNamesForAccountTypeDataclass(
+    const std::optional<std::string>& type, std::string_view dataclass) {
+  const std::optional<Dictionary>& creators = BasicAccount::_accountCreationMap();
+  const Array* entries = creators && type ? arrayUnder(*creators, *type) : nullptr;
+  if (entries == nullptr) {
+    throw AssertionFailure(kMalformed + ("the information for the type " + type.value_or("(null)")),
+                           kLookup, kSourceFile);
+  }
+  StringList names;
+  for (const PropertyList& each : *entries) {
+    const Dictionary* entry = each.dictionary();
+    if (entry == nullptr || stringOf(entry->find("Type")) != "NotifierAccount") continue;
+    const Dictionary* description = dictionaryUnder(*entry, "Description");
+    if (description == nullptr) continue;
+    const Array* wanted = arrayUnder(*description, kAccountSupportedDataclasses);
+    if (wanted == nullptr || !containsString(*wanted, dataclass)) continue;
+    names.push_back(loadedNotifierClassName(*description, *type));
+  }
+  return names;
+}
+
+void AccountsManager::accountWillChangeForDataclass(const BasicAccount& account,
+                                                    std::string_view dataclass) {
+  constexpr const char* kMethod = "+[AccountsManager accountWillChange:forDataclass:]";
+  for (const std::string& name :
+       _notifierClassNamesForAccountTypeDataclass(account.type(), dataclass)) {
+    auto* notifier = capabilityOf<AccountWillChangeCapability>(&notifierClass(name, kMethod));
+    if (notifier == nullptr) continue;
+    notifier->accountWillChangeForDataclass(account.identifier().value_or(""), dataclass);
+  }
+}
+
+void AccountsManager::accountDidChangeForDataclass(const BasicAccount& account,
+                                                   std::string_view dataclass) {
+  constexpr const char* kMethod = "+[AccountsManager accountDidChange:forDataclass:]";
+  for (const std::string& name :
+       _notifierClassNamesForAccountTypeDataclass(account.type(), dataclass)) {
+    auto* notifier = capabilityOf<AccountDidChangeCapability>(&notifierClass(name, kMethod));
+    if (notifier == nullptr) continue;
+    notifier->accountDidChangeForDataclass(account.identifier().value_or(""), dataclass);
+  }
+}
+
+void AccountsManager::_addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
+    NotificationSet& notifications, AccountChangeType changeType,
+    const std::optional<Dictionary>& original, const std::optional<Dictionary>& current) const {
+  const auto type = textOfEither(kAccountType, current, original);
+  std::set<std::string> notifiers;
+  for (const std::string& dataclass : dataclassesConcerned(changeType, original, current)) {
+    const StringList names = _notifierClassNamesForAccountTypeDataclass(type, dataclass);
+    notifiers.insert(names.begin(), names.end());
+  }
+  if (notifiers.empty()) return;
+  const Array* enabled = original ? arrayUnder(*original, kAccountEnabledDataclasses) : nullptr;
+  Dictionary record{{kRSChangeAccountChangeTypeKey, static_cast<std::int32_t>(changeType)}};
+  record.set(kRSChangeAccountIdentifierKey, textOfEither(kAccountIdentifier, current, original));
+  record.set(kRSChangeAccountTypeKey, type);
+  record.set(kRSChangeAccountOriginallyEnabledDataclassesKey,
+             enabled != nullptr ? *enabled : Array());
+  for (const std::string& name : notifiers) notifications[name].append(record);
+}
+
+void AccountsManager::_sendNotificationsForChangedAccounts() {
+  constexpr const char* kMethod = "-[AccountsManager _sendNotificationsForChangedAccounts]";
+  NotificationSet notifications;
+  const auto add = [&](AccountChangeType changeType, const std::optional<Dictionary>& original,
+                       const std::optional<Dictionary>& current) {
+    _addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
+        notifications, changeType, original, current);
+  };
+  for (const auto& [identifier, original] : contents_->originals) {
+    if (contents_->topLevel.find(identifier) == nullptr) {
+      add(AccountChangeType::Deleted, original, std::nullopt);
+    }
+  }
+  for (const auto& [identifier, entry] : contents_->topLevel) {
+    if (contents_->originals.find(identifier) == nullptr) {
+      add(AccountChangeType::Added, std::nullopt, entry.account->propertiesToSave());
+    }
+  }
+  for (const auto& [identifier, original] : contents_->originals) {
+    if (const Account account = contents_->topLevel.find(identifier)) {
+      add(AccountChangeType::Modified, original, account->propertiesToSave());
+    }
+  }
+  for (const auto& [name, changes] : notifications) {
+    auto* notifier = capabilityOf<NoteAccountChangesCapability>(&notifierClass(name, kMethod));
+    if (notifier != nullptr) notifier->noteAccountChanges(changes);
+  }
+}
+
+std::optional<std::string> AccountsManager::displayNameForGroupOfAccountTypeForBeginningOfSentence(
+    std::string_view type, bool beginningOfSentence) {
+  if (type != kSubscribedCalendarAccountType) return std::nullopt;
+  return ProcessContext::current().platform().resources.localizedString(
+      beginningOfSentence ? "SUBSCRIBED_CALENDAR_GROUP_TITLE"
+                          : "SUBSCRIBED_CALENDAR_GROUP_MID_SENTENCE_TITLE",
+      "", "AccountsManager");
+}
+
+}  // namespace accountsettings

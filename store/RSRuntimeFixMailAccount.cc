@@ -1,0 +1,101 @@
+#include "store/RSRuntimeFixMailAccount.h"
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "account/AccountConstants.h"
+#include "account/StringList.h"
+#include "logging/Logging.h"
+#include "platform/ProcessContext.h"
+
+namespace accountsettings {
+
+namespace {
+
+// The classes that the mail application has: an account that names one of them is left alone.
+const std::set<std::string, std::less<>>& supportedMailClasses() {
+  static const std::set<std::string, std::less<>> classes{
+      "VantorAccount", "QuorraAccount", "POPAccount",   "IMAPAccount",
+      "AOLAccount",    "LocalAccount",  "GmailAccount", "YahooAccount"};
+  return classes;
+}
+
+bool isConfigured(const std::optional<std::string>& value) {
+  return value && !value->empty();
+}
+
+// RepairTable tells the class by what the account's directory is called: the first pattern found
+// anywhere in the path decides. Made once per process, from its configuration.
+struct RepairTable {
+  std::vector<std::pair<std::string, std::string_view>> rows = makeRows();
+
+  static std::vector<std::pair<std::string, std::string_view>> makeRows() {
+    const ConfigurationValues& values = ProcessContext::current().platform().configuration.values();
+    std::vector<std::pair<std::string, std::string_view>> rows{{"Mail/Tovi-", "VantorAccount"},
+                                                               {"Mail/Quorra-", "QuorraAccount"},
+                                                               {"Mail/AOL-", "AOLAccount"},
+                                                               {"Mail/Mailboxes", "LocalAccount"}};
+    // Without a host there would be nothing left to tell the service from any other.
+    if (isConfigured(values.gmailDomain) && isConfigured(values.gmailIMAPHost)) {
+      rows.emplace_back(*values.gmailDomain + "@" + *values.gmailIMAPHost, "GmailAccount");
+    }
+    if (isConfigured(values.yahooIMAPHost)) {
+      rows.emplace_back("@" + *values.yahooIMAPHost, "YahooAccount");
+    }
+    rows.emplace_back("Mail/POP-", "POPAccount");
+    rows.emplace_back("Mail/IMAP-", "IMAPAccount");
+    return rows;
+  }
+};
+
+const ProcessContext::Slot<RepairTable> repairTableSlot{};
+
+}  // namespace
+
+FixResult RSRuntimeFixMailAccount::fixBasicAccountIfNeededLoggingMessage(
+    BasicAccount& account, std::string_view /*loggingMessage*/) {
+  const std::optional<std::string> type = account.type();
+  if (!type || !supportedAccountTypes().contains(*type)) return FixResult::NothingToDo;
+  const std::optional<std::string> accountClass = account.accountClass();
+  if (accountClass && supportedMailClasses().contains(*accountClass)) {
+    return FixResult::NothingToDo;
+  }
+  shouldNotifyMobileMail_ = true;
+  return _cleanupAccountClass(account) ? FixResult::Fixed : FixResult::Unfixable;
+}
+
+bool RSRuntimeFixMailAccount::_cleanupAccountClass(BasicAccount& account) {
+  const std::optional<PropertyList> stored = account.accountPropertyForKey("AccountPath");
+  const std::string_view path = stringOf(stored ? &*stored : nullptr).value_or("");
+  for (const auto& [pattern, accountClass] :
+       ProcessContext::current().state(repairTableSlot).rows) {
+    if (path.find(pattern) == std::string_view::npos) continue;
+    account.setAccountClass(accountClass);
+    return true;
+  }
+  systemLog("Could not fix the class of the mail account: %@", account.properties().values());
+  return false;
+}
+
+void RSRuntimeFixMailAccount::accountsHaveBeenSaved(bool saved) {
+  if (shouldNotifyMobileMail_ && saved) {
+    ProcessContext::current().platform().notifications.postAppPreferencesChanged(
+        "com.zelqo.mobilemail", "MailAccounts");
+  }
+  shouldNotifyMobileMail_ = false;
+}
+
+const std::set<std::string, std::less<>>& RSRuntimeFixMailAccount::supportedAccountTypes() const {
+  static const std::set<std::string, std::less<>> types{std::string(kQuorraAccountType),
+                                                        std::string(kMailAccountType)};
+  return types;
+}
+
+void reportMailAccountClassFound() {}
+
+void reportMailAccountClassFound(const Dictionary& /*properties*/, std::string_view /*occasion*/) {
+  reportMailAccountClassFound();
+}
+
+}  // namespace accountsettings

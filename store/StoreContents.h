@@ -1,0 +1,38 @@
+// AccountsManager::Contents is what a store holds. Only the store's own sources see it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "plist/PropertyList.h"
+#include "store/AccountsByIdentifier.h"
+#include "store/AccountsManager.h"
+#include "store/ChildAccounts.h"
+#include "store/IdentifierMap.h"
+#include "store/OrderedAccounts.h"
+#include "store/SettingsFile.h"
+
+namespace accountsettings {
+
+struct AccountsManager::Contents {
+  // The top-level accounts by identifier and in order. Both hold the same accounts, apart from
+  // repeated identifiers, accounts without one, replaceAccountWithAccount(), accounts that a save
+  // found unfixable, and identifiers changed since the account was entered.
+  AccountsByIdentifier topLevel;
+  OrderedAccounts ordered;
+  // Derived from the "ChildAccounts" of the top-level accounts, each time one is entered.
+  ChildAccounts children;
+  // The top-level accounts' properties as of the last load or notifying save.
+  IdentifierMap<Dictionary> originals;
+  std::int64_t dataVersion = 0;
+  std::vector<std::unique_ptr<RuntimeFixer>> runtimeFixers;
+  SettingsFile file;
+
+  // Puts the account into `topLevel` under the identifier that it reports, if it reports one.
+  void enter(const Account& account) {
+    if (const auto identifier = account->identifier()) topLevel.set(*identifier, account);
+  }
+};
+
+}  // namespace accountsettings
