@@ -2,6 +2,7 @@
 // nodes behind values, to build them in place and to recognise shared ones.
 #pragma once
 
+#include <bit>
 #include <utility>
 
 #include "plist/PropertyList.h"
@@ -23,10 +24,19 @@ struct Access {
   }
   static Array& array(PropertyList& value) { return value.array_; }
   static Dictionary& dictionary(PropertyList& value) { return value.dictionary_; }
+  // The node of an array or a dictionary.
+  static const Counted* container(const PropertyList& value) {
+    if (const Array* array = value.array()) return node(*array).get();
+    return node(*value.dictionary()).get();
+  }
   static const Shared<StringNode>& key(const Entry& entry) { return entry.key_; }
   static PropertyList& value(Entry& entry) { return entry.value_; }
   // The 64 bits of a scalar.
   static std::uint64_t bits(const PropertyList& value) {
+    const bool isReal = value.kind_ == PropertyList::Kind::Real;
+    if (isReal || value.kind_ == PropertyList::Kind::Date) {
+      return std::bit_cast<std::uint64_t>(value.real_);
+    }
     return static_cast<std::uint64_t>(value.integer_);
   }
   static double number(const PropertyList& value) { return value.real_; }
@@ -44,9 +54,12 @@ struct Access {
   // The entry under `key`, whose hash is known, or nullptr.
   static const Entry* find(const DictionaryNode& node, std::string_view key, std::uint32_t hash);
   // Appends to a node that has room, is not shared and does not hold the key.
-  static void appendNew(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
-  // Stores into a node that has room and is not shared; the value replaces an older one.
+  static void append(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
+  // Stores into a node that has room and is not shared; of a repeated key the last value counts,
+  // in the place of the first.
   static void store(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
+  // The same for any dictionary, which is made to have room.
+  static void store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value);
 };
 
 }  // namespace accountsettings::detail

@@ -120,11 +120,7 @@ class Comparison {
   // Whether an earlier comparison, done or still planned, speaks for these two. Storage that
   // nobody shares is met once only.
   bool takenAsEqual(const Counted* left, const Counted* right, std::size_t size) {
-    return size >= kSmall && (shared(left) || shared(right)) && !classes_.join(left, right);
-  }
-
-  static bool shared(const Counted* node) noexcept {
-    return node->count.load(std::memory_order_relaxed) != 1;
+    return size >= kSmall && (left->shared() || right->shared()) && !classes_.join(left, right);
   }
 
   bool finish() {

@@ -32,7 +32,8 @@ std::uint32_t hashOfKey(const Entry& entry) noexcept {
 bool hasKey(const Entry& entry, std::string_view key, std::uint32_t hash) noexcept {
   const StringNode* node = Access::key(entry).get();
   if (node == nullptr) return key.empty();
-  return node->hash == hash && node->text() == key;
+  if (node->hash != hash || node->size != key.size()) return false;
+  return node->bytes() == key.data() || node->text() == key;
 }
 
 void addToIndex(const DictionaryNode& node, std::size_t entry) noexcept {
@@ -81,7 +82,7 @@ const Entry* Access::find(const DictionaryNode& node, std::string_view key, std:
   return nullptr;
 }
 
-void Access::appendNew(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
+void Access::append(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
   construct(node.items() + node.size, std::move(key), std::move(value));
   ++node.size;
   if (slotCount(node.capacity) != 0) addToIndex(node, node.size - 1U);
@@ -92,8 +93,13 @@ void Access::store(DictionaryNode& node, Shared<StringNode> key, PropertyList va
   if (const Entry* found = find(node, text, key ? key->hash : hashOf({}))) {
     Access::value(node.items()[found - node.items()]) = std::move(value);
   } else {
-    appendNew(node, std::move(key), std::move(value));
+    append(node, std::move(key), std::move(value));
   }
+}
+
+void Access::store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value) {
+  makeWritableIndexed(dictionary.node_, dictionary.size() + 1);
+  store(*dictionary.node_, std::move(key), std::move(value));
 }
 
 }  // namespace detail
@@ -123,7 +129,7 @@ void Dictionary::set(std::string_view key, PropertyList value) {
     // Made before the node may move: `key` may be a view of a key in it.
     detail::Shared<detail::StringNode> name(detail::StringNode::create(key));
     detail::makeWritableIndexed(node_, size() + 1);
-    detail::Access::appendNew(*node_, std::move(name), std::move(value));
+    detail::Access::append(*node_, std::move(name), std::move(value));
   }
 }
 

@@ -32,6 +32,8 @@ struct Counted {
   // The acquire pairs with the release in drop(): what a former co-owner read
   // has been read before this owner changes it.
   [[nodiscard]] bool unique() const noexcept { return count.load(std::memory_order_acquire) == 1; }
+  // Whether a walk over values that hold still may meet the node more than once.
+  [[nodiscard]] bool shared() const noexcept { return count.load(std::memory_order_relaxed) != 1; }
 };
 
 // Shared is a reference to a node, or to nothing.
