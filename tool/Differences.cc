@@ -7,22 +7,19 @@
 #include <utility>
 
 #include "account/AccountConstants.h"
-#include "account/StringList.h"
 #include "store/AccountsManager.h"
+#include "tool/AccountTree.h"
 #include "tool/Inspection.h"
 
 namespace accountsettings {
 namespace {
 
-std::string textUnder(const PropertyList& account, std::string_view key) {
-  const Dictionary* properties = account.dictionary();
-  return properties ? std::string(stringOf(properties->find(key)).value_or("")) : "";
-}
-
 std::string labelOf(const PropertyList& account) {
-  const std::string type = textUnder(account, kAccountType);
-  std::string name = textUnder(account, kAccountDisplayName);
-  if (name.empty()) name = textUnder(account, kAccountUsername);
+  const Dictionary* properties = account.dictionary();
+  if (!properties) return "";
+  const std::string type = textOf(*properties, kAccountType);
+  std::string name = textOf(*properties, kAccountDisplayName);
+  if (name.empty()) name = textOf(*properties, kAccountUsername);
   if (type.empty() || name.empty()) return type + name;
   return type + " \"" + name + "\"";
 }
@@ -71,7 +68,7 @@ std::optional<KeyChange> compareKey(const std::string& key, const PropertyList* 
 
 // The keys in which two dictionaries differ, except for one that the caller compares itself.
 std::vector<KeyChange> compareKeys(const Dictionary& before, const Dictionary& after,
-                                   std::string_view except) {
+                                   std::optional<std::string_view> except) {
   std::vector<KeyChange> changes;
   if (before.identicalTo(after)) return changes;
   const auto compare = [&](std::string_view key) {
@@ -96,7 +93,8 @@ class AccountIndex {
   explicit AccountIndex(const Array& accounts) {
     std::map<std::string, std::size_t> seen;
     for (const PropertyList& account : accounts) {
-      const std::string identifier = textUnder(account, kAccountIdentifier);
+      const Dictionary* properties = account.dictionary();
+      const std::string identifier = properties ? textOf(*properties, kAccountIdentifier) : "";
       keys_.emplace_back(identifier, seen[identifier]++);
       places_.emplace(keys_.back(), keys_.size() - 1);
     }
@@ -235,7 +233,8 @@ Differences differencesBetween(const Dictionary& before, const Dictionary& after
   Differences differences = differencesBetween(accountsOf(before), accountsOf(after));
   // "Accounts" that is no list of accounts is compared like any other key.
   const bool lists = listsAccounts(before) && listsAccounts(after);
-  differences.root = compareKeys(before, after, lists ? kPlistAccountsKey : std::string_view());
+  differences.root =
+      compareKeys(before, after, lists ? std::optional(kPlistAccountsKey) : std::nullopt);
   return differences;
 }
 

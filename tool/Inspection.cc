@@ -11,6 +11,7 @@
 #include "store/AccountsManager.h"
 #include "store/RSRuntimeFixMailAccount.h"
 #include "tool/InspectionParts.h"
+#include "tool/LegacyDescriptions.h"
 
 namespace accountsettings {
 
@@ -39,9 +40,7 @@ bool anyBlocksEdits(const Findings& findings) {
 std::string accountLabel(const PropertyList& account, std::size_t index) {
   if (const Dictionary* properties = account.dictionary()) {
     const auto identifier = stringOf(properties->find(kAccountIdentifier));
-    if (identifier && !identifier->empty()) {
-      return std::string(*identifier);
-    }
+    if (identifier && !identifier->empty()) return std::string(*identifier);
   }
   return "#" + std::to_string(index + 1);
 }
@@ -120,32 +119,35 @@ void FindingList::addForAccount(const FindingKind& kind, const std::string& acco
   findings_.push_back({&kind, file_, account, std::move(key), std::move(meaning)});
 }
 
-Findings inspectSettings(const Result<PropertyList>& settings, const std::string& name) {
+Findings inspectFiles(const InspectedFiles& files) {
   Findings findings;
-  FindingList list(findings, name);
-  if (settings) {
-    inspectSettingsRoot(*settings, list);
-  } else {
-    list.add(finding::kUnreadable, "The file cannot be read as a property list (" +
-                                       settings.error().message +
-                                       "): it counts as empty, and a save would replace it.");
+  const Dictionary* accounts = nullptr;
+  if (const auto& settings = files.settings.content) {
+    FindingList list(findings, files.settings.name);
+    if (*settings) {
+      inspectSettingsRoot(**settings, list);
+      accounts = (*settings)->dictionary();
+    } else {
+      list.add(finding::kUnreadable, "The file cannot be read as a property list (" +
+                                         settings->error().message +
+                                         "): it counts as empty, and a save would replace it.");
+    }
   }
+  inspectLegacyFiles(legacyFilesOf(files), accounts, findings);
   return findings;
 }
 
+InspectedFiles filesOfRoot() {
+  const auto fileAt = [](const std::string& path) -> InspectedFile {
+    if (!ProcessContext::current().platform().files.exists(path)) return {path, std::nullopt};
+    return {path, readPropertyListAt(path)};
+  };
+  return {fileAt(accountSettingsAccountsPath()), fileAt(daAccountPath()),
+          fileAt(mailAccountsPath())};
+}
+
 Findings inspectRoot(HostFacts* facts) {
-  Files& files = ProcessContext::current().platform().files;
-  const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
-  Findings findings;
-  std::optional<PropertyList> settings;
-  if (files.exists(path)) {
-    const Result<PropertyList> read = readPropertyListAt(path);
-    findings = inspectSettings(read, path);
-    if (read) {
-      settings = *read;
-    }
-  }
-  inspectLegacyFiles(settings ? settings->dictionary() : nullptr, findings);
+  Findings findings = inspectFiles(filesOfRoot());
   inspectSurroundings(facts, findings);
   return findings;
 }

@@ -3,6 +3,9 @@
 // Data classes, account types and mail-class repairs are judged by ProcessContext::current().
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,9 +50,20 @@ using Findings = std::vector<Finding>;
 // sentinel, lock, leftovers, in this order. `facts` may be nullptr: then only contents are judged.
 [[nodiscard]] Findings inspectRoot(HostFacts* facts);
 
-// A settings file by itself, already read; `name` stands for it in the findings.
-[[nodiscard]] Findings inspectSettings(const Result<PropertyList>& settings,
-                                       const std::string& name);
+// Files by themselves, already read, as they lie in a backup. A content is none where there is no
+// such file; the names stand for the files in the findings.
+struct InspectedFile {
+  std::string name;
+  std::optional<Result<PropertyList>> content;
+};
+struct InspectedFiles {
+  InspectedFile settings;
+  InspectedFile legacyExchange;
+  InspectedFile legacyMail;
+};
+[[nodiscard]] Findings inspectFiles(const InspectedFiles& files);
+// Those of the root that ProcessContext::current() stands on.
+[[nodiscard]] InspectedFiles filesOfRoot();
 
 // The identifier of an account's properties, else "#" and its place from 1.
 [[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);

@@ -5,12 +5,15 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "store/AccountsManager.h"
 #include "tool/FindingKinds.h"
 #include "tool/Inspection.h"
 
 namespace accountsettings {
+
+struct LegacyFile;
 
 // FindingList collects the findings about one file.
 class FindingList {
@@ -31,7 +34,8 @@ class FindingList {
 void inspectSettingsRoot(const PropertyList& settings, FindingList& list);
 // The legacy files, and what converting them would do to the accounts of `settings` (nullptr:
 // there is no settings file that can be read).
-void inspectLegacyFiles(const Dictionary* settings, Findings& findings);
+void inspectLegacyFiles(const std::vector<LegacyFile>& files, const Dictionary* settings,
+                        Findings& findings);
 // Owner, mode, lock and what killed programs left behind.
 void inspectSurroundings(HostFacts* facts, Findings& findings);
 

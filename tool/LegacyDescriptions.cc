@@ -5,8 +5,6 @@
 #include "account/AccountConstants.h"
 #include "migration/LegacyExchangeAccounts.h"
 #include "migration/LegacyMailAccounts.h"
-#include "platform/ProcessContext.h"
-#include "store/AccountsManager.h"
 #include "tool/InspectionParts.h"
 
 namespace accountsettings {
@@ -44,20 +42,18 @@ void addSection(LegacyFile& file, std::string key, std::string_view replacedType
   file.sections.push_back(std::move(section));
 }
 
-LegacyFile readLegacyFile(const std::string& path) {
+LegacyFile legacyFileOf(const InspectedFile& inspected) {
   LegacyFile file;
-  file.path = path;
-  file.exists = ProcessContext::current().platform().files.exists(path);
-  if (!file.exists) {
-    return file;
-  }
-  const Result<PropertyList> read = readPropertyListAt(path);
-  if (!read) {
-    file.problem = read.error().message;
-  } else if (const Dictionary* dictionary = read->dictionary()) {
+  file.path = inspected.name;
+  file.exists = inspected.content.has_value();
+  if (!file.exists) return file;
+  const Result<PropertyList>& content = *inspected.content;
+  if (!content) {
+    file.problem = content.error().message;
+  } else if (const Dictionary* dictionary = content->dictionary()) {
     file.content = *dictionary;
   } else {
-    file.problem = "its root is " + std::string(kindInWords(*read)) + " instead of a dictionary";
+    file.problem = "its root is " + std::string(kindInWords(*content)) + " instead of a dictionary";
   }
   return file;
 }
@@ -70,9 +66,7 @@ Convert asMailAccountOf(std::string_view type) {
 
 const LegacySection* LegacyFile::section(std::string_view key) const {
   for (const LegacySection& each : sections) {
-    if (each.key == key) {
-      return &each;
-    }
+    if (each.key == key) return &each;
   }
   return nullptr;
 }
@@ -85,10 +79,10 @@ std::size_t LegacyFile::descriptionCount() const {
   return count;
 }
 
-std::vector<LegacyFile> legacyFiles() {
-  LegacyFile exchange = readLegacyFile(daAccountPath());
+std::vector<LegacyFile> legacyFilesOf(const InspectedFiles& files) {
+  LegacyFile exchange = legacyFileOf(files.legacyExchange);
   addSection(exchange, "DAAccountsKey", kExchangeAccountType, exchangeAccountProperties);
-  LegacyFile mail = readLegacyFile(mailAccountsPath());
+  LegacyFile mail = legacyFileOf(files.legacyMail);
   addSection(mail, "DeliveryAccounts", kSMTPAccountType, asMailAccountOf(kSMTPAccountType));
   addSection(mail, "MailAccounts", kMailAccountType, asMailAccountOf(kMailAccountType));
   return {std::move(exchange), std::move(mail)};

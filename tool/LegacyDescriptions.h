@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "plist/PropertyList.h"
+#include "tool/Inspection.h"
 
 namespace accountsettings {
 
@@ -25,7 +26,7 @@ struct LegacySection {
 };
 
 struct LegacyFile {
-  std::string path;  // device path
+  std::string path;  // as the inspected file is named
   bool exists = false;
   std::optional<std::string> problem;  // why it cannot be read, where it exists
   Dictionary content;
@@ -37,8 +38,7 @@ struct LegacyFile {
   [[nodiscard]] std::size_t descriptionCount() const;
 };
 
-// The Exchange file and the mail file of the root that ProcessContext::current() stands on, in the
-// order of their conversion.
-[[nodiscard]] std::vector<LegacyFile> legacyFiles();
+// The Exchange file and the mail file, in the order of their conversion.
+[[nodiscard]] std::vector<LegacyFile> legacyFilesOf(const InspectedFiles& files);
 
 }  // namespace accountsettings

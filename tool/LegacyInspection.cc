@@ -1,19 +1,14 @@
 // LegacyInspection judges the files of the releases before the settings file: which of their
 // descriptions would convert, what the conversion would put in the place of what, and what
 // would be lost on the way.
-#include <array>
 #include <map>
-#include <optional>
 #include <set>
-#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "account/BasicAccount.h"
-#include "account/StringList.h"
-#include "migration/LegacyExchangeAccounts.h"
-#include "migration/LegacyMailAccounts.h"
-#include "platform/ProcessContext.h"
+#include "account/AccountConstants.h"
+#include "tool/AccountTree.h"
 #include "tool/InspectionParts.h"
 #include "tool/LegacyDescriptions.h"
 
@@ -27,24 +22,18 @@ struct Present {
   std::string type;
 };
 
-std::string textUnder(const Dictionary& properties, std::string_view key) {
-  return std::string(stringOf(properties.find(key)).value_or(""));
-}
-
 // The accounts that loading the settings yields.
 std::vector<Present> loadedAccounts(const Dictionary* settings) {
   std::vector<Present> accounts;
   const PropertyList* stored = settings ? settings->find(kPlistAccountsKey) : nullptr;
-  if (!stored || !stored->array()) {
-    return accounts;
-  }
+  if (!stored || !stored->array()) return accounts;
   std::size_t index = 0;
   for (const PropertyList& account : *stored->array()) {
     const std::string label = accountLabel(account, index++);
     const Dictionary* properties = account.dictionary();
     if (properties && !typeProblem(*properties) && hasClass(*properties)) {
-      accounts.push_back({label, textUnder(*properties, kAccountIdentifier),
-                          textUnder(*properties, kAccountType)});
+      accounts.push_back(
+          {label, textOf(*properties, kAccountIdentifier), textOf(*properties, kAccountType)});
     }
   }
   return accounts;
@@ -56,16 +45,7 @@ class LegacyInspection {
   LegacyInspection(const Dictionary* settings, Findings& findings)
       : settings_(settings), findings_(findings), present_(loadedAccounts(settings)) {}
 
-  void inspect() {
-    for (const LegacyFile& file : legacyFiles()) {
-      if (file.exists) {
-        inspectFile(file);
-      }
-    }
-  }
-
- private:
-  void inspectFile(const LegacyFile& file) {
+  void inspect(const LegacyFile& file) {
     FindingList list(findings_, file.path);
     tellContents(file, list);
     bool converts = true;
@@ -83,9 +63,7 @@ class LegacyInspection {
         }
       }
     }
-    if (!converts) {
-      return;
-    }
+    if (!converts) return;
     if (descriptions > 0) {
       tellMissedSteps(list);
     }
@@ -96,6 +74,7 @@ class LegacyInspection {
     }
   }
 
+ private:
   void tellContents(const LegacyFile& file, FindingList& list) {
     if (file.problem) {
       list.add(finding::kLegacyUnreadable, "The file cannot be read as a property list (" +
@@ -140,9 +119,7 @@ class LegacyInspection {
   // Converted accounts start at version 0, but the steps that run are those of the settings.
   void tellMissedSteps(FindingList& list) {
     const std::int64_t version = settings_ ? versionOf(*settings_) : 0;
-    if (version == 0) {
-      return;
-    }
+    if (version == 0) return;
     const bool none = version < 0 || version >= AccountsManager::currentVersion();
     list.addForAccount(finding::kLegacyMissesSteps, {}, std::string(kPlistVersionKey),
                        "The settings beside the file have version " + std::to_string(version) +
@@ -155,7 +132,7 @@ class LegacyInspection {
   void tellRepeats(const LegacySection& section, std::set<std::string>& identifiers,
                    FindingList& list) {
     for (const LegacyDescription& description : section.descriptions) {
-      const std::string identifier = textUnder(description.properties, kAccountIdentifier);
+      const std::string identifier = textOf(description.properties, kAccountIdentifier);
       if (!identifier.empty() && !identifiers.insert(identifier).second) {
         list.addForAccount(finding::kDuplicateIdentifier, description.label, section.key,
                            "Another description before it has the same identifier: only one of "
@@ -168,7 +145,7 @@ class LegacyInspection {
   void replaceAccounts(const LegacySection& section, FindingList& list) {
     std::map<std::string, const LegacyDescription*, std::less<>> incoming;
     for (const LegacyDescription& description : section.descriptions) {
-      incoming[textUnder(description.properties, kAccountIdentifier)] = &description;
+      incoming[textOf(description.properties, kAccountIdentifier)] = &description;
     }
     incoming.erase("");
     std::vector<Present> kept;
@@ -178,7 +155,7 @@ class LegacyInspection {
         list.addForAccount(finding::kLegacyReplaces, account.label, section.key,
                            "The settings hold an account with the identifier of this "
                            "description: the stored values stay, and the description's are lost.");
-        account.type = textUnder(replacement->second->properties, kAccountType);
+        account.type = textOf(replacement->second->properties, kAccountType);
         kept.push_back(account);
         incoming.erase(replacement);
       } else if (account.type == section.replacedType) {
@@ -193,7 +170,7 @@ class LegacyInspection {
     }
     for (const auto& [identifier, description] : incoming) {
       kept.push_back(
-          {description->label, identifier, textUnder(description->properties, kAccountType)});
+          {description->label, identifier, textOf(description->properties, kAccountType)});
     }
     present_ = std::move(kept);
   }
@@ -205,8 +182,12 @@ class LegacyInspection {
 
 }  // namespace
 
-void inspectLegacyFiles(const Dictionary* settings, Findings& findings) {
-  LegacyInspection(settings, findings).inspect();
+void inspectLegacyFiles(const std::vector<LegacyFile>& files, const Dictionary* settings,
+                        Findings& findings) {
+  LegacyInspection inspection(settings, findings);
+  for (const LegacyFile& file : files) {
+    if (file.exists) inspection.inspect(file);
+  }
 }
 
 }  // namespace accountsettings

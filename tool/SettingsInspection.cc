@@ -30,9 +30,7 @@ class SettingsInspection {
       }
     }
     const PropertyList* accounts = settings.find(kPlistAccountsKey);
-    if (!accounts) {
-      return;
-    }
+    if (!accounts) return;
     if (!accounts->array()) {
       list_.addForAccount(finding::kUnusable, {}, std::string(kPlistAccountsKey),
                           "\"Accounts\" is " + std::string(kindInWords(*accounts)) +
@@ -85,9 +83,7 @@ class SettingsInspection {
       return;
     }
     inspectKinds(*properties, label);
-    if (!inspectTypeAndClass(*properties, label)) {
-      return;
-    }
+    if (!inspectTypeAndClass(*properties, label)) return;
     inspectIdentifier(*properties, label);
     inspectMailClass(*properties, label);
     inspectDataclasses(*properties, label);
@@ -179,9 +175,7 @@ class SettingsInspection {
   void inspectDataclasses(const Dictionary& properties, const std::string& label) {
     const auto enabled = stringListOf(properties.find(kAccountEnabledDataclasses));
     const auto type = stringOf(properties.find(kAccountType));
-    if (!enabled || !type) {
-      return;
-    }
+    if (!enabled || !type) return;
     const StringList supported =
         BasicAccount::supportedDataclassesForAccountType(*type).value_or(StringList());
     const std::set<std::string_view> carried(supported.begin(), supported.end());
@@ -199,9 +193,7 @@ class SettingsInspection {
 
   void inspectChildren(const Dictionary& properties, const std::string& parent) {
     const PropertyList* children = properties.find(kAccountChildAccounts);
-    if (!children || !children->array()) {
-      return;
-    }
+    if (!children || !children->array()) return;
     std::size_t index = 0;
     for (const PropertyList& child : *children->array()) {
       inspectChild(child, parent + "/" + accountLabel(child, index++));

@@ -23,9 +23,7 @@ void inspectSentinel(Findings& findings) {
   Files& files = ProcessContext::current().platform().files;
   const std::string sentinel =
       AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel();
-  if (!files.exists(sentinel)) {
-    return;
-  }
+  if (!files.exists(sentinel)) return;
   FindingList list(findings, sentinel);
   std::string left;
   for (const std::string& legacy : {daAccountPath(), mailAccountsPath()}) {
@@ -57,9 +55,7 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
         .add(finding::kStaleTemporary, "A save that was killed left this temporary file.");
   }
   const auto attributes = facts.attributesOf(path);
-  if (!attributes) {
-    return;
-  }
+  if (!attributes) return;
   if (attributes->kind == FileAttributes::Kind::Link) {
     list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
     return;
