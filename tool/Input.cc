@@ -63,12 +63,16 @@ std::string Input::description() const {
   return std::string(nameOf(kind)) + " " + path;
 }
 
-Input openInput(const std::string& path, const CommonOptions& options) {
+Input::Kind kindOfInput(const std::string& path) {
   std::error_code code;
-  const fs::file_status status = fs::status(path, code);
-  if (fs::is_directory(status)) {
-    return isBackup(path) ? backup(path) : deviceRoot(path, options);
-  }
+  if (!fs::is_directory(path, code)) return Input::Kind::SettingsFile;
+  return isBackup(path) ? Input::Kind::Backup : Input::Kind::DeviceRoot;
+}
+
+Input openInput(const std::string& path, const CommonOptions& options) {
+  const Input::Kind kind = kindOfInput(path);
+  if (kind == Input::Kind::Backup) return backup(path);
+  if (kind == Input::Kind::DeviceRoot) return deviceRoot(path, options);
   Input input;
   input.path = path;
   input.settingsPath = path;

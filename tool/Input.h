@@ -32,6 +32,8 @@ struct Input {
 // three. Creates nothing.
 [[nodiscard]] Input openInput(const std::string& path, const CommonOptions& options);
 
+// What lies at `path` by its looks, without reading it; what is missing counts as a settings file.
+[[nodiscard]] Input::Kind kindOfInput(const std::string& path);
 // A word for the kind: "settings file", "device root", "backup".
 [[nodiscard]] std::string_view nameOf(Input::Kind kind);
 
