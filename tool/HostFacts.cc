@@ -1,6 +1,5 @@
 #include "tool/HostFacts.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <utility>
@@ -8,14 +7,12 @@
 #include "host/AccountNames.h"
 #include "host/HostConfiguration.h"
 #include "host/LinuxHost.h"
+#include "host/LockTable.h"
 #include "host/RootDirectory.h"
-#include "tool/LockTable.h"
 #include "tool/Terminal.h"
 
 namespace accountsettings {
 namespace {
-
-namespace fs = std::filesystem;
 
 std::string textOfFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -27,19 +24,6 @@ std::string commandNameOf(int process) {
   std::string name = textOfFile("/proc/" + std::to_string(process) + "/comm");
   if (name.ends_with('\n')) name.pop_back();
   return name;
-}
-
-// Whether the process has the file open. File systems made of layers number their devices otherwise
-// than the table of locks does, and then only this tells one file from another.
-bool hasOpen(int process, const std::string& path) {
-  std::error_code code;
-  const fs::path directory = "/proc/" + std::to_string(process) + "/fd";
-  for (fs::directory_iterator each(directory, code), end; !code && each != end;
-       each.increment(code)) {
-    std::error_code unreadable;
-    if (fs::read_symlink(each->path(), unreadable) == path) return true;
-  }
-  return false;
 }
 
 class LinuxHostFacts : public HostFacts {
@@ -106,15 +90,8 @@ class LinuxHostFacts : public HostFacts {
   std::optional<Process> lockHolder(const std::string& path) override {
     const auto attributes = attributesOf(path);
     if (!attributes) return std::nullopt;
-    const std::string device = deviceInLockTable(attributes->device);
-    const std::string shown = host_.pathOnThisMachine(path);
-    for (const HeldLock& lock : heldLocksIn(textOfFile("/proc/locks"))) {
-      if (lock.inode != attributes->inode) continue;
-      if (lock.device == device || hasOpen(lock.process, shown)) {
-        return Process{lock.process, commandNameOf(lock.process)};
-      }
-    }
-    return std::nullopt;
+    const auto holder = flockHolderIn(textOfFile("/proc/locks"), *attributes);
+    return holder ? std::optional(Process{*holder, commandNameOf(*holder)}) : std::nullopt;
   }
 
  private:

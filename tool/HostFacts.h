@@ -39,7 +39,7 @@ class HostFacts {
   // there or lies on another file system, or no right to give files away.
   [[nodiscard]] virtual Status saveCanSucceed(const std::string& path) = 0;
   // The process that holds the lock on `path`, or none. The command name is empty where the
-  // process cannot be looked at.
+  // process cannot be looked at; the identifier is 0 or below for one outside this one's view.
   [[nodiscard]] virtual std::optional<Process> lockHolder(const std::string& path) = 0;
 };
 

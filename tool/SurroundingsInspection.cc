@@ -84,12 +84,13 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
 
 void inspectLock(HostFacts& facts, Findings& findings) {
   const std::string path(kAccountMigrationLockFilename);
-  if (const auto holder = facts.lockHolder(path)) {
-    const std::string name = holder->commandName.empty() ? "" : " (" + holder->commandName + ")";
-    FindingList(findings, path)
-        .add(finding::kLockHeld, "Process " + std::to_string(holder->identifier) + name +
-                                     " holds the migration lock: migrations and edits wait.");
-  }
+  const auto holder = facts.lockHolder(path);
+  if (!holder) return;
+  std::string who = "A process of another container";
+  if (holder->identifier > 0) who = "Process " + std::to_string(holder->identifier);
+  if (!holder->commandName.empty()) who += " (" + holder->commandName + ")";
+  FindingList(findings, path)
+      .add(finding::kLockHeld, who + " holds the migration lock: migrations and edits wait.");
 }
 
 }  // namespace
