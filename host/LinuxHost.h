@@ -14,6 +14,7 @@
 
 namespace accountsettings {
 
+class AccountNames;
 class LinuxFiles;
 class PollEventLoop;
 
@@ -59,10 +60,19 @@ class LinuxHost {
   // The services with what they offer beyond their interfaces.
   [[nodiscard]] LinuxFiles& files() noexcept;
   [[nodiscard]] PollEventLoop& eventLoop() noexcept;
+  [[nodiscard]] AccountNames& accountNames() noexcept;
   // True where the root is this machine's own "/".
   [[nodiscard]] bool rootIsThisMachine() const noexcept;
   // Where a device path lies on this machine, for messages.
   [[nodiscard]] std::string pathOnThisMachine(const std::string& devicePath) const;
+
+  // Why a save of the file at `devicePath` would fail, as far as can be told without making
+  // anything: an unknown owner, a directory that is missing, closed or on another file system, no
+  // right to give files away.
+  [[nodiscard]] Status saveCanSucceed(const std::string& devicePath);
+  // The process that holds the lock on the file at `devicePath`, or none. Its identifier is 0 or
+  // less where it lives outside this process's view, and its name empty where it cannot be had.
+  [[nodiscard]] Result<std::optional<Process>> lockHolder(const std::string& devicePath);
 
  private:
   struct Services;

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -29,9 +30,13 @@ class ClassRegistry {
   void registerClass(std::string_view name, std::shared_ptr<ClassObject> object);
   // The class of that name, or nullptr.
   [[nodiscard]] ClassObject* classNamed(std::string_view name) const noexcept;
+  // True the first time that a module is shown, by its loader's handle: then it registers its
+  // classes here.
+  bool admitModule(const void* module) { return modules_.insert(module).second; }
 
  private:
   std::map<std::string, std::shared_ptr<ClassObject>, std::less<>> classes_;
+  std::set<const void*> modules_;
 };
 
 // The name and type of the one function that a module exports. It is called once for each process

@@ -1,0 +1,45 @@
+// AccountNames turns names of accounts and groups into the numbers that the kernel knows:
+// by the system's database, or by the passwd and group files beneath another root.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+class RootDirectory;
+
+class AccountNames {
+ public:
+  virtual ~AccountNames() = default;
+
+  // Fails where the name is not known or the database cannot be read.
+  [[nodiscard]] virtual Result<std::uint32_t> ownerNamed(std::string_view name) = 0;
+  [[nodiscard]] virtual Result<std::uint32_t> groupNamed(std::string_view name) = 0;
+};
+
+// The names that this machine's name services know.
+class SystemAccountNames : public AccountNames {
+ public:
+  [[nodiscard]] Result<std::uint32_t> ownerNamed(std::string_view name) override;
+  [[nodiscard]] Result<std::uint32_t> groupNamed(std::string_view name) override;
+};
+
+// The names in etc/passwd and etc/group beneath a root, which must outlive it. The files are read
+// at each question.
+class RootAccountNames : public AccountNames {
+ public:
+  explicit RootAccountNames(const RootDirectory& root) noexcept : root_(root) {}
+
+  [[nodiscard]] Result<std::uint32_t> ownerNamed(std::string_view name) override;
+  [[nodiscard]] Result<std::uint32_t> groupNamed(std::string_view name) override;
+
+ private:
+  [[nodiscard]] Result<std::uint32_t> look(const char* file, std::string_view name) const;
+
+  const RootDirectory& root_;
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,63 @@
+#include "host/BundleResources.h"
+
+#include <utility>
+
+#include "host/FileIO.h"
+#include "plist/Reader.h"
+
+namespace accountsettings {
+
+namespace {
+
+// No resource comes near this size.
+constexpr std::uint64_t kLargestResource = std::uint64_t{64} << 20;
+
+Dictionary readTable(const std::string& path) {
+  const Result<Bytes> bytes = readRegular(openerOf(path), kLargestResource, path);
+  if (!bytes) return {};
+  const Result<PropertyList> table = readPropertyList(*bytes);
+  return table && table->dictionary() != nullptr ? *table->dictionary() : Dictionary();
+}
+
+bool isFileName(std::string_view name) {
+  return !name.empty() && name.find('/') == std::string_view::npos;
+}
+
+}  // namespace
+
+BundleResources::BundleResources(std::string directory, std::vector<std::string> languages)
+    : directory_(std::move(directory)), languages_(std::move(languages)) {}
+
+std::optional<std::string> BundleResources::pathOf(std::string_view name) {
+  std::string path = directory_ + '/' + std::string(name) + ".plist";
+  struct stat status {};
+  if (!isFileName(name) || ::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return path;
+}
+
+Result<Bytes> BundleResources::read(const std::string& path) {
+  return readRegular(openerOf(path), kLargestResource, path);
+}
+
+std::string BundleResources::localizedString(std::string_view key, std::string_view defaultValue,
+                                             std::string_view table) {
+  if (isFileName(table)) {
+    for (const std::string& language : languages_) {
+      const PropertyList* value = tableIn(language, table).find(key);
+      if (value == nullptr) continue;
+      if (const std::optional<std::string_view> text = value->stringValue()) {
+        return std::string(*text);
+      }
+    }
+  }
+  return std::string(defaultValue.empty() ? key : defaultValue);
+}
+
+const Dictionary& BundleResources::tableIn(const std::string& language, std::string_view table) {
+  const std::string path = directory_ + '/' + language + '/' + std::string(table) + ".plist";
+  const auto found = tables_.find(path);
+  return found != tables_.end() ? found->second
+                                : tables_.emplace(path, readTable(path)).first->second;
+}
+
+}  // namespace accountsettings

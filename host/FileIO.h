@@ -1,0 +1,40 @@
+// FileIO reads and writes whole regular files through descriptors. Nothing here waits for
+// a pipe or wakes a device that stands where a file is expected.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+
+#include "host/FileDescriptor.h"
+#include "plist/PropertyList.h"
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+// Opens one certain path with the flags of open(2).
+using Opener = std::function<Result<FileDescriptor>(int flags)>;
+// The opener of a path of this machine.
+[[nodiscard]] Opener openerOf(const std::string& path);
+
+// Opens a regular file with `flags`; anything else that stands there is looked at, but not opened.
+// `shown` names the file in messages, here and below.
+[[nodiscard]] Result<FileDescriptor> openRegular(const Opener& opener, int flags,
+                                                 const std::string& shown);
+
+[[nodiscard]] Result<struct stat> statusOf(const FileDescriptor& file, const std::string& shown);
+
+// The rest of the file; fails where it is more than `limit` bytes.
+[[nodiscard]] Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit,
+                                    const std::string& shown);
+Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
+                const std::string& shown);
+
+// The bytes of a regular file; fails where they are more than `limit`.
+[[nodiscard]] Result<Bytes> readRegular(const Opener& opener, std::uint64_t limit,
+                                        const std::string& shown);
+
+}  // namespace accountsettings

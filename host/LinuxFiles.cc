@@ -1,0 +1,277 @@
+#include "host/LinuxFiles.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <utility>
+
+#include "host/FileIO.h"
+#include "host/LinuxTemporaryFile.h"
+#include "host/RootDirectory.h"
+#include "host/SystemError.h"
+
+namespace accountsettings {
+
+namespace {
+
+FileAttributes::Kind kindOf(mode_t mode) {
+  if (S_ISREG(mode)) return FileAttributes::Kind::Regular;
+  if (S_ISDIR(mode)) return FileAttributes::Kind::Directory;
+  if (S_ISLNK(mode)) return FileAttributes::Kind::Link;
+  return FileAttributes::Kind::Other;
+}
+
+FileAttributes attributesFrom(const struct stat& status) {
+  FileAttributes attributes;
+  attributes.kind = kindOf(status.st_mode);
+  attributes.size = static_cast<std::uint64_t>(status.st_size);
+  attributes.mode = status.st_mode & 07777U;
+  attributes.owner = status.st_uid;
+  attributes.group = status.st_gid;
+  attributes.hardLinks = status.st_nlink;
+  attributes.device = status.st_dev;
+  attributes.inode = status.st_ino;
+  return attributes;
+}
+
+Result<FileAttributes> attributesOf(const RootDirectory& root, const std::string& path, int flags) {
+  const Result<FileDescriptor> file = root.open(path, O_PATH | flags);
+  if (!file) return file.error();
+  const Result<struct stat> status = statusOf(*file, root.shown(path));
+  if (!status) return status.error();
+  return attributesFrom(*status);
+}
+
+Opener openerIn(const RootDirectory& root, const std::string& path) {
+  return [&root, path](int flags) { return root.open(path, flags); };
+}
+
+// A new file with exactly this mode, whatever the umask.
+Result<FileDescriptor> createNew(const RootDirectory::Place& place, mode_t mode,
+                                 const std::string& shown) {
+  FileDescriptor file(::openat(place.directory.get(), place.name.c_str(),
+                               O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!file) return systemError(shown);
+  if (::fchmod(file.get(), mode) != 0) {
+    Error error = systemError(shown);
+    ::unlinkat(place.directory.get(), place.name.c_str(), 0);
+    return error;
+  }
+  return file;
+}
+
+Status close(FileDescriptor& file, const std::string& shown) {
+  if (file.close() != 0) return systemError(shown);
+  return {};
+}
+
+}  // namespace
+
+LinuxFiles::LinuxFiles(const RootDirectory& root, AccountNames& names, SystemLog& log,
+                       std::optional<std::string> temporaryDirectory)
+    : root_(root), names_(names), log_(log), temporaryDirectory_(std::move(temporaryDirectory)) {}
+
+Result<Bytes> LinuxFiles::read(const std::string& path) {
+  return readRegular(openerIn(root_, path), kLargestFile, root_.shown(path));
+}
+
+bool LinuxFiles::exists(const std::string& path) {
+  return root_.open(path, O_PATH).ok();
+}
+
+bool LinuxFiles::isDirectory(const std::string& path) {
+  return root_.open(path, O_PATH | O_DIRECTORY).ok();
+}
+
+Status LinuxFiles::copy(const std::string& source, const std::string& target) {
+  const std::string shownSource = root_.shown(source);
+  const std::string shownTarget = root_.shown(target);
+  const Result<FileDescriptor> from = openRegular(openerIn(root_, source), O_RDONLY, shownSource);
+  if (!from) return from.error();
+  const Result<struct stat> status = statusOf(*from, shownSource);
+  if (!status) return status.error();
+  const Result<Bytes> bytes = readAll(*from, kLargestFile, shownSource);
+  if (!bytes) return bytes.error();
+
+  const Result<RootDirectory::Place> place = root_.placeOf(target);
+  if (!place) return place.error();
+  Result<FileDescriptor> to = createNew(*place, status->st_mode & 0777U, shownTarget);
+  if (!to) return to.error();
+  Status copied = writeAll(*to, *bytes, shownTarget);
+  if (copied) copied = close(*to, shownTarget);
+  if (!copied) ::unlinkat(place->directory.get(), place->name.c_str(), 0);
+  return copied;
+}
+
+Status LinuxFiles::remove(const std::string& path) {
+  const Result<RootDirectory::Place> place = root_.placeOf(path);
+  if (!place) return place.error();
+  if (::unlinkat(place->directory.get(), place->name.c_str(), 0) != 0) {
+    return systemError(root_.shown(path));
+  }
+  return {};
+}
+
+Status LinuxFiles::create(const std::string& path, std::span<const std::uint8_t> bytes) {
+  const std::string shown = root_.shown(path);
+  const Result<RootDirectory::Place> place = root_.placeOf(path);
+  if (!place) return place.error();
+  Result<FileDescriptor> file = createNew(*place, 0600, shown);
+  if (!file && file.error().code == EEXIST) {
+    file = openRegular(openerIn(root_, path), O_WRONLY | O_NOFOLLOW, shown);
+    if (file && ::ftruncate(file->get(), 0) != 0) return systemError(shown);
+  }
+  if (!file) return file.error();
+  if (Status written = writeAll(*file, bytes, shown); !written) return written;
+  return close(*file, shown);
+}
+
+Status LinuxFiles::makeDirectory(const std::string& path, unsigned mode) {
+  if (isDirectory(path)) return {};
+  const std::string parent = directoryPart(path);
+  if (parent != path && parent != "." && !isDirectory(parent)) {
+    if (Status made = makeDirectory(parent, mode); !made) return made;
+  }
+  return makeOneDirectory(path, mode);
+}
+
+Status LinuxFiles::makeOneDirectory(const std::string& path, unsigned mode) {
+  const Result<RootDirectory::Place> place = root_.placeOf(path);
+  if (!place) return place.error();
+  const int parent = place->directory.get();
+  const char* name = place->name.c_str();
+  if (::mkdirat(parent, name, 0700) != 0) {
+    // Another process may have made it in the meantime.
+    if (errno == EEXIST && isDirectory(path)) return {};
+    return systemError(root_.shown(path));
+  }
+  const FileDescriptor directory(
+      ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!directory || ::fchmod(directory.get(), mode) != 0) {
+    Error error = systemError(root_.shown(path));
+    ::unlinkat(parent, name, AT_REMOVEDIR);
+    return error;
+  }
+  return {};
+}
+
+Result<std::unique_ptr<TemporaryFile>> LinuxFiles::makeTemporary(const std::string& destination) {
+  Result<std::unique_ptr<LinuxTemporaryFile>> file = LinuxTemporaryFile::create(
+      root_, temporaryDirectory_.value_or(directoryPart(destination)), names_);
+  if (!file) return file.error();
+  return std::unique_ptr<TemporaryFile>(std::move(*file));
+}
+
+Status LinuxFiles::writeAtomically(const std::string& path, std::span<const std::uint8_t> bytes) {
+  return replaceWith(path, bytes, nullptr);
+}
+
+Status LinuxFiles::replace(const std::string& path, std::span<const std::uint8_t> bytes,
+                           const FileAttributes& attributes) {
+  return replaceWith(path, bytes, &attributes);
+}
+
+Status LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
+                               const FileAttributes* attributes) {
+  // Always beside the file: another directory may lie on another file system.
+  const Result<std::unique_ptr<LinuxTemporaryFile>> made =
+      LinuxTemporaryFile::create(root_, directoryPart(path), names_);
+  if (!made) return made.error();
+  LinuxTemporaryFile& temporary = **made;
+
+  Status done = temporary.write(bytes);
+  if (done && attributes != nullptr) {
+    // The owner first: changing it takes the set-id bits away.
+    done = temporary.setOwnerNumbers(attributes->owner, attributes->group);
+    if (done) done = temporary.setMode(attributes->mode);
+  }
+  if (done) done = temporary.flushAndClose();
+  if (done) done = rename(temporary.path(), path);
+  if (!done) {
+    // What went wrong first is what the caller should hear.
+    if (Status removed = remove(temporary.path()); !removed) log_.write(removed.error().message);
+    return done;
+  }
+  if (Status flushed = flushDirectoryOf(path); !flushed) {
+    log_.write("Could not flush a directory to the storage: " + flushed.error().message);
+  }
+  return {};
+}
+
+Status LinuxFiles::rename(const std::string& source, const std::string& target) {
+  const Result<RootDirectory::Place> from = root_.placeOf(source);
+  if (!from) return from.error();
+  const Result<RootDirectory::Place> to = root_.placeOf(target);
+  if (!to) return to.error();
+  if (::renameat(from->directory.get(), from->name.c_str(), to->directory.get(),
+                 to->name.c_str()) != 0) {
+    return systemError(root_.shown(source) + ": cannot be renamed to " + root_.shown(target));
+  }
+  return {};
+}
+
+Status LinuxFiles::flushDirectoryOf(const std::string& path) {
+  const std::string directory = directoryPart(path);
+  const Result<FileDescriptor> opened = root_.open(directory, O_RDONLY | O_DIRECTORY);
+  if (!opened) return opened.error();
+  if (::fsync(opened->get()) != 0) return systemError(root_.shown(directory));
+  return {};
+}
+
+Result<FileAttributes> LinuxFiles::attributes(const std::string& path) {
+  return attributesOf(root_, path, O_NOFOLLOW);
+}
+
+Result<FileAttributes> LinuxFiles::attributesOfTarget(const std::string& path) {
+  return attributesOf(root_, path, 0);
+}
+
+Result<std::string> LinuxFiles::linkTarget(const std::string& path) {
+  const Result<RootDirectory::Place> place = root_.placeOf(path);
+  if (!place) return place.error();
+  std::string target(PATH_MAX, '\0');
+  const ssize_t length =
+      ::readlinkat(place->directory.get(), place->name.c_str(), target.data(), target.size());
+  if (length < 0) return systemError(root_.shown(path));
+  target.resize(static_cast<std::size_t>(length));
+  return target;
+}
+
+Result<std::vector<std::string>> LinuxFiles::list(const std::string& path) {
+  Result<FileDescriptor> opened = root_.open(path, O_RDONLY | O_DIRECTORY);
+  if (!opened) return opened.error();
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::fdopendir(opened->get()), &::closedir);
+  if (directory == nullptr) return systemError(root_.shown(path));
+  static_cast<void>(opened->release());  // the stream closes it now
+
+  std::vector<std::string> names;
+  errno = 0;
+  while (const dirent* entry = ::readdir(directory.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+    errno = 0;
+  }
+  if (errno != 0) return systemError(root_.shown(path));
+  std::ranges::sort(names);
+  return names;
+}
+
+Status LinuxFiles::removeDirectory(const std::string& path) {
+  const Result<RootDirectory::Place> place = root_.placeOf(path);
+  if (!place) return place.error();
+  if (::unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR) != 0) {
+    return systemError(root_.shown(path));
+  }
+  return {};
+}
+
+bool LinuxFiles::isTemporaryName(std::string_view name) noexcept {
+  return LinuxTemporaryFile::isName(name);
+}
+
+}  // namespace accountsettings

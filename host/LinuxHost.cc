@@ -1,0 +1,204 @@
+#include "host/LinuxHost.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "host/AccountNames.h"
+#include "host/BundleResources.h"
+#include "host/BusNotifications.h"
+#include "host/ConfiguredServices.h"
+#include "host/DomainPreferences.h"
+#include "host/DynamicModules.h"
+#include "host/DynamicWebEngineLock.h"
+#include "host/FileIO.h"
+#include "host/FlockLocks.h"
+#include "host/Language.h"
+#include "host/LibraryLocation.h"
+#include "host/LinuxFiles.h"
+#include "host/LockTable.h"
+#include "host/LogSinks.h"
+#include "host/PollEventLoop.h"
+#include "host/ProcessTable.h"
+#include "host/RootDirectory.h"
+#include "host/SaveCheck.h"
+#include "host/SystemClock.h"
+
+namespace accountsettings {
+
+namespace {
+
+constexpr const char* kConfigurationFile = "/etc/accountsettings/host.plist";
+constexpr const char* kPrivateSubdirectory = "accountsettings";
+constexpr const char* kBundleResources = "Ferrant.migrator/Resources";
+constexpr std::uint64_t kLargestConfiguration = std::uint64_t{16} << 20;
+
+Result<HostConfiguration> configurationOf(const RootDirectory& root,
+                                          const std::optional<std::string>& given) {
+  const std::string shown = given ? *given : root.shown(kConfigurationFile);
+  const Opener opener =
+      given ? openerOf(*given)
+            : Opener([&root](int flags) { return root.open(kConfigurationFile, flags); });
+  Result<Bytes> bytes = readRegular(opener, kLargestConfiguration, shown);
+  if (!bytes) {
+    const int code = bytes.error().code;
+    if (!given && (code == ENOENT || code == ENOTDIR)) return HostConfiguration();
+    return bytes.error();
+  }
+  const bool mayNameCode = root.isThisMachine() || (given && !root.contains(*given));
+  return HostConfiguration::parse(*bytes, shown, mayNameCode);
+}
+
+std::string besideTheLibrary() {
+  return appendPathComponent(libraryDirectory(), kPrivateSubdirectory);
+}
+
+std::string plugInDirectoryOf(const HostConfiguration& configuration) {
+  return configuration.plugInDirectory ? *configuration.plugInDirectory : besideTheLibrary();
+}
+
+std::string moduleDirectoryOf(const HostConfiguration& configuration) {
+  return configuration.moduleDirectory ? *configuration.moduleDirectory
+                                       : appendPathComponent(besideTheLibrary(), "modules");
+}
+
+std::unique_ptr<AccountNames> accountNamesOf(const RootDirectory& root) {
+  if (root.isThisMachine()) return std::make_unique<SystemAccountNames>();
+  return std::make_unique<RootAccountNames>(root);
+}
+
+// The service to use: the one given, else one of the host's own, which `owned` keeps.
+template <class Service, class Make>
+Service& givenOr(Service* given, std::unique_ptr<Service>& owned, Make make) {
+  if (given != nullptr) return *given;
+  owned = make();
+  return *owned;
+}
+
+}  // namespace
+
+// The members are made in this order, each from those above it.
+struct LinuxHost::Services {
+  Services(const HostOptions& options, RootDirectory&& opened, HostConfiguration&& read)
+      : root(std::move(opened)),
+        configuration(std::move(read)),
+        systemLog(givenOr(options.systemLog, ownedLog,
+                          [&] { return std::make_unique<SyslogSink>(options.programName); })),
+        names(accountNamesOf(root)),
+        files(root, *names, systemLog, configuration.temporaryDirectory),
+        resources(appendPathComponent(plugInDirectoryOf(configuration), kBundleResources),
+                  languagesFor(configuration.language.value_or(localeOfMessages()))),
+        locks(root, options.interrupted),
+        processes(root.isThisMachine(), options.processFilter),
+        eventLoop(options.interrupted),
+        webEngineLock(configuration.webEngineLibrary),
+        notifications(givenOr(
+            options.notifications, ownedNotifications,
+            [&] { return std::make_unique<BusNotifications>(root.isThisMachine(), systemLog); })),
+        preferences(files, configuration.homeDirectory,
+                    configuration.defaultsDomain.value_or(options.programName)),
+        device(configuration),
+        modules(root.isThisMachine(), moduleDirectoryOf(configuration), options.builtInModules),
+        directories(configuration, plugInDirectoryOf(configuration)),
+        values(configuration) {}
+
+  RootDirectory root;
+  HostConfiguration configuration;
+  std::unique_ptr<SystemLog> ownedLog;
+  SystemLog& systemLog;
+  std::unique_ptr<AccountNames> names;
+  LinuxFiles files;
+  BundleResources resources;
+  FlockLocks locks;
+  ProcessTable processes;
+  PollEventLoop eventLoop;
+  DynamicWebEngineLock webEngineLock;
+  std::unique_ptr<Notifications> ownedNotifications;
+  Notifications& notifications;
+  DomainPreferences preferences;
+  ConfiguredDevice device;
+  DynamicModules modules;
+  SystemClock clock;
+  KernelIdentifiers identifiers;
+  ConfiguredDirectories directories;
+  ConfiguredValues values;
+};
+
+LinuxHost::LinuxHost(std::unique_ptr<Services> services) noexcept
+    : services_(std::move(services)) {}
+
+LinuxHost::~LinuxHost() = default;
+
+Result<std::unique_ptr<LinuxHost>> LinuxHost::create(HostOptions options) {
+  Result<RootDirectory> root = RootDirectory::open(options.root, options.useOpenat2);
+  if (!root) return root.error();
+  Result<HostConfiguration> configuration = configurationOf(*root, options.configFile);
+  if (!configuration) return configuration.error();
+  auto services = std::make_unique<Services>(options, std::move(*root), std::move(*configuration));
+  for (const std::string& warning : services->configuration.warnings) {
+    services->systemLog.write(warning);
+  }
+  return std::unique_ptr<LinuxHost>(new LinuxHost(std::move(services)));
+}
+
+Platform LinuxHost::platform() {
+  Services& all = *services_;
+  return Platform{.files = all.files,
+                  .resources = all.resources,
+                  .locks = all.locks,
+                  .processes = all.processes,
+                  .eventLoop = all.eventLoop,
+                  .webEngineLock = all.webEngineLock,
+                  .notifications = all.notifications,
+                  .preferences = all.preferences,
+                  .deviceAnswers = all.device,
+                  .deviceInfo = all.device,
+                  .restrictions = all.device,
+                  .externalSources = all.device,
+                  .cloudAccountModel = all.device,
+                  .modules = all.modules,
+                  .clock = all.clock,
+                  .identifiers = all.identifiers,
+                  .directories = all.directories,
+                  .systemLog = all.systemLog,
+                  .configuration = all.values};
+}
+
+const HostConfiguration& LinuxHost::configuration() const noexcept {
+  return services_->configuration;
+}
+
+LinuxFiles& LinuxHost::files() noexcept {
+  return services_->files;
+}
+
+PollEventLoop& LinuxHost::eventLoop() noexcept {
+  return services_->eventLoop;
+}
+
+AccountNames& LinuxHost::accountNames() noexcept {
+  return *services_->names;
+}
+
+bool LinuxHost::rootIsThisMachine() const noexcept {
+  return services_->root.isThisMachine();
+}
+
+std::string LinuxHost::pathOnThisMachine(const std::string& devicePath) const {
+  return services_->root.shown(devicePath);
+}
+
+Status LinuxHost::saveCanSucceed(const std::string& devicePath) {
+  const ConfigurationValues& values = services_->configuration.values;
+  const SavePlan plan{devicePath, services_->configuration.temporaryDirectory, values.owner,
+                      values.group};
+  return accountsettings::saveCanSucceed(services_->root, *services_->names, plan);
+}
+
+Result<std::optional<Process>> LinuxHost::lockHolder(const std::string& devicePath) {
+  const Result<FileAttributes> file = services_->files.attributes(devicePath);
+  if (!file && file.error().code == ENOENT) return std::optional<Process>();
+  if (!file) return file.error();
+  return processHoldingFlock(*file);
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,9 @@
+#include "host/BusSignal.h"
+
+namespace accountsettings {
+
+Status sendOnSystemBus(const BusSignal& /*signal*/) {
+  return Error{"the library was built without D-Bus"};
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,26 @@
+// SaveCheck foresees whether a save would succeed, without making anything.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+class AccountNames;
+class RootDirectory;
+
+struct SavePlan {
+  std::string destination;                        // a device path
+  std::optional<std::string> temporaryDirectory;  // none: the destination's own
+  std::string owner;
+  std::string group;
+};
+
+// Fails where the names are not known, a directory is missing, closed to this process or on another
+// file system, or this process may not give a file to that owner and group.
+Status saveCanSucceed(const RootDirectory& root, AccountNames& names, const SavePlan& plan);
+
+}  // namespace accountsettings
