@@ -192,6 +192,7 @@ const std::shared_ptr<BasicAccount>& BasicAccount::parentAccount() const noexcep
 
 void BasicAccount::setParentAccount(std::shared_ptr<BasicAccount> parent) {
   parentAccount_ = std::move(parent);
+  properties_->noteIdentityChange();
 }
 
 std::optional<std::string> BasicAccount::parentAccountIdentifier() const {

@@ -40,10 +40,10 @@ class LiveProperties : public std::enable_shared_from_this<LiveProperties> {
 
   // Notes identity changes in `journal` for as long as its owner keeps it.
   void noteIdentityChangesIn(const std::shared_ptr<IdentityJournal>& journal);
-
- private:
+  // Notes one now; a record does so when its parent changes, from whom it may inherit.
   void noteIdentityChange();
 
+ private:
   Dictionary values_;
   std::vector<std::weak_ptr<IdentityJournal>> journals_;
 };
