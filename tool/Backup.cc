@@ -8,7 +8,7 @@
 
 #include "platform/Clock.h"
 #include "plist/Reader.h"
-#include "plist/Writer.h"
+#include "plist/XmlWriter.h"
 #include "store/AccountsManager.h"
 #include "tool/Device.h"
 #include "tool/Digest.h"

@@ -1,7 +1,8 @@
 #include "tool/PlistCommand.h"
 
+#include "plist/BinaryWriter.h"
 #include "plist/Reader.h"
-#include "plist/Writer.h"
+#include "plist/XmlWriter.h"
 #include "tool/Json.h"
 #include "tool/PropertyText.h"
 #include "tool/ReadFile.h"

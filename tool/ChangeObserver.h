@@ -1,0 +1,39 @@
+// ChangeObserver watches a migration and keeps what each step was given and what it made
+// of it, from which the differences are told. Keeping them costs little: accounts that a
+// step leaves alone are shared.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/MigratorBase.h"
+#include "plist/PropertyList.h"
+#include "tool/Differences.h"
+
+namespace accountsettings {
+
+struct StepRecord {
+  std::string step;  // its selector, for example "_migrateAccountsFrom7A149:"
+  Array before;
+  Array after;
+  bool result = true;
+
+  [[nodiscard]] Differences differences() const { return differencesBetween(before, after); }
+};
+
+class ChangeObserver : public MigrationObserver {
+ public:
+  void willRunStep(std::string_view step, const Array& accounts) override;
+  void didRunStep(std::string_view step, const Array& accounts, bool result) override;
+
+  [[nodiscard]] const std::vector<StepRecord>& steps() const noexcept { return steps_; }
+
+ private:
+  std::vector<StepRecord> steps_;
+};
+
+// What a step does, in a few words for people; the selector itself where it is unknown.
+[[nodiscard]] std::string_view meaningOfStep(std::string_view step);
+
+}  // namespace accountsettings

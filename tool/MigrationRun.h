@@ -1,0 +1,78 @@
+// MigrationRun loads the plug-in bundle and lets its migrator run, as a device's migration
+// host does; Rehearsal runs the same plug-in on files kept in memory.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/MigratorBase.h"
+#include "platform/ProcessContext.h"
+#include "platform/SystemLog.h"
+#include "tool/ChangeObserver.h"
+#include "tool/OverlayFiles.h"
+
+namespace accountsettings {
+
+// Loads the plug-in bundle in `context` and runs performMigration() with the observer. Answers the
+// migrator's result. Throws Prevented where there is no such plug-in.
+bool runMigration(ProcessContext& context, MigrationObserver& observer);
+
+// A fresh identifier was handed out for each time one was asked for; a run that is given the same
+// ones makes the same accounts.
+class RecordingIdentifiers : public Identifiers {
+ public:
+  explicit RecordingIdentifiers(Identifiers& source) : source_(source) {}
+  [[nodiscard]] std::optional<std::string> makeUUID() override;
+  [[nodiscard]] const std::vector<std::optional<std::string>>& made() const noexcept {
+    return made_;
+  }
+
+ private:
+  Identifiers& source_;
+  std::vector<std::optional<std::string>> made_;
+};
+
+// Hands out recorded identifiers first, and fresh ones of `source` when they are used up.
+class ReplayingIdentifiers : public Identifiers {
+ public:
+  ReplayingIdentifiers(Identifiers& source, std::vector<std::optional<std::string>> recorded)
+      : source_(source), recorded_(std::move(recorded)) {}
+  [[nodiscard]] std::optional<std::string> makeUUID() override;
+
+ private:
+  Identifiers& source_;
+  std::vector<std::optional<std::string>> recorded_;
+  std::size_t next_ = 0;
+};
+
+// Rehearsal is what a migration would do: the real plug-in over files that are only read, without
+// lock, without stopping a daemon, without telling anyone.
+class Rehearsal {
+ public:
+  // Runs it on the device of `real`. `log` takes the system-log lines.
+  // Throws as runMigration().
+  Rehearsal(const Platform& real, SystemLog& log);
+  ~Rehearsal();
+
+  [[nodiscard]] bool result() const noexcept { return result_; }
+  [[nodiscard]] const std::vector<StepRecord>& steps() const noexcept { return observer_.steps(); }
+  // The device's files as they would be.
+  [[nodiscard]] OverlayFiles& files() noexcept { return files_; }
+  [[nodiscard]] const std::vector<std::optional<std::string>>& identifiers() const noexcept {
+    return identifiers_.made();
+  }
+  // The preference domains and keys, and notifications, that would be told to others.
+  [[nodiscard]] const std::vector<std::string>& notices() const noexcept;
+
+ private:
+  struct Silence;
+
+  OverlayFiles files_;
+  RecordingIdentifiers identifiers_;
+  std::unique_ptr<Silence> silence_;
+  ChangeObserver observer_;
+  bool result_ = false;
+};
+
+}  // namespace accountsettings
