@@ -1,15 +1,10 @@
 #include "logging/LogFormat.h"
 
-#include <optional>
-
 #include "plist/Description.h"
 
 namespace accountsettings::detail {
 
 namespace {
-
-// Long enough for any honest account, short enough for a log that people read.
-constexpr std::size_t kDescriptionLimit = 16384;
 
 template <class Text>
 Array arrayOf(const std::vector<Text>& texts) {
@@ -18,21 +13,16 @@ Array arrayOf(const std::vector<Text>& texts) {
 
 }  // namespace
 
-// A string stands as it is; inside containers it is quoted where it has to be.
 void appendLogged(std::string& line, const PropertyList& value) {
-  if (const std::optional<std::string_view> text = value.stringValue()) {
-    appendLoggedText(line, *text);
-  } else {
-    line += description(value, kDescriptionLimit);
-  }
+  line += description(value);
 }
 
 void appendLogged(std::string& line, const Dictionary& value) {
-  line += description(value, kDescriptionLimit);
+  line += description(value);
 }
 
 void appendLogged(std::string& line, const Array& value) {
-  line += description(value, kDescriptionLimit);
+  line += description(value);
 }
 
 void appendLogged(std::string& line, const std::vector<std::string>& texts) {

@@ -60,7 +60,7 @@ class ProcessContext {
 
   Platform platform_;
   ClassRegistry classes_;
-  std::mutex mutex_;
+  std::recursive_mutex mutex_;  // a state may look up another while it is made
   std::map<const void*, std::shared_ptr<void>> states_;
 };
 
