@@ -50,7 +50,7 @@ inline constexpr FindingKind kInvalidChild{
     "Correct the child's \"Type\" and \"Class\" in the parent's \"ChildAccounts\", or remove it."};
 inline constexpr FindingKind kUnsupportedDataclass{
     "unsupported-dataclass", Severity::Warning, false, false,
-    "Switch the data class off with 'accountsettings disable'."};
+    "Store the list under \"Enabled Dataclasses\" without it ('accountsettings set')."};
 
 // The legacy files.
 inline constexpr FindingKind kLegacyUnreadable{

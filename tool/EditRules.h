@@ -1,0 +1,22 @@
+// EditRules are the refusals of the account model, told as reasons: the model itself
+// silently ignores what it does not allow.
+#pragma once
+
+#include <string>
+
+#include "account/BasicAccount.h"
+#include "plist/PropertyList.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+
+// Each throws Prevented with the reason where the edit is refused.
+
+// Storing (or, with nullptr, removing) the value under a key of the account.
+void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value);
+// Switching the data class of the account.
+void requireSupports(const BasicAccount& account, const std::string& dataclass);
+// An account of that type and class, with these properties, in the store.
+void requireMayAdd(const AccountsManager& store, const Dictionary& properties);
+
+}  // namespace accountsettings

@@ -1,0 +1,48 @@
+// WatchedFiles passes every call on to other files and remembers the first change that failed,
+// because the store tells only that a save failed, and people want to know why.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/Files.h"
+#include "platform/Platform.h"
+
+namespace accountsettings {
+
+class WatchedFiles : public Files {
+ public:
+  // `files` must outlive this.
+  explicit WatchedFiles(Files& files) : files_(files) {}
+
+  // The first failed write, rename or the like since the last call; none where all succeeded.
+  // Removals are not counted: what they miss was often never there.
+  [[nodiscard]] std::optional<Error> takeFailure();
+
+  [[nodiscard]] Result<Bytes> read(const std::string& path) override;
+  [[nodiscard]] bool exists(const std::string& path) override;
+  [[nodiscard]] bool isDirectory(const std::string& path) override;
+  Status copy(const std::string& source, const std::string& target) override;
+  Status remove(const std::string& path) override;
+  Status create(const std::string& path, std::span<const std::uint8_t> bytes) override;
+  Status makeDirectory(const std::string& path, unsigned mode) override;
+  Status writeAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override;
+  [[nodiscard]] Result<std::unique_ptr<TemporaryFile>> makeTemporary(
+      const std::string& destination) override;
+  Status rename(const std::string& source, const std::string& target) override;
+  Status flushDirectoryOf(const std::string& path) override;
+
+ private:
+  friend class WatchedTemporaryFile;
+  Status noted(Status status);
+
+  Files& files_;
+  std::optional<Error> failure_;
+};
+
+// The same services with other files.
+[[nodiscard]] Platform withFiles(const Platform& platform, Files& files);
+
+}  // namespace accountsettings
