@@ -1,0 +1,24 @@
+// PlanText is how a plan is shown to people, and the form in which scripts get it and in
+// which it is saved.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "plist/PropertyList.h"
+#include "tool/FindingsText.h"
+#include "tool/Output.h"
+#include "tool/Plan.h"
+
+namespace accountsettings {
+
+inline constexpr std::string_view kPlanFormat = "accountsettings.plan";
+inline constexpr std::int64_t kPlanFormatVersion = 1;
+
+void writePlan(Output& output, const Plan& plan, const ShownPath& shown);
+// `root` is the device root as it was given. Inputs are named by their device paths, so that the
+// same device may be mounted elsewhere; all other files as `shown` tells.
+[[nodiscard]] Dictionary planForScripts(const Plan& plan, const std::string& root,
+                                        const ShownPath& shown);
+
+}  // namespace accountsettings
