@@ -1,13 +1,30 @@
+#include "tool/CheckCommand.h"
 #include "tool/Command.h"
+#include "tool/DiffCommand.h"
+#include "tool/EditCommands.h"
+#include "tool/GetCommand.h"
+#include "tool/PlanCommand.h"
 #include "tool/PlistCommand.h"
+#include "tool/SampleCommand.h"
 #include "tool/ShowCommand.h"
 
 namespace accountsettings {
 
 std::span<const CommandEntry> allCommands() {
   static constexpr CommandEntry kCommands[] = {
+      {"plan", "Say what a migration would do, touching nothing", makeCommand<PlanCommand>},
       {"show", "Show the accounts of a device root or a settings file", makeCommand<ShowCommand>},
+      {"diff", "Compare two settings files, device roots or backups, account by account",
+       makeCommand<DiffCommand>},
+      {"check", "Find what is broken or would be lost", makeCommand<CheckCommand>},
+      {"get", "Print what an account holds", makeCommand<GetCommand>},
+      {"set", "Store a value in an account", makeCommand<SetCommand>},
+      {"enable", "Switch data classes of an account on", makeCommand<EnableCommand>},
+      {"disable", "Switch data classes of an account off", makeCommand<DisableCommand>},
+      {"add", "Add an account", makeCommand<AddCommand>},
+      {"remove", "Remove an account", makeCommand<RemoveCommand>},
       {"plist", "Print or convert any property list", makeCommand<PlistCommand>},
+      {"sample", "Write an example device root", makeCommand<SampleCommand>},
   };
   return kCommands;
 }

@@ -31,7 +31,7 @@ std::size_t distance(const std::string& left, const std::string& right) {
 // The word of `words` that was probably meant, or nothing.
 std::string nearestOf(const std::string& word, const std::vector<std::string>& words) {
   std::string best;
-  std::size_t least = std::max<std::size_t>(word.size() / 2, 2);
+  std::size_t least = std::max<std::size_t>(word.size() / 2, 2) + 1;
   for (const std::string& each : words) {
     const std::size_t steps = distance(word, each);
     if (steps < least) {
@@ -128,7 +128,6 @@ CommandLine::CommandLine(std::span<const CommandEntry> commands)
                                       "accountsettings")) {
   app_->set_version_flag("--version", std::string("accountsettings ") + kToolVersion);
   app_->require_subcommand(1);
-  app_->footer("accountsettings COMMAND --help tells more about each command.");
   app_->get_formatter()->column_width(32);
   for (const CommandEntry& entry : commands) {
     std::unique_ptr<Command> command = entry.make();
@@ -138,6 +137,8 @@ CommandLine::CommandLine(std::span<const CommandEntry> commands)
     addCommonOptions(*subcommand, options_);
     commands_.emplace(entry.name, std::move(command));
   }
+  // After the subcommands, which would inherit it.
+  app_->footer("accountsettings COMMAND --help tells more about each command.");
 }
 
 CommandLine::~CommandLine() = default;
@@ -189,7 +190,7 @@ void CommandLine::refuse(const std::string& message) const {
     const std::string meant = nearest(option);
     throw WrongUsage(
         option, "unknown option",
-        (meant.empty() ? "" : "did you mean " + meant + "? ") + "See " + name + " --help");
+        (meant.empty() ? "" : "did you mean " + meant + "? ") + "see " + name + " --help");
   }
   throw WrongUsage("", message, "see " + name + " --help");
 }
@@ -200,7 +201,7 @@ void CommandLine::refuseCommand(const std::string& command) const {
   const std::string meant = nearestOf(command, names);
   throw WrongUsage(
       "'" + command + "'", "unknown command",
-      (meant.empty() ? "" : "did you mean '" + meant + "'? ") + "See accountsettings --help");
+      (meant.empty() ? "" : "did you mean '" + meant + "'? ") + "see accountsettings --help");
 }
 
 std::string CommandLine::nearest(const std::string& option) const {

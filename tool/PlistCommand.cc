@@ -56,13 +56,14 @@ void PlistCommand::describe(OptionSet& options) {
 
 ExitStatus PlistCommand::run(Session& session) {
   const std::string form = form_.value_or(session.options.json ? "json" : "text");
-  const PropertyList value = readAnyForm(file_);
+  const std::string file = file_.value_or("-");
+  const PropertyList value = readAnyForm(file);
   Bytes content;
   if (form == "text") {
     const std::string text = propertyText(value);
     content.assign(text.begin(), text.end());
   } else {
-    content = inForm(value, form, file_ == "-" ? "standard input" : file_);
+    content = inForm(value, form, file == "-" ? "standard input" : file);
   }
   if (out_) {
     writeFile(*out_, content);

@@ -15,7 +15,7 @@ class PlistCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
-  std::string file_ = "-";
+  std::optional<std::string> file_;
   std::optional<std::string> form_;
   std::optional<std::string> out_;
 };

@@ -48,6 +48,12 @@ std::string scalarText(const PropertyList& value) {
                             : std::to_string(value.integerValue());
 }
 
+// Whether the value is a container with something in it, which begins on a line of its own.
+bool isFilled(const PropertyList& value) {
+  return (value.array() != nullptr && !value.array()->empty()) ||
+         (value.dictionary() != nullptr && !value.dictionary()->empty());
+}
+
 // Appends the value; lines after its first are indented by `depth` steps.
 void append(std::string& text, const PropertyList& value, std::size_t depth) {
   const auto startLine = [&] {
@@ -61,7 +67,7 @@ void append(std::string& text, const PropertyList& value, std::size_t depth) {
     for (const PropertyList& each : *array) {
       if (text.size() > kSizeLimit) return;
       startLine();
-      text += "- ";
+      text += isFilled(each) ? "-" : "- ";
       append(text, each, depth + 1);
     }
   } else if (const Dictionary* dictionary = value.dictionary()) {
@@ -69,7 +75,8 @@ void append(std::string& text, const PropertyList& value, std::size_t depth) {
     for (const auto& entry : *dictionary) {
       if (text.size() > kSizeLimit) return;
       startLine();
-      text += printable(entry.key()) + ": ";
+      text += printable(entry.key()) + ":";
+      if (!isFilled(entry.value())) text += ' ';
       append(text, entry.value(), depth + 1);
     }
   } else {
