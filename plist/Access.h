@@ -3,6 +3,7 @@
 #pragma once
 
 #include <bit>
+#include <cstring>
 #include <utility>
 
 #include "plist/PropertyList.h"
@@ -24,6 +25,25 @@ struct Access {
   }
   static Array& array(PropertyList& value) { return value.array_; }
   static Dictionary& dictionary(PropertyList& value) { return value.dictionary_; }
+  // The node of a string, data or a container, if it has one.
+  static Counted* storage(const PropertyList& value) {
+    switch (value.kind_) {
+      case PropertyList::Kind::String:
+        return value.text_.get();
+      case PropertyList::Kind::Data:
+        return value.data_.get();
+      case PropertyList::Kind::Array:
+        return value.array_.node_.get();
+      case PropertyList::Kind::Dictionary:
+        return value.dictionary_.node_.get();
+      default:
+        return nullptr;
+    }
+  }
+  // Constructs a copy that is not counted as a reference: the caller sees to the count.
+  static void copyUncounted(const PropertyList& value, PropertyList* place) {
+    std::memcpy(static_cast<void*>(place), &value, sizeof(PropertyList));
+  }
   // The node of an array or a dictionary.
   static const Counted* container(const PropertyList& value) {
     if (const Array* array = value.array()) return node(*array).get();
@@ -53,13 +73,10 @@ struct Access {
 
   // The entry under `key`, whose hash is known, or nullptr.
   static const Entry* find(const DictionaryNode& node, std::string_view key, std::uint32_t hash);
-  // Appends to a node that has room, is not shared and does not hold the key.
-  static void append(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
-  // Stores into a node that has room and is not shared; of a repeated key the last value counts,
-  // in the place of the first.
-  static void store(DictionaryNode& node, Shared<StringNode> key, PropertyList value);
-  // The same for any dictionary, which is made to have room.
+  // Stores under a key; of a repeated key the last value counts, in the place of the first.
   static void store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value);
+  // Brings the hash index up to date with entries that were constructed in place.
+  static void rebuildIndex(DictionaryNode& node);
 };
 
 }  // namespace accountsettings::detail

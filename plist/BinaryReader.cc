@@ -6,7 +6,7 @@
 // 2. The bytes of all objects read together are not much more than the file, so
 //    that objects which overlap cannot multiply what a file holds.
 // 3. An object is read once; every reference to it shares the one value.
-// 4. An object is Open while its references are read; meeting it then is a cycle.
+// 4. An object is open while its references are read; meeting it then is a cycle.
 #include "plist/BinaryReader.h"
 
 #include <algorithm>
@@ -18,7 +18,8 @@
 #include <vector>
 
 #include "plist/Access.h"
-#include "plist/Interner.h"
+#include "plist/KeyTable.h"
+#include "plist/ObjectTable.h"
 #include "plist/Text.h"
 
 namespace accountsettings {
@@ -27,6 +28,8 @@ namespace {
 using detail::Access;
 using detail::ArrayNode;
 using detail::DictionaryNode;
+using detail::KeyTable;
+using detail::ObjectTable;
 using detail::Shared;
 using detail::StringNode;
 
@@ -41,15 +44,12 @@ class BinaryReader {
   explicit BinaryReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
   Result<PropertyList> read() {
-    if (readLayout() && readObjects()) return std::move(objects_[top_]);
+    if (readLayout() && readObjects()) return objects_.value(top_);
     return std::move(error_);
   }
 
  private:
-  // What is known of an object: how deep the containers in it nest, or one of the marks.
-  using Height = std::uint16_t;
-  static constexpr Height kUnread = 0xFFFF;
-  static constexpr Height kOpen = 0xFFFE;
+  using Height = ObjectTable::Height;
 
   // An object's marker and count, and where its contents lie.
   struct Head {
@@ -73,6 +73,7 @@ class BinaryReader {
     std::size_t count = 0;
     std::size_t next = 0;
     Height height = 1;
+    bool repeatsKeys = false;
     Shared<ArrayNode> array;  // one of the two
     Shared<DictionaryNode> dictionary;
   };
@@ -132,7 +133,7 @@ class BinaryReader {
     table_ = static_cast<std::size_t>(table);
     top_ = static_cast<std::size_t>(top);
     objects_.resize(static_cast<std::size_t>(count));
-    heights_.assign(objects_.size(), kUnread);
+    keys_.resize(objects_.size());
     budget_ = bytes_.size() + kOverlapAllowance;
     return true;
   }
@@ -152,8 +153,14 @@ class BinaryReader {
     Head head;
     if (!readHead(object, head)) return false;
     if (head.isContainer()) return open(object, head, ref);
-    heights_[object] = 0;
-    return readLeaf(head, objects_[object]);
+    return putLeaf(object, head);
+  }
+
+  bool putLeaf(std::size_t object, const Head& head) {
+    PropertyList value;
+    if (!readLeaf(head, value)) return false;
+    objects_.put(object, std::move(value), 0);
+    return true;
   }
 
   bool readHead(std::size_t object, Head& head) {
@@ -205,10 +212,49 @@ class BinaryReader {
       frame.array = Shared(ArrayNode::create(frame.count));
     } else {
       frame.dictionary = Shared(DictionaryNode::create(frame.count));
+      if (!readKeys(frame)) return false;
     }
-    heights_[object] = kOpen;
+    objects_.markOpen(object);
     frames_.push_back(std::move(frame));
     return true;
+  }
+
+  // Makes an entry for each key, whose value follows.
+  bool readKeys(Frame& frame) {
+    DictionaryNode& node = *frame.dictionary;
+    ++dictionary_;
+    for (std::size_t i = 0; i < frame.count; ++i) {
+      KeyTable::Key* key = readKey(frame.refs + i * refSize_);
+      if (key == nullptr) return false;
+      if (key->dictionary == dictionary_) {
+        frame.repeatsKeys = true;
+        continue;
+      }
+      key->dictionary = dictionary_;
+      if (key->node) key->node->retainUnpublished();
+      Access::construct(node.items() + node.size, Shared(key->node.get()), PropertyList());
+      ++node.size;
+    }
+    Access::rebuildIndex(node);
+    return true;
+  }
+
+  // The key that a reference names, or nullptr after a failure.
+  KeyTable::Key* readKey(std::size_t ref) {
+    std::size_t object = 0;
+    if (!readRef(ref, object)) return nullptr;
+    if (KeyTable::Key* known = keys_.find(object)) return known;
+    if (objects_.height(object) == ObjectTable::kUnread) {
+      Head head;
+      if (!readHead(object, head)) return nullptr;
+      if (head.isString() && !putLeaf(object, head)) return nullptr;
+    }
+    if (objects_.height(object) != 0 ||
+        objects_.value(object).kind() != PropertyList::Kind::String) {
+      fail(ref, "dictionary key is not a string");
+      return nullptr;
+    }
+    return keys_.add(object, Access::text(objects_.value(object)));
   }
 
   // The number of the object that the reference at `ref` names.
@@ -221,15 +267,15 @@ class BinaryReader {
 
   Found follow(std::size_t ref, std::size_t& object) {
     if (!readRef(ref, object)) return Found::Failed;
-    if (heights_[object] == kUnread) {
+    if (objects_.height(object) == ObjectTable::kUnread) {
       if (!start(object, ref)) return Found::Failed;
-      if (heights_[object] == kOpen) return Found::Opened;
-    } else if (heights_[object] == kOpen) {
+      if (objects_.height(object) == ObjectTable::kOpen) return Found::Opened;
+    } else if (objects_.height(object) == ObjectTable::kOpen) {
       fail(ref, "container contains itself");
       return Found::Failed;
     }
     Height& height = frames_.back().height;
-    height = std::max(height, static_cast<Height>(heights_[object] + 1));
+    height = std::max(height, static_cast<Height>(objects_.height(object) + 1));
     return Found::Ready;
   }
 
@@ -240,7 +286,7 @@ class BinaryReader {
       std::size_t object = 0;
       const Found found = follow(frame.refs + frame.next * refSize_, object);
       if (found != Found::Ready) return found == Found::Opened;
-      std::construct_at(node.items() + node.size, objects_[object]);
+      objects_.copyTo(object, node.items() + node.size);
       ++node.size;
     }
     return close(Access::arrayOf(std::move(frame.array)));
@@ -248,31 +294,26 @@ class BinaryReader {
 
   bool followEntries() {
     Frame& frame = frames_.back();
-    DictionaryNode& node = *frame.dictionary;
     for (; frame.next < frame.count; ++frame.next) {
-      const std::size_t ref = frame.refs + frame.next * refSize_;
-      std::size_t key = 0;
       std::size_t object = 0;
-      if (!readKey(ref, key)) return false;
-      const Found found = follow(ref + frame.count * refSize_, object);
+      const Found found = follow(frame.refs + (frame.count + frame.next) * refSize_, object);
       if (found != Found::Ready) return found == Found::Opened;
-      Access::store(node, Access::text(objects_[key]), objects_[object]);
+      PropertyList& place = Access::value(frame.dictionary->items()[entryOfNext(frame)]);
+      std::destroy_at(&place);
+      objects_.copyTo(object, &place);
     }
     return close(Access::dictionaryOf(std::move(frame.dictionary)));
   }
 
-  bool readKey(std::size_t ref, std::size_t& object) {
-    if (!readRef(ref, object)) return false;
-    if (heights_[object] == kUnread) {
-      Head head;
-      if (!readHead(object, head)) return false;
-      if (!head.isString()) return fail(ref, "dictionary key is not a string");
-      heights_[object] = 0;
-      return readLeaf(head, objects_[object]);
-    }
-    const bool isString =
-        heights_[object] == 0 && objects_[object].kind() == PropertyList::Kind::String;
-    return isString || fail(ref, "dictionary key is not a string");
+  // The number of the entry that the next value belongs to. Of a repeated key the last value
+  // counts.
+  std::size_t entryOfNext(const Frame& frame) {
+    if (!frame.repeatsKeys) return frame.next;
+    const StringNode* key = readKey(frame.refs + frame.next * refSize_)->node.get();
+    const DictionaryNode& node = *frame.dictionary;
+    const detail::Entry* entry = key != nullptr ? Access::find(node, key->text(), key->hash)
+                                                : Access::find(node, {}, detail::hashOf({}));
+    return static_cast<std::size_t>(entry - node.items());
   }
 
   // The last frame's container is complete.
@@ -280,8 +321,7 @@ class BinaryReader {
     const Frame& frame = frames_.back();
     // Also met through shared containers, whose own insides were read at a lesser depth.
     if (frame.height > kMaxNesting) return failTooDeep(frame.refs);
-    objects_[frame.object] = std::move(value);
-    heights_[frame.object] = frame.height;
+    objects_.put(frame.object, std::move(value), frame.height);
     frames_.pop_back();
     return true;
   }
@@ -369,16 +409,8 @@ class BinaryReader {
                                 static_cast<std::size_t>(head.count));
     Shared<StringNode> node(StringNode::create(text));
     if (node && !node->ascii) return fail(head.start, "byte above 0x7F in an ASCII string");
-    value = string(std::move(node));
+    value = Access::string(std::move(node));
     return true;
-  }
-
-  // Of long strings there is one node for each text, because a dictionary with many references
-  // to a few long keys would otherwise compare their bytes again and again.
-  PropertyList string(Shared<StringNode> node) {
-    constexpr std::size_t kLong = 256;
-    if (!node || node->size < kLong) return Access::string(std::move(node));
-    return Access::string(longTexts_.intern(std::move(node)));
   }
 
   bool readUtf16(const Head& head, PropertyList& value) {
@@ -396,7 +428,7 @@ class BinaryReader {
       }
       detail::appendUtf8(text_, point);
     }
-    value = string(Shared(StringNode::create(text_)));
+    value = PropertyList(text_);
     return true;
   }
 
@@ -414,10 +446,10 @@ class BinaryReader {
   std::size_t top_ = 0;
   std::size_t table_ = 0;
   std::size_t budget_ = 0;  // bytes that objects may still take
-  std::vector<PropertyList> objects_;
-  std::vector<Height> heights_;
+  ObjectTable objects_;
+  KeyTable keys_;
+  std::uint32_t dictionary_ = 0;  // how many have been opened
   std::vector<Frame> frames_;
-  detail::Interner longTexts_;
   std::string text_;  // the UTF-8 form of the string being read
   Error error_;
 };

@@ -9,9 +9,6 @@
 
 namespace accountsettings {
 
-// Containers may lie in each other so deep; a file that nests deeper is refused.
-inline constexpr std::size_t kMaxNesting = 512;
-
 // The root object of a file in the binary form. Objects that the file stores once
 // and refers to often share their storage. The message of an error begins with the
 // place, as in "byte 118: offset table outside the file".

@@ -34,7 +34,9 @@ struct Object {
   Kind kind;
   // Of a string: it needs UTF-16. Of an integer: it is above 2^63-1.
   bool wide;
-  // UTF-16 units of a wide string, references of a container.
+  // How deep the containers in a container nest, itself included; else 0.
+  std::uint16_t height;
+  // Characters or UTF-16 units of a string, references of a container.
   std::uint32_t count;
   union {
     std::uint64_t bits;  // of a scalar
@@ -95,6 +97,12 @@ class Objects {
     Id idPlusOne = 0;
   };
 
+  // A container that has been entered.
+  struct Open {
+    std::size_t firstPending;
+    std::uint16_t height;
+  };
+
   bool visit(Walk& walk) {
     if (const Entry* entry = walk.entry()) {
       if (!addText(Access::key(*entry).get())) return fail(walk, "key that is not UTF-8");
@@ -107,11 +115,9 @@ class Objects {
         addData(Access::data(value).get());
         return true;
       case Kind::Array:
-        enter(walk, Access::node(*value.array()).get());
-        return true;
+        return enter(walk, Access::node(*value.array()).get());
       case Kind::Dictionary:
-        enter(walk, Access::node(*value.dictionary()).get());
-        return true;
+        return enter(walk, Access::node(*value.dictionary()).get());
       default:
         addScalar(value);
         return true;
@@ -131,8 +137,9 @@ class Objects {
       if (other.text == node) return true;
       return other.text != nullptr && node != nullptr && other.text->text() == node->text();
     };
-    Object object{Kind::String, node != nullptr && !node->ascii, 0, {}};
+    Object object{Kind::String, node != nullptr && !node->ascii, 0, 0, {}};
     object.text = node;
+    if (!object.wide && node != nullptr) object.count = node->size;
     const Id id = intern(hash, object, same);
     if (object.wide && objects_[id].count == 0) {
       const auto units = countUnits(node->text());
@@ -158,7 +165,7 @@ class Objects {
       return other.data->size == node->size &&
              std::memcmp(other.data->bytes(), node->bytes(), node->size) == 0;
     };
-    Object object{Kind::Data, false, 0, {}};
+    Object object{Kind::Data, false, 0, 0, {}};
     object.data = node;
     const Id id = intern(detail::hashOf(bytes), object, same);
     remember(node, id);
@@ -166,7 +173,7 @@ class Objects {
   }
 
   void addScalar(const PropertyList& value) {
-    Object object{value.kind(), value.isUnsigned(), 0, {Access::bits(value)}};
+    Object object{value.kind(), value.isUnsigned(), 0, 0, {Access::bits(value)}};
     const auto same = [&object](const Object& other) {
       return other.kind == object.kind && other.bits == object.bits && other.wide == object.wide;
     };
@@ -174,20 +181,31 @@ class Objects {
     pending_.push_back(intern(detail::hashOf(bytes), object, same));
   }
 
-  void enter(Walk& walk, const Counted* node) {
-    if (const Id* known = knownId(node)) {
-      pending_.push_back(*known);
-      return;
+  // Answers whether the container does not nest too deep.
+  bool enter(Walk& walk, const Counted* node) {
+    const Id* known = knownId(node);
+    if (known == nullptr) {
+      if (open_.size() == kMaxNesting) return failTooDeep(walk);
+      open_.push_back({pending_.size(), 1});
+      walk.enter();
+      return true;
     }
-    marks_.push_back(pending_.size());
-    walk.enter();
+    if (open_.size() + objects_[*known].height > kMaxNesting) return failTooDeep(walk);
+    pushContainer(*known);
+    return true;
+  }
+
+  bool failTooDeep(const Walk& walk) {
+    return fail(walk, "nested deeper than " + std::to_string(kMaxNesting) + " levels");
   }
 
   // What is pending since the container was entered are its references.
   void leave(const PropertyList& container) {
-    const std::span<const Id> refs = std::span(pending_).subspan(marks_.back());
+    const Open open = open_.back();
+    open_.pop_back();
+    const std::span<const Id> refs = std::span(pending_).subspan(open.firstPending);
     const Kind kind = container.kind();
-    Object object{kind, false, static_cast<std::uint32_t>(refs.size()), {}};
+    Object object{kind, false, open.height, static_cast<std::uint32_t>(refs.size()), {}};
     object.firstRef = refs_.size();
     const auto same = [&](const Object& other) {
       return other.kind == kind && std::ranges::equal(this->refs(other), refs);
@@ -196,10 +214,16 @@ class Objects {
     const std::size_t before = objects_.size();
     const Id id = intern(detail::hashOf(bytes), object, same);
     if (objects_.size() != before) refs_.insert(refs_.end(), refs.begin(), refs.end());
-    pending_.resize(marks_.back());
-    marks_.pop_back();
+    pending_.resize(open.firstPending);
     remember(Access::container(container), id);
+    pushContainer(id);
+  }
+
+  void pushContainer(Id id) {
     pending_.push_back(id);
+    if (open_.empty()) return;
+    std::uint16_t& height = open_.back().height;
+    height = std::max(height, static_cast<std::uint16_t>(objects_[id].height + 1));
   }
 
   // Only storage that is referred to more than once is worth remembering.
@@ -240,8 +264,8 @@ class Objects {
   std::vector<Object> objects_;
   std::vector<Slot> slots_;
   std::vector<Id> refs_;
-  std::vector<Id> pending_;         // ids inside the containers that are entered
-  std::vector<std::size_t> marks_;  // where each of these containers begins in pending_
+  std::vector<Id> pending_;  // ids inside the open containers
+  std::vector<Open> open_;
   detail::PointerMap<Id> seen_;
   Error error_;
 };
@@ -264,15 +288,18 @@ class File {
     Bytes bytes(table + all.size() * offsetSize + kTrailerSize);
     at_ = bytes.data();
     put(kMagic.data(), kMagic.size());
-    std::uint8_t* entry = bytes.data() + table;
+    for (auto object = all.rbegin(); object != all.rend(); ++object) putObject(*object);
+    std::size_t offset = kMagic.size();
     for (auto object = all.rbegin(); object != all.rend(); ++object) {
-      entry = putNumber(entry, static_cast<std::size_t>(at_ - bytes.data()), offsetSize);
-      putObject(*object);
+      putNumber(offset, offsetSize);
+      offset += sizeOf(*object);
     }
-    entry[6] = static_cast<std::uint8_t>(offsetSize);
-    entry[7] = static_cast<std::uint8_t>(refSize_);
-    putNumber(entry + 8, all.size(), 8);
-    putNumber(entry + 24, table, 8);  // the root is object 0
+    at_ += 6;
+    *at_++ = static_cast<std::uint8_t>(offsetSize);
+    *at_++ = static_cast<std::uint8_t>(refSize_);
+    putNumber(all.size(), 8);
+    putNumber(0, 8);  // the root
+    putNumber(table, 8);
     return bytes;
   }
 
@@ -289,15 +316,10 @@ class File {
     return static_cast<std::int64_t>(object.bits) < 0 ? 8 : powerOfTwoBytesFor(object.bits);
   }
 
-  static std::size_t lengthOf(const Object& text) noexcept {
-    if (text.wide) return text.count;
-    return text.text != nullptr ? text.text->size : 0;
-  }
-
   [[nodiscard]] std::size_t sizeOf(const Object& object) const noexcept {
     switch (object.kind) {
       case Kind::String:
-        return headSize(lengthOf(object)) + lengthOf(object) * (object.wide ? 2U : 1U);
+        return headSize(object.count) + object.count * std::size_t{object.wide ? 2U : 1U};
       case Kind::Integer:
         return 1 + integerSize(object);
       case Kind::Real:
@@ -319,12 +341,13 @@ class File {
     return 0;
   }
 
-  static std::uint8_t* putNumber(std::uint8_t* at, std::uint64_t value, std::size_t size) noexcept {
-    for (std::size_t i = size; i-- > 0; value >>= 8) at[i] = static_cast<std::uint8_t>(value);
-    return at + size;
-  }
+  // Stores 8 bytes, of which the first `size` count; what is written next covers the others. The
+  // last number of a file has 8 bytes.
   void putNumber(std::uint64_t value, std::size_t size) noexcept {
-    at_ = putNumber(at_, value, size);
+    value <<= 64 - 8 * size;
+    if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+    std::memcpy(at_, &value, sizeof(value));
+    at_ += size;
   }
   void put(const void* bytes, std::size_t size) noexcept {
     if (size != 0) std::memcpy(at_, bytes, size);
@@ -378,7 +401,7 @@ class File {
   }
 
   void putText(const Object& object) noexcept {
-    putHead(object.wide ? 0x6 : 0x5, lengthOf(object));
+    putHead(object.wide ? 0x6 : 0x5, object.count);
     if (object.text == nullptr) return;
     std::string_view text = object.text->text();
     if (!object.wide) return put(text.data(), text.size());

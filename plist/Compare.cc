@@ -57,20 +57,30 @@ class Classes {
 class Comparison {
  public:
   bool arrays(const ArrayNode* left, const ArrayNode* right) {
-    return plan(left, right, arrays_) && finish();
+    return enter(left, right, Kind::Array) && finish();
   }
   bool dictionaries(const DictionaryNode* left, const DictionaryNode* right) {
-    return plan(left, right, dictionaries_) && finish();
+    return enter(left, right, Kind::Dictionary) && finish();
   }
   bool values(const PropertyList& left, const PropertyList& right) {
     return same(left, right) && finish();
   }
 
  private:
-  template <class Node>
-  using Pairs = std::vector<std::pair<const Node*, const Node*>>;
+  // Two containers of the same kind and size, some of whose items have been compared.
+  struct Frame {
+    Kind kind;
+    const Counted* left;
+    const Counted* right;
+    std::size_t next;
+  };
+  struct KeyPair {
+    const StringNode* left = nullptr;
+    const StringNode* right = nullptr;
+  };
 
-  // Compares leaves, and of containers what shows without looking inside; the rest is planned.
+  // Compares leaves, and of containers what shows without looking inside; then a frame for
+  // the rest is the last one.
   bool same(const PropertyList& left, const PropertyList& right) {
     if (left.kind() != right.kind()) return false;
     switch (left.kind()) {
@@ -79,10 +89,11 @@ class Comparison {
       case Kind::Data:
         return sameData(Access::data(left).get(), Access::data(right).get());
       case Kind::Array:
-        return plan(Access::node(*left.array()).get(), Access::node(*right.array()).get(), arrays_);
+        return enter(Access::node(*left.array()).get(), Access::node(*right.array()).get(),
+                     Kind::Array);
       case Kind::Dictionary:
-        return plan(Access::node(*left.dictionary()).get(), Access::node(*right.dictionary()).get(),
-                    dictionaries_);
+        return enter(Access::node(*left.dictionary()).get(),
+                     Access::node(*right.dictionary()).get(), Kind::Dictionary);
       case Kind::Real:
       case Kind::Date:
         return sameNumber(Access::number(left), Access::number(right));
@@ -108,60 +119,83 @@ class Comparison {
            std::memcmp(left->bytes(), right->bytes(), left->size) == 0;
   }
 
-  template <class Node>
-  bool plan(const Node* left, const Node* right, Pairs<Node>& pairs) {
-    if (left == right) return true;
-    const std::size_t size = left != nullptr ? left->size : 0;
-    if (size != (right != nullptr ? right->size : 0)) return false;
-    if (size != 0 && !takenAsEqual(left, right, kSmall)) pairs.emplace_back(left, right);
+  // Two trees have few keys, again and again: what was found equal lately is known.
+  bool sameKey(const StringNode* left, const StringNode* right) {
+    if (left == nullptr || right == nullptr) return left == right;
+    if (knownKeys_.empty()) knownKeys_.resize(64);
+    KeyPair& known = knownKeys_[left->hash % knownKeys_.size()];
+    if (known.left == left && known.right == right) return true;
+    if (!sameText(left, right)) return false;
+    known = {left, right};
     return true;
   }
 
-  // Whether an earlier comparison, done or still planned, speaks for these two. Storage that
+  template <class Node>
+  bool enter(const Node* left, const Node* right, Kind kind) {
+    if (left == right) return true;
+    const std::size_t size = left != nullptr ? left->size : 0;
+    if (size != (right != nullptr ? right->size : 0)) return false;
+    if (size != 0 && !takenAsEqual(left, right, kSmall)) frames_.push_back({kind, left, right, 0});
+    return true;
+  }
+
+  // Whether an earlier comparison, done or under way, speaks for these two. Storage that
   // nobody shares is met once only.
   bool takenAsEqual(const Counted* left, const Counted* right, std::size_t size) {
     return size >= kSmall && (left->shared() || right->shared()) && !classes_.join(left, right);
   }
 
   bool finish() {
-    while (!arrays_.empty() || !dictionaries_.empty()) {
-      if (!dictionaries_.empty()) {
-        const auto [left, right] = dictionaries_.back();
-        dictionaries_.pop_back();
-        if (!sameEntries(*left, *right)) return false;
-      } else {
-        const auto [left, right] = arrays_.back();
-        arrays_.pop_back();
-        if (!sameItems(*left, *right)) return false;
-      }
+    while (!frames_.empty()) {
+      const bool equal = frames_.back().kind == Kind::Array ? sameItems() : sameEntries();
+      if (!equal) return false;
     }
     return true;
   }
 
-  bool sameItems(const ArrayNode& left, const ArrayNode& right) {
-    for (std::size_t i = 0; i < left.size; ++i) {
+  // Go on with the last frame, up to a container, which must be compared first, or to its end.
+  bool sameItems() {
+    const std::size_t depth = frames_.size();
+    const Frame frame = frames_.back();
+    const auto& left = *static_cast<const ArrayNode*>(frame.left);
+    const auto& right = *static_cast<const ArrayNode*>(frame.right);
+    for (std::size_t i = frame.next; i < left.size; ++i) {
       if (!same(left.items()[i], right.items()[i])) return false;
+      if (frames_.size() != depth) return leaveAt(depth, i + 1);
     }
+    frames_.pop_back();
     return true;
   }
 
-  bool sameEntries(const DictionaryNode& left, const DictionaryNode& right) {
-    for (std::size_t i = 0; i < left.size; ++i) {
+  bool sameEntries() {
+    const std::size_t depth = frames_.size();
+    const Frame frame = frames_.back();
+    const auto& left = *static_cast<const DictionaryNode*>(frame.left);
+    const auto& right = *static_cast<const DictionaryNode*>(frame.right);
+    for (std::size_t i = frame.next; i < left.size; ++i) {
       const Entry& entry = left.items()[i];
       const Entry* other = right.items() + i;  // most often the order is the same
       const StringNode* key = Access::key(entry).get();
-      if (!sameText(key, Access::key(*other).get())) {
+      if (!sameKey(key, Access::key(*other).get())) {
         other = Access::find(right, entry.key(), key != nullptr ? key->hash : hashOf({}));
         if (other == nullptr) return false;
       }
       if (!same(entry.value(), other->value())) return false;
+      if (frames_.size() != depth) return leaveAt(depth, i + 1);
     }
+    frames_.pop_back();
     return true;
   }
 
-  Pairs<ArrayNode> arrays_;
-  Pairs<DictionaryNode> dictionaries_;
+  // The frame at this depth will go on at `next`.
+  bool leaveAt(std::size_t depth, std::size_t next) {
+    frames_[depth - 1].next = next;
+    return true;
+  }
+
+  std::vector<Frame> frames_;
   Classes classes_;
+  std::vector<KeyPair> knownKeys_;
 };
 
 }  // namespace
@@ -171,15 +205,18 @@ using detail::Access;
 using detail::Comparison;
 
 bool operator==(const PropertyList& left, const PropertyList& right) {
-  return Comparison().values(left, right);
+  if (left.kind() != right.kind()) return false;
+  return left.identicalTo(right) || Comparison().values(left, right);
 }
 
 bool operator==(const Array& left, const Array& right) {
-  return Comparison().arrays(Access::node(left).get(), Access::node(right).get());
+  return left.identicalTo(right) ||
+         Comparison().arrays(Access::node(left).get(), Access::node(right).get());
 }
 
 bool operator==(const Dictionary& left, const Dictionary& right) {
-  return Comparison().dictionaries(Access::node(left).get(), Access::node(right).get());
+  return left.identicalTo(right) ||
+         Comparison().dictionaries(Access::node(left).get(), Access::node(right).get());
 }
 
 bool PropertyList::identicalTo(const PropertyList& other) const noexcept {

@@ -21,44 +21,62 @@ Node* allocate(std::size_t capacity, std::size_t bytes) {
   return node;
 }
 
-// TearDown frees containers whose last reference is gone. A container found
-// inside another waits in a list threaded through the dead nodes themselves, so
-// that freeing neither recurses nor allocates.
+// TearDown frees a container whose last reference is gone, and what that releases, depth first. The
+// stack of the containers being freed is threaded through the dead nodes themselves, so
+// that freeing neither recurses nor allocates: a dead node keeps the one it lies in
+// as its capacity, and in its count how many of its items are freed.
 class TearDown {
  public:
-  void add(ArrayNode* node) noexcept { push(arrays_, node); }
-  void add(DictionaryNode* node) noexcept { push(dictionaries_, node); }
-
-  void run() noexcept {
-    while (arrays_ != nullptr || dictionaries_ != nullptr) {
-      if (arrays_ != nullptr) {
-        freeFirst(arrays_, [](PropertyList& item) -> PropertyList& { return item; });
+  template <class Node>
+  static void run(Node* root) noexcept {
+    TearDown work;
+    work.push(root);
+    while (work.top_ != 0) {
+      if ((work.top_ & kIsDictionary) != 0) {
+        work.freeItems(reinterpret_cast<DictionaryNode*>(work.top_ & ~kIsDictionary));
       } else {
-        freeFirst(dictionaries_, [](Entry& item) -> PropertyList& { return Access::value(item); });
+        work.freeItems(reinterpret_cast<ArrayNode*>(work.top_));
       }
     }
   }
 
  private:
+  // Marks the address of a dictionary's node; nodes lie at even addresses.
+  static constexpr std::uintptr_t kIsDictionary = 1;
+
+  void push(ArrayNode* node) noexcept { push(node, reinterpret_cast<std::uintptr_t>(node)); }
+  void push(DictionaryNode* node) noexcept {
+    push(node, reinterpret_cast<std::uintptr_t>(node) | kIsDictionary);
+  }
   template <class Node>
-  static void push(Node*& list, Node* node) noexcept {
-    node->nextDead = list;
-    list = node;
+  void push(Node* node, std::uintptr_t address) noexcept {
+    node->count.store(0, std::memory_order_relaxed);
+    node->outer = top_;
+    top_ = address;
   }
 
-  template <class Node, class ValueOf>
-  void freeFirst(Node*& list, ValueOf valueOf) noexcept {
-    Node* node = list;
-    list = node->nextDead;
+  // Frees items until one is a container that must go first, or until the node can go.
+  template <class Node>
+  void freeItems(Node* node) noexcept {
     auto* items = node->items();
-    for (std::size_t i = 0; i < node->size; ++i) {
-      takeContainer(valueOf(items[i]));
-      std::destroy_at(items + i);
+    std::uint32_t next = node->count.load(std::memory_order_relaxed);
+    for (const std::uintptr_t top = top_; next < node->size; ++next) {
+      takeContainer(valueOf(items[next]));
+      std::destroy_at(items + next);
+      if (top_ != top) {
+        node->count.store(next + 1, std::memory_order_relaxed);
+        return;
+      }
     }
+    top_ = node->outer;
     node->~Node();
     ::operator delete(node);
   }
 
+  static PropertyList& valueOf(PropertyList& item) noexcept { return item; }
+  static PropertyList& valueOf(Entry& item) noexcept { return Access::value(item); }
+
+  // Takes a container out of its value, and pushes it if nobody else holds it.
   void takeContainer(PropertyList& value) noexcept {
     if (value.kind() == PropertyList::Kind::Array) {
       takeNode(Access::node(Access::array(value)).release());
@@ -66,22 +84,13 @@ class TearDown {
       takeNode(Access::node(Access::dictionary(value)).release());
     }
   }
-
   template <class Node>
   void takeNode(Node* node) noexcept {
-    if (node != nullptr && node->drop()) add(node);
+    if (node != nullptr && node->drop()) push(node);
   }
 
-  ArrayNode* arrays_ = nullptr;
-  DictionaryNode* dictionaries_ = nullptr;
+  std::uintptr_t top_ = 0;
 };
-
-template <class Node>
-void tearDown(Node* node) noexcept {
-  TearDown work;
-  work.add(node);
-  work.run();
-}
 
 }  // namespace
 
@@ -99,12 +108,12 @@ DictionaryNode* DictionaryNode::create(std::size_t capacity) {
 
 template <>
 void ArrayNode::destroy(ArrayNode* node) noexcept {
-  tearDown(node);
+  TearDown::run(node);
 }
 
 template <>
 void DictionaryNode::destroy(DictionaryNode* node) noexcept {
-  tearDown(node);
+  TearDown::run(node);
 }
 
 }  // namespace accountsettings::detail

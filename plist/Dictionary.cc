@@ -44,15 +44,15 @@ void addToIndex(const DictionaryNode& node, std::size_t entry) noexcept {
   slots[slot] = static_cast<std::uint32_t>(entry + 1);
 }
 
-void rebuildIndex(const DictionaryNode& node) noexcept {
-  const std::size_t count = slotCount(node.capacity);
-  if (count == 0) return;
-  std::fill_n(slotsOf(node), count, 0U);
-  for (std::size_t i = 0; i < node.size; ++i) addToIndex(node, i);
+void makeWritableIndexed(Shared<DictionaryNode>& node, std::size_t wanted) {
+  if (makeWritable(node, wanted)) Access::rebuildIndex(*node);
 }
 
-void makeWritableIndexed(Shared<DictionaryNode>& node, std::size_t wanted) {
-  if (makeWritable(node, wanted)) rebuildIndex(*node);
+// Appends to a node that has room, is not shared and does not hold the key.
+void append(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
+  Access::construct(node.items() + node.size, std::move(key), std::move(value));
+  ++node.size;
+  if (slotCount(node.capacity) != 0) addToIndex(node, node.size - 1U);
 }
 
 }  // namespace
@@ -82,13 +82,9 @@ const Entry* Access::find(const DictionaryNode& node, std::string_view key, std:
   return nullptr;
 }
 
-void Access::append(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
-  construct(node.items() + node.size, std::move(key), std::move(value));
-  ++node.size;
-  if (slotCount(node.capacity) != 0) addToIndex(node, node.size - 1U);
-}
-
-void Access::store(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
+void Access::store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value) {
+  makeWritableIndexed(dictionary.node_, dictionary.size() + 1);
+  DictionaryNode& node = *dictionary.node_;
   const std::string_view text = key ? key->text() : std::string_view();
   if (const Entry* found = find(node, text, key ? key->hash : hashOf({}))) {
     Access::value(node.items()[found - node.items()]) = std::move(value);
@@ -97,9 +93,11 @@ void Access::store(DictionaryNode& node, Shared<StringNode> key, PropertyList va
   }
 }
 
-void Access::store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value) {
-  makeWritableIndexed(dictionary.node_, dictionary.size() + 1);
-  store(*dictionary.node_, std::move(key), std::move(value));
+void Access::rebuildIndex(DictionaryNode& node) {
+  const std::size_t count = slotCount(node.capacity);
+  if (count == 0) return;
+  std::fill_n(slotsOf(node), count, 0U);
+  for (std::size_t i = 0; i < node.size; ++i) addToIndex(node, i);
 }
 
 }  // namespace detail
@@ -129,7 +127,7 @@ void Dictionary::set(std::string_view key, PropertyList value) {
     // Made before the node may move: `key` may be a view of a key in it.
     detail::Shared<detail::StringNode> name(detail::StringNode::create(key));
     detail::makeWritableIndexed(node_, size() + 1);
-    detail::Access::append(*node_, std::move(name), std::move(value));
+    detail::append(*node_, std::move(name), std::move(value));
   }
 }
 
@@ -140,7 +138,7 @@ bool Dictionary::remove(std::string_view key) {
   const auto index = static_cast<std::size_t>(found - begin());
   detail::makeWritableIndexed(node_, size());
   detail::eraseAt(*node_, index);
-  detail::rebuildIndex(*node_);
+  detail::Access::rebuildIndex(*node_);
   return true;
 }
 

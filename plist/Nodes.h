@@ -23,6 +23,10 @@ struct Counted {
   std::atomic<std::uint32_t> count{1};
 
   void retain() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
+  // The same for a node that no other thread can know yet.
+  void retainUnpublished() noexcept {
+    count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  }
   // Answers whether the caller gave up the last reference. A sole owner needs no
   // read-modify-write, because nobody else is left who could change the count.
   bool drop() noexcept {
@@ -108,7 +112,7 @@ struct SequenceNode : Counted {
   std::uint32_t size = 0;
   union {
     std::size_t capacity;
-    SequenceNode* nextDead;  // while the node waits to be torn down
+    std::uintptr_t outer;  // while the node is torn down
   };
 
   [[nodiscard]] Item* items() noexcept { return reinterpret_cast<Item*>(this + 1); }

@@ -25,6 +25,9 @@ class PropertyList;
 
 using Bytes = std::vector<std::uint8_t>;
 
+// Containers may lie in each other so deep in a file: no reader takes more, no writer writes more.
+inline constexpr std::size_t kMaxNesting = 512;
+
 namespace detail {
 struct Access;
 }

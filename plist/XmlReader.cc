@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "plist/Access.h"
-#include "plist/BinaryReader.h"
 #include "plist/Interner.h"
 #include "plist/Quote.h"
 #include "plist/Text.h"

@@ -84,13 +84,19 @@ class Survey {
         return Error{walk.path() + ": " + std::string(obstacle)};
       }
     }
-    if (lengths_.back() <= kFreeLength + kMaxGrowth * stored_) return std::nullopt;
+    if (open_.back().length <= kFreeLength + kMaxGrowth * stored_) return std::nullopt;
     return Error{
         "the root: values that are shared so often that the XML form, which spells out each, "
         "would be too large"};
   }
 
  private:
+  // How much a value takes in the document, and how deep the containers in it nest.
+  struct Extent {
+    double length = 0;
+    std::size_t height = 0;
+  };
+
   // Answers what is in the way of this value, or of its key; empty where nothing is.
   std::string_view visit(Walk& walk) {
     if (const detail::Entry* entry = walk.entry()) {
@@ -109,8 +115,7 @@ class Survey {
         return {};
       case Kind::Array:
       case Kind::Dictionary:
-        enter(walk);
-        return {};
+        return enter(walk) ? "" : "nested deeper than any reader accepts";
       case Kind::Date:
         return detail::formatDate(*value.dateSeconds())
                    ? ""
@@ -124,53 +129,63 @@ class Survey {
 
   void add(double stored, double length) {
     stored_ += stored;
-    lengths_.back() += length;
+    open_.back().length += length;
   }
 
   bool addText(const detail::StringNode* node) {
     add(1, kTags);
-    if (node == nullptr || addKnown(node)) return true;
+    if (node == nullptr || addKnown(node) != nullptr) return true;
     const auto length = escapedLength(node->text());
     if (!length) return false;
-    remember(node, static_cast<double>(*length));
+    remember(node, {static_cast<double>(*length), 0});
     add(node->size, static_cast<double>(*length));
     return true;
   }
 
   void addData(const detail::DataNode* node) {
-    if (node == nullptr || addKnown(node)) return;
+    if (node == nullptr || addKnown(node) != nullptr) return;
     const auto size = static_cast<double>(node->size);
-    remember(node, 2 * size);
+    remember(node, {2 * size, 0});
     add(size, 2 * size);
   }
 
-  void enter(Walk& walk) {
+  // Answers whether the container does not nest too deep.
+  bool enter(Walk& walk) {
+    if (walk.depth() == kMaxNesting) return false;
     const detail::Counted* node = Access::container(walk.value());
-    if (node == nullptr || addKnown(node)) return;
-    lengths_.push_back(0);
+    if (node == nullptr) return true;
+    if (const Extent* known = addKnown(node)) return walk.depth() + known->height <= kMaxNesting;
+    open_.push_back({0, 1});
     walk.enter();
+    return true;
   }
 
   void leave(const PropertyList& container) {
-    const double length = lengths_.back();
-    lengths_.pop_back();
-    lengths_.back() += length;
-    remember(Access::container(container), length);
+    const Extent extent = open_.back();
+    open_.pop_back();
+    add(extent);
+    remember(Access::container(container), extent);
   }
 
-  // Adds the length of a node that has been seen; answers whether it has.
-  bool addKnown(const detail::Counted* node) {
-    const double* length = node->shared() ? seen_.find(node) : nullptr;
-    if (length != nullptr) lengths_.back() += *length;
-    return length != nullptr;
+  void add(const Extent& inner) {
+    Extent& outer = open_.back();
+    outer.length += inner.length;
+    outer.height = std::max(outer.height, inner.height + 1);
   }
-  void remember(const detail::Counted* node, double length) {
-    if (node->shared()) seen_.insert(node, length);
+
+  // Adds a node that has been seen; answers its extent, or nullptr where it has not.
+  const Extent* addKnown(const detail::Counted* node) {
+    const Extent* extent = node->shared() ? seen_.find(node) : nullptr;
+    if (extent != nullptr) add(*extent);
+    return extent;
+  }
+  void remember(const detail::Counted* node, const Extent& extent) {
+    if (node->shared()) seen_.insert(node, extent);
   }
 
   double stored_ = 0;
-  std::vector<double> lengths_{0};  // of what has been seen in each container entered
-  detail::PointerMap<double> seen_;
+  std::vector<Extent> open_{{}};  // of each container entered, below them the document
+  detail::PointerMap<Extent> seen_;
 };
 
 // Document is the second walk.
