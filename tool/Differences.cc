@@ -51,7 +51,7 @@ std::optional<PropertyList> copyOf(const PropertyList* value) {
 
 std::optional<KeyChange> compareKey(const std::string& key, const PropertyList* before,
                                     const PropertyList* after) {
-  if (before && after && *before == *after) return std::nullopt;
+  if (before && after ? *before == *after : !before && !after) return std::nullopt;
   KeyChange change{key, copyOf(before), copyOf(after), {}, {}};
   if (isSetValued(key)) {
     const auto old = membersOf(before);
@@ -127,10 +127,11 @@ std::vector<KeyChange> wholeChange(const PropertyList* before, const PropertyLis
 
 AccountChange addedOrRemoved(AccountChange::Kind kind, const PropertyList& account,
                              std::size_t place) {
-  AccountChange change{kind, accountLabel(account, place), labelOf(account), {}, {}};
+  AccountChange change{kind, accountLabel(account, place), labelOf(account), {}, {}, {}};
   const bool added = kind == AccountChange::Kind::Added;
   const Dictionary nothing;
   if (const Dictionary* properties = account.dictionary()) {
+    if (!added) change.before = *properties;
     change.keys = compareKeys(added ? nothing : *properties, added ? *properties : nothing,
                               kAccountChildAccounts);
     const Array none;
@@ -161,8 +162,9 @@ std::optional<AccountChange> compareAccounts(const PropertyList& before, const P
                                              std::size_t place) {
   if (before == after) return std::nullopt;
   AccountChange change{
-      AccountChange::Kind::Changed, accountLabel(after, place), labelOf(after), {}, {}};
+      AccountChange::Kind::Changed, accountLabel(after, place), labelOf(after), {}, {}, {}};
   const Dictionary* old = before.dictionary();
+  if (old) change.before = *old;
   const Dictionary* now = after.dictionary();
   if (old && now) {
     change.keys = compareKeys(*old, *now, kAccountChildAccounts);

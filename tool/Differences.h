@@ -27,6 +27,7 @@ struct AccountChange {
   Kind kind = Kind::Changed;
   std::string account;                  // the identifier, else "#" and the place from 1
   std::string label;                    // type and display name, for people
+  Dictionary before;                    // the properties before; empty where there were none
   std::vector<KeyChange> keys;          // without "ChildAccounts"
   std::vector<AccountChange> children;  // of "ChildAccounts"
 };

@@ -109,8 +109,9 @@ void requireSupports(const BasicAccount& account, const std::string& dataclass) 
 void requireMayAdd(const AccountsManager& store, const Dictionary& properties) {
   const std::string type = textOf(properties, kAccountType);
   const std::string where = "an account of type '" + printable(type) + "'";
-  if (const auto problem = typeProblem(properties)) {
-    throw Prevented("the new account", *problem, "'accountsettings show' lists types in use");
+  if (typeProblem(properties)) {
+    throw Prevented(where, "the type registry does not know this type",
+                    "'accountsettings show' lists accounts with types that it knows");
   }
   if (!hasClass(properties)) throw Prevented(where, "the account class is required");
   const MailClass mail = mailClassOf(properties);

@@ -77,39 +77,43 @@ std::string reasonFor(const AccountChange& gone, const Plan& plan) {
   return "It is not loaded.";
 }
 
-// The identifiers of all accounts and children.
-std::set<std::string> identifiersIn(const Dictionary& settings) {
-  std::set<std::string> identifiers;
-  const AccountTree tree = accountTreeOf(settings);
-  for (const AccountNode& account : tree.accounts) {
-    identifiers.insert(account.identifier);
-    for (const AccountNode& child : account.children) identifiers.insert(child.identifier);
+// KnownIdentifiers are those by which accounts and children of the settings are known, in this
+// release or an earlier one.
+class KnownIdentifiers {
+ public:
+  explicit KnownIdentifiers(const Dictionary& settings) {
+    for (const AccountNode& account : accountTreeOf(settings).accounts) {
+      add(account);
+      for (const AccountNode& child : account.children) add(child);
+    }
   }
-  return identifiers;
-}
 
-void tellDroppedAccounts(Plan& plan, const InspectedFiles& files, Files& overlay) {
-  const auto& settings = files.settings.content;
-  const Dictionary* before = settings && *settings ? (*settings)->dictionary() : nullptr;
-  const Dictionary after = readDictionary(overlay, files.settings.name).value_or(Dictionary());
-  const std::set<std::string> left = identifiersIn(after);
-  if (before) {
-    for (const AccountChange& change : differencesBetween(*before, after).accounts) {
-      // An account that became another one's child is not gone.
-      if (change.kind != AccountChange::Kind::Removed || left.contains(change.account)) continue;
-      plan.dropped.push_back({files.settings.name, change.account, reasonFor(change, plan)});
+  // Whether an account of these properties is among them.
+  [[nodiscard]] bool hold(const Dictionary& properties) const {
+    return known_.contains(textOf(properties, kAccountIdentifier)) ||
+           known_.contains(textOf(properties, kOldIdentifier));
+  }
+
+ private:
+  // The oldest releases kept the identifier of today's accounts here.
+  static constexpr std::string_view kOldIdentifier = "uniqueId";
+
+  void add(const AccountNode& account) {
+    for (const std::string& each :
+         {account.identifier, textOf(account.properties, kAccountSyncIdentifier)}) {
+      if (!each.empty()) known_.insert(each);
     }
   }
-  for (const Finding& finding : plan.findings) {
-    if (finding.kind == &finding::kDuplicateIdentifier) {
-      plan.dropped.push_back({finding.file, finding.account, finding.meaning});
-    }
-  }
+
+  std::set<std::string> known_;
+};
+
+void tellDroppedDescriptions(Plan& plan, const KnownIdentifiers& left) {
   for (const LegacyFile& file : plan.legacyFiles) {
     for (const LegacySection& section : file.sections) {
       for (const LegacyDescription& each : section.descriptions) {
-        const std::string identifier = textOf(each.properties, kAccountIdentifier);
-        if (identifier.empty() || left.contains(identifier)) continue;
+        const bool identified = !textOf(each.properties, kAccountIdentifier).empty();
+        if (!each.problem && (!identified || left.hold(each.properties))) continue;
         plan.dropped.push_back({file.path, each.label,
                                 each.problem
                                     ? "The description " + *each.problem + "."
@@ -117,6 +121,27 @@ void tellDroppedAccounts(Plan& plan, const InspectedFiles& files, Files& overlay
       }
     }
   }
+}
+
+void tellDroppedAccounts(Plan& plan, const InspectedFiles& files, Files& overlay) {
+  const Dictionary after = readDictionary(overlay, files.settings.name).value_or(Dictionary());
+  const KnownIdentifiers left(after);
+  const auto& settings = files.settings.content;
+  if (settings && *settings && (*settings)->dictionary()) {
+    const Dictionary& before = *(*settings)->dictionary();
+    for (const AccountChange& change : differencesBetween(before, after).accounts) {
+      // An account that was given another identifier, or became a child, is not gone.
+      if (change.kind == AccountChange::Kind::Removed && !left.hold(change.before)) {
+        plan.dropped.push_back({files.settings.name, change.account, reasonFor(change, plan)});
+      }
+    }
+  }
+  for (const Finding& finding : plan.findings) {
+    if (finding.kind == &finding::kDuplicateIdentifier) {
+      plan.dropped.push_back({finding.file, finding.account, finding.meaning});
+    }
+  }
+  tellDroppedDescriptions(plan, left);
 }
 
 void tellFiles(Plan& plan, OverlayFiles& overlay, Files& real) {
