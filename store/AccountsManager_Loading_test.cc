@@ -1,62 +1,20 @@
 // Tests of how a store is built from the settings file or from a list.
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "store/AccountsManager.h"
+#include "testing/ScriptedStore.h"
 #include "testing/StoreTest.h"
 
 namespace accountsettings {
 namespace {
 
 using ::testing::ElementsAre;
+using testing::FixerRecord;
 using ::testing::IsEmpty;
+using testing::ScriptedStore;
 using ::testing::UnorderedElementsAre;
-
-// What a scripted fixer was asked and told.
-struct FixerRecord {
-  std::vector<std::string> asked;
-  std::vector<bool> told;
-  // The answers by identifier; for others there is nothing to do.
-  std::map<std::string, FixResult> answers;
-};
-
-class ScriptedFixer : public RuntimeFixer {
- public:
-  explicit ScriptedFixer(FixerRecord& record) : record_(record) {}
-
-  FixResult fixBasicAccountIfNeededLoggingMessage(BasicAccount& account,
-                                                  std::string_view loggingMessage) override {
-    const std::string identifier = account.identifier().value_or("-");
-    record_.asked.push_back(identifier + " " + std::string(loggingMessage));
-    const auto answer = record_.answers.find(identifier);
-    return answer != record_.answers.end() ? answer->second : FixResult::NothingToDo;
-  }
-  void accountsHaveBeenSaved(bool saved) override { record_.told.push_back(saved); }
-  const std::set<std::string, std::less<>>& supportedAccountTypes() const override {
-    static const std::set<std::string, std::less<>> none;
-    return none;
-  }
-
- private:
-  FixerRecord& record_;
-};
-
-class ScriptedStore : public AccountsManager {
- public:
-  explicit ScriptedStore(FixerRecord& record) : record_(record) {}
-
-  std::vector<std::unique_ptr<RuntimeFixer>> _createRuntimeFixers() const override {
-    std::vector<std::unique_ptr<RuntimeFixer>> fixers;
-    fixers.push_back(std::make_unique<ScriptedFixer>(record_));
-    return fixers;
-  }
-
- private:
-  FixerRecord& record_;
-};
 
 class AccountsManagerLoading : public testing::StoreTest {};
 
