@@ -15,8 +15,21 @@
 
 #include "account/BasicAccount.h"
 #include "migration/AccountsDataMigrator.h"
+#include "plist/Description.h"
 #include "store/AccountsManager.h"
 #include "testing/PlatformTest.h"
+
+namespace accountsettings {
+
+// Lets a failing comparison show values in words.
+inline void PrintTo(const PropertyList& value, std::ostream* out) {
+  *out << description(value, 1U << 20);
+}
+inline void PrintTo(const Dictionary& value, std::ostream* out) {
+  *out << description(value, 1U << 20);
+}
+
+}  // namespace accountsettings
 
 namespace accountsettings::testing {
 
