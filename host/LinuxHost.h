@@ -37,7 +37,7 @@ struct HostOptions {
   // a failure of the code EINTR. Without it an interrupted wait goes on.
   std::function<bool()> interrupted;
   // File names of modules whose classes are part of the program: loading one loads nothing.
-  std::vector<std::string> builtInModules = {"AccountSettings"};
+  std::vector<std::string> builtInModules = {"DeviceLocalAccount"};
   // False resolves every path by the walk that serves kernels without openat2.
   bool useOpenat2 = true;
 };
