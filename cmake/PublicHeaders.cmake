@@ -4,3 +4,4 @@ as_install_headers(logging)
 as_install_headers(account AccountConstants.h BasicAccount.h CreatorCapabilities.h
                    DeviceLocalAccount.h LiveProperties.h)
 as_install_headers(store AccountsManager.h)
+as_install_headers(host AccountNames.h HostConfiguration.h LinuxFiles.h LinuxHost.h LogSinks.h PollEventLoop.h)
