@@ -1,0 +1,119 @@
+// Tests of the XML writer.
+#include "plist/XmlWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "plist/XmlReader.h"
+
+namespace accountsettings {
+namespace {
+
+std::string textOf(const PropertyList& value) {
+  const auto bytes = writeXml(value);
+  return bytes.ok() ? std::string(bytes->begin(), bytes->end()) : bytes.error().message;
+}
+
+std::string documentOf(const std::string& body) {
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+         "<!DOCTYPE plist SYSTEM \"PropertyList-1.0.dtd\">\n"
+         "<plist version=\"1.0\">\n" +
+         body + "</plist>\n";
+}
+
+TEST(XmlWriterTest, WritesADocumentToBeReadByPeople) {
+  const Dictionary settings{
+      {"Accounts", Array{Dictionary{{"Name", "a<b>&\"c\""}, {"Port", -143}, {"On", true}}}},
+      {"Empty", Array{Array{}, Dictionary{}, "", PropertyList::data({})}},
+      {"Version", 12}};
+  EXPECT_EQ(textOf(settings), documentOf(R"(<dict>
+	<key>Accounts</key>
+	<array>
+		<dict>
+			<key>Name</key>
+			<string>a&lt;b&gt;&amp;"c"</string>
+			<key>Port</key>
+			<integer>-143</integer>
+			<key>On</key>
+			<true/>
+		</dict>
+	</array>
+	<key>Empty</key>
+	<array>
+		<array/>
+		<dict/>
+		<string></string>
+		<data></data>
+	</array>
+	<key>Version</key>
+	<integer>12</integer>
+</dict>
+)"));
+}
+
+TEST(XmlWriterTest, WritesEachScalar) {
+  EXPECT_EQ(textOf(std::numeric_limits<std::uint64_t>::max()),
+            documentOf("<integer>18446744073709551615</integer>\n"));
+  EXPECT_EQ(textOf(0.1), documentOf("<real>0.1</real>\n"));
+  EXPECT_EQ(textOf(-0.0), documentOf("<real>-0</real>\n"));
+  EXPECT_EQ(textOf(std::nan("")), documentOf("<real>nan</real>\n"));
+  EXPECT_EQ(textOf(-INFINITY), documentOf("<real>-inf</real>\n"));
+  EXPECT_EQ(textOf(false), documentOf("<false/>\n"));
+  EXPECT_EQ(textOf(PropertyList::date(326205296)),
+            documentOf("<date>2011-05-04T12:34:56Z</date>\n"));
+  EXPECT_EQ(textOf(PropertyList::data(Bytes{0, 1, 254, 255})),
+            documentOf("<data>\nAAH+/w==\n</data>\n"));
+  EXPECT_EQ(textOf("a\rb\nc\td"), documentOf("<string>a&#13;b\nc\td</string>\n"));
+}
+
+TEST(XmlWriterTest, LongDataIsBrokenIntoLines) {
+  const Bytes bytes(100, 0x5A);
+  const std::string text = textOf(Array{PropertyList::data(bytes)});
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+    EXPECT_LE(end - start, 77U);
+  }
+  EXPECT_TRUE(readXml({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}).value() ==
+              PropertyList(Array{PropertyList::data(bytes)}));
+}
+
+TEST(XmlWriterTest, DeepNestingIsNotIndentedForever) {
+  PropertyList value(1);
+  for (int i = 0; i < 100; ++i) value = Array{value};
+  EXPECT_EQ(textOf(value).find(std::string(17, '\t')), std::string::npos);
+}
+
+TEST(XmlWriterTest, WhatTheFormCannotHoldIsAnErrorThatNamesIt) {
+  const auto inAccount = [](const char* key, const PropertyList& value) {
+    return textOf(Dictionary{{"Accounts", Array{true, Dictionary{{key, value}}}}});
+  };
+  EXPECT_EQ(inAccount("Token", PropertyList::uid(1)),
+            "Accounts[1].Token: UID, which the XML form cannot hold");
+  for (const double seconds : {0.5, -0.0, 1e300, -1e11, 252423993600.0, std::nan(""), HUGE_VAL}) {
+    EXPECT_EQ(inAccount("Last Sync", PropertyList::date(seconds)),
+              "Accounts[1].\"Last Sync\": date that is not a whole second of the years 1 to 9999");
+  }
+  for (const std::string& text :
+       {std::string("\0", 1), std::string("a\x1B"), std::string("\xEF\xBF\xBE"),
+        std::string("\xEF\xBF\xBF"), std::string("\xED\xA0\x80"), std::string("\xFF")}) {
+    EXPECT_EQ(inAccount("Name", text),
+              "Accounts[1].Name: string with a character that the XML form cannot hold");
+  }
+  EXPECT_EQ(inAccount("a\x01", 1),
+            "Accounts[1].\"a\\u0001\": key with a character that the XML form cannot hold");
+  EXPECT_EQ(textOf(PropertyList::uid(1)), "the root: UID, which the XML form cannot hold");
+}
+
+TEST(XmlWriterTest, TheFirstAndLastSecondOfTheYearsThatItKnowsAreWritten) {
+  EXPECT_EQ(textOf(PropertyList::date(252423993599.0)),
+            documentOf("<date>9999-12-31T23:59:59Z</date>\n"));
+  EXPECT_EQ(textOf(PropertyList::date(-63113904000.0)),
+            documentOf("<date>0001-01-01T00:00:00Z</date>\n"));
+  EXPECT_NE(textOf(PropertyList::date(-63113904001.0)).find("the root: date"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace accountsettings
