@@ -19,7 +19,8 @@ struct StepRecord {
   Array after;
   bool result = true;
 
-  [[nodiscard]] Differences differences() const { return differencesBetween(before, after); }
+  // An account that got another identifier, or that became a child, is told as the same one.
+  [[nodiscard]] Differences differences() const;
 };
 
 class ChangeObserver : public MigrationObserver {
@@ -33,6 +34,8 @@ class ChangeObserver : public MigrationObserver {
   std::vector<StepRecord> steps_;
 };
 
+// The step's name for people: the build whose data it upgrades, or the file it converts.
+[[nodiscard]] std::string_view nameOfStep(std::string_view step);
 // What a step does, in a few words for people; the selector itself where it is unknown.
 [[nodiscard]] std::string_view meaningOfStep(std::string_view step);
 

@@ -3,6 +3,7 @@
 #include "tool/DiffCommand.h"
 #include "tool/EditCommands.h"
 #include "tool/GetCommand.h"
+#include "tool/MigrateCommand.h"
 #include "tool/PlanCommand.h"
 #include "tool/PlistCommand.h"
 #include "tool/SampleCommand.h"
@@ -12,6 +13,7 @@ namespace accountsettings {
 
 std::span<const CommandEntry> allCommands() {
   static constexpr CommandEntry kCommands[] = {
+      {"migrate", "Run the migration on a device root", makeCommand<MigrateCommand>},
       {"plan", "Say what a migration would do, touching nothing", makeCommand<PlanCommand>},
       {"show", "Show the accounts of a device root or a settings file", makeCommand<ShowCommand>},
       {"diff", "Compare two settings files, device roots or backups, account by account",

@@ -30,6 +30,7 @@ struct AccountChange {
   Dictionary before;                    // the properties before; empty where there were none
   std::vector<KeyChange> keys;          // without "ChildAccounts"
   std::vector<AccountChange> children;  // of "ChildAccounts"
+  std::string movedTo = {};             // the account whose child it became; mostly empty
 };
 
 struct Differences {

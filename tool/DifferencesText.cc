@@ -44,7 +44,9 @@ class DifferenceLines {
                       : change.kind == AccountChange::Kind::Removed ? '-'
                                                                     : '~';
     const std::string label = change.label.empty() ? "account" : printable(change.label);
-    mark(sign, label + "  " + printable(change.account), indent);
+    const std::string moved =
+        change.movedTo.empty() ? "" : "  now a child of " + printable(change.movedTo);
+    mark(sign, label + "  " + printable(change.account) + moved, indent);
     for (const KeyChange& each : change.keys) write(each, indent + "    ");
     for (const AccountChange& each : change.children) write(each, indent + "    ");
   }
@@ -110,6 +112,7 @@ Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
                      {"account", each.account},
                      {"label", each.label},
                      {"keys", forScripts(each.keys, reveal)}};
+    if (!each.movedTo.empty()) entry.set("movedTo", each.movedTo);
     if (!each.children.empty()) entry.set("children", forScripts(each.children, reveal));
     array.append(std::move(entry));
   }

@@ -159,12 +159,12 @@ Dictionary cloudAccount(int status, bool withChildren, unsigned number) {
   result.set("status", status);
   result.set("authToken", "EAAbAAAABLwIAAAAAFEw");
   if (withChildren) {
-    Dictionary mail = child(kQuorraAccountType, "QuorraAccount", 1);
+    Dictionary mail = child(kQuorraAccountType, "QuorraAccount", 0x10 * number + 1);
     mail.set(kAccountDisplayName, "Halden mail");
     mail.set(kAccountUsername, "anna.berg");
-    Dictionary calendars = child(kCalDAVAccountType, "MobileCalDAVAccount", 2);
-    Dictionary contacts = child(kCardDAVAccountType, "CardDAVAccount", 3);
-    Dictionary bookmarks = child(kBookmarkDAVAccountType, "BookmarkDAVAccount", 4);
+    Dictionary calendars = child(kCalDAVAccountType, "MobileCalDAVAccount", 0x10 * number + 2);
+    Dictionary contacts = child(kCardDAVAccountType, "CardDAVAccount", 0x10 * number + 3);
+    Dictionary bookmarks = child(kBookmarkDAVAccountType, "BookmarkDAVAccount", 0x10 * number + 4);
     result.set(kAccountChildAccounts, Array{mail, calendars, contacts, bookmarks});
   }
   return result;

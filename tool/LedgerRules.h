@@ -1,0 +1,27 @@
+// LedgerRules are the reasons for which a migration may drop an account or a key. What
+// none of them explains is a fault.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+// The names of what happens before the first step and after the last one.
+inline constexpr std::string_view kLoadStep = "load";
+inline constexpr std::string_view kSaveStep = "save";
+
+// Why the account with these properties does not survive the step; empty where no rule explains it.
+[[nodiscard]] std::string whyAccountIsDropped(std::string_view step, const Dictionary& account,
+                                              bool isChild, bool parentIsGone);
+
+// Why a key of the account does not survive the step; empty where no rule explains it.
+// `fromLegacyFile` tells that the account was made of a legacy description, `repeated` that another
+// account has its identifier.
+[[nodiscard]] std::string whyKeyIsDropped(std::string_view step, const Dictionary& account,
+                                          std::string_view key, bool isChild, bool fromLegacyFile,
+                                          bool repeated);
+
+}  // namespace accountsettings
