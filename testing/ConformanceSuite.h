@@ -48,6 +48,7 @@ class ConformanceDevice {
   virtual void setOwnDefault(const std::string& key, const PropertyList& value) = 0;
 
   // Starts a process with this command name that runs until it is killed; answers its identifier.
+  // The platform's processes must list it, and may list it alone.
   // The device ends it at the latest when it is dropped.
   virtual int startProcess(const std::string& commandName) = 0;
 
@@ -328,10 +329,10 @@ TEST_P(LocksConformance, ReleasingWhatIsNotHeldFreesNobodyElse) {
   ASSERT_TRUE(holder->acquire().ok());
   bystander->release();
   bystander.reset();
+  auto waiting = make("One");
   std::atomic<bool> isReleased = false;
   std::thread waiter([&] {
-    auto lock = make("One");
-    EXPECT_TRUE(lock->acquire().ok());
+    EXPECT_TRUE(waiting->acquire().ok());
     EXPECT_TRUE(isReleased);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -352,8 +353,7 @@ TEST_P(LocksConformance, OneHolderAtATime) {
   std::atomic<int> overlaps = 0;
   std::vector<std::thread> threads;
   for (int number = 0; number < 4; ++number) {
-    threads.emplace_back([&] {
-      auto lock = make("One");
+    threads.emplace_back([&, lock = make("One")] {
       for (int turn = 0; turn < 50; ++turn) {
         EXPECT_TRUE(lock->acquire().ok());
         if (inside.fetch_add(1) != 0) ++overlaps;
@@ -391,6 +391,7 @@ TEST_P(ProcessesConformance, ListsWhatRunsInAscendingOrder) {
   const int second = device->startProcess("conformance-a");
   EXPECT_THAT(named("conformance-a"), ::testing::UnorderedElementsAre(first, second));
   const std::vector<Process> processes = list();
+  ASSERT_FALSE(processes.empty());
   EXPECT_TRUE(std::is_sorted(processes.begin(), processes.end(),
                              [](const Process& left, const Process& right) {
                                return left.identifier < right.identifier;

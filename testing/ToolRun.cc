@@ -1,0 +1,233 @@
+#include "testing/ToolRun.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+#include "plist/BinaryWriter.h"
+#include "plist/Reader.h"
+#include "store/AccountsManager.h"
+#include "tool/Json.h"
+
+namespace accountsettings::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Pipe {
+  int read = -1;
+  int write = -1;
+  Pipe() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe2");
+    read = ends[0];
+    write = ends[1];
+  }
+  ~Pipe() {
+    closeRead();
+    closeWrite();
+  }
+  void closeRead() { close(read); }
+  void closeWrite() { close(write); }
+
+ private:
+  static void close(int& end) {
+    if (end >= 0) ::close(end);
+    end = -1;
+  }
+};
+
+std::string readAll(int descriptor) {
+  std::string text;
+  char buffer[4096];
+  for (ssize_t got = 0; (got = ::read(descriptor, buffer, sizeof buffer)) > 0;) {
+    text.append(buffer, static_cast<std::size_t>(got));
+  }
+  return text;
+}
+
+std::string contentOf(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+ToolRun& ToolRun::asUser(unsigned user) {
+  user_ = user;
+  return *this;
+}
+
+ToolRun& ToolRun::withFileSizeLimit(std::uint64_t bytes) {
+  fileSizeLimit_ = bytes;
+  return *this;
+}
+
+ToolRun& ToolRun::withClosedOutput() {
+  closedOutput_ = true;
+  return *this;
+}
+
+ToolRun& ToolRun::withInput(std::string text) {
+  input_ = std::move(text);
+  return *this;
+}
+
+ToolRun& ToolRun::withVariable(const std::string& name, const std::string& value) {
+  variables_[name] = value;
+  return *this;
+}
+
+void ToolRun::becomeTool(int in, int out, int err) const {
+  ::dup2(in, 0);
+  ::dup2(out, 1);
+  ::dup2(err, 2);
+  for (const auto& [name, value] : variables_) ::setenv(name.c_str(), value.c_str(), 1);
+  if (fileSizeLimit_) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const struct rlimit limit = {*fileSizeLimit_, *fileSizeLimit_};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  if (user_ && (::setgroups(0, nullptr) != 0 || ::setgid(*user_) != 0 || ::setuid(*user_) != 0)) {
+    ::_exit(126);
+  }
+  std::vector<char*> arguments = {const_cast<char*>("accountsettings")};
+  for (const std::string& each : arguments_) arguments.push_back(const_cast<char*>(each.c_str()));
+  arguments.push_back(nullptr);
+  ::execv(AS_TOOL_BINARY, arguments.data());
+  ::_exit(127);
+}
+
+ToolResult ToolRun::run() {
+  Pipe in, out, err;
+  const pid_t child = ::fork();
+  if (child < 0) throw std::runtime_error("fork");
+  if (child == 0) {
+    if (closedOutput_) out.closeRead();
+    becomeTool(in.read, out.write, err.write);
+  }
+  in.closeRead();
+  out.closeWrite();
+  err.closeWrite();
+  if (closedOutput_) out.closeRead();
+  ToolResult result;
+  std::thread errors([&] { result.err = readAll(err.read); });
+  std::thread output([&] { result.out = out.read >= 0 ? readAll(out.read) : ""; });
+  if (!input_.empty() && ::write(in.write, input_.data(), input_.size()) < 0) result.err += "?";
+  in.closeWrite();
+  errors.join();
+  output.join();
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+  return result;
+}
+
+ToolResult runTool(std::vector<std::string> arguments) {
+  return ToolRun(std::move(arguments)).run();
+}
+
+ToolRoot::ToolRoot() {
+  ::chmod(path().c_str(), 0755);
+  for (const char* each : {"/etc", "/tmp", "/var/mobile/Library/Preferences",
+                           "/var/mobile/Library/Mail", "/var/shared/Library/Logs/CrashReporter"}) {
+    fs::create_directories(at(each));
+  }
+  const std::string user = std::to_string(::geteuid());
+  const std::string group = std::to_string(::getegid());
+  putText("/etc/passwd", "mobile:x:" + user + ":" + group + "::/var/mobile:/bin/sh\n");
+  putText("/etc/group", "mobile:x:" + group + ":\n");
+}
+
+void ToolRoot::put(const std::string& devicePath, const PropertyList& value) {
+  const auto bytes = writeBinary(value);
+  if (!bytes) throw std::runtime_error(bytes.error().message);
+  putText(devicePath, std::string(bytes->begin(), bytes->end()));
+  ::chmod(at(devicePath).c_str(), 0600);
+}
+
+void ToolRoot::putText(const std::string& devicePath, const std::string& text) {
+  fs::create_directories(fs::path(at(devicePath)).parent_path());
+  std::ofstream(at(devicePath), std::ios::binary | std::ios::trunc) << text;
+}
+
+void ToolRoot::putSettings(std::int64_t version, const Array& accounts) {
+  put(kSettings, Dictionary{{kPlistAccountsKey, accounts}, {kPlistVersionKey, version}});
+}
+
+std::optional<PropertyList> ToolRoot::get(const std::string& devicePath) const {
+  const std::string content = contentOf(at(devicePath));
+  const auto value = readPropertyList(
+      std::span(reinterpret_cast<const std::uint8_t*>(content.data()), content.size()));
+  return value ? std::optional(*value) : std::nullopt;
+}
+
+Dictionary ToolRoot::settings() const {
+  const auto value = get(kSettings);
+  return value && value->dictionary() ? *value->dictionary() : Dictionary();
+}
+
+Dictionary ToolRoot::account(std::size_t place) const {
+  const Dictionary settings = this->settings();
+  const PropertyList* accounts = settings.find(kPlistAccountsKey);
+  if (!accounts || !accounts->array() || place >= accounts->array()->size()) return {};
+  const Dictionary* account = (*accounts->array())[place].dictionary();
+  return account ? *account : Dictionary();
+}
+
+std::map<std::string, std::string> ToolRoot::snapshot() const {
+  std::map<std::string, std::string> all;
+  for (const auto& each : fs::recursive_directory_iterator(directory_.path())) {
+    struct stat status {};
+    ::lstat(each.path().c_str(), &status);
+    std::string facts = std::to_string(status.st_mode) + " " + std::to_string(status.st_uid) + " " +
+                        std::to_string(status.st_size) + " " +
+                        std::to_string(status.st_mtim.tv_sec) + "." +
+                        std::to_string(status.st_mtim.tv_nsec);
+    if (S_ISREG(status.st_mode)) facts += " " + contentOf(each.path());
+    all[each.path().string().substr(path().size())] = facts;
+  }
+  return all;
+}
+
+Dictionary mailAccount(const std::string& identifier) {
+  return {{"Identifier", identifier},
+          {"Type", "Mail"},
+          {"Class", "IMAPAccount"},
+          {"DisplayName", "Mail of " + identifier},
+          {"Username", "user-" + identifier},
+          {"Enabled Dataclasses", Array{"com.zelqo.Dataclass.Mail"}}};
+}
+
+Dictionary documentIn(const std::string& json) {
+  const auto value = fromJson(json);
+  if (!value) throw std::runtime_error(value.error().message + " in: " + json);
+  return value->dictionary() ? *value->dictionary() : Dictionary();
+}
+
+std::string schemaErrors(const std::string& schema, const std::string& json) {
+  const TemporaryDirectory directory;
+  const fs::path document = directory.path() / "document.json";
+  const fs::path errors = directory.path() / "errors";
+  std::ofstream(document, std::ios::binary) << json;
+  const std::string command = std::string("python3 -m jsonschema -i '") + document.string() +
+                              "' '" AS_SCHEMA_DIR "/" + schema + "' > '" + errors.string() +
+                              "' 2>&1";
+  const int status = std::system(command.c_str());
+  return status == 0 ? "" : "status " + std::to_string(status) + ": " + contentOf(errors);
+}
+
+}  // namespace accountsettings::testing
