@@ -1,0 +1,381 @@
+// Tests of `check`, run as a process on roots, files and backups of this machine.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "host/LinuxFiles.h"
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// "code account key", one for each finding, in order.
+std::vector<std::string> findingsIn(const ToolResult& result) {
+  std::vector<std::string> found;
+  const Dictionary document = documentIn(result.out);
+  for (const PropertyList& each : *document.find("findings")->array()) {
+    const auto text = [&](const char* key) {
+      const PropertyList* value = each.dictionary()->find(key);
+      return value ? std::string(*value->stringValue()) : std::string("-");
+    };
+    found.push_back(text("code") + " " + text("account") + " " + text("key"));
+  }
+  return found;
+}
+
+std::vector<std::string> check(const ToolRoot& root) {
+  const ToolResult result = runTool({"check", root.path(), "--json"});
+  const std::vector<std::string> found = findingsIn(result);
+  EXPECT_EQ(result.status, found.empty() ? 0 : 1) << result.err;
+  return found;
+}
+
+using Found = std::vector<std::string>;
+
+Found checkSettings(const Array& accounts, std::int64_t version = 12) {
+  ToolRoot root;
+  root.putSettings(version, accounts);
+  return check(root);
+}
+
+Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
+  account.set(key, std::move(value));
+  return account;
+}
+
+Dictionary without(Dictionary account, std::string_view key) {
+  account.remove(key);
+  return account;
+}
+
+TEST(Check, FindsNothingInSoundSettings) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const ToolResult result = runTool({"check", root.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "Checked device root " + root.path() + ": found nothing.\n");
+  EXPECT_EQ(result.err, "");
+}
+
+TEST(Check, SaysInFullWhatItFoundWhatItMeansAndWhatToDo) {
+  ToolRoot root;
+  root.putSettings(12, {with(mailAccount("A"), "Type", "Pigeon")});
+  const ToolResult result = runTool({"check", "--root", root.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(
+      result.out,
+      root.settingsPath() +
+          "\n"
+          "  error: account A, key \"Type\" [unknown-type]\n"
+          "    The account has the type \"Pigeon\", which the type registry does not know: it "
+          "is not loaded, and the next save drops it.\n"
+          "    Correct the account's \"Type\", or add the type to the type registry.\n"
+          "Checked device root " +
+          root.path() + ": found 1 error.\n");
+}
+
+TEST(Check, TellsAccountsThatAreNotLoaded) {
+  EXPECT_EQ(checkSettings({without(mailAccount("A"), "Type")}), Found{"unknown-type A Type"});
+  EXPECT_EQ(checkSettings({without(mailAccount("A"), "Class")}), Found{"missing-class A Class"});
+  EXPECT_EQ(checkSettings({with(mailAccount("A"), "Class", "")}), Found{"missing-class A Class"});
+  EXPECT_EQ(checkSettings({with(mailAccount("A"), "Class", "OddAccount")}),
+            Found{"unfixable-class A Class"});
+  EXPECT_EQ(checkSettings({"no account", mailAccount("B")}), Found{"wrong-kind #1 -"});
+}
+
+TEST(Check, TellsAMailClassThatLoadingRepairs) {
+  const Dictionary account = with(mailAccount("A"), "Class", "OddAccount");
+  EXPECT_EQ(checkSettings({with(account, "AccountPath", "~/Library/Mail/POP-me")}),
+            Found{"unknown-class A Class"});
+}
+
+TEST(Check, TellsRepeatedAndMissingIdentifiers) {
+  EXPECT_EQ(checkSettings({mailAccount("A"), mailAccount("B"), mailAccount("A")}),
+            Found{"duplicate-identifier A Identifier"});
+  EXPECT_EQ(checkSettings({without(mailAccount("A"), "Identifier")}),
+            Found{"missing-identifier #1 Identifier"});
+  // The oldest releases kept the identifier elsewhere; the upgrade moves it.
+  const Dictionary old = without(mailAccount("A"), "Identifier");
+  EXPECT_EQ(checkSettings({with(old, "uniqueId", "A")}, 0), Found{});
+}
+
+TEST(Check, TellsChildrenThatNobodyCanSee) {
+  const Dictionary good = {
+      {"Identifier", "C"}, {"Type", "CalDAV"}, {"Class", "MobileCalDAVAccount"}};
+  const auto parentOf = [](const Array& children) {
+    return Array{with(mailAccount("P"), "ChildAccounts", children)};
+  };
+  EXPECT_EQ(checkSettings(parentOf({good})), Found{});
+  EXPECT_EQ(checkSettings(parentOf({without(good, "Type")})), Found{"invalid-child P/C Type"});
+  EXPECT_EQ(checkSettings(parentOf({without(good, "Class")})), Found{"invalid-child P/C Class"});
+  EXPECT_EQ(checkSettings(parentOf({good, 7})), Found{"invalid-child P/#2 -"});
+  EXPECT_EQ(checkSettings(parentOf({good, good})),
+            Found{"duplicate-child-identifier P/C Identifier"});
+  EXPECT_EQ(checkSettings(parentOf({without(good, "Identifier")})),
+            Found{"missing-identifier P/#1 Identifier"});
+}
+
+TEST(Check, TellsDataClassesThatTheTypeCannotCarryOnceEach) {
+  const Array enabled = {"com.zelqo.Dataclass.Mail", "com.zelqo.Dataclass.Bookmarks", "odd",
+                         "com.zelqo.Dataclass.Bookmarks"};
+  EXPECT_EQ(checkSettings({with(mailAccount("A"), "Enabled Dataclasses", enabled)}),
+            (Found{"unsupported-dataclass A Enabled Dataclasses",
+                   "unsupported-dataclass A Enabled Dataclasses"}));
+}
+
+TEST(Check, TellsValuesOfTheWrongKind) {
+  EXPECT_EQ(checkSettings({with(mailAccount("A"), "Username", 7)}), Found{"wrong-kind A Username"});
+  EXPECT_EQ(checkSettings({with(mailAccount("A"), "ChildAccounts", "none")}),
+            Found{"wrong-kind A ChildAccounts"});
+  EXPECT_EQ(checkSettings({with(mailAccount("A"), "IsActive", "YES")}),
+            Found{"wrong-kind A IsActive"});
+}
+
+TEST(Check, TellsWhatTheVersionMeans) {
+  EXPECT_EQ(checkSettings({mailAccount("A")}, 0), Found{});
+  EXPECT_EQ(checkSettings({mailAccount("A")}, 11), Found{});
+  EXPECT_EQ(checkSettings({mailAccount("A")}, -1), Found{"negative-version - Version"});
+  EXPECT_EQ(checkSettings({mailAccount("A")}, 13), Found{"newer-version - Version"});
+  ToolRoot root;
+  root.put(ToolRoot::kSettings, Dictionary{{"Accounts", Array{mailAccount("A")}}});
+  EXPECT_EQ(check(root), Found{"missing-version - Version"});
+  root.put(ToolRoot::kSettings, Dictionary{{"Accounts", Array()}, {"Version", "12"}});
+  EXPECT_EQ(check(root), Found{"wrong-kind - Version"});
+}
+
+TEST(Check, TellsWhatASaveDropsAtTheRootOfTheFile) {
+  ToolRoot root;
+  root.put(ToolRoot::kSettings,
+           Dictionary{{"Accounts", Array()}, {"Version", 12}, {"Extra", true}});
+  EXPECT_EQ(check(root), Found{"foreign-root-key - Extra"});
+  root.put(ToolRoot::kSettings, Dictionary{{"Accounts", "none"}, {"Version", 12}});
+  EXPECT_EQ(check(root), Found{"wrong-kind - Accounts"});
+  root.put(ToolRoot::kSettings, Array{1});
+  EXPECT_EQ(check(root), Found{"wrong-kind - -"});
+}
+
+TEST(Check, TellsWhereAFileCannotBeRead) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  root.putText(ToolRoot::kSettings, "<plist>\n<dict>\n<odd/>\n</dict></plist>");
+  EXPECT_EQ(check(root), (Found{"unreadable - -"}));
+  EXPECT_NE(runTool({"check", root.path()}).out.find("line 3"), std::string::npos);
+  // The same file by itself.
+  const ToolResult alone = runTool({"check", root.settingsPath(), "--json"});
+  EXPECT_EQ(alone.status, 1);
+  EXPECT_EQ(findingsIn(alone), Found{"unreadable - -"});
+}
+
+TEST(Check, TakesASettingsFileByItself) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  ::chmod(root.settingsPath().c_str(), 0644);  // of no interest for a file by itself
+  const ToolResult result = runTool({"check", root.settingsPath()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "Checked settings file " + root.settingsPath() + ": found nothing.\n");
+}
+
+TEST(Check, TellsLegacyDescriptionsThatWouldNotConvertAndWhy) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"MailAccounts",
+                       Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "A"}},
+                             Dictionary{{"AccountName", "nameless"}, {"uniqueId", "B"}}, 5}}});
+  root.put(ToolRoot::kLegacyExchange,
+           Dictionary{{"DAAccountsKey", Array{Dictionary{{"DAAccountDescription", "Work"}}}}});
+  EXPECT_EQ(check(root), (Found{"legacy-not-convertible #1 DAAccountsKey",
+                                "legacy-not-convertible B MailAccounts",
+                                "legacy-not-convertible #3 MailAccounts"}));
+  const std::string text = runTool({"check", root.path()}).out;
+  EXPECT_NE(text.find("The description tells no account class, so none of the file's accounts is "
+                      "converted."),
+            std::string::npos);
+  EXPECT_NE(text.find("The description is an integer instead of a dictionary"), std::string::npos);
+}
+
+TEST(Check, TellsAConvertedAccountThatWouldBeDroppedLater) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"MailAccounts",
+                       Array{Dictionary{{"AccountType", "MailAccount"}, {"uniqueId", "A"}}}}});
+  EXPECT_EQ(check(root), Found{"unfixable-class A MailAccounts"});
+}
+
+TEST(Check, TellsLegacyFilesThatReadAsEmpty) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail, Dictionary());
+  EXPECT_EQ(check(root), Found{"legacy-empty - -"});
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"Other", 1}});
+  EXPECT_EQ(check(root), (Found{"legacy-foreign-key - Other", "legacy-empty - -"}));
+  root.putText(ToolRoot::kLegacyMail, "nonsense");
+  EXPECT_EQ(check(root), Found{"unreadable - -"});
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", "none"}});
+  EXPECT_EQ(check(root), Found{"wrong-kind - MailAccounts"});
+}
+
+TEST(Check, TellsAccountsThatAConversionWouldReplace) {
+  ToolRoot root;
+  Dictionary smtp = mailAccount("S");
+  smtp.set("Type", PropertyList("SMTP"));
+  smtp.set("Class", PropertyList("SMTPAccount"));
+  smtp.remove("Enabled Dataclasses");
+  root.putSettings(0, {mailAccount("A"), mailAccount("B"), smtp});
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"MailAccounts",
+                       Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "B"}},
+                             Dictionary{{"AccountType", "GmailAccount"}, {"uniqueId", "N"}}}}});
+  EXPECT_EQ(check(root),
+            (Found{"legacy-replaces S DeliveryAccounts", "legacy-replaces A MailAccounts",
+                   "legacy-replaces B MailAccounts"}));
+}
+
+TEST(Check, TellsStepsThatConvertedAccountsWouldMiss) {
+  ToolRoot root;
+  const Dictionary mail = {
+      {"MailAccounts", Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "A"}}}}};
+  root.put(ToolRoot::kLegacyMail, mail);
+  root.putSettings(12, {});
+  EXPECT_EQ(check(root), Found{"legacy-misses-steps - Version"});
+  root.putSettings(9, {});
+  EXPECT_EQ(check(root), Found{"legacy-misses-steps - Version"});
+  root.putSettings(0, {});
+  EXPECT_EQ(check(root), Found{});
+}
+
+TEST(Check, TellsRepeatedIdentifiersInALegacyFile) {
+  ToolRoot root;
+  const Dictionary description = {{"AccountType", "IMAPAccount"}, {"uniqueId", "A"}};
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", Array{description, description}}});
+  EXPECT_EQ(check(root), Found{"duplicate-identifier A MailAccounts"});
+}
+
+TEST(Check, TellsALeftoverSentinelAndWhatItWouldDelete) {
+  ToolRoot root;
+  root.putText(ToolRoot::kSentinel, "Old Account Information Removal Sentinel");
+  EXPECT_EQ(check(root), Found{"leftover-sentinel - -"});
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"MailAccounts",
+                       Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "A"}}}}});
+  EXPECT_EQ(check(root), Found{"sentinel-deletes-legacy - -"});
+}
+
+TEST(Check, TellsOwnerModeAndReadersThatLoseAccess) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  ::chmod(root.settingsPath().c_str(), 0644);
+  EXPECT_EQ(check(root), Found{"readers-lose-access - -"});
+  ::chmod(root.settingsPath().c_str(), 0400);
+  EXPECT_EQ(check(root), Found{"wrong-mode - -"});
+  ::chmod(root.settingsPath().c_str(), 0600);
+  if (::geteuid() != 0) GTEST_SKIP() << "giving files away needs root";
+  ASSERT_EQ(::chown(root.settingsPath().c_str(), 12345, 0), 0);
+  EXPECT_EQ(check(root), Found{"wrong-owner - -"});
+}
+
+TEST(Check, TellsThatTheSettingsAreALink) {
+  ToolRoot root;
+  root.put("/elsewhere.plist", Dictionary{{"Accounts", Array()}, {"Version", 12}});
+  fs::create_symlink("/elsewhere.plist", root.settingsPath());
+  EXPECT_EQ(check(root), Found{"settings-is-link - -"});
+}
+
+TEST(Check, TellsThatASaveWouldFail) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  root.putText("/etc/passwd", "root:x:0:0::/:/bin/sh\n");
+  EXPECT_EQ(check(root), Found{"save-would-fail - -"});
+}
+
+TEST(Check, TellsTemporaryFilesOfAKilledSave) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const std::string name = ".accountsettings-0123456789abcdef.tmp";
+  ASSERT_TRUE(LinuxFiles::isTemporaryName(name));
+  root.putText("/var/mobile/Library/Preferences/" + name, "half");
+  EXPECT_EQ(check(root), Found{"stale-temporary - -"});
+}
+
+TEST(Check, TellsWhoHoldsTheMigrationLock) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  root.putText(ToolRoot::kLock, "");
+  EXPECT_EQ(check(root), Found{});
+  const int lock = ::open(root.at(ToolRoot::kLock).c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  EXPECT_EQ(check(root), Found{"lock-held - -"});
+  const std::string text = runTool({"check", root.path()}).out;
+  EXPECT_NE(text.find("Process " + std::to_string(::getpid()) + " ("), std::string::npos) << text;
+  ::close(lock);
+}
+
+TEST(Check, AnswersScriptsInTheDocumentedForm) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A"), mailAccount("A"), 7});
+  root.putText(ToolRoot::kLegacyMail, "nonsense");
+  root.putText(ToolRoot::kSentinel, "");
+  const ToolResult result = runTool({"check", root.path(), "--json"});
+  EXPECT_EQ(schemaErrors("check.schema.json", result.out), "");
+  const Dictionary document = documentIn(result.out);
+  EXPECT_EQ(document.get("clean"), PropertyList(false));
+  EXPECT_EQ(document.get("source"),
+            PropertyList(Dictionary{{"kind", "device root"}, {"path", root.path()}}));
+  const Dictionary& first = *(*document.find("findings")->array())[0].dictionary();
+  EXPECT_EQ(first.get("severity"), PropertyList("error"));
+  EXPECT_EQ(first.get("file"), PropertyList(root.settingsPath()));
+  EXPECT_EQ(first.get("blocksMigration"), PropertyList(true));
+  EXPECT_EQ(first.get("blocksEdits"), PropertyList(true));
+}
+
+TEST(Check, CreatesAndChangesNothing) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A"), mailAccount("A")});
+  root.putText(ToolRoot::kLegacyMail, "nonsense");
+  const auto before = root.snapshot();
+  static_cast<void>(runTool({"check", root.path()}));
+  EXPECT_EQ(root.snapshot(), before);
+}
+
+TEST(Check, RefusesWhatItCannotLookAt) {
+  ToolRoot root;
+  const ToolResult missing = runTool({"check", root.at("/nothing")});
+  EXPECT_EQ(missing.status, 3);
+  EXPECT_EQ(missing.err, "accountsettings: " + root.at("/nothing") +
+                             ": No such file or directory; check the path\n");
+  const ToolResult flag = runTool({"check", "--jsno"});
+  EXPECT_EQ(flag.status, 2);
+  EXPECT_NE(flag.err.find("--jsno: unknown option; did you mean --json?"), std::string::npos)
+      << flag.err;
+  EXPECT_EQ(runTool({"check", root.path(), root.path()}).status, 2);
+}
+
+TEST(Check, SaysWhenItMayNotReadAFile) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
+  ToolRoot root;
+  root.putSettings(12, {});
+  const ToolResult alone = ToolRun({"check", root.settingsPath()}).asUser(65534).run();
+  EXPECT_EQ(alone.status, 3);
+  EXPECT_EQ(alone.err, "accountsettings: " + root.settingsPath() +
+                           ": Permission denied; run as a user who may, or change the "
+                           "permissions\n");
+  const ToolResult whole = ToolRun({"check", root.path(), "--json"}).asUser(65534).run();
+  EXPECT_EQ(whole.status, 1) << whole.err;
+  EXPECT_EQ(findingsIn(whole).front(), "unreadable - -");
+}
+
+TEST(Check, SurvivesAClosedPipe) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  const ToolResult result = ToolRun({"check", root.path()}).withClosedOutput().run();
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("standard output: "), std::string::npos) << result.err;
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

@@ -1,0 +1,127 @@
+// Tests of `diff`, run as a process.
+#include <gtest/gtest.h>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
+  account.set(key, std::move(value));
+  return account;
+}
+
+TEST(Diff, SameSettingsEndWithZero) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const ToolResult result = runTool({"diff", root.path(), root.settingsPath()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "--- device root " + root.path() + "\n+++ settings file " +
+                            root.settingsPath() + "\nThe account settings are the same.\n");
+}
+
+TEST(Diff, DifferencesAreShownAccountByAccount) {
+  ToolRoot before;
+  ToolRoot after;
+  const Dictionary child = {{"Identifier", "C"}, {"Type", "CalDAV"}, {"Class", "X"}};
+  before.putSettings(9, {with(mailAccount("A"), "ChildAccounts", Array{child}), mailAccount("B")});
+  Dictionary changed = mailAccount("A");
+  changed.set("Enabled Dataclasses", PropertyList(Array{"com.zelqo.Dataclass.Notes"}));
+  changed.set("Username", PropertyList("other"));
+  changed.set("ChildAccounts", PropertyList(Array{with(child, "Port", 1)}));
+  after.putSettings(12, {changed, Dictionary{{"Identifier", "N"}, {"Type", "LDAP"}}});
+  const ToolResult result = runTool({"diff", before.path(), after.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "--- device root " + before.path() + "\n+++ device root " + after.path() +
+                            "\n"
+                            "~ Version: 9 -> 12\n"
+                            "~ Mail \"Mail of A\"  A\n"
+                            "    ~ Username: \"user-A\" -> \"other\"\n"
+                            "    ~ Enabled Dataclasses: +Notes -Mail\n"
+                            "    ~ CalDAV  C\n"
+                            "        + Port: 1\n"
+                            "+ LDAP  N\n"
+                            "    + Identifier: \"N\"\n"
+                            "    + Type: \"LDAP\"\n"
+                            "- Mail \"Mail of B\"  B\n"
+                            "    - Identifier: \"B\"\n"
+                            "    - Type: \"Mail\"\n"
+                            "    - Class: \"IMAPAccount\"\n"
+                            "    - DisplayName: \"Mail of B\"\n"
+                            "    - Username: \"user-B\"\n"
+                            "    ~ Enabled Dataclasses: -Mail\n");
+  const ToolResult json = runTool({"diff", "--json", before.path(), after.path()});
+  EXPECT_EQ(json.status, 1);
+  EXPECT_EQ(schemaErrors("diff.schema.json", json.out), "");
+  const Dictionary document = documentIn(json.out);
+  EXPECT_EQ(document.get("same"), PropertyList(false));
+  EXPECT_EQ(document.find("accounts")->array()->size(), 3U);
+}
+
+TEST(Diff, SecretsAreHiddenUnlessAskedFor) {
+  ToolRoot before;
+  ToolRoot after;
+  before.putSettings(12, {with(mailAccount("A"), "Password", "old-word")});
+  after.putSettings(12, {with(mailAccount("A"), "Password", "new-word")});
+  const ToolResult hidden = runTool({"diff", before.path(), after.path()});
+  EXPECT_EQ(hidden.status, 1);
+  EXPECT_EQ(hidden.out.find("word\""), std::string::npos) << hidden.out;
+  const ToolResult json = runTool({"diff", before.path(), after.path(), "--json"});
+  EXPECT_EQ(json.out.find("-word"), std::string::npos) << json.out;
+  const ToolResult shown = runTool({"diff", before.path(), after.path(), "--reveal"});
+  EXPECT_NE(shown.out.find("\"old-word\" -> \"new-word\""), std::string::npos) << shown.out;
+}
+
+TEST(Diff, ARootWithoutSettingsCountsAsEmpty) {
+  ToolRoot empty;
+  ToolRoot full;
+  full.putSettings(12, {mailAccount("A")});
+  const ToolResult result = runTool({"diff", empty.path(), full.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.out.starts_with("--- device root " + empty.path() + " (no settings file)\n"));
+}
+
+TEST(Diff, RefusesWhatIsNoSettings) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  root.put("/odd.plist", Array{1});
+  const ToolResult odd = runTool({"diff", root.path(), root.at("/odd.plist")});
+  EXPECT_EQ(odd.status, 3);
+  EXPECT_EQ(odd.err, "accountsettings: " + root.at("/odd.plist") +
+                         ": it holds no dictionary, so these are no settings; give a settings "
+                         "file, a device root or a backup\n");
+  root.putText("/broken.plist", "<plist><dict></plist>");
+  EXPECT_EQ(runTool({"diff", root.path(), root.at("/broken.plist")}).status, 3);
+  EXPECT_EQ(runTool({"diff", root.path(), root.at("/missing")}).status, 3);
+  EXPECT_EQ(runTool({"diff", root.path()}).status, 2);
+}
+
+TEST(Diff, ColourIsForTerminalsOnly) {
+  ToolRoot before;
+  ToolRoot after;
+  before.putSettings(12, {});
+  after.putSettings(12, {mailAccount("A")});
+  const ToolResult result =
+      ToolRun({"diff", before.path(), after.path()}).withVariable("TERM", "xterm").run();
+  EXPECT_EQ(result.out.find('\033'), std::string::npos);
+}
+
+TEST(Diff, CreatesNothing) {
+  ToolRoot before;
+  ToolRoot after;
+  before.putSettings(12, {});
+  const auto snapshots = std::pair(before.snapshot(), after.snapshot());
+  static_cast<void>(runTool({"diff", before.path(), after.path()}));
+  EXPECT_EQ(std::pair(before.snapshot(), after.snapshot()), snapshots);
+}
+
+TEST(Diff, SurvivesAClosedPipe) {
+  ToolRoot root;
+  root.putSettings(12, {});
+  const ToolResult result = ToolRun({"diff", root.path(), root.path()}).withClosedOutput().run();
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.status, 3);
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

@@ -1,0 +1,415 @@
+// Tests of the commands that read and edit accounts, run as processes.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <future>
+#include <thread>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
+  account.set(key, std::move(value));
+  return account;
+}
+
+Dictionary child(std::string_view identifier) {
+  return {{"Identifier", identifier},
+          {"Sync Identifier", identifier},
+          {"Type", "CalDAV"},
+          {"Class", "MobileCalDAVAccount"},
+          {"X-Blob", PropertyList::data(Bytes{0, 1, 0xFE})}};
+}
+
+// Settings of version 12: two mail accounts and a cloud account P with the children C and D.
+class Edit : public ::testing::Test {
+ protected:
+  Edit() {
+    Dictionary cloud = {{"Identifier", "P"},
+                        {"Type", "ZelqoAccount"},
+                        {"Class", "ZQAccount"},
+                        {"Enabled Dataclasses", Array{"com.zelqo.Dataclass.Calendars"}},
+                        {"ChildAccounts", Array{child("C"), child("D")}},
+                        {"X-Real", 0.1}};
+    root.putSettings(12, {mailAccount("A"), mailAccount("B"), cloud});
+  }
+
+  ToolResult run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--root", root.path()});
+    return runTool(std::move(arguments));
+  }
+
+  // The command refuses with this status and message, and nothing was touched but the lock.
+  void expectRefused(std::vector<std::string> arguments, int status, const std::string& message) {
+    const auto before = filesWithoutLock();
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, status) << result.out;
+    EXPECT_EQ(result.err, "accountsettings: " + message + "\n");
+    EXPECT_EQ(filesWithoutLock(), before);
+  }
+
+  std::map<std::string, std::string> filesWithoutLock() {
+    auto files = root.snapshot();
+    files.erase(ToolRoot::kLock);
+    files.erase("/tmp");
+    return files;
+  }
+
+  [[nodiscard]] Array accounts() const { return *root.settings().find("Accounts")->array(); }
+  [[nodiscard]] Array children() const { return *root.account(2).find("ChildAccounts")->array(); }
+
+  ToolRoot root;
+};
+
+TEST_F(Edit, SetStoresAStringAndLeavesEverythingElseAsItWas) {
+  const Array before = accounts();
+  const ToolResult result = run({"set", "A", "DisplayName", "Work"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "~ Mail \"Work\"  A\n    ~ DisplayName: \"Mail of A\" -> \"Work\"\nSaved " +
+                            root.settingsPath() + ".\n");
+  Array expected = before;
+  expected.set(0, with(mailAccount("A"), "DisplayName", "Work"));
+  EXPECT_EQ(accounts(), expected);
+  EXPECT_EQ(root.settings().get("Version"), PropertyList(12));
+  struct stat status {};
+  ::stat(root.settingsPath().c_str(), &status);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(Edit, SetStoresEveryTypeOfValue) {
+  const auto stored = [&](const std::string& value, const std::string& type) {
+    const ToolResult result = run({"set", "A", "X", value, "--type", type});
+    EXPECT_EQ(result.status, 0) << result.err;
+    return root.account(0).get("X");
+  };
+  EXPECT_EQ(stored("12", "string"), PropertyList("12"));
+  EXPECT_EQ(stored("-12", "int"), PropertyList(-12));
+  EXPECT_EQ(stored("18446744073709551615", "int"), PropertyList(18446744073709551615U));
+  EXPECT_EQ(stored("true", "bool"), PropertyList(true));
+  EXPECT_EQ(stored("no", "bool"), PropertyList(false));
+  EXPECT_EQ(stored("[1, {\"a\": true}]", "plist"), PropertyList(Array{1, Dictionary{{"a", true}}}));
+  EXPECT_EQ(stored("<array><real>0.5</real></array>", "plist"), PropertyList(Array{0.5}));
+  EXPECT_EQ(stored("<?xml version=\"1.0\"?><plist><data>AAE=</data></plist>", "plist"),
+            PropertyList::data(Bytes{0, 1}));
+}
+
+TEST_F(Edit, SetUnsetsAKey) {
+  EXPECT_EQ(run({"set", "A", "Username", "--unset"}).status, 0);
+  EXPECT_FALSE(root.account(0).contains("Username"));
+}
+
+TEST_F(Edit, NothingIsWrittenWhereNothingChanges) {
+  const auto before = filesWithoutLock();
+  const ToolResult result = run({"set", "A", "Username", "user-A"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "Nothing to change: the settings hold this already.\n");
+  EXPECT_EQ(filesWithoutLock(), before);
+}
+
+TEST_F(Edit, ADryRunShowsTheChangeAndTouchesNothingAtAll) {
+  const auto before = root.snapshot();
+  const ToolResult result = run({"set", "A", "Username", "other", "-n"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out,
+            "~ Mail \"Mail of A\"  A\n    ~ Username: \"user-A\" -> \"other\"\n"
+            "Nothing was written; without --dry-run this would be saved.\n");
+  for (const auto& arguments :
+       std::vector<std::vector<std::string>>{{"enable", "A", "Notes", "--dry-run"},
+                                             {"disable", "A", "Mail", "--dry-run"},
+                                             {"add", "Mail", "IMAPAccount", "--dry-run"},
+                                             {"remove", "P", "--dry-run"}}) {
+    EXPECT_EQ(run(arguments).status, 0);
+  }
+  EXPECT_EQ(root.snapshot(), before);
+}
+
+TEST_F(Edit, AChildIsEditedInsideItsParent) {
+  ASSERT_EQ(run({"set", "D", "DisplayName", "Holidays"}).status, 0);
+  EXPECT_EQ(children(), (Array{child("C"), with(child("D"), "DisplayName", "Holidays")}));
+  EXPECT_EQ(root.account(2).get("X-Real"), PropertyList(0.1));
+  EXPECT_EQ(accounts()[0], PropertyList(mailAccount("A")));
+}
+
+TEST_F(Edit, AChildIsAddedAndRemoved) {
+  ASSERT_EQ(run({"add", "CardDAV", "CardDAVAccount", "--parent", "P", "--name", "People"}).status,
+            0);
+  ASSERT_EQ(children().size(), 3U);
+  EXPECT_EQ(children()[2].dictionary()->get("DisplayName"), PropertyList("People"));
+  ASSERT_EQ(run({"remove", "C"}).status, 0);
+  ASSERT_EQ(children().size(), 2U);
+  EXPECT_EQ(children()[0], PropertyList(child("D")));
+}
+
+TEST_F(Edit, EnableAndDisableChangeTheStoredList) {
+  ASSERT_EQ(run({"enable", "A", "Notes", "com.zelqo.Dataclass.Mail"}).status, 0);
+  EXPECT_TRUE(root.account(0)
+                  .find("Enabled Dataclasses")
+                  ->array()
+                  ->contains(PropertyList("com.zelqo.Dataclass.Notes")));
+  EXPECT_EQ(root.account(0).find("Enabled Dataclasses")->array()->size(), 2U);
+  ASSERT_EQ(run({"disable", "A", "Mail"}).status, 0);
+  EXPECT_EQ(root.account(0).get("Enabled Dataclasses"),
+            PropertyList(Array{"com.zelqo.Dataclass.Notes"}));
+}
+
+TEST_F(Edit, EnablingAChildSaysThatItReportsItsParentsList) {
+  const ToolResult result = run({"disable", "C", "Calendars"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "accountsettings: Calendars is stored as disabled, but a child reports "
+            "what its parent has enabled\n");
+}
+
+TEST_F(Edit, AddMakesAnAccountWithFreshIdentifiers) {
+  const ToolResult result = run({"add", "Mail", "IMAPAccount", "--name", "New", "--username", "me",
+                                 "--enable", "Mail", "--json"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(schemaErrors("edit.schema.json", result.out), "");
+  const Dictionary added = root.account(3);
+  EXPECT_EQ(added.size(), 7U);
+  EXPECT_EQ(added.get("Identifier"), documentIn(result.out).get("account"));
+  EXPECT_EQ(added.get("Sync Identifier"), added.get("Identifier"));
+  EXPECT_EQ(added.get("Username"), PropertyList("me"));
+  EXPECT_EQ(added.get("Enabled Dataclasses"), PropertyList(Array{"com.zelqo.Dataclass.Mail"}));
+}
+
+TEST_F(Edit, AddTakesMorePropertiesFromAFile) {
+  root.put("/more.plist", Dictionary{{"Identifier", "N"}, {"PortNumber", 993}, {"Type", "Odd"}});
+  ASSERT_EQ(run({"add", "Mail", "IMAPAccount", "--properties", root.at("/more.plist")}).status, 0);
+  EXPECT_EQ(
+      root.account(3),
+      (Dictionary{
+          {"Identifier", "N"}, {"PortNumber", 993}, {"Type", "Mail"}, {"Class", "IMAPAccount"}}));
+}
+
+TEST_F(Edit, RemoveTakesAnAccountWithItsChildren) {
+  ASSERT_EQ(run({"remove", "P"}).status, 0);
+  EXPECT_EQ(accounts(), (Array{mailAccount("A"), mailAccount("B")}));
+}
+
+TEST_F(Edit, GetPrintsOneValueAsItStands) {
+  const auto before = root.snapshot();
+  EXPECT_EQ(run({"get", "A", "Username"}).out, "user-A\n");
+  EXPECT_EQ(run({"get", "A", "Enabled Dataclasses"}).out, "- \"com.zelqo.Dataclass.Mail\"\n");
+  EXPECT_EQ(run({"get", "C", "Enabled Dataclasses"}).out, "- \"com.zelqo.Dataclass.Calendars\"\n");
+  EXPECT_NE(run({"get", "A"}).out.find("DisplayName: \"Mail of A\"\n"), std::string::npos);
+  const ToolResult json = run({"get", "A", "Username", "Nope", "--json"});
+  EXPECT_EQ(json.status, 1);
+  EXPECT_EQ(schemaErrors("get.schema.json", json.out), "");
+  EXPECT_EQ(documentIn(json.out).get("values"), PropertyList(Dictionary{{"Username", "user-A"}}));
+  EXPECT_NE(json.err.find("key 'Nope': there is no such value"), std::string::npos);
+  EXPECT_EQ(root.snapshot(), before);
+}
+
+TEST_F(Edit, GetHidesSecrets) {
+  ASSERT_EQ(run({"set", "A", "Password", "s3cret"}).status, 0);
+  EXPECT_EQ(run({"get", "A", "Password"}).out, "(hidden)\n");
+  EXPECT_EQ(run({"get", "A"}).out.find("s3cret"), std::string::npos);
+  EXPECT_EQ(run({"get", "A", "Password", "--reveal"}).out, "s3cret\n");
+}
+
+TEST_F(Edit, RefusesWhatTheModelRefuses) {
+  expectRefused({"set", "A", "Type", "Exchange"}, 3,
+                "account 'A', key 'Type': an account keeps its type for life; add an account of "
+                "the other type and remove this one");
+  expectRefused({"set", "A", "Class", "POPAccount"}, 3,
+                "account 'A', key 'Class': an account keeps its class for life; add an account of "
+                "the other class and remove this one");
+  expectRefused({"set", "A", "Identifier", "B"}, 3,
+                "account 'A', key 'Identifier': the identifier is what everybody knows the account "
+                "by; add an account of its own instead");
+  expectRefused({"set", "P", "ChildAccounts", "--unset"}, 3,
+                "account 'P', key 'ChildAccounts': children are edited one by one; give the "
+                "child's own identifier, or use 'add --parent' and 'remove'");
+  expectRefused({"set", "A", "Username", "7", "--type", "int"}, 3,
+                "account 'A', key 'Username': an integer would be read as absent; the key holds a "
+                "string; choose another --type");
+  expectRefused({"set", "A", "Enabled Dataclasses", "[\"odd\"]", "--type", "plist"}, 3,
+                "account 'A', key 'Enabled Dataclasses': accounts of type 'Mail' cannot carry "
+                "'odd'; this type carries Mail, Notes");
+  expectRefused({"enable", "A", "Bookmarks"}, 3,
+                "account 'A': accounts of type 'Mail' cannot carry Bookmarks; this type carries "
+                "Mail, Notes");
+  expectRefused({"add", "Pigeon", "PigeonAccount"}, 3,
+                "an account of type 'Pigeon': the type registry does not know this type; "
+                "'accountsettings show' lists accounts with types that it knows");
+  expectRefused({"add", "Mail", "OddAccount"}, 3,
+                "an account of type 'Mail': the class 'OddAccount' is no mail class; give the "
+                "class that handles it, for example IMAPAccount or POPAccount");
+  expectRefused({"add", "Mail", ""}, 3, "an account of type 'Mail': the account class is required");
+  expectRefused({"add", "CalDAV", "MobileCalDAVAccount", "--parent", "C"}, 3,
+                "account 'C': it is a child itself; a child has no children; give a top-level "
+                "account");
+}
+
+TEST_F(Edit, RefusesAnAccountThatIsNotThere) {
+  const std::string reason =
+      "account 'Z': there is no such account; 'accountsettings show' lists the accounts with their "
+      "identifiers";
+  expectRefused({"set", "Z", "X", "1"}, 3, reason);
+  expectRefused({"enable", "Z", "Mail"}, 3, reason);
+  expectRefused({"remove", "Z"}, 3, reason);
+  expectRefused({"get", "Z"}, 3, reason);
+}
+
+TEST_F(Edit, RefusesASecondAccountWithTheSameIdentifier) {
+  root.put("/more.plist", Dictionary{{"Identifier", "C"}});
+  expectRefused({"add", "Mail", "IMAPAccount", "--properties", root.at("/more.plist")}, 3,
+                "an account of type 'Mail': there is an account with the identifier 'C' already; "
+                "leave \"Identifier\" out, and a fresh one is made");
+}
+
+TEST_F(Edit, RefusesWrongUsage) {
+  expectRefused({"set", "A", "X"}, 2,
+                "a VALUE is needed, or --unset; see accountsettings set --help");
+  expectRefused({"set", "A", "X", "1", "--unset"}, 2,
+                "--unset takes no VALUE; see accountsettings set --help");
+  expectRefused({"set", "A", "X", "one", "--type", "int"}, 2, "VALUE: 'one' is not an integer");
+  expectRefused({"set", "A", "X", "maybe", "--type", "bool"}, 2,
+                "VALUE: 'maybe' is not true or false");
+  EXPECT_EQ(run({"set", "A", "X", "<dict>", "--type", "plist"}).status, 2);
+  EXPECT_EQ(run({"set", "A", "X", "1", "--type", "float"}).status, 2);
+  EXPECT_EQ(run({"enable", "A", "Telepathy"}).status, 2);
+  EXPECT_EQ(run({"enable", "A"}).status, 2);
+  EXPECT_EQ(run({"remove"}).status, 2);
+}
+
+TEST_F(Edit, RefusesSettingsOfAnyOtherVersion) {
+  const std::string where = root.settingsPath() + ": ";
+  root.putSettings(9, {mailAccount("A")});
+  const std::string old = where +
+                          "the settings have version 9, not 12, and a save would keep the upgrade "
+                          "steps from ever running; run 'accountsettings migrate' first";
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"set", "A", "X", "1"},
+                                             {"enable", "A", "Mail"},
+                                             {"disable", "A", "Mail"},
+                                             {"add", "Mail", "IMAPAccount"},
+                                             {"remove", "A"},
+                                             {"get", "A"}}) {
+    expectRefused(command, 3, old);
+  }
+  expectRefused({"set", "A", "X", "1", "--accept-loss"}, 3, old);
+  root.putSettings(13, {mailAccount("A")});
+  expectRefused({"set", "A", "X", "1"}, 3,
+                where +
+                    "the settings have version 13, not 12; they are newer than this program; "
+                    "use the program of the newer system");
+  root.put(ToolRoot::kSettings, Dictionary{{"Accounts", Array{mailAccount("A")}}});
+  expectRefused({"set", "A", "X", "1"}, 3,
+                where +
+                    "the settings have no version, and a save would stamp them as current; see "
+                    "'accountsettings check', and migrate first");
+}
+
+TEST_F(Edit, RefusesSettingsThatAreMissingOrUnreadable) {
+  root.putText(ToolRoot::kSettings, "nonsense");
+  EXPECT_EQ(run({"set", "A", "X", "1"}).status, 3);
+  EXPECT_EQ(run({"set", "A", "X", "1", "--accept-loss"}).status, 3);
+  EXPECT_EQ(::unlink(root.settingsPath().c_str()), 0);
+  expectRefused(
+      {"set", "A", "X", "1"}, 3,
+      root.settingsPath() + ": there are no account settings; run 'accountsettings migrate' first");
+  ASSERT_EQ(::mkdir(root.settingsPath().c_str(), 0755), 0);
+  EXPECT_EQ(run({"set", "A", "X", "1"}).status, 3);
+}
+
+TEST_F(Edit, NeedsAcceptLossWhereASaveDropsSomething) {
+  root.put(
+      ToolRoot::kSettings,
+      Dictionary{{"Accounts", Array{mailAccount("A"), "odd"}}, {"Version", 12}, {"Extra", true}});
+  expectRefused({"set", "A", "X", "1"}, 3,
+                root.settingsPath() +
+                    ": The key \"Extra\" at the root of the file is dropped by every save (and 1 "
+                    "more finding of this weight); 'accountsettings check' tells more; "
+                    "--accept-loss goes on all the same");
+  const ToolResult accepted = run({"set", "A", "X", "1", "--accept-loss"});
+  EXPECT_EQ(accepted.status, 0) << accepted.err;
+  EXPECT_NE(accepted.out.find("- Extra: true\n"), std::string::npos) << accepted.out;
+  EXPECT_EQ(root.settings(),
+            (Dictionary{{"Accounts", Array{with(mailAccount("A"), "X", "1")}}, {"Version", 12}}));
+}
+
+TEST_F(Edit, WaitsForAMigrationUnderWay) {
+  root.putText(ToolRoot::kLock, "");
+  const int lock = ::open(root.at(ToolRoot::kLock).c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  auto edit = std::async(std::launch::async, [&] { return run({"set", "A", "X", "1"}); });
+  EXPECT_EQ(edit.wait_for(300ms), std::future_status::timeout);
+  EXPECT_FALSE(root.account(0).contains("X"));
+  ::close(lock);
+  EXPECT_EQ(edit.get().status, 0);
+  EXPECT_EQ(root.account(0).get("X"), PropertyList("1"));
+}
+
+TEST_F(Edit, ADryRunDoesNotWaitForAMigration) {
+  root.putText(ToolRoot::kLock, "");
+  const int lock = ::open(root.at(ToolRoot::kLock).c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  const ToolResult result = run({"set", "A", "X", "1", "-n"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("is migrating the settings; try again when it has ended"),
+            std::string::npos)
+      << result.err;
+  ::close(lock);
+}
+
+TEST_F(Edit, AFullDiskLeavesTheOldFileAndSaysWhy) {
+  const auto before = filesWithoutLock();
+  const ToolResult result =
+      ToolRun({"set", "A", "X", std::string(4096, 'x'), "--root", root.path()})
+          .withFileSizeLimit(1024)
+          .run();
+  EXPECT_EQ(result.status, 3) << result.out;
+  EXPECT_NE(result.err.find("the settings could not be saved: "), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
+  auto after = filesWithoutLock();
+  after.erase("/var/mobile/Library/Preferences");
+  auto expected = before;
+  expected.erase("/var/mobile/Library/Preferences");
+  EXPECT_EQ(after, expected);
+}
+
+TEST_F(Edit, WithoutPermissionNothingIsTouched) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
+  ::chmod(root.settingsPath().c_str(), 0644);
+  const auto before = filesWithoutLock();
+  const ToolResult result =
+      ToolRun({"set", "A", "X", "1", "--root", root.path()}).asUser(65534).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_FALSE(result.err.empty());
+  EXPECT_EQ(filesWithoutLock(), before);
+}
+
+TEST_F(Edit, SurvivesAClosedPipeAfterTheSave) {
+  const ToolResult result =
+      ToolRun({"set", "A", "X", "1", "--root", root.path()}).withClosedOutput().run();
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(root.account(0).get("X"), PropertyList("1"));
+  EXPECT_NE(result.err.find("standard output: "), std::string::npos);
+}
+
+TEST_F(Edit, KeepsUnknownKeysToTheBit) {
+  const Array kinds = {1.5,
+                       PropertyList::date(0.25),
+                       PropertyList::uid(7),
+                       18446744073709551615U,
+                       PropertyList::data(Bytes{0, 255}),
+                       "\xED\xA0\x80",
+                       Dictionary{{"", Array()}}};
+  root.putSettings(12, {with(mailAccount("A"), "X-Kinds", kinds), mailAccount("B")});
+  ASSERT_EQ(run({"set", "B", "X", "1"}).status, 0);
+  ASSERT_EQ(run({"set", "A", "X", "1"}).status, 0);
+  EXPECT_EQ(root.account(0).get("X-Kinds"), PropertyList(kinds));
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

@@ -1,0 +1,220 @@
+// Tests of `plan`, run as a process.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+Dictionary legacyMail(const Array& incoming) {
+  return {{"MailAccounts", incoming}};
+}
+
+Dictionary description(std::string_view identifier) {
+  return {{"AccountType", "IMAPAccount"}, {"uniqueId", identifier}, {"AccountName", "Old"}};
+}
+
+Dictionary planOf(const ToolRoot& root) {
+  const ToolResult result = runTool({"plan", root.path(), "--json"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(schemaErrors("plan.schema.json", result.out), "");
+  return documentIn(result.out);
+}
+
+bool flag(const Dictionary& dictionary, const char* key) {
+  return dictionary.find(key)->booleanValue();
+}
+
+std::vector<std::string> textsUnder(const Dictionary& document, const char* list, const char* key) {
+  std::vector<std::string> texts;
+  for (const PropertyList& each : *document.find(list)->array()) {
+    texts.emplace_back(each.dictionary()->find(key)->stringValue().value());
+  }
+  return texts;
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(Plan, SaysWhenNothingIsPending) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const Dictionary plan = planOf(root);
+  EXPECT_FALSE(flag(plan, "pending"));
+  EXPECT_TRUE(flag(plan, "result"));
+  EXPECT_EQ(textsUnder(plan, "steps", "step"), Texts{});
+  EXPECT_EQ(textsUnder(plan, "droppedAccounts", "account"), Texts{});
+  EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 0);
+}
+
+TEST(Plan, TellsTheStepsOfAVersionUpgrade) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const Dictionary plan = planOf(root);
+  EXPECT_TRUE(flag(plan, "pending"));
+  EXPECT_EQ(textsUnder(plan, "steps", "step"),
+            (Texts{"_migrateAccountsFrom9A182:", "_migrateAccountsFrom9A334:",
+                   "_migrateAccountsFrom9B176:"}));
+  const Dictionary& decision = *plan.find("decision")->dictionary();
+  EXPECT_TRUE(flag(decision, "versionUpgrade"));
+  EXPECT_EQ(decision.get("version"), PropertyList(9));
+  EXPECT_EQ(decision.get("reasons"),
+            PropertyList(Array{"The settings have version 9: the upgrade steps up to 12 run."}));
+  EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 10);
+}
+
+TEST(Plan, TellsLegacyFilesAndTheFilesThatWouldBeWrittenAndRemoved) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail, legacyMail({description("A"), description("B")}));
+  root.putText("/var/mobile/Library/Mail/AutoFetchEnabled", "");
+  const Dictionary plan = planOf(root);
+  EXPECT_TRUE(flag(*plan.find("decision")->dictionary(), "legacyMail"));
+  EXPECT_EQ(textsUnder(plan, "steps", "step").front(), "_migrateMailAccounts:");
+  EXPECT_EQ(textsUnder(plan, "steps", "step").size(), 13U);
+  const Dictionary& file = *(*plan.find("legacyFiles")->array())[0].dictionary();
+  EXPECT_EQ(file.get("file"), PropertyList(root.at(ToolRoot::kLegacyMail)));
+  EXPECT_EQ(file.get("descriptions"), PropertyList(2));
+  EXPECT_EQ(file.get("notConvertible"), PropertyList(Array()));
+  std::map<std::string, std::string> fates;
+  for (const PropertyList& each : *plan.find("files")->array()) {
+    fates[std::string(*each.dictionary()->find("file")->stringValue())] =
+        *each.dictionary()->find("fate")->stringValue();
+  }
+  EXPECT_EQ(fates[root.at(ToolRoot::kLegacyMail)], "removed");
+  EXPECT_EQ(fates[root.at("/var/mobile/Library/Mail/AutoFetchEnabled")], "removed");
+  EXPECT_EQ(fates[root.settingsPath()], "created");
+}
+
+TEST(Plan, TellsWhichDescriptionsWouldNotConvertAndThatTheirFileIsLost) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail, legacyMail({description("A"), Dictionary{{"uniqueId", "B"}}}));
+  const Dictionary plan = planOf(root);
+  EXPECT_TRUE(flag(plan, "blocked"));
+  const Dictionary& file = *(*plan.find("legacyFiles")->array())[0].dictionary();
+  EXPECT_EQ(file.get("notConvertible"),
+            PropertyList(Array{Dictionary{{"account", "B"},
+                                          {"section", "MailAccounts"},
+                                          {"reason", "The description tells no account class."}}}));
+  EXPECT_EQ(textsUnder(plan, "droppedAccounts", "account"), (Texts{"A", "B"}));
+}
+
+TEST(Plan, TellsAccountsThatWouldBeDroppedAndWhy) {
+  ToolRoot root;
+  Dictionary unknown = mailAccount("U");
+  unknown.set("Type", PropertyList("Pigeon"));
+  Dictionary broken = mailAccount("X");
+  broken.set("Class", PropertyList("OddAccount"));
+  root.putSettings(11, {unknown, mailAccount("A"), broken});
+  const Dictionary plan = planOf(root);
+  EXPECT_EQ(textsUnder(plan, "droppedAccounts", "account"), (Texts{"U", "X"}));
+  const std::string reason = textsUnder(plan, "droppedAccounts", "reason")[0];
+  EXPECT_NE(reason.find("the type \"Pigeon\""), std::string::npos) << reason;
+}
+
+TEST(Plan, AnAccountThatGetsAnotherIdentifierIsNotDropped) {
+  ToolRoot root;
+  Dictionary old = mailAccount("A");
+  old.set("uniqueId", PropertyList("U"));
+  root.putSettings(0, {old});
+  EXPECT_EQ(textsUnder(planOf(root), "droppedAccounts", "account"), Texts{});
+}
+
+TEST(Plan, TellsAnInterruptedRemoval) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  root.put(ToolRoot::kLegacyMail, legacyMail({description("L")}));
+  root.putText(ToolRoot::kSentinel, "x");
+  const Dictionary plan = planOf(root);
+  EXPECT_TRUE(flag(*plan.find("decision")->dictionary(), "interruptedRemoval"));
+  EXPECT_TRUE(flag(plan, "blocked"));
+  EXPECT_EQ(textsUnder(plan, "steps", "step"), Texts{});
+}
+
+TEST(Plan, TellsTheQuietLosses) {
+  ToolRoot root;
+  root.put(ToolRoot::kSettings, Dictionary{{"Accounts", Array()}, {"Extra", 1}});
+  EXPECT_EQ(textsUnder(planOf(root), "findings", "code"),
+            (Texts{"missing-version", "foreign-root-key"}));
+}
+
+TEST(Plan, ShowsItAllToPeople) {
+  ToolRoot root;
+  root.putSettings(11, {mailAccount("A")});
+  const ToolResult result = runTool({"plan", "--root", root.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out,
+            "A migration is pending.\n"
+            "  The settings have version 11: the upgrade steps up to 12 run.\n"
+            "\n"
+            "Steps that would run\n"
+            "  _migrateAccountsFrom9B176:  the Quillet data class, cloud tabs (changes nothing)\n"
+            "\n"
+            "Files\n"
+            "  changed " +
+                root.settingsPath() + "\n  created " +
+                root.at("/var/shared/Library/Logs/CrashReporter/com.zelqo.accountsettings.plist") +
+                "\n"
+                "\n"
+                "Findings: nothing\n");
+}
+
+TEST(Plan, TouchesNothing) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  root.put(ToolRoot::kLegacyMail, legacyMail({description("L")}));
+  const auto before = root.snapshot();
+  static_cast<void>(runTool({"plan", root.path()}));
+  EXPECT_EQ(root.snapshot(), before);
+}
+
+TEST(Plan, IsSavedWithTheDigestsOfItsInputs) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory directory;
+  const std::string file = directory.path() / "plan.json";
+  const auto before = root.snapshot();
+  const ToolResult result = runTool({"plan", root.path(), "--out", file});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(root.snapshot(), before);
+  std::ifstream stream(file);
+  const std::string saved{std::istreambuf_iterator<char>(stream), {}};
+  EXPECT_EQ(schemaErrors("plan.schema.json", saved), "");
+  const Dictionary plan = documentIn(saved);
+  std::map<std::string, bool> digested;
+  for (const PropertyList& each : *plan.find("inputs")->array()) {
+    digested[std::string(*each.dictionary()->find("path")->stringValue())] =
+        each.dictionary()->contains("sha256");
+  }
+  EXPECT_TRUE(digested.at(ToolRoot::kSettings));
+  EXPECT_FALSE(digested.at(ToolRoot::kLegacyMail));
+  EXPECT_FALSE(digested.at(ToolRoot::kLegacyExchange));
+  EXPECT_FALSE(digested.at(ToolRoot::kSentinel));
+}
+
+TEST(Plan, RefusesBadInput) {
+  ToolRoot root;
+  EXPECT_EQ(runTool({"plan", root.at("/nothing")}).status, 3);
+  EXPECT_EQ(runTool({"plan", root.path(), "--out", root.path()}).status, 3);
+  EXPECT_EQ(runTool({"plan", root.path(), "--out", root.at("/no/such/plan.json")}).status, 3);
+  EXPECT_EQ(runTool({"plan", "--exitcode"}).status, 2);
+  root.putText("/file", "");
+  EXPECT_EQ(runTool({"plan", root.at("/file")}).status, 3);
+  EXPECT_EQ(ToolRun({"plan", root.path()}).withClosedOutput().run().signal, 0);
+}
+
+TEST(Plan, AFullDiskLeavesNoHalfPlan) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory directory;
+  const std::string file = directory.path() / "plan.json";
+  const ToolResult result =
+      ToolRun({"plan", root.path(), "--out", file}).withFileSizeLimit(512).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find(file + ": File too large"), std::string::npos) << result.err;
+  EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
+}  // namespace
+}  // namespace accountsettings::testing
