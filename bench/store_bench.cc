@@ -1,0 +1,273 @@
+// Benchmarks of the account store at three sizes: loading, editing each account once, saving, and
+// all of it together. "account" is the time per account, which should stay flat. The settings file
+// is kept in memory, so that what is measured is the store and not the disk; one benchmark at the
+// end uses real files.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/SampleSettings.h"
+#include "host/LinuxHost.h"
+#include "platform/ProcessContext.h"
+#include "plist/BinaryWriter.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+namespace {
+
+// MemoryFiles holds files by path; whatever a save does not need fails.
+class MemoryFiles : public Files {
+ public:
+  std::map<std::string, Bytes> files;
+
+  Result<Bytes> read(const std::string& path) override {
+    const auto found = files.find(path);
+    if (found == files.end()) return Error{path + ": no such file", 0};
+    return found->second;
+  }
+  bool exists(const std::string& path) override { return files.count(path) != 0; }
+  bool isDirectory(const std::string&) override { return false; }
+  Status copy(const std::string&, const std::string&) override { return refused(); }
+  Status remove(const std::string& path) override {
+    files.erase(path);
+    return {};
+  }
+  Status create(const std::string&, std::span<const std::uint8_t>) override { return refused(); }
+  Status makeDirectory(const std::string&, unsigned) override { return refused(); }
+  Status writeAtomically(const std::string&, std::span<const std::uint8_t>) override {
+    return refused();
+  }
+  Result<std::unique_ptr<TemporaryFile>> makeTemporary(const std::string& destination) override {
+    return {std::make_unique<Temporary>(*this, destination + ".new")};
+  }
+  Status rename(const std::string& source, const std::string& target) override {
+    files[target] = std::move(files[source]);
+    files.erase(source);
+    return {};
+  }
+  Status flushDirectoryOf(const std::string&) override { return {}; }
+
+ private:
+  class Temporary : public TemporaryFile {
+   public:
+    Temporary(MemoryFiles& owner, std::string path) : owner_(owner), path_(std::move(path)) {}
+    const std::string& path() const override { return path_; }
+    Status write(std::span<const std::uint8_t> bytes) override {
+      owner_.files[path_].assign(bytes.begin(), bytes.end());
+      return {};
+    }
+    Status setOwner(std::string_view, std::string_view) override { return {}; }
+    Status flushAndClose() override { return {}; }
+
+   private:
+    MemoryFiles& owner_;
+    std::string path_;
+  };
+
+  static Status refused() { return Error{"not part of a save", 0}; }
+};
+
+// The system log's lines would be part of what is measured.
+class SilentLog : public SystemLog {
+ public:
+  void write(std::string_view message) override {
+    std::cerr << "unexpected message: " << message << '\n';
+    std::abort();
+  }
+};
+
+// Device is a device root in a temporary directory, with its settings file in memory or on disk.
+class Device {
+ public:
+  Device(std::int64_t accounts, bool inMemory) {
+    std::string pattern = std::filesystem::temp_directory_path() / "store-bench-XXXXXX";
+    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+    root_ = pattern;
+    HostOptions options;
+    options.root = root_.string();
+    options.systemLog = &log_;
+    writeAccountNames();
+    host_ = std::move(LinuxHost::create(std::move(options)).value());
+    Platform platform = host_->platform();
+    context_ = std::make_unique<ProcessContext>(inMemory ? withFiles(platform, memory_) : platform);
+    override_ = std::make_unique<ProcessContext::Override>(*context_);
+    settings_ = writeBinary(sampleSettings(static_cast<std::size_t>(accounts), 12)).value();
+    isInMemory_ = inMemory;
+    putSettings();
+  }
+  ~Device() { std::filesystem::remove_all(root_); }
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  void putSettings() {
+    const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
+    if (isInMemory_) {
+      memory_.files[path] = settings_;
+    } else if (!host_->platform().files.create(path, settings_)) {
+      std::abort();
+    }
+  }
+
+ private:
+  static Platform withFiles(const Platform& p, Files& files) {
+    return {files,
+            p.resources,
+            p.locks,
+            p.processes,
+            p.eventLoop,
+            p.webEngineLock,
+            p.notifications,
+            p.preferences,
+            p.deviceAnswers,
+            p.deviceInfo,
+            p.restrictions,
+            p.externalSources,
+            p.cloudAccountModel,
+            p.modules,
+            p.clock,
+            p.identifiers,
+            p.directories,
+            p.systemLog,
+            p.configuration};
+  }
+  // A root other than "/" has accounts of its own, to whom a saved file is given.
+  void writeAccountNames() const {
+    std::filesystem::create_directories(root_ / "var/mobile/Library/Preferences");
+    std::filesystem::create_directories(root_ / "etc");
+    const std::string user = std::to_string(::getuid());
+    const std::string group = std::to_string(::getgid());
+    write("etc/passwd", "mobile:x:" + user + ":" + group + "::/var/mobile:/bin/sh\n");
+    write("etc/group", "mobile:x:" + group + ":\n");
+  }
+  void write(const char* path, const std::string& text) const {
+    std::ofstream(root_ / path) << text;
+  }
+
+  std::filesystem::path root_;
+  SilentLog log_;
+  MemoryFiles memory_;
+  std::unique_ptr<LinuxHost> host_;
+  std::unique_ptr<ProcessContext> context_;
+  std::unique_ptr<ProcessContext::Override> override_;
+  Bytes settings_;
+  bool isInMemory_ = true;
+};
+
+void countAccounts(benchmark::State& state) {
+  state.counters["account"] = benchmark::Counter(
+      static_cast<double>(state.range(0)),
+      benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void editEach(AccountsManager& store, int value) {
+  const auto accounts = store.allBasicAccounts();
+  for (const auto& account : accounts) {
+    account->setAccountPropertyForKey(value, "Edited");
+    store.updateAccount(account);
+  }
+}
+
+void load(benchmark::State& state) {
+  const Device device(state.range(0), true);
+  for ([[maybe_unused]] auto each : state) benchmark::DoNotOptimize(AccountsManager::init());
+  countAccounts(state);
+}
+
+void edit(benchmark::State& state) {
+  const Device device(state.range(0), true);
+  const auto store = AccountsManager::init();
+  int value = 0;
+  for ([[maybe_unused]] auto each : state) editEach(*store, ++value);
+  countAccounts(state);
+}
+
+void saveUnchanged(benchmark::State& state) {
+  const Device device(state.range(0), true);
+  const auto store = AccountsManager::init();
+  store->saveAllAccounts();
+  for ([[maybe_unused]] auto each : state) store->saveAllAccounts();
+  countAccounts(state);
+}
+
+void saveEdited(benchmark::State& state) {
+  const Device device(state.range(0), true);
+  const auto store = AccountsManager::init();
+  int value = 0;
+  for ([[maybe_unused]] auto each : state) {
+    state.PauseTiming();
+    editEach(*store, ++value);
+    state.ResumeTiming();
+    store->saveAllAccounts();
+  }
+  countAccounts(state);
+}
+
+void loadEditSave(benchmark::State& state, bool inMemory) {
+  Device device(state.range(0), inMemory);
+  for ([[maybe_unused]] auto each : state) {
+    state.PauseTiming();
+    device.putSettings();
+    state.ResumeTiming();
+    const auto store = AccountsManager::init();
+    editEach(*store, 1);
+    store->saveAllAccounts();
+  }
+  countAccounts(state);
+}
+
+// Every account is looked up, given a new identifier in place and replaced by a new record.
+void replaceEach(benchmark::State& state) {
+  const Device device(state.range(0), true);
+  for ([[maybe_unused]] auto each : state) {
+    state.PauseTiming();
+    const auto store = AccountsManager::init();
+    const auto accounts = store->allBasicAccounts();
+    state.ResumeTiming();
+    for (const auto& account : accounts) {
+      benchmark::DoNotOptimize(
+          store->syncableAccountWithSyncIdentifier(*account->syncStoreIdentifier()));
+      account->setAccountPropertyForKey(*account->identifier() + "-new", kAccountIdentifier);
+      store->replaceAccountWithAccount(
+          account, BasicAccount::accountWithProperties(account->properties().values()));
+    }
+  }
+  countAccounts(state);
+}
+
+void deleteEach(benchmark::State& state) {
+  const Device device(state.range(0), true);
+  for ([[maybe_unused]] auto each : state) {
+    state.PauseTiming();
+    const auto store = AccountsManager::init();
+    const auto accounts = store->allBasicAccounts();
+    state.ResumeTiming();
+    for (const auto& account : accounts) store->deleteAccount(account);
+  }
+  countAccounts(state);
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(load)->Apply(sizes);
+BENCHMARK(edit)->Apply(sizes);
+BENCHMARK(saveUnchanged)->Apply(sizes);
+BENCHMARK(saveEdited)->Apply(sizes);
+BENCHMARK_CAPTURE(loadEditSave, memory, true)->Apply(sizes);
+BENCHMARK_CAPTURE(loadEditSave, disk, false)->Apply(sizes);
+BENCHMARK(replaceEach)->Apply(sizes);
+BENCHMARK(deleteEach)->Apply(sizes);
+
+}  // namespace
+}  // namespace accountsettings
+
+BENCHMARK_MAIN();
