@@ -1,8 +1,8 @@
 // BasicAccount_Dataclasses.cc holds a record's rules for its data classes: which are
 // supported, provisioned and enabled, and how switching one changes the stored list.
-// All lists that are reported are in canonical order and free of repeats; the stored
-// list may be neither.
+// Lists are reported in canonical order; what is stored may be in any order and repeat.
 #include <algorithm>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -32,6 +32,7 @@ Array withSwitched(const Array* stored, bool enabled, std::string_view dataclass
   std::vector<PropertyList> members;
   std::set<std::string_view> seen;
   if (stored != nullptr) {
+    members.reserve(stored->size() + 1);
     for (const PropertyList& each : *stored) {
       const auto text = each.stringValue();
       if (text && (!seen.insert(*text).second || (!enabled && text == dataclass))) continue;
