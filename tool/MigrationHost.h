@@ -11,8 +11,9 @@
 #include "tool/Backup.h"
 #include "tool/Device.h"
 #include "tool/Ledger.h"
+#include "tool/Inspection.h"
 #include "tool/MigrationRun.h"
-#include "tool/Plan.h"
+#include "tool/PlanInputs.h"
 
 namespace accountsettings {
 

@@ -1,32 +1,20 @@
 #include "tool/Plan.h"
 
-#include <algorithm>
-#include <set>
 #include <string_view>
 #include <utility>
 
 #include "migration/AccountsDataMigrator.h"
-#include "platform/ReadDictionary.h"
-#include "tool/AccountTree.h"
-#include "tool/Digest.h"
-#include "tool/Errors.h"
 #include "tool/FindingKinds.h"
-#include "tool/Json.h"
-#include "tool/MigrationRun.h"
-#include "tool/PlanText.h"
-#include "tool/ReadFile.h"
+#include "tool/MigrationHost.h"
 
 namespace accountsettings {
 namespace {
 
-std::string sentinelPath() {
-  return AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel();
-}
-
 void decide(Plan& plan, const InspectedFiles& files) {
   plan.legacyMail = files.legacyMail.content.has_value();
   plan.legacyExchange = files.legacyExchange.content.has_value();
-  plan.interruptedRemoval = ProcessContext::current().platform().files.exists(sentinelPath());
+  plan.interruptedRemoval = ProcessContext::current().platform().files.exists(
+      AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel());
   plan.versionUpgrade = !plan.legacyMail && !plan.legacyExchange &&
                         AccountsManager::accountSettingsNeedsToBeMigrated();
   const auto& settings = files.settings.content;
@@ -60,88 +48,19 @@ void giveReasons(Plan& plan, const InspectedFiles& files) {
   }
 }
 
-// Why an account that was there before is gone afterwards: what was found about it, else the step
-// after which it was gone.
-std::string reasonFor(const AccountChange& gone, const Plan& plan) {
-  for (const Finding& finding : plan.findings) {
-    if (finding.account == gone.account && finding.kind->blocksMigration) return finding.meaning;
+void tellDroppedAccounts(Plan& plan, const Ledger& ledger) {
+  for (const LedgerEntry& entry : ledger.entries) {
+    if (entry.fate != LedgerEntry::Fate::Dropped || !entry.key.empty()) continue;
+    plan.dropped.push_back(
+        {entry.file, entry.account, entry.rule.empty() ? "no rule explains it" : entry.rule});
   }
-  for (const StepRecord& step : plan.steps) {
-    for (const AccountChange& change : step.differences().accounts) {
-      if (change.kind == AccountChange::Kind::Removed && change.account == gone.account) {
-        return "The step " + step.step + " takes it away (" +
-               std::string(meaningOfStep(step.step)) + ").";
-      }
-    }
-  }
-  return "It is not loaded.";
-}
-
-// KnownIdentifiers are those by which accounts and children of the settings are known, in this
-// release or an earlier one.
-class KnownIdentifiers {
- public:
-  explicit KnownIdentifiers(const Dictionary& settings) {
-    for (const AccountNode& account : accountTreeOf(settings).accounts) {
-      add(account);
-      for (const AccountNode& child : account.children) add(child);
-    }
-  }
-
-  // Whether an account of these properties is among them.
-  [[nodiscard]] bool hold(const Dictionary& properties) const {
-    return known_.contains(textOf(properties, kAccountIdentifier)) ||
-           known_.contains(textOf(properties, kOldIdentifier));
-  }
-
- private:
-  // The oldest releases kept the identifier of today's accounts here.
-  static constexpr std::string_view kOldIdentifier = "uniqueId";
-
-  void add(const AccountNode& account) {
-    for (const std::string& each :
-         {account.identifier, textOf(account.properties, kAccountSyncIdentifier)}) {
-      if (!each.empty()) known_.insert(each);
-    }
-  }
-
-  std::set<std::string> known_;
-};
-
-void tellDroppedDescriptions(Plan& plan, const KnownIdentifiers& left) {
-  for (const LegacyFile& file : plan.legacyFiles) {
-    for (const LegacySection& section : file.sections) {
-      for (const LegacyDescription& each : section.descriptions) {
-        const bool identified = !textOf(each.properties, kAccountIdentifier).empty();
-        if (!each.problem && (!identified || left.hold(each.properties))) continue;
-        plan.dropped.push_back({file.path, each.label,
-                                each.problem
-                                    ? "The description " + *each.problem + "."
-                                    : std::string("Its file as a whole is not converted.")});
-      }
-    }
-  }
-}
-
-void tellDroppedAccounts(Plan& plan, const InspectedFiles& files, Files& overlay) {
-  const Dictionary after = readDictionary(overlay, files.settings.name).value_or(Dictionary());
-  const KnownIdentifiers left(after);
-  const auto& settings = files.settings.content;
-  if (settings && *settings && (*settings)->dictionary()) {
-    const Dictionary& before = *(*settings)->dictionary();
-    for (const AccountChange& change : differencesBetween(before, after).accounts) {
-      // An account that was given another identifier, or became a child, is not gone.
-      if (change.kind == AccountChange::Kind::Removed && !left.hold(change.before)) {
-        plan.dropped.push_back({files.settings.name, change.account, reasonFor(change, plan)});
-      }
-    }
-  }
+  // Both entries are written, but the values of one of them are lost.
   for (const Finding& finding : plan.findings) {
     if (finding.kind == &finding::kDuplicateIdentifier) {
-      plan.dropped.push_back({finding.file, finding.account, finding.meaning});
+      plan.dropped.push_back({finding.file, finding.account,
+                              "another account with the same identifier takes its place"});
     }
   }
-  tellDroppedDescriptions(plan, left);
 }
 
 void tellFiles(Plan& plan, OverlayFiles& overlay, Files& real) {
@@ -181,58 +100,12 @@ Plan makePlan(Device& device) {
   plan.legacyFiles = legacyFilesOf(files);
   plan.daemon = daemonToStop(platform);
 
-  Rehearsal rehearsal(platform, device.log());
-  plan.result = rehearsal.result();
-  plan.steps = rehearsal.steps();
-  tellFiles(plan, rehearsal.files(), platform.files);
-  tellDroppedAccounts(plan, files, rehearsal.files());
+  MigrationHost host(device, device.log());
+  plan.result = host.rehearsal().result();
+  plan.steps = host.rehearsal().steps();
+  tellFiles(plan, host.rehearsal().files(), platform.files);
+  tellDroppedAccounts(plan, host.ledger());
   return plan;
-}
-
-std::vector<PlanInput> planInputs(Device& device) {
-  std::vector<PlanInput> inputs;
-  for (const std::string& path :
-       {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(), sentinelPath(),
-        std::string("/etc/accountsettings/host.plist")}) {
-    const Result<Bytes> bytes = device.files().read(path);
-    inputs.push_back({path, bytes ? std::optional(sha256(*bytes)) : std::nullopt});
-  }
-  return inputs;
-}
-
-std::vector<PlanInput> readPlanInputs(const std::string& file) {
-  const Bytes bytes = readFile(file);
-  const Result<PropertyList> read =
-      fromJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  const std::string makeOne = "save one with 'accountsettings plan --out FILE'";
-  if (!read) throw Prevented(file, "this is no saved plan: " + read.error().message, makeOne);
-  const Dictionary* plan = read->dictionary();
-  const PropertyList* inputs = plan ? plan->find("inputs") : nullptr;
-  if (!inputs || !inputs->array() || textOf(*plan, "format") != kPlanFormat) {
-    throw Prevented(file, "this is no saved plan", makeOne);
-  }
-  if (plan->find("formatVersion") == nullptr ||
-      plan->find("formatVersion")->integerValue() != kPlanFormatVersion) {
-    throw Prevented(file, "the plan was saved by another version of this program", makeOne);
-  }
-  std::vector<PlanInput> result;
-  for (const PropertyList& each : *inputs->array()) {
-    const Dictionary* input = each.dictionary();
-    if (!input || textOf(*input, "path").empty()) {
-      throw Prevented(file, "the plan's inputs are damaged", makeOne);
-    }
-    const std::string digest = textOf(*input, "sha256");
-    result.push_back(
-        {textOf(*input, "path"), digest.empty() ? std::nullopt : std::optional(digest)});
-  }
-  return result;
-}
-
-std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs, Device& device) {
-  for (const PlanInput& now : planInputs(device)) {
-    if (std::find(inputs.begin(), inputs.end(), now) == inputs.end()) return now.path;
-  }
-  return std::nullopt;
 }
 
 }  // namespace accountsettings

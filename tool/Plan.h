@@ -13,15 +13,9 @@
 #include "tool/Device.h"
 #include "tool/Inspection.h"
 #include "tool/LegacyDescriptions.h"
+#include "tool/PlanInputs.h"
 
 namespace accountsettings {
-
-// PlanInput is a file that the migration's course depends on.
-struct PlanInput {
-  std::string path;                   // device path
-  std::optional<std::string> sha256;  // none: there is no such file
-  friend bool operator==(const PlanInput&, const PlanInput&) = default;
-};
 
 // DroppedAccount is an account that is in none of the files after the migration.
 struct DroppedAccount {
@@ -61,16 +55,7 @@ struct Plan {
   }
 };
 
-// Rehearses the migration. Touches nothing and takes no lock. Throws as Rehearsal.
+// Rehearses the migration. Touches nothing and takes no lock. Throws as MigrationHost.
 [[nodiscard]] Plan makePlan(Device& device);
-
-// The files that a migration's course depends on, as they are now.
-[[nodiscard]] std::vector<PlanInput> planInputs(Device& device);
-
-// The digests in a saved plan. Throws Prevented where the file is no saved plan.
-[[nodiscard]] std::vector<PlanInput> readPlanInputs(const std::string& file);
-// The device path of the first input that is no longer what the plan was made of, or none.
-[[nodiscard]] std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs,
-                                                      Device& device);
 
 }  // namespace accountsettings

@@ -2,8 +2,7 @@
 // which it is saved.
 #pragma once
 
-#include <cstdint>
-#include <string_view>
+#include <string>
 
 #include "plist/PropertyList.h"
 #include "tool/FindingsText.h"
@@ -11,9 +10,6 @@
 #include "tool/Plan.h"
 
 namespace accountsettings {
-
-inline constexpr std::string_view kPlanFormat = "accountsettings.plan";
-inline constexpr std::int64_t kPlanFormatVersion = 1;
 
 void writePlan(Output& output, const Plan& plan, const ShownPath& shown);
 // `root` is the device root as it was given. Inputs are named by their device paths, so that the
