@@ -110,7 +110,7 @@ TEST(Plan, TellsAccountsThatWouldBeDroppedAndWhy) {
   const Dictionary plan = planOf(root);
   EXPECT_EQ(textsUnder(plan, "droppedAccounts", "account"), (Texts{"U", "X"}));
   const std::string reason = textsUnder(plan, "droppedAccounts", "reason")[0];
-  EXPECT_NE(reason.find("the type \"Pigeon\""), std::string::npos) << reason;
+  EXPECT_NE(reason.find("type \"Pigeon\" is unknown"), std::string::npos) << reason;
 }
 
 TEST(Plan, AnAccountThatGetsAnotherIdentifierIsNotDropped) {

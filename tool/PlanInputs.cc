@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/LinuxFiles.h"
 #include "migration/AccountsDataMigrator.h"
 #include "store/AccountsManager.h"
 #include "tool/AccountTree.h"

@@ -1,0 +1,81 @@
+// StandIns replaces what is personal in account settings - identifiers, user names, host
+// names, names, secrets, any other text - by stand-ins such as "user-3", one and the same for
+// equal values wherever they occur, and counts what it replaced.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+class StandIns {
+ public:
+  enum class Kind { Identifier, User, Host, Name, Secret, Text, Data };
+
+  // Takes note of the personal values in the content of a file. What was not learned cannot be
+  // recognised in sentences.
+  void learn(const PropertyList& content);
+
+  // Sentences leave this text out, for example the place of a device root on this machine.
+  void leaveOut(std::string text) { leftOut_ = std::move(text); }
+
+  // Content of a file: every text, every data and everything under the keys of secrets is replaced;
+  // what remains are the structure, numbers, dates, and the words of the account model.
+  [[nodiscard]] PropertyList stored(const PropertyList& content);
+  // A sentence of this program: learned values, mail addresses and UUIDs are replaced.
+  [[nodiscard]] std::string sentence(std::string_view text);
+  // The same for every text in a value that this program made.
+  [[nodiscard]] PropertyList told(const PropertyList& value);
+  // A line of the system log: a sentence whose objects, "{ ... }", are cut out.
+  [[nodiscard]] std::string logLine(std::string_view line);
+
+  struct Count {
+    std::string_view kind;   // "identifier", "user", "host", "name", "secret", "text", "data"
+    std::size_t values = 0;  // how many different ones
+    std::size_t places = 0;  // how often one was replaced
+  };
+  // What was replaced so far, kinds without any left out.
+  [[nodiscard]] std::vector<Count> counts() const;
+
+ private:
+  static constexpr std::size_t kKinds = 7;
+  struct StandIn {
+    Kind kind = Kind::Text;
+    std::string name;
+  };
+  // A learned value as it is looked for in a sentence: by its first word, which begins at `offset`.
+  struct Pattern {
+    std::string value;
+    std::size_t offset = 0;
+  };
+
+  // A value that shares its parts many times over could keep this busy for ever; false says that it
+  // is enough.
+  bool spend();
+  void learnUnder(std::string_view key, const PropertyList& value);
+  void learnValue(Kind kind, std::string_view value);
+  const StandIn& standInFor(Kind kind, const std::string& value);
+  std::string replaced(Kind kind, const std::string& value);
+  [[nodiscard]] PropertyList storedUnder(std::string_view key, const PropertyList& value);
+  [[nodiscard]] std::string withoutLearned(std::string_view text);
+  [[nodiscard]] std::string withoutPatterns(std::string_view text);
+  [[nodiscard]] const Pattern* learnedAt(std::string_view text, std::size_t word,
+                                         std::size_t wordEnd) const;
+
+  std::unordered_map<std::string, StandIn> standIns_;
+  std::unordered_map<std::string, std::vector<Pattern>> patternsByWord_;
+  std::string leftOut_;
+  std::size_t budget_ = 50'000'000;
+  std::array<std::size_t, kKinds> values_{};
+  std::array<std::size_t, kKinds> places_{};
+};
+
+}  // namespace accountsettings
