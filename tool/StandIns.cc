@@ -16,6 +16,9 @@ namespace {
 
 using Kind = StandIns::Kind;
 
+// More values than any settings hold.
+constexpr std::size_t kMostValues = 5'000'000;
+
 constexpr std::array<std::string_view, 7> kKindNames = {"identifier", "user", "host", "name",
                                                         "secret",     "text", "data"};
 
@@ -114,6 +117,7 @@ bool isNobodys(std::string_view text) {
 }  // namespace
 
 void StandIns::learn(const PropertyList& content) {
+  budget_ = kMostValues;
   learnUnder({}, content);
 }
 
@@ -168,6 +172,7 @@ std::string StandIns::replaced(Kind kind, const std::string& value) {
 }
 
 PropertyList StandIns::stored(const PropertyList& content) {
+  budget_ = kMostValues;
   return storedUnder({}, content);
 }
 

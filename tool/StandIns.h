@@ -73,7 +73,7 @@ class StandIns {
   std::unordered_map<std::string, StandIn> standIns_;
   std::unordered_map<std::string, std::vector<Pattern>> patternsByWord_;
   std::string leftOut_;
-  std::size_t budget_ = 50'000'000;
+  std::size_t budget_ = 0;
   std::array<std::size_t, kKinds> values_{};
   std::array<std::size_t, kKinds> places_{};
 };

@@ -49,7 +49,7 @@ TEST_F(StandInsTest, NumbersDatesAndWordsOfTheModelStay) {
 
 TEST_F(StandInsTest, WhatIsNoModelWordUnderAModelKeyGoesToo) {
   EXPECT_EQ(standIns.stored(Dictionary{{"Type", "anna@home.example"}}),
-            PropertyList(Dictionary{{"Type", "user-1"}}));
+            PropertyList(Dictionary{{"Type", "text-1"}}));
 }
 
 TEST_F(StandInsTest, OnlyWholeWordsAreReplacedInSentences) {
