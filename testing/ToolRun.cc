@@ -29,7 +29,15 @@ namespace fs = std::filesystem;
 struct Pipe {
   int read = -1;
   int write = -1;
-  Pipe() {
+  explicit Pipe(bool terminal = false) {
+    if (terminal) {
+      read = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+      if (read < 0 || ::grantpt(read) != 0 || ::unlockpt(read) != 0) {
+        throw std::runtime_error("posix_openpt");
+      }
+      write = ::open(::ptsname(read), O_RDWR | O_NOCTTY | O_CLOEXEC);
+      return;
+    }
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe2");
     read = ends[0];
@@ -80,6 +88,11 @@ ToolRun& ToolRun::withClosedOutput() {
   return *this;
 }
 
+ToolRun& ToolRun::onTerminal() {
+  onTerminal_ = true;
+  return *this;
+}
+
 ToolRun& ToolRun::withInput(std::string text) {
   input_ = std::move(text);
   return *this;
@@ -111,7 +124,8 @@ void ToolRun::becomeTool(int in, int out, int err) const {
 }
 
 ToolResult ToolRun::run() {
-  Pipe in, out, err;
+  Pipe in, err;
+  Pipe out(onTerminal_);
   const pid_t child = ::fork();
   if (child < 0) throw std::runtime_error("fork");
   if (child == 0) {

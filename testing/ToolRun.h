@@ -30,6 +30,8 @@ class ToolRun {
   ToolRun& withFileSizeLimit(std::uint64_t bytes);
   // Nobody reads standard output any more.
   ToolRun& withClosedOutput();
+  // Standard output is a terminal.
+  ToolRun& onTerminal();
   ToolRun& withInput(std::string text);
   ToolRun& withVariable(const std::string& name, const std::string& value);
 
@@ -43,6 +45,7 @@ class ToolRun {
   std::optional<unsigned> user_;
   std::optional<std::uint64_t> fileSizeLimit_;
   bool closedOutput_ = false;
+  bool onTerminal_ = false;
   std::string input_;
 };
 

@@ -101,9 +101,23 @@ TEST(Diff, ColourIsForTerminalsOnly) {
   ToolRoot after;
   before.putSettings(12, {});
   after.putSettings(12, {mailAccount("A")});
-  const ToolResult result =
-      ToolRun({"diff", before.path(), after.path()}).withVariable("TERM", "xterm").run();
-  EXPECT_EQ(result.out.find('\033'), std::string::npos);
+  const ToolRun diff = ToolRun({"diff", before.path(), after.path()}).withVariable("TERM", "xterm");
+  EXPECT_EQ(ToolRun(diff).run().out.find('\033'), std::string::npos);
+  const std::string coloured = ToolRun(diff).onTerminal().run().out;
+  EXPECT_NE(coloured.find("\033[32m+ Mail \"Mail of A\"  A\033[0m"), std::string::npos) << coloured;
+  const ToolResult plain = ToolRun(diff).onTerminal().withVariable("NO_COLOR", "1").run();
+  EXPECT_EQ(plain.out.find('\033'), std::string::npos) << plain.out;
+}
+
+TEST(Diff, NoTextOfAFileSpeaksToTheTerminal) {
+  ToolRoot before;
+  ToolRoot after;
+  before.putSettings(12, {});
+  after.putSettings(12, {with(mailAccount("A\033[2J"), "K\033]0;x", "V\xC2\x9B\033")});
+  const ToolResult result = ToolRun({"diff", before.path(), after.path()}).onTerminal().run();
+  EXPECT_EQ(result.out.find("\033[2J"), std::string::npos);
+  EXPECT_EQ(result.out.find("\033]"), std::string::npos);
+  EXPECT_EQ(result.out.find("\xC2\x9B"), std::string::npos);
 }
 
 TEST(Diff, CreatesNothing) {

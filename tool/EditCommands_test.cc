@@ -322,6 +322,34 @@ TEST_F(Edit, RefusesSettingsThatAreMissingOrUnreadable) {
   EXPECT_EQ(run({"set", "A", "X", "1"}).status, 3);
 }
 
+TEST_F(Edit, RefusesARootOrConfigurationThatIsNone) {
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"set", "A", "X", "1"},
+                                             {"enable", "A", "Mail"},
+                                             {"disable", "A", "Mail"},
+                                             {"add", "Mail", "IMAPAccount"},
+                                             {"remove", "A"},
+                                             {"get", "A"}}) {
+    const auto withMore = [&](const std::string& option, const std::string& value) {
+      std::vector<std::string> arguments = command;
+      arguments.insert(arguments.end(), {option, value});
+      return runTool(std::move(arguments));
+    };
+    const ToolResult missing = withMore("--root", root.at("/nothing"));
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_NE(missing.err.find(root.at("/nothing")), std::string::npos) << missing.err;
+    EXPECT_EQ(withMore("--root", root.settingsPath()).status, 3);
+    root.putText("/odd.plist", "nonsense");
+    std::vector<std::string> configured = command;
+    configured.insert(configured.end(), {"--config", root.at("/odd.plist"), "--root", root.path()});
+    const ToolResult config = runTool(std::move(configured));
+    EXPECT_EQ(config.status, 3);
+    EXPECT_NE(config.err.find(root.at("/odd.plist")), std::string::npos) << config.err;
+  }
+  EXPECT_EQ(run({"add", "Mail", "IMAPAccount", "--properties", root.path()}).status, 3);
+  EXPECT_EQ(run({"add", "Mail", "IMAPAccount", "--properties", root.at("/nothing")}).status, 3);
+}
+
 TEST_F(Edit, NeedsAcceptLossWhereASaveDropsSomething) {
   root.put(
       ToolRoot::kSettings,
