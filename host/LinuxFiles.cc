@@ -176,6 +176,32 @@ Status LinuxFiles::replace(const std::string& path, std::span<const std::uint8_t
   return replaceWith(path, bytes, &attributes);
 }
 
+Status LinuxFiles::replaceWithLink(const std::string& path, const std::string& target,
+                                   const FileAttributes& attributes) {
+  // A temporary file's name is free again when the file is gone; a link is made under no other.
+  const Result<std::unique_ptr<LinuxTemporaryFile>> made =
+      LinuxTemporaryFile::create(root_, directoryPart(path), names_);
+  if (!made) return made.error();
+  const std::string name = (*made)->path();
+  if (Status removed = remove(name); !removed) return removed;
+  const Result<RootDirectory::Place> place = root_.placeOf(name);
+  if (!place) return place.error();
+  const int directory = place->directory.get();
+  const char* link = place->name.c_str();
+  if (::symlinkat(target.c_str(), directory, link) != 0) return systemError(root_.shown(name));
+  Status done;
+  if (::fchownat(directory, link, attributes.owner, attributes.group, AT_SYMLINK_NOFOLLOW) != 0) {
+    done = systemError(root_.shown(name) + ": its owner cannot be set");
+  } else {
+    done = rename(name, path);
+  }
+  if (!done) {
+    if (Status removed = remove(name); !removed) log_.write(removed.error().message);
+    return done;
+  }
+  return flushDirectoryOf(path);
+}
+
 Status LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
                                const FileAttributes* attributes) {
   // Always beside the file: another directory may lie on another file system.

@@ -73,6 +73,10 @@ class LinuxFiles : public Files {
   // As writeAtomically(), with the mode, owner and group of `attributes`.
   Status replace(const std::string& path, std::span<const std::uint8_t> bytes,
                  const FileAttributes& attributes);
+  // Puts a symbolic link to `target` in the place of what stands at `path`, with the owner and
+  // group of `attributes`.
+  Status replaceWithLink(const std::string& path, const std::string& target,
+                         const FileAttributes& attributes);
 
   // True for names that makeTemporary() gives: what a killed save leaves behind.
   [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;

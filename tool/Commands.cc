@@ -3,9 +3,12 @@
 #include "tool/DiffCommand.h"
 #include "tool/EditCommands.h"
 #include "tool/GetCommand.h"
+#include "tool/HistoryCommand.h"
 #include "tool/MigrateCommand.h"
 #include "tool/PlanCommand.h"
 #include "tool/PlistCommand.h"
+#include "tool/ReportCommand.h"
+#include "tool/RestoreCommand.h"
 #include "tool/SampleCommand.h"
 #include "tool/ShowCommand.h"
 
@@ -19,6 +22,8 @@ std::span<const CommandEntry> allCommands() {
       {"diff", "Compare two settings files, device roots or backups, account by account",
        makeCommand<DiffCommand>},
       {"check", "Find what is broken or would be lost", makeCommand<CheckCommand>},
+      {"restore", "Put back what a migration replaced", makeCommand<RestoreCommand>},
+      {"history", "Tell what was migrated when", makeCommand<HistoryCommand>},
       {"get", "Print what an account holds", makeCommand<GetCommand>},
       {"set", "Store a value in an account", makeCommand<SetCommand>},
       {"enable", "Switch data classes of an account on", makeCommand<EnableCommand>},
@@ -27,6 +32,8 @@ std::span<const CommandEntry> allCommands() {
       {"remove", "Remove an account", makeCommand<RemoveCommand>},
       {"plist", "Print or convert any property list", makeCommand<PlistCommand>},
       {"sample", "Write an example device root", makeCommand<SampleCommand>},
+      {"report", "Collect what support needs, with personal values replaced",
+       makeCommand<ReportCommand>},
   };
   return kCommands;
 }

@@ -29,10 +29,35 @@ std::size_t accountsIn(const std::optional<Dictionary>& settings) {
   return tree.accounts.size() + tree.childCount();
 }
 
-// Records carry the moment in their names, which a rehearsal cannot know.
-bool isDatedRecord(const std::string& path) {
-  return path.find("/CrashReporter/AccountMigration/") != std::string::npos;
-}
+// Hands out what a rehearsal drew, and asks the source when that is used up.
+class ReplayingIdentifiers : public Identifiers {
+ public:
+  ReplayingIdentifiers(Identifiers& source, const RehearsedChance& chance)
+      : source_(source), recorded_(chance.identifiers) {}
+  std::optional<std::string> makeUUID() override {
+    return next_ < recorded_.size() ? recorded_[next_++] : source_.makeUUID();
+  }
+
+ private:
+  Identifiers& source_;
+  const std::vector<std::optional<std::string>>& recorded_;
+  std::size_t next_ = 0;
+};
+
+class ReplayingClock : public Clock {
+ public:
+  ReplayingClock(Clock& source, const RehearsedChance& chance)
+      : source_(source), recorded_(chance.times) {}
+  std::chrono::duration<double> monotonic() override { return source_.monotonic(); }
+  CalendarTime localTime() override {
+    return next_ < recorded_.size() ? recorded_[next_++] : source_.localTime();
+  }
+
+ private:
+  Clock& source_;
+  const std::vector<CalendarTime>& recorded_;
+  std::size_t next_ = 0;
+};
 
 // BackingUpObserver keeps the backup when the lock is held, and holds back Ctrl-C from then on.
 class BackingUpObserver : public ChangeObserver {
@@ -86,7 +111,8 @@ class BackingUpObserver : public ChangeObserver {
   std::optional<terminal::InterruptsHeld> interrupts_;
 };
 
-Platform withServices(const Platform& platform, Files& files, Identifiers& identifiers) {
+Platform withServices(const Platform& platform, Files& files, Identifiers& identifiers,
+                      Clock& clock) {
   return {files,
           platform.resources,
           platform.locks,
@@ -101,7 +127,7 @@ Platform withServices(const Platform& platform, Files& files, Identifiers& ident
           platform.externalSources,
           platform.cloudAccountModel,
           platform.modules,
-          platform.clock,
+          clock,
           identifiers,
           platform.directories,
           platform.systemLog,
@@ -185,8 +211,9 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
   BackingUpObserver observer(device_, inputs_, options);
   const Platform real = device_.host().platform();
   WatchedFiles files(real.files);
-  ReplayingIdentifiers identifiers(real.identifiers, rehearsal_.identifiers());
-  ProcessContext context(withServices(real, files, identifiers));
+  ReplayingIdentifiers identifiers(real.identifiers, rehearsal_.chance());
+  ReplayingClock clock(real.clock, rehearsal_.chance());
+  ProcessContext context(withServices(real, files, identifiers, clock));
   Outcome outcome;
   try {
     outcome.result = runMigration(context, observer);
@@ -215,7 +242,6 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
 
 std::optional<std::string> MigrationHost::faultOnDisk() {
   for (const auto& [path, bytes] : rehearsal_.files().changes()) {
-    if (isDatedRecord(path)) continue;
     if (!bytes) {
       if (device_.files().exists(path)) return device_.shown(path) + ": it should have gone";
       continue;

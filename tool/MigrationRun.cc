@@ -31,6 +31,34 @@ class NoProcesses : public Processes {
   Status kill(int) override { return {}; }
 };
 
+class RecordingIdentifiers : public Identifiers {
+ public:
+  RecordingIdentifiers(Identifiers& source, RehearsedChance& chance)
+      : source_(source), chance_(chance) {}
+  std::optional<std::string> makeUUID() override {
+    chance_.identifiers.push_back(source_.makeUUID());
+    return chance_.identifiers.back();
+  }
+
+ private:
+  Identifiers& source_;
+  RehearsedChance& chance_;
+};
+
+class RecordingClock : public Clock {
+ public:
+  RecordingClock(Clock& source, RehearsedChance& chance) : source_(source), chance_(chance) {}
+  std::chrono::duration<double> monotonic() override { return source_.monotonic(); }
+  CalendarTime localTime() override {
+    chance_.times.push_back(source_.localTime());
+    return chance_.times.back();
+  }
+
+ private:
+  Clock& source_;
+  RehearsedChance& chance_;
+};
+
 class KeptNotices : public Notifications {
  public:
   void postSystemNotification(std::string_view name) override { notices.emplace_back(name); }
@@ -63,23 +91,19 @@ bool runMigration(ProcessContext& context, MigrationObserver& observer) {
   return migrator->performMigration();
 }
 
-std::optional<std::string> RecordingIdentifiers::makeUUID() {
-  made_.push_back(source_.makeUUID());
-  return made_.back();
-}
-
-std::optional<std::string> ReplayingIdentifiers::makeUUID() {
-  return next_ < recorded_.size() ? recorded_[next_++] : source_.makeUUID();
-}
-
 struct Rehearsal::Silence {
+  Silence(const Platform& real, RehearsedChance& chance)
+      : identifiers(real.identifiers, chance), clock(real.clock, chance) {}
+
+  RecordingIdentifiers identifiers;
+  RecordingClock clock;
   NoLocks locks;
   NoProcesses processes;
   KeptNotices notices;
 };
 
 Rehearsal::Rehearsal(const Platform& real, SystemLog& log)
-    : files_(real.files), identifiers_(real.identifiers), silence_(std::make_unique<Silence>()) {
+    : files_(real.files), silence_(std::make_unique<Silence>(real, chance_)) {
   const Platform platform{files_,
                           real.resources,
                           silence_->locks,
@@ -94,8 +118,8 @@ Rehearsal::Rehearsal(const Platform& real, SystemLog& log)
                           real.externalSources,
                           real.cloudAccountModel,
                           real.modules,
-                          real.clock,
-                          identifiers_,
+                          silence_->clock,
+                          silence_->identifiers,
                           real.directories,
                           log,
                           real.configuration};

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Clock.h"
 #include "platform/MigratorBase.h"
 #include "platform/ProcessContext.h"
 #include "platform/SystemLog.h"
@@ -18,32 +19,11 @@ namespace accountsettings {
 // migrator's result. Throws Prevented where there is no such plug-in.
 bool runMigration(ProcessContext& context, MigrationObserver& observer);
 
-// A fresh identifier was handed out for each time one was asked for; a run that is given the same
-// ones makes the same accounts.
-class RecordingIdentifiers : public Identifiers {
- public:
-  explicit RecordingIdentifiers(Identifiers& source) : source_(source) {}
-  [[nodiscard]] std::optional<std::string> makeUUID() override;
-  [[nodiscard]] const std::vector<std::optional<std::string>>& made() const noexcept {
-    return made_;
-  }
-
- private:
-  Identifiers& source_;
-  std::vector<std::optional<std::string>> made_;
-};
-
-// Hands out recorded identifiers first, and fresh ones of `source` when they are used up.
-class ReplayingIdentifiers : public Identifiers {
- public:
-  ReplayingIdentifiers(Identifiers& source, std::vector<std::optional<std::string>> recorded)
-      : source_(source), recorded_(std::move(recorded)) {}
-  [[nodiscard]] std::optional<std::string> makeUUID() override;
-
- private:
-  Identifiers& source_;
-  std::vector<std::optional<std::string>> recorded_;
-  std::size_t next_ = 0;
+// What a rehearsal drew from chance and from the clock, so that the run after it can be given the
+// same and has to come to the same result.
+struct RehearsedChance {
+  std::vector<std::optional<std::string>> identifiers;
+  std::vector<CalendarTime> times;
 };
 
 // Rehearsal is what a migration would do: the real plug-in over files that are only read, without
@@ -59,9 +39,7 @@ class Rehearsal {
   [[nodiscard]] const std::vector<StepRecord>& steps() const noexcept { return observer_.steps(); }
   // The device's files as they would be.
   [[nodiscard]] OverlayFiles& files() noexcept { return files_; }
-  [[nodiscard]] const std::vector<std::optional<std::string>>& identifiers() const noexcept {
-    return identifiers_.made();
-  }
+  [[nodiscard]] const RehearsedChance& chance() const noexcept { return chance_; }
   // The preference domains and keys, and notifications, that would be told to others.
   [[nodiscard]] const std::vector<std::string>& notices() const noexcept;
 
@@ -69,7 +47,7 @@ class Rehearsal {
   struct Silence;
 
   OverlayFiles files_;
-  RecordingIdentifiers identifiers_;
+  RehearsedChance chance_;
   std::unique_ptr<Silence> silence_;
   ChangeObserver observer_;
   bool result_ = false;
