@@ -193,6 +193,51 @@ TEST(Plan, IsSavedWithTheDigestsOfItsInputs) {
   EXPECT_FALSE(digested.at(ToolRoot::kSentinel));
 }
 
+TEST(Plan, MigrateRefusesAPlanWhoseInputsHaveChanged) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory directory;
+  const std::string file = directory.path() / "plan.json";
+  ASSERT_EQ(runTool({"plan", root.path(), "--out", file}).status, 0);
+  root.putSettings(9, {mailAccount("A"), mailAccount("B")});
+  const auto before = root.snapshot();
+  const ToolResult changed = runTool({"migrate", "--root", root.path(), "--plan", file});
+  EXPECT_EQ(changed.status, 3);
+  EXPECT_NE(changed.err.find(root.settingsPath() + ": it changed since the plan"),
+            std::string::npos)
+      << changed.err;
+  EXPECT_EQ(root.snapshot(), before);
+  // A file that has come to be is a change as well.
+  ASSERT_EQ(runTool({"plan", root.path(), "--out", file}).status, 0);
+  root.put(ToolRoot::kLegacyMail, legacyMail({}));
+  EXPECT_EQ(runTool({"migrate", "--root", root.path(), "--plan", file}).status, 3);
+  std::filesystem::remove(root.at(ToolRoot::kLegacyMail));
+  const ToolResult same = runTool({"migrate", "--root", root.path(), "--plan", file});
+  EXPECT_EQ(same.status, 0) << same.err;
+  EXPECT_EQ(root.settings().get("Version"), PropertyList(12));
+}
+
+TEST(Plan, MigrateRefusesAFileThatIsNoPlan) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const auto migrate = [&](const std::string& text) {
+    root.putText("/plan.json", text);
+    return runTool({"migrate", "--root", root.path(), "--plan", root.at("/plan.json")});
+  };
+  EXPECT_EQ(migrate("nonsense").status, 3);
+  EXPECT_EQ(migrate("{}").status, 3);
+  const ToolResult other =
+      migrate("{\"format\": \"accountsettings.plan\", \"formatVersion\": 2, \"inputs\": []}");
+  EXPECT_EQ(other.status, 3);
+  EXPECT_EQ(other.err, "accountsettings: " + root.at("/plan.json") +
+                           ": the plan was saved by another version of this program; save one with "
+                           "'accountsettings plan --out FILE'\n");
+  EXPECT_EQ(migrate("{\"format\": \"accountsettings.plan\", \"formatVersion\": 1, \"inputs\": []}")
+                .status,
+            3);
+  EXPECT_EQ(root.settings().get("Version"), PropertyList(9));
+}
+
 TEST(Plan, RefusesBadInput) {
   ToolRoot root;
   EXPECT_EQ(runTool({"plan", root.at("/nothing")}).status, 3);
