@@ -88,6 +88,11 @@ ToolRun& ToolRun::withClosedOutput() {
   return *this;
 }
 
+ToolRun& ToolRun::killedAfter(std::chrono::microseconds delay) {
+  killDelay_ = delay;
+  return *this;
+}
+
 ToolRun& ToolRun::onTerminal() {
   onTerminal_ = true;
   return *this;
@@ -141,6 +146,10 @@ ToolResult ToolRun::run() {
   std::thread output([&] { result.out = out.read >= 0 ? readAll(out.read) : ""; });
   if (!input_.empty() && ::write(in.write, input_.data(), input_.size()) < 0) result.err += "?";
   in.closeWrite();
+  if (killDelay_) {
+    std::this_thread::sleep_for(*killDelay_);
+    ::kill(child, SIGKILL);
+  }
   errors.join();
   output.join();
   int status = 0;

@@ -2,6 +2,7 @@
 // script would; ToolRoot is a device root on this machine for it to work on.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -30,6 +31,8 @@ class ToolRun {
   ToolRun& withFileSizeLimit(std::uint64_t bytes);
   // Nobody reads standard output any more.
   ToolRun& withClosedOutput();
+  // The program is killed after this time, if it has not ended by then.
+  ToolRun& killedAfter(std::chrono::microseconds delay);
   // Standard output is a terminal.
   ToolRun& onTerminal();
   ToolRun& withInput(std::string text);
@@ -44,6 +47,7 @@ class ToolRun {
   std::map<std::string, std::string> variables_;
   std::optional<unsigned> user_;
   std::optional<std::uint64_t> fileSizeLimit_;
+  std::optional<std::chrono::microseconds> killDelay_;
   bool closedOutput_ = false;
   bool onTerminal_ = false;
   std::string input_;

@@ -406,6 +406,22 @@ TEST_F(Edit, AFullDiskLeavesTheOldFileAndSaysWhy) {
   EXPECT_EQ(after, expected);
 }
 
+TEST_F(Edit, AKilledSaveLeavesTheOldFileOrTheNewOneWhole) {
+  const Array before = accounts();
+  Array after = before;
+  after.set(0, with(mailAccount("A"), "X", "1"));
+  for (auto delay = 500us; delay < 40ms; delay += 500us) {
+    static_cast<void>(
+        ToolRun({"set", "A", "X", "1", "--root", root.path()}).killedAfter(delay).run());
+    const Array now = accounts();
+    EXPECT_TRUE(now == before || now == after) << delay.count();
+    root.putSettings(12, before);
+  }
+  // What a killed save leaves hinders nobody.
+  EXPECT_EQ(run({"set", "A", "X", "1"}).status, 0);
+  EXPECT_EQ(accounts(), after);
+}
+
 TEST_F(Edit, WithoutPermissionNothingIsTouched) {
   if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
   ::chmod(root.settingsPath().c_str(), 0644);
