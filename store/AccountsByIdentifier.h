@@ -30,6 +30,7 @@ class AccountsByIdentifier {
 
   // The account under `identifier`, or empty.
   [[nodiscard]] Account find(std::string_view identifier) const;
+  void reserve(std::size_t size) { entries_.reserve(size); }
   void set(std::string_view identifier, Account account);
   void remove(std::string_view identifier);
   void clear();

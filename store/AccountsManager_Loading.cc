@@ -16,7 +16,10 @@ std::unique_ptr<AccountsManager> AccountsManager::init() {
 }
 
 std::unique_ptr<AccountsManager> AccountsManager::initInsideOfMigration() {
-  return initWithRoot(SettingsFile().read());
+  SettingsFile file;
+  std::unique_ptr<AccountsManager> store = initWithRoot(file.read());
+  store->contents_->file = std::move(file);
+  return store;
 }
 
 std::unique_ptr<AccountsManager> AccountsManager::initWithAccounsInfoArray(
@@ -43,6 +46,7 @@ std::unique_ptr<AccountsManager> AccountsManager::initWithRoot(
 
 void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accountsInfo) {
   contents_->runtimeFixers = _createRuntimeFixers();
+  if (accountsInfo) contents_->reserve(accountsInfo->size());
   bool fixedAny = false;
   for (const PropertyList& description : accountsInfo.value_or(Array())) {
     const Account account = recordOf(description);
@@ -90,6 +94,7 @@ void AccountsManager::_removeChildrenForAccountWithIdentifier(std::string_view p
 
 void AccountsManager::_setOriginalAccountDictionaries() {
   contents_->originals.clear();
+  contents_->originals.reserve(count());
   for (const Account& account : contents_->ordered.accounts()) {
     if (const auto identifier = account->identifier()) {
       contents_->originals.set(*identifier, account->propertiesToSave());

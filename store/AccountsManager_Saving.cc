@@ -18,6 +18,7 @@ namespace {
 Dictionary merged(const Dictionary& inMemory, const Dictionary& original,
                   const Dictionary& onDisk) {
   if (inMemory.identicalTo(original)) return onDisk;
+  if (onDisk.identicalTo(original)) return inMemory;
   Dictionary result = onDisk;
   for (const Dictionary::Entry& entry : inMemory) {
     const PropertyList* before = original.find(entry.key());

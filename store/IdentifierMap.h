@@ -4,13 +4,14 @@
 #pragma once
 
 #include <cstddef>
-#include <list>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "plist/PropertyList.h"
+#include "store/TokenTable.h"
 
 namespace accountsettings {
 
@@ -21,24 +22,50 @@ class IdentifierMap {
     std::string identifier;
     Value value;
   };
-  using const_iterator = typename std::list<Entry>::const_iterator;
 
-  IdentifierMap() = default;
-  // Moving keeps the nodes, and with them the texts that the index looks at.
-  IdentifierMap(IdentifierMap&&) = default;
-  IdentifierMap& operator=(IdentifierMap&&) = default;
+  // Iterator passes over what was removed.
+  class Iterator {
+   public:
+    Iterator(const std::optional<Entry>* at, const std::optional<Entry>* end) : at_(at), end_(end) {
+      skip();
+    }
+    const Entry& operator*() const { return **at_; }
+    Iterator& operator++() {
+      ++at_;
+      skip();
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return at_ == other.at_; }
 
-  [[nodiscard]] std::size_t size() const noexcept { return entries_.size(); }
-  [[nodiscard]] const_iterator begin() const noexcept { return entries_.begin(); }
-  [[nodiscard]] const_iterator end() const noexcept { return entries_.end(); }
+   private:
+    void skip() {
+      while (at_ != end_ && !*at_) ++at_;
+    }
 
-  // The value under `identifier`, or nullptr; the pointer lives until that entry is removed.
+    const std::optional<Entry>* at_;
+    const std::optional<Entry>* end_;
+  };
+
+  [[nodiscard]] std::size_t size() const noexcept { return entries_.size() - removed_; }
+  [[nodiscard]] Iterator begin() const {
+    return {entries_.data(), entries_.data() + entries_.size()};
+  }
+  [[nodiscard]] Iterator end() const {
+    return {entries_.data() + entries_.size(), entries_.data() + entries_.size()};
+  }
+
+  // The value under `identifier`, or nullptr; the pointer lives until the next change.
   [[nodiscard]] const Value* find(std::string_view identifier) const {
-    const auto found = index_.find(identifier);
-    return found != index_.end() ? &found->second->value : nullptr;
+    const auto index = indexOf(identifier);
+    return index ? &entries_[*index]->value : nullptr;
   }
   [[nodiscard]] Value* find(std::string_view identifier) {
     return const_cast<Value*>(std::as_const(*this).find(identifier));
+  }
+
+  void reserve(std::size_t size) {
+    entries_.reserve(size);
+    index_.reserve(size);
   }
 
   // A value that is there already is replaced, in its old place of the order.
@@ -47,30 +74,48 @@ class IdentifierMap {
       *old = std::move(value);
       return;
     }
-    entries_.push_back({std::string(identifier), std::move(value)});
-    index_.emplace(entries_.back().identifier, std::prev(entries_.end()));
+    index_.add(keyOf(identifier), entries_.size());
+    entries_.push_back(Entry{std::string(identifier), std::move(value)});
   }
 
   void remove(std::string_view identifier) {
-    const auto found = index_.find(identifier);
-    if (found == index_.end()) return;
-    const auto entry = found->second;
-    index_.erase(found);
-    entries_.erase(entry);
+    const auto index = indexOf(identifier);
+    if (!index) return;
+    index_.remove(keyOf(identifier), *index);
+    entries_[*index].reset();
+    ++removed_;
+    if (removed_ > entries_.size() / 2) closeGaps();
   }
 
   void clear() {
     index_.clear();
     entries_.clear();
+    removed_ = 0;
   }
 
  private:
-  struct Hash {
-    std::size_t operator()(std::string_view text) const noexcept { return detail::hashOf(text); }
-  };
+  static TokenTable::Key keyOf(std::string_view identifier) { return detail::hashOf(identifier); }
 
-  std::list<Entry> entries_;
-  std::unordered_map<std::string_view, typename std::list<Entry>::iterator, Hash> index_;
+  [[nodiscard]] std::optional<std::size_t> indexOf(std::string_view identifier) const {
+    // Different identifiers may have one key.
+    return index_.first(keyOf(identifier), [&](std::size_t index) {
+      return entries_[index]->identifier == identifier;
+    });
+  }
+
+  void closeGaps() {
+    std::erase_if(entries_, [](const auto& entry) { return !entry; });
+    removed_ = 0;
+    index_.clear();
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      index_.add(keyOf(entries_[i]->identifier), i);
+    }
+  }
+
+  // In the order of entry; removing leaves a gap.
+  std::vector<std::optional<Entry>> entries_;
+  std::size_t removed_ = 0;
+  TokenTable index_;
 };
 
 }  // namespace accountsettings

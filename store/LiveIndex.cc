@@ -7,7 +7,6 @@
 #include "store/LiveIndex.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "account/AccountConstants.h"
 #include "account/StringList.h"
@@ -31,61 +30,48 @@ void LiveIndex::remove(Token token) {
 std::vector<LiveIndex::Token> LiveIndex::tokensWith(std::string_view value) {
   catchUp();
   std::vector<Token> tokens;
-  const std::uint32_t hash = detail::hashOf(value);
-  for (auto each = byHash_.lower_bound({hash, 0}); each != byHash_.end() && each->first == hash;
-       ++each) {
-    if (identityOf(*pins_.at(each->second).record) == value) tokens.push_back(each->second);
-  }
+  const auto collect = [&](Token token) {
+    if (reports(token, value)) tokens.push_back(token);
+  };
+  byHash_.forEach(detail::hashOf(value), collect);
   const auto pinned = static_cast<std::ptrdiff_t>(tokens.size());
-  for (const Token token : floating_) {
-    if (identityOf(*pins_.at(token).record) == value) tokens.push_back(token);
-  }
+  std::for_each(floating_.begin(), floating_.end(), collect);
   std::inplace_merge(tokens.begin(), tokens.begin() + pinned, tokens.end());
   return tokens;
 }
 
 std::optional<LiveIndex::Token> LiveIndex::lastTokenWith(std::string_view value) {
   catchUp();
-  std::optional<Token> last;
-  const std::uint32_t hash = detail::hashOf(value);
-  auto each = byHash_.upper_bound({hash, std::numeric_limits<Token>::max()});
-  while (!last && each != byHash_.begin() && (--each)->first == hash) {
-    if (identityOf(*pins_.at(each->second).record) == value) last = each->second;
-  }
-  for (const Token token : floating_) {
-    if (identityOf(*pins_.at(token).record) == value) last = std::max(last, std::optional(token));
-  }
-  return last;
+  const auto accept = [&](Token token) { return reports(token, value); };
+  const auto pinned = byHash_.last(detail::hashOf(value), accept);
+  const auto floating = std::find_if(floating_.rbegin(), floating_.rend(), accept);
+  return floating != floating_.rend() ? std::max(pinned, std::optional(*floating)) : pinned;
 }
 
 std::shared_ptr<BasicAccount> LiveIndex::firstRecordWith(std::string_view value) {
   catchUp();
-  std::optional<Token> first;
-  const std::uint32_t hash = detail::hashOf(value);
-  for (auto each = byHash_.lower_bound({hash, 0});
-       !first && each != byHash_.end() && each->first == hash; ++each) {
-    if (identityOf(*pins_.at(each->second).record) == value) first = each->second;
-  }
-  for (const Token token : floating_) {
-    if (first && token > *first) break;
-    if (identityOf(*pins_.at(token).record) == value) first = token;
-  }
-  return first ? pins_.at(*first).record->shared_from_this() : nullptr;
+  const auto accept = [&](Token token) { return reports(token, value); };
+  auto token = byHash_.first(detail::hashOf(value), accept);
+  const auto floating = std::find_if(floating_.begin(), floating_.end(), accept);
+  if (floating != floating_.end() && (!token || *floating < *token)) token = *floating;
+  return token ? pins_.at(*token).record->shared_from_this() : nullptr;
 }
 
 std::vector<LiveIndex::Token> LiveIndex::tokensOf(BasicAccount& record) const {
   std::vector<Token> tokens;
-  const LiveProperties* properties = &record.properties();
-  for (auto each = watched_.lower_bound({properties, 0});
-       each != watched_.end() && each->first == properties; ++each) {
+  watched_.forEach(keyOf(&record.properties()), [&](Token token) {
     // A child that inherits its identity watches its parent's properties too.
-    if (pins_.at(each->second).record == &record) tokens.push_back(each->second);
-  }
+    if (pins_.at(token).record == &record) tokens.push_back(token);
+  });
   return tokens;
 }
 
-std::optional<std::string> LiveIndex::identityOf(const BasicAccount& record) const {
-  return (record.*identity_)();
+TokenTable::Key LiveIndex::keyOf(const LiveProperties* properties) noexcept {
+  return reinterpret_cast<std::uintptr_t>(properties);
+}
+
+bool LiveIndex::reports(Token token, std::string_view value) const {
+  return (pins_.at(token).record->*identity_)() == value;
 }
 
 LiveIndex::Pin LiveIndex::pinOf(BasicAccount& record) const {
@@ -99,7 +85,7 @@ LiveIndex::Pin LiveIndex::pinOf(BasicAccount& record) const {
     pin.floats = stored == nullptr && parent.parentAccount() != nullptr;
   }
   const auto text = stringOf(stored);
-  pin.floats = pin.floats || identityOf(record) != text;
+  pin.floats = pin.floats || (record.*identity_)() != text;
   if (text && !pin.floats) pin.hash = detail::hashOf(*text);
   return pin;
 }
@@ -107,12 +93,12 @@ LiveIndex::Pin LiveIndex::pinOf(BasicAccount& record) const {
 void LiveIndex::pin(Token token, BasicAccount& record) {
   const Pin pin = pinOf(record);
   pins_[token] = pin;
-  watched_.emplace(&record.properties(), token);
+  watched_.add(keyOf(&record.properties()), token);
   if (pin.source != nullptr) {
     pin.source->noteIdentityChangesIn(journal_);
-    watched_.emplace(pin.source, token);
+    watched_.add(keyOf(pin.source), token);
   }
-  if (pin.hash) byHash_.emplace(*pin.hash, token);
+  if (pin.hash) byHash_.add(*pin.hash, token);
   if (pin.floats) floating_.insert(token);
 }
 
@@ -121,9 +107,9 @@ void LiveIndex::unpin(Token token) {
   if (found == pins_.end()) return;
   const Pin pin = found->second;
   pins_.erase(found);
-  watched_.erase({&pin.record->properties(), token});
-  if (pin.source != nullptr) watched_.erase({pin.source, token});
-  if (pin.hash) byHash_.erase({*pin.hash, token});
+  watched_.remove(keyOf(&pin.record->properties()), token);
+  if (pin.source != nullptr) watched_.remove(keyOf(pin.source), token);
+  if (pin.hash) byHash_.remove(*pin.hash, token);
   if (pin.floats) floating_.erase(token);
 }
 
@@ -133,10 +119,7 @@ void LiveIndex::catchUp() {
   journal_->changed.clear();
   std::set<Token> tokens;
   for (const LiveProperties* properties : changed) {
-    for (auto each = watched_.lower_bound({properties, 0});
-         each != watched_.end() && each->first == properties; ++each) {
-      tokens.insert(each->second);
-    }
+    watched_.forEach(keyOf(properties), [&](Token token) { tokens.insert(token); });
   }
   for (const Token token : tokens) {
     BasicAccount& record = *pins_.at(token).record;

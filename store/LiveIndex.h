@@ -10,11 +10,11 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "account/BasicAccount.h"
 #include "account/LiveProperties.h"
+#include "store/TokenTable.h"
 
 namespace accountsettings {
 
@@ -22,7 +22,7 @@ class LiveIndex {
  public:
   enum class Identity { Identifier, SyncIdentifier };
   // Token names one entry of the owner's; answers are in the order of tokens.
-  using Token = std::uint64_t;
+  using Token = TokenTable::Token;
 
   explicit LiveIndex(Identity identity);
 
@@ -51,7 +51,8 @@ class LiveIndex {
     bool floats = false;
   };
 
-  [[nodiscard]] std::optional<std::string> identityOf(const BasicAccount& record) const;
+  [[nodiscard]] static TokenTable::Key keyOf(const LiveProperties* properties) noexcept;
+  [[nodiscard]] bool reports(Token token, std::string_view value) const;
   [[nodiscard]] Pin pinOf(BasicAccount& record) const;
   void pin(Token token, BasicAccount& record);
   void unpin(Token token);
@@ -62,10 +63,10 @@ class LiveIndex {
   std::optional<std::string> (BasicAccount::*identity_)() const;
   std::shared_ptr<IdentityJournal> journal_ = std::make_shared<IdentityJournal>();
   std::unordered_map<Token, Pin> pins_;
-  std::set<std::pair<std::uint32_t, Token>> byHash_;
+  TokenTable byHash_;
   std::set<Token> floating_;
-  // Which entries are to be looked at again when these properties change.
-  std::set<std::pair<const LiveProperties*, Token>> watched_;
+  // Which entries are to be looked at again when properties, the key, change.
+  TokenTable watched_;
 };
 
 }  // namespace accountsettings

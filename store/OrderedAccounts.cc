@@ -11,11 +11,17 @@ const std::vector<OrderedAccounts::Account>& OrderedAccounts::accounts() const {
   return slots_;
 }
 
+void OrderedAccounts::reserve(std::size_t size) {
+  slots_.reserve(size);
+  places_.reserve(size);
+}
+
 void OrderedAccounts::assign(std::vector<Account> accounts) {
   index_.reset();
   slots_.clear();
   places_.clear();
   holes_ = 0;
+  reserve(accounts.size());
   for (Account& each : accounts) append(std::move(each));
 }
 

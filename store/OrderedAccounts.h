@@ -25,6 +25,7 @@ class OrderedAccounts {
   // The accounts in order. The reference is good until the next change.
   [[nodiscard]] const std::vector<Account>& accounts() const;
 
+  void reserve(std::size_t size);
   void assign(std::vector<Account> accounts);
   void append(Account account);
   void replace(Place place, Account account);

@@ -29,14 +29,16 @@ bool fill(TemporaryFile& file, const Bytes& data) {
 
 }  // namespace
 
-std::optional<Dictionary> SettingsFile::read() const {
+std::optional<Dictionary> SettingsFile::read() {
   Files& files = ProcessContext::current().platform().files;
-  const Result<Bytes> bytes = files.read(AccountsManager::fullPathToAccountSettingsPlist());
+  Result<Bytes> bytes = files.read(AccountsManager::fullPathToAccountSettingsPlist());
   if (!bytes) return std::nullopt;
-  if (!writtenBytes_.empty() && *bytes == writtenBytes_) return writtenRoot_;
+  if (!knownBytes_.empty() && *bytes == knownBytes_) return knownRoot_;
   const Result<PropertyList> root = readPropertyList(*bytes);
   if (!root || root->dictionary() == nullptr) return std::nullopt;
-  return *root->dictionary();
+  knownBytes_ = std::move(*bytes);
+  knownRoot_ = *root->dictionary();
+  return knownRoot_;
 }
 
 bool SettingsFile::replace(std::optional<Bytes> data, const Dictionary& root) {
@@ -53,8 +55,8 @@ bool SettingsFile::replace(std::optional<Bytes> data, const Dictionary& root) {
   if (const Status status = files.flushDirectoryOf(path); !status) {
     systemLog("Could not flush the directory of the account settings. %@", status.error().message);
   }
-  writtenBytes_ = std::move(*data);
-  writtenRoot_ = root;
+  knownBytes_ = std::move(*data);
+  knownRoot_ = root;
   return true;
 }
 

@@ -1,6 +1,7 @@
 // AccountsManager::Contents is what a store holds. Only the store's own sources see it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -29,6 +30,10 @@ struct AccountsManager::Contents {
   std::vector<std::unique_ptr<RuntimeFixer>> runtimeFixers;
   SettingsFile file;
 
+  void reserve(std::size_t accounts) {
+    topLevel.reserve(accounts);
+    ordered.reserve(accounts);
+  }
   // Puts the account into `topLevel` under the identifier that it reports, if it reports one.
   void enter(const Account& account) {
     if (const auto identifier = account->identifier()) topLevel.set(*identifier, account);
