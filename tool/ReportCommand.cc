@@ -10,6 +10,7 @@
 #include "tool/Device.h"
 #include "tool/FindingsText.h"
 #include "tool/Json.h"
+#include "tool/MigrationRecords.h"
 #include "tool/Plan.h"
 #include "tool/PlanText.h"
 #include "tool/ReadFile.h"
@@ -50,6 +51,7 @@ class ReportMaker {
                       {"legacyExchange", contentOf(files_.legacyExchange)}};
     addPlan(report);
     report.set("backups", PropertyList(backups()));
+    report.set("records", PropertyList(records()));
     if (logFile) report.set("log", PropertyList(logLines(*logFile)));
     report.set("replaced", PropertyList(replaced()));
     return report;
@@ -104,6 +106,14 @@ class ReportMaker {
     Array all;
     for (const FoundBackup& each : findBackups(device_)) {
       all.append(standIns_.told(backupForScripts(each)));
+    }
+    return all;
+  }
+
+  Array records() {
+    Array all;
+    for (const MigrationRecord& each : findMigrationRecords(device_.files())) {
+      all.append(standIns_.told(recordForScripts(each)));
     }
     return all;
   }

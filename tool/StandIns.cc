@@ -157,17 +157,19 @@ bool StandIns::spend() {
   return budget_ > 0;
 }
 
-const StandIns::StandIn& StandIns::standInFor(Kind kind, const std::string& value) {
+StandIns::StandIn& StandIns::standInFor(Kind kind, const std::string& value) {
   const auto known = standIns_.find(value);
   if (known != standIns_.end()) return known->second;
   const auto index = static_cast<std::size_t>(kind);
-  const std::string name = std::string(kKindNames[index]) + "-" + std::to_string(++values_[index]);
-  return standIns_.emplace(value, StandIn{kind, name}).first->second;
+  const std::string name = std::string(kKindNames[index]) + "-" + std::to_string(++numbers_[index]);
+  return standIns_.emplace(value, StandIn{kind, name, false}).first->second;
 }
 
 std::string StandIns::replaced(Kind kind, const std::string& value) {
-  const StandIn& standIn = standInFor(kind, value);
-  ++places_[static_cast<std::size_t>(standIn.kind)];
+  StandIn& standIn = standInFor(kind, value);
+  const auto index = static_cast<std::size_t>(standIn.kind);
+  if (!std::exchange(standIn.used, true)) ++values_[index];
+  ++places_[index];
   return standIn.name;
 }
 

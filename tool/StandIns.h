@@ -50,6 +50,7 @@ class StandIns {
   struct StandIn {
     Kind kind = Kind::Text;
     std::string name;
+    bool used = false;  // in the place of something
   };
   // A learned value as it is looked for in a sentence: by its first word, which begins at `offset`.
   struct Pattern {
@@ -62,7 +63,7 @@ class StandIns {
   bool spend();
   void learnUnder(std::string_view key, const PropertyList& value);
   void learnValue(Kind kind, std::string_view value);
-  const StandIn& standInFor(Kind kind, const std::string& value);
+  StandIn& standInFor(Kind kind, const std::string& value);
   std::string replaced(Kind kind, const std::string& value);
   [[nodiscard]] PropertyList storedUnder(std::string_view key, const PropertyList& value);
   [[nodiscard]] std::string withoutLearned(std::string_view text);
@@ -74,6 +75,7 @@ class StandIns {
   std::unordered_map<std::string, std::vector<Pattern>> patternsByWord_;
   std::string leftOut_;
   std::size_t budget_ = 0;
+  std::array<std::size_t, kKinds> numbers_{};  // the last that a stand-in was named by
   std::array<std::size_t, kKinds> values_{};
   std::array<std::size_t, kKinds> places_{};
 };

@@ -88,6 +88,14 @@ TEST_F(StandInsTest, CountsTellValuesAndPlaces) {
   EXPECT_EQ(counts[0].places, 3U);
 }
 
+TEST_F(StandInsTest, WhatWasOnlyLearnedDoesNotCount) {
+  standIns.learn(Dictionary{{"Username", "anna@home.example"}, {"Hostname", "h"}});
+  EXPECT_TRUE(standIns.counts().empty());
+  EXPECT_EQ(standIns.sentence("h"), "host-2");
+  ASSERT_EQ(standIns.counts().size(), 1U);
+  EXPECT_EQ(standIns.counts()[0].values, 1U);
+}
+
 TEST_F(StandInsTest, AValueThatSharesItselfOverAndOverEnds) {
   PropertyList bomb = "x";
   for (int i = 0; i < 60; ++i) bomb = Array{bomb, bomb};

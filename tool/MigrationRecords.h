@@ -1,0 +1,33 @@
+// MigrationRecords are the dated files in which the migrator writes down what it converted,
+// where the device has that switched on.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+class LinuxFiles;
+
+struct MigrationRecord {
+  std::string name;
+  bool readable = false;
+  std::optional<std::int64_t> fromVersion;  // of the settings before the steps
+  bool legacyMail = false;
+  bool legacyExchange = false;
+};
+
+// The device path of the directory that holds the records.
+[[nodiscard]] std::string migrationRecordsDirectory();
+// The records of the root that `files` and ProcessContext::current() stand on, by name.
+[[nodiscard]] std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files);
+
+// For people, and for scripts.
+[[nodiscard]] std::string recordLine(const MigrationRecord& record);
+[[nodiscard]] Dictionary recordForScripts(const MigrationRecord& record);
+
+}  // namespace accountsettings
