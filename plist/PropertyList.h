@@ -36,6 +36,8 @@ struct Access;
 class Array {
  public:
   Array() noexcept = default;
+  // An array whose one element is an array is written Array{PropertyList(inner)}: compilers
+  // disagree whether Array{inner} holds `inner` or is a copy of it.
   Array(std::initializer_list<PropertyList> values);
   explicit Array(std::vector<PropertyList> values);
 

@@ -158,10 +158,10 @@ TEST(PropertyListTest, AMovedFromValueIsAnEmptyString) {
 }
 
 TEST(PropertyListTest, AValueCanBeAssignedAPartOfItself) {
-  PropertyList value = Array{Array{"inner"}};
+  PropertyList value = Array{PropertyList(Array{"inner"})};
   value = PropertyList((*value.array())[0]);
   EXPECT_TRUE(value == PropertyList(Array{"inner"}));
-  PropertyList again = Array{Array{"inner"}};
+  PropertyList again = Array{PropertyList(Array{"inner"})};
   again = (*again.array())[0];
   EXPECT_TRUE(again == PropertyList(Array{"inner"}));
 }

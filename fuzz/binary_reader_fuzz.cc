@@ -1,0 +1,11 @@
+// Fuzz target: the binary reader takes any bytes, and what it reads keeps its properties.
+#include <cstddef>
+#include <cstdint>
+
+#include "fuzz/PropertyListProperties.h"
+#include "plist/BinaryReader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  accountsettings::checkProperties(accountsettings::readBinary({data, size}));
+  return 0;
+}
