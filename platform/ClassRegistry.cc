@@ -7,7 +7,7 @@ namespace accountsettings {
 ClassObject::~ClassObject() = default;
 
 void ClassRegistry::registerClass(std::string_view name, std::shared_ptr<ClassObject> object) {
-  classes_.try_emplace(std::string(name), std::move(object));
+  classes_.emplace(name, std::move(object));
 }
 
 ClassObject* ClassRegistry::classNamed(std::string_view name) const noexcept {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/Directories.h"
 #include "plist/BinaryWriter.h"
 #include "plist/Reader.h"
 
@@ -297,7 +298,9 @@ std::vector<std::string> FakeFiles::paths(std::string_view prefix) const {
       if (path.starts_with(prefix)) found.push_back(path);
       continue;
     }
-    for (const auto& [name, entry] : node->entries) pending.emplace_back(path + "/" + name, entry);
+    for (const auto& [name, entry] : node->entries) {
+      pending.emplace_back(appendPathComponent(path, name), entry);
+    }
   }
   std::sort(found.begin(), found.end());
   return found;
@@ -372,6 +375,7 @@ Status FakeFiles::copy(const std::string& source, const std::string& target) {
   if (!place) return place.error();
   if (place->node != nullptr) return failure(target, EEXIST);
   writeAt(*place, from->content);
+  place->node->mode = from->mode;
   return {};
 }
 
