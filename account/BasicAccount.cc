@@ -43,7 +43,9 @@ std::shared_ptr<BasicAccount> BasicAccount::accountWithProperties(const Dictiona
 
 std::shared_ptr<BasicAccount> BasicAccount::initWithProperties(const Dictionary& properties) {
   if (!canMakeRecordOf(properties)) return nullptr;
-  std::shared_ptr<BasicAccount> account(new BasicAccount());
+  // A class that make_shared() may construct: one piece of memory for the record and its count.
+  struct Record : BasicAccount {};
+  const std::shared_ptr<BasicAccount> account = std::make_shared<Record>();
   account->takeProperties(properties);
   return account;
 }

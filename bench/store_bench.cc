@@ -3,12 +3,14 @@
 // is kept in memory, so that what is measured is the store and not the disk; one benchmark at the
 // end uses real files.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -270,4 +272,12 @@ BENCHMARK(deleteEach)->Apply(sizes);
 }  // namespace
 }  // namespace accountsettings
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  // The heap is kept between iterations. Otherwise large stores, and they alone, would be charged
+  // with fresh pages from the system in each.
+  ::mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+  ::mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}

@@ -96,8 +96,8 @@ void AccountsManager::_setOriginalAccountDictionaries() {
   contents_->originals.clear();
   contents_->originals.reserve(count());
   for (const Account& account : contents_->ordered.accounts()) {
-    if (const auto identifier = account->identifier()) {
-      contents_->originals.set(*identifier, account->propertiesToSave());
+    if (auto identifier = account->identifier()) {
+      contents_->originals.push_back({std::move(*identifier), account->propertiesToSave()});
     } else {
       systemLog("%@ returned a nil identifier. Account properties may not get saved", *account);
     }

@@ -3,8 +3,11 @@
 // class gets one list of change records.
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <set>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "account/AccountConstants.h"
 #include "account/CreatorCapabilities.h"
@@ -13,6 +16,7 @@
 #include "platform/AssertionFailure.h"
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
+#include "store/IdentifierMap.h"
 #include "store/NotificationSwitch.h"
 #include "store/StoreContents.h"
 
@@ -30,7 +34,9 @@ constexpr const char* kSourceFile = "AccountsManager";
 constexpr const char* kLookup = "+[AccountsManager _notifierClassNamesForAccountType:dataclass:]";
 constexpr const char* kMalformed = "Malformed AccountCreators information. Could not find ";
 
-using Dataclasses = std::set<std::string, std::less<>>;
+// Data classes in ascending order, without repeats. They live as long as the properties in which
+// they were found.
+using Dataclasses = std::vector<std::string_view>;
 
 const Dictionary* dictionaryUnder(const Dictionary& dictionary, std::string_view key) {
   const PropertyList* value = dictionary.find(key);
@@ -69,45 +75,58 @@ std::string loadedNotifierClassName(const Dictionary& description, const std::st
 }
 
 // The data classes stored as enabled, as they stand; the record's own rules play no part.
-Dataclasses enabledIn(const std::optional<Dictionary>& properties) {
-  if (!properties) return {};
-  const auto stored = stringListOf(properties->find(kAccountEnabledDataclasses));
-  return stored ? Dataclasses(stored->begin(), stored->end()) : Dataclasses();
+Dataclasses enabledIn(const Dictionary& properties) {
+  Dataclasses enabled;
+  if (const Array* stored = arrayUnder(properties, kAccountEnabledDataclasses)) {
+    for (const PropertyList& each : *stored) {
+      if (const auto dataclass = each.stringValue()) enabled.push_back(*dataclass);
+    }
+  }
+  std::sort(enabled.begin(), enabled.end());
+  enabled.erase(std::unique(enabled.begin(), enabled.end()), enabled.end());
+  return enabled;
 }
 
-// What is left when everything is taken out whose change is of no interest to notifiers.
-Dictionary withoutUnnotifiedKeys(Dictionary properties) {
-  for (const std::string_view key :
-       {kAccountEnabledDataclasses, kAccountChildAccounts, std::string_view("IsActive")}) {
-    properties.remove(key);
-  }
-  return properties;
+// Whether notifiers of an enabled data class are interested in a change of the key.
+bool isNotified(std::string_view key) {
+  return key != kAccountEnabledDataclasses && key != kAccountChildAccounts && key != "IsActive";
+}
+
+// Whether each notified entry of `left` stands in `right` as well.
+bool notifiedEntriesStandIn(const Dictionary& left, const Dictionary& right) {
+  return std::all_of(left.begin(), left.end(), [&right](const Dictionary::Entry& entry) {
+    if (!isNotified(entry.key())) return true;
+    const PropertyList* other = right.find(entry.key());
+    return other != nullptr && *other == entry.value();
+  });
 }
 
 Dataclasses dataclassesConcernedByChange(const Dictionary& original, const Dictionary& current) {
   if (original.identicalTo(current)) return {};
   const Dataclasses before = enabledIn(original);
   const Dataclasses now = enabledIn(current);
-  Dataclasses concerned;
+  Dataclasses switched;
   std::set_symmetric_difference(before.begin(), before.end(), now.begin(), now.end(),
-                                std::inserter(concerned, concerned.end()));
-  if (!now.empty() && withoutUnnotifiedKeys(original) != withoutUnnotifiedKeys(current)) {
-    concerned.insert(now.begin(), now.end());
+                                std::back_inserter(switched));
+  if (now.empty() ||
+      (notifiedEntriesStandIn(original, current) && notifiedEntriesStandIn(current, original))) {
+    return switched;
   }
+  Dataclasses concerned;
+  std::set_union(switched.begin(), switched.end(), now.begin(), now.end(),
+                 std::back_inserter(concerned));
   return concerned;
 }
 
-Dataclasses dataclassesConcerned(AccountChangeType changeType,
-                                 const std::optional<Dictionary>& original,
-                                 const std::optional<Dictionary>& current) {
+Dataclasses dataclassesConcerned(AccountChangeType changeType, const Dictionary& original,
+                                 const Dictionary& current) {
   switch (changeType) {
     case AccountChangeType::Added:
       return enabledIn(current);
     case AccountChangeType::Deleted:
       return enabledIn(original);
     case AccountChangeType::Modified:
-      return dataclassesConcernedByChange(original.value_or(Dictionary()),
-                                          current.value_or(Dictionary()));
+      return dataclassesConcernedByChange(original, current);
   }
   return {};
 }
@@ -179,9 +198,13 @@ void AccountsManager::accountDidChangeForDataclass(const BasicAccount& account,
 void AccountsManager::_addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
     NotificationSet& notifications, AccountChangeType changeType,
     const std::optional<Dictionary>& original, const std::optional<Dictionary>& current) const {
+  static const Dictionary kNone;
+  const Dataclasses concerned =
+      dataclassesConcerned(changeType, original ? *original : kNone, current ? *current : kNone);
+  if (concerned.empty()) return;
   const auto type = textOfEither(kAccountType, current, original);
   std::set<std::string> notifiers;
-  for (const std::string& dataclass : dataclassesConcerned(changeType, original, current)) {
+  for (const std::string_view dataclass : concerned) {
     const StringList names = _notifierClassNamesForAccountTypeDataclass(type, dataclass);
     notifiers.insert(names.begin(), names.end());
   }
@@ -203,20 +226,33 @@ void AccountsManager::_sendNotificationsForChangedAccounts() {
     _addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
         notifications, changeType, original, current);
   };
-  for (const auto& [identifier, original] : contents_->originals) {
-    if (contents_->topLevel.find(identifier) == nullptr) {
-      add(AccountChangeType::Deleted, original, std::nullopt);
+  IdentifierMap<const Dictionary*> originals;
+  originals.reserve(contents_->originals.size());
+  for (const auto& [identifier, properties] : contents_->originals) {
+    originals.set(identifier, &properties);
+  }
+  struct Kept {
+    const Dictionary* original;
+    Account account;
+  };
+  std::vector<Kept> kept;
+  kept.reserve(originals.size());
+  for (const auto& [identifier, original] : originals) {
+    if (Account account = contents_->topLevel.find(identifier)) {
+      kept.push_back({original, std::move(account)});
+    } else {
+      add(AccountChangeType::Deleted, *original, std::nullopt);
     }
   }
-  for (const auto& [identifier, entry] : contents_->topLevel) {
-    if (contents_->originals.find(identifier) == nullptr) {
+  // Where every account of the map was there before, none was added.
+  if (kept.size() != contents_->topLevel.size()) {
+    for (const auto& [identifier, entry] : contents_->topLevel) {
+      if (originals.find(identifier) != nullptr) continue;
       add(AccountChangeType::Added, std::nullopt, entry.account->propertiesToSave());
     }
   }
-  for (const auto& [identifier, original] : contents_->originals) {
-    if (const Account account = contents_->topLevel.find(identifier)) {
-      add(AccountChangeType::Modified, original, account->propertiesToSave());
-    }
+  for (const auto& [original, account] : kept) {
+    add(AccountChangeType::Modified, *original, account->propertiesToSave());
   }
   for (const auto& [name, changes] : notifications) {
     auto* notifier = capabilityOf<NoteAccountChangesCapability>(&notifierClass(name, kMethod));

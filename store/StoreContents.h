@@ -4,19 +4,24 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "plist/PropertyList.h"
 #include "store/AccountsByIdentifier.h"
 #include "store/AccountsManager.h"
 #include "store/ChildAccounts.h"
-#include "store/IdentifierMap.h"
 #include "store/OrderedAccounts.h"
 #include "store/SettingsFile.h"
 
 namespace accountsettings {
 
 struct AccountsManager::Contents {
+  struct Original {
+    std::string identifier;
+    Dictionary properties;
+  };
+
   // The top-level accounts by identifier and in order. Both hold the same accounts, apart from
   // repeated identifiers, accounts without one, replaceAccountWithAccount(), accounts that a save
   // found unfixable, and identifiers changed since the account was entered.
@@ -24,8 +29,9 @@ struct AccountsManager::Contents {
   OrderedAccounts ordered;
   // Derived from the "ChildAccounts" of the top-level accounts, each time one is entered.
   ChildAccounts children;
-  // The top-level accounts' properties as of the last load or notifying save.
-  IdentifierMap<Dictionary> originals;
+  // The top-level accounts' properties as of the last load or notifying save, in the order of the
+  // list. Of a repeated identifier the last one counts.
+  std::vector<Original> originals;
   std::int64_t dataVersion = 0;
   std::vector<std::unique_ptr<RuntimeFixer>> runtimeFixers;
   SettingsFile file;
