@@ -98,7 +98,7 @@ TEST_P(LinuxFilesTest, ADirectoryIsNoFile) {
   EXPECT_EQ(files.create(kDirectory, bytesOf("x")).error().code, EISDIR);
 }
 
-TEST_P(LinuxFilesTest, AFileBeyondTheLimitIsRefusedBeforeItIsRead) {
+TEST_P(LinuxFilesTest, AFileBeyondTheLimitIsRefused) {
   device.write(kFile, "x");
   fs::resize_file(device.path(kFile), LinuxFiles::kLargestFile + 1);
   EXPECT_EQ(files.read(kFile).error().code, EFBIG);

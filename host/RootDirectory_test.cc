@@ -85,7 +85,9 @@ TEST_P(Confinement, AbsoluteLinksStartAtTheRoot) {
   link("/etc", "absolute");
   link((device.outside() / "name").string(), "escape");
   link("/etc/passwd", "users");
+  link("/etc", "a/b/deep");
   EXPECT_EQ(content("/absolute/name"), "inside");
+  EXPECT_EQ(content("/a/b/deep/name"), "inside");
   EXPECT_EQ(content("/escape"), failure(ENOENT));
   EXPECT_EQ(content("/users"), failure(ENOENT));
 }
@@ -168,30 +170,61 @@ TEST_P(Confinement, MessagesNameThePathOnThisMachine) {
             device.path("etc/none").lexically_normal().string() + ": No such file or directory");
 }
 
-// Another process swaps a directory for a link that leads outside, again and again.
-TEST_P(Confinement, ALinkSwappedInNeverLeadsOut) {
-  device.write("swap/name", "inside");
-  fs::create_directory_symlink(device.outside(), device.path("evil"));
-  const std::string here = device.path("swap");
-  const std::string evil = device.path("evil");
-  std::atomic<bool> stop = false;
-  std::atomic<int> swaps = 0;
-  std::thread attacker([&] {
-    while (!stop) {
-      if (::renameat2(AT_FDCWD, here.c_str(), AT_FDCWD, evil.c_str(), RENAME_EXCHANGE) == 0) {
-        ++swaps;
+// Swapper exchanges two names, again and again, as another process might.
+class Swapper {
+ public:
+  Swapper(std::string one, std::string other)
+      : one_(std::move(one)), other_(std::move(other)), thread_([this] { run(); }) {}
+  ~Swapper() {
+    stop_ = true;
+    thread_.join();
+  }
+  Swapper(const Swapper&) = delete;
+  Swapper& operator=(const Swapper&) = delete;
+
+  [[nodiscard]] bool hasSwapped() const { return swaps_ > 1; }
+
+ private:
+  void run() {
+    while (!stop_) {
+      if (::renameat2(AT_FDCWD, one_.c_str(), AT_FDCWD, other_.c_str(), RENAME_EXCHANGE) == 0) {
+        ++swaps_;
       }
     }
-  });
+  }
+
+  std::string one_;
+  std::string other_;
+  std::atomic<bool> stop_ = false;
+  std::atomic<int> swaps_ = 0;
+  std::thread thread_;
+};
+
+TEST_P(Confinement, ALinkSwappedInForADirectoryNeverLeadsOut) {
+  device.write("swap/name", "inside");
+  fs::create_directory_symlink(device.outside(), device.path("evil"));
+  const Swapper swapper(device.path("swap"), device.path("evil"));
   int found = 0;
-  for (int turn = 0; turn < 3000 || (swaps == 0 && turn < 300000); ++turn) {
+  for (int turn = 0; turn < 3000 || (!swapper.hasSwapped() && turn < 300000); ++turn) {
     const std::string text = content("/swap/name");
     EXPECT_NE(text, "outside");
     found += text == "inside" ? 1 : 0;
   }
-  stop = true;
-  attacker.join();
-  EXPECT_GT(swaps, 0);
+  EXPECT_TRUE(swapper.hasSwapped());
+  EXPECT_GT(found, 0);
+}
+
+TEST_P(Confinement, ALinkSwappedInForAFileNeverLeadsOut) {
+  device.write("swap", "inside");
+  fs::create_symlink(device.outside() / "name", device.path("evil"));
+  const Swapper swapper(device.path("swap"), device.path("evil"));
+  int found = 0;
+  for (int turn = 0; turn < 3000 || (!swapper.hasSwapped() && turn < 300000); ++turn) {
+    const std::string text = content("/swap");
+    EXPECT_NE(text, "outside");
+    found += text == "inside" ? 1 : 0;
+  }
+  EXPECT_TRUE(swapper.hasSwapped());
   EXPECT_GT(found, 0);
 }
 
