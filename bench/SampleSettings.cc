@@ -100,7 +100,7 @@ Dictionary account(std::size_t number) {
   const std::size_t more = dice.roll(21);
   const std::size_t first = dice.roll(kSettings.size());
   if (more > 0) account.set("EmailAddresses", Array{user + "@" + std::string(type.host)});
-  if (more > 1) account.set("Session Token", dice.hex(96));
+  if (more > 1) account.set("Session Token", dice.hex(144));
   for (std::size_t i = 2; i < more; ++i) {
     const std::size_t setting = (first + i) % kSettings.size();
     account.set(kSettings[setting], commonSetting(setting, dice));

@@ -97,6 +97,11 @@ class Objects {
     Id idPlusOne = 0;
   };
 
+  struct Recent {
+    const StringNode* node = nullptr;
+    Id id = 0;
+  };
+
   // A container that has been entered.
   struct Open {
     std::size_t firstPending;
@@ -130,7 +135,20 @@ class Objects {
     return false;
   }
 
+  // The same few strings come again and again: where one was met lately, its id is at hand.
   bool addText(const StringNode* node) {
+    Recent& recent = recent_[(reinterpret_cast<std::uintptr_t>(node) >> 4) % recent_.size()];
+    if (node == nullptr || recent.node != node) {
+      const auto id = idOfText(node);
+      if (!id) return false;
+      recent = {node, *id};
+    }
+    pending_.push_back(recent.id);
+    return true;
+  }
+
+  // None where the text is not UTF-8.
+  std::optional<Id> idOfText(const StringNode* node) {
     const std::uint32_t hash = node != nullptr ? node->hash : detail::hashOf({});
     const auto same = [node](const Object& other) {
       if (other.kind != Kind::String) return false;
@@ -143,11 +161,10 @@ class Objects {
     const Id id = intern(hash, object, same);
     if (object.wide && objects_[id].count == 0) {
       const auto units = countUnits(node->text());
-      if (!units) return false;
+      if (!units) return std::nullopt;
       objects_[id].count = *units;
     }
-    pending_.push_back(id);
-    return true;
+    return id;
   }
 
   // Data is told apart by its bytes, which are hashed once for each node.
@@ -188,11 +205,23 @@ class Objects {
       if (open_.size() == kMaxNesting) return failTooDeep(walk);
       open_.push_back({pending_.size(), 1});
       walk.enter();
+      if (const Dictionary* dictionary = walk.value().dictionary()) fetchSlots(*dictionary);
       return true;
     }
     if (open_.size() + objects_[*known].height > kMaxNesting) return failTooDeep(walk);
     pushContainer(*known);
     return true;
+  }
+
+  // Has the places where the strings of a dictionary will be looked up brought near, all at a
+  // time; one after the other they would be waited for.
+  void fetchSlots(const Dictionary& dictionary) const noexcept {
+    if (slots_.empty()) return;
+    for (const Entry& entry : dictionary) {
+      if (entry.value().kind() != Kind::String) continue;
+      const StringNode* node = Access::text(entry.value()).get();
+      if (node != nullptr) __builtin_prefetch(&slots_[node->hash & (slots_.size() - 1)]);
+    }
   }
 
   bool failTooDeep(const Walk& walk) {
@@ -237,7 +266,7 @@ class Objects {
   // The id of the object with this hash that is `same`, or else of `object`, which is added.
   template <class Same>
   Id intern(std::uint32_t hash, const Object& object, const Same& same) {
-    if (2 * (objects_.size() + 1) > slots_.size()) growSlots();
+    if (4 * (objects_.size() + 1) > 3 * slots_.size()) growSlots();
     const std::size_t mask = slots_.size() - 1;
     std::size_t place = hash & mask;
     for (; slots_[place].idPlusOne != 0; place = (place + 1) & mask) {
@@ -267,6 +296,7 @@ class Objects {
   std::vector<Id> pending_;  // ids inside the open containers
   std::vector<Open> open_;
   detail::PointerMap<Id> seen_;
+  std::vector<Recent> recent_ = std::vector<Recent>(1024);
   Error error_;
 };
 
@@ -288,7 +318,13 @@ class File {
     Bytes bytes(table + all.size() * offsetSize + kTrailerSize);
     at_ = bytes.data();
     put(kMagic.data(), kMagic.size());
-    for (auto object = all.rbegin(); object != all.rend(); ++object) putObject(*object);
+    constexpr std::ptrdiff_t kAhead = 8;
+    for (auto object = all.rbegin(); object != all.rend(); ++object) {
+      if (all.rend() - object > kAhead && object[kAhead].kind == Kind::String) {
+        __builtin_prefetch(object[kAhead].text);  // lies anywhere in memory
+      }
+      putObject(*object);
+    }
     std::size_t offset = kMagic.size();
     for (auto object = all.rbegin(); object != all.rend(); ++object) {
       putNumber(offset, offsetSize);

@@ -12,7 +12,8 @@ namespace {
 TEST(DescriptionTest, ShowsContainersInOneLine) {
   EXPECT_EQ(description(Dictionary{{"Key", "value"}, {"Key two", Array{"a", "b"}}}),
             "{ Key = value; \"Key two\" = ( a, b ); }");
-  EXPECT_EQ(description(Array{Dictionary{{"k", 1}}, Array{}, Dictionary{}, Array{PropertyList(Array{2})}}),
+  EXPECT_EQ(description(
+                Array{Dictionary{{"k", 1}}, Array{}, Dictionary{}, Array{PropertyList(Array{2})}}),
             "( { k = 1; }, ( ), { }, ( ( 2 ) ) )");
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "bench/SampleSettings.h"
 #include "plist/BinaryFile.h"
 #include "plist/BinaryReader.h"
 #include "plist/BinaryWriter.h"
@@ -145,6 +146,17 @@ TEST(LimitsTest, AFileOfFiftyMegabytesIsReadWithinItsShareOfMemory) {
   EXPECT_TRUE(*again == value);
   EXPECT_EQ(writeBinary(*again).value(), bytes);
   EXPECT_LE(peak.bytes(), 6 * bytes.size());
+}
+
+TEST(LimitsTest, ReadingAndWritingSettingsTakesAtMostSixTimesTheFile) {
+  if (!countsAllocations()) GTEST_SKIP() << "a sanitizer replaces the allocator";
+  const Bytes bytes = writeBinary(sampleSettings(20'000, 12)).value();
+  const PeakMemory peak;  // the file itself is in memory, too
+  const auto value = readBinary(bytes);
+  EXPECT_LE(peak.bytes() + bytes.size(), 6 * bytes.size());
+  const Bytes written = writeBinary(*value).value();
+  EXPECT_LE(peak.bytes() + bytes.size(), 6 * bytes.size());
+  EXPECT_EQ(written, bytes);
 }
 
 // Each of `levels` arrays holds the next one twice.
