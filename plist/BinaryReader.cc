@@ -298,22 +298,24 @@ class BinaryReader {
       std::size_t object = 0;
       const Found found = follow(frame.refs + (frame.count + frame.next) * refSize_, object);
       if (found != Found::Ready) return found == Found::Opened;
-      PropertyList& place = Access::value(frame.dictionary->items()[entryOfNext(frame)]);
-      std::destroy_at(&place);
-      objects_.copyTo(object, &place);
+      if (frame.repeatsKeys) {
+        // The value may be replaced again, so the table must keep its own reference.
+        Access::value(entryOf(frame)) = objects_.value(object);
+      } else {
+        objects_.copyTo(object, &Access::value(frame.dictionary->items()[frame.next]));
+      }
     }
     return close(Access::dictionaryOf(std::move(frame.dictionary)));
   }
 
-  // The number of the entry that the next value belongs to. Of a repeated key the last value
-  // counts.
-  std::size_t entryOfNext(const Frame& frame) {
-    if (!frame.repeatsKeys) return frame.next;
+  // The entry that the next value of a dictionary with repeated keys belongs to: the last value
+  // of a key counts.
+  detail::Entry& entryOf(const Frame& frame) {
     const StringNode* key = readKey(frame.refs + frame.next * refSize_)->node.get();
-    const DictionaryNode& node = *frame.dictionary;
+    DictionaryNode& node = *frame.dictionary;
     const detail::Entry* entry = key != nullptr ? Access::find(node, key->text(), key->hash)
                                                 : Access::find(node, {}, detail::hashOf({}));
-    return static_cast<std::size_t>(entry - node.items());
+    return node.items()[entry - node.items()];
   }
 
   // The last frame's container is complete.

@@ -97,6 +97,27 @@ TEST(BinaryReaderTest, OfARepeatedKeyTheLastValueCountsInTheFirstPlace) {
   EXPECT_TRUE(dictionary == (Dictionary{{"a", 1}, {"b", Array{1}}}));
 }
 
+TEST(BinaryReaderTest, AValueThatARepeatedKeyReplacedIsThereForOtherReferences) {
+  const Bytes bytes = BinaryFile()
+                          .add({0xA3}, {1, 2, 3})
+                          .add({0xD2}, {4, 4, 3, 2})
+                          .add({0x52, 'x', 'y'})
+                          .add({0xA1}, {2})
+                          .add({0x51, 'k'})
+                          .bytes();
+  EXPECT_TRUE(*readBinary(bytes).value().array() ==
+              (Array{Dictionary{{"k", "xy"}}, "xy", Array{"xy"}}));
+  const Bytes reversed = BinaryFile()
+                             .add({0xA2}, {1, 3})
+                             .add({0xD3}, {4, 4, 4, 3, 2, 3})
+                             .add({0x52, 'x', 'y'})
+                             .add({0xA1}, {2})
+                             .add({0x51, 'k'})
+                             .bytes();
+  EXPECT_TRUE(*readBinary(reversed).value().array() ==
+              (Array{Dictionary{{"k", Array{"xy"}}}, Array{"xy"}}));
+}
+
 TEST(BinaryReaderTest, ARepeatedKeyIsSeenThroughADictionaryInBetween) {
   const Bytes bytes = BinaryFile()
                           .add({0xD2}, {1, 1, 2, 3})

@@ -48,7 +48,9 @@ class ObjectTable {
   [[nodiscard]] const PropertyList& value(std::size_t object) const noexcept {
     return values_[object];
   }
-  // Constructs the value of an object that has been put at `place`, with a reference of its own.
+  // Constructs the value of an object that has been put at `place`, over a scalar or an empty
+  // value. The first place takes the table's own reference over, so what is placed must not
+  // be destroyed before the table.
   void copyTo(std::size_t object, PropertyList* place) noexcept {
     State& state = states_[object];
     Access::copyUncounted(values_[object], place);
