@@ -22,6 +22,7 @@
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
 #include "store/AccountsManager.h"
+#include "testing/PlatformWithFiles.h"
 
 namespace accountsettings {
 namespace {
@@ -119,7 +120,8 @@ class Device {
     writeAccountNames();
     host_ = std::move(LinuxHost::create(std::move(options)).value());
     Platform platform = host_->platform();
-    context_ = std::make_unique<ProcessContext>(inMemory ? withFiles(platform, memory_) : platform);
+    context_ = std::make_unique<ProcessContext>(
+        inMemory ? testing::platformWithFiles(platform, memory_) : platform);
     override_ = std::make_unique<ProcessContext::Override>(*context_);
     settings_ = settingsFile(accounts, root_ / "scratch");
     isInMemory_ = inMemory;
@@ -139,27 +141,6 @@ class Device {
   }
 
  private:
-  static Platform withFiles(const Platform& p, Files& files) {
-    return {files,
-            p.resources,
-            p.locks,
-            p.processes,
-            p.eventLoop,
-            p.webEngineLock,
-            p.notifications,
-            p.preferences,
-            p.deviceAnswers,
-            p.deviceInfo,
-            p.restrictions,
-            p.externalSources,
-            p.cloudAccountModel,
-            p.modules,
-            p.clock,
-            p.identifiers,
-            p.directories,
-            p.systemLog,
-            p.configuration};
-  }
   // A root other than "/" has accounts of its own, to whom a saved file is given.
   void writeAccountNames() const {
     std::filesystem::create_directories(root_ / "var/mobile/Library/Preferences");
