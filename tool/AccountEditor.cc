@@ -188,6 +188,7 @@ void AccountEditor::save(const Dictionary& meant) {
   }
   const auto after = readDictionary(files_, path_);
   if (after && *after == meant) {
+    session_.changed = true;
     if (!notTold) return;
     throw CommandFailure(ExitStatus::Broken, shown_,
                          "saved, but those who are told of changes were not: " + *notTold,

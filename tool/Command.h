@@ -17,6 +17,8 @@ namespace accountsettings {
 struct Session {
   CommonOptions options;
   Output& output;
+  // To be set by a command that has changed files.
+  bool changed = false;
 };
 
 class Command {

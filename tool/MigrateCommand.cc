@@ -106,6 +106,7 @@ ExitStatus MigrateCommand::run(Session& session) {
       output.progress("Migrating: " + std::string(meaningOfStep(step)) + " ...");
     };
     const MigrationHost::Outcome outcome = host.run(options);
+    session.changed = true;
     result = outcome.result;
     fault = outcome.fault;
     report.backup = outcome.backup;

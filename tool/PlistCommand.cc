@@ -67,6 +67,7 @@ ExitStatus PlistCommand::run(Session& session) {
   }
   if (out_) {
     writeFile(*out_, content);
+    session.changed = true;
   } else {
     session.output.text(asText(content));
   }

@@ -140,6 +140,7 @@ ExitStatus RestoreCommand::run(Session& session) {
   const BackupManifest manifest = chosenBackup(device);
   const std::vector<RestoreStep> steps = prepared(device, manifest);
   if (!dryRun_) putBack(device, manifest);
+  session.changed = !dryRun_;
 
   if (output.json()) {
     (void)output.value(documentFor(session.options.root, manifest.name, dryRun_, steps));

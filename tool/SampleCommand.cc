@@ -168,6 +168,7 @@ ExitStatus SampleCommand::run(Session& session) {
   options.root = directory_;
   DeviceWriter device(options, user, group);
   writeAccounts(device, release);
+  session.changed = true;
 
   Output& output = session.output;
   if (output.json()) {

@@ -51,8 +51,9 @@ Status write(Stream stream, std::string_view text) {
   return {};
 }
 
-void ignoreBrokenPipes() noexcept {
+void makeWritesFailInsteadOfEnding() noexcept {
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 unsigned userIdentifier() noexcept {

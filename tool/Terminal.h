@@ -16,8 +16,9 @@ enum class Stream { Output, Errors };
 [[nodiscard]] std::size_t width() noexcept;
 // Writes everything, also to a slow pipe.
 Status write(Stream stream, std::string_view text);
-// Makes writing to a closed pipe an error instead of the end of the program.
-void ignoreBrokenPipes() noexcept;
+// Makes writing to a closed pipe, or beyond the size that a file may have, an error instead of the
+// end of the program.
+void makeWritesFailInsteadOfEnding() noexcept;
 // The user and group that this process acts as.
 [[nodiscard]] unsigned userIdentifier() noexcept;
 [[nodiscard]] unsigned groupIdentifier() noexcept;

@@ -27,16 +27,17 @@ ExitStatus runCommand(Command& command, Session& session) {
   }
 }
 
-ExitStatus finish(Output& output, ExitStatus status) {
+// `changed` tells that the command changed files: its status then stays what it was.
+ExitStatus finish(Output& output, ExitStatus status, bool changed) {
   const Status written = output.finish();
   if (written) return status;
   output.note("standard output: " + written.error().message +
               "; what was to be shown is incomplete");
-  return status == ExitStatus::Done ? ExitStatus::Prevented : status;
+  return status == ExitStatus::Done && !changed ? ExitStatus::Prevented : status;
 }
 
 ExitStatus runProgram(std::vector<std::string> arguments) {
-  terminal::ignoreBrokenPipes();
+  terminal::makeWritesFailInsteadOfEnding();
   CommandLine commandLine(allCommands());
   Command* command = nullptr;
   try {
@@ -48,11 +49,11 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
   Output output(commandLine.options().json);
   if (command == nullptr) {
     output.text(commandLine.text());
-    return finish(output, ExitStatus::Done);
+    return finish(output, ExitStatus::Done, false);
   }
   Session session{commandLine.options(), output};
   const ExitStatus status = runCommand(*command, session);
-  return finish(output, status);
+  return finish(output, status, session.changed);
 }
 
 }  // namespace

@@ -1,0 +1,146 @@
+// Tests of `plist`, run as a process.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Plist : public ::testing::Test {
+ protected:
+  [[nodiscard]] std::string at(const std::string& name) const { return directory_.path() / name; }
+
+  std::string write(const std::string& name, const std::string& content) {
+    std::ofstream(at(name), std::ios::binary) << content;
+    return at(name);
+  }
+
+  [[nodiscard]] std::string content(const std::string& name) const {
+    std::ifstream stream(at(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  [[nodiscard]] std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(directory_.path())) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  TemporaryDirectory directory_;
+  const std::string json_ =
+      "{\n  \"Name\": \"x\",\n  \"List\": [\n    1,\n    2.5\n  ],\n"
+      "  \"When\": {\n    \"$date\": \"2012-01-01T00:00:00Z\"\n  }\n}\n";
+};
+
+TEST_F(Plist, PrintsForPeople) {
+  const ToolResult result = runTool({"plist", write("a.json", json_)});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "Name: \"x\"\nList:\n  - 1\n  - 2.5\nWhen: 2012-01-01T00:00:00Z\n");
+}
+
+TEST_F(Plist, ConvertsBetweenAllFormsAndBack) {
+  ASSERT_EQ(runTool({"plist", write("a.json", json_), "-t", "xml", "-o", at("a.xml")}).status, 0);
+  EXPECT_EQ(content("a.xml").substr(0, 5), "<?xml");
+  ASSERT_EQ(runTool({"plist", at("a.xml"), "--to", "binary", "--out", at("a.bin")}).status, 0);
+  EXPECT_EQ(content("a.bin").substr(0, 8), "bplist00");
+  const ToolResult result = runTool({"plist", at("a.bin"), "--to", "json"});
+  EXPECT_EQ(documentIn(result.out), documentIn(json_));
+}
+
+TEST_F(Plist, ReadsStandardInput) {
+  const ToolResult result = ToolRun({"plist", "-"}).withInput("[1]").run();
+  EXPECT_EQ(result.out, "- 1\n");
+  EXPECT_EQ(ToolRun({"plist"}).withInput("[1]").run().out, result.out);
+}
+
+TEST_F(Plist, TellsWhereAFileIsMalformed) {
+  const ToolResult result = runTool({"plist", write("a.xml", "<plist><dict><key>a</key>")});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err.find("accountsettings: " + at("a.xml") + ": line 1: "), 0U) << result.err;
+}
+
+TEST_F(Plist, TellsAFileOfNoForm) {
+  const ToolResult result = runTool({"plist", write("a", "hello")});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("it is no property list (binary, XML or JSON), or a damaged one"),
+            std::string::npos)
+      << result.err;
+}
+
+TEST_F(Plist, TellsAnEmptyFileADirectoryAndAMissingOne) {
+  EXPECT_EQ(runTool({"plist", write("a", "")}).err,
+            "accountsettings: " + at("a") + ": it is empty, not a property list; check the path\n");
+  EXPECT_EQ(runTool({"plist", directory_.path()}).err,
+            "accountsettings: " + directory_.path().string() +
+                ": this is a directory; give a file in it\n");
+  EXPECT_EQ(runTool({"plist", at("none")}).err,
+            "accountsettings: " + at("none") + ": No such file or directory; check the path\n");
+}
+
+TEST_F(Plist, RefusesAFormThatCannotHoldTheValue) {
+  const ToolResult result =
+      runTool({"plist", write("a.json", R"({"u": {"$uid": 7}})"), "-t", "xml", "-o", at("out")});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("this form cannot hold the value"), std::string::npos) << result.err;
+  EXPECT_EQ(names(), (std::vector<std::string>{"a.json"}));
+}
+
+TEST_F(Plist, RefusesAnUnknownForm) {
+  const ToolResult result = runTool({"plist", write("a.json", json_), "--to", "yaml"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_NE(result.err.find("yaml"), std::string::npos) << result.err;
+}
+
+TEST_F(Plist, AFullDiskLeavesTheOldFileAndNothingElse) {
+  write("in.json", "\"" + std::string(10000, 'x') + "\"");
+  write("out", "old");
+  const ToolResult result = ToolRun({"plist", at("in.json"), "-t", "binary", "-o", at("out")})
+                                .withFileSizeLimit(5000)
+                                .run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.err,
+            "accountsettings: " + at("out") + ": File too large; make room and try again\n");
+  EXPECT_EQ(content("out"), "old");
+  EXPECT_EQ(names(), (std::vector<std::string>{"in.json", "out"}));
+}
+
+TEST_F(Plist, DoesNotWriteOverADirectory) {
+  fs::create_directory(at("out"));
+  const ToolResult result =
+      runTool({"plist", write("a.json", json_), "-t", "xml", "-o", at("out")});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("this is a directory; give the name of a file in it"),
+            std::string::npos)
+      << result.err;
+}
+
+TEST_F(Plist, AFileThatALinkLeadsToIsReplacedNotTheLink) {
+  write("target", "old");
+  fs::create_symlink("target", at("link"));
+  ASSERT_EQ(runTool({"plist", write("a.json", json_), "-t", "json", "-o", at("link")}).status, 0);
+  EXPECT_TRUE(fs::is_symlink(at("link")));
+  EXPECT_EQ(documentIn(content("target")), documentIn(json_));
+}
+
+TEST_F(Plist, ADirectoryWithoutPermissionIsTold) {
+  fs::permissions(directory_.path(), fs::perms(0755));
+  const std::string in = write("a.json", json_);
+  const ToolResult result =
+      ToolRun({"plist", in, "-t", "json", "-o", at("out")}).asUser(12345).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("Permission denied; run as a user who may"), std::string::npos)
+      << result.err;
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

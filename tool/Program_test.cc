@@ -1,0 +1,146 @@
+// Tests of the frame of the program, run as a process: its command line, its help, its errors.
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+constexpr std::array<const char*, 16> kCommands = {
+    "migrate", "plan",   "show",    "diff", "check",  "restore", "history", "get",
+    "set",     "enable", "disable", "add",  "remove", "plist",   "sample",  "report"};
+
+void expectRefusal(std::vector<std::string> arguments, const std::string& message) {
+  const ToolResult result = runTool(std::move(arguments));
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "accountsettings: " + message + "\n");
+}
+
+TEST(Program, HelpNamesEveryCommand) {
+  const ToolResult result = runTool({"--help"});
+  EXPECT_EQ(result.status, 0);
+  for (const char* command : kCommands) {
+    EXPECT_NE(result.out.find(std::string("\n  ") + command + " "), std::string::npos) << command;
+  }
+}
+
+TEST(Program, HelpOfEachCommandShowsTwoExamplesAndTheCommonOptions) {
+  for (const char* command : kCommands) {
+    const ToolResult result = runTool({command, "--help"});
+    EXPECT_EQ(result.status, 0);
+    const std::string example = std::string("\n  accountsettings ") + command;
+    const std::size_t first = result.out.find(example);
+    ASSERT_NE(first, std::string::npos) << command;
+    EXPECT_NE(result.out.find(example, first + 1), std::string::npos) << command;
+    EXPECT_NE(result.out.find("--root DIR"), std::string::npos) << command;
+  }
+}
+
+TEST(Program, TellsItsVersion) {
+  EXPECT_EQ(runTool({"--version"}).out, "accountsettings " AS_VERSION "\n");
+}
+
+TEST(Program, SuggestsTheOptionThatWasMeant) {
+  expectRefusal({"show", "--jsn"},
+                "--jsn: unknown option; did you mean --json? see accountsettings show --help");
+  expectRefusal(
+      {"migrate", "--dryrun"},
+      "--dryrun: unknown option; did you mean --dry-run? see accountsettings migrate --help");
+  expectRefusal({"show", "--zzzzzzzz"},
+                "--zzzzzzzz: unknown option; see accountsettings show --help");
+}
+
+TEST(Program, SuggestsTheCommandThatWasMeant) {
+  expectRefusal({"shwo"},
+                "'shwo': unknown command; did you mean 'show'? see accountsettings --help");
+  expectRefusal({"xyzzyxyzzy"}, "'xyzzyxyzzy': unknown command; see accountsettings --help");
+}
+
+TEST(Program, RefusesArgumentsTooMany) {
+  expectRefusal({"show", "a", "b"}, "'b': one argument too many; see accountsettings show --help");
+}
+
+TEST(Program, EveryCommandRefusesAnUnknownOption) {
+  for (const char* command : kCommands) {
+    const ToolResult result = runTool({command, "--no-such-option"});
+    EXPECT_EQ(result.status, 2) << command;
+    EXPECT_EQ(result.out, "") << command;
+    EXPECT_NE(result.err.find("--no-such-option: unknown option"), std::string::npos)
+        << command << ": " << result.err;
+  }
+}
+
+TEST(Program, NoCommandIsWrongUsage) {
+  const ToolResult result = runTool({});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+}
+
+TEST(Program, OptionsMayStandBeforeTheCommand) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const ToolResult after = runTool({"show", "--root", root.path(), "--json", "--type", "Mail"});
+  const ToolResult before = runTool({"--type", "Mail", "--json", "--root", root.path(), "show"});
+  EXPECT_EQ(after.status, 0);
+  EXPECT_EQ(before.status, 0);
+  EXPECT_EQ(before.out, after.out);
+}
+
+TEST(Program, AValueMayBeNamedLikeACommand) {
+  const ToolResult result = runTool({"--root", "show", "show"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("show: No such file or directory"), std::string::npos) << result.err;
+}
+
+TEST(Program, SaysThatTheReaderOfItsOutputIsGone) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const ToolResult result = ToolRun({"show", root.path()}).withClosedOutput().run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.err,
+            "accountsettings: standard output: Broken pipe; what was to be shown is incomplete\n");
+}
+
+TEST(Program, ACommandThatChangedSomethingKeepsItsStatusWithoutAReader) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  EXPECT_EQ(ToolRun({"migrate", "--root", root.path()}).withClosedOutput().run().status, 0);
+}
+
+TEST(Program, TellsAMissingRoot) {
+  const ToolResult result = runTool({"show", "--root", "/nonexistent-root"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("/nonexistent-root: No such file or directory"), std::string::npos)
+      << result.err;
+}
+
+TEST(Program, TellsAMalformedConfigurationWithFileAndKey) {
+  ToolRoot root;
+  root.put("/etc/accountsettings/host.plist", Dictionary{{"Owner", 5}});
+  const ToolResult result = runTool({"migrate", "--root", root.path()});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("host.plist"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("Owner"), std::string::npos) << result.err;
+}
+
+TEST(Program, TellsALogThatCannotBeOpened) {
+  ToolRoot root;
+  const ToolResult result =
+      runTool({"migrate", "--root", root.path(), "--log", root.path() + "/none/log"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("/none/log"), std::string::npos) << result.err;
+}
+
+TEST(Program, ColourNeedsATerminal) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  EXPECT_EQ(runTool({"show", root.path()}).out.find('\033'), std::string::npos);
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

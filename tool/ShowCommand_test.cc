@@ -1,0 +1,188 @@
+// Tests of `show`, run as a process.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+Dictionary cloudAccount() {
+  const Dictionary child{{"Identifier", "C1"}, {"Type", "Quorra"}, {"Class", "QuorraAccount"}};
+  return {{"Identifier", "Z"},
+          {"Type", "ZelqoAccount"},
+          {"Class", "ZQAccount"},
+          {"DisplayName", "Cloud"},
+          {"Username", "anna@cloud.example"},
+          {"Enabled Dataclasses", Array{"com.zelqo.Dataclass.Mail", "com.zelqo.Dataclass.Notes"}},
+          {"authToken", "tell nobody"},
+          {"ChildAccounts", Array{child}}};
+}
+
+Dictionary plainAccount() {
+  return {{"Identifier", "A"}, {"Type", "LDAP"}, {"Class", "LDAPAccount"}, {"X", 1}};
+}
+
+TEST(Show, DrawsATreeWithChildrenUnderTheirParents) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount(), plainAccount()});
+  const ToolResult result = runTool({"show", root.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "device root " + root.path() +
+                            "\n\n"
+                            "Settings, version 12: 2 accounts, 1 child\n"
+                            "├─ ZelqoAccount \"Cloud\"  ZQAccount  Z\n"
+                            "│  │  anna@cloud.example | Mail, Notes | 1 more property\n"
+                            "│  └─ Quorra  QuorraAccount  C1\n"
+                            "└─ LDAP  LDAPAccount  A\n"
+                            "      1 more property\n");
+}
+
+TEST(Show, DrawsATable) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount(), plainAccount()});
+  const ToolResult result = runTool({"show", root.path(), "--table"});
+  EXPECT_EQ(result.out,
+            "device root " + root.path() +
+                "\n\n"
+                "Settings, version 12: 2 accounts, 1 child\n"
+                "TYPE          NAME   USER                CLASS          IDENTIFIER  ENABLED\n"
+                "ZelqoAccount  Cloud  anna@cloud.example  ZQAccount      Z           Mail, Notes\n"
+                "  Quorra                                 QuorraAccount  C1\n"
+                "LDAP                                     LDAPAccount    A\n");
+}
+
+TEST(Show, HidesSecretsUnlessAskedForThem) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount()});
+  for (const char* form : {"--all", "--json"}) {
+    EXPECT_EQ(runTool({"show", root.path(), form}).out.find("tell nobody"), std::string::npos);
+    EXPECT_NE(runTool({"show", root.path(), form, "--reveal"}).out.find("tell nobody"),
+              std::string::npos);
+  }
+}
+
+TEST(Show, FiltersByTypeClassDataclassAndIdentifier) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount(), plainAccount()});
+  const auto found = [&](std::vector<std::string> filter) {
+    filter.insert(filter.begin(), {"show", root.path(), "--json"});
+    std::string identifiers;
+    const ToolResult result = runTool(filter);
+    const Dictionary document = documentIn(result.out);
+    const Dictionary& settings = *document.find("settings")->dictionary();
+    for (const PropertyList& each : *settings.find("accounts")->array()) {
+      identifiers += std::string(*each.dictionary()->find("identifier")->stringValue());
+    }
+    return identifiers;
+  };
+  EXPECT_EQ(found({}), "ZA");
+  EXPECT_EQ(found({"--type", "LDAP"}), "A");
+  EXPECT_EQ(found({"--type", "LDAP", "--type", "ZelqoAccount"}), "ZA");
+  EXPECT_EQ(found({"--class", "ZQAccount"}), "Z");
+  EXPECT_EQ(found({"--dataclass", "Notes"}), "Z");
+  EXPECT_EQ(found({"--dataclass", "com.zelqo.Dataclass.Notes"}), "Z");
+  EXPECT_EQ(found({"--id", "A"}), "A");
+  EXPECT_EQ(found({"--type", "Quorra"}), "Z");  // for its child's sake
+  EXPECT_EQ(found({"--type", "LDAP", "--id", "Z"}), "");
+}
+
+TEST(Show, SaysWhatItWasGiven) {
+  ToolRoot root;
+  root.putSettings(12, {plainAccount()});
+  EXPECT_EQ(runTool({"show", root.settingsPath()}).out.substr(0, 14), "settings file ");
+  ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
+  const std::filesystem::path backups = root.at("/var/mobile/Library/Logs/AccountMigrationBackups");
+  const std::string backup = std::filesystem::directory_iterator(backups)->path();
+  const ToolResult result = runTool({"show", backup});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.substr(0, 7), "backup ");
+  EXPECT_NE(result.out.find("LDAPAccount  A"), std::string::npos);
+}
+
+TEST(Show, ShowsLegacyFilesToo) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"MailAccounts", Array{Dictionary{{"AccountType", "IMAPAccount"},
+                                                        {"AccountName", "Old"},
+                                                        {"uniqueId", "U"}}}}});
+  root.put(ToolRoot::kLegacyExchange, Dictionary{{"DAAccountsKey", Array{Dictionary{}}}});
+  const ToolResult result = runTool({"show", root.path()});
+  EXPECT_NE(result.out.find("Legacy mail file: 1 account\n└─ Mail \"Old\"  IMAPAccount  U\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("Legacy Exchange file: 1 account\n└─ Exchange  (no identifier)\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");
+}
+
+TEST(Show, ItsJsonFollowsTheSchema) {
+  ToolRoot root;
+  root.put(ToolRoot::kSettings,
+           Dictionary{{"Accounts", Array{cloudAccount(), 5}}, {"Version", 12}, {"Extra", true}});
+  const ToolResult result = runTool({"show", root.path(), "--json"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(schemaErrors("show.schema.json", result.out), "");
+}
+
+TEST(Show, CreatesNothing) {
+  ToolRoot root;
+  root.putSettings(9, {plainAccount()});
+  const auto before = root.snapshot();
+  EXPECT_EQ(runTool({"show", root.path()}).status, 0);
+  EXPECT_EQ(root.snapshot(), before);
+}
+
+TEST(Show, TellsAnEmptyRoot) {
+  ToolRoot root;
+  const ToolResult result = runTool({"show", root.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "device root " + root.path() +
+                            "\nThere are no account settings and no legacy files here.\n");
+}
+
+TEST(Show, TellsADamagedSettingsFileAndEndsWith3) {
+  ToolRoot root;
+  root.putText(ToolRoot::kSettings, "bplist00 and nothing else");
+  const ToolResult ofRoot = runTool({"show", root.path()});
+  EXPECT_EQ(ofRoot.status, 3);
+  EXPECT_NE(ofRoot.out.find("Settings: cannot be read: byte "), std::string::npos) << ofRoot.out;
+  EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");
+  const ToolResult ofFile = runTool({"show", root.settingsPath()});
+  EXPECT_EQ(ofFile.status, 3);
+  EXPECT_EQ(ofFile.out, "");
+  EXPECT_NE(ofFile.err.find(root.settingsPath() + ": byte "), std::string::npos) << ofFile.err;
+}
+
+TEST(Show, TellsAFileThatIsMissing) {
+  const ToolResult result = runTool({"show", "/nonexistent.plist"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.err,
+            "accountsettings: /nonexistent.plist: No such file or directory; check the path\n");
+}
+
+TEST(Show, TellsAFileThatMayNotBeRead) {
+  ToolRoot root;
+  root.putSettings(12, {plainAccount()});
+  std::filesystem::permissions(root.path(), std::filesystem::perms(0755));
+  const ToolResult result = ToolRun({"show", root.settingsPath()}).asUser(12345).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("Permission denied; run as a user who may"), std::string::npos)
+      << result.err;
+}
+
+TEST(Show, ControlCharactersOfAFileDoNotReachTheTerminal) {
+  ToolRoot root;
+  Dictionary account = plainAccount();
+  account.set("DisplayName", "\033[31mred\x07\xC2\x9B");
+  root.putSettings(12, {account});
+  const std::string out = runTool({"show", root.path()}).out;
+  EXPECT_EQ(out.find_first_of("\033\x07"), std::string::npos);
+  EXPECT_NE(out.find("\"?[31mred??\""), std::string::npos) << out;
+}
+
+}  // namespace
+}  // namespace accountsettings::testing
