@@ -460,7 +460,7 @@ TEST_F(VersionSteps8And9, ThePrimaryFlagIsReadUnderItsFixedName) {
 
 TEST_F(VersionSteps8And9, HostedChildrenPutTheStatusRightAndProvisionMail) {
   // The list is written as it is reported, and what is not provisioned is not added but for mail.
-  const Array children{Dictionary{{"Type", "Quorra"}}};
+  const Array children{account("Quorra", "QuorraAccount", {{"Identifier", "q"}})};
   const Dictionary before =
       cloud({{"status", 2},
              {"ChildAccounts", children},

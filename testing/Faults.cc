@@ -48,6 +48,7 @@ void Faults::doAt(std::string_view operation, int nth, std::function<void()> act
 void Faults::clear() {
   const std::lock_guard lock(mutex_);
   plans_.clear();
+  fired_ = false;
 }
 
 bool Faults::fired() const {

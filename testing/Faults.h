@@ -55,7 +55,7 @@ class Faults {
   // Runs `action` before the `nth` call from now on of the named operation: the place for what
   // another process does meanwhile. Works for infallible operations too.
   void doAt(std::string_view operation, int nth, std::function<void()> action);
-  // Forgets all plans, fired or not; keeps the list of calls.
+  // Forgets all plans, and that one fired; keeps the list of calls.
   void clear();
 
   // Whether a planned failure or power cut has happened.
