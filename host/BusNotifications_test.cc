@@ -29,6 +29,7 @@ class Program {
     output_ = FileDescriptor(ends[0]);
     const FileDescriptor input(ends[1]);
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& each : command) arguments.push_back(const_cast<char*>(each.c_str()));
     arguments.push_back(nullptr);
     process_ = ::fork();

@@ -17,7 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::asOtherUser;
-using testing::inChild;
 using testing::modeOf;
 using LockPointer = std::unique_ptr<ExclusiveFileLock>;
 

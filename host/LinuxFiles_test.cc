@@ -256,6 +256,25 @@ TEST_P(LinuxFilesTest, ReplacesAFileWithModeAndOwner) {
   EXPECT_EQ(content(kFile), "new");
 }
 
+TEST_P(LinuxFilesTest, ReplacesAFileWithALinkOfAnOwner) {
+  AS_NEEDS_ROOT();
+  device.write(kFile, "old");
+  FileAttributes wanted;
+  wanted.owner = kOtherUser;
+  wanted.group = 77;
+  ASSERT_TRUE(files.replaceWithLink(kFile, "/etc/none", wanted).ok());
+  EXPECT_EQ(files.linkTarget(kFile).value(), "/etc/none");
+  EXPECT_EQ(files.attributes(kFile)->owner, kOtherUser);
+  EXPECT_EQ(files.attributes(kFile)->group, 77U);
+  EXPECT_THAT(namesIn(kDirectory), ElementsAre("file"));
+}
+
+TEST_P(LinuxFilesTest, AFailedReplacementByALinkLeavesNothing) {
+  device.write("var/p/full/file", "x");
+  EXPECT_FALSE(files.replaceWithLink("/var/p/full", "/etc/none", FileAttributes()).ok());
+  EXPECT_THAT(namesIn(kDirectory), ElementsAre("full"));
+}
+
 // MARK: Saving
 
 TEST_P(LinuxFilesTest, TemporaryFilesAreFreshPrivateAndKnownByTheirNames) {

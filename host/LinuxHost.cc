@@ -78,7 +78,7 @@ Service& givenOr(Service* given, std::unique_ptr<Service>& owned, Make make) {
 
 // The members are made in this order, each from those above it.
 struct LinuxHost::Services {
-  Services(const HostOptions& options, RootDirectory&& opened, HostConfiguration&& read)
+  Services(HostOptions&& options, RootDirectory&& opened, HostConfiguration&& read)
       : root(std::move(opened)),
         configuration(std::move(read)),
         systemLog(givenOr(options.systemLog, ownedLog,
@@ -88,8 +88,8 @@ struct LinuxHost::Services {
         resources(appendPathComponent(plugInDirectoryOf(configuration), kBundleResources),
                   languagesFor(configuration.language.value_or(localeOfMessages()))),
         locks(root, options.interrupted),
-        processes(root.isThisMachine(), options.processFilter),
-        eventLoop(options.interrupted),
+        processes(root.isThisMachine(), std::move(options.processFilter)),
+        eventLoop(std::move(options.interrupted)),
         webEngineLock(configuration.webEngineLibrary),
         notifications(givenOr(
             options.notifications, ownedNotifications,
@@ -97,7 +97,8 @@ struct LinuxHost::Services {
         preferences(files, configuration.homeDirectory,
                     configuration.defaultsDomain.value_or(options.programName)),
         device(configuration),
-        modules(root.isThisMachine(), moduleDirectoryOf(configuration), options.builtInModules),
+        modules(root.isThisMachine(), moduleDirectoryOf(configuration),
+                std::move(options.builtInModules)),
         directories(configuration, plugInDirectoryOf(configuration)),
         values(configuration) {}
 
@@ -133,7 +134,8 @@ Result<std::unique_ptr<LinuxHost>> LinuxHost::create(HostOptions options) {
   if (!root) return root.error();
   Result<HostConfiguration> configuration = configurationOf(*root, options.configFile);
   if (!configuration) return configuration.error();
-  auto services = std::make_unique<Services>(options, std::move(*root), std::move(*configuration));
+  auto services =
+      std::make_unique<Services>(std::move(options), std::move(*root), std::move(*configuration));
   for (const std::string& warning : services->configuration.warnings) {
     services->systemLog.write(warning);
   }

@@ -18,10 +18,10 @@ class LinuxHostTest : public ::testing::Test {
   Result<std::unique_ptr<LinuxHost>> tryCreate(HostOptions options = {}) {
     options.root = device.root();
     options.systemLog = &log;
-    return LinuxHost::create(std::move(options));
+    return LinuxHost::create(options);
   }
-  std::unique_ptr<LinuxHost> create(HostOptions options = {}) {
-    Result<std::unique_ptr<LinuxHost>> host = tryCreate(std::move(options));
+  std::unique_ptr<LinuxHost> create(const HostOptions& options = {}) {
+    Result<std::unique_ptr<LinuxHost>> host = tryCreate(options);
     EXPECT_TRUE(host.ok()) << host.error().message;
     return std::move(*host);
   }

@@ -65,8 +65,9 @@ class Children {
 class ProcessTableTest : public ::testing::Test {
  protected:
   std::vector<int> listed() {
-    std::vector<int> identifiers;
     const std::vector<Process> processes = table.list().value();
+    std::vector<int> identifiers;
+    identifiers.reserve(processes.size());
     for (const Process& process : processes) identifiers.push_back(process.identifier);
     return identifiers;
   }
