@@ -10,8 +10,8 @@
 
 #include "tool/Backup.h"
 #include "tool/Device.h"
-#include "tool/Ledger.h"
 #include "tool/Inspection.h"
+#include "tool/Ledger.h"
 #include "tool/MigrationRun.h"
 #include "tool/PlanInputs.h"
 
