@@ -1,0 +1,197 @@
+// Benchmarks of whole migrations from version 0 to 12, on real files, at three sizes. Each runs in
+// a process of its own, which is charged with what it reads, writes and needs in memory. "account"
+// is the time per account, which should stay flat.
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "bench/SampleSettings.h"
+#include "host/LinuxHost.h"
+#include "platform/MigratorBase.h"
+#include "platform/ProcessContext.h"
+#include "plist/BinaryWriter.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+namespace {
+
+namespace fs = std::filesystem;
+
+class NoLog : public SystemLog {
+ public:
+  void write(std::string_view) override {}
+};
+
+// Of every ten accounts one belongs to the hosted service and has a child, one is a Gmail account,
+// and one the CalDAV account that is folded into it.
+Dictionary oldAccount(const Dictionary& sample, std::size_t index) {
+  Dictionary account = sample;
+  const std::string name = "user" + std::to_string(index / 10);
+  switch (index % 10) {
+    case 3:
+      account.set("Type", "CalDAV");
+      account.set("Class", "MobileCalDAVAccount");
+      account.set("CalDAVPrincipalConfiguration",
+                  Dictionary{{"CalDAV_Server_Key", "www.google.com"}, {"Login_Key", name}});
+      account.set("CalDAVAccountConfiguration",
+                  Dictionary{{"CalDAV_PrincipalPath_Key", "/calendar/dav/" + name + "/user"}});
+      break;
+    case 5:
+      account.set("Type", "Quorra");
+      account.set("Class", "QuorraAccount");
+      account.set("IsActive", true);
+      account.set("ChildAccounts", Array{Dictionary{{"Type", "CalDAV"},
+                                                    {"Class", "MobileCalDAVAccount"},
+                                                    {"Identifier", "child-" + name}}});
+      break;
+    case 6:
+      account.set("Type", "Mail");
+      account.set("Class", "GmailAccount");
+      account.set("Username", name);
+      break;
+    default:
+      break;
+  }
+  return account;
+}
+
+Bytes oldSettings(std::size_t count) {
+  const Dictionary sample = sampleSettings(count, 0);
+  const PropertyList accounts = *sample.find("Accounts");
+  std::vector<PropertyList> old;
+  old.reserve(count);
+  for (const PropertyList& each : *accounts.array()) {
+    old.emplace_back(oldAccount(*each.dictionary(), old.size()));
+  }
+  return writeBinary(Dictionary{{"Version", 0}, {"Accounts", Array(std::move(old))}}).value();
+}
+
+// What one migration cost.
+struct Cost {
+  double seconds = 0;
+  double bytesRead = 0;
+  double bytesWritten = 0;
+  double peakMemory = 0;
+};
+
+double ioCounter(const std::string& wanted) {
+  std::ifstream io("/proc/self/io");
+  std::string name;
+  double value = 0;
+  while (io >> name >> value) {
+    if (name == wanted) return value;
+  }
+  return 0;
+}
+
+Cost migrate(const fs::path& root) {
+  NoLog log;
+  HostOptions options;
+  options.root = root.string();
+  options.systemLog = &log;
+  const auto host = LinuxHost::create(std::move(options));
+  if (!host) std::abort();
+  ProcessContext context((*host)->platform());
+  const ProcessContext::Override current(context);
+
+  const double readBefore = ioCounter("rchar:");
+  const double writtenBefore = ioCounter("wchar:");
+  const auto start = std::chrono::steady_clock::now();
+  AccountsManager::_migrateAccountsIfNeeded();
+  Cost cost;
+  cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  cost.bytesRead = ioCounter("rchar:") - readBefore;
+  cost.bytesWritten = ioCounter("wchar:") - writtenBefore;
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  cost.peakMemory = static_cast<double>(usage.ru_maxrss) * 1024;
+  return cost;
+}
+
+// Runs `body` in a child process and hands back what it answered.
+template <class Body>
+Cost inChild(Body body) {
+  int ends[2];
+  if (::pipe(ends) != 0) std::abort();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const Cost cost = body();
+    const bool told = ::write(ends[1], &cost, sizeof cost) == static_cast<ssize_t>(sizeof cost);
+    ::_exit(told ? 0 : 1);
+  }
+  Cost cost;
+  int status = 0;
+  const bool heard = ::read(ends[0], &cost, sizeof cost) == static_cast<ssize_t>(sizeof cost);
+  ::waitpid(child, &status, 0);
+  ::close(ends[0]);
+  ::close(ends[1]);
+  if (!heard || status != 0) std::abort();
+  return cost;
+}
+
+void writeFile(const fs::path& path, const Bytes& bytes) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+}
+
+void prepare(const fs::path& root, std::size_t accounts) {
+  const auto text = [&](const char* path, const std::string& line) {
+    writeFile(root / path, Bytes(line.begin(), line.end()));
+  };
+  const std::string user = std::to_string(::getuid());
+  const std::string group = std::to_string(::getgid());
+  text("etc/passwd", "mobile:x:" + user + ":" + group + "::/var/mobile:/bin/sh\n");
+  text("etc/group", "mobile:x:" + group + ":\n");
+  fs::create_directories(root / "tmp");
+  fs::create_directories(root / "var/shared/Library/Logs/CrashReporter");
+  writeFile(root / "old.plist", oldSettings(accounts));
+}
+
+void migrateFromVersion0(benchmark::State& state) {
+  std::string pattern = fs::temp_directory_path() / "migration-bench-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+  const fs::path root = pattern;
+  const fs::path settings = root / "var/mobile/Library/Preferences/com.zelqo.accountsettings.plist";
+  fs::create_directories(settings.parent_path());
+  const auto accounts = static_cast<std::size_t>(state.range(0));
+  // In a child too, so that this process stays as small as one that has just started.
+  inChild([&] {
+    prepare(root, accounts);
+    return Cost();
+  });
+  Cost cost;
+  for ([[maybe_unused]] auto each : state) {
+    fs::copy_file(root / "old.plist", settings, fs::copy_options::overwrite_existing);
+    cost = inChild([&] { return migrate(root); });
+    state.SetIterationTime(cost.seconds);
+  }
+  state.counters["account"] = benchmark::Counter(
+      static_cast<double>(accounts),
+      benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  state.counters["file"] = static_cast<double>(fs::file_size(root / "old.plist"));
+  state.counters["read"] = cost.bytesRead;
+  state.counters["written"] = cost.bytesWritten;
+  state.counters["peak"] = cost.peakMemory;
+  fs::remove_all(root);
+}
+
+BENCHMARK(migrateFromVersion0)
+    ->Arg(12)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace accountsettings
+
+BENCHMARK_MAIN();
