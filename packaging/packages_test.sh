@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Builds the Debian packages, unpacks them into an empty folder, and uses what is there: the command,
+# the plug-in, the libraries, the headers, the CMake package and the pkg-config file.
+# usage: packages_test.sh BUILD SOURCE COMPILER
+set -euo pipefail
+build=$1 source=$2 compiler=$3
+for program in dpkg-deb cpack pkg-config readelf nm; do
+  command -v "$program" >/dev/null || { echo "skipped: $program is not installed"; exit 77; }
+done
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+# The packages, unpacked side by side under one root.
+(cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/packages") >"$work/log" 2>&1 ||
+  { cat "$work/log"; fail "cpack"; }
+mkdir "$work/root"
+for package in accountsettings libaccountsettings-dev; do
+  file=$(ls "$work"/packages/"$package"_*.deb) || fail "no package $package"
+  dpkg-deb --info "$file" | grep -q "^ Package: $package$" || fail "$file calls itself otherwise"
+  dpkg-deb -x "$file" "$work/root"
+done
+usr=$work/root/usr
+library=$(find "$usr" -name 'libaccountsettings.so.1')
+libdir=$(dirname "$library")
+tool=$usr/bin/accountsettings
+for each in bin/accountsettings share/man/man1/accountsettings.1 lib/systemd/system/accountsettings-migrate.service \
+  share/bash-completion/completions/accountsettings share/zsh/site-functions/_accountsettings \
+  share/fish/vendor_completions.d/accountsettings.fish; do
+  [ -s "$usr/$each" ] || [ -s "$usr/$each.gz" ] || fail "$each is not in the package"
+done
+
+# Nothing but the C++ standard library and libc is needed by the library and the plug-in.
+for each in "$library" "$libdir/accountsettings/Ferrant.migrator/AccountsDataMigrator.so"; do
+  readelf -d "$each" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' |
+    grep -v -e '^libaccountsettings\.so\.1$' -e '^libstdc++\.so' -e '^libgcc_s\.so' \
+      -e '^libc\.so' -e '^libm\.so' -e '^ld-linux' && fail "$each needs more than it may"
+done
+
+# The library shows its own names alone.
+nm -DC --defined-only "$library" | sed 's/^[0-9a-f]* . //' |
+  grep -v -e 'accountsettings::' | grep . && fail "the library exports foreign names"
+
+# The command works from where it was unpacked, with the bundle that lies beside the library.
+"$tool" --version
+"$tool" sample "$work/device" --release oldest >/dev/null
+"$tool" migrate --root "$work/device" >/dev/null || fail "migrate from the unpacked package"
+"$tool" show --root "$work/device" | grep -q 'version 12' || fail "the device was not migrated"
+
+# A project of its own finds, builds and runs against the package.
+cmake -S "$source/examples" -B "$work/examples" -DCMAKE_CXX_COMPILER="$compiler" \
+  -DCMAKE_PREFIX_PATH="$usr" >"$work/log" 2>&1 || { cat "$work/log"; fail "find_package"; }
+cmake --build "$work/examples" -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "building the examples"; }
+"$work/examples/example_list_accounts" "$work/device" | grep -q . || fail "list_accounts printed nothing"
+
+# The same through pkg-config.
+flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs accountsettings)
+# shellcheck disable=SC2086 - the flags are words
+"$compiler" "$source/examples/list_accounts.cc" -o "$work/by_pkg_config" $flags \
+  "-Wl,-rpath,$libdir" || fail "building with pkg-config"
+"$work/by_pkg_config" "$work/device" | grep -q . || fail "the pkg-config build printed nothing"
+
+# Each header can be included on its own.
+include=$usr/include/accountsettings
+find "$include" -name '*.h' | sort | while read -r header; do
+  echo "#include \"${header#"$include"/}\""
+done | split -l 1 - "$work/header."
+for each in "$work"/header.*; do mv "$each" "$each.cc"; done
+ls "$work"/header.*.cc | xargs -P 4 -n 4 "$compiler" -std=c++20 -fsyntax-only -Wall -Werror -I"$include" ||
+  fail "a header does not stand alone"
+echo "The packages hold what they promise."
