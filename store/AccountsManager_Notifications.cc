@@ -94,11 +94,15 @@ bool isNotified(std::string_view key) {
 
 // Whether each notified entry of `left` stands in `right` as well.
 bool notifiedEntriesStandIn(const Dictionary& left, const Dictionary& right) {
-  return std::all_of(left.begin(), left.end(), [&right](const Dictionary::Entry& entry) {
-    if (!isNotified(entry.key())) return true;
-    const PropertyList* other = right.find(entry.key());
-    return other != nullptr && *other == entry.value();
-  });
+  const Dictionary::Entry* beside = right.begin();
+  for (const Dictionary::Entry& entry : left) {
+    // Two states of one account mostly agree in their order.
+    const bool isBeside = beside != right.end() && beside->key() == entry.key();
+    const PropertyList* other = isBeside ? &beside->value() : right.find(entry.key());
+    if (isNotified(entry.key()) && (other == nullptr || *other != entry.value())) return false;
+    if (beside != right.end()) ++beside;
+  }
+  return true;
 }
 
 Dataclasses dataclassesConcernedByChange(const Dictionary& original, const Dictionary& current) {

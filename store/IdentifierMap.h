@@ -97,6 +97,15 @@ class IdentifierMap {
   static TokenTable::Key keyOf(std::string_view identifier) { return detail::hashOf(identifier); }
 
   [[nodiscard]] std::optional<std::size_t> indexOf(std::string_view identifier) const {
+    const std::optional<std::size_t> index =
+        isAt(expected_, identifier) ? std::optional(expected_) : searchedIndexOf(identifier);
+    if (index) expected_ = *index + 1;
+    return index;
+  }
+  [[nodiscard]] bool isAt(std::size_t index, std::string_view identifier) const {
+    return index < entries_.size() && entries_[index] && entries_[index]->identifier == identifier;
+  }
+  [[nodiscard]] std::optional<std::size_t> searchedIndexOf(std::string_view identifier) const {
     // Different identifiers may have one key.
     return index_.first(keyOf(identifier), [&](std::size_t index) {
       return entries_[index]->identifier == identifier;
@@ -116,6 +125,9 @@ class IdentifierMap {
   std::vector<std::optional<Entry>> entries_;
   std::size_t removed_ = 0;
   TokenTable index_;
+  // The entry after the one that was found last. Whoever looks up many does so in order more often
+  // than not, and finds them without a search that jumps about in memory.
+  mutable std::size_t expected_ = 0;
 };
 
 }  // namespace accountsettings
