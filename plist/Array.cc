@@ -50,12 +50,13 @@ void Array::removeAt(std::size_t index) {
 }
 
 std::size_t Array::removeAll(const PropertyList& value) {
-  const PropertyList wanted = value;  // `value` may be one of the elements
-  if (!contains(wanted)) return 0;
+  // Holds a copy, because `value` may be one of the elements.
+  const auto isWanted = [wanted = value](const PropertyList& each) { return each == wanted; };
+  if (std::none_of(begin(), end(), isWanted)) return 0;
   detail::makeWritable(node_, size());
   PropertyList* first = node_->items();
   PropertyList* last = first + node_->size;
-  PropertyList* kept = std::remove(first, last, wanted);
+  PropertyList* kept = std::remove_if(first, last, isWanted);
   const auto removed = static_cast<std::size_t>(last - kept);
   std::destroy(kept, last);
   node_->size -= static_cast<std::uint32_t>(removed);

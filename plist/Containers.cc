@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <type_traits>
 
 #include "plist/Access.h"
 #include "plist/Sequence.h"
@@ -11,11 +12,12 @@
 namespace accountsettings::detail {
 namespace {
 
+// TearDown counts items in 31 bits.
+constexpr std::size_t kMostItems = std::numeric_limits<std::int32_t>::max();
+
 template <class Node>
 Node* allocate(std::size_t capacity, std::size_t bytes) {
-  if (capacity >= std::numeric_limits<std::uint32_t>::max()) {
-    throw std::length_error("container of more than 2^32 values");
-  }
+  if (capacity > kMostItems) throw std::length_error("container of more than 2^31 values");
   auto* node = new (::operator new(sizeof(Node) + bytes)) Node;
   node->capacity = capacity;
   return node;
@@ -23,52 +25,48 @@ Node* allocate(std::size_t capacity, std::size_t bytes) {
 
 // TearDown frees a container whose last reference is gone, and what that releases, depth first. The
 // stack of the containers being freed is threaded through the dead nodes themselves, so
-// that freeing neither recurses nor allocates: a dead node keeps the one it lies in
-// as its capacity, and in its count how many of its items are freed.
+// that freeing neither recurses nor allocates: a dead node keeps the one that it lies in as
+// `outer`, and in its count the number of items that are freed and which kind the outer one is.
 class TearDown {
  public:
   template <class Node>
   static void run(Node* root) noexcept {
     TearDown work;
     work.push(root);
-    while (work.top_ != 0) {
-      if ((work.top_ & kIsDictionary) != 0) {
-        work.freeItems(reinterpret_cast<DictionaryNode*>(work.top_ & ~kIsDictionary));
+    while (work.top_ != nullptr) {
+      if (work.topIsDictionary_) {
+        work.freeItems(static_cast<DictionaryNode*>(work.top_));
       } else {
-        work.freeItems(reinterpret_cast<ArrayNode*>(work.top_));
+        work.freeItems(static_cast<ArrayNode*>(work.top_));
       }
     }
   }
 
  private:
-  // Marks the address of a dictionary's node; nodes lie at even addresses.
-  static constexpr std::uintptr_t kIsDictionary = 1;
-
-  void push(ArrayNode* node) noexcept { push(node, reinterpret_cast<std::uintptr_t>(node)); }
-  void push(DictionaryNode* node) noexcept {
-    push(node, reinterpret_cast<std::uintptr_t>(node) | kIsDictionary);
-  }
   template <class Node>
-  void push(Node* node, std::uintptr_t address) noexcept {
-    node->count.store(0, std::memory_order_relaxed);
+  void push(Node* node) noexcept {
+    node->count.store(topIsDictionary_ ? 1 : 0, std::memory_order_relaxed);
     node->outer = top_;
-    top_ = address;
+    top_ = node;
+    topIsDictionary_ = std::is_same_v<Node, DictionaryNode>;
   }
 
   // Frees items until one is a container that must go first, or until the node can go.
   template <class Node>
   void freeItems(Node* node) noexcept {
     auto* items = node->items();
-    std::uint32_t next = node->count.load(std::memory_order_relaxed);
-    for (const std::uintptr_t top = top_; next < node->size; ++next) {
+    const std::uint32_t progress = node->count.load(std::memory_order_relaxed);
+    const std::uint32_t outerIsDictionary = progress & 1;
+    for (std::uint32_t next = progress >> 1; next < node->size; ++next) {
       takeContainer(valueOf(items[next]));
       std::destroy_at(items + next);
-      if (top_ != top) {
-        node->count.store(next + 1, std::memory_order_relaxed);
+      if (top_ != node) {
+        node->count.store((next + 1) << 1 | outerIsDictionary, std::memory_order_relaxed);
         return;
       }
     }
     top_ = node->outer;
+    topIsDictionary_ = outerIsDictionary != 0;
     node->~Node();
     ::operator delete(node);
   }
@@ -89,7 +87,8 @@ class TearDown {
     if (node != nullptr && node->drop()) push(node);
   }
 
-  std::uintptr_t top_ = 0;
+  Counted* top_ = nullptr;
+  bool topIsDictionary_ = false;
 };
 
 }  // namespace

@@ -112,7 +112,7 @@ struct SequenceNode : Counted {
   std::uint32_t size = 0;
   union {
     std::size_t capacity;
-    std::uintptr_t outer;  // while the node is torn down
+    Counted* outer;  // while the node is torn down
   };
 
   [[nodiscard]] Item* items() noexcept { return reinterpret_cast<Item*>(this + 1); }

@@ -36,14 +36,18 @@ std::optional<std::string> obstacleBelow(const PropertyList& value, const std::s
   if (value.stringValue() && !holdsInXml(*value.stringValue())) return path;
   if (const Array* array = value.array()) {
     for (std::size_t i = 0; i < array->size(); ++i) {
-      const auto found = obstacleBelow((*array)[i], path + '[' + std::to_string(i) + ']');
+      std::string inner = path;
+      inner.append("[").append(std::to_string(i)).append("]");
+      auto found = obstacleBelow((*array)[i], inner);
       if (found) return found;
     }
   }
   if (const Dictionary* dictionary = value.dictionary()) {
     for (const auto& entry : *dictionary) {
-      const std::string key(entry.key());
-      const auto found = obstacleBelow(entry.value(), path.empty() ? key : path + '.' + key);
+      std::string inner = path;
+      if (!path.empty()) inner += '.';
+      inner += entry.key();
+      auto found = obstacleBelow(entry.value(), inner);
       if (found) return found;
     }
   }

@@ -34,7 +34,7 @@ constexpr std::size_t kMaxIndent = 16;
 constexpr std::size_t kDataLine = 57;  // bytes, which are 76 characters
 
 // A document may be so long whatever is stored, and so many times as long as what is stored.
-constexpr double kFreeLength = 64.0 * 1024 * 1024;
+constexpr double kFreeLength = 1024.0 * 1024;
 constexpr double kMaxGrowth = 64;
 // At least what a value takes without its text: two lines, indented, with its tags.
 constexpr double kTags = 64;
