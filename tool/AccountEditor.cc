@@ -7,6 +7,7 @@
 #include "platform/ReadDictionary.h"
 #include "tool/DifferencesText.h"
 #include "tool/Inspection.h"
+#include "tool/PlatformWith.h"
 #include "tool/Terminal.h"
 
 namespace accountsettings {
@@ -89,7 +90,7 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
       options_(options),
       device_(session.options, DefaultLog::System),
       files_(device_.files()),
-      context_(withFiles(device_.host().platform(), files_)),
+      context_(platformWith(device_.host().platform(), {.files = &files_})),
       current_(context_),
       path_(AccountsManager::fullPathToAccountSettingsPlist()),
       shown_(device_.shown(path_)) {

@@ -3,8 +3,6 @@
 #include "host/LogSinks.h"
 #include "tool/FindingsText.h"
 #include "tool/HostFacts.h"
-#include "tool/MigrationHost.h"
-#include "tool/MigrationReport.h"
 
 namespace accountsettings {
 
@@ -22,6 +20,22 @@ std::vector<std::string> objections(const MigrationReport& report) {
                        (entry.key.empty() ? " is dropped." : "."));
   }
   return problems;
+}
+
+// What the rehearsal tells.
+MigrationReport reportOf(MigrationHost& host, const std::string& root, Findings findings) {
+  MigrationReport report;
+  report.root = root;
+  report.findings = std::move(findings);
+  report.outcome = host.rehearsal().result() ? "done" : "answered-no";
+  report.version = host.versionBefore();
+  report.accountsBefore = host.accountsBefore();
+  report.accountsAfter = host.accountsAfter();
+  report.steps = host.rehearsal().steps();
+  report.ledger = host.ledger();
+  report.written = host.written();
+  report.removed = host.removed();
+  return report;
 }
 
 void show(Output& output, const MigrationReport& report, const ShownPath& shown,
@@ -50,81 +64,79 @@ void MigrateCommand::describe(OptionSet& options) {
                   "Shows what each step would change, and touches nothing.");
 }
 
+void MigrateCommand::checkPlan(Device& device) const {
+  if (!plan_) return;
+  if (const auto changed = changedSince(readPlanInputs(*plan_), device)) {
+    throw Prevented(device.shown(*changed), "it changed since the plan " + *plan_ + " was made",
+                    "make a new plan");
+  }
+}
+
+std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationHost& host,
+                                                    MigrationReport& report) const {
+  Output& output = session.output;
+  MigrationHost::RunOptions options;
+  options.backup = !noBackup_;
+  options.keep = static_cast<std::size_t>(keep_);
+  options.progress = [&](std::string_view step) {
+    output.progress("Migrating: " + std::string(meaningOfStep(step)) + " ...");
+  };
+  const MigrationHost::Outcome outcome = host.run(options);
+  session.changed = true;
+  report.backup = outcome.backup;
+  report.steps = outcome.steps;
+  report.outcome = outcome.fault ? "broken" : outcome.result ? "done" : "answered-no";
+  if (outcome.fault) report.problems.push_back(*outcome.fault);
+  for (const std::string& warning : outcome.warnings) output.note(warning);
+  return outcome.fault;
+}
+
 ExitStatus MigrateCommand::run(Session& session) {
   Output& output = session.output;
+  const std::string& root = session.options.root;
   Device device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
-  const ShownPath shown = [&](const std::string& path) { return device.shown(path); };
-  if (plan_) {
-    if (const auto changed = changedSince(readPlanInputs(*plan_), device)) {
-      throw Prevented(device.shown(*changed), "it changed since the plan " + *plan_ + " was made",
-                      "make a new plan");
-    }
-  }
+  checkPlan(device);
 
   output.progress("Looking at the settings ...");
-  MigrationReport report;
-  report.root = session.options.root;
-  report.dryRun = dryRun_;
   const auto facts = makeHostFacts(device.host());
-  report.findings = inspectRoot(facts.get());
-
+  Findings findings = inspectRoot(facts.get());
   output.progress("Rehearsing the migration ...");
   DiscardingSink silence;
   MigrationHost host(device, dryRun_ ? device.log() : silence);
-  report.version = host.versionBefore();
-  report.accountsBefore = host.accountsBefore();
-  report.accountsAfter = host.accountsAfter();
-  report.steps = host.rehearsal().steps();
-  report.ledger = host.ledger();
-  report.written = host.written();
-  report.removed = host.removed();
+  MigrationReport report = reportOf(host, root, std::move(findings));
+  report.dryRun = dryRun_;
 
-  const MigrationTextOptions textOptions{verbose_, reveal_};
+  const auto showReport = [&] {
+    output.progress("");
+    show(output, report, [&](const std::string& path) { return device.shown(path); },
+         {verbose_, reveal_});
+  };
   report.problems = objections(report);
   if (!report.problems.empty() && !acceptLoss_) {
     report.outcome = "refused";
-    output.progress("");
-    show(output, report, shown, textOptions);
+    showReport();
     throw Prevented(
-        session.options.root,
+        root,
         counted(report.problems.size(), "thing stands", "things stand") +
             " against the migration, and nothing was changed: " + report.problems.front(),
         "repair what is named, or go on with --accept-loss");
   }
 
-  bool result = host.rehearsal().result();
   std::optional<std::string> fault;
-  if (dryRun_) {
-    if (const auto changed = changedSince(host.inputs(), device)) {
-      throw Prevented(device.shown(*changed), "it changed during the rehearsal", "try again");
-    }
-  } else {
-    MigrationHost::RunOptions options;
-    options.backup = !noBackup_;
-    options.keep = static_cast<std::size_t>(keep_);
-    options.progress = [&](std::string_view step) {
-      output.progress("Migrating: " + std::string(meaningOfStep(step)) + " ...");
-    };
-    const MigrationHost::Outcome outcome = host.run(options);
-    session.changed = true;
-    result = outcome.result;
-    fault = outcome.fault;
-    report.backup = outcome.backup;
-    report.steps = outcome.steps;
-    for (const std::string& warning : outcome.warnings) output.note(warning);
+  if (!dryRun_) {
+    fault = carryOut(session, host, report);
+  } else if (const auto changed = changedSince(host.inputs(), device)) {
+    throw Prevented(device.shown(*changed), "it changed during the rehearsal", "try again");
   }
-  output.progress("");
-  if (fault) report.problems.push_back(*fault);
-  report.outcome = fault ? "broken" : result ? "done" : "answered-no";
-  show(output, report, shown, textOptions);
+  showReport();
   if (fault) {
     throw CommandFailure(ExitStatus::Broken, "", *fault,
                          report.backup.empty()
                              ? "there is no backup of what was there"
-                             : "put back the backup with: accountsettings restore --root " +
-                                   session.options.root + " " + report.backup);
+                             : "put back the backup with: accountsettings restore --root " + root +
+                                   " " + report.backup);
   }
-  return result ? ExitStatus::Done : ExitStatus::No;
+  return report.outcome == "done" ? ExitStatus::Done : ExitStatus::No;
 }
 
 }  // namespace accountsettings

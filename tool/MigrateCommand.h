@@ -7,6 +7,8 @@
 #include <string>
 
 #include "tool/Command.h"
+#include "tool/MigrationHost.h"
+#include "tool/MigrationReport.h"
 
 namespace accountsettings {
 
@@ -16,6 +18,12 @@ class MigrateCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
+  // Throws Prevented where the device has moved away from the plan that was given.
+  void checkPlan(Device& device) const;
+  // Lets the migration run. Answers how the disk is not what was meant, or none.
+  std::optional<std::string> carryOut(Session& session, MigrationHost& host,
+                                      MigrationReport& report) const;
+
   bool verbose_ = false;
   bool dryRun_ = false;
   bool noBackup_ = false;

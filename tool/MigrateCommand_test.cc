@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -345,6 +346,52 @@ TEST_F(Migrate, WaitsForTheLock) {
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(root_.settings().get("Version"), PropertyList(12));
+}
+
+// Starts `migrate` and sends it the signal after that many microseconds; answers when it has ended.
+void interruptAfter(const std::string& root, unsigned microseconds, int signal) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const int nowhere = ::open("/dev/null", O_WRONLY);
+    ::dup2(nowhere, STDOUT_FILENO);
+    ::dup2(nowhere, STDERR_FILENO);
+    ::execl(AS_TOOL_BINARY, AS_TOOL_BINARY, "migrate", "--root", root.c_str(), nullptr);
+    ::_exit(127);
+  }
+  ::usleep(microseconds);
+  ::kill(child, signal);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(!WIFEXITED(status) || WEXITSTATUS(status) == 0) << status;
+}
+
+TEST(MigrateInterrupted, LeavesTheOldSettingsOrTheNewOnesWhole) {
+  const Dictionary old = sampleSettings(9);
+  ToolRoot reference;
+  reference.put(ToolRoot::kSettings, old);
+  ASSERT_EQ(runTool({"migrate", "--root", reference.path()}).status, 0);
+  const Dictionary migrated = reference.settings();
+  for (unsigned delay = 0; delay < 60'000; delay += 3'000) {
+    ToolRoot root;
+    root.put(ToolRoot::kSettings, old);
+    interruptAfter(root.path(), delay, SIGINT);
+    const Dictionary settings = root.settings();
+    EXPECT_TRUE(settings == old || settings == migrated) << delay;
+  }
+}
+
+TEST(MigrateInterrupted, KilledItLeavesAFileThatARestoreUndoes) {
+  const Dictionary old = sampleSettings(9);
+  for (unsigned delay = 0; delay < 60'000; delay += 3'000) {
+    ToolRoot root;
+    root.put(ToolRoot::kSettings, old);
+    interruptAfter(root.path(), delay, SIGKILL);
+    const Dictionary settings = root.settings();  // can be read, whenever it was killed
+    if (settings == old) continue;
+    EXPECT_EQ(settings.get("Version"), PropertyList(12)) << delay;
+    ASSERT_EQ(runTool({"restore", "--root", root.path()}).status, 0) << delay;
+    EXPECT_EQ(root.settings(), old) << delay;
+  }
 }
 
 TEST_F(Migrate, WritesEveryLineOfTheSystemLogOnALineOfItsOwn) {

@@ -8,6 +8,7 @@
 #include "store/AccountsManager.h"
 #include "tool/AccountTree.h"
 #include "tool/Errors.h"
+#include "tool/PlatformWith.h"
 #include "tool/Terminal.h"
 #include "tool/WatchedFiles.h"
 
@@ -111,29 +112,6 @@ class BackingUpObserver : public ChangeObserver {
   std::optional<terminal::InterruptsHeld> interrupts_;
 };
 
-Platform withServices(const Platform& platform, Files& files, Identifiers& identifiers,
-                      Clock& clock) {
-  return {files,
-          platform.resources,
-          platform.locks,
-          platform.processes,
-          platform.eventLoop,
-          platform.webEngineLock,
-          platform.notifications,
-          platform.preferences,
-          platform.deviceAnswers,
-          platform.deviceInfo,
-          platform.restrictions,
-          platform.externalSources,
-          platform.cloudAccountModel,
-          platform.modules,
-          clock,
-          identifiers,
-          platform.directories,
-          platform.systemLog,
-          platform.configuration};
-}
-
 std::string adviceWith(const std::string& backup) {
   return backup.empty()
              ? "there is no backup of it"
@@ -213,7 +191,8 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
   WatchedFiles files(real.files);
   ReplayingIdentifiers identifiers(real.identifiers, rehearsal_.chance());
   ReplayingClock clock(real.clock, rehearsal_.chance());
-  ProcessContext context(withServices(real, files, identifiers, clock));
+  ProcessContext context(
+      platformWith(real, {.files = &files, .clock = &clock, .identifiers = &identifiers}));
   Outcome outcome;
   try {
     outcome.result = runMigration(context, observer);

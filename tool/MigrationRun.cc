@@ -2,6 +2,7 @@
 
 #include "account/CreatorCapabilities.h"
 #include "tool/Errors.h"
+#include "tool/PlatformWith.h"
 
 namespace accountsettings {
 
@@ -104,25 +105,13 @@ struct Rehearsal::Silence {
 
 Rehearsal::Rehearsal(const Platform& real, SystemLog& log)
     : files_(real.files), silence_(std::make_unique<Silence>(real, chance_)) {
-  const Platform platform{files_,
-                          real.resources,
-                          silence_->locks,
-                          silence_->processes,
-                          real.eventLoop,
-                          real.webEngineLock,
-                          silence_->notices,
-                          real.preferences,
-                          real.deviceAnswers,
-                          real.deviceInfo,
-                          real.restrictions,
-                          real.externalSources,
-                          real.cloudAccountModel,
-                          real.modules,
-                          silence_->clock,
-                          silence_->identifiers,
-                          real.directories,
-                          log,
-                          real.configuration};
+  const Platform platform = platformWith(real, {.files = &files_,
+                                                .locks = &silence_->locks,
+                                                .processes = &silence_->processes,
+                                                .notifications = &silence_->notices,
+                                                .clock = &silence_->clock,
+                                                .identifiers = &silence_->identifiers,
+                                                .systemLog = &log});
   ProcessContext context(platform);
   result_ = runMigration(context, observer_);
 }

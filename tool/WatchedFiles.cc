@@ -82,26 +82,4 @@ Status WatchedFiles::flushDirectoryOf(const std::string& path) {
   return files_.flushDirectoryOf(path);
 }
 
-Platform withFiles(const Platform& platform, Files& files) {
-  return {files,
-          platform.resources,
-          platform.locks,
-          platform.processes,
-          platform.eventLoop,
-          platform.webEngineLock,
-          platform.notifications,
-          platform.preferences,
-          platform.deviceAnswers,
-          platform.deviceInfo,
-          platform.restrictions,
-          platform.externalSources,
-          platform.cloudAccountModel,
-          platform.modules,
-          platform.clock,
-          platform.identifiers,
-          platform.directories,
-          platform.systemLog,
-          platform.configuration};
-}
-
 }  // namespace accountsettings

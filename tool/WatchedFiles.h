@@ -8,7 +8,6 @@
 #include <string>
 
 #include "platform/Files.h"
-#include "platform/Platform.h"
 
 namespace accountsettings {
 
@@ -41,8 +40,5 @@ class WatchedFiles : public Files {
   Files& files_;
   std::optional<Error> failure_;
 };
-
-// The same services with other files.
-[[nodiscard]] Platform withFiles(const Platform& platform, Files& files);
 
 }  // namespace accountsettings
