@@ -62,7 +62,6 @@ struct Access {
   static double number(const PropertyList& value) { return value.real_; }
 
   static PropertyList string(Shared<StringNode> text) { return PropertyList(std::move(text)); }
-  static PropertyList dataOf(Shared<DataNode> data) { return PropertyList(std::move(data)); }
   static Array arrayOf(Shared<ArrayNode> node) { return Array(std::move(node)); }
   static Dictionary dictionaryOf(Shared<DictionaryNode> node) {
     return Dictionary(std::move(node));

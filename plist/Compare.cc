@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "plist/Access.h"
+#include "plist/KeyIndex.h"
 #include "plist/PointerMap.h"
 
 namespace accountsettings {
@@ -24,12 +25,15 @@ bool sameNumber(double left, double right) noexcept {
          (std::isnan(left) && std::isnan(right));
 }
 
-// Classes are sets of nodes taken to be equal. Two nodes are joined when their
+// Classes are sets of nodes taken to be equal. Two containers are joined when their
 // comparison begins: it ends at the first difference anywhere, so what it
 // assumes holds if it succeeds. There are fewer joins than nodes; that is what
 // keeps the comparison of shared storage linear.
 class Classes {
  public:
+  bool joined(const void* left, const void* right) {
+    return representative(left) == representative(right);
+  }
   // Answers whether the two were in different classes until now.
   bool join(const void* left, const void* right) {
     left = representative(left);
@@ -109,14 +113,23 @@ class Comparison {
     if (left == right) return true;
     if (left == nullptr || right == nullptr) return false;
     if (left->hash != right->hash || left->size != right->size) return false;
-    return takenAsEqual(left, right, left->size) || left->text() == right->text();
+    return sameBytes(left, right, left->bytes(), right->bytes(), left->size);
   }
 
   bool sameData(const DataNode* left, const DataNode* right) {
     if (left == right) return true;
     if (left == nullptr || right == nullptr || left->size != right->size) return false;
-    return takenAsEqual(left, right, left->size) ||
-           std::memcmp(left->bytes(), right->bytes(), left->size) == 0;
+    return sameBytes(left, right, left->bytes(), right->bytes(), left->size);
+  }
+
+  // What is long and found equal is not looked at again.
+  bool sameBytes(const Counted* left, const Counted* right, const void* leftBytes,
+                 const void* rightBytes, std::size_t size) {
+    const bool remembers = size >= kSmall && (left->shared() || right->shared());
+    if (remembers && classes_.joined(left, right)) return true;
+    if (std::memcmp(leftBytes, rightBytes, size) != 0) return false;
+    if (remembers) classes_.join(left, right);
+    return true;
   }
 
   // Two trees have few keys, again and again: what was found equal lately is known.
@@ -135,14 +148,12 @@ class Comparison {
     if (left == right) return true;
     const std::size_t size = left != nullptr ? left->size : 0;
     if (size != (right != nullptr ? right->size : 0)) return false;
-    if (size != 0 && !takenAsEqual(left, right, kSmall)) frames_.push_back({kind, left, right, 0});
+    if (size == 0) return true;
+    // An earlier comparison, done or under way, may speak for these two. Storage that nobody
+    // shares is met once only.
+    const bool isShared = left->shared() || right->shared();
+    if (!isShared || classes_.join(left, right)) frames_.push_back({kind, left, right, 0});
     return true;
-  }
-
-  // Whether an earlier comparison, done or under way, speaks for these two. Storage that
-  // nobody shares is met once only.
-  bool takenAsEqual(const Counted* left, const Counted* right, std::size_t size) {
-    return size >= kSmall && (left->shared() || right->shared()) && !classes_.join(left, right);
   }
 
   bool finish() {
@@ -177,7 +188,8 @@ class Comparison {
       const Entry* other = right.items() + i;  // most often the order is the same
       const StringNode* key = Access::key(entry).get();
       if (!sameKey(key, Access::key(*other).get())) {
-        other = Access::find(right, entry.key(), key != nullptr ? key->hash : hashOf({}));
+        other = findEntry(right, key != nullptr ? key->hash : hashOf({}),
+                          [&](const Entry& each) { return sameKey(key, Access::key(each).get()); });
         if (other == nullptr) return false;
       }
       if (!same(entry.value(), other->value())) return false;

@@ -1,5 +1,6 @@
 // The storage of arrays and dictionaries: allocation, and a release that takes
 // no stack however deep the values nest.
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <new>
@@ -7,7 +8,7 @@
 #include <type_traits>
 
 #include "plist/Access.h"
-#include "plist/Sequence.h"
+#include "plist/KeyIndex.h"
 
 namespace accountsettings::detail {
 namespace {
@@ -100,8 +101,9 @@ ArrayNode* ArrayNode::create(std::size_t capacity) {
 
 template <>
 DictionaryNode* DictionaryNode::create(std::size_t capacity) {
-  auto* node = allocate<DictionaryNode>(capacity, capacity * sizeof(Entry) + indexBytes(capacity));
-  clearIndex(*node);
+  auto* node = allocate<DictionaryNode>(
+      capacity, capacity * sizeof(Entry) + slotCount(capacity) * sizeof(std::uint32_t));
+  std::fill_n(slotsOf(*node), slotCount(capacity), 0U);
   return node;
 }
 

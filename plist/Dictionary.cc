@@ -1,28 +1,14 @@
-// Dictionary's look-up and changing operations. A node with room for more than
-// kUnindexed entries carries a hash index behind its entries: slots with the
-// number of an entry plus one, 0 where free, probed one after the other.
+// Dictionary's look-up and changing operations, and the upkeep of the index.
 #include <algorithm>
-#include <bit>
 #include <memory>
 
+#include "plist/KeyIndex.h"
 #include "plist/PropertyList.h"
 #include "plist/Sequence.h"
 
 namespace accountsettings {
 namespace detail {
 namespace {
-
-constexpr std::size_t kUnindexed = 32;
-
-// A power of two at least twice the capacity, so that a probe soon meets a free slot.
-std::size_t slotCount(std::size_t capacity) noexcept {
-  return capacity > kUnindexed ? std::bit_ceil(capacity * 2) : 0;
-}
-
-std::uint32_t* slotsOf(const DictionaryNode& node) noexcept {
-  auto* end = const_cast<Entry*>(node.items()) + node.capacity;
-  return reinterpret_cast<std::uint32_t*>(end);
-}
 
 std::uint32_t hashOfKey(const Entry& entry) noexcept {
   const Shared<StringNode>& key = Access::key(entry);
@@ -36,7 +22,7 @@ bool hasKey(const Entry& entry, std::string_view key, std::uint32_t hash) noexce
   return node->bytes() == key.data() || node->text() == key;
 }
 
-void addToIndex(const DictionaryNode& node, std::size_t entry) noexcept {
+void addToIndex(DictionaryNode& node, std::size_t entry) noexcept {
   const std::size_t mask = slotCount(node.capacity) - 1;
   std::uint32_t* slots = slotsOf(node);
   std::size_t slot = hashOfKey(node.items()[entry]) & mask;
@@ -57,29 +43,8 @@ void append(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
 
 }  // namespace
 
-std::size_t indexBytes(std::size_t capacity) noexcept {
-  return slotCount(capacity) * sizeof(std::uint32_t);
-}
-
-void clearIndex(DictionaryNode& node) noexcept {
-  std::fill_n(slotsOf(node), slotCount(node.capacity), 0U);
-}
-
 const Entry* Access::find(const DictionaryNode& node, std::string_view key, std::uint32_t hash) {
-  const Entry* entries = node.items();
-  const std::size_t count = slotCount(node.capacity);
-  if (count == 0) {
-    const Entry* end = entries + node.size;
-    const Entry* found =
-        std::find_if(entries, end, [&](const Entry& entry) { return hasKey(entry, key, hash); });
-    return found == end ? nullptr : found;
-  }
-  const std::uint32_t* slots = slotsOf(node);
-  for (std::size_t slot = hash & (count - 1); slots[slot] != 0; slot = (slot + 1) & (count - 1)) {
-    const Entry& entry = entries[slots[slot] - 1];
-    if (hasKey(entry, key, hash)) return &entry;
-  }
-  return nullptr;
+  return findEntry(node, hash, [&](const Entry& entry) { return hasKey(entry, key, hash); });
 }
 
 void Access::store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value) {

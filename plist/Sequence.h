@@ -40,9 +40,4 @@ void eraseAt(SequenceNode<Item>& node, std::size_t index) {
   std::destroy_at(items + node.size);
 }
 
-// The bytes that the hash index of a dictionary node with this room takes, and
-// its first, empty state.
-[[nodiscard]] std::size_t indexBytes(std::size_t capacity) noexcept;
-void clearIndex(DictionaryNode& node) noexcept;
-
 }  // namespace accountsettings::detail

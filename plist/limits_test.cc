@@ -224,6 +224,29 @@ TEST(LimitsTest, LongKeysThatRepeatAreComparedOnce) {
   EXPECT_EQ(value->dictionary()->size(), 1U);
 }
 
+TEST(LimitsTest, LongKeysInAnotherOrderAreComparedOnce) {
+  // Many dictionaries with the same two keys of a megabyte, in the other order on the other side.
+  constexpr std::size_t kCount = 50'000;
+  const auto settings = [](std::uint64_t first, std::uint64_t second) {
+    Bytes head{0xAF, 0x12};
+    appendNumber(head, kCount, 4);
+    std::vector<std::uint64_t> refs(kCount);
+    for (std::size_t i = 0; i < kCount; ++i) refs[i] = 4 + i;
+    BinaryFile file(4, 4);
+    file.add(head, refs);
+    for (const std::uint8_t letter : Bytes{'a', 'b'}) {
+      Bytes key{0x5F, 0x12};
+      appendNumber(key, 1'000'000, 4);
+      key.resize(key.size() + 1'000'000, letter);
+      file.add(key);
+    }
+    file.add({0x09});
+    for (std::size_t i = 0; i < kCount; ++i) file.add({0xD2}, {first, second, 3, 3});
+    return readBinary(file.bytes()).value();
+  };
+  EXPECT_TRUE(settings(1, 2) == settings(2, 1));
+}
+
 TEST(LimitsTest, ObjectsThatOverlapCannotMultiplyAFile) {
   // Every four bytes begin a string of 32639 characters, and an array names them all.
   constexpr std::size_t kStrings = 60'000;

@@ -1,0 +1,221 @@
+// The numbering of objects.
+#include "plist/BinaryObjects.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "plist/Text.h"
+
+namespace accountsettings::detail {
+namespace {
+
+using Kind = PropertyList::Kind;
+
+// The UTF-16 units of a text; none where it is malformed.
+std::optional<std::uint32_t> countUnits(std::string_view text) noexcept {
+  std::uint32_t units = 0;
+  while (!text.empty()) {
+    const CodePoint point = firstCodePoint(text);
+    if (point.length == 0) return std::nullopt;
+    units += point.value >= 0x10000 ? 2 : 1;
+    text.remove_prefix(point.length);
+  }
+  return units;
+}
+
+}  // namespace
+
+bool BinaryObjects::collect(const PropertyList& root) {
+  Walk walk(root);
+  for (auto event = walk.next(); event != Walk::Event::End; event = walk.next()) {
+    if (event == Walk::Event::Leave) {
+      leave(walk.value());
+    } else if (!visit(walk)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+template <class Same>
+BinaryObjects::Id BinaryObjects::intern(std::uint32_t hash, const BinaryObject& object,
+                                        const Same& same) {
+  if (4 * (objects_.size() + 1) > 3 * slots_.size()) growSlots();
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t place = hash & mask;
+  for (; slots_[place].idPlusOne != 0; place = (place + 1) & mask) {
+    const Slot& slot = slots_[place];
+    if (slot.hash == hash && same(objects_[slot.idPlusOne - 1])) return slot.idPlusOne - 1;
+  }
+  objects_.push_back(object);
+  slots_[place] = {hash, static_cast<Id>(objects_.size())};
+  return static_cast<Id>(objects_.size() - 1);
+}
+
+bool BinaryObjects::visit(Walk& walk) {
+  if (const Entry* entry = walk.entry()) {
+    if (!addText(Access::key(*entry).get())) return fail(walk, "key that is not UTF-8");
+  }
+  const PropertyList& value = walk.value();
+  switch (value.kind()) {
+    case Kind::String:
+      return addText(Access::text(value).get()) || fail(walk, "string that is not UTF-8");
+    case Kind::Data:
+      addData(Access::data(value).get());
+      return true;
+    case Kind::Array:
+      return enter(walk, Access::node(*value.array()).get());
+    case Kind::Dictionary:
+      return enter(walk, Access::node(*value.dictionary()).get());
+    default:
+      addScalar(value);
+      return true;
+  }
+}
+
+bool BinaryObjects::fail(const Walk& walk, std::string_view what) {
+  error_.message = walk.path() + ": ";
+  error_.message += what;
+  return false;
+}
+
+bool BinaryObjects::addText(const StringNode* node) {
+  Recent& recent = recent_[(reinterpret_cast<std::uintptr_t>(node) >> 4) % recent_.size()];
+  if (node == nullptr || recent.node != node) {
+    const auto id = idOfText(node);
+    if (!id) return false;
+    recent = {node, *id};
+  }
+  pending_.push_back(recent.id);
+  return true;
+}
+
+std::optional<BinaryObjects::Id> BinaryObjects::idOfText(const StringNode* node) {
+  constexpr std::size_t kLong = 256;  // worth remembering, to compare the bytes only once
+  const bool isLong = node != nullptr && node->size >= kLong;
+  if (const Id* known = isLong ? knownId(node) : nullptr) return *known;
+  const std::uint32_t hash = node != nullptr ? node->hash : hashOf({});
+  const auto same = [node](const BinaryObject& other) {
+    if (other.kind != Kind::String) return false;
+    if (other.text == node) return true;
+    return other.text != nullptr && node != nullptr && other.text->text() == node->text();
+  };
+  BinaryObject object{Kind::String, node != nullptr && !node->ascii, 0, 0, {}};
+  object.text = node;
+  if (!object.wide && node != nullptr) object.count = node->size;
+  const Id id = intern(hash, object, same);
+  if (object.wide && objects_[id].count == 0) {
+    const auto units = countUnits(node->text());
+    if (!units) return std::nullopt;
+    objects_[id].count = *units;
+  }
+  if (isLong) remember(node, id);
+  return id;
+}
+
+void BinaryObjects::addData(const DataNode* node) {
+  if (const Id* known = knownId(node)) {
+    pending_.push_back(*known);
+    return;
+  }
+  const std::string_view bytes =
+      node != nullptr ? std::string_view(reinterpret_cast<const char*>(node->bytes()), node->size)
+                      : std::string_view();
+  const auto same = [node](const BinaryObject& other) {
+    if (other.kind != Kind::Data) return false;
+    if (other.data == nullptr || node == nullptr) return other.data == node;
+    return other.data->size == node->size &&
+           std::memcmp(other.data->bytes(), node->bytes(), node->size) == 0;
+  };
+  BinaryObject object{Kind::Data, false, 0, 0, {}};
+  object.data = node;
+  const Id id = intern(hashOf(bytes), object, same);
+  remember(node, id);
+  pending_.push_back(id);
+}
+
+void BinaryObjects::addScalar(const PropertyList& value) {
+  BinaryObject object{value.kind(), value.isUnsigned(), 0, 0, {Access::bits(value)}};
+  const auto same = [&object](const BinaryObject& other) {
+    return other.kind == object.kind && other.bits == object.bits && other.wide == object.wide;
+  };
+  const std::string_view bytes(reinterpret_cast<const char*>(&object.bits), sizeof(object.bits));
+  pending_.push_back(intern(hashOf(bytes), object, same));
+}
+
+bool BinaryObjects::enter(Walk& walk, const Counted* node) {
+  const Id* known = knownId(node);
+  if (known == nullptr) {
+    if (open_.size() == kMaxNesting) return failTooDeep(walk);
+    open_.push_back({pending_.size(), 1});
+    walk.enter();
+    if (const Dictionary* dictionary = walk.value().dictionary()) fetchSlots(*dictionary);
+    return true;
+  }
+  if (open_.size() + objects_[*known].height > kMaxNesting) return failTooDeep(walk);
+  pushContainer(*known);
+  return true;
+}
+
+void BinaryObjects::fetchSlots(const Dictionary& dictionary) const noexcept {
+  if (slots_.empty()) return;
+  for (const Entry& entry : dictionary) {
+    if (entry.value().kind() != Kind::String) continue;
+    const StringNode* node = Access::text(entry.value()).get();
+    if (node != nullptr) __builtin_prefetch(&slots_[node->hash & (slots_.size() - 1)]);
+  }
+}
+
+bool BinaryObjects::failTooDeep(const Walk& walk) {
+  return fail(walk, "nested deeper than " + std::to_string(kMaxNesting) + " levels");
+}
+
+void BinaryObjects::leave(const PropertyList& container) {
+  const Open open = open_.back();
+  open_.pop_back();
+  const std::span<const Id> refs = std::span(pending_).subspan(open.firstPending);
+  const Kind kind = container.kind();
+  BinaryObject object{kind, false, open.height, static_cast<std::uint32_t>(refs.size()), {}};
+  object.firstRef = refs_.size();
+  const auto same = [&](const BinaryObject& other) {
+    return other.kind == kind && std::ranges::equal(this->refs(other), refs);
+  };
+  const std::string_view bytes(reinterpret_cast<const char*>(refs.data()), refs.size_bytes());
+  const std::size_t before = objects_.size();
+  const Id id = intern(hashOf(bytes), object, same);
+  if (objects_.size() != before) refs_.insert(refs_.end(), refs.begin(), refs.end());
+  pending_.resize(open.firstPending);
+  remember(Access::container(container), id);
+  pushContainer(id);
+}
+
+void BinaryObjects::pushContainer(Id id) {
+  pending_.push_back(id);
+  if (open_.empty()) return;
+  std::uint16_t& height = open_.back().height;
+  height = std::max(height, static_cast<std::uint16_t>(objects_[id].height + 1));
+}
+
+const BinaryObjects::Id* BinaryObjects::knownId(const Counted* node) noexcept {
+  return node != nullptr && node->shared() ? seen_.find(node) : nullptr;
+}
+
+void BinaryObjects::remember(const Counted* node, Id id) {
+  if (node != nullptr && node->shared()) seen_.insert(node, id);
+}
+
+void BinaryObjects::growSlots() {
+  std::vector<Slot> old(slots_.empty() ? 64 : 2 * slots_.size());
+  old.swap(slots_);
+  const std::size_t mask = slots_.size() - 1;
+  for (const Slot& slot : old) {
+    if (slot.idPlusOne == 0) continue;
+    std::size_t place = slot.hash & mask;
+    while (slots_[place].idPlusOne != 0) place = (place + 1) & mask;
+    slots_[place] = slot;
+  }
+}
+
+}  // namespace accountsettings::detail

@@ -1,0 +1,106 @@
+// BinaryObjects numbers the objects that a value becomes in the binary form. Contents
+// come before containers, so that equal containers are recognised by equal
+// references and numbered once, as equal scalars are.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "plist/Access.h"
+#include "plist/PointerMap.h"
+#include "plist/Result.h"
+#include "plist/Walk.h"
+
+namespace accountsettings::detail {
+
+// BinaryObject is a value to be written once.
+struct BinaryObject {
+  PropertyList::Kind kind;
+  // Of a string: it needs UTF-16. Of an integer: it is above 2^63-1.
+  bool wide;
+  // How deep the containers in a container nest, itself included; else 0.
+  std::uint16_t height;
+  // Characters or UTF-16 units of a string, references of a container.
+  std::uint32_t count;
+  union {
+    std::uint64_t bits;  // of a scalar
+    const StringNode* text;
+    const DataNode* data;
+    std::size_t firstRef;  // of a container
+  };
+};
+
+class BinaryObjects {
+ public:
+  using Id = std::uint32_t;  // the number of an object, from 0
+
+  // To be called once, with a value that stays unchanged for the life of this object. Answers
+  // whether all could be numbered, the root last; else error() tells why not.
+  [[nodiscard]] bool collect(const PropertyList& root);
+  [[nodiscard]] const std::vector<BinaryObject>& all() const noexcept { return objects_; }
+  // The references of a container; of a dictionary keys and values in turn.
+  [[nodiscard]] std::span<const Id> refs(const BinaryObject& container) const noexcept {
+    return std::span(refs_).subspan(container.firstRef, container.count);
+  }
+  [[nodiscard]] Error& error() noexcept { return error_; }
+
+ private:
+  // A place of the hash table.
+  struct Slot {
+    std::uint32_t hash = 0;
+    Id idPlusOne = 0;
+  };
+
+  // A string that was met lately.
+  struct Recent {
+    const StringNode* node = nullptr;
+    Id id = 0;
+  };
+
+  // A container that has been entered.
+  struct Open {
+    std::size_t firstPending;
+    std::uint16_t height;
+  };
+
+  bool visit(Walk& walk);
+  bool fail(const Walk& walk, std::string_view what);
+  // The same few strings come again and again: where one was met lately, its id is at hand.
+  bool addText(const StringNode* node);
+  // None where the text is not UTF-8.
+  std::optional<Id> idOfText(const StringNode* node);
+  // Data is told apart by its bytes, which are hashed once for each node.
+  void addData(const DataNode* node);
+  void addScalar(const PropertyList& value);
+  // Answers whether the container does not nest too deep.
+  bool enter(Walk& walk, const Counted* node);
+  // Has the places where the strings of a dictionary will be looked up brought near, all at a
+  // time; one after the other they would be waited for.
+  void fetchSlots(const Dictionary& dictionary) const noexcept;
+  bool failTooDeep(const Walk& walk);
+  // What is pending since the container was entered are its references.
+  void leave(const PropertyList& container);
+  void pushContainer(Id id);
+  // Only storage that is referred to more than once is worth remembering.
+  const Id* knownId(const Counted* node) noexcept;
+  void remember(const Counted* node, Id id);
+  // The id of the object with this hash that is `same`, or else of `object`, which is added.
+  template <class Same>
+  Id intern(std::uint32_t hash, const BinaryObject& object, const Same& same);
+  void growSlots();
+
+  std::vector<BinaryObject> objects_;
+  std::vector<Slot> slots_;
+  std::vector<Id> refs_;     // of all containers, one after the other
+  std::vector<Id> pending_;  // ids inside the open containers
+  std::vector<Open> open_;
+  PointerMap<Id> seen_;
+  std::vector<Recent> recent_ = std::vector<Recent>(1024);
+  Error error_;
+};
+
+}  // namespace accountsettings::detail
