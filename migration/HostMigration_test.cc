@@ -32,15 +32,16 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
 
-// BusyClock goes twenty times as fast as the host's, so that patience ends soon.
+// BusyClock goes so many times as fast as the host's, so that patience ends soon.
 class BusyClock : public Clock {
  public:
-  explicit BusyClock(Clock& clock) : clock_(clock) {}
-  std::chrono::duration<double> monotonic() override { return clock_.monotonic() * 20; }
+  BusyClock(Clock& clock, double speed) : clock_(clock), speed_(speed) {}
+  std::chrono::duration<double> monotonic() override { return clock_.monotonic() * speed_; }
   CalendarTime localTime() override { return clock_.localTime(); }
 
  private:
   Clock& clock_;
+  double speed_;
 };
 
 // Bell is how processes hear of a notification in these tests: a byte in a pipe.
@@ -192,11 +193,11 @@ class HostMigration : public ::testing::Test {
   }
   bool migrate() { return migrateOn(host->platform()); }
 
-  // As migrate(), on a machine whose processes are the ones listed.
-  bool migrateBeside(const std::set<int>& processes) {
+  // As migrate(), on a machine whose processes are the ones listed and whose clock is that fast.
+  bool migrateBeside(const std::set<int>& processes, double speed = 1) {
     ProcessTable table(true, [&](int each) { return processes.contains(each); });
     const Platform base = host->platform();
-    BusyClock clock(base.clock);
+    BusyClock clock(base.clock, speed);
     return migrateOn({base.files, base.resources, base.locks, table, base.eventLoop,
                       base.webEngineLock, bell, base.preferences, base.deviceAnswers,
                       base.deviceInfo, base.restrictions, base.externalSources,
@@ -246,7 +247,7 @@ TEST_F(HostMigration, DaemonThatIsAskedLeaves) {
 TEST_F(HostMigration, DaemonThatStaysIsKilledAndAZombieIsNotWaitedFor) {
   putSettings(11);
   Daemon daemon(bell, Daemon::Manner::Stays);
-  EXPECT_TRUE(migrateBeside({daemon.process()}));
+  EXPECT_TRUE(migrateBeside({daemon.process()}, 4));
   EXPECT_THAT(log.lines,
               Contains("dataaccessd does not seem to want to quit. Sending it a SIGKILL"));
   EXPECT_THAT(log.lines, ::testing::Not(Contains(HasSubstr("refused to exit"))));
