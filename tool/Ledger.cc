@@ -154,10 +154,9 @@ class LedgerMaker {
 
   void enterLegacyFile(const LedgerLegacyFile& file) {
     for (const auto& entry : file.content) {
-      const auto found = std::find(file.listKeys.begin(), file.listKeys.end(), entry.key());
-      if (found != file.listKeys.end() && entry.value().array() != nullptr) {
-        ++ledger_.keys.kept;
-      } else if (file.stillThere) {
+      const bool isList = std::count(file.listKeys.begin(), file.listKeys.end(), entry.key()) > 0 &&
+                          entry.value().array() != nullptr;
+      if (isList || file.stillThere) {
         ++ledger_.keys.kept;
       } else {
         add({Fate::Dropped, file.path, "", "", std::string(entry.key()), "", file.step,

@@ -180,19 +180,19 @@ void CommandLine::putSubcommandFirst(std::vector<std::string>& arguments) const 
 }
 
 void CommandLine::refuse(const std::string& message) const {
-  const std::string name =
-      app_->get_name() + (app_->get_subcommands().empty() ? "" : " " + selected().get_name());
+  std::string advice = "see accountsettings ";
+  if (!app_->get_subcommands().empty()) advice += selected().get_name() + " ";
+  advice += "--help";
   for (const std::string& extra : selected().remaining(true)) {
     if (!extra.starts_with('-')) {
-      throw WrongUsage("'" + extra + "'", "one argument too many", "see " + name + " --help");
+      throw WrongUsage("'" + extra + "'", "one argument too many", advice);
     }
     const std::string option = extra.substr(0, extra.find('='));
     const std::string meant = nearest(option);
-    throw WrongUsage(
-        option, "unknown option",
-        (meant.empty() ? "" : "did you mean " + meant + "? ") + "see " + name + " --help");
+    if (!meant.empty()) advice.insert(0, "did you mean " + meant + "? ");
+    throw WrongUsage(option, "unknown option", advice);
   }
-  throw WrongUsage("", message, "see " + name + " --help");
+  throw WrongUsage("", message, advice);
 }
 
 void CommandLine::refuseCommand(const std::string& command) const {

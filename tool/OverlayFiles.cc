@@ -75,7 +75,7 @@ Status OverlayFiles::create(const std::string& path, std::span<const std::uint8_
 Status OverlayFiles::makeDirectory(const std::string& path, unsigned) {
   if (isDirectory(path)) return {};
   if (exists(path)) return errorAt(path, ENOTDIR);
-  if (const Status above = makeDirectory(directoryOf(path), 0); !above) return above;
+  if (Status above = makeDirectory(directoryOf(path), 0); !above) return above;
   directories_.insert(path);
   return {};
 }
