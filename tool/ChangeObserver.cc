@@ -91,6 +91,7 @@ Differences StepRecord::differences() const {
 }
 
 void ChangeObserver::willRunStep(std::string_view step, const Array& accounts) {
+  if (progress_) progress_(step);
   steps_.push_back({std::string(step), accounts, {}, true});
 }
 

@@ -3,8 +3,10 @@
 // step leaves alone are shared.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/MigratorBase.h"
@@ -25,12 +27,18 @@ struct StepRecord {
 
 class ChangeObserver : public MigrationObserver {
  public:
+  // Told of each step before it runs.
+  using Progress = std::function<void(std::string_view step)>;
+
+  explicit ChangeObserver(Progress progress = {}) : progress_(std::move(progress)) {}
+
   void willRunStep(std::string_view step, const Array& accounts) override;
   void didRunStep(std::string_view step, const Array& accounts, bool result) override;
 
   [[nodiscard]] const std::vector<StepRecord>& steps() const noexcept { return steps_; }
 
  private:
+  Progress progress_;
   std::vector<StepRecord> steps_;
 };
 

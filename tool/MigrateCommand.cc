@@ -74,20 +74,16 @@ void MigrateCommand::checkPlan(Device& device) const {
 
 std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationHost& host,
                                                     MigrationReport& report) const {
-  Output& output = session.output;
   MigrationHost::RunOptions options;
   options.backup = !noBackup_;
   options.keep = static_cast<std::size_t>(keep_);
-  options.progress = [&](std::string_view step) {
-    output.progress("Migrating: " + std::string(meaningOfStep(step)) + " ...");
-  };
   const MigrationHost::Outcome outcome = host.run(options);
   session.changed = true;
   report.backup = outcome.backup;
   report.steps = outcome.steps;
   report.outcome = outcome.fault ? "broken" : outcome.result ? "done" : "answered-no";
   if (outcome.fault) report.problems.push_back(*outcome.fault);
-  for (const std::string& warning : outcome.warnings) output.note(warning);
+  for (const std::string& warning : outcome.warnings) session.output.note(warning);
   return outcome.fault;
 }
 
@@ -102,7 +98,10 @@ ExitStatus MigrateCommand::run(Session& session) {
   Findings findings = inspectRoot(facts.get());
   output.progress("Rehearsing the migration ...");
   DiscardingSink silence;
-  MigrationHost host(device, dryRun_ ? device.log() : silence);
+  const char* doing = "Rehearsing";
+  MigrationHost host(device, dryRun_ ? device.log() : silence, [&](std::string_view step) {
+    output.progress(std::string(doing) + ": " + std::string(meaningOfStep(step)) + " ...");
+  });
   MigrationReport report = reportOf(host, root, std::move(findings));
   report.dryRun = dryRun_;
 
@@ -124,6 +123,7 @@ ExitStatus MigrateCommand::run(Session& session) {
 
   std::optional<std::string> fault;
   if (!dryRun_) {
+    doing = "Migrating";
     fault = carryOut(session, host, report);
   } else if (const auto changed = changedSince(host.inputs(), device)) {
     throw Prevented(device.shown(*changed), "it changed during the rehearsal", "try again");

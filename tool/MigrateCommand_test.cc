@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "plist/Reader.h"
 #include "testing/ToolRun.h"
 #include "tool/SampleAccounts.h"
 

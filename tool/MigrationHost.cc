@@ -64,8 +64,8 @@ class ReplayingClock : public Clock {
 class BackingUpObserver : public ChangeObserver {
  public:
   BackingUpObserver(Device& device, const std::vector<PlanInput>& inputs,
-                    const MigrationHost::RunOptions& options)
-      : device_(device), inputs_(inputs), options_(options) {}
+                    const MigrationHost::RunOptions& options, Progress progress)
+      : ChangeObserver(std::move(progress)), device_(device), inputs_(inputs), options_(options) {}
 
   bool migrationMayBegin() override {
     asked_ = true;
@@ -83,11 +83,6 @@ class BackingUpObserver : public ChangeObserver {
     }
     interrupts_.emplace();
     return true;
-  }
-
-  void willRunStep(std::string_view step, const Array& accounts) override {
-    if (options_.progress) options_.progress(step);
-    ChangeObserver::willRunStep(step, accounts);
   }
 
   // Throws Prevented where the migration did not begin.
@@ -120,11 +115,13 @@ std::string adviceWith(const std::string& backup) {
 
 }  // namespace
 
-MigrationHost::MigrationHost(Device& device, SystemLog& rehearsalLog)
+MigrationHost::MigrationHost(Device& device, SystemLog& rehearsalLog,
+                             ChangeObserver::Progress progress)
     : device_(device),
       inputs_(planInputs(device)),
       files_(filesOfRoot()),
-      rehearsal_(device.host().platform(), rehearsalLog) {}
+      progress_(std::move(progress)),
+      rehearsal_(device.host().platform(), rehearsalLog, progress_) {}
 
 Ledger MigrationHost::ledger() {
   LedgerInput input;
@@ -186,7 +183,7 @@ std::size_t MigrationHost::accountsAfter() {
 }
 
 MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
-  BackingUpObserver observer(device_, inputs_, options);
+  BackingUpObserver observer(device_, inputs_, options, progress_);
   const Platform real = device_.host().platform();
   WatchedFiles files(real.files);
   ReplayingIdentifiers identifiers(real.identifiers, rehearsal_.chance());

@@ -2,7 +2,6 @@
 // comparison of its outcome with the rehearsal.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,7 +20,8 @@ class MigrationHost {
  public:
   // Rehearses the migration of `device` with its system log going to `rehearsalLog`, after looking
   // at its inputs. Throws as Rehearsal.
-  MigrationHost(Device& device, SystemLog& rehearsalLog);
+  // `progress` is told of the steps of the rehearsal and of the run.
+  MigrationHost(Device& device, SystemLog& rehearsalLog, ChangeObserver::Progress progress = {});
 
   [[nodiscard]] Rehearsal& rehearsal() noexcept { return rehearsal_; }
   [[nodiscard]] const std::vector<PlanInput>& inputs() const noexcept { return inputs_; }
@@ -37,8 +37,6 @@ class MigrationHost {
   struct RunOptions {
     bool backup = true;
     std::size_t keep = 5;  // backups
-    // Told of each step before it runs.
-    std::function<void(std::string_view step)> progress;
   };
 
   struct Outcome {
@@ -61,6 +59,7 @@ class MigrationHost {
   Device& device_;
   std::vector<PlanInput> inputs_;
   InspectedFiles files_;
+  ChangeObserver::Progress progress_;
   Rehearsal rehearsal_;
 };
 

@@ -103,8 +103,10 @@ struct Rehearsal::Silence {
   KeptNotices notices;
 };
 
-Rehearsal::Rehearsal(const Platform& real, SystemLog& log)
-    : files_(real.files), silence_(std::make_unique<Silence>(real, chance_)) {
+Rehearsal::Rehearsal(const Platform& real, SystemLog& log, ChangeObserver::Progress progress)
+    : files_(real.files),
+      silence_(std::make_unique<Silence>(real, chance_)),
+      observer_(std::move(progress)) {
   const Platform platform = platformWith(real, {.files = &files_,
                                                 .locks = &silence_->locks,
                                                 .processes = &silence_->processes,

@@ -32,7 +32,7 @@ class Rehearsal {
  public:
   // Runs it on the device of `real`. `log` takes the system-log lines.
   // Throws as runMigration().
-  Rehearsal(const Platform& real, SystemLog& log);
+  Rehearsal(const Platform& real, SystemLog& log, ChangeObserver::Progress progress = {});
   ~Rehearsal();
 
   [[nodiscard]] bool result() const noexcept { return result_; }
