@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Runs every example on sample devices, the two modules from a private copy of the libraries whose
+# creators information names them.   usage: examples_test.sh BUILD TOOL SOURCE
+set -euo pipefail
+build=$1 tool=$2 source=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+"$tool" sample "$work/device" >/dev/null
+"$build/bin/example_list_accounts" "$work/device" >"$work/out"
+grep 'Home \[Mail\]' "$work/out" >/dev/null || fail "list_accounts does not list the account Home"
+
+mail=5A0DE000-0001-4000-8000-000000000001
+"$build/bin/example_edit_account" "$work/device" $mail "New name" >/dev/null || fail "edit_account"
+[ "$("$tool" get $mail DisplayName --root "$work/device")" = "New name" ] || fail "the name was not saved"
+if "$build/bin/example_edit_account" "$work/device" none "New name" 2>/dev/null; then
+  fail "edit_account edits an account that is not there"
+fi
+
+"$tool" sample "$work/old" --release oldest >/dev/null
+"$build/bin/example_migrate_myself" "$work/old" >"$work/out" 2>/dev/null || fail "migrate_myself"
+grep '^Version 12, 10 accounts$' "$work/out" >/dev/null || fail "migrate_myself: $(cat "$work/out")"
+
+cp -a "$build/lib" "$work/lib"
+mkdir -p "$work/lib/accountsettings/modules"
+cp "$work"/lib/example_*_module.so "$work/lib/accountsettings/modules/"
+python3 - "$source/resources/AccountCreators.plist" \
+  "$work/lib/accountsettings/Ferrant.migrator/Resources/AccountCreators.plist" <<'END'
+import plistlib, sys
+creators = plistlib.load(open(sys.argv[1], "rb"))
+creators["Mail"] = [
+    {"Type": "FullAccount", "Description": {
+        "Framework": "/modules/example_full_account_module.so", "Class": "ExampleAccountCreator"}},
+    {"Type": "NotifierAccount", "Description": {
+        "Framework": "/modules/example_notifier_module.so", "Class": "ExampleNotifier",
+        "Supported Dataclasses": ["com.zelqo.Dataclass.Mail"]}}]
+plistlib.dump(creators, open(sys.argv[2], "wb"))
+END
+"$tool" enable $mail Mail --root "$work/device" >/dev/null
+LD_LIBRARY_PATH=$work/lib EXAMPLE_NOTIFIER_OUTPUT=$work/heard \
+  "$build/bin/example_use_modules" "$work/device" Mail >"$work/out" || fail "use_modules"
+grep '^2 full accounts$' "$work/out" >/dev/null || fail "use_modules: $(cat "$work/out")"
+[ "$(cat "$work/heard")" = "1 Mail $mail" ] || fail "the notifier heard: $(cat "$work/heard")"
+echo "Every example does what it says."
