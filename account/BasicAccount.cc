@@ -45,7 +45,7 @@ std::shared_ptr<BasicAccount> BasicAccount::initWithProperties(const Dictionary&
   if (!canMakeRecordOf(properties)) return nullptr;
   // A class that make_shared() may construct: one piece of memory for the record and its count.
   struct Record : BasicAccount {};
-  const std::shared_ptr<BasicAccount> account = std::make_shared<Record>();
+  std::shared_ptr<BasicAccount> account = std::make_shared<Record>();
   account->takeProperties(properties);
   return account;
 }

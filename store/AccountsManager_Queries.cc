@@ -12,14 +12,14 @@
 namespace accountsettings {
 
 AccountsManager::Account AccountsManager::accountWithIdentifier(std::string_view identifier) const {
-  if (const Account account = contents_->topLevel.find(identifier)) return account;
+  if (Account account = contents_->topLevel.find(identifier)) return account;
   const std::string* parentIdentifier = contents_->children.parentIdentifierOf(identifier);
   return parentIdentifier != nullptr ? contents_->topLevel.find(*parentIdentifier) : nullptr;
 }
 
 AccountsManager::Account AccountsManager::syncableAccountWithSyncIdentifier(
     std::string_view syncIdentifier) const {
-  if (const Account account = contents_->topLevel.withSyncIdentifier(syncIdentifier)) {
+  if (Account account = contents_->topLevel.withSyncIdentifier(syncIdentifier)) {
     return account;
   }
   return contents_->children.accounts().withSyncIdentifier(syncIdentifier);
