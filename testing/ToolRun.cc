@@ -19,7 +19,7 @@
 #include "plist/BinaryWriter.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
-#include "tool/Json.h"
+#include "tool/frame/Json.h"
 
 namespace accountsettings::testing {
 namespace {

@@ -3,8 +3,8 @@
 #include <exception>
 
 #include "platform/AssertionFailure.h"
-#include "tool/Command.h"
-#include "tool/Terminal.h"
+#include "tool/commands/Commands.h"
+#include "tool/frame/Terminal.h"
 
 namespace accountsettings {
 namespace {

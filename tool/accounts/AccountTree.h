@@ -1,0 +1,53 @@
+// AccountTree is what settings hold, read for showing: accounts with their children and
+// the values that people ask for first. Values of the wrong kind read as absent.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plist/PropertyList.h"
+
+namespace accountsettings {
+
+struct AccountNode {
+  Dictionary properties;  // everything stored, the children aside
+  std::string identifier;
+  std::string type;  // a child without one has its parent's
+  std::string accountClass;
+  std::string name;
+  std::string username;
+  std::optional<std::vector<std::string>> enabled;  // none where no list is stored
+  std::vector<AccountNode> children;
+};
+
+struct AccountTree {
+  std::optional<std::int64_t> version;
+  std::vector<AccountNode> accounts;
+  std::vector<std::string> foreignKeys;  // of the root, beside "Accounts" and "Version"
+  std::size_t strangers = 0;             // members of account lists that are no dictionaries
+
+  [[nodiscard]] std::size_t childCount() const;
+};
+
+// The tree of a settings file's root, which may be of any kind.
+[[nodiscard]] AccountTree accountTreeOf(const PropertyList& settings);
+
+// The descriptions of a legacy file, as accounts of their future types.
+[[nodiscard]] AccountTree legacyMailTreeOf(const PropertyList& file);
+[[nodiscard]] AccountTree legacyExchangeTreeOf(const PropertyList& file);
+
+// Keeps what `wanted` accepts: an account with all its children, or with those that are accepted.
+void keepOnly(std::vector<AccountNode>& accounts,
+              const std::function<bool(const AccountNode&)>& wanted);
+
+// The identifier of an account's properties, else "#" and its place from 1.
+[[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);
+// The strings of a list; none where the value is no list.
+[[nodiscard]] std::optional<std::vector<std::string>> stringsOf(const PropertyList* value);
+// The string under the key, or an empty one.
+[[nodiscard]] std::string textOf(const Dictionary& dictionary, std::string_view key);
+
+}  // namespace accountsettings

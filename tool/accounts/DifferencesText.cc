@@ -1,0 +1,138 @@
+#include "tool/accounts/DifferencesText.h"
+
+#include "tool/frame/PropertyText.h"
+
+namespace accountsettings {
+namespace {
+
+constexpr std::size_t kValueWidth = 60;
+
+PropertyList shownValue(const std::string& key, const PropertyList& value, bool reveal) {
+  if (reveal) return value;
+  const Dictionary hidden = withSecretsHidden(Dictionary{{key, value}});
+  return *hidden.find(key);
+}
+
+Array arrayOfStrings(const std::vector<std::string>& strings) {
+  Array array;
+  for (const std::string& each : strings) array.append(each);
+  return array;
+}
+
+// DifferenceLines writes one difference after the other.
+class DifferenceLines {
+ public:
+  DifferenceLines(Output& output, bool reveal) : output_(output), reveal_(reveal) {}
+
+  void write(const KeyChange& change, const std::string& indent) {
+    const std::string name = change.key.empty() ? "value" : printable(change.key);
+    if (!change.cameIn.empty() || !change.wentOut.empty()) {
+      mark('~', name + ": " + membersOf(change), indent);
+    } else if (!change.before) {
+      mark('+', name + ": " + lineOf(change, *change.after), indent);
+    } else if (!change.after) {
+      mark('-', name + ": " + lineOf(change, *change.before), indent);
+    } else {
+      mark('~',
+           name + ": " + lineOf(change, *change.before) + " -> " + lineOf(change, *change.after),
+           indent);
+    }
+  }
+
+  void write(const AccountChange& change, const std::string& indent) {
+    const char sign = change.kind == AccountChange::Kind::Added     ? '+'
+                      : change.kind == AccountChange::Kind::Removed ? '-'
+                                                                    : '~';
+    const std::string label = change.label.empty() ? "account" : printable(change.label);
+    const std::string moved =
+        change.movedTo.empty() ? "" : "  now a child of " + printable(change.movedTo);
+    mark(sign, label + "  " + printable(change.account) + moved, indent);
+    for (const KeyChange& each : change.keys) write(each, indent + "    ");
+    for (const AccountChange& each : change.children) write(each, indent + "    ");
+  }
+
+ private:
+  void mark(char sign, const std::string& text, const std::string& indent) {
+    const Colour colour = sign == '+' ? Colour::Green : sign == '-' ? Colour::Red : Colour::Yellow;
+    output_.line(indent + output_.paint(colour, std::string(1, sign) + " " + text));
+  }
+
+  std::string lineOf(const KeyChange& change, const PropertyList& value) const {
+    return propertyLine(shownValue(change.key, value, reveal_), kValueWidth);
+  }
+
+  static std::string membersOf(const KeyChange& change) {
+    std::vector<std::string> parts;
+    for (const std::string& each : change.cameIn) {
+      parts.push_back("+" + printable(shortDataclass(each)));
+    }
+    for (const std::string& each : change.wentOut) {
+      parts.push_back("-" + printable(shortDataclass(each)));
+    }
+    return joined(parts, " ");
+  }
+
+  Output& output_;
+  bool reveal_;
+};
+
+Dictionary forScripts(const KeyChange& change, bool reveal) {
+  Dictionary entry{{"key", change.key}};
+  if (change.before) entry.set("before", shownValue(change.key, *change.before, reveal));
+  if (change.after) entry.set("after", shownValue(change.key, *change.after, reveal));
+  if (!change.cameIn.empty() || !change.wentOut.empty()) {
+    entry.set("added", arrayOfStrings(change.cameIn));
+    entry.set("removed", arrayOfStrings(change.wentOut));
+  }
+  return entry;
+}
+
+Array forScripts(const std::vector<KeyChange>& changes, bool reveal) {
+  Array array;
+  for (const KeyChange& each : changes) array.append(forScripts(each, reveal));
+  return array;
+}
+
+const char* wordFor(AccountChange::Kind kind) {
+  switch (kind) {
+    case AccountChange::Kind::Added:
+      return "added";
+    case AccountChange::Kind::Removed:
+      return "removed";
+    case AccountChange::Kind::Changed:
+      break;
+  }
+  return "changed";
+}
+
+Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
+  Array array;
+  for (const AccountChange& each : changes) {
+    Dictionary entry{{"change", wordFor(each.kind)},
+                     {"account", each.account},
+                     {"label", each.label},
+                     {"keys", forScripts(each.keys, reveal)}};
+    if (!each.movedTo.empty()) entry.set("movedTo", each.movedTo);
+    if (!each.children.empty()) entry.set("children", forScripts(each.children, reveal));
+    array.append(std::move(entry));
+  }
+  return array;
+}
+
+}  // namespace
+
+void writeDifferences(Output& output, const Differences& differences, bool reveal,
+                      const std::string& indent) {
+  DifferenceLines lines(output, reveal);
+  for (const KeyChange& each : differences.root) lines.write(each, indent);
+  for (const AccountChange& each : differences.accounts) lines.write(each, indent);
+  if (differences.reordered) output.line(indent + "The accounts stand in another order.");
+}
+
+Dictionary differencesForScripts(const Differences& differences, bool reveal) {
+  return {{"root", forScripts(differences.root, reveal)},
+          {"accounts", forScripts(differences.accounts, reveal)},
+          {"reordered", differences.reordered}};
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,155 @@
+// Tests of the comparison of account lists.
+#include "tool/accounts/Differences.h"
+
+#include <gtest/gtest.h>
+
+namespace accountsettings {
+namespace {
+
+using Kind = AccountChange::Kind;
+
+Dictionary account(std::string_view identifier) {
+  return {{"Identifier", identifier}, {"Type", "Mail"}, {"DisplayName", "Home"}};
+}
+
+Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
+  account.set(key, std::move(value));
+  return account;
+}
+
+std::vector<std::string> keysOf(const std::vector<KeyChange>& changes) {
+  std::vector<std::string> keys;
+  for (const KeyChange& each : changes) keys.push_back(each.key);
+  return keys;
+}
+
+using Keys = std::vector<std::string>;
+
+TEST(Differences, EqualListsHaveNone) {
+  const Array accounts = {account("A"), account("B")};
+  EXPECT_TRUE(differencesBetween(accounts, accounts).empty());
+  EXPECT_TRUE(differencesBetween(accounts, Array{account("A"), account("B")}).empty());
+  EXPECT_TRUE(differencesBetween(Array(), Array()).empty());
+}
+
+TEST(Differences, KeysAreAddedRemovedAndChanged) {
+  Dictionary after = with(account("A"), "Port", 993);
+  after.remove("DisplayName");
+  after.set("Type", PropertyList("Gmail"));
+  const Differences found = differencesBetween(Array{account("A")}, Array{after});
+  ASSERT_EQ(found.accounts.size(), 1U);
+  const AccountChange& change = found.accounts[0];
+  EXPECT_EQ(change.kind, Kind::Changed);
+  EXPECT_EQ(change.account, "A");
+  EXPECT_EQ(change.before, account("A"));
+  ASSERT_EQ(keysOf(change.keys), (Keys{"Type", "DisplayName", "Port"}));
+  EXPECT_EQ(change.keys[0].before, PropertyList("Mail"));
+  EXPECT_EQ(change.keys[0].after, PropertyList("Gmail"));
+  EXPECT_EQ(change.keys[1].after, std::nullopt);
+  EXPECT_EQ(change.keys[2].before, std::nullopt);
+  EXPECT_EQ(change.keys[2].after, PropertyList(993));
+  EXPECT_TRUE(change.children.empty());
+}
+
+TEST(Differences, KindsOfNumbersAreDifferent) {
+  const auto found = differencesBetween(Array{with(account("A"), "Port", 1)},
+                                        Array{with(account("A"), "Port", true)});
+  EXPECT_EQ(keysOf(found.accounts.at(0).keys), Keys{"Port"});
+}
+
+TEST(Differences, AccountsAreMatchedByIdentifierWhereverTheyStand) {
+  const Array before = {account("A"), account("B"), account("C")};
+  const Array after = {account("N"), account("B"), account("C")};
+  const Differences found = differencesBetween(before, after);
+  ASSERT_EQ(found.accounts.size(), 2U);
+  EXPECT_EQ(found.accounts[0].kind, Kind::Added);
+  EXPECT_EQ(found.accounts[0].account, "N");
+  EXPECT_EQ(found.accounts[1].kind, Kind::Removed);
+  EXPECT_EQ(found.accounts[1].account, "A");
+  EXPECT_EQ(found.accounts[1].before, account("A"));
+  EXPECT_FALSE(found.reordered);
+}
+
+TEST(Differences, AnotherOrderIsTold) {
+  const Differences found = differencesBetween(Array{account("A"), account("B"), account("C")},
+                                               Array{account("C"), account("A"), account("B")});
+  EXPECT_TRUE(found.accounts.empty());
+  EXPECT_TRUE(found.reordered);
+  EXPECT_FALSE(found.empty());
+}
+
+TEST(Differences, ListsOfDataClassesAreSets) {
+  const auto enabled = [](const Array& list) {
+    return Array{with(account("A"), "Enabled Dataclasses", list)};
+  };
+  EXPECT_TRUE(differencesBetween(enabled({"x", "y", "x"}), enabled({"y", "x"})).empty());
+  const Differences found = differencesBetween(enabled({"x", "y"}), enabled({"z", "x"}));
+  const KeyChange& change = found.accounts.at(0).keys.at(0);
+  EXPECT_EQ(change.cameIn, Keys{"z"});
+  EXPECT_EQ(change.wentOut, Keys{"y"});
+  // Of any other list the order counts.
+  EXPECT_FALSE(differencesBetween(Array{with(account("A"), "Ports", Array{1, 2})},
+                                  Array{with(account("A"), "Ports", Array{2, 1})})
+                   .empty());
+}
+
+TEST(Differences, AMissingListOfDataClassesIsNotAnEmptyOne) {
+  const Differences found = differencesBetween(
+      Array{account("A")}, Array{with(account("A"), "Enabled Dataclasses", Array())});
+  const KeyChange& change = found.accounts.at(0).keys.at(0);
+  EXPECT_EQ(change.before, std::nullopt);
+  EXPECT_EQ(change.after, PropertyList(Array()));
+}
+
+TEST(Differences, ChildrenAreComparedInsideTheirParents) {
+  const Array before = {with(account("P"), "ChildAccounts", Array{account("C"), account("D")})};
+  const Array after = {
+      with(account("P"), "ChildAccounts", Array{with(account("C"), "Port", 1), account("E")})};
+  const Differences found = differencesBetween(before, after);
+  ASSERT_EQ(found.accounts.size(), 1U);
+  EXPECT_TRUE(found.accounts[0].keys.empty());
+  const auto& children = found.accounts[0].children;
+  ASSERT_EQ(children.size(), 3U);
+  EXPECT_EQ(children[0].account, "C");
+  EXPECT_EQ(children[1].kind, Kind::Added);
+  EXPECT_EQ(children[2].kind, Kind::Removed);
+}
+
+TEST(Differences, AListOfChildrenThatCameEmptyOrChangedItsOrderIsTold) {
+  const Array none = {account("P")};
+  const Array empty = {with(account("P"), "ChildAccounts", Array())};
+  EXPECT_EQ(keysOf(differencesBetween(none, empty).accounts.at(0).keys), Keys{"ChildAccounts"});
+  const Array ab = {with(account("P"), "ChildAccounts", Array{account("A"), account("B")})};
+  const Array ba = {with(account("P"), "ChildAccounts", Array{account("B"), account("A")})};
+  EXPECT_EQ(keysOf(differencesBetween(ab, ba).accounts.at(0).keys), Keys{"ChildAccounts"});
+}
+
+TEST(Differences, RepeatedAndMissingIdentifiersAreMatchedInOrder) {
+  Dictionary nameless = account("");
+  nameless.remove("Identifier");
+  const Array before = {account("A"), account("A"), nameless};
+  const Array after = {account("A"), with(account("A"), "Port", 1), nameless};
+  const Differences found = differencesBetween(before, after);
+  ASSERT_EQ(found.accounts.size(), 1U);
+  EXPECT_EQ(keysOf(found.accounts[0].keys), Keys{"Port"});
+}
+
+TEST(Differences, ValuesThatAreNoAccountsAreShownWhole) {
+  const Differences found = differencesBetween(Array{"odd"}, Array{7});
+  ASSERT_EQ(found.accounts.size(), 1U);
+  EXPECT_EQ(found.accounts[0].account, "#1");
+  EXPECT_EQ(found.accounts[0].keys.at(0).before, PropertyList("odd"));
+}
+
+TEST(Differences, TopLevelKeysOfTheFileAreComparedToo) {
+  const Dictionary before = {{"Version", 9}, {"Accounts", Array{account("A")}}, {"Old", 1}};
+  const Dictionary after = {{"Version", 12}, {"Accounts", Array{account("A")}}};
+  const Differences found = differencesBetween(before, after);
+  EXPECT_EQ(keysOf(found.root), (Keys{"Version", "Old"}));
+  EXPECT_TRUE(found.accounts.empty());
+  const Dictionary odd = {{"Version", 9}, {"Accounts", "none"}, {"Old", 1}};
+  EXPECT_EQ(keysOf(differencesBetween(before, odd).root), Keys{"Accounts"});
+}
+
+}  // namespace
+}  // namespace accountsettings

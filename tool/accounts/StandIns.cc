@@ -1,0 +1,321 @@
+#include "tool/accounts/StandIns.h"
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "account/BasicAccount.h"
+#include "account/Dataclasses.h"
+#include "tool/frame/Digest.h"
+#include "tool/frame/PropertyText.h"
+
+namespace accountsettings {
+namespace {
+
+using Kind = StandIns::Kind;
+
+// More values than any settings hold.
+constexpr std::size_t kMostValues = 5'000'000;
+
+constexpr std::array<std::string_view, 7> kKindNames = {"identifier", "user", "host", "name",
+                                                        "secret",     "text", "data"};
+
+bool isWordUnit(char unit) {
+  const auto byte = static_cast<unsigned char>(unit);
+  return byte >= 0x80 || std::isalnum(byte) != 0;
+}
+
+bool isAddressUnit(char unit) {
+  return isWordUnit(unit) || std::string_view("._%+-").find(unit) != std::string_view::npos;
+}
+
+std::string lowered(std::string_view text) {
+  std::string result;
+  for (const char each : text) {
+    result += static_cast<char>(std::tolower(static_cast<unsigned char>(each)));
+  }
+  return result;
+}
+
+// Keys whose texts belong to the account model and to nobody in person.
+bool holdsModelWords(std::string_view key) {
+  static constexpr std::array kKeys = {kAccountType,
+                                       kAccountClass,
+                                       kAccountTypeString,
+                                       kAccountShortTypeString,
+                                       std::string_view("AccountType"),
+                                       std::string_view("DAAccountConfigurationClass")};
+  return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
+}
+
+// Words of the account model are short and plain; anything else under their keys is not one.
+bool isModelWord(std::string_view text) {
+  return text.size() <= 40 && std::all_of(text.begin(), text.end(), [](char unit) {
+           return isWordUnit(unit) || unit == ' ' || unit == '!';
+         });
+}
+
+// What a text under the key is, to judge by the key's name.
+Kind kindUnder(std::string_view key) {
+  static constexpr std::array<std::pair<std::string_view, Kind>, 11> kHints = {{
+      {"identifier", Kind::Identifier},
+      {"uniqueid", Kind::Identifier},
+      {"accountid", Kind::Identifier},
+      {"user", Kind::User},
+      {"login", Kind::User},
+      {"email", Kind::User},
+      {"host", Kind::Host},
+      {"server", Kind::Host},
+      {"url", Kind::Host},
+      {"domain", Kind::Host},
+      {"name", Kind::Name},
+  }};
+  if (isSecretKey(key)) return Kind::Secret;
+  const std::string plain = lowered(key);
+  for (const auto& [hint, kind] : kHints) {
+    if (plain.find(hint) != std::string::npos) return kind;
+  }
+  return Kind::Text;
+}
+
+// The host in "https://host:port/path", or nothing.
+std::string_view hostIn(std::string_view url) {
+  const std::size_t scheme = url.find("://");
+  if (scheme == std::string_view::npos) return {};
+  const std::string_view rest = url.substr(scheme + 3);
+  return rest.substr(0, rest.find_first_of(":/?#"));
+}
+
+// Whether a UUID in its usual form begins here.
+bool isUUIDAt(std::string_view text, std::size_t at) {
+  constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  if (text.size() - at < kForm.size()) return false;
+  for (std::size_t i = 0; i < kForm.size(); ++i) {
+    const char unit = text[at + i];
+    const bool fits =
+        kForm[i] == '-' ? unit == '-' : std::isxdigit(static_cast<unsigned char>(unit)) != 0;
+    if (!fits) return false;
+  }
+  return at + kForm.size() == text.size() || !isWordUnit(text[at + kForm.size()]);
+}
+
+// Texts that sentences hold for other reasons than that somebody calls an account so.
+bool saysNothing(std::string_view text) {
+  const StringList& dataclasses = allDataclasses();
+  return BasicAccount::_isValidAccountType(text) ||
+         std::any_of(dataclasses.begin(), dataclasses.end(),
+                     [&](const std::string& each) { return shortDataclass(each) == text; });
+}
+
+// The constant identifier of the on-this-device account tells nothing about anybody.
+bool isNobodys(std::string_view text) {
+  return text.empty() || text == "DeviceLocalAccount" || isDataclass(text);
+}
+
+}  // namespace
+
+void StandIns::learn(const PropertyList& content) {
+  budget_ = kMostValues;
+  learnUnder({}, content);
+}
+
+void StandIns::learnUnder(std::string_view key, const PropertyList& value) {
+  if (!spend()) return;
+  if (const Dictionary* dictionary = value.dictionary()) {
+    for (const auto& entry : *dictionary) learnUnder(entry.key(), entry.value());
+  } else if (const Array* array = value.array()) {
+    for (const PropertyList& each : *array) learnUnder(key, each);
+  } else if (const auto text = value.stringValue()) {
+    if (holdsModelWords(key) && isModelWord(*text)) return;
+    learnValue(kindUnder(key), *text);
+  }
+}
+
+void StandIns::learnValue(Kind kind, std::string_view value) {
+  if (isNobodys(value)) return;
+  const std::string text(value);
+  if (standIns_.contains(text)) return;
+  static_cast<void>(standInFor(kind, text));
+  const auto first = std::find_if(text.begin(), text.end(), isWordUnit);
+  if (first != text.end() && !saysNothing(text)) {
+    const auto end = std::find_if_not(first, text.end(), isWordUnit);
+    patternsByWord_[std::string(first, end)].push_back(
+        {text, static_cast<std::size_t>(first - text.begin())});
+  }
+  // The parts of an address are as personal as the whole.
+  if (const std::size_t at = text.find('@'); at != std::string::npos && kind != Kind::Secret) {
+    learnValue(Kind::User, value.substr(0, at));
+    learnValue(Kind::Host, value.substr(at + 1));
+  }
+  if (const std::string_view host = hostIn(value); !host.empty()) learnValue(Kind::Host, host);
+}
+
+bool StandIns::spend() {
+  if (budget_ > 0) --budget_;
+  return budget_ > 0;
+}
+
+StandIns::StandIn& StandIns::standInFor(Kind kind, const std::string& value) {
+  const auto known = standIns_.find(value);
+  if (known != standIns_.end()) return known->second;
+  const auto index = static_cast<std::size_t>(kind);
+  const std::string name = std::string(kKindNames[index]) + "-" + std::to_string(++numbers_[index]);
+  return standIns_.emplace(value, StandIn{kind, name, false}).first->second;
+}
+
+std::string StandIns::replaced(Kind kind, const std::string& value) {
+  StandIn& standIn = standInFor(kind, value);
+  const auto index = static_cast<std::size_t>(standIn.kind);
+  if (!std::exchange(standIn.used, true)) ++values_[index];
+  ++places_[index];
+  return standIn.name;
+}
+
+PropertyList StandIns::stored(const PropertyList& content) {
+  budget_ = kMostValues;
+  return storedUnder({}, content);
+}
+
+PropertyList StandIns::storedUnder(std::string_view key, const PropertyList& value) {
+  if (!spend()) return "(not shown)";
+  if (const Dictionary* dictionary = value.dictionary()) {
+    Dictionary result;
+    // A key may be personal too, such as the address under which somebody keeps a setting.
+    for (const auto& entry : *dictionary) {
+      result.set(sentence(entry.key()), storedUnder(entry.key(), entry.value()));
+    }
+    return result;
+  }
+  if (const Array* array = value.array()) {
+    Array result;
+    for (const PropertyList& each : *array) result.append(storedUnder(key, each));
+    return result;
+  }
+  const Kind kind = kindUnder(key);
+  if (const auto text = value.stringValue()) {
+    const bool model = holdsModelWords(key) && isModelWord(*text);
+    if (kind != Kind::Secret && (model || isNobodys(*text))) return value;
+    return replaced(kind, std::string(*text));
+  }
+  if (const auto bytes = value.dataValue()) {
+    return replaced(kind == Kind::Secret ? kind : Kind::Data, base64(*bytes));
+  }
+  if (kind == Kind::Secret && value.kind() != PropertyList::Kind::Boolean) {
+    return replaced(kind, propertyLine(value, 40));
+  }
+  return value;
+}
+
+// Replaces mail addresses and UUIDs, learned or not.
+std::string StandIns::withoutPatterns(std::string_view text) {
+  std::string result;
+  std::size_t run = 0;  // the end of the run of address characters that was looked at last
+  for (std::size_t at = 0; at < text.size();) {
+    const bool begins = at == 0 || !isWordUnit(text[at - 1]);
+    if (begins && isUUIDAt(text, at)) {
+      result += replaced(Kind::Identifier, std::string(text.substr(at, 36)));
+      at += 36;
+      continue;
+    }
+    if (at >= run) {
+      run = at;
+      while (run < text.size() && isAddressUnit(text[run])) ++run;
+      if (run > at && run < text.size() && text[run] == '@') {
+        std::size_t end = run + 1;
+        while (end < text.size() && isAddressUnit(text[end])) ++end;
+        while (end > run + 1 && !isWordUnit(text[end - 1])) --end;
+        result += replaced(Kind::User, std::string(text.substr(at, end - at)));
+        at = run = end;
+        continue;
+      }
+    }
+    result += text[at++];
+  }
+  return result;
+}
+
+const StandIns::Pattern* StandIns::learnedAt(std::string_view text, std::size_t word,
+                                             std::size_t wordEnd) const {
+  const auto candidates = patternsByWord_.find(std::string(text.substr(word, wordEnd - word)));
+  if (candidates == patternsByWord_.end()) return nullptr;
+  const Pattern* longest = nullptr;
+  for (const Pattern& each : candidates->second) {
+    if (each.offset > word) continue;
+    const std::size_t begin = word - each.offset;
+    const std::size_t end = begin + each.value.size();
+    if (text.substr(begin, each.value.size()) != each.value) continue;
+    if (end < text.size() && isWordUnit(each.value.back()) && isWordUnit(text[end])) continue;
+    if (!longest || each.value.size() > longest->value.size()) longest = &each;
+  }
+  return longest;
+}
+
+std::string StandIns::sentence(std::string_view text) {
+  if (leftOut_.empty()) return withoutLearned(text);
+  std::string shorter(text);
+  for (std::size_t at = 0; (at = shorter.find(leftOut_, at)) != std::string::npos;) {
+    shorter.erase(at, leftOut_.size());
+  }
+  return withoutLearned(shorter);
+}
+
+std::string StandIns::withoutLearned(std::string_view text) {
+  std::string result;
+  std::size_t copied = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    if (!isWordUnit(text[at])) {
+      ++at;
+      continue;
+    }
+    std::size_t end = at;
+    while (end < text.size() && isWordUnit(text[end])) ++end;
+    const Pattern* learned = learnedAt(text, at, end);
+    if (learned && at - learned->offset >= copied) {
+      const std::size_t begin = at - learned->offset;
+      result += withoutPatterns(text.substr(copied, begin - copied));
+      result += replaced(Kind::Text, learned->value);
+      copied = at = begin + learned->value.size();
+    } else {
+      at = end;
+    }
+  }
+  return result + withoutPatterns(text.substr(copied));
+}
+
+PropertyList StandIns::told(const PropertyList& value) {
+  if (const Dictionary* dictionary = value.dictionary()) {
+    Dictionary result;
+    for (const auto& entry : *dictionary) result.set(entry.key(), told(entry.value()));
+    return result;
+  }
+  if (const Array* array = value.array()) {
+    Array result;
+    for (const PropertyList& each : *array) result.append(told(each));
+    return result;
+  }
+  const auto text = value.stringValue();
+  return text ? PropertyList(sentence(*text)) : value;
+}
+
+std::string StandIns::logLine(std::string_view line) {
+  std::string shown;
+  std::size_t depth = 0;
+  for (const char unit : line) {
+    if (unit == '{' && depth++ == 0) shown += "{ (not shown) }";
+    if (depth == 0) shown += unit;
+    if (unit == '}' && depth > 0) --depth;
+  }
+  return sentence(shown);
+}
+
+std::vector<StandIns::Count> StandIns::counts() const {
+  std::vector<Count> counts;
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    if (places_[kind] > 0) counts.push_back({kKindNames[kind], values_[kind], places_[kind]});
+  }
+  return counts;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,108 @@
+// Tests of the stand-ins for personal values.
+#include "tool/accounts/StandIns.h"
+
+#include <gtest/gtest.h>
+
+#include "testing/PlatformTest.h"
+
+namespace accountsettings::testing {
+namespace {
+
+class StandInsTest : public PlatformTest {
+ protected:
+  StandIns standIns;
+};
+
+TEST_F(StandInsTest, EqualValuesHaveOneStandInWhereverTheyOccur) {
+  const Dictionary content = {{"Username", "anna"}, {"Owner", Array{"anna", "berta"}}};
+  standIns.learn(content);
+  EXPECT_EQ(standIns.stored(content),
+            PropertyList(Dictionary{{"Username", "user-1"}, {"Owner", Array{"user-1", "text-1"}}}));
+  EXPECT_EQ(standIns.sentence("anna, berta."), "user-1, text-1.");
+}
+
+TEST_F(StandInsTest, TheKeyTellsTheKind) {
+  const Dictionary content = {
+      {"uniqueId", "a"}, {"Login_Key", "b"}, {"CalDAV_Server_Key", "c"}, {"DisplayName", "d"},
+      {"passWord", "e"}, {"Auth-Token", 5},  {"Anything", "f"},          {"HasPassword", true}};
+  EXPECT_EQ(standIns.stored(content), PropertyList(Dictionary{{"uniqueId", "identifier-1"},
+                                                              {"Login_Key", "user-1"},
+                                                              {"CalDAV_Server_Key", "host-1"},
+                                                              {"DisplayName", "name-1"},
+                                                              {"passWord", "secret-1"},
+                                                              {"Auth-Token", "secret-2"},
+                                                              {"Anything", "text-1"},
+                                                              {"HasPassword", true}}));
+}
+
+TEST_F(StandInsTest, NumbersDatesAndWordsOfTheModelStay) {
+  const Dictionary content = {{"Type", "Mail"},
+                              {"Class", "IMAPAccount"},
+                              {"Port", 993},
+                              {"Ratio", 0.5},
+                              {"Since", PropertyList::date(1)},
+                              {"Identifier", "DeviceLocalAccount"},
+                              {"Enabled Dataclasses", Array{"com.zelqo.Dataclass.Mail"}}};
+  EXPECT_EQ(standIns.stored(content), PropertyList(content));
+  EXPECT_TRUE(standIns.counts().empty());
+}
+
+TEST_F(StandInsTest, WhatIsNoModelWordUnderAModelKeyGoesToo) {
+  EXPECT_EQ(standIns.stored(Dictionary{{"Type", "anna@home.example"}}),
+            PropertyList(Dictionary{{"Type", "text-1"}}));
+}
+
+TEST_F(StandInsTest, OnlyWholeWordsAreReplacedInSentences) {
+  standIns.learn(Dictionary{{"Username", "ann"}, {"DisplayName", "My mail"}});
+  EXPECT_EQ(standIns.sentence("ann annex hann 'ann' My mail My mailbox"),
+            "user-1 annex hann 'user-1' name-1 My mailbox");
+}
+
+TEST_F(StandInsTest, TheLongestLearnedValueWins) {
+  standIns.learn(Dictionary{{"Username", "anna"}, {"Hostname", "anna.home.example"}});
+  EXPECT_EQ(standIns.sentence("anna.home.example anna"), "host-1 user-1");
+}
+
+TEST_F(StandInsTest, AnAccountNamedLikeATypeDoesNotEmptySentences) {
+  standIns.learn(Dictionary{{"DisplayName", "Mail"}});
+  EXPECT_EQ(standIns.sentence("accounts of type 'Mail'"), "accounts of type 'Mail'");
+}
+
+TEST_F(StandInsTest, AddressesAndUUIDsAreReplacedWithoutBeingLearned) {
+  EXPECT_EQ(standIns.sentence("to <x.y@z.example>, id 00000000-AAAA-4bbb-8CCC-000000000001."),
+            "to <user-1>, id identifier-1.");
+  EXPECT_EQ(standIns.sentence("a @ b, 00000000-AAAA-4bbb-8CCC-00000000000"),
+            "a @ b, 00000000-AAAA-4bbb-8CCC-00000000000");
+}
+
+TEST_F(StandInsTest, ObjectsAreCutOutOfLogLines) {
+  EXPECT_EQ(standIns.logLine("a { b = { c = d; }; } e { f"), "a { (not shown) } e { (not shown) }");
+}
+
+TEST_F(StandInsTest, CountsTellValuesAndPlaces) {
+  static_cast<void>(standIns.stored(Array{"x", "x", "y"}));
+  const auto counts = standIns.counts();
+  ASSERT_EQ(counts.size(), 1U);
+  EXPECT_EQ(counts[0].kind, "text");
+  EXPECT_EQ(counts[0].values, 2U);
+  EXPECT_EQ(counts[0].places, 3U);
+}
+
+TEST_F(StandInsTest, WhatWasOnlyLearnedDoesNotCount) {
+  standIns.learn(Dictionary{{"Username", "anna@home.example"}, {"Hostname", "h"}});
+  EXPECT_TRUE(standIns.counts().empty());
+  EXPECT_EQ(standIns.sentence("h"), "host-2");
+  ASSERT_EQ(standIns.counts().size(), 1U);
+  EXPECT_EQ(standIns.counts()[0].values, 1U);
+}
+
+TEST_F(StandInsTest, AValueThatSharesItselfOverAndOverEnds) {
+  PropertyList bomb = "x";
+  for (int i = 0; i < 60; ++i) bomb = Array{bomb, bomb};
+  standIns.learn(bomb);
+  static_cast<void>(standIns.stored(bomb));
+  EXPECT_EQ(standIns.counts().at(0).values, 1U);
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

@@ -1,0 +1,53 @@
+// Backup keeps the files that a migration may change or remove, so that they can be put
+// back byte for byte. A backup is a directory named after its date and time, readable by its
+// owner alone, with the files and a manifest; the manifest is written last, so that a backup
+// without one is known to be incomplete.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tool/backup/BackupManifest.h"
+
+namespace accountsettings {
+
+class Device;
+
+// The device paths that a migration may change or remove, with their roles.
+struct WatchedPath {
+  BackupRole role;
+  std::string path;
+};
+[[nodiscard]] std::vector<WatchedPath> pathsThatAMigrationTouches();
+
+// The device path of the directory that holds the backups.
+[[nodiscard]] std::string backupsDirectory();
+
+// Makes a backup of the watched paths and flushes it. The error says what could not be kept; what
+// was begun then stays behind without a manifest.
+[[nodiscard]] Result<BackupManifest> makeBackup(Device& device);
+// Writes what the migration did into the backup's manifest.
+Status recordOutcome(Device& device, BackupManifest manifest, const Dictionary& outcome);
+// Removes the oldest backups until `keep` are left, and incomplete ones older than those.
+Status removeOldBackups(Device& device, std::size_t keep);
+
+// A backup that was found. Without a manifest it is incomplete or damaged, and `problem` says how.
+struct FoundBackup {
+  std::string name;
+  std::optional<BackupManifest> manifest;
+  std::string problem;
+};
+// The root's backups, oldest first.
+[[nodiscard]] std::vector<FoundBackup> findBackups(Device& device);
+
+// The content that the backup keeps of `file`; fails where it is missing or its sum is wrong.
+[[nodiscard]] Result<Bytes> readFromBackup(Device& device, const BackupManifest& manifest,
+                                           const BackupFile& file);
+
+// For a backup's directory on this machine, wherever it lies.
+[[nodiscard]] bool isBackup(const std::string& directory);
+// Throws Prevented where the manifest cannot be read.
+[[nodiscard]] BackupManifest readManifest(const std::string& directory);
+
+}  // namespace accountsettings

@@ -1,0 +1,77 @@
+#include "tool/backup/BackupText.h"
+
+#include <algorithm>
+
+#include "account/StringList.h"
+#include "tool/frame/StepNames.h"
+
+namespace accountsettings {
+
+namespace {
+
+std::size_t filesKept(const BackupManifest& manifest) {
+  return static_cast<std::size_t>(
+      std::count_if(manifest.files.begin(), manifest.files.end(),
+                    [](const auto& file) { return file.state != BackupFile::State::Absent; }));
+}
+
+bool flagIn(const Dictionary& outcome, std::string_view key) {
+  const PropertyList* value = outcome.find(key);
+  return value != nullptr && value->booleanValue();
+}
+
+std::string outcomeText(const BackupManifest& manifest) {
+  const BackupFile* settings = manifest.fileInRole(BackupRole::Settings);
+  const std::string from = settings != nullptr && settings->formatVersion
+                               ? "from version " + std::to_string(*settings->formatVersion)
+                               : "without settings before";
+  if (manifest.outcome.empty()) return from + ", the migration was cut short";
+  std::string text = from;
+  if (const auto steps = stringListOf(manifest.outcome.find("Steps")); steps && !steps->empty()) {
+    text += ", " + counted(steps->size(), "step", "steps") + " (";
+    text += nameOfStep(steps->front());
+    if (steps->size() > 1) text += " to " + std::string(nameOfStep(steps->back()));
+    text += ")";
+  } else {
+    text += ", only rewritten";
+  }
+  if (!flagIn(manifest.outcome, "Result")) text += ", answered no";
+  if (!flagIn(manifest.outcome, "As Meant")) text += ", NOT WHAT WAS MEANT";
+  return printable(text);
+}
+
+}  // namespace
+
+std::string backupLine(const Output& output, const FoundBackup& backup) {
+  std::string line = output.paint(Colour::Bold, backup.name) + "  ";
+  if (!backup.manifest) return line + output.paint(Colour::Red, "unusable: " + backup.problem);
+  return line + outcomeText(*backup.manifest) + ", " +
+         counted(filesKept(*backup.manifest), "file", "files") + " kept";
+}
+
+Dictionary backupForScripts(const FoundBackup& backup) {
+  Dictionary entry{{"name", backup.name}, {"complete", backup.manifest.has_value()}};
+  if (!backup.manifest) {
+    entry.set("problem", backup.problem);
+    return entry;
+  }
+  const BackupManifest& manifest = *backup.manifest;
+  entry.set("toolVersion", manifest.toolVersion);
+  const BackupFile* settings = manifest.fileInRole(BackupRole::Settings);
+  if (settings != nullptr && settings->formatVersion) {
+    entry.set("fromVersion", *settings->formatVersion);
+  }
+  Array files;
+  for (const BackupFile& file : manifest.files) {
+    if (file.state != BackupFile::State::Absent) files.append(file.path);
+  }
+  entry.set("files", files);
+  entry.set("finished", !manifest.outcome.empty());
+  if (manifest.outcome.empty()) return entry;
+  entry.set("result", flagIn(manifest.outcome, "Result"));
+  entry.set("asMeant", flagIn(manifest.outcome, "As Meant"));
+  entry.set("steps", arrayOf(stringListOf(manifest.outcome.find("Steps")).value_or(StringList())));
+  return entry;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,50 @@
+#include "tool/commands/Commands.h"
+
+#include "tool/commands/CheckCommand.h"
+#include "tool/commands/DiffCommand.h"
+#include "tool/commands/EditCommands.h"
+#include "tool/commands/GetCommand.h"
+#include "tool/commands/HistoryCommand.h"
+#include "tool/commands/MigrateCommand.h"
+#include "tool/commands/PlanCommand.h"
+#include "tool/commands/PlistCommand.h"
+#include "tool/commands/ReportCommand.h"
+#include "tool/commands/RestoreCommand.h"
+#include "tool/commands/SampleCommand.h"
+#include "tool/commands/ShowCommand.h"
+
+namespace accountsettings {
+namespace {
+
+template <class Subcommand>
+std::unique_ptr<Command> makeCommand() {
+  return std::make_unique<Subcommand>();
+}
+
+}  // namespace
+
+std::span<const CommandEntry> allCommands() {
+  static constexpr CommandEntry kCommands[] = {
+      {"migrate", "Run the migration on a device root", makeCommand<MigrateCommand>},
+      {"plan", "Say what a migration would do, touching nothing", makeCommand<PlanCommand>},
+      {"show", "Show the accounts of a device root or a settings file", makeCommand<ShowCommand>},
+      {"diff", "Compare two settings files, device roots or backups, account by account",
+       makeCommand<DiffCommand>},
+      {"check", "Find what is broken or would be lost", makeCommand<CheckCommand>},
+      {"restore", "Put back what a migration replaced", makeCommand<RestoreCommand>},
+      {"history", "Tell what was migrated when", makeCommand<HistoryCommand>},
+      {"get", "Print what an account holds", makeCommand<GetCommand>},
+      {"set", "Store a value in an account", makeCommand<SetCommand>},
+      {"enable", "Switch data classes of an account on", makeCommand<EnableCommand>},
+      {"disable", "Switch data classes of an account off", makeCommand<DisableCommand>},
+      {"add", "Add an account", makeCommand<AddCommand>},
+      {"remove", "Remove an account", makeCommand<RemoveCommand>},
+      {"plist", "Print or convert any property list", makeCommand<PlistCommand>},
+      {"sample", "Write an example device root", makeCommand<SampleCommand>},
+      {"report", "Collect what support needs, with personal values replaced",
+       makeCommand<ReportCommand>},
+  };
+  return kCommands;
+}
+
+}  // namespace accountsettings

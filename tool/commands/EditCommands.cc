@@ -1,0 +1,165 @@
+#include "tool/commands/EditCommands.h"
+
+#include "account/StringList.h"
+#include "tool/editing/EditRules.h"
+#include "tool/frame/PropertyText.h"
+#include "tool/frame/ReadFile.h"
+#include "tool/frame/ValueText.h"
+
+namespace accountsettings {
+namespace {
+
+constexpr const char* kIdentifierHelp = "The account's identifier, or a child's";
+
+bool storesAsEnabled(const BasicAccount& account, std::string_view dataclass) {
+  const PropertyList* stored = account.properties().find(kAccountEnabledDataclasses);
+  return stored && stored->array() && containsString(*stored->array(), dataclass);
+}
+
+}  // namespace
+
+void SetCommand::describe(OptionSet& options) {
+  options.argument("ID", identifier_, kIdentifierHelp);
+  options.argument("KEY", key_, "The key of the value, for example DisplayName");
+  options.argument("VALUE", value_, "The value to store");
+  options.choice("-t,--type", type_, valueTypes(),
+                 "What the value is: string (the default), int, bool or plist");
+  options.flag("--unset", unset_, "Remove the key instead of storing a value");
+  edit_.describe(options);
+  options.example("accountsettings set 6F1C-MAIL DisplayName 'Work mail' --root /mnt/device",
+                  "Gives an account another name.");
+  options.example("accountsettings set 6F1C-MAIL PortNumber 993 --type int --dry-run",
+                  "Shows what storing a number would change.");
+}
+
+std::optional<PropertyList> SetCommand::value() const {
+  if (unset_ == value_.has_value()) {
+    throw WrongUsage("", unset_ ? "--unset takes no VALUE" : "a VALUE is needed, or --unset",
+                     "see accountsettings set --help");
+  }
+  if (unset_) return std::nullopt;
+  return valueFromText(*value_, type_.value_or("string"), "VALUE");
+}
+
+ExitStatus SetCommand::run(Session& session) {
+  const std::optional<PropertyList> stored = value();
+  AccountEditor editor(session, edit_);
+  const EditedAccount account = accountToEdit(editor.store(), identifier_);
+  requireMaySet(*account.record, key_, stored ? &*stored : nullptr);
+  account.record->setAccountPropertyForKey(stored, key_);
+  editor.put(account);
+  return editor.finish("set", identifier_);
+}
+
+void SwitchCommand::describe(OptionSet& options) {
+  options.argument("ID", identifier_, kIdentifierHelp);
+  options.arguments("DATACLASS", dataclasses_, "Data classes, for example Mail Contacts");
+  edit_.describe(options);
+  const std::string command = enable_ ? "enable" : "disable";
+  options.example("accountsettings " + command + " 6F1C-MAIL Mail Notes --root /mnt/device",
+                  enable_ ? "Switches two data classes on." : "Switches two data classes off.");
+  options.example("accountsettings " + command + " 6F1C-MAIL Calendars --dry-run --json",
+                  "What that would change, for a script.");
+}
+
+ExitStatus SwitchCommand::run(Session& session) {
+  const std::string command = enable_ ? "enable" : "disable";
+  if (dataclasses_.empty()) {
+    throw WrongUsage("", "at least one DATACLASS is needed",
+                     "see accountsettings " + command + " --help");
+  }
+  StringList dataclasses;
+  for (const std::string& each : dataclasses_) dataclasses.push_back(dataclassFromText(each));
+  AccountEditor editor(session, edit_);
+  const EditedAccount account = accountToEdit(editor.store(), identifier_);
+  for (const std::string& dataclass : dataclasses) {
+    requireSupports(*account.record, dataclass);
+    if (storesAsEnabled(*account.record, dataclass) == enable_) continue;
+    account.record->setEnabledForDataclass(enable_, dataclass);
+  }
+  for (const std::string& dataclass : dataclasses) {
+    if (account.record->isEnabledForDataclass(dataclass) == enable_) continue;
+    session.output.note(
+        std::string(shortDataclass(dataclass)) + " is stored as " + command + "d, but " +
+        (account.parent ? "a child reports what its parent has enabled"
+                        : "not reported: it is not provisioned, or a profile restricts it"));
+  }
+  editor.put(account);
+  return editor.finish(command, identifier_);
+}
+
+void AddCommand::describe(OptionSet& options) {
+  options.argument("TYPE", type_, "The account's type, for example Mail or CalDAV");
+  options.argument("CLASS", class_, "The class that handles it, for example IMAPAccount");
+  options.text("--parent", parent_, "ID", "Add it as a child of this account");
+  options.text("--name", name_, "NAME", "Its display name");
+  options.text("--username", username_, "NAME", "Its user name");
+  options.list("--enable", enabled_, "DATACLASS", "A data class to enable (may be repeated)");
+  options.text("--properties", file_, "FILE", "A property list with more of its properties");
+  edit_.describe(options);
+  options.example("accountsettings add Mail IMAPAccount --name Work --username ann --enable Mail",
+                  "Adds a mail account and shows its new identifier.");
+  options.example("accountsettings add CalDAV MobileCalDAVAccount --parent 6F1C-CLOUD --dry-run",
+                  "Shows what adding a child would change.");
+}
+
+Dictionary AddCommand::properties() const {
+  Dictionary properties;
+  if (file_) {
+    const PropertyList read = readPropertyListFile(*file_);
+    if (!read.dictionary()) {
+      throw Prevented(*file_, "it holds no dictionary", "give an account's properties");
+    }
+    properties = *read.dictionary();
+  }
+  properties.set(kAccountType, PropertyList(type_));
+  properties.set(kAccountClass, PropertyList(class_));
+  if (name_) properties.set(kAccountDisplayName, PropertyList(*name_));
+  if (username_) properties.set(kAccountUsername, PropertyList(*username_));
+  return properties;
+}
+
+ExitStatus AddCommand::run(Session& session) {
+  const Dictionary given = properties();
+  StringList enabled;
+  for (const std::string& each : enabled_) enabled.push_back(dataclassFromText(each));
+  AccountEditor editor(session, edit_);
+  AccountsManager& store = editor.store();
+  requireMayAdd(store, given);
+  std::shared_ptr<BasicAccount> parent;
+  if (parent_) {
+    const EditedAccount found = accountToEdit(store, *parent_);
+    if (found.parent) {
+      throw Prevented("account '" + *parent_ + "'", "it is a child itself",
+                      "a child has no children; give a top-level account");
+    }
+    parent = found.record;
+  }
+  const auto account = BasicAccount::accountWithProperties(given);
+  for (const std::string& dataclass : enabled) {
+    requireSupports(*account, dataclass);
+    account->setEnabledForDataclass(true, dataclass);
+  }
+  if (parent) {
+    store.addChildToAccount(account, parent);
+  } else {
+    store.insertAccount(account);
+  }
+  return editor.finish("add", account->identifier().value_or(""));
+}
+
+void RemoveCommand::describe(OptionSet& options) {
+  options.argument("ID", identifier_, kIdentifierHelp);
+  edit_.describe(options);
+  options.example("accountsettings remove 6F1C-MAIL --root /mnt/device --dry-run",
+                  "Shows what removing an account, with its children, would take away.");
+  options.example("accountsettings remove 6F1C-CHILD", "Removes a child from its parent.");
+}
+
+ExitStatus RemoveCommand::run(Session& session) {
+  AccountEditor editor(session, edit_);
+  editor.remove(accountToEdit(editor.store(), identifier_));
+  return editor.finish("remove", identifier_);
+}
+
+}  // namespace accountsettings

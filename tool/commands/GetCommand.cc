@@ -1,0 +1,71 @@
+#include "tool/commands/GetCommand.h"
+
+#include "tool/editing/AccountEditor.h"
+#include "tool/frame/PropertyText.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+namespace {
+
+// Reading creates nothing, so only a lock file that is there already is waited for.
+void waitForMigration(Device& device) {
+  if (device.files().exists(std::string(kAccountMigrationLockFilename))) {
+    AccountsManager::waitForMigrationToFinish();
+  }
+}
+
+// A string as it is, so that a script can use it; anything else as people read it.
+std::string valueText(const PropertyList& value) {
+  if (const auto text = value.stringValue()) return std::string(*text) + "\n";
+  return propertyText(value);
+}
+
+}  // namespace
+
+void GetCommand::describe(OptionSet& options) {
+  options.argument("ID", identifier_, "The account's identifier, or a child's");
+  options.arguments("KEY", keys_, "Keys of the values; all where left out");
+  options.flag("--reveal", reveal_, "Show passwords and tokens too");
+  options.example("accountsettings get 6F1C-MAIL --root /mnt/device", "Every value of an account.");
+  options.example("accountsettings get 6F1C-MAIL Username", "One value, as it stands.");
+}
+
+ExitStatus GetCommand::run(Session& session) {
+  Device device(session.options, DefaultLog::Nowhere);
+  waitForMigration(device);
+  requireCurrentSettings(filesOfRoot().settings.content,
+                         device.shown(accountSettingsAccountsPath()));
+  const auto store = AccountsManager::init();
+  const EditedAccount account = accountToEdit(*store, identifier_);
+  Dictionary values;
+  std::vector<std::string> missing;
+  if (keys_.empty()) values = account.record->properties().values();
+  for (const std::string& key : keys_) {
+    const auto value = account.record->accountPropertyForKey(key);
+    if (value) {
+      values.set(key, *value);
+    } else {
+      missing.push_back(key);
+    }
+  }
+  if (!reveal_) values = withSecretsHidden(values);
+  Output& output = session.output;
+  if (output.json()) {
+    const Status written = output.value(Dictionary{{"format", "accountsettings.get"},
+                                                   {"formatVersion", 1},
+                                                   {"account", identifier_},
+                                                   {"values", values}});
+    if (!written) throw Prevented("account '" + identifier_ + "'", written.error().message);
+  } else if (keys_.empty()) {
+    output.text(propertyText(values));
+  } else {
+    for (const auto& entry : values) output.text(valueText(entry.value()));
+  }
+  for (const std::string& key : missing) {
+    output.note("account '" + identifier_ + "', key '" + key + "': there is no such value; '" +
+                "accountsettings get " + identifier_ + "' shows all");
+  }
+  return missing.empty() ? ExitStatus::Done : ExitStatus::No;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,22 @@
+// GetCommand prints what an account holds: one value, several, or all.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tool/frame/Command.h"
+
+namespace accountsettings {
+
+class GetCommand : public Command {
+ public:
+  void describe(OptionSet& options) override;
+  ExitStatus run(Session& session) override;
+
+ private:
+  std::string identifier_;
+  std::vector<std::string> keys_;
+  bool reveal_ = false;
+};
+
+}  // namespace accountsettings

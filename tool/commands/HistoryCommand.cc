@@ -1,0 +1,47 @@
+#include "tool/commands/HistoryCommand.h"
+
+#include "host/LinuxFiles.h"
+#include "tool/backup/Backup.h"
+#include "tool/backup/BackupText.h"
+#include "tool/device/Device.h"
+#include "tool/migration/MigrationRecords.h"
+
+namespace accountsettings {
+
+void HistoryCommand::describe(OptionSet& options) {
+  options.example("accountsettings history --root /mnt/device",
+                  "Lists every migration that left a backup or a record, oldest first.");
+  options.example("accountsettings history --json", "The same for scripts, on this machine.");
+}
+
+ExitStatus HistoryCommand::run(Session& session) {
+  Device device(session.options, DefaultLog::Nowhere);
+  const std::vector<FoundBackup> backups = findBackups(device);
+  const std::vector<MigrationRecord> records = findMigrationRecords(device.files());
+  Output& output = session.output;
+  if (output.json()) {
+    Array backupEntries;
+    for (const FoundBackup& each : backups) backupEntries.append(backupForScripts(each));
+    Array recordEntries;
+    for (const MigrationRecord& each : records) recordEntries.append(recordForScripts(each));
+    (void)output.value(Dictionary{{"format", "accountsettings.history"},
+                                  {"formatVersion", 1},
+                                  {"root", session.options.root},
+                                  {"backups", backupEntries},
+                                  {"records", recordEntries}});
+    return ExitStatus::Done;
+  }
+  if (backups.empty() && records.empty()) {
+    output.line("No migration of " + session.options.root + " left a backup or a record.");
+  }
+  if (!backups.empty()) output.line("Migrations, from their backups:");
+  for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));
+  if (!records.empty())
+    output.line("Records in " + device.shown(migrationRecordsDirectory()) + ":");
+  for (const MigrationRecord& each : records) {
+    output.line("  " + printable(each.name) + "  " + recordLine(each));
+  }
+  return ExitStatus::Done;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,15 @@
+// HistoryCommand tells from the backups and from the migrator's own records what was
+// migrated when, from which version, and by which steps.
+#pragma once
+
+#include "tool/frame/Command.h"
+
+namespace accountsettings {
+
+class HistoryCommand : public Command {
+ public:
+  void describe(OptionSet& options) override;
+  ExitStatus run(Session& session) override;
+};
+
+}  // namespace accountsettings

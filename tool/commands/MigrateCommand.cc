@@ -1,0 +1,143 @@
+#include "tool/commands/MigrateCommand.h"
+
+#include "host/LogSinks.h"
+#include "tool/device/HostFacts.h"
+#include "tool/frame/StepNames.h"
+#include "tool/inspection/FindingsText.h"
+
+namespace accountsettings {
+
+namespace {
+
+// Why the migration is not to begin without --accept-loss; empty where nothing stands against it.
+std::vector<std::string> objections(const MigrationReport& report) {
+  std::vector<std::string> problems;
+  for (const Finding& finding : report.findings) {
+    if (finding.kind->blocksMigration) problems.push_back(finding.meaning);
+  }
+  for (const LedgerEntry& entry : report.ledger.unexplained()) {
+    problems.push_back("No rule explains why " + entry.account +
+                       (entry.key.empty() ? "" : " loses \"" + entry.key + "\"") +
+                       (entry.key.empty() ? " is dropped." : "."));
+  }
+  return problems;
+}
+
+// What the rehearsal tells.
+MigrationReport reportOf(MigrationHost& host, const std::string& root, Findings findings) {
+  MigrationReport report;
+  report.root = root;
+  report.findings = std::move(findings);
+  report.outcome = host.rehearsal().result() ? "done" : "answered-no";
+  report.version = host.versionBefore();
+  report.accountsBefore = host.accountsBefore();
+  report.accountsAfter = host.accountsAfter();
+  report.steps = host.rehearsal().steps();
+  report.ledger = host.ledger();
+  report.written = host.written();
+  report.removed = host.removed();
+  return report;
+}
+
+void show(Output& output, const MigrationReport& report, const ShownPath& shown,
+          const MigrationTextOptions& options) {
+  if (!output.json()) return writeReport(output, report, shown, options);
+  if (const Status written = output.value(reportForScripts(report, shown)); !written) {
+    output.note("the report: " + written.error().message);
+  }
+}
+
+}  // namespace
+
+void MigrateCommand::describe(OptionSet& options) {
+  options.flag("-v,--verbose", verbose_,
+               "Tell what each step changed, and what became of each key");
+  options.flag("-n,--dry-run", dryRun_, "Rehearse it on files kept in memory, and touch nothing");
+  options.flag("--no-backup", noBackup_, "Keep no backup of the files that may change");
+  options.number("--keep", keep_, 1, 10000, "N", "How many backups to keep");
+  options.flag("--accept-loss", acceptLoss_, "Go on although something will be lost");
+  options.text("--plan", plan_, "FILE",
+               "Go on only if nothing changed since this plan was made (see plan --out)");
+  options.flag("--reveal", reveal_, "Show passwords and tokens too");
+  options.example("accountsettings migrate --root /mnt/device",
+                  "Migrates a mounted device image, with a backup that 'restore' puts back.");
+  options.example("accountsettings migrate --root /mnt/device --dry-run -v",
+                  "Shows what each step would change, and touches nothing.");
+}
+
+void MigrateCommand::checkPlan(Device& device) const {
+  if (!plan_) return;
+  if (const auto changed = changedSince(readPlanInputs(*plan_), device)) {
+    throw Prevented(device.shown(*changed), "it changed since the plan " + *plan_ + " was made",
+                    "make a new plan");
+  }
+}
+
+std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationHost& host,
+                                                    MigrationReport& report) const {
+  MigrationHost::RunOptions options;
+  options.backup = !noBackup_;
+  options.keep = static_cast<std::size_t>(keep_);
+  const MigrationHost::Outcome outcome = host.run(options);
+  session.changed = true;
+  report.backup = outcome.backup;
+  report.steps = outcome.steps;
+  report.outcome = outcome.fault ? "broken" : outcome.result ? "done" : "answered-no";
+  if (outcome.fault) report.problems.push_back(*outcome.fault);
+  for (const std::string& warning : outcome.warnings) session.output.note(warning);
+  return outcome.fault;
+}
+
+ExitStatus MigrateCommand::run(Session& session) {
+  Output& output = session.output;
+  const std::string& root = session.options.root;
+  Device device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
+  checkPlan(device);
+
+  output.progress("Looking at the settings ...");
+  const auto facts = makeHostFacts(device.host());
+  Findings findings = inspectRoot(facts.get());
+  output.progress("Rehearsing the migration ...");
+  DiscardingSink silence;
+  const char* doing = "Rehearsing";
+  MigrationHost host(device, dryRun_ ? device.log() : silence, [&](std::string_view step) {
+    output.progress(std::string(doing) + ": " + std::string(meaningOfStep(step)) + " ...");
+  });
+  MigrationReport report = reportOf(host, root, std::move(findings));
+  report.dryRun = dryRun_;
+
+  const auto showReport = [&] {
+    output.progress("");
+    show(output, report, [&](const std::string& path) { return device.shown(path); },
+         {verbose_, reveal_});
+  };
+  report.problems = objections(report);
+  if (!report.problems.empty() && !acceptLoss_) {
+    report.outcome = "refused";
+    showReport();
+    throw Prevented(
+        root,
+        counted(report.problems.size(), "thing stands", "things stand") +
+            " against the migration, and nothing was changed: " + report.problems.front(),
+        "repair what is named, or go on with --accept-loss");
+  }
+
+  std::optional<std::string> fault;
+  if (!dryRun_) {
+    doing = "Migrating";
+    fault = carryOut(session, host, report);
+  } else if (const auto changed = changedSince(host.inputs(), device)) {
+    throw Prevented(device.shown(*changed), "it changed during the rehearsal", "try again");
+  }
+  showReport();
+  if (fault) {
+    throw CommandFailure(ExitStatus::Broken, "", *fault,
+                         report.backup.empty()
+                             ? "there is no backup of what was there"
+                             : "put back the backup with: accountsettings restore --root " + root +
+                                   " " + report.backup);
+  }
+  return report.outcome == "done" ? ExitStatus::Done : ExitStatus::No;
+}
+
+}  // namespace accountsettings

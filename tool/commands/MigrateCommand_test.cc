@@ -1,0 +1,422 @@
+// Tests of `migrate`, run as a process on real roots: what it does, what it refuses, and what it
+// leaves when something goes wrong.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "testing/ToolRun.h"
+#include "tool/commands/SampleAccounts.h"
+
+namespace accountsettings::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kBackups = "/var/mobile/Library/Logs/AccountMigrationBackups";
+constexpr const char* kCopies = "/var/shared/Library/Logs/CrashReporter";
+
+class Migrate : public ::testing::Test {
+ protected:
+  Migrate() { fs::create_directories(root_.at(kCopies)); }
+
+  ToolResult migrate(std::vector<std::string> options = {}) {
+    options.insert(options.begin(), {"migrate", "--root", root_.path()});
+    return runTool(std::move(options));
+  }
+
+  [[nodiscard]] Dictionary document(std::vector<std::string> options = {}) {
+    options.emplace_back("--json");
+    const ToolResult result = migrate(std::move(options));
+    EXPECT_EQ(schemaErrors("migrate.schema.json", result.out), "");
+    return documentIn(result.out);
+  }
+
+  [[nodiscard]] std::vector<std::string> backups() const {
+    std::vector<std::string> names;
+    if (!fs::exists(root_.at(kBackups))) return names;
+    for (const auto& entry : fs::directory_iterator(root_.at(kBackups))) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  [[nodiscard]] Dictionary manifestOf(const std::string& backup) const {
+    return *root_.get(kBackups + ("/" + backup) + "/manifest.plist")->dictionary();
+  }
+
+  // Nothing in the root may differ from the snapshot but the lock file.
+  void expectUntouched(std::map<std::string, std::string> before) {
+    auto after = root_.snapshot();
+    for (auto* each : {&before, &after}) {
+      std::erase_if(*each, [](const auto& entry) {
+        return entry.first == "/tmp" || entry.first == ToolRoot::kLock || entry.first == "tmp" ||
+               entry.first == std::string(ToolRoot::kLock).substr(1);
+      });
+    }
+    EXPECT_EQ(after, before);
+  }
+
+  ToolRoot root_;
+};
+
+std::string text(const Dictionary& dictionary, const char* key) {
+  const PropertyList* value = dictionary.find(key);
+  return value == nullptr ? "" : std::string(value->stringValue().value_or(""));
+}
+
+TEST_F(Migrate, RewritesCurrentSettingsAndSaysSo) {
+  root_.putSettings(12, {mailAccount("A")});
+  const ToolResult result = migrate({"--no-backup"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "Migrated " + root_.path() +
+                            ", which has version 12 already: nothing to convert or upgrade, the "
+                            "file is rewritten.\n"
+                            "  1 account before, 1 account after\n"
+                            "  accounts: 1 kept, 0 moved, 0 changed, 0 dropped\n"
+                            "  keys:     " +
+                            std::to_string(mailAccount("A").size() + 2) +
+                            " kept, 0 moved, 0 changed, 0 dropped\n"
+                            "  wrote " +
+                            root_.at(kCopies) + "/com.zelqo.accountsettings.plist\n");
+  EXPECT_EQ(root_.settings(), (Dictionary{{"Accounts", Array{mailAccount("A")}}, {"Version", 12}}));
+}
+
+TEST_F(Migrate, TellsWhichStepsRanAndWhatEachChanged) {
+  Dictionary account = mailAccount("A");
+  account.set("uniqueId", "U");
+  root_.putSettings(1, {account});
+  const Dictionary result = document();
+  const Array& steps = *result.find("steps")->array();
+  ASSERT_EQ(steps.size(), 11U);
+  const Dictionary& first = *steps[0].dictionary();
+  EXPECT_EQ(text(first, "step"), "_migrateAccountsFrom7A150:");
+  const Dictionary& changes = *first.find("changes")->dictionary();
+  const Dictionary& change = *(*changes.find("accounts")->array())[0].dictionary();
+  EXPECT_EQ(text(change, "account"), "U");
+  EXPECT_EQ(text(change, "change"), "changed");
+  const Dictionary& key = *(*change.find("keys")->array())[0].dictionary();
+  EXPECT_EQ(text(key, "key"), "Identifier");
+  EXPECT_EQ(text(key, "before"), "A");
+  EXPECT_EQ(text(key, "after"), "U");
+}
+
+TEST_F(Migrate, VerboseTellsEachStepToPeople) {
+  root_.putSettings(10, {mailAccount("A")});
+  const ToolResult result = migrate({"-v"});
+  EXPECT_NE(result.out.find("  9A334: documents on secondary accounts, provisioning\n"
+                            "    no account changed\n"
+                            "  9B176: the Quillet data class, cloud tabs\n"
+                            "    no account changed\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("    key \"Version\": changed by save\n"), std::string::npos);
+}
+
+TEST_F(Migrate, ConvertsLegacyFilesAndRemovesThem) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  root_.put(ToolRoot::kLegacyExchange, sampleLegacyExchange());
+  const Dictionary result = document();
+  EXPECT_EQ(result.get("accountsBefore"), PropertyList(39));
+  EXPECT_EQ(result.find("removed")->array()->size(), 2U);
+  EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
+  EXPECT_FALSE(root_.get(ToolRoot::kLegacyExchange));
+  const Dictionary& ledger = *result.find("ledger")->dictionary();
+  EXPECT_EQ(ledger.find("accounts")->dictionary()->get("dropped"), PropertyList(0));
+}
+
+TEST_F(Migrate, ADryRunTouchesNothingAndTellsTheSame) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  const auto before = root_.snapshot();
+  Dictionary rehearsed = document({"--dry-run"});
+  EXPECT_EQ(root_.snapshot(), before);
+  Dictionary done = document();
+  EXPECT_EQ(rehearsed.get("dryRun"), PropertyList(true));
+  for (const char* key : {"accountsAfter", "written", "removed"}) {
+    EXPECT_EQ(rehearsed.get(key), done.get(key)) << key;
+  }
+  EXPECT_EQ(rehearsed.find("steps")->array()->size(), done.find("steps")->array()->size());
+}
+
+TEST_F(Migrate, KeepsABackupThatOnlyItsOwnerMayRead) {
+  root_.putSettings(9, {mailAccount("A")});
+  ASSERT_EQ(migrate().status, 0);
+  ASSERT_EQ(backups().size(), 1U);
+  const fs::path directory = root_.at(kBackups) + "/" + backups()[0];
+  for (const fs::path& each : {fs::path(root_.at(kBackups)), directory}) {
+    EXPECT_EQ(fs::status(each).permissions(), fs::perms(0700)) << each;
+  }
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    EXPECT_EQ(entry.status().permissions(), fs::perms(0600)) << entry.path();
+  }
+  const Dictionary manifest = manifestOf(backups()[0]);
+  const Dictionary& settings = *(*manifest.find("Files")->array())[0].dictionary();
+  EXPECT_EQ(text(settings, "Role"), "settings");
+  EXPECT_EQ(text(settings, "Path"), ToolRoot::kSettings);
+  EXPECT_EQ(settings.get("Mode"), PropertyList(0600));
+  EXPECT_EQ(settings.get("Hard Links"), PropertyList(1));
+  EXPECT_EQ(settings.get("Format Version"), PropertyList(9));
+  EXPECT_EQ(text(settings, "SHA-256").size(), 64U);
+  const Dictionary& outcome = *manifest.find("Outcome")->dictionary();
+  EXPECT_EQ(outcome.get("Result"), PropertyList(true));
+  EXPECT_EQ(outcome.get("As Meant"), PropertyList(true));
+  EXPECT_EQ(outcome.find("Steps")->array()->size(), 3U);
+}
+
+TEST_F(Migrate, NoBackupKeepsNone) {
+  root_.putSettings(9, {mailAccount("A")});
+  ASSERT_EQ(migrate({"--no-backup"}).status, 0);
+  EXPECT_TRUE(backups().empty());
+}
+
+TEST_F(Migrate, KeepsTheNewestBackupsAndNeverNone) {
+  root_.putSettings(12, {mailAccount("A")});
+  for (int i = 0; i < 4; ++i) ASSERT_EQ(migrate({"--keep", "2"}).status, 0);
+  EXPECT_EQ(backups().size(), 2U);
+  ASSERT_EQ(migrate({"--keep", "1"}).status, 0);
+  EXPECT_EQ(backups().size(), 1U);
+  EXPECT_EQ(migrate({"--keep", "0"}).status, 2);
+  EXPECT_EQ(backups().size(), 1U);
+}
+
+// A file that blocks the migration, and a word of the reason.
+struct Refusal {
+  const char* name;
+  Dictionary settings;
+  const char* word;
+};
+
+class MigrateRefuses : public Migrate, public ::testing::WithParamInterface<Refusal> {};
+
+TEST_P(MigrateRefuses, AndChangesNothingUntilTheLossIsAccepted) {
+  root_.put(ToolRoot::kSettings, GetParam().settings);
+  const auto before = root_.snapshot();
+  const ToolResult refused = migrate();
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find("nothing was changed"), std::string::npos) << refused.err;
+  EXPECT_NE((refused.out + refused.err).find(GetParam().word), std::string::npos)
+      << refused.out << refused.err;
+  EXPECT_EQ(root_.snapshot(), before);
+  EXPECT_EQ(text(document(), "outcome"), "refused");
+  EXPECT_EQ(root_.snapshot(), before);
+  const ToolResult accepted = migrate({"--accept-loss"});
+  EXPECT_EQ(accepted.status, 0) << accepted.err;
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(12));
+}
+
+Dictionary settingsWith(std::string_view key, PropertyList value) {
+  Dictionary settings{{"Accounts", Array{mailAccount("A")}}, {"Version", 12}};
+  settings.set(key, std::move(value));
+  return settings;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WhatWouldBeLost, MigrateRefuses,
+    ::testing::Values(
+        Refusal{"ForeignRootKey", settingsWith("Extra", 1), "Extra"},
+        Refusal{"NewerVersion", settingsWith("Version", 13), "13"},
+        Refusal{"NegativeVersion", settingsWith("Version", -1), "-1"},
+        Refusal{"MissingVersion", Dictionary{{"Accounts", Array{mailAccount("A")}}}, "Version"},
+        Refusal{"UnknownType",
+                settingsWith("Accounts",
+                             Array{Dictionary{
+                                 {"Identifier", "A"}, {"Type", "Nonsense"}, {"Class", "C"}}}),
+                "Nonsense"},
+        Refusal{"RepeatedIdentifier",
+                settingsWith("Accounts", Array{mailAccount("A"), mailAccount("A")}), "A"},
+        Refusal{"AccountsOfTheWrongKind", settingsWith("Accounts", "none"), "Accounts"}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST_F(Migrate, RefusesSettingsThatCannotBeRead) {
+  root_.putText(ToolRoot::kSettings, "bplist00 and nothing else");
+  const auto before = root_.snapshot();
+  const ToolResult result = migrate();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.out.find("byte "), std::string::npos) << result.out;
+  EXPECT_EQ(root_.snapshot(), before);
+}
+
+TEST_F(Migrate, RefusesLegacyDescriptionsThatDoNotConvert) {
+  root_.put(ToolRoot::kLegacyMail,
+            Dictionary{{"MailAccounts", Array{Dictionary{{"uniqueId", "U"}}}}});
+  const auto before = root_.snapshot();
+  EXPECT_EQ(migrate().status, 3);
+  EXPECT_EQ(root_.snapshot(), before);
+}
+
+TEST_F(Migrate, RefusesAnOwnerThatTheRootDoesNotKnow) {
+  root_.putSettings(9, {mailAccount("A")});
+  root_.putText("/etc/passwd", "root:x:0:0::/:/bin/sh\n");
+  const auto before = root_.snapshot();
+  const ToolResult result = migrate();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE((result.out + result.err).find("mobile"), std::string::npos) << result.out;
+  EXPECT_EQ(root_.snapshot(), before);
+}
+
+TEST_F(Migrate, RefusesADirectoryInTheSettingsFilesPlace) {
+  fs::create_directory(root_.settingsPath());
+  EXPECT_EQ(migrate().status, 3);
+}
+
+TEST_F(Migrate, RefusesAPlanWhoseInputsHaveChanged) {
+  root_.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory elsewhere;
+  const std::string plan = elsewhere.path() / "plan.json";
+  ASSERT_EQ(runTool({"plan", root_.path(), "--out", plan}).status, 0);
+  root_.putSettings(9, {mailAccount("B")});
+  const auto before = root_.snapshot();
+  const ToolResult refused = migrate({"--plan", plan});
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find("it changed since the plan"), std::string::npos) << refused.err;
+  EXPECT_EQ(root_.snapshot(), before);
+  ASSERT_EQ(runTool({"plan", root_.path(), "--out", plan}).status, 0);
+  EXPECT_EQ(migrate({"--plan", plan}).status, 0);
+}
+
+TEST_F(Migrate, RefusesAPlanThatIsNone) {
+  root_.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory elsewhere;
+  const std::string plan = elsewhere.path() / "plan.json";
+  std::ofstream(plan) << "{}";
+  EXPECT_EQ(migrate({"--plan", plan}).status, 3);
+  EXPECT_EQ(migrate({"--plan", plan + ".none"}).status, 3);
+}
+
+TEST_F(Migrate, AFullDiskStopsItAtTheBackupWithNothingChanged) {
+  root_.putSettings(9, {mailAccount("A")});
+  const Dictionary before = root_.settings();
+  const ToolResult result =
+      ToolRun({"migrate", "--root", root_.path()}).withFileSizeLimit(64).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_NE(result.err.find("the backup cannot be kept: "), std::string::npos) << result.err;
+  EXPECT_EQ(root_.settings(), before);
+  // What was begun is known as incomplete, and is no backup.
+  EXPECT_EQ(runTool({"restore", "--root", root_.path()}).status, 3);
+}
+
+TEST_F(Migrate, ASaveThatFailsEndsWith4AndNamesTheBackup) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  root_.put("/etc/accountsettings/host.plist", Dictionary{{"TemporaryDirectory", "/nowhere"}});
+  ASSERT_EQ(migrate().status, 3);
+  const ToolResult result = migrate({"--accept-loss"});
+  EXPECT_EQ(result.status, 4);
+  ASSERT_EQ(backups().size(), 1U);
+  EXPECT_NE(result.err.find("put back the backup with: accountsettings restore --root " +
+                            root_.path() + " " + backups()[0]),
+            std::string::npos)
+      << result.err;
+  EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
+  ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);
+  EXPECT_EQ(root_.get(ToolRoot::kLegacyMail), PropertyList(sampleLegacyMail()));
+}
+
+TEST_F(Migrate, WithoutPermissionItChangesNothing) {
+  root_.putSettings(9, {mailAccount("A")});
+  fs::permissions(root_.path(), fs::perms(0755));
+  const auto before = root_.snapshot();
+  const ToolResult result = ToolRun({"migrate", "--root", root_.path()}).asUser(12345).run();
+  EXPECT_EQ(result.status, 3);
+  expectUntouched(before);
+}
+
+TEST_F(Migrate, WaitsForTheLock) {
+  root_.putSettings(9, {mailAccount("A")});
+  const int lock = ::open(root_.at(ToolRoot::kLock).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  ASSERT_GE(lock, 0);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::close(lock);  // or this process would hold the lock that it waits for
+    ::_exit(migrate({"--no-backup"}).status);
+  }
+  ::usleep(300'000);
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(9));
+  ::close(lock);
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(12));
+}
+
+// Starts `migrate` and sends it the signal after that many microseconds; answers when it has ended.
+void interruptAfter(const std::string& root, unsigned microseconds, int signal) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const int nowhere = ::open("/dev/null", O_WRONLY);
+    ::dup2(nowhere, STDOUT_FILENO);
+    ::dup2(nowhere, STDERR_FILENO);
+    ::execl(AS_TOOL_BINARY, AS_TOOL_BINARY, "migrate", "--root", root.c_str(), nullptr);
+    ::_exit(127);
+  }
+  ::usleep(microseconds);
+  ::kill(child, signal);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(!WIFEXITED(status) || WEXITSTATUS(status) == 0) << status;
+}
+
+TEST(MigrateInterrupted, LeavesTheOldSettingsOrTheNewOnesWhole) {
+  const Dictionary old = sampleSettings(9);
+  ToolRoot reference;
+  reference.put(ToolRoot::kSettings, old);
+  ASSERT_EQ(runTool({"migrate", "--root", reference.path()}).status, 0);
+  const Dictionary migrated = reference.settings();
+  for (unsigned delay = 0; delay < 60'000; delay += 3'000) {
+    ToolRoot root;
+    root.put(ToolRoot::kSettings, old);
+    interruptAfter(root.path(), delay, SIGINT);
+    const Dictionary settings = root.settings();
+    EXPECT_TRUE(settings == old || settings == migrated) << delay;
+  }
+}
+
+TEST(MigrateInterrupted, KilledItLeavesAFileThatARestoreUndoes) {
+  const Dictionary old = sampleSettings(9);
+  for (unsigned delay = 0; delay < 60'000; delay += 3'000) {
+    ToolRoot root;
+    root.put(ToolRoot::kSettings, old);
+    interruptAfter(root.path(), delay, SIGKILL);
+    const Dictionary settings = root.settings();  // can be read, whenever it was killed
+    if (settings == old) continue;
+    EXPECT_EQ(settings.get("Version"), PropertyList(12)) << delay;
+    ASSERT_EQ(runTool({"restore", "--root", root.path()}).status, 0) << delay;
+    EXPECT_EQ(root.settings(), old) << delay;
+  }
+}
+
+TEST_F(Migrate, WritesEveryLineOfTheSystemLogOnALineOfItsOwn) {
+  root_.putSettings(11, {mailAccount("A")});
+  const TemporaryDirectory elsewhere;
+  const std::string log = elsewhere.path() / "log";
+  ASSERT_EQ(migrate({"--log", log}).status, 0);
+  std::ifstream stream(log);
+  std::string line;
+  std::getline(stream, line);
+  EXPECT_EQ(line, "Account Settings Version out of date: savedVersion=11, currentVersion=12");
+}
+
+TEST_F(Migrate, AnInterruptedRemovalIsFinishedAndTheLedgerSaysWhy) {
+  root_.putSettings(12, {mailAccount("A")});
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  root_.putText(ToolRoot::kSentinel, "Old Account Information Removal Sentinel");
+  ASSERT_EQ(migrate().status, 3);
+  const Dictionary result = document({"--accept-loss"});
+  const Dictionary& ledger = *result.find("ledger")->dictionary();
+  EXPECT_EQ(ledger.find("accounts")->dictionary()->get("dropped"), PropertyList(27));
+  EXPECT_EQ(ledger.get("unexplained"), PropertyList(0));
+  EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
+  ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);
+  EXPECT_TRUE(root_.get(ToolRoot::kLegacyMail));
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

@@ -1,0 +1,77 @@
+#include "tool/commands/PlistCommand.h"
+
+#include "plist/BinaryWriter.h"
+#include "plist/Reader.h"
+#include "plist/XmlWriter.h"
+#include "tool/frame/Json.h"
+#include "tool/frame/PropertyText.h"
+#include "tool/frame/ReadFile.h"
+
+namespace accountsettings {
+
+namespace {
+
+std::string_view asText(const Bytes& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+PropertyList readAnyForm(const std::string& file) {
+  const std::string name = file == "-" ? "standard input" : file;
+  const Bytes bytes = readFile(file);
+  if (bytes.empty()) throw Prevented(name, "it is empty, not a property list", "check the path");
+  Result<PropertyList> value = formOf(bytes) ? readPropertyList(bytes) : fromJson(asText(bytes));
+  if (!value) {
+    throw Prevented(name, value.error().message,
+                    "it is no property list (binary, XML or JSON), or a damaged one");
+  }
+  return std::move(value).value();
+}
+
+Bytes inForm(const PropertyList& value, std::string_view form, const std::string& file) {
+  const auto orRefuse = [&](auto result) {
+    if (!result) {
+      throw Prevented(file, result.error().message,
+                      "this form cannot hold the value; convert to another one");
+    }
+    return std::move(result).value();
+  };
+  if (form == "binary") return orRefuse(writeBinary(value));
+  if (form == "xml") return orRefuse(writeXml(value));
+  const std::string json = orRefuse(toJson(value)) + "\n";
+  return Bytes(json.begin(), json.end());
+}
+
+}  // namespace
+
+void PlistCommand::describe(OptionSet& options) {
+  options.argument("FILE", file_, "The property list to read; '-' is standard input");
+  options.choice("-t,--to", form_, {"text", "binary", "xml", "json"},
+                 "The form to write: text (the default), binary, xml or json");
+  options.text("-o,--out", out_, "FILE", "Write there instead of standard output");
+  options.example("accountsettings plist com.zelqo.accountsettings.plist",
+                  "Prints what the file holds, whatever its form.");
+  options.example("accountsettings plist settings.json --to binary --out settings.plist",
+                  "Makes a binary property list of a JSON file.");
+}
+
+ExitStatus PlistCommand::run(Session& session) {
+  const std::string form = form_.value_or(session.options.json ? "json" : "text");
+  const std::string file = file_.value_or("-");
+  const PropertyList value = readAnyForm(file);
+  Bytes content;
+  if (form == "text") {
+    const std::string text = propertyText(value);
+    content.assign(text.begin(), text.end());
+  } else {
+    content = inForm(value, form, file == "-" ? "standard input" : file);
+  }
+  if (out_) {
+    writeFile(*out_, content);
+    session.changed = true;
+  } else {
+    session.output.text(asText(content));
+  }
+  return ExitStatus::Done;
+}
+
+}  // namespace accountsettings

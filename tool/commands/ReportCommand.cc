@@ -1,0 +1,195 @@
+#include "tool/commands/ReportCommand.h"
+
+#include <array>
+#include <deque>
+#include <sstream>
+
+#include "store/AccountsManager.h"
+#include "tool/accounts/StandIns.h"
+#include "tool/backup/Backup.h"
+#include "tool/backup/BackupText.h"
+#include "tool/device/Device.h"
+#include "tool/frame/Json.h"
+#include "tool/frame/ReadFile.h"
+#include "tool/frame/Version.h"
+#include "tool/inspection/FindingsText.h"
+#include "tool/migration/MigrationRecords.h"
+#include "tool/migration/Plan.h"
+#include "tool/migration/PlanText.h"
+
+namespace accountsettings {
+namespace {
+
+constexpr std::size_t kLogLines = 2000;
+
+// Support knows the files of a device by their device paths.
+std::string devicePath(const std::string& file) {
+  return file;
+}
+
+// ReportMaker puts the parts of a report together.
+class ReportMaker {
+ public:
+  explicit ReportMaker(Device& device) : device_(device), files_(filesOfRoot()) {
+    std::string root = device.shown("/");
+    while (root.ends_with('/')) root.pop_back();
+    // Where somebody keeps the device root is nobody's business.
+    standIns_.leaveOut(root);
+    for (const InspectedFile* each : allFiles()) {
+      if (each->content && *each->content) standIns_.learn(**each->content);
+    }
+  }
+
+  Dictionary make(const std::optional<std::string>& logFile) {
+    Dictionary report{{"format", "accountsettings.report"},
+                      {"formatVersion", 1},
+                      {"toolVersion", kToolVersion},
+                      {"currentVersion", AccountsManager::currentVersion()},
+                      {"files", fileFacts()},
+                      {"settings", contentOf(files_.settings)},
+                      {"legacyMail", contentOf(files_.legacyMail)},
+                      {"legacyExchange", contentOf(files_.legacyExchange)}};
+    addPlan(report);
+    report.set("backups", PropertyList(backups()));
+    report.set("records", PropertyList(records()));
+    if (logFile) report.set("log", PropertyList(logLines(*logFile)));
+    report.set("replaced", PropertyList(replaced()));
+    return report;
+  }
+
+  [[nodiscard]] std::vector<StandIns::Count> counts() const { return standIns_.counts(); }
+
+ private:
+  [[nodiscard]] std::array<const InspectedFile*, 3> allFiles() const {
+    return {&files_.settings, &files_.legacyMail, &files_.legacyExchange};
+  }
+
+  Array fileFacts() {
+    Array facts;
+    for (const WatchedPath& each : pathsThatAMigrationTouches()) {
+      Dictionary entry{{"path", each.path}, {"role", nameOf(each.role)}};
+      const Result<FileAttributes> attributes = device_.files().attributes(each.path);
+      entry.set("present", PropertyList(attributes.ok()));
+      if (attributes) {
+        entry.set("size", PropertyList(attributes->size));
+        entry.set("mode", PropertyList(attributes->mode));
+        entry.set("owner", PropertyList(attributes->owner));
+        entry.set("group", PropertyList(attributes->group));
+      }
+      facts.append(std::move(entry));
+    }
+    return facts;
+  }
+
+  Dictionary contentOf(const InspectedFile& file) {
+    if (!file.content) return {{"present", false}};
+    if (!*file.content) {
+      return {{"present", true}, {"problem", standIns_.sentence(file.content->error().message)}};
+    }
+    return {{"present", true}, {"content", standIns_.stored(**file.content)}};
+  }
+
+  void addPlan(Dictionary& report) {
+    try {
+      Dictionary plan = planForScripts(makePlan(device_), "/", devicePath);
+      plan.remove("inputs");  // digests let anybody who guesses a file see that he is right
+      report.set("plan", standIns_.told(plan));
+    } catch (const CommandFailure& failure) {
+      const auto facts = makeHostFacts(device_.host());
+      report.set("planProblem", PropertyList(standIns_.sentence(failure.what())));
+      report.set("findings",
+                 standIns_.told(findingsForScripts(inspectRoot(facts.get()), devicePath)));
+    }
+  }
+
+  Array backups() {
+    Array all;
+    for (const FoundBackup& each : findBackups(device_)) {
+      all.append(standIns_.told(backupForScripts(each)));
+    }
+    return all;
+  }
+
+  Array records() {
+    Array all;
+    for (const MigrationRecord& each : findMigrationRecords(device_.files())) {
+      all.append(standIns_.told(recordForScripts(each)));
+    }
+    return all;
+  }
+
+  // The last lines of a file that the program's --log made.
+  Array logLines(const std::string& logFile) {
+    const Bytes bytes = readFile(logFile);
+    std::istringstream stream(std::string(bytes.begin(), bytes.end()));
+    std::deque<std::string> last;
+    for (std::string line; std::getline(stream, line);) {
+      last.push_back(line);
+      if (last.size() > kLogLines) last.pop_front();
+    }
+    Array lines;
+    for (const std::string& line : last) lines.append(standIns_.logLine(line));
+    return lines;
+  }
+
+  Array replaced() const {
+    Array kinds;
+    for (const StandIns::Count& each : standIns_.counts()) {
+      kinds.append(
+          Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}});
+    }
+    return kinds;
+  }
+
+  Device& device_;
+  InspectedFiles files_;
+  StandIns standIns_;
+};
+
+}  // namespace
+
+void ReportCommand::describe(OptionSet& options) {
+  options.argument("ROOT", root_, "The device root; the --root where left out");
+  options.text("-o,--out", out_, "FILE", "Where to write the report (needed)");
+  options.text("--include-log", logFile_, "FILE", "A file that --log wrote, to put in too");
+  options.example("accountsettings report --root /mnt/device --out report.json",
+                  "Collects what support needs, with everything personal replaced.");
+  options.example("accountsettings report --out report.json --include-log migration.log",
+                  "The same with the lines of a system log.");
+}
+
+ExitStatus ReportCommand::run(Session& session) {
+  if (!out_) {
+    throw WrongUsage("--out", "the file to write is needed", "see accountsettings report --help");
+  }
+  CommonOptions options = session.options;
+  if (root_) options.root = *root_;
+  Device device(options, DefaultLog::Nowhere);
+  ReportMaker maker(device);
+  const Dictionary report = maker.make(logFile_);
+  const Result<std::string> json = toJson(report);
+  if (!json) throw Prevented(*out_, json.error().message);
+  writeFile(*out_, *json + "\n");
+  Output& output = session.output;
+  if (output.json()) {
+    const Status written = output.value(Dictionary{{"format", "accountsettings.report-summary"},
+                                                   {"formatVersion", 1},
+                                                   {"file", *out_},
+                                                   {"replaced", *report.find("replaced")}});
+    if (!written) throw Prevented(*out_, written.error().message);
+    return ExitStatus::Done;
+  }
+  output.line("Wrote " + printable(*out_) + ". In it stand-ins take the place of:");
+  const std::vector<StandIns::Count> counts = maker.counts();
+  for (const StandIns::Count& each : counts) {
+    output.line("  " + padded(each.kind, 11) + counted(each.values, "value", "values") + " in " +
+                counted(each.places, "place", "places"));
+  }
+  if (counts.empty()) output.line("  nothing");
+  output.line(
+      "Key names, types, classes, numbers and dates are as they were; look it over before "
+      "you send it.");
+  return ExitStatus::Done;
+}
+
+}  // namespace accountsettings

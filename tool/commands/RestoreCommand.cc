@@ -1,0 +1,163 @@
+#include "tool/commands/RestoreCommand.h"
+
+#include <algorithm>
+
+#include "store/AccountsManager.h"
+#include "tool/backup/BackupText.h"
+#include "tool/backup/Restore.h"
+#include "tool/frame/Terminal.h"
+
+namespace accountsettings {
+
+namespace {
+
+using Action = RestoreStep::Action;
+
+const char* wordFor(Action action) {
+  switch (action) {
+    case Action::Write:
+      return "restored";
+    case Action::Remove:
+      return "removed";
+    case Action::Same:
+      break;
+  }
+  return "unchanged";
+}
+
+// Holds the migration lock, so that no migration and no other restore runs meanwhile.
+class LockHeld {
+ public:
+  LockHeld() : lock_(AccountsManager::createAndLockMigrationLock()) {
+    if (!lock_) {
+      throw Prevented(std::string(kAccountMigrationLockFilename),
+                      "the migration lock cannot be taken", "see the system log (--log -)");
+    }
+  }
+  ~LockHeld() { AccountsManager::releaseMigrationLock(std::move(lock_)); }
+  LockHeld(const LockHeld&) = delete;
+  LockHeld& operator=(const LockHeld&) = delete;
+
+ private:
+  std::unique_ptr<ExclusiveFileLock> lock_;
+};
+
+std::vector<RestoreStep> prepared(Device& device, const BackupManifest& manifest) {
+  Result<std::vector<RestoreStep>> steps = prepareRestore(device, manifest);
+  if (!steps) {
+    throw Prevented("backup " + manifest.name, steps.error().message,
+                    "nothing was changed; choose another backup (restore --list)");
+  }
+  return std::move(steps).value();
+}
+
+// Puts everything back, and looks whether it is there.
+void putBack(Device& device, const BackupManifest& manifest) {
+  const LockHeld lock;
+  const std::vector<RestoreStep> steps = prepared(device, manifest);
+  const terminal::InterruptsHeld whole;
+  const Status done = applyRestore(device, steps);
+  const std::vector<RestoreStep> left = prepared(device, manifest);
+  const auto open = std::find_if(left.begin(), left.end(),
+                                 [](const auto& each) { return each.action != Action::Same; });
+  if (done && open == left.end()) return;
+  const bool untouched =
+      std::equal(left.begin(), left.end(), steps.begin(), steps.end(),
+                 [](const auto& one, const auto& other) { return one.action == other.action; });
+  throw CommandFailure(untouched ? ExitStatus::Prevented : ExitStatus::Broken,
+                       done ? device.shown(open->file.path) : "",
+                       done ? "it is not what the backup holds" : done.error().message,
+                       untouched ? "nothing was changed" : "run the same restore again");
+}
+
+Dictionary documentFor(const std::string& root, const std::string& backup, bool dryRun,
+                       const std::vector<RestoreStep>& steps) {
+  Array files;
+  for (const RestoreStep& step : steps) {
+    files.append(Dictionary{{"role", nameOf(step.file.role)},
+                            {"path", step.file.path},
+                            {"action", wordFor(step.action)}});
+  }
+  return {{"format", "accountsettings.restore"},
+          {"formatVersion", 1},
+          {"root", root},
+          {"backup", backup},
+          {"dryRun", dryRun},
+          {"files", files}};
+}
+
+}  // namespace
+
+void RestoreCommand::describe(OptionSet& options) {
+  options.argument("BACKUP", backup_, "The backup's name; the newest one where left out");
+  options.flag("-l,--list", list_, "List the backups");
+  options.flag("-n,--dry-run", dryRun_, "Say what would be put back, and touch nothing");
+  options.example("accountsettings restore --root /mnt/device --list",
+                  "Lists the backups that migrations kept on a mounted device image.");
+  options.example("accountsettings restore --root /mnt/device",
+                  "Puts the newest backup back: every byte, mode and owner.");
+}
+
+BackupManifest RestoreCommand::chosenBackup(Device& device) const {
+  const std::vector<FoundBackup> found = findBackups(device);
+  const std::string place = device.shown(backupsDirectory());
+  for (auto each = found.rbegin(); each != found.rend(); ++each) {
+    if (!backup_ && each->manifest) return *each->manifest;
+    if (!backup_ || each->name != *backup_) continue;
+    if (each->manifest) return *each->manifest;
+    throw Prevented(place + "/" + each->name, each->problem, "choose another (restore --list)");
+  }
+  if (backup_) {
+    throw Prevented(place + "/" + *backup_, "there is no such backup",
+                    "list them with: accountsettings restore --list");
+  }
+  throw Prevented(place, "there is no backup that could be put back",
+                  "check --root; only 'migrate' makes backups");
+}
+
+ExitStatus RestoreCommand::list(Output& output, Device& device) const {
+  const std::vector<FoundBackup> found = findBackups(device);
+  if (output.json()) {
+    Array backups;
+    for (const FoundBackup& each : found) backups.append(backupForScripts(each));
+    (void)output.value(Dictionary{{"format", "accountsettings.backups"},
+                                  {"formatVersion", 1},
+                                  {"directory", device.shown(backupsDirectory())},
+                                  {"backups", backups}});
+    return ExitStatus::Done;
+  }
+  if (found.empty()) output.line("There are no backups in " + device.shown(backupsDirectory()));
+  for (const FoundBackup& each : found) output.line(backupLine(output, each));
+  return ExitStatus::Done;
+}
+
+ExitStatus RestoreCommand::run(Session& session) {
+  const bool readsOnly = list_ || dryRun_;
+  Device device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
+  Output& output = session.output;
+  if (list_) return list(output, device);
+
+  const BackupManifest manifest = chosenBackup(device);
+  const std::vector<RestoreStep> steps = prepared(device, manifest);
+  if (!dryRun_) putBack(device, manifest);
+  session.changed = !dryRun_;
+
+  if (output.json()) {
+    (void)output.value(documentFor(session.options.root, manifest.name, dryRun_, steps));
+    return ExitStatus::Done;
+  }
+  output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + ":");
+  std::size_t same = 0;
+  for (const RestoreStep& step : steps) {
+    if (step.action == Action::Same) {
+      ++same;
+    } else {
+      output.line("  " + padded(wordFor(step.action), 9) + " " + device.shown(step.file.path));
+    }
+  }
+  if (same > 0) output.line("  " + counted(same, "file is", "files are") + " as the backup has it");
+  if (dryRun_) output.line("Nothing was touched.");
+  return ExitStatus::Done;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,28 @@
+// RestoreCommand puts back what a migration replaced or removed, from the backup that the
+// migration kept.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tool/backup/Backup.h"
+#include "tool/device/Device.h"
+#include "tool/frame/Command.h"
+
+namespace accountsettings {
+
+class RestoreCommand : public Command {
+ public:
+  void describe(OptionSet& options) override;
+  ExitStatus run(Session& session) override;
+
+ private:
+  ExitStatus list(Output& output, Device& device) const;
+  [[nodiscard]] BackupManifest chosenBackup(Device& device) const;
+
+  std::optional<std::string> backup_;
+  bool list_ = false;
+  bool dryRun_ = false;
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,151 @@
+#include "tool/commands/ShowCommand.h"
+
+#include <algorithm>
+
+#include "tool/accounts/AccountText.h"
+#include "tool/commands/Input.h"
+#include "tool/frame/PropertyText.h"
+
+namespace accountsettings {
+
+namespace {
+
+bool isAnyOf(const std::vector<std::string>& wanted, const std::string& value) {
+  return wanted.empty() || std::find(wanted.begin(), wanted.end(), value) != wanted.end();
+}
+
+// One part of the input that holds accounts.
+struct Section {
+  const char* key;    // in JSON
+  const char* title;  // for people
+  AccountTree tree;
+  std::string problem;  // why it could not be read
+};
+
+std::optional<Section> sectionOf(const char* key, const char* title, const Input::Content& content,
+                                 AccountTree (*treeOf)(const PropertyList&)) {
+  if (!content) return std::nullopt;
+  if (!*content) return Section{key, title, {}, content->error().message};
+  if ((*content)->dictionary() == nullptr) {
+    return Section{key, title, {}, "its root is not a dictionary"};
+  }
+  return Section{key, title, treeOf(**content), ""};
+}
+
+std::vector<Section> sectionsOf(const Input& input) {
+  std::vector<Section> sections;
+  const auto add = [&](std::optional<Section> section) {
+    if (section) sections.push_back(std::move(*section));
+  };
+  add(sectionOf("settings", "Settings", input.settings, accountTreeOf));
+  add(sectionOf("legacyMail", "Legacy mail file", input.legacyMail, legacyMailTreeOf));
+  add(sectionOf("legacyExchange", "Legacy Exchange file", input.legacyExchange,
+                legacyExchangeTreeOf));
+  return sections;
+}
+
+std::string summaryOf(const Section& section) {
+  const AccountTree& tree = section.tree;
+  std::string text = section.title;
+  if (tree.version) text += ", version " + std::to_string(*tree.version);
+  text += ": " + counted(tree.accounts.size(), "account", "accounts");
+  if (tree.childCount() > 0) text += ", " + counted(tree.childCount(), "child", "children");
+  return text;
+}
+
+Dictionary sectionForScripts(const Section& section, bool reveal) {
+  if (!section.problem.empty()) return Dictionary{{"error", section.problem}};
+  Dictionary result;
+  if (section.tree.version) result.set("version", *section.tree.version);
+  result.set("accounts", accountsForScripts(section.tree.accounts, reveal));
+  if (!section.tree.foreignKeys.empty()) {
+    Array keys;
+    for (const std::string& key : section.tree.foreignKeys) keys.append(key);
+    result.set("otherKeys", keys);
+  }
+  return result;
+}
+
+void writeSection(Output& output, const Section& section, bool table,
+                  const AccountTextOptions& options) {
+  output.line("");
+  if (!section.problem.empty()) {
+    output.line(std::string(section.title) + ": " +
+                output.paint(Colour::Red, "cannot be read: " + section.problem));
+    return;
+  }
+  output.line(output.paint(Colour::Bold, summaryOf(section)));
+  if (!section.tree.foreignKeys.empty()) {
+    output.line("Other keys at the root: " + printable(joined(section.tree.foreignKeys, ", ")));
+  }
+  if (table) {
+    writeTable(output, section.tree.accounts);
+  } else {
+    writeTree(output, section.tree.accounts, options);
+  }
+}
+
+}  // namespace
+
+void ShowCommand::describe(OptionSet& options) {
+  options.argument("PATH", path_,
+                   "A settings file, a device root or a backup; the --root where left out");
+  options.list("--type", types_, "TYPE", "Only accounts of this type (may be repeated)");
+  options.list("--class", classes_, "CLASS", "Only accounts of this class (may be repeated)");
+  options.list("--dataclass", dataclasses_, "NAME",
+               "Only accounts with this data class enabled, for example Mail (may be repeated)");
+  options.list("--id", identifiers_, "PREFIX",
+               "Only accounts whose identifier begins so (may be repeated)");
+  options.flag("--table", table_, "A table, one line for each account");
+  options.flag("-a,--all", all_, "Every property of each account");
+  options.flag("--reveal", reveal_, "Show passwords and tokens too");
+  options.example("accountsettings show --root /mnt/device --all",
+                  "Every account of a mounted device image with every property.");
+  options.example("accountsettings show com.zelqo.accountsettings.plist --dataclass Mail --table",
+                  "A table of the accounts that have mail switched on.");
+}
+
+bool ShowCommand::wanted(const AccountNode& account) const {
+  const auto enabled = [&](const std::string& wantedClass) {
+    return account.enabled &&
+           std::any_of(account.enabled->begin(), account.enabled->end(), [&](const auto& each) {
+             return each == wantedClass || shortDataclass(each) == wantedClass;
+           });
+  };
+  const auto begins = [&](const std::string& prefix) {
+    return account.identifier.starts_with(prefix);
+  };
+  return isAnyOf(types_, account.type) && isAnyOf(classes_, account.accountClass) &&
+         (dataclasses_.empty() || std::any_of(dataclasses_.begin(), dataclasses_.end(), enabled)) &&
+         (identifiers_.empty() || std::any_of(identifiers_.begin(), identifiers_.end(), begins));
+}
+
+ExitStatus ShowCommand::run(Session& session) {
+  const Input input = openInput(path_.value_or(session.options.root), session.options);
+  Output& output = session.output;
+  std::vector<Section> sections = sectionsOf(input);
+  Dictionary document{{"format", "accountsettings.show"},
+                      {"formatVersion", 1},
+                      {"source", Dictionary{{"kind", nameOf(input.kind)}, {"path", input.path}}}};
+  if (!output.json()) output.line(input.description());
+  for (Section& section : sections) {
+    keepOnly(section.tree.accounts, [&](const AccountNode& each) { return wanted(each); });
+    if (output.json()) {
+      document.set(section.key, sectionForScripts(section, reveal_));
+    } else {
+      writeSection(output, section, table_, {all_, reveal_});
+    }
+  }
+  if (output.json()) {
+    if (const Status written = output.value(document); !written) {
+      throw Prevented(input.path, written.error().message, "show fewer accounts with a filter");
+    }
+  } else if (sections.empty()) {
+    output.line("There are no account settings and no legacy files here.");
+  }
+  const bool allRead = std::all_of(sections.begin(), sections.end(),
+                                   [](const Section& each) { return each.problem.empty(); });
+  return allRead ? ExitStatus::Done : ExitStatus::Prevented;
+}
+
+}  // namespace accountsettings

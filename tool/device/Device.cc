@@ -1,0 +1,42 @@
+#include "tool/device/Device.h"
+
+#include "host/LinuxFiles.h"
+#include "host/LogSinks.h"
+#include "tool/frame/Errors.h"
+
+namespace accountsettings {
+
+namespace {
+
+constexpr const char* kProgram = "accountsettings";
+
+std::unique_ptr<SystemLog> openLog(const CommonOptions& options, DefaultLog defaultLog) {
+  if (!options.log) {
+    if (defaultLog == DefaultLog::Nowhere) return std::make_unique<DiscardingSink>();
+    return std::make_unique<SyslogSink>(kProgram);
+  }
+  Result<std::unique_ptr<SystemLog>> sink = openLogSink(*options.log, kProgram);
+  if (!sink) throw Prevented("", sink.error().message, "give --log a file that can be written");
+  return std::move(sink).value();
+}
+
+std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log) {
+  HostOptions host;
+  host.root = options.root;
+  host.configFile = options.config;
+  host.programName = kProgram;
+  host.systemLog = &log;
+  Result<std::unique_ptr<LinuxHost>> opened = LinuxHost::create(std::move(host));
+  if (!opened) throw Prevented("", opened.error().message, "check --root and --config");
+  return std::move(opened).value();
+}
+
+}  // namespace
+
+Device::Device(const CommonOptions& options, DefaultLog defaultLog)
+    : log_(openLog(options, defaultLog)),
+      host_(openHost(options, *log_)),
+      context_(host_->platform()),
+      current_(context_) {}
+
+}  // namespace accountsettings

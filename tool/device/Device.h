@@ -1,0 +1,39 @@
+// Device is the device that a command works on: the Linux host over its root, and the
+// process context in which the library's operations run for as long as it lives.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/LinuxHost.h"
+#include "platform/ProcessContext.h"
+#include "platform/SystemLog.h"
+#include "tool/frame/Options.h"
+
+namespace accountsettings {
+
+// Where the system log goes when --log does not say it.
+enum class DefaultLog { Nowhere, System };
+
+class Device {
+ public:
+  // Throws Prevented where the root, its configuration or the log cannot be opened.
+  Device(const CommonOptions& options, DefaultLog defaultLog);
+
+  [[nodiscard]] LinuxHost& host() noexcept { return *host_; }
+  [[nodiscard]] LinuxFiles& files() noexcept { return host_->files(); }
+  [[nodiscard]] ProcessContext& context() noexcept { return context_; }
+  [[nodiscard]] SystemLog& log() noexcept { return *log_; }
+  // Where a device path lies on this machine, for messages.
+  [[nodiscard]] std::string shown(const std::string& devicePath) const {
+    return host_->pathOnThisMachine(devicePath);
+  }
+
+ private:
+  std::unique_ptr<SystemLog> log_;
+  std::unique_ptr<LinuxHost> host_;
+  ProcessContext context_;
+  ProcessContext::Override current_;
+};
+
+}  // namespace accountsettings

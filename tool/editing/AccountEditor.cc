@@ -1,0 +1,246 @@
+#include "tool/editing/AccountEditor.h"
+
+#include <utility>
+
+#include "account/StringList.h"
+#include "platform/AssertionFailure.h"
+#include "platform/ReadDictionary.h"
+#include "tool/accounts/DifferencesText.h"
+#include "tool/device/PlatformWith.h"
+#include "tool/frame/Terminal.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+namespace {
+
+std::string processInWords(const Process& process) {
+  std::string text = "process " + std::to_string(process.identifier);
+  if (!process.commandName.empty()) text += " (" + process.commandName + ")";
+  return text;
+}
+
+// The place of the child's dictionary in its parent's list.
+std::optional<std::size_t> placeOfChild(const Array& children, const std::string& identifier) {
+  for (std::size_t place = 0; place < children.size(); ++place) {
+    const Dictionary* child = children[place].dictionary();
+    if (child && stringOf(child->find(kAccountIdentifier)) == identifier) return place;
+  }
+  return std::nullopt;
+}
+
+Array childrenOf(const BasicAccount& parent) {
+  const PropertyList* children = parent.properties().find(kAccountChildAccounts);
+  return children && children->array() ? *children->array() : Array();
+}
+
+}  // namespace
+
+void EditOptions::describe(OptionSet& options) {
+  options.flag("-n,--dry-run", dryRun, "Show what would change and write nothing");
+  options.flag("--accept-loss", acceptLoss,
+               "Save although what no save can keep gets lost (see 'accountsettings check')");
+  options.flag("--reveal", reveal, "Show passwords and tokens too");
+}
+
+void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
+                            const std::string& shown) {
+  const std::string migrateFirst = "run 'accountsettings migrate' first";
+  if (!content) throw Prevented(shown, "there are no account settings", migrateFirst);
+  if (!*content) {
+    throw Prevented(shown, content->error().message, "see 'accountsettings check'");
+  }
+  const Dictionary* settings = (*content)->dictionary();
+  if (!settings) {
+    throw Prevented(shown, "it holds no dictionary", "see 'accountsettings check'");
+  }
+  if (!settings->contains(kPlistVersionKey)) {
+    throw Prevented(shown, "the settings have no version, and a save would stamp them as current",
+                    "see 'accountsettings check', and migrate first");
+  }
+  const std::int64_t version = versionOf(*settings);
+  if (version == AccountsManager::currentVersion()) return;
+  const bool newer = version > AccountsManager::currentVersion();
+  throw Prevented(shown,
+                  "the settings have version " + std::to_string(version) + ", not " +
+                      std::to_string(AccountsManager::currentVersion()) +
+                      (newer ? "; they are newer than this program"
+                             : ", and a save would keep the upgrade steps from ever running"),
+                  newer ? "use the program of the newer system" : migrateFirst);
+}
+
+EditedAccount accountToEdit(const AccountsManager& store, const std::string& identifier) {
+  const auto found = store.accountWithIdentifier(identifier);
+  if (found && found->identifier() == identifier) return {found, nullptr, 0};
+  if (found) {
+    const Array children = childrenOf(*found);
+    if (const auto place = placeOfChild(children, identifier)) {
+      auto child = BasicAccount::accountWithProperties(*children[*place].dictionary());
+      if (child) {
+        child->setParentAccount(found);
+        return {std::move(child), found, *place};
+      }
+    }
+  }
+  throw Prevented("account '" + identifier + "'", "there is no such account",
+                  "'accountsettings show' lists the accounts with their identifiers");
+}
+
+AccountEditor::AccountEditor(Session& session, const EditOptions& options)
+    : session_(session),
+      options_(options),
+      device_(session.options, DefaultLog::System),
+      files_(device_.files()),
+      context_(platformWith(device_.host().platform(), {.files = &files_})),
+      current_(context_),
+      path_(AccountsManager::fullPathToAccountSettingsPlist()),
+      shown_(device_.shown(path_)) {
+  waitForMigration();
+  const InspectedFiles files = filesOfRoot();
+  requireCurrentSettings(files.settings.content, shown_);
+  before_ = *(*files.settings.content)->dictionary();
+  if (!options_.acceptLoss) refuseLosses();
+  store_ = AccountsManager::init();
+  loaded_ = settingsToBe();
+}
+
+void AccountEditor::waitForMigration() {
+  const auto holder =
+      makeHostFacts(device_.host())->lockHolder(std::string(kAccountMigrationLockFilename));
+  if (options_.dryRun) {
+    if (!holder) return;
+    throw Prevented(shown_, processInWords(*holder) + " is migrating the settings",
+                    "try again when it has ended");
+  }
+  if (holder) session_.output.progress("Waiting for " + processInWords(*holder));
+  lock_ = AccountsManager::createAndLockMigrationLock();
+  session_.output.progress("");
+  if (!lock_) {
+    throw Prevented(device_.shown(std::string(kAccountMigrationLockFilename)),
+                    "the migration lock cannot be taken",
+                    "check that its directory exists and may be written");
+  }
+}
+
+void AccountEditor::refuseLosses() {
+  const auto facts = makeHostFacts(device_.host());
+  const Findings findings = inspectRoot(facts.get());
+  std::size_t blocking = 0;
+  const Finding* first = nullptr;
+  for (const Finding& finding : findings) {
+    if (!finding.kind->blocksEdits) continue;
+    if (++blocking == 1) first = &finding;
+  }
+  if (!first) return;
+  std::string where = device_.shown(first->file);
+  if (!first->account.empty()) where += ": account " + printable(first->account);
+  std::string why = printable(first->meaning);
+  if (why.ends_with('.')) why.pop_back();
+  if (blocking > 1) {
+    why += " (and " + counted(blocking - 1, "more finding", "more findings") + " of this weight)";
+  }
+  throw Prevented(where, why,
+                  "'accountsettings check' tells more; --accept-loss goes on all the same");
+}
+
+void AccountEditor::put(const EditedAccount& account) {
+  if (!account.parent) {
+    store_->updateAccount(account.record);
+    return;
+  }
+  Array children = childrenOf(*account.parent);
+  children.set(account.place, account.record->propertiesToSave());
+  account.parent->setAccountPropertyForKey(std::move(children), kAccountChildAccounts);
+  store_->updateAccount(account.parent);
+}
+
+void AccountEditor::remove(const EditedAccount& account) {
+  if (account.parent) {
+    store_->removeChildWithIdentifierFromAccount(account.record->identifier().value_or(""),
+                                                 account.parent);
+  } else {
+    store_->deleteAccount(account.record);
+  }
+}
+
+// What a save would write now: every account merged with what the file holds.
+Dictionary AccountEditor::settingsToBe() const {
+  const auto onDisk = AccountsManager::initInsideOfMigration();
+  Array accounts;
+  for (const auto& account : store_->allBasicAccounts()) {
+    const auto stored = onDisk->accountWithIdentifier(account->identifier().value_or(""));
+    accounts.append(store_->mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
+        account->propertiesToSave(), account->originalProperties(),
+        stored ? std::optional(stored->propertiesToSave()) : std::nullopt));
+  }
+  return {{kPlistAccountsKey, std::move(accounts)},
+          {kPlistVersionKey, AccountsManager::currentVersion()}};
+}
+
+void AccountEditor::save(const Dictionary& meant) {
+  static_cast<void>(files_.takeFailure());
+  std::optional<std::string> notTold;
+  {
+    const terminal::InterruptsHeld held;
+    try {
+      store_->saveAllAccounts();
+    } catch (const AssertionFailure& failure) {
+      notTold = failure.message();
+    }
+  }
+  const auto after = readDictionary(files_, path_);
+  if (after && *after == meant) {
+    session_.changed = true;
+    if (!notTold) return;
+    throw CommandFailure(ExitStatus::Broken, shown_,
+                         "saved, but those who are told of changes were not: " + *notTold,
+                         "correct the creators information");
+  }
+  const auto failure = files_.takeFailure();
+  const std::string reason = failure ? failure->message : "the file was changed meanwhile";
+  if (after && *after == before_) {
+    throw Prevented(shown_, "the settings could not be saved: " + reason,
+                    "nothing was changed; remove the cause and try again");
+  }
+  throw CommandFailure(ExitStatus::Broken, shown_,
+                       "the file does not hold what was meant: " + reason,
+                       "look at it with 'accountsettings show' and repeat the edit");
+}
+
+ExitStatus AccountEditor::finish(const std::string& command, const std::string& account) {
+  const Dictionary meant = settingsToBe();
+  if (meant == loaded_) {
+    show({}, command, account, false);
+    return ExitStatus::Done;
+  }
+  if (!options_.dryRun) save(meant);
+  show(differencesBetween(before_, meant), command, account, !options_.dryRun);
+  return ExitStatus::Done;
+}
+
+void AccountEditor::show(const Differences& differences, const std::string& command,
+                         const std::string& account, bool saved) {
+  Output& output = session_.output;
+  if (output.json()) {
+    const Dictionary document{{"format", "accountsettings.edit"},
+                              {"formatVersion", 1},
+                              {"command", command},
+                              {"account", account},
+                              {"file", shown_},
+                              {"dryRun", options_.dryRun},
+                              {"saved", saved},
+                              {"changes", differencesForScripts(differences, options_.reveal)}};
+    const Status written = output.value(document);
+    if (!written) throw CommandFailure(ExitStatus::Broken, shown_, written.error().message);
+    return;
+  }
+  writeDifferences(output, differences, options_.reveal);
+  if (differences.empty()) {
+    output.line("Nothing to change: the settings hold this already.");
+  } else if (saved) {
+    output.line("Saved " + printable(shown_) + ".");
+  } else {
+    output.line("Nothing was written; without --dry-run this would be saved.");
+  }
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,83 @@
+// AccountEditor edits the accounts of a device root through the store. It waits for a migration
+// under way and keeps others from beginning, refuses settings that an edit would damage, saves,
+// and reads the file back to see that it holds what was meant.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "account/BasicAccount.h"
+#include "store/AccountsManager.h"
+#include "tool/accounts/Differences.h"
+#include "tool/device/Device.h"
+#include "tool/device/WatchedFiles.h"
+#include "tool/frame/Command.h"
+
+namespace accountsettings {
+
+// What the editing commands have in common.
+struct EditOptions {
+  bool dryRun = false;
+  bool acceptLoss = false;
+  bool reveal = false;
+
+  void describe(OptionSet& options);
+};
+
+// EditedAccount is a record taken out of the store to be changed.
+struct EditedAccount {
+  std::shared_ptr<BasicAccount> record;
+  std::shared_ptr<BasicAccount> parent;  // of a child, else empty
+  std::size_t place = 0;                 // of a child in its parent's "ChildAccounts"
+};
+
+// Throws Prevented where the settings are missing, unreadable or of another version than the
+// store's own. `content` is the settings file's, `shown` its path for messages.
+void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
+                            const std::string& shown);
+
+// The account with the identifier; a child is a record made of its dictionary in the parent. Throws
+// Prevented where there is none.
+[[nodiscard]] EditedAccount accountToEdit(const AccountsManager& store,
+                                          const std::string& identifier);
+
+class AccountEditor {
+ public:
+  // Throws Prevented where the settings may not be edited. Takes no lock for a dry run.
+  AccountEditor(Session& session, const EditOptions& options);
+
+  [[nodiscard]] AccountsManager& store() noexcept { return *store_; }
+  // Brings the changed record back into the store.
+  void put(const EditedAccount& account);
+  // Takes the account out of the store, with its children.
+  void remove(const EditedAccount& account);
+
+  // Saves, unless nothing changed or this is a dry run, and shows what changed. `command` and
+  // `account` stand for the edit in machine output. Throws CommandFailure where the file does not
+  // hold what was meant.
+  ExitStatus finish(const std::string& command, const std::string& account);
+
+ private:
+  void waitForMigration();
+  void refuseLosses();
+  [[nodiscard]] Dictionary settingsToBe() const;
+  void save(const Dictionary& meant);
+  void show(const Differences& differences, const std::string& command, const std::string& account,
+            bool saved);
+
+  Session& session_;
+  EditOptions options_;
+  Device device_;
+  WatchedFiles files_;
+  ProcessContext context_;
+  ProcessContext::Override current_;
+  std::unique_ptr<ExclusiveFileLock> lock_;
+  std::string path_;   // the settings file, as a device path
+  std::string shown_;  // the same on this machine
+  Dictionary before_;
+  std::unique_ptr<AccountsManager> store_;
+  Dictionary loaded_;  // what a save without any edit would write
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,133 @@
+#include "tool/editing/EditRules.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "account/StringList.h"
+#include "tool/accounts/AccountTree.h"
+#include "tool/frame/Errors.h"
+#include "tool/frame/Output.h"
+#include "tool/frame/PropertyText.h"
+#include "tool/inspection/InspectionParts.h"
+
+namespace accountsettings {
+namespace {
+
+// A key that cannot be edited like any other, and what to do instead.
+struct FixedKey {
+  std::string_view key;
+  const char* reason;
+  const char* next;
+};
+
+constexpr std::array kFixedKeys = {
+    FixedKey{kAccountType, "an account keeps its type for life",
+             "add an account of the other type and remove this one"},
+    FixedKey{kAccountClass, "an account keeps its class for life",
+             "add an account of the other class and remove this one"},
+    FixedKey{kAccountIdentifier, "the identifier is what everybody knows the account by",
+             "add an account of its own instead"},
+    FixedKey{kAccountChildAccounts, "children are edited one by one",
+             "give the child's own identifier, or use 'add --parent' and 'remove'"}};
+
+struct TypedKey {
+  std::string_view key;
+  PropertyList::Kind kind;
+  const char* expected;
+};
+
+constexpr std::array kTypedKeys = {
+    TypedKey{kAccountSyncIdentifier, PropertyList::Kind::String, "a string"},
+    TypedKey{kAccountDisplayName, PropertyList::Kind::String, "a string"},
+    TypedKey{kAccountUsername, PropertyList::Kind::String, "a string"},
+    TypedKey{kAccountTypeString, PropertyList::Kind::String, "a string"},
+    TypedKey{kAccountShortTypeString, PropertyList::Kind::String, "a string"},
+    TypedKey{kAccountEnabledDataclasses, PropertyList::Kind::Array, "an array of data classes"},
+    TypedKey{kAccountProvisionedDataclasses, PropertyList::Kind::Array, "an array of data classes"},
+    TypedKey{kCalendarsAccountSubscribedCalendars, PropertyList::Kind::Array, "an array"}};
+
+std::string named(const BasicAccount& account) {
+  return "account '" + printable(account.identifier().value_or("")) + "'";
+}
+
+std::string supportedInWords(const BasicAccount& account) {
+  std::vector<std::string_view> names;
+  const StringList supported = account.supportedDataclasses();
+  for (const std::string& each : supported) names.push_back(shortDataclass(each));
+  return "this type carries " + (names.empty() ? "none" : joined(names, ", "));
+}
+
+// The first string of a list that is no data class of the account's type.
+std::optional<std::string> unsupportedMember(const BasicAccount& account, const Array& list) {
+  const StringList supported = account.supportedDataclasses();
+  for (const PropertyList& each : list) {
+    const auto text = each.stringValue();
+    if (!text) return "a member that is no string";
+    if (std::find(supported.begin(), supported.end(), *text) == supported.end()) {
+      return "'" + std::string(*text) + "'";
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value) {
+  const std::string where = named(account) + ", key '" + printable(key) + "'";
+  if (key.empty()) throw Prevented(named(account), "a key has at least one character");
+  for (const FixedKey& fixed : kFixedKeys) {
+    if (fixed.key == key) throw Prevented(where, fixed.reason, fixed.next);
+  }
+  if (!value) return;
+  for (const TypedKey& typed : kTypedKeys) {
+    if (typed.key == key && typed.kind != value->kind()) {
+      throw Prevented(where,
+                      std::string(kindInWords(*value)) +
+                          " would be read as absent; the key holds " + typed.expected,
+                      "choose another --type");
+    }
+  }
+  if (key != kAccountEnabledDataclasses && key != kAccountProvisionedDataclasses) return;
+  if (const auto unsupported = unsupportedMember(account, *value->array())) {
+    throw Prevented(
+        where,
+        "accounts of type '" + account.type().value_or("") + "' cannot carry " + *unsupported,
+        supportedInWords(account));
+  }
+}
+
+void requireSupports(const BasicAccount& account, const std::string& dataclass) {
+  const StringList supported = account.supportedDataclasses();
+  if (std::find(supported.begin(), supported.end(), dataclass) != supported.end()) return;
+  throw Prevented(named(account),
+                  "accounts of type '" + account.type().value_or("") + "' cannot carry " +
+                      std::string(shortDataclass(dataclass)),
+                  supportedInWords(account));
+}
+
+void requireMayAdd(const AccountsManager& store, const Dictionary& properties) {
+  const std::string type = textOf(properties, kAccountType);
+  const std::string where = "an account of type '" + printable(type) + "'";
+  if (typeProblem(properties)) {
+    throw Prevented(where, "the type registry does not know this type",
+                    "'accountsettings show' lists accounts with types that it knows");
+  }
+  if (!hasClass(properties)) throw Prevented(where, "the account class is required");
+  const MailClass mail = mailClassOf(properties);
+  if (mail.result != FixResult::NothingToDo) {
+    throw Prevented(where, "the class '" + printable(mail.found) + "' is no mail class",
+                    "give the class that handles it, for example IMAPAccount or POPAccount");
+  }
+  const std::string identifier = textOf(properties, kAccountIdentifier);
+  if (identifier.empty()) return;
+  for (const auto& account : store.allBasicSyncableAccounts()) {
+    if (account->identifier() == identifier) {
+      throw Prevented(
+          where, "there is an account with the identifier '" + printable(identifier) + "' already",
+          "leave \"Identifier\" out, and a fresh one is made");
+    }
+  }
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,39 @@
+// Command is one subcommand of the program. Its options are declared in describe() and
+// stand in its own members when run() is called.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tool/frame/Errors.h"
+#include "tool/frame/Options.h"
+#include "tool/frame/Output.h"
+
+namespace accountsettings {
+
+// What every subcommand is given.
+struct Session {
+  CommonOptions options;
+  Output& output;
+  // To be set by a command that has changed files.
+  bool changed = false;
+};
+
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  virtual void describe(OptionSet& options) = 0;
+  // Does the work. Throws CommandFailure where it cannot.
+  virtual ExitStatus run(Session& session) = 0;
+};
+
+// CommandEntry is one line of the table of subcommands.
+struct CommandEntry {
+  const char* name;
+  const char* summary;
+  std::unique_ptr<Command> (*make)();
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,216 @@
+#include "tool/frame/Options.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <numeric>
+
+#include "tool/frame/Command.h"
+#include "tool/frame/Version.h"
+
+namespace accountsettings {
+
+namespace {
+
+// The number of letters to change, add or take away to make one word of the other.
+std::size_t distance(const std::string& left, const std::string& right) {
+  std::vector<std::size_t> row(right.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < left.size(); ++i) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t j = 0; j < right.size(); ++j) {
+      const std::size_t replaced = diagonal + (left[i] == right[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+    }
+  }
+  return row.back();
+}
+
+// The word of `words` that was probably meant, or nothing.
+std::string nearestOf(const std::string& word, const std::vector<std::string>& words) {
+  std::string best;
+  std::size_t least = std::max<std::size_t>(word.size() / 2, 2) + 1;
+  for (const std::string& each : words) {
+    const std::size_t steps = distance(word, each);
+    if (steps < least) {
+      least = steps;
+      best = each;
+    }
+  }
+  return best;
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
+
+// Whether the option of that name takes the argument that follows it.
+bool takesValue(const CLI::App& app, const std::string& name) {
+  const CLI::Option* option = app.get_option_no_throw(name);
+  return option != nullptr && option->get_items_expected_max() > 0;
+}
+
+void addCommonOptions(CLI::App& app, CommonOptions& options) {
+  app.add_option("--root", options.root, "The device root to work on")
+      ->type_name("DIR")
+      ->capture_default_str()
+      ->group("Common options");
+  app.add_option("--config", options.config, "Host configuration, instead of the root's own")
+      ->type_name("FILE")
+      ->group("Common options");
+  app.add_flag("--json", options.json, "Machine output on standard output")
+      ->group("Common options");
+  app.add_option("--log", options.log,
+                 "Where the system log goes: a file, '-' (standard error) or 'syslog'")
+      ->type_name("FILE")
+      ->group("Common options");
+}
+
+}  // namespace
+
+void OptionSet::flag(const std::string& names, bool& target, const std::string& help) {
+  app_.add_flag(names, target, help);
+}
+
+void OptionSet::text(const std::string& names, std::optional<std::string>& target,
+                     const std::string& valueName, const std::string& help) {
+  app_.add_option(names, target, help)->type_name(valueName);
+}
+
+void OptionSet::number(const std::string& names, int& target, int least, int most,
+                       const std::string& valueName, const std::string& help) {
+  app_.add_option(names, target, help)
+      ->check(CLI::Range(least, most))
+      ->type_name(valueName)
+      ->capture_default_str();
+}
+
+void OptionSet::list(const std::string& names, std::vector<std::string>& target,
+                     const std::string& valueName, const std::string& help) {
+  app_.add_option(names, target, help)->type_name(valueName)->allow_extra_args(false);
+}
+
+void OptionSet::choice(const std::string& names, std::optional<std::string>& target,
+                       const std::vector<std::string>& choices, const std::string& help) {
+  app_.add_option(names, target, help)->check(CLI::IsMember(choices))->type_name("");
+}
+
+void OptionSet::argument(const std::string& name, std::string& target, const std::string& help) {
+  app_.add_option(name, target, help)->required()->type_name("");
+}
+
+void OptionSet::argument(const std::string& name, std::optional<std::string>& target,
+                         const std::string& help) {
+  app_.add_option(name, target, help)->type_name("");
+}
+
+void OptionSet::arguments(const std::string& name, std::vector<std::string>& target,
+                          const std::string& help) {
+  app_.add_option(name, target, help)->type_name("");
+}
+
+void OptionSet::example(const std::string& commandLine, const std::string& meaning) {
+  const std::string before = app_.get_footer();
+  app_.footer((before.empty() ? std::string("Examples:") : before) + "\n  " + commandLine +
+              "\n      " + meaning);
+}
+
+CommandLine::CommandLine(std::span<const CommandEntry> commands)
+    : app_(std::make_unique<CLI::App>("Looks at, checks, edits and migrates the account settings "
+                                      "of a device, a device image or a backup.",
+                                      "accountsettings")) {
+  app_->set_version_flag("--version", std::string("accountsettings ") + kToolVersion);
+  app_->require_subcommand(1);
+  app_->get_formatter()->column_width(32);
+  for (const CommandEntry& entry : commands) {
+    std::unique_ptr<Command> command = entry.make();
+    CLI::App* subcommand = app_->add_subcommand(entry.name, entry.summary);
+    OptionSet set(*subcommand);
+    command->describe(set);
+    addCommonOptions(*subcommand, options_);
+    commands_.emplace(entry.name, std::move(command));
+  }
+  // After the subcommands, which would inherit it.
+  app_->footer("accountsettings COMMAND --help tells more about each command.");
+}
+
+CommandLine::~CommandLine() = default;
+
+Command* CommandLine::parse(std::vector<std::string> arguments) {
+  putSubcommandFirst(arguments);
+  if (!arguments.empty() && !arguments.front().starts_with('-') &&
+      !commands_.contains(arguments.front())) {
+    refuseCommand(arguments.front());
+  }
+  std::reverse(arguments.begin(), arguments.end());  // the order in which the parser takes them
+  try {
+    app_->parse(arguments);
+  } catch (const CLI::CallForHelp&) {
+    text_ = app_->help();
+    return nullptr;
+  } catch (const CLI::CallForVersion& version) {
+    text_ = std::string(version.what()) + "\n";
+    return nullptr;
+  } catch (const CLI::ParseError& error) {
+    refuse(error.what());
+  }
+  return commands_.at(selected().get_name()).get();
+}
+
+void CommandLine::putSubcommandFirst(std::vector<std::string>& arguments) const {
+  bool isValue = false;
+  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+    if (*argument == "--") return;
+    if (!isValue && commands_.contains(*argument)) {
+      std::rotate(arguments.begin(), argument, argument + 1);
+      return;
+    }
+    const auto& apps = app_->get_subcommands({});
+    isValue = !isValue && argument->starts_with('-') &&
+              std::any_of(apps.begin(), apps.end(),
+                          [&](const CLI::App* each) { return takesValue(*each, *argument); });
+  }
+}
+
+void CommandLine::refuse(const std::string& message) const {
+  std::string advice = "see accountsettings ";
+  if (!app_->get_subcommands().empty()) advice += selected().get_name() + " ";
+  advice += "--help";
+  for (const std::string& extra : selected().remaining(true)) {
+    if (!extra.starts_with('-')) {
+      throw WrongUsage("'" + extra + "'", "one argument too many", advice);
+    }
+    const std::string option = extra.substr(0, extra.find('='));
+    const std::string meant = nearest(option);
+    if (!meant.empty()) advice.insert(0, "did you mean " + meant + "? ");
+    throw WrongUsage(option, "unknown option", advice);
+  }
+  throw WrongUsage("", message, advice);
+}
+
+void CommandLine::refuseCommand(const std::string& command) const {
+  std::vector<std::string> names;
+  for (const auto& [name, each] : commands_) names.push_back(name);
+  const std::string meant = nearestOf(command, names);
+  throw WrongUsage(
+      "'" + command + "'", "unknown command",
+      (meant.empty() ? "" : "did you mean '" + meant + "'? ") + "see accountsettings --help");
+}
+
+std::string CommandLine::nearest(const std::string& option) const {
+  return nearestOf(option, optionNames(selected()));
+}
+
+CLI::App& CommandLine::selected() const {
+  const auto chosen = app_->get_subcommands();
+  return chosen.empty() ? *app_ : *chosen.front();
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,194 @@
+#include "tool/frame/PropertyText.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+
+#include "tool/frame/Dates.h"
+#include "tool/frame/Digest.h"
+#include "tool/frame/Output.h"
+
+namespace accountsettings {
+
+namespace {
+
+constexpr std::size_t kSizeLimit = std::size_t{1} << 30;
+constexpr std::string_view kDataclassPrefix = "com.zelqo.Dataclass.";
+
+std::string realText(double real) {
+  std::array<char, 32> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), real).ptr;
+  std::string text(digits.data(), end);
+  if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
+  return text;
+}
+
+std::string quoted(std::string_view text) {
+  return "\"" + printable(text) + "\"";
+}
+
+std::string dataText(std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kShown = 24;
+  std::string text = "<" + counted(bytes.size(), "byte", "bytes");
+  if (!bytes.empty()) text += ": " + base64(bytes.first(std::min(bytes.size(), kShown)));
+  return text + (bytes.size() > kShown ? "...>" : ">");
+}
+
+std::string scalarText(const PropertyList& value) {
+  if (const auto string = value.stringValue()) return quoted(*string);
+  if (const auto real = value.real()) return realText(*real);
+  if (const auto bytes = value.dataValue()) return dataText(*bytes);
+  if (const auto uid = value.uidValue()) return "uid(" + std::to_string(*uid) + ")";
+  if (const auto seconds = value.dateSeconds()) {
+    return dateText(*seconds).value_or(realText(*seconds) + " s since 2001");
+  }
+  if (value.kind() == PropertyList::Kind::Boolean) return value.booleanValue() ? "true" : "false";
+  return value.isUnsigned() ? std::to_string(value.unsignedValue())
+                            : std::to_string(value.integerValue());
+}
+
+// Whether the value is a container with something in it, which begins on a line of its own.
+bool isFilled(const PropertyList& value) {
+  return (value.array() != nullptr && !value.array()->empty()) ||
+         (value.dictionary() != nullptr && !value.dictionary()->empty());
+}
+
+// Appends the value; lines after its first are indented by `depth` steps.
+void append(std::string& text, const PropertyList& value, std::size_t depth) {
+  const auto startLine = [&] {
+    text += '\n';
+    text.append(2 * (depth + 1), ' ');
+  };
+  if (text.size() > kSizeLimit) {
+    text += "...";
+  } else if (const Array* array = value.array()) {
+    if (array->empty()) text += "(empty list)";
+    for (const PropertyList& each : *array) {
+      if (text.size() > kSizeLimit) return;
+      startLine();
+      text += isFilled(each) ? "-" : "- ";
+      append(text, each, depth + 1);
+    }
+  } else if (const Dictionary* dictionary = value.dictionary()) {
+    if (dictionary->empty()) text += "(empty dictionary)";
+    for (const auto& entry : *dictionary) {
+      if (text.size() > kSizeLimit) return;
+      startLine();
+      text += printable(entry.key()) + ":";
+      if (!isFilled(entry.value())) text += ' ';
+      append(text, entry.value(), depth + 1);
+    }
+  } else {
+    text += scalarText(value);
+  }
+}
+
+void appendLine(std::string& text, const PropertyList& value, std::size_t limit) {
+  if (text.size() > limit) return;
+  if (const Array* array = value.array()) {
+    text += '(';
+    for (const PropertyList& each : *array) {
+      if (text.size() > limit) return;
+      if (text.back() != '(') text += ", ";
+      appendLine(text, each, limit);
+    }
+    text += ')';
+  } else if (const Dictionary* dictionary = value.dictionary()) {
+    text += '{';
+    for (const auto& entry : *dictionary) {
+      if (text.size() > limit) return;
+      if (text.back() != '{') text += ", ";
+      text += printable(entry.key()) + ": ";
+      appendLine(text, entry.value(), limit);
+    }
+    text += '}';
+  } else {
+    text += scalarText(value);
+  }
+}
+
+// Hider replaces secrets. A value that shares its parts many times over could keep it busy for
+// ever; beyond its budget it hides everything.
+class Hider {
+ public:
+  Dictionary hide(const Dictionary& dictionary) {
+    Dictionary result = dictionary;
+    for (const auto& entry : dictionary) {
+      PropertyList shown = isSecretKey(entry.key()) ? hidden(entry.value()) : hide(entry.value());
+      if (!shown.identicalTo(entry.value())) result.set(entry.key(), std::move(shown));
+    }
+    return result;
+  }
+
+ private:
+  static PropertyList hidden(const PropertyList& value) {
+    // Whether there is a password is worth seeing; what it is is not.
+    if (value.kind() == PropertyList::Kind::Boolean) return value;
+    return PropertyList("(hidden)");
+  }
+
+  PropertyList hide(const PropertyList& value) {
+    if (budget_ == 0) return hidden(value);
+    --budget_;
+    if (const Dictionary* dictionary = value.dictionary()) return hide(*dictionary);
+    const Array* array = value.array();
+    if (array == nullptr) return value;
+    Array result = *array;
+    for (std::size_t i = 0; i < array->size(); ++i) {
+      PropertyList shown = hide((*array)[i]);
+      if (!shown.identicalTo((*array)[i])) result.set(i, std::move(shown));
+    }
+    return result;
+  }
+
+  std::size_t budget_ = 50'000'000;
+};
+
+}  // namespace
+
+std::string propertyText(const PropertyList& value) {
+  std::string text;
+  append(text, value, 0);
+  // A container begins with a line break, and its entries one step to the right.
+  if (!text.starts_with('\n')) return text + "\n";
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at + 1), text.size());
+    result.append(text, at + 3, end - at - 3);
+    result += '\n';
+    at = end;
+  }
+  return result;
+}
+
+std::string propertyLine(const PropertyList& value, std::size_t width) {
+  std::string text;
+  appendLine(text, value, 4 * width);
+  return cutTo(text, width);
+}
+
+bool isSecretKey(std::string_view key) {
+  constexpr std::array<std::string_view, 8> kWords = {"password",   "passwd",    "passphrase",
+                                                      "passcode",   "secret",    "token",
+                                                      "credential", "privatekey"};
+  std::string plain;
+  for (const char letter : key) {
+    const auto unit = static_cast<unsigned char>(letter);
+    if (std::isalnum(unit) != 0) plain += static_cast<char>(std::tolower(unit));
+  }
+  return std::any_of(kWords.begin(), kWords.end(),
+                     [&](std::string_view word) { return plain.find(word) != std::string::npos; });
+}
+
+Dictionary withSecretsHidden(const Dictionary& dictionary) {
+  return Hider().hide(dictionary);
+}
+
+std::string_view shortDataclass(std::string_view dataclass) {
+  if (dataclass.starts_with(kDataclassPrefix)) dataclass.remove_prefix(kDataclassPrefix.size());
+  return dataclass;
+}
+
+}  // namespace accountsettings

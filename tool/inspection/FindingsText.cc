@@ -1,0 +1,83 @@
+#include "tool/inspection/FindingsText.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace accountsettings {
+namespace {
+
+Colour colourOf(Severity severity) {
+  switch (severity) {
+    case Severity::Note:
+      return Colour::Blue;
+    case Severity::Warning:
+      return Colour::Yellow;
+    case Severity::Error:
+      break;
+  }
+  return Colour::Red;
+}
+
+std::size_t countOf(const Findings& findings, Severity severity) {
+  return static_cast<std::size_t>(
+      std::count_if(findings.begin(), findings.end(),
+                    [&](const Finding& each) { return each.kind->severity == severity; }));
+}
+
+std::string placeOf(const Finding& finding) {
+  std::string place;
+  if (!finding.account.empty()) place += " account " + printable(finding.account);
+  if (!finding.key.empty()) {
+    place += std::string(place.empty() ? "" : ",") + " key \"" + printable(finding.key) + "\"";
+  }
+  return place + (place.empty() ? "" : " ");
+}
+
+}  // namespace
+
+void writeFindings(Output& output, const Findings& findings, const ShownPath& shown) {
+  const std::string* file = nullptr;
+  for (const Finding& finding : findings) {
+    if (!file || *file != finding.file) {
+      output.line(output.paint(Colour::Bold, printable(shown(finding.file))));
+    }
+    file = &finding.file;
+    const Severity severity = finding.kind->severity;
+    output.line("  " + output.paint(colourOf(severity), nameOf(severity)) + ":" + placeOf(finding) +
+                (placeOf(finding).empty() ? " " : "") +
+                output.paint(Colour::Dim, std::string("[") + finding.kind->code + "]"));
+    output.line("    " + printable(finding.meaning));
+    output.line("    " + std::string(finding.kind->action));
+  }
+}
+
+std::string countsInWords(const Findings& findings) {
+  std::vector<std::string> parts;
+  const auto add = [&](Severity severity, std::string_view one, std::string_view many) {
+    const std::size_t count = countOf(findings, severity);
+    if (count > 0) parts.push_back(counted(count, one, many));
+  };
+  add(Severity::Error, "error", "errors");
+  add(Severity::Warning, "warning", "warnings");
+  add(Severity::Note, "note", "notes");
+  return parts.empty() ? "nothing" : joined(parts, ", ");
+}
+
+Array findingsForScripts(const Findings& findings, const ShownPath& shown) {
+  Array result;
+  for (const Finding& finding : findings) {
+    Dictionary entry{{"severity", nameOf(finding.kind->severity)},
+                     {"code", finding.kind->code},
+                     {"file", shown(finding.file)}};
+    if (!finding.account.empty()) entry.set("account", PropertyList(finding.account));
+    if (!finding.key.empty()) entry.set("key", PropertyList(finding.key));
+    entry.set("meaning", PropertyList(finding.meaning));
+    entry.set("action", PropertyList(finding.kind->action));
+    entry.set("blocksMigration", PropertyList(finding.kind->blocksMigration));
+    entry.set("blocksEdits", PropertyList(finding.kind->blocksEdits));
+    result.append(std::move(entry));
+  }
+  return result;
+}
+
+}  // namespace accountsettings

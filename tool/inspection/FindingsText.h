@@ -1,0 +1,23 @@
+// FindingsText is how findings are shown to people and given to scripts.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "plist/PropertyList.h"
+#include "tool/frame/Output.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+
+// Turns the file of a finding into what is shown, for example a device path into one of this
+// machine.
+using ShownPath = std::function<std::string(const std::string& file)>;
+
+// Each file once as a heading, below it what was found there, what it means and what to do.
+void writeFindings(Output& output, const Findings& findings, const ShownPath& shown);
+// "2 errors, 1 warning", or "nothing".
+[[nodiscard]] std::string countsInWords(const Findings& findings);
+[[nodiscard]] Array findingsForScripts(const Findings& findings, const ShownPath& shown);
+
+}  // namespace accountsettings

@@ -1,0 +1,147 @@
+// Inspection puts the parts of an inspection together and keeps what they share.
+#include "tool/inspection/Inspection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "account/BasicAccount.h"
+#include "account/StringList.h"
+#include "platform/ProcessContext.h"
+#include "plist/Reader.h"
+#include "store/AccountsManager.h"
+#include "store/RSRuntimeFixMailAccount.h"
+#include "tool/inspection/InspectionParts.h"
+#include "tool/inspection/LegacyDescriptions.h"
+
+namespace accountsettings {
+
+std::string_view nameOf(Severity severity) {
+  switch (severity) {
+    case Severity::Note:
+      return "note";
+    case Severity::Warning:
+      return "warning";
+    case Severity::Error:
+      break;
+  }
+  return "error";
+}
+
+bool anyBlocksMigration(const Findings& findings) {
+  return std::any_of(findings.begin(), findings.end(),
+                     [](const Finding& finding) { return finding.kind->blocksMigration; });
+}
+
+bool anyBlocksEdits(const Findings& findings) {
+  return std::any_of(findings.begin(), findings.end(),
+                     [](const Finding& finding) { return finding.kind->blocksEdits; });
+}
+
+std::int64_t versionOf(const Dictionary& settings) {
+  const PropertyList* version = settings.find(kPlistVersionKey);
+  return version ? version->integerValue() : 0;
+}
+
+std::string_view kindInWords(const PropertyList& value) {
+  using Kind = PropertyList::Kind;
+  switch (value.kind()) {
+    case Kind::String:
+      return "a string";
+    case Kind::Integer:
+      return "an integer";
+    case Kind::Real:
+      return "a real number";
+    case Kind::Boolean:
+      return "a boolean";
+    case Kind::Date:
+      return "a date";
+    case Kind::Data:
+      return "data";
+    case Kind::Uid:
+      return "a UID";
+    case Kind::Array:
+      return "an array";
+    case Kind::Dictionary:
+      break;
+  }
+  return "a dictionary";
+}
+
+std::string quoted(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+Result<PropertyList> readPropertyListAt(const std::string& path) {
+  const Result<Bytes> bytes = ProcessContext::current().platform().files.read(path);
+  if (!bytes) return bytes.error();
+  if (bytes->empty()) return Error{"the file is empty"};
+  return readPropertyList(*bytes);
+}
+
+std::optional<std::string> typeProblem(const Dictionary& properties) {
+  const std::string_view type = stringOf(properties.find(kAccountType)).value_or("");
+  if (type.empty()) return "has no \"Type\"";
+  if (BasicAccount::_isValidAccountType(type)) return std::nullopt;
+  return "has the type " + quoted(type) + ", which the type registry does not know";
+}
+
+bool hasClass(const Dictionary& properties) {
+  return !stringOf(properties.find(kAccountClass)).value_or("").empty();
+}
+
+MailClass mailClassOf(const Dictionary& properties) {
+  MailClass mail;
+  RSRuntimeFixMailAccount fixer;
+  const auto type = stringOf(properties.find(kAccountType));
+  if (!type || !fixer.supportedAccountTypes().contains(*type)) return mail;
+  const auto account = BasicAccount::accountWithProperties(properties);
+  if (!account) return mail;
+  mail.found = account->accountClass().value_or("");
+  mail.result = fixer.fixBasicAccountIfNeededLoggingMessage(*account, "inspecting accounts");
+  mail.repaired = account->accountClass().value_or("");
+  return mail;
+}
+
+void FindingList::add(const FindingKind& kind, std::string meaning) {
+  addForAccount(kind, {}, {}, std::move(meaning));
+}
+
+void FindingList::addForAccount(const FindingKind& kind, const std::string& account,
+                                std::string key, std::string meaning) {
+  findings_.push_back({&kind, file_, account, std::move(key), std::move(meaning)});
+}
+
+Findings inspectFiles(const InspectedFiles& files) {
+  Findings findings;
+  const Dictionary* accounts = nullptr;
+  if (const auto& settings = files.settings.content) {
+    FindingList list(findings, files.settings.name);
+    if (*settings) {
+      inspectSettingsRoot(**settings, list);
+      accounts = (*settings)->dictionary();
+    } else {
+      list.add(finding::kUnreadable, "The file cannot be read as a property list (" +
+                                         settings->error().message +
+                                         "): it counts as empty, and a save would replace it.");
+    }
+  }
+  inspectLegacyFiles(legacyFilesOf(files), accounts, findings);
+  return findings;
+}
+
+InspectedFiles filesOfRoot() {
+  const auto fileAt = [](const std::string& path) -> InspectedFile {
+    if (!ProcessContext::current().platform().files.exists(path)) return {path, std::nullopt};
+    return {path, readPropertyListAt(path)};
+  };
+  return {fileAt(accountSettingsAccountsPath()), fileAt(daAccountPath()),
+          fileAt(mailAccountsPath())};
+}
+
+Findings inspectRoot(HostFacts* facts) {
+  Findings findings = inspectFiles(filesOfRoot());
+  inspectSurroundings(facts, findings);
+  return findings;
+}
+
+}  // namespace accountsettings

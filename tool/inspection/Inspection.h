@@ -1,0 +1,71 @@
+// Inspection looks at account settings and the legacy files beside them and tells what is
+// broken, what a save or a migration would lose, and what to do about it. It only reads.
+// Data classes, account types and mail-class repairs are judged by ProcessContext::current().
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "plist/PropertyList.h"
+#include "plist/Result.h"
+#include "tool/device/HostFacts.h"
+
+namespace accountsettings {
+
+enum class Severity { Note, Warning, Error };
+
+// "note", "warning" or "error".
+[[nodiscard]] std::string_view nameOf(Severity severity);
+
+// FindingKind is what all findings of one sort have in common.
+struct FindingKind {
+  const char* code;  // a stable word for scripts
+  Severity severity;
+  // A migration would lose something, or cannot read it: it goes on only when told to.
+  bool blocksMigration;
+  // Any save would lose something: edits go on only when told to.
+  bool blocksEdits;
+  const char* action;  // what to do, one sentence
+};
+
+// Finding is one thing that an inspection found.
+struct Finding {
+  const FindingKind* kind;
+  std::string file;     // device path, or the path of a settings file by itself
+  std::string account;  // identifier, else "#" and the place from 1; "PARENT/CHILD" for a child
+  std::string key;
+  std::string meaning;  // one sentence
+};
+
+using Findings = std::vector<Finding>;
+
+[[nodiscard]] bool anyBlocksMigration(const Findings& findings);
+[[nodiscard]] bool anyBlocksEdits(const Findings& findings);
+
+// Everything of the root that ProcessContext::current() stands on: settings file, legacy files,
+// sentinel, lock, leftovers, in this order. `facts` may be nullptr: then only contents are judged.
+[[nodiscard]] Findings inspectRoot(HostFacts* facts);
+
+// Files by themselves, already read, as they lie in a backup. A content is none where there is no
+// such file; the names stand for the files in the findings.
+struct InspectedFile {
+  std::string name;
+  std::optional<Result<PropertyList>> content;
+};
+struct InspectedFiles {
+  InspectedFile settings;
+  InspectedFile legacyExchange;
+  InspectedFile legacyMail;
+};
+[[nodiscard]] Findings inspectFiles(const InspectedFiles& files);
+// Those of the root that ProcessContext::current() stands on.
+[[nodiscard]] InspectedFiles filesOfRoot();
+
+// The settings file's "Version" as steps and saves read it: 0 where it is missing.
+[[nodiscard]] std::int64_t versionOf(const Dictionary& settings);
+
+}  // namespace accountsettings

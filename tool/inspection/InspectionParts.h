@@ -1,0 +1,61 @@
+// InspectionParts are the pieces that an inspection of a root is made of.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "store/AccountsManager.h"
+#include "tool/inspection/FindingKinds.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+
+struct LegacyFile;
+
+// FindingList collects the findings about one file.
+class FindingList {
+ public:
+  // `findings` must outlive the list.
+  FindingList(Findings& findings, std::string file) : findings_(findings), file_(std::move(file)) {}
+
+  void add(const FindingKind& kind, std::string meaning);
+  void addForAccount(const FindingKind& kind, const std::string& account, std::string key,
+                     std::string meaning);
+
+ private:
+  Findings& findings_;
+  std::string file_;
+};
+
+// What the settings file says; `settings` is its root.
+void inspectSettingsRoot(const PropertyList& settings, FindingList& list);
+// The legacy files, and what converting them would do to the accounts of `settings` (nullptr:
+// there is no settings file that can be read).
+void inspectLegacyFiles(const std::vector<LegacyFile>& files, const Dictionary* settings,
+                        Findings& findings);
+// Owner, mode, lock and what killed programs left behind.
+void inspectSurroundings(HostFacts* facts, Findings& findings);
+
+// "a string", "an array" and so on.
+[[nodiscard]] std::string_view kindInWords(const PropertyList& value);
+// The text in double quotes.
+[[nodiscard]] std::string quoted(std::string_view text);
+// The property list in a file of the root.
+[[nodiscard]] Result<PropertyList> readPropertyListAt(const std::string& path);
+
+// Why an account of these properties is not loaded on account of its type ("has no ..."), or none.
+[[nodiscard]] std::optional<std::string> typeProblem(const Dictionary& properties);
+[[nodiscard]] bool hasClass(const Dictionary& properties);
+
+// MailClass is what loading makes of a mail account's class.
+struct MailClass {
+  FixResult result = FixResult::NothingToDo;
+  std::string found;
+  std::string repaired;  // where the result is Fixed
+};
+[[nodiscard]] MailClass mailClassOf(const Dictionary& properties);
+
+}  // namespace accountsettings

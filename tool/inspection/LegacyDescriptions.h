@@ -1,0 +1,44 @@
+// LegacyDescriptions reads the files of the releases before the settings file the way the
+// conversions do, and tells for each description what account it becomes or why none.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "plist/PropertyList.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+
+struct LegacyDescription {
+  std::string label;      // the identifier that the account gets, else "#" and its place from 1
+  Dictionary properties;  // of the account that it becomes
+  std::optional<std::string> problem;  // why no account can be made of it ("has no ...")
+};
+
+// LegacySection is one list of descriptions in a file.
+struct LegacySection {
+  std::string key;           // the file's top-level key, for example "MailAccounts"
+  std::string replacedType;  // existing accounts of this type give way to the section's
+  std::vector<LegacyDescription> descriptions;
+};
+
+struct LegacyFile {
+  std::string path;  // as the inspected file is named
+  bool exists = false;
+  std::optional<std::string> problem;  // why it cannot be read, where it exists
+  Dictionary content;
+  std::vector<LegacySection> sections;  // in the order of their conversion
+
+  // The section under a top-level key, or nullptr.
+  [[nodiscard]] const LegacySection* section(std::string_view key) const;
+  // How many descriptions all sections hold.
+  [[nodiscard]] std::size_t descriptionCount() const;
+};
+
+// The Exchange file and the mail file, in the order of their conversion.
+[[nodiscard]] std::vector<LegacyFile> legacyFilesOf(const InspectedFiles& files);
+
+}  // namespace accountsettings

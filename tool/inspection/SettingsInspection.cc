@@ -1,0 +1,256 @@
+// SettingsInspection judges the contents of a settings file: its version, its top-level
+// keys, and each account with its children, as loading and saving would treat them.
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "account/BasicAccount.h"
+#include "account/StringList.h"
+#include "store/AccountsManager.h"
+#include "tool/accounts/AccountTree.h"
+#include "tool/inspection/InspectionParts.h"
+
+namespace accountsettings {
+namespace {
+
+using Kind = PropertyList::Kind;
+
+// SettingsInspection walks one settings file once.
+class SettingsInspection {
+ public:
+  explicit SettingsInspection(FindingList& list) : list_(list) {}
+
+  void inspect(const Dictionary& settings) {
+    inspectVersion(settings);
+    for (const Dictionary::Entry& entry : settings) {
+      if (entry.key() != kPlistVersionKey && entry.key() != kPlistAccountsKey) {
+        list_.addForAccount(finding::kForeignRootKey, {}, std::string(entry.key()),
+                            "The key " + quoted(entry.key()) +
+                                " at the root of the file is dropped by every save.");
+      }
+    }
+    const PropertyList* accounts = settings.find(kPlistAccountsKey);
+    if (!accounts) return;
+    if (!accounts->array()) {
+      list_.addForAccount(finding::kUnusable, {}, std::string(kPlistAccountsKey),
+                          "\"Accounts\" is " + std::string(kindInWords(*accounts)) +
+                              " instead of an array: no account is loaded, and a save drops them.");
+      return;
+    }
+    std::size_t index = 0;
+    for (const PropertyList& account : *accounts->array()) {
+      inspectTopLevel(account, accountLabel(account, index++));
+    }
+  }
+
+ private:
+  void inspectVersion(const Dictionary& settings) {
+    const std::string key(kPlistVersionKey);
+    const PropertyList* stored = settings.find(kPlistVersionKey);
+    if (!stored) {
+      list_.addForAccount(finding::kMissingVersion, {}, key,
+                          "The file has no \"Version\": no upgrade step ever runs on it, and the "
+                          "next save stamps it as current.");
+      return;
+    }
+    const std::int64_t version = stored->integerValue();
+    if (stored->kind() != Kind::Integer) {
+      list_.addForAccount(finding::kWrongKind, {}, key,
+                          "\"Version\" is " + std::string(kindInWords(*stored)) +
+                              " instead of an integer; it reads as " + std::to_string(version) +
+                              ".");
+    }
+    if (version < 0) {
+      list_.addForAccount(finding::kNegativeVersion, {}, key,
+                          "\"Version\" is negative (" + std::to_string(version) +
+                              "): no upgrade step runs, and the next save stamps the file as "
+                              "current.");
+    } else if (version > AccountsManager::currentVersion()) {
+      list_.addForAccount(finding::kNewerVersion, {}, key,
+                          "The settings were written in format " + std::to_string(version) +
+                              ", newer than " + std::to_string(AccountsManager::currentVersion()) +
+                              ": a save would stamp them as the older format.");
+    }
+  }
+
+  void inspectTopLevel(const PropertyList& account, const std::string& label) {
+    const Dictionary* properties = account.dictionary();
+    if (!properties) {
+      list_.addForAccount(finding::kUnusable, label, {},
+                          "The account is " + std::string(kindInWords(account)) +
+                              " instead of a dictionary: it is not loaded, and the next save "
+                              "drops it.");
+      return;
+    }
+    inspectKinds(*properties, label);
+    if (!inspectTypeAndClass(*properties, label)) return;
+    inspectIdentifier(*properties, label);
+    inspectMailClass(*properties, label);
+    inspectDataclasses(*properties, label);
+    inspectChildren(*properties, label);
+  }
+
+  // Values of the keys that the account model reads itself.
+  void inspectKinds(const Dictionary& properties, const std::string& label) {
+    static constexpr std::string_view kStrings[] = {
+        kAccountIdentifier,  kAccountSyncIdentifier, kAccountType,       kAccountClass,
+        kAccountDisplayName, kAccountUsername,       kAccountTypeString, kAccountShortTypeString};
+    for (const std::string_view key : kStrings) {
+      inspectKind(properties, label, key, Kind::String, "a string");
+    }
+    static constexpr std::string_view kArrays[] = {
+        kAccountEnabledDataclasses, kAccountProvisionedDataclasses, kAccountChildAccounts,
+        kCalendarsAccountSubscribedCalendars};
+    for (const std::string_view key : kArrays) {
+      inspectKind(properties, label, key, Kind::Array, "an array");
+    }
+    inspectKind(properties, label, "IsActive", Kind::Boolean, "a boolean");
+  }
+
+  void inspectKind(const Dictionary& properties, const std::string& label, std::string_view key,
+                   Kind kind, std::string_view expected) {
+    const PropertyList* value = properties.find(key);
+    if (value && value->kind() != kind) {
+      list_.addForAccount(finding::kWrongKind, label, std::string(key),
+                          quoted(key) + " is " + std::string(kindInWords(*value)) + " instead of " +
+                              std::string(expected) +
+                              ", so it does not count as what it should be.");
+    }
+  }
+
+  // Whether the account is loaded at all.
+  bool inspectTypeAndClass(const Dictionary& properties, const std::string& label) {
+    const std::string consequence = ": it is not loaded, and the next save drops it.";
+    const auto problem = typeProblem(properties);
+    if (problem) {
+      list_.addForAccount(finding::kUnknownType, label, std::string(kAccountType),
+                          "The account " + *problem + consequence);
+    }
+    const bool classed = hasClass(properties);
+    if (!classed) {
+      list_.addForAccount(finding::kMissingClass, label, std::string(kAccountClass),
+                          "The account has no \"Class\"" + consequence);
+    }
+    return !problem && classed;
+  }
+
+  void inspectIdentifier(const Dictionary& properties, const std::string& label) {
+    const std::string key(kAccountIdentifier);
+    const auto identifier = stringOf(properties.find(kAccountIdentifier));
+    if (!identifier) {
+      if (!properties.contains("uniqueId")) {
+        list_.addForAccount(finding::kMissingIdentifier, label, key,
+                            "The account has no identifier, so nothing else can refer to it.");
+      }
+      return;
+    }
+    if (!topLevel_.insert(std::string(*identifier)).second) {
+      list_.addForAccount(finding::kDuplicateIdentifier, label, key,
+                          "Another account before it has the same identifier: the next save "
+                          "writes both entries as copies of the later one.");
+    }
+  }
+
+  void inspectMailClass(const Dictionary& properties, const std::string& label) {
+    const std::string key(kAccountClass);
+    const MailClass mail = mailClassOf(properties);
+    switch (mail.result) {
+      case FixResult::NothingToDo:
+        break;
+      case FixResult::Fixed:
+        list_.addForAccount(finding::kUnknownClass, label, key,
+                            "The mail class " + quoted(mail.found) +
+                                " is unknown; loading repairs it to " + quoted(mail.repaired) +
+                                ".");
+        break;
+      case FixResult::Unfixable:
+        list_.addForAccount(finding::kUnfixableClass, label, key,
+                            "The mail class " + quoted(mail.found) +
+                                " is unknown and no mail directory tells a better one: the "
+                                "account is not loaded, and the next save drops it.");
+        break;
+    }
+  }
+
+  void inspectDataclasses(const Dictionary& properties, const std::string& label) {
+    const auto enabled = stringListOf(properties.find(kAccountEnabledDataclasses));
+    const auto type = stringOf(properties.find(kAccountType));
+    if (!enabled || !type) return;
+    const StringList supported =
+        BasicAccount::supportedDataclassesForAccountType(*type).value_or(StringList());
+    const std::set<std::string_view> carried(supported.begin(), supported.end());
+    std::set<std::string_view> told;
+    for (const std::string& dataclass : *enabled) {
+      if (!carried.contains(dataclass) && told.insert(dataclass).second) {
+        list_.addForAccount(
+            finding::kUnsupportedDataclass, label, std::string(kAccountEnabledDataclasses),
+            quoted(dataclass) + " is stored as enabled, but accounts of type " + quoted(*type) +
+                " cannot carry it; it is not reported, and some upgrade steps "
+                "remove it.");
+      }
+    }
+  }
+
+  void inspectChildren(const Dictionary& properties, const std::string& parent) {
+    const PropertyList* children = properties.find(kAccountChildAccounts);
+    if (!children || !children->array()) return;
+    std::size_t index = 0;
+    for (const PropertyList& child : *children->array()) {
+      inspectChild(child, parent + "/" + accountLabel(child, index++));
+    }
+  }
+
+  void inspectChild(const PropertyList& child, const std::string& label) {
+    const std::string consequence =
+        ": the child is kept in the file, but nobody can see or edit it.";
+    const Dictionary* properties = child.dictionary();
+    if (!properties) {
+      list_.addForAccount(finding::kInvalidChild, label, {},
+                          "The child is " + std::string(kindInWords(child)) +
+                              " instead of a dictionary" + consequence);
+      return;
+    }
+    inspectKinds(*properties, label);
+    if (const auto problem = typeProblem(*properties)) {
+      list_.addForAccount(finding::kInvalidChild, label, std::string(kAccountType),
+                          "The child " + *problem + consequence);
+      return;
+    }
+    if (!hasClass(*properties)) {
+      list_.addForAccount(finding::kInvalidChild, label, std::string(kAccountClass),
+                          "The child has no \"Class\"" + consequence);
+      return;
+    }
+    const auto identifier = stringOf(properties->find(kAccountIdentifier));
+    if (!identifier) {
+      list_.addForAccount(finding::kMissingIdentifier, label, std::string(kAccountIdentifier),
+                          "The child has no identifier: it gets another one each time it is "
+                          "loaded.");
+    } else if (!children_.insert(std::string(*identifier)).second) {
+      list_.addForAccount(finding::kDuplicateChildIdentifier, label,
+                          std::string(kAccountIdentifier),
+                          "Another child before it has the same identifier, and only the later "
+                          "one can be found by it.");
+    }
+    inspectDataclasses(*properties, label);
+  }
+
+  FindingList& list_;
+  std::set<std::string> topLevel_;
+  std::set<std::string> children_;
+};
+
+}  // namespace
+
+void inspectSettingsRoot(const PropertyList& settings, FindingList& list) {
+  if (const Dictionary* dictionary = settings.dictionary()) {
+    SettingsInspection(list).inspect(*dictionary);
+  } else {
+    list.add(finding::kUnusable, "The file holds " + std::string(kindInWords(settings)) +
+                                     " instead of a dictionary: it counts as empty, and a save "
+                                     "would replace it.");
+  }
+}
+
+}  // namespace accountsettings

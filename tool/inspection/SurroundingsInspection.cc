@@ -1,0 +1,106 @@
+// SurroundingsInspection judges what lies around the account files: the sentinel of an
+// interrupted removal, who may read and save the settings, leftovers and the lock.
+#include <string>
+
+#include "migration/AccountsDataMigrator.h"
+#include "platform/ProcessContext.h"
+#include "tool/inspection/InspectionParts.h"
+
+namespace accountsettings {
+namespace {
+
+constexpr unsigned kModeOfSaves = 0600;
+
+std::string octal(unsigned mode) {
+  std::string digits;
+  for (; mode != 0; mode /= 8) {
+    digits.insert(digits.begin(), static_cast<char>('0' + mode % 8));
+  }
+  return "0" + digits;
+}
+
+void inspectSentinel(Findings& findings) {
+  Files& files = ProcessContext::current().platform().files;
+  const std::string sentinel =
+      AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel();
+  if (!files.exists(sentinel)) return;
+  FindingList list(findings, sentinel);
+  std::string left;
+  for (const std::string& legacy : {daAccountPath(), mailAccountsPath()}) {
+    if (files.exists(legacy)) {
+      left += (left.empty() ? "" : " and ") + legacy;
+    }
+  }
+  if (left.empty()) {
+    list.add(finding::kLeftoverSentinel,
+             "An earlier removal of the legacy files was interrupted: the next migration only "
+             "finishes it and upgrades nothing.");
+  } else {
+    list.add(finding::kSentinelDeletesLegacy,
+             "An earlier removal of the legacy files was interrupted: the next migration deletes " +
+                 left + " without converting anything.");
+  }
+}
+
+void inspectSettingsFile(HostFacts& facts, Findings& findings) {
+  const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
+  FindingList list(findings, path);
+  const Status save = facts.saveCanSucceed(path);
+  if (!save) {
+    list.add(finding::kSaveWouldFail, "Saving the settings would fail: " + save.error().message +
+                                          ". A migration removes the legacy files all the same.");
+  }
+  for (const std::string& temporary : facts.temporariesOf(path)) {
+    FindingList(findings, temporary)
+        .add(finding::kStaleTemporary, "A save that was killed left this temporary file.");
+  }
+  const auto attributes = facts.attributesOf(path);
+  if (!attributes) return;
+  if (attributes->kind == FileAttributes::Kind::Link) {
+    list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
+    return;
+  }
+  const unsigned mode = attributes->mode;
+  if ((mode & kModeOfSaves) != kModeOfSaves || (mode & 07111U) != 0) {
+    list.add(finding::kWrongMode,
+             "The file has the mode " + octal(mode) + " instead of " + octal(kModeOfSaves) + ".");
+  }
+  if ((mode & 0066U) != 0) {
+    list.add(finding::kReadersLoseAccess, "The mode " + octal(mode) +
+                                              " lets others than the owner read or write the file; "
+                                              "after a save the mode " +
+                                              octal(kModeOfSaves) + " shuts them out.");
+  }
+  const Result<OwnerNumbers> expected = facts.ownerOfSaves();
+  if (expected && (attributes->owner != expected->owner || attributes->group != expected->group)) {
+    const ConfigurationValues& names = ProcessContext::current().platform().configuration.values();
+    list.add(finding::kWrongOwner,
+             "The file belongs to user " + std::to_string(attributes->owner) + " and group " +
+                 std::to_string(attributes->group) + ", not to " + names.owner + " (" +
+                 std::to_string(expected->owner) + ") and " + names.group + " (" +
+                 std::to_string(expected->group) + "); a save gives it to these.");
+  }
+}
+
+void inspectLock(HostFacts& facts, Findings& findings) {
+  const std::string path(kAccountMigrationLockFilename);
+  const auto holder = facts.lockHolder(path);
+  if (!holder) return;
+  std::string who = "A process of another container";
+  if (holder->identifier > 0) who = "Process " + std::to_string(holder->identifier);
+  if (!holder->commandName.empty()) who += " (" + holder->commandName + ")";
+  FindingList(findings, path)
+      .add(finding::kLockHeld, who + " holds the migration lock: migrations and edits wait.");
+}
+
+}  // namespace
+
+void inspectSurroundings(HostFacts* facts, Findings& findings) {
+  inspectSentinel(findings);
+  if (facts) {
+    inspectSettingsFile(*facts, findings);
+    inspectLock(*facts, findings);
+  }
+}
+
+}  // namespace accountsettings

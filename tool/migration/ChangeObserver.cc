@@ -1,0 +1,104 @@
+#include "tool/migration/ChangeObserver.h"
+
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "account/AccountConstants.h"
+#include "tool/accounts/AccountLineage.h"
+#include "tool/accounts/AccountTree.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+
+namespace {
+
+// The change of an account that is `before` and becomes `after`; none where nothing differs.
+std::optional<AccountChange> changeBetween(Dictionary before, const Dictionary& after) {
+  const std::optional<PropertyList> oldIdentifier = before.get(kAccountIdentifier);
+  const std::optional<PropertyList> identifier = after.get(kAccountIdentifier);
+  before.set(kAccountIdentifier, identifier);  // so that the two are compared as one account
+  std::vector<AccountChange> changes = differencesBetween(Array{before}, Array{after}).accounts;
+  if (oldIdentifier == identifier) {
+    return changes.empty() ? std::nullopt : std::optional(std::move(changes.front()));
+  }
+  if (changes.empty()) {
+    changes = differencesBetween(Array{}, Array{after}).accounts;  // for its label
+    changes.front().kind = AccountChange::Kind::Changed;
+    changes.front().keys.clear();
+    changes.front().children.clear();
+  }
+  AccountChange change = std::move(changes.front());
+  change.keys.insert(change.keys.begin(),
+                     {std::string(kAccountIdentifier), oldIdentifier, identifier, {}, {}});
+  return change;
+}
+
+void addSuccessor(Differences& differences, const Dictionary& before, const Array& after,
+                  AccountPlace place) {
+  Dictionary old = before;
+  if (place.isChild()) old.remove(kAccountChildAccounts);
+  std::optional<AccountChange> change = changeBetween(old, *accountAt(after, place));
+  if (place.isChild()) {
+    if (!change) {
+      change.emplace();
+      change->account = accountLabel(old, 0);
+    }
+    change->movedTo = accountLabel(after[place.top], place.top);
+  }
+  if (change) differences.accounts.push_back(std::move(*change));
+}
+
+// A new account, without the children that were there before.
+void addNewcomer(Differences& differences, const AccountLineage& lineage, const Array& after,
+                 AccountPlace place) {
+  Dictionary account = *accountAt(after, place);
+  if (const Array* children = childrenAt(after, place.top)) {
+    Array fresh;
+    for (std::size_t i = 0; i < children->size(); ++i) {
+      if (lineage.isNewcomer({place.top, i})) fresh.append((*children)[i]);
+    }
+    account.set(kAccountChildAccounts, fresh);
+  }
+  for (AccountChange& change : differencesBetween(Array{}, Array{account}).accounts) {
+    differences.accounts.push_back(std::move(change));
+  }
+}
+
+}  // namespace
+
+Differences StepRecord::differences() const {
+  Differences differences;
+  const AccountLineage lineage(before, after);
+  for (std::size_t top = 0; top < before.size(); ++top) {
+    const Dictionary* account = before[top].dictionary();
+    if (account == nullptr) continue;
+    const auto successor = lineage.successorOf({top, AccountPlace::kNoChild});
+    if (successor) {
+      const Dictionary& there = *accountAt(after, *successor);
+      if (successor->isChild() || !there.identicalTo(*account)) {
+        addSuccessor(differences, *account, after, *successor);
+      }
+    } else {
+      for (AccountChange& gone : differencesBetween(Array{*account}, Array{}).accounts) {
+        differences.accounts.push_back(std::move(gone));
+      }
+    }
+  }
+  for (const AccountPlace place : lineage.newcomers()) {
+    addNewcomer(differences, lineage, after, place);
+  }
+  return differences;
+}
+
+void ChangeObserver::willRunStep(std::string_view step, const Array& accounts) {
+  if (progress_) progress_(step);
+  steps_.push_back({std::string(step), accounts, {}, true});
+}
+
+void ChangeObserver::didRunStep(std::string_view, const Array& accounts, bool result) {
+  steps_.back().after = accounts;
+  steps_.back().result = result;
+}
+
+}  // namespace accountsettings

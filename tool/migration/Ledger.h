@@ -1,0 +1,64 @@
+// Ledger tells of a migration what became of every account and key of every input file:
+// kept, moved, changed by a step, or dropped by a rule. Nothing may get lost without a rule
+// that explains it. What was kept is only counted.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plist/PropertyList.h"
+#include "tool/migration/ChangeObserver.h"
+
+namespace accountsettings {
+
+struct LedgerEntry {
+  enum class Fate { Moved, Changed, Dropped };
+
+  Fate fate = Fate::Changed;
+  std::string file;     // the device path of the input file
+  std::string account;  // identifier, else "#" and the place from 1; empty for a key of the root
+  std::string label;    // the account's type and name, for people
+  std::string key;      // empty for the account as a whole
+  std::string to;       // where it went: "KEY" of the same account, or "account ID"
+  std::string step;     // selector of the step, or "load" or "save"
+  std::string rule;     // why it was dropped; empty where nothing explains it
+};
+
+struct LedgerCounts {
+  std::size_t kept = 0;
+  std::size_t moved = 0;
+  std::size_t changed = 0;
+  std::size_t dropped = 0;
+};
+
+struct Ledger {
+  LedgerCounts accounts;
+  LedgerCounts keys;  // of the accounts and of the files' roots
+  std::vector<LedgerEntry> entries;
+
+  // The entries that no rule explains.
+  [[nodiscard]] std::vector<LedgerEntry> unexplained() const;
+};
+
+// One legacy file that was there before.
+struct LedgerLegacyFile {
+  std::string path;
+  std::string step;                   // the selector of its conversion
+  std::vector<std::string> listKeys;  // top-level keys of its lists, in the order of conversion
+  std::string identifierKey;          // of a description
+  Dictionary content;
+  bool stillThere = false;  // after the migration
+};
+
+struct LedgerInput {
+  std::string settingsPath;
+  std::optional<Dictionary> settings;  // before; none where missing or unreadable
+  std::vector<LedgerLegacyFile> legacyFiles;
+  std::optional<Dictionary> result;  // the settings afterwards
+};
+
+[[nodiscard]] Ledger makeLedger(const LedgerInput& input, const std::vector<StepRecord>& steps);
+
+}  // namespace accountsettings

@@ -1,0 +1,296 @@
+// Tests of the ledger and of how accounts are found again from step to step. Account types are
+// judged by a process context over the fake device.
+#include "tool/migration/Ledger.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/ProcessContext.h"
+#include "testing/FakePlatform.h"
+#include "tool/accounts/AccountLineage.h"
+
+namespace accountsettings {
+namespace {
+
+constexpr std::size_t kTop = AccountPlace::kNoChild;
+
+Dictionary account(std::string_view identifier, std::string_view type = "Mail",
+                   std::string_view accountClass = "IMAPAccount") {
+  return {{"Identifier", identifier}, {"Type", type}, {"Class", accountClass}};
+}
+
+Dictionary with(Dictionary dictionary, std::string_view key, PropertyList value) {
+  dictionary.set(key, std::move(value));
+  return dictionary;
+}
+
+Dictionary settings(const Array& accounts, std::int64_t version = 12) {
+  return {{"Accounts", accounts}, {"Version", version}};
+}
+
+StepRecord step(std::string name, const Array& before, const Array& after, bool result = true) {
+  return {std::move(name), before, after, result};
+}
+
+class LedgerTest : public ::testing::Test {
+ protected:
+  // The ledger of a migration of settings with no legacy files.
+  Ledger ledgerOf(const Dictionary& before, const Dictionary& after,
+                  const std::vector<StepRecord>& steps = {}) {
+    LedgerInput input;
+    input.settingsPath = "/settings";
+    input.settings = before;
+    input.result = after;
+    return makeLedger(input, steps);
+  }
+
+  testing::FakePlatform platform_;
+  ProcessContext context_{platform_.platform()};
+  ProcessContext::Override current_{context_};
+};
+
+TEST_F(LedgerTest, CountsWhatIsKeptWithoutAnEntry) {
+  const Dictionary same = settings({account("A"), account("B")});
+  const Ledger ledger = ledgerOf(same, same);
+  EXPECT_TRUE(ledger.entries.empty());
+  EXPECT_EQ(ledger.accounts.kept, 2U);
+  EXPECT_EQ(ledger.keys.kept, 8U);  // three of each account and two of the root
+}
+
+TEST_F(LedgerTest, ForeignRootKeysAreDroppedByTheSave) {
+  const Dictionary before = with(settings({}), "Extra", 1);
+  const Ledger ledger = ledgerOf(before, settings({}));
+  ASSERT_EQ(ledger.entries.size(), 1U);
+  EXPECT_EQ(ledger.entries[0].fate, LedgerEntry::Fate::Dropped);
+  EXPECT_EQ(ledger.entries[0].key, "Extra");
+  EXPECT_EQ(ledger.entries[0].step, "save");
+  EXPECT_EQ(ledger.entries[0].rule, "a save writes \"Accounts\" and \"Version\" alone");
+}
+
+TEST_F(LedgerTest, TellsWhichStepChangedAKeyLast) {
+  const Array a{account("A")};
+  const Array b{with(account("A"), "Type", "Gmail")};
+  const Array c{with(account("A"), "Type", "Yahoo")};
+  const Ledger ledger = ledgerOf(settings(a), settings(c), {step("one", a, b), step("two", b, c)});
+  ASSERT_EQ(ledger.entries.size(), 1U);
+  EXPECT_EQ(ledger.entries[0].fate, LedgerEntry::Fate::Changed);
+  EXPECT_EQ(ledger.entries[0].key, "Type");
+  EXPECT_EQ(ledger.entries[0].step, "two");
+}
+
+TEST_F(LedgerTest, AKeyThatIsChangedAndChangedBackIsKept) {
+  const Array a{account("A")};
+  const Array b{with(account("A"), "Type", "Gmail")};
+  const Ledger ledger = ledgerOf(settings(a), settings(a), {step("one", a, b), step("two", b, a)});
+  EXPECT_TRUE(ledger.entries.empty());
+}
+
+TEST_F(LedgerTest, AValueThatWentToAnotherKeyHasMoved) {
+  const Array before{with(account("A"), "uniqueId", "U")};
+  const Array after{with(account("U"), "Sync Identifier", "A")};
+  const Ledger ledger = ledgerOf(settings(before), settings(after),
+                                 {step("_migrateAccountsFrom7A150:", before, after)});
+  ASSERT_EQ(ledger.entries.size(), 2U);
+  EXPECT_EQ(ledger.entries[0].fate, LedgerEntry::Fate::Changed);
+  EXPECT_EQ(ledger.entries[0].key, "Identifier");
+  EXPECT_EQ(ledger.entries[1].fate, LedgerEntry::Fate::Moved);
+  EXPECT_EQ(ledger.entries[1].key, "uniqueId");
+  EXPECT_EQ(ledger.entries[1].to, "Identifier");
+}
+
+TEST_F(LedgerTest, AnAccountThatBecameAChildHasMovedWithItsKeysToTheParent) {
+  const Array before{
+      with(account("A", "Quorra", "QuorraAccount"), "Enabled Dataclasses", Array{"x"})};
+  const Dictionary parent = with(
+      with(account("Z", "ZelqoAccount", "QuorraAccount"), "Enabled Dataclasses", Array{"x", "y"}),
+      "ChildAccounts", Array{account("A", "Quorra", "QuorraAccount")});
+  const Array after{parent};
+  const Ledger ledger = ledgerOf(settings(before), settings(after),
+                                 {step("_migrateAccountsFrom8B117:", before, after)});
+  ASSERT_EQ(ledger.entries.size(), 2U);
+  EXPECT_EQ(ledger.entries[0].fate, LedgerEntry::Fate::Moved);
+  EXPECT_EQ(ledger.entries[0].key, "");
+  EXPECT_EQ(ledger.entries[0].to, "account Z");
+  EXPECT_EQ(ledger.entries[1].key, "Enabled Dataclasses");
+  EXPECT_EQ(ledger.entries[1].to, "account Z");
+  EXPECT_EQ(ledger.accounts.moved, 1U);
+}
+
+TEST_F(LedgerTest, TellsTheRuleByWhichAnAccountWasDropped) {
+  const Dictionary calendar = account("C", "CalDAV", "MobileCalDAVAccount");
+  const Array before{account("A"), calendar};
+  const Array after{account("A")};
+  const Ledger ledger = ledgerOf(settings(before), settings(after),
+                                 {step("_migrateAccountsFrom7A242:", before, after)});
+  ASSERT_EQ(ledger.entries.size(), 1U);
+  EXPECT_EQ(ledger.entries[0].account, "C");
+  EXPECT_EQ(ledger.entries[0].rule, "the mail account of the same person serves its calendars now");
+  EXPECT_TRUE(ledger.unexplained().empty());
+}
+
+TEST_F(LedgerTest, ALossThatNoRuleExplainsIsNamed) {
+  const Array before{account("A"), with(account("B"), "X", 1)};
+  const Array lostAccount{with(account("B"), "X", 1)};
+  const Array lostKey{account("A"), account("B")};
+  const auto unexplained = [&](const Array& after) {
+    return ledgerOf(settings(before), settings(after),
+                    {step("_migrateAccountsFrom8F191:", before, after)})
+        .unexplained();
+  };
+  ASSERT_EQ(unexplained(lostAccount).size(), 1U);
+  EXPECT_EQ(unexplained(lostAccount)[0].account, "A");
+  ASSERT_EQ(unexplained(lostKey).size(), 1U);
+  EXPECT_EQ(unexplained(lostKey)[0].account, "B");
+  EXPECT_EQ(unexplained(lostKey)[0].key, "X");
+}
+
+TEST_F(LedgerTest, AccountsThatCannotBeLoadedAreDroppedWithTheReason) {
+  const Dictionary before = settings({account("A", "Nonsense"), Dictionary{{"Type", "Mail"}}, 5,
+                                      account("D", "Mail", "StrangeAccount")});
+  const Ledger ledger = ledgerOf(before, settings({}));
+  ASSERT_EQ(ledger.entries.size(), 4U);
+  EXPECT_EQ(ledger.entries[0].rule, "it is no dictionary");
+  EXPECT_EQ(ledger.entries[1].rule, "its type \"Nonsense\" is unknown");
+  EXPECT_EQ(ledger.entries[2].rule, "it has no class");
+  EXPECT_EQ(ledger.entries[3].rule,
+            "its mail class is unknown and its \"AccountPath\" does not tell it");
+}
+
+TEST_F(LedgerTest, RepeatedIdentifiersAreExplained) {
+  const Dictionary first = with(account("A"), "X", 1);
+  const Dictionary second = account("A");
+  const Ledger ledger = ledgerOf(settings({first, second}), settings({second, second}));
+  ASSERT_EQ(ledger.entries.size(), 1U);
+  EXPECT_EQ(ledger.entries[0].key, "X");
+  EXPECT_EQ(ledger.entries[0].rule,
+            "a later account with the same identifier is written in its place");
+}
+
+class LegacyLedger : public LedgerTest {
+ protected:
+  static constexpr const char* kStep = "_migrateMailAccounts:";
+
+  Ledger ledgerOfLegacy(const Dictionary& content, const Array& after, bool result = true,
+                        bool stillThere = false) {
+    LedgerInput input;
+    input.settingsPath = "/settings";
+    input.result = settings(after);
+    input.legacyFiles.push_back(
+        {"/legacy", kStep, {"DeliveryAccounts", "MailAccounts"}, "uniqueId", content, stillThere});
+    return makeLedger(input, {step(kStep, {}, after, result)});
+  }
+
+  const Dictionary description_{{"uniqueId", "U"}, {"AccountType", "IMAPAccount"}, {"X", 1}};
+};
+
+TEST_F(LegacyLedger, DescriptionsAreFoundAgainByTheirIdentifiers) {
+  const Array after{with(account("V"), "X", 2), with(account("U"), "X", 1)};
+  const Ledger ledger = ledgerOfLegacy({{"MailAccounts", Array{description_}}}, after);
+  EXPECT_EQ(ledger.accounts.changed, 1U);
+  ASSERT_EQ(ledger.entries.size(), 2U);
+  EXPECT_EQ(ledger.entries[0].to, "Identifier");
+  EXPECT_EQ(ledger.entries[1].to, "Class");
+}
+
+TEST_F(LegacyLedger, DescriptionsWithoutIdentifiersAreFoundAgainInTheirOrder) {
+  const Dictionary nameless{{"X", 1}};
+  const Dictionary other{{"X", 2}};
+  const Array after{with(account("N1"), "X", 1), with(account("N2"), "X", 2)};
+  const Ledger ledger = ledgerOfLegacy(
+      {{"MailAccounts", Array{other}}, {"DeliveryAccounts", Array{nameless}}}, after);
+  EXPECT_TRUE(ledger.entries.empty());
+  EXPECT_EQ(ledger.accounts.kept, 2U);
+}
+
+TEST_F(LegacyLedger, AFileThatDoesNotConvertDropsAllItsDescriptions) {
+  const Ledger ledger =
+      ledgerOfLegacy({{"MailAccounts", Array{description_, Dictionary{}}}}, {}, false);
+  EXPECT_EQ(ledger.accounts.dropped, 2U);
+  EXPECT_EQ(ledger.entries[0].rule,
+            "a description of its file cannot be converted, and then none is");
+}
+
+TEST_F(LegacyLedger, AFileThatStaysKeepsEverything) {
+  const Ledger ledger =
+      ledgerOfLegacy({{"MailAccounts", Array{description_}}, {"Other", 1}}, {}, true, true);
+  EXPECT_TRUE(ledger.entries.empty());
+  EXPECT_EQ(ledger.accounts.kept, 1U);
+}
+
+TEST_F(LegacyLedger, OtherKeysOfTheFileAreDropped) {
+  const Ledger ledger = ledgerOfLegacy({{"Other", 1}}, {});
+  ASSERT_EQ(ledger.entries.size(), 1U);
+  EXPECT_EQ(ledger.entries[0].rule,
+            "only the account descriptions of a legacy file are taken over");
+}
+
+TEST_F(LegacyLedger, AValueThatTheSettingsHadAlreadyExplainsTheDrop) {
+  LedgerInput input;
+  input.settingsPath = "/settings";
+  input.settings = settings({account("U")});
+  input.result = settings({account("U")});
+  input.legacyFiles.push_back({"/legacy",
+                               kStep,
+                               {"MailAccounts"},
+                               "uniqueId",
+                               {{"MailAccounts", Array{description_}}},
+                               false});
+  const Array before{account("U")};
+  const Array converted{with(account("U"), "X", 1)};
+  const Ledger ledger = makeLedger(input, {step(kStep, before, converted)});
+  ASSERT_EQ(ledger.entries.size(), 3U);
+  EXPECT_EQ(ledger.entries[2].key, "X");
+  EXPECT_EQ(ledger.entries[2].rule,
+            "the settings held this account already, and their values stay");
+}
+
+TEST(AccountLineage, FindsAccountsByPlaceIdentifierAndOldIdentifier) {
+  const Array before{account("A"), with(account("B"), "uniqueId", "U"), account("C")};
+  const Array after{account("C"), account("A"), account("U")};
+  const AccountLineage lineage(before, after);
+  EXPECT_EQ(lineage.successorOf({0, kTop}), (AccountPlace{1, kTop}));
+  EXPECT_EQ(lineage.successorOf({1, kTop}), (AccountPlace{2, kTop}));
+  EXPECT_EQ(lineage.successorOf({2, kTop}), (AccountPlace{0, kTop}));
+  EXPECT_TRUE(lineage.newcomers().empty());
+}
+
+TEST(AccountLineage, FindsAnAccountWithAFreshIdentifierWhereItStood) {
+  const Array before{account("")};
+  const Array after{account("Fresh")};
+  EXPECT_EQ(AccountLineage(before, after).successorOf({0, kTop}), (AccountPlace{0, kTop}));
+}
+
+TEST(AccountLineage, TellsNewcomersAndThoseThatAreGone) {
+  const Array before{account("A"), account("B", "LDAP")};
+  const Array after{account("A"), account("N", "Gmail")};
+  const AccountLineage lineage(before, after);
+  EXPECT_EQ(lineage.successorOf({1, kTop}), std::nullopt);
+  EXPECT_EQ(lineage.newcomers(), (std::vector<AccountPlace>{{1, kTop}}));
+}
+
+TEST(StepRecord, TellsAMovedAccountAsTheSameOne) {
+  const Array before{with(account("A"), "X", 1)};
+  const Array after{with(account("Z", "ZelqoAccount"), "ChildAccounts", Array{account("A")})};
+  const Differences differences = step("s", before, after).differences();
+  ASSERT_EQ(differences.accounts.size(), 2U);
+  EXPECT_EQ(differences.accounts[0].account, "A");
+  EXPECT_EQ(differences.accounts[0].movedTo, "Z");
+  ASSERT_EQ(differences.accounts[0].keys.size(), 1U);
+  EXPECT_EQ(differences.accounts[0].keys[0].key, "X");
+  EXPECT_EQ(differences.accounts[1].account, "Z");
+  EXPECT_EQ(differences.accounts[1].kind, AccountChange::Kind::Added);
+  EXPECT_TRUE(differences.accounts[1].children.empty());
+}
+
+TEST(StepRecord, TellsAChangedIdentifierAsAChange) {
+  const Array before{with(account("A"), "uniqueId", "U")};
+  const Array after{account("U")};
+  const Differences differences = step("s", before, after).differences();
+  ASSERT_EQ(differences.accounts.size(), 1U);
+  EXPECT_EQ(differences.accounts[0].kind, AccountChange::Kind::Changed);
+  ASSERT_EQ(differences.accounts[0].keys.size(), 2U);
+  EXPECT_EQ(differences.accounts[0].keys[0].key, "Identifier");
+  EXPECT_EQ(differences.accounts[0].keys[1].key, "uniqueId");
+}
+
+}  // namespace
+}  // namespace accountsettings

@@ -1,0 +1,241 @@
+#include "tool/migration/MigrationHost.h"
+
+#include <algorithm>
+
+#include "host/LinuxFiles.h"
+#include "platform/AssertionFailure.h"
+#include "platform/ReadDictionary.h"
+#include "store/AccountsManager.h"
+#include "tool/accounts/AccountTree.h"
+#include "tool/device/PlatformWith.h"
+#include "tool/device/WatchedFiles.h"
+#include "tool/frame/Errors.h"
+#include "tool/frame/Terminal.h"
+
+namespace accountsettings {
+
+namespace {
+
+// The dictionary in a file that was read; none where it is missing, unreadable or no dictionary.
+std::optional<Dictionary> dictionaryIn(const InspectedFile& file) {
+  if (!file.content || !*file.content || (*file.content)->dictionary() == nullptr) {
+    return std::nullopt;
+  }
+  return *(*file.content)->dictionary();
+}
+
+std::size_t accountsIn(const std::optional<Dictionary>& settings) {
+  if (!settings) return 0;
+  const AccountTree tree = accountTreeOf(*settings);
+  return tree.accounts.size() + tree.childCount();
+}
+
+// Hands out what a rehearsal drew, and asks the source when that is used up.
+class ReplayingIdentifiers : public Identifiers {
+ public:
+  ReplayingIdentifiers(Identifiers& source, const RehearsedChance& chance)
+      : source_(source), recorded_(chance.identifiers) {}
+  std::optional<std::string> makeUUID() override {
+    return next_ < recorded_.size() ? recorded_[next_++] : source_.makeUUID();
+  }
+
+ private:
+  Identifiers& source_;
+  const std::vector<std::optional<std::string>>& recorded_;
+  std::size_t next_ = 0;
+};
+
+class ReplayingClock : public Clock {
+ public:
+  ReplayingClock(Clock& source, const RehearsedChance& chance)
+      : source_(source), recorded_(chance.times) {}
+  std::chrono::duration<double> monotonic() override { return source_.monotonic(); }
+  CalendarTime localTime() override {
+    return next_ < recorded_.size() ? recorded_[next_++] : source_.localTime();
+  }
+
+ private:
+  Clock& source_;
+  const std::vector<CalendarTime>& recorded_;
+  std::size_t next_ = 0;
+};
+
+// BackingUpObserver keeps the backup when the lock is held, and holds back Ctrl-C from then on.
+class BackingUpObserver : public ChangeObserver {
+ public:
+  BackingUpObserver(Device& device, const std::vector<PlanInput>& inputs,
+                    const MigrationHost::RunOptions& options, Progress progress)
+      : ChangeObserver(std::move(progress)), device_(device), inputs_(inputs), options_(options) {}
+
+  bool migrationMayBegin() override {
+    asked_ = true;
+    if (const auto changed = changedSince(inputs_, device_)) {
+      refusal_ = device_.shown(*changed) + ": it changed while the migration was prepared";
+      return false;
+    }
+    if (options_.backup) {
+      Result<BackupManifest> manifest = makeBackup(device_);
+      if (!manifest) {
+        refusal_ = "the backup cannot be kept: " + manifest.error().message;
+        return false;
+      }
+      manifest_ = std::move(manifest).value();
+    }
+    interrupts_.emplace();
+    return true;
+  }
+
+  // Throws Prevented where the migration did not begin.
+  void checkThatItBegan() const {
+    if (!asked_) {
+      throw Prevented(device_.shown(std::string(kAccountMigrationLockFilename)),
+                      "the migration lock cannot be taken", "see the system log (--log -)");
+    }
+    if (!refusal_.empty()) throw Prevented("", refusal_, "nothing was migrated; try again");
+  }
+
+  [[nodiscard]] const std::optional<BackupManifest>& manifest() const { return manifest_; }
+  [[nodiscard]] std::string backupName() const { return manifest_ ? manifest_->name : ""; }
+
+ private:
+  Device& device_;
+  const std::vector<PlanInput>& inputs_;
+  const MigrationHost::RunOptions& options_;
+  bool asked_ = false;
+  std::string refusal_;
+  std::optional<BackupManifest> manifest_;
+  std::optional<terminal::InterruptsHeld> interrupts_;
+};
+
+std::string adviceWith(const std::string& backup) {
+  return backup.empty()
+             ? "there is no backup of it"
+             : "put back the backup " + backup + " with: accountsettings restore " + backup;
+}
+
+}  // namespace
+
+MigrationHost::MigrationHost(Device& device, SystemLog& rehearsalLog,
+                             ChangeObserver::Progress progress)
+    : device_(device),
+      inputs_(planInputs(device)),
+      files_(filesOfRoot()),
+      progress_(std::move(progress)),
+      rehearsal_(device.host().platform(), rehearsalLog, progress_) {}
+
+Ledger MigrationHost::ledger() {
+  LedgerInput input;
+  input.settingsPath = files_.settings.name;
+  input.settings = dictionaryIn(files_.settings);
+  const auto addLegacy = [&](const InspectedFile& file, std::string step,
+                             std::vector<std::string> lists, std::string identifierKey) {
+    if (const auto content = dictionaryIn(file)) {
+      input.legacyFiles.push_back({file.name, std::move(step), std::move(lists),
+                                   std::move(identifierKey), *content,
+                                   rehearsal_.files().exists(file.name)});
+    }
+  };
+  addLegacy(files_.legacyExchange, "_migrateDAAccounts:", {"DAAccountsKey"},
+            "DAAccountConfigurationAccountID");
+  addLegacy(files_.legacyMail, "_migrateMailAccounts:", {"DeliveryAccounts", "MailAccounts"},
+            "uniqueId");
+  input.result = readDictionary(rehearsal_.files(), files_.settings.name);
+  return makeLedger(input, rehearsal_.steps());
+}
+
+std::vector<std::string> MigrationHost::written() {
+  std::vector<std::string> paths;
+  for (const auto& [path, bytes] : rehearsal_.files().changes()) {
+    if (!bytes) continue;
+    const Result<Bytes> now = device_.files().read(path);
+    if (!now || *now != *bytes) paths.push_back(path);
+  }
+  return paths;
+}
+
+std::vector<std::string> MigrationHost::removed() {
+  std::vector<std::string> paths;
+  for (const auto& [path, bytes] : rehearsal_.files().changes()) {
+    if (!bytes && device_.files().exists(path)) paths.push_back(path);
+  }
+  return paths;
+}
+
+std::optional<std::int64_t> MigrationHost::versionBefore() const {
+  const std::optional<Dictionary> settings = dictionaryIn(files_.settings);
+  if (!settings) return std::nullopt;
+  return versionOf(*settings);
+}
+
+std::size_t MigrationHost::accountsBefore() const {
+  std::size_t count = accountsIn(dictionaryIn(files_.settings));
+  if (const auto mail = dictionaryIn(files_.legacyMail)) {
+    count += legacyMailTreeOf(*mail).accounts.size();
+  }
+  if (const auto exchange = dictionaryIn(files_.legacyExchange)) {
+    count += legacyExchangeTreeOf(*exchange).accounts.size();
+  }
+  return count;
+}
+
+std::size_t MigrationHost::accountsAfter() {
+  return accountsIn(readDictionary(rehearsal_.files(), files_.settings.name));
+}
+
+MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
+  BackingUpObserver observer(device_, inputs_, options, progress_);
+  const Platform real = device_.host().platform();
+  WatchedFiles files(real.files);
+  ReplayingIdentifiers identifiers(real.identifiers, rehearsal_.chance());
+  ReplayingClock clock(real.clock, rehearsal_.chance());
+  ProcessContext context(
+      platformWith(real, {.files = &files, .clock = &clock, .identifiers = &identifiers}));
+  Outcome outcome;
+  try {
+    outcome.result = runMigration(context, observer);
+  } catch (const AssertionFailure& failure) {
+    if (!changedSince(inputs_, device_)) throw;
+    throw CommandFailure(ExitStatus::Broken, device_.shown(files_.settings.name),
+                         "the migration stopped half-way: " + failure.message(),
+                         adviceWith(observer.backupName()));
+  }
+  observer.checkThatItBegan();
+  outcome.steps = observer.steps();
+  outcome.backup = observer.backupName();
+  outcome.fault = faultOnDisk();
+  if (const auto failure = files.takeFailure(); outcome.fault && failure) {
+    *outcome.fault += " (" + failure->message + ")";
+  }
+  if (!observer.manifest()) return outcome;
+  const auto warn = [&](const Status& status, const char* what) {
+    if (!status) outcome.warnings.push_back(std::string(what) + ": " + status.error().message);
+  };
+  warn(recordOutcome(device_, *observer.manifest(), outcomeForManifest(outcome)),
+       "the backup's manifest does not tell what was done");
+  warn(removeOldBackups(device_, options.keep), "old backups stay");
+  return outcome;
+}
+
+std::optional<std::string> MigrationHost::faultOnDisk() {
+  for (const auto& [path, bytes] : rehearsal_.files().changes()) {
+    if (!bytes) {
+      if (device_.files().exists(path)) return device_.shown(path) + ": it should have gone";
+      continue;
+    }
+    const Result<Bytes> now = device_.files().read(path);
+    if (!now) return now.error().message;
+    if (*now != *bytes) return device_.shown(path) + ": it does not hold what was meant";
+  }
+  return std::nullopt;
+}
+
+Dictionary MigrationHost::outcomeForManifest(const Outcome& outcome) const {
+  Array steps;
+  for (const StepRecord& step : outcome.steps) steps.append(step.step);
+  Dictionary result{
+      {"Result", outcome.result}, {"As Meant", !outcome.fault.has_value()}, {"Steps", steps}};
+  if (const auto version = versionBefore()) result.set("From Version", *version);
+  return result;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,69 @@
+#include "tool/migration/MigrationRecords.h"
+
+#include "host/LinuxFiles.h"
+#include "platform/ProcessContext.h"
+#include "platform/ReadDictionary.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+
+namespace {
+
+bool holdsSomething(const Dictionary& record, std::string_view key) {
+  const PropertyList* value = record.find(key);
+  return value != nullptr && value->dictionary() != nullptr && !value->dictionary()->empty();
+}
+
+MigrationRecord recordFrom(Files& files, const std::string& name) {
+  MigrationRecord record;
+  record.name = name;
+  const auto content =
+      readDictionary(files, appendPathComponent(migrationRecordsDirectory(), name));
+  if (!content) return record;
+  record.readable = true;
+  record.legacyMail = holdsSomething(*content, "OldMailAccounts");
+  record.legacyExchange = holdsSomething(*content, "OldExchangeAccount");
+  if (holdsSomething(*content, "OldAccountSettings")) {
+    record.fromVersion = versionOf(*content->find("OldAccountSettings")->dictionary());
+  }
+  return record;
+}
+
+}  // namespace
+
+std::string migrationRecordsDirectory() {
+  return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
+                             "Library/Logs/CrashReporter/AccountMigration");
+}
+
+std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files) {
+  std::vector<MigrationRecord> records;
+  const Result<std::vector<std::string>> names = files.list(migrationRecordsDirectory());
+  if (!names) return records;
+  for (const std::string& name : *names) {
+    if (name.starts_with("AccountMigrationInformation-")) {
+      records.push_back(recordFrom(files, name));
+    }
+  }
+  return records;
+}
+
+std::string recordLine(const MigrationRecord& record) {
+  if (!record.readable) return "cannot be read";
+  std::string text =
+      record.fromVersion ? "from version " + std::to_string(*record.fromVersion) : "no settings";
+  if (record.legacyExchange) text += ", legacy Exchange file";
+  if (record.legacyMail) text += ", legacy mail file";
+  return text;
+}
+
+Dictionary recordForScripts(const MigrationRecord& record) {
+  Dictionary entry{{"name", record.name}, {"readable", record.readable}};
+  if (!record.readable) return entry;
+  if (record.fromVersion) entry.set("fromVersion", *record.fromVersion);
+  entry.set("legacyMail", record.legacyMail);
+  entry.set("legacyExchange", record.legacyExchange);
+  return entry;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,33 @@
+// PlanInputs are the files that a migration's course depends on, known by their digests, so
+// that a plan which the device has moved away from can be told from one that still holds.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tool/device/Device.h"
+
+namespace accountsettings {
+
+// What a saved plan calls itself.
+inline constexpr std::string_view kPlanFormat = "accountsettings.plan";
+inline constexpr std::int64_t kPlanFormatVersion = 1;
+
+struct PlanInput {
+  std::string path;                   // device path
+  std::optional<std::string> sha256;  // none: there is no such file
+  friend bool operator==(const PlanInput&, const PlanInput&) = default;
+};
+
+// The inputs as they are now.
+[[nodiscard]] std::vector<PlanInput> planInputs(Device& device);
+// The inputs in a saved plan. Throws Prevented where the file is no saved plan.
+[[nodiscard]] std::vector<PlanInput> readPlanInputs(const std::string& file);
+// The device path of the first input that is no longer what the plan was made of, or none.
+[[nodiscard]] std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs,
+                                                      Device& device);
+
+}  // namespace accountsettings
