@@ -1,9 +1,10 @@
 // Json is the JSON form of property lists, in which the program speaks to scripts.
 // Strings, numbers, booleans, arrays and dictionaries stand for themselves. What JSON
 // lacks is a dictionary of one key: {"$date": "2012-06-01T08:30:00Z"} (or the seconds since
-// 2001 where a fraction or a far year would be lost), {"$data": "base64"}, {"$uid": 7} and
-// {"$real": "nan"} (or "inf", "-inf"). A real dictionary whose only key begins with "$" is
-// written with one "$" more.
+// 2001 where a fraction or a far year would be lost), {"$data": "base64"}, {"$uid": 7},
+// {"$real": "nan"} (or "inf", "-inf"), {"$text": "base64"} for a text that is not Unicode, as one
+// with a lone surrogate, and {"$entries": [[key, value], ...]} for a dictionary with such a key.
+// A real dictionary whose only key begins with "$" is written with one "$" more.
 #pragma once
 
 #include <string>
@@ -14,9 +15,8 @@
 
 namespace accountsettings {
 
-// Indented by two spaces, keys in the dictionaries' order, no line break at the end. Lone
-// surrogates are escaped. Fails for a value that would take more than a gigabyte, as one that
-// shares its parts many times over can.
+// Indented by two spaces, keys in the dictionaries' order, no line break at the end. Fails for a
+// value that would take more than a gigabyte, as one that shares its parts many times over can.
 [[nodiscard]] Result<std::string> toJson(const PropertyList& value);
 
 // The error says at which byte the text is malformed, or what has no place in a property list

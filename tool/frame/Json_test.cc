@@ -63,16 +63,25 @@ TEST(Json, RealsStayRealsAlsoWithoutAFraction) {
 }
 
 TEST(Json, DatesThatATextCannotHoldAreSeconds) {
-  EXPECT_EQ(json(PropertyList::date(0)), "{\"$date\": \"2001-01-01T00:00:00Z\"}");
-  EXPECT_EQ(json(PropertyList::date(0.5)), "{\"$date\": 0.5}");
+  EXPECT_EQ(json(PropertyList::date(0)), "{\n  \"$date\": \"2001-01-01T00:00:00Z\"\n}");
+  EXPECT_EQ(json(PropertyList::date(0.5)), "{\n  \"$date\": 0.5\n}");
 }
 
-TEST(Json, LoneSurrogatesAreEscaped) {
-  EXPECT_EQ(json("a\xED\xA0\x80z"), "\"a\\ud800z\"");
+TEST(Json, TextsThatAreNotUnicodeComeBackAsTheyWere) {
+  const std::string lone = "a\xED\xA0\x80z";
+  EXPECT_EQ(json(lone), "{\n  \"$text\": \"Ye2ggHo=\"\n}");
+  const Dictionary value{{"plain", lone}, {lone, Array{lone, 1}}, {"", Dictionary{{lone, "x"}}}};
+  EXPECT_EQ(again(value), PropertyList(value));
+}
+
+TEST(Json, TextsThatNoPropertyListHoldsAreWrittenButNotRead) {
+  EXPECT_EQ(json("\xFFz"), "{\n  \"$text\": \"/3o=\"\n}");
+  EXPECT_EQ(fromJson(json("\xFFz")).error().message,
+            "{\"$text\": ...} stands for no value of a property list");
 }
 
 TEST(Json, RefusesWhatGrowsBeyondAGigabyte) {
-  PropertyList value("twenty letters long!");
+  PropertyList value(std::string(10000, 'x'));
   for (int i = 0; i < 40; ++i) value = Array{value, value};
   EXPECT_EQ(toJson(value).error().message, "the value takes more than a gigabyte as JSON");
 }
@@ -86,6 +95,11 @@ TEST(Json, RefusesWhatNoPropertyListHolds) {
   EXPECT_EQ(fromJson("[null]").error().message, "null has no place in a property list");
   EXPECT_EQ(fromJson("{\"$date\": \"yesterday\"}").error().message,
             "{\"$date\": ...} stands for no value of a property list");
+  for (const char* entries : {"{}", "[1]", "[[\"key\"]]", "[[1, 2]]", "[[\"a\", 1, 2]]"}) {
+    EXPECT_EQ(fromJson("{\"$entries\": " + std::string(entries) + "}").error().message,
+              "{\"$entries\": ...} stands for no value of a property list");
+  }
+  EXPECT_EQ(fromJson("1e999").error().message, "a number in the JSON text is too large");
   EXPECT_EQ(fromJson(std::string(600, '[') + std::string(600, ']')).error().message,
             "the JSON text is nested too deeply");
 }
