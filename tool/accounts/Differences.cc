@@ -89,11 +89,9 @@ class AccountIndex {
  public:
   using Key = std::pair<std::string, std::size_t>;
 
-  explicit AccountIndex(const Array& accounts) {
+  explicit AccountIndex(const std::vector<std::string>& identifiers) {
     std::map<std::string, std::size_t> seen;
-    for (const PropertyList& account : accounts) {
-      const Dictionary* properties = account.dictionary();
-      const std::string identifier = properties ? textOf(*properties, kAccountIdentifier) : "";
+    for (const std::string& identifier : identifiers) {
       keys_.emplace_back(identifier, seen[identifier]++);
       places_.emplace(keys_.back(), keys_.size() - 1);
     }
@@ -109,6 +107,31 @@ class AccountIndex {
   std::vector<Key> keys_;
   std::map<Key, std::size_t> places_;
 };
+
+std::vector<std::string> textsUnder(const Array& accounts, std::string_view key) {
+  std::vector<std::string> texts;
+  for (const PropertyList& account : accounts) {
+    const Dictionary* properties = account.dictionary();
+    texts.push_back(properties ? textOf(*properties, key) : "");
+  }
+  return texts;
+}
+
+// The identifiers under which earlier accounts are to be looked for among later ones. The oldest
+// releases kept under "uniqueId" what became the identifier.
+std::vector<std::string> laterIdentifiers(const Array& before,
+                                          const std::vector<std::string>& after) {
+  std::vector<std::string> identifiers = textsUnder(before, kAccountIdentifier);
+  const std::vector<std::string> unique = textsUnder(before, "uniqueId");
+  const std::set<std::string> taken(identifiers.begin(), identifiers.end());
+  const std::set<std::string> present(after.begin(), after.end());
+  for (std::size_t i = 0; i < identifiers.size(); ++i) {
+    const bool gone = !present.contains(identifiers[i]);
+    const bool renamed = present.contains(unique[i]) && !taken.contains(unique[i]);
+    if (gone && renamed && !unique[i].empty()) identifiers[i] = unique[i];
+  }
+  return identifiers;
+}
 
 const Array& childrenOf(const PropertyList& account) {
   static const Array none;
@@ -181,8 +204,9 @@ std::optional<AccountChange> compareAccounts(const PropertyList& before, const P
 std::vector<AccountChange> compareLists(const Array& before, const Array& after, bool* reordered) {
   std::vector<AccountChange> changes;
   if (before.identicalTo(after)) return changes;
-  const AccountIndex old(before);
-  const AccountIndex now(after);
+  const std::vector<std::string> identifiers = textsUnder(after, kAccountIdentifier);
+  const AccountIndex old(laterIdentifiers(before, identifiers));
+  const AccountIndex now(identifiers);
   std::size_t last = 0;
   for (std::size_t place = 0; place < after.size(); ++place) {
     const auto previous = old.find(now.keys()[place]);

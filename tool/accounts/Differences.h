@@ -1,5 +1,6 @@
 // Differences tells what changed between two lists of accounts: accounts matched by their
-// identifiers, children inside their parents, and then key by key. Lists whose order means
+// identifiers (also those that the oldest releases kept as "uniqueId"), children inside their
+// parents, and then key by key. Lists whose order means
 // nothing are compared as sets.
 #pragma once
 

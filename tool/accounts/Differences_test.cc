@@ -70,6 +70,24 @@ TEST(Differences, AccountsAreMatchedByIdentifierWhereverTheyStand) {
   EXPECT_FALSE(found.reordered);
 }
 
+TEST(Differences, AccountsAreFollowedToTheIdentifierThatTheyKeptAside) {
+  const Array before = {with(account("A"), "uniqueId", "U"), with(account("B"), "uniqueId", "V"),
+                        with(account("C"), "uniqueId", "D"), account("D")};
+  const Array after = {account("U"), account("B"), account("V"), account("D")};
+  const Differences found = differencesBetween(before, after);
+  ASSERT_EQ(found.accounts.size(), 4U);
+  EXPECT_EQ(found.accounts[0].kind, Kind::Changed);
+  EXPECT_EQ(found.accounts[0].account, "U");
+  EXPECT_EQ(keysOf(found.accounts[0].keys), (Keys{"Identifier", "uniqueId"}));
+  // Who still goes by the identifier comes first.
+  EXPECT_EQ(found.accounts[1].account, "B");
+  EXPECT_EQ(keysOf(found.accounts[1].keys), Keys{"uniqueId"});
+  EXPECT_EQ(found.accounts[2].kind, Kind::Added);
+  EXPECT_EQ(found.accounts[2].account, "V");
+  EXPECT_EQ(found.accounts[3].kind, Kind::Removed);
+  EXPECT_EQ(found.accounts[3].account, "C");
+}
+
 TEST(Differences, AnotherOrderIsTold) {
   const Differences found = differencesBetween(Array{account("A"), account("B"), account("C")},
                                                Array{account("C"), account("A"), account("B")});
