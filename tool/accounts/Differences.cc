@@ -13,6 +13,9 @@
 namespace accountsettings {
 namespace {
 
+// Under which the oldest releases kept what became an account's identifier.
+constexpr std::string_view kUniqueId = "uniqueId";
+
 std::string labelOf(const PropertyList& account) {
   const Dictionary* properties = account.dictionary();
   if (!properties) return "";
@@ -118,11 +121,11 @@ std::vector<std::string> textsUnder(const Array& accounts, std::string_view key)
 }
 
 // The identifiers under which earlier accounts are to be looked for among later ones. The oldest
-// releases kept under "uniqueId" what became the identifier.
+// releases kept aside what became the identifier.
 std::vector<std::string> laterIdentifiers(const Array& before,
                                           const std::vector<std::string>& after) {
   std::vector<std::string> identifiers = textsUnder(before, kAccountIdentifier);
-  const std::vector<std::string> unique = textsUnder(before, "uniqueId");
+  const std::vector<std::string> unique = textsUnder(before, kUniqueId);
   const std::set<std::string> taken(identifiers.begin(), identifiers.end());
   const std::set<std::string> present(after.begin(), after.end());
   for (std::size_t i = 0; i < identifiers.size(); ++i) {
@@ -228,6 +231,53 @@ std::vector<AccountChange> compareLists(const Array& before, const Array& after,
   return changes;
 }
 
+// ChildPlace is where a child stands: its parent, and its properties.
+struct ChildPlace {
+  std::string parent;
+  const PropertyList* properties = nullptr;
+};
+
+std::map<std::string, ChildPlace> childrenByIdentifier(const Array& accounts) {
+  std::map<std::string, ChildPlace> children;
+  for (std::size_t place = 0; place < accounts.size(); ++place) {
+    for (const PropertyList& child : childrenOf(accounts[place])) {
+      const Dictionary* properties = child.dictionary();
+      const std::string identifier = properties ? textOf(*properties, kAccountIdentifier) : "";
+      if (identifier.empty()) continue;
+      children.emplace(identifier, ChildPlace{accountLabel(accounts[place], place), &child});
+    }
+  }
+  return children;
+}
+
+// A removed account that stands among the children of another has moved there.
+void tellMoves(std::vector<AccountChange>& changes, const Array& after) {
+  using Kind = AccountChange::Kind;
+  const std::map<std::string, ChildPlace> children = childrenByIdentifier(after);
+  std::set<std::pair<std::string, std::string>> moved;  // parent and child
+  for (AccountChange& change : changes) {
+    if (change.kind != Kind::Removed) continue;
+    auto found = children.find(change.account);
+    if (found == children.end()) found = children.find(textOf(change.before, kUniqueId));
+    if (found == children.end()) continue;
+    const auto& [identifier, there] = *found;
+    auto difference = compareAccounts(change.before, *there.properties, 0);
+    if (!difference) difference = {Kind::Changed, identifier, change.label, change.before, {}, {}};
+    difference->movedTo = there.parent;
+    change = std::move(*difference);
+    moved.emplace(there.parent, identifier);
+  }
+  if (moved.empty()) return;
+  const auto saysNothing = [&](AccountChange& change) {
+    const std::size_t told = std::erase_if(change.children, [&](const AccountChange& child) {
+      return child.kind == Kind::Added && moved.contains({change.account, child.account});
+    });
+    return told != 0 && change.kind == Kind::Changed && change.keys.empty() &&
+           change.children.empty();
+  };
+  std::erase_if(changes, saysNothing);
+}
+
 // The accounts of a settings file; none where "Accounts" is no list.
 const Array& accountsOf(const Dictionary& settings) {
   static const Array none;
@@ -251,6 +301,7 @@ bool isSetValued(std::string_view key) {
 Differences differencesBetween(const Array& before, const Array& after) {
   Differences differences;
   differences.accounts = compareLists(before, after, &differences.reordered);
+  tellMoves(differences.accounts, after);
   return differences;
 }
 

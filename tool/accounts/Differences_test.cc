@@ -88,6 +88,37 @@ TEST(Differences, AccountsAreFollowedToTheIdentifierThatTheyKeptAside) {
   EXPECT_EQ(found.accounts[3].account, "C");
 }
 
+TEST(Differences, AnAccountThatBecameAChildHasMoved) {
+  const Dictionary parent{{"Identifier", "P"}, {"Type", "ZelqoAccount"}};
+  const Array children = {with(account("A"), "Port", 993), account("V"), account("N")};
+  const Array before = {account("A"), with(account("B"), "uniqueId", "V"), parent};
+  const Array after = {with(parent, "ChildAccounts", children)};
+  const Differences found = differencesBetween(before, after);
+  ASSERT_EQ(found.accounts.size(), 3U);
+  EXPECT_EQ(found.accounts[0].account, "P");
+  ASSERT_EQ(found.accounts[0].children.size(), 1U);
+  EXPECT_EQ(found.accounts[0].children[0].account, "N");
+  for (const std::size_t place : {1U, 2U}) {
+    EXPECT_EQ(found.accounts[place].kind, Kind::Changed);
+    EXPECT_EQ(found.accounts[place].movedTo, "P");
+  }
+  EXPECT_EQ(found.accounts[1].account, "A");
+  EXPECT_EQ(keysOf(found.accounts[1].keys), Keys{"Port"});
+  EXPECT_EQ(found.accounts[2].account, "V");
+  EXPECT_EQ(keysOf(found.accounts[2].keys), (Keys{"Identifier", "uniqueId"}));
+}
+
+TEST(Differences, AParentIsNotToldForAChildThatMovedIn) {
+  const Dictionary parent{{"Identifier", "P"}, {"ChildAccounts", Array{account("B")}}};
+  const Array both = {account("B"), account("A")};
+  const Differences found =
+      differencesBetween(Array{parent, account("A")}, Array{with(parent, "ChildAccounts", both)});
+  ASSERT_EQ(found.accounts.size(), 1U);
+  EXPECT_EQ(found.accounts[0].account, "A");
+  EXPECT_EQ(found.accounts[0].movedTo, "P");
+  EXPECT_TRUE(found.accounts[0].keys.empty());
+}
+
 TEST(Differences, AnotherOrderIsTold) {
   const Differences found = differencesBetween(Array{account("A"), account("B"), account("C")},
                                                Array{account("C"), account("A"), account("B")});

@@ -1,10 +1,14 @@
 // Tests of `diff`, run as a process.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
 namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
   account.set(key, std::move(value));
@@ -56,6 +60,20 @@ TEST(Diff, DifferencesAreShownAccountByAccount) {
   const Dictionary document = documentIn(json.out);
   EXPECT_EQ(document.get("same"), PropertyList(false));
   EXPECT_EQ(document.find("accounts")->array()->size(), 3U);
+}
+
+TEST(Diff, AnAccountThatBecameAChildIsNotShownAsLost) {
+  ToolRoot before;
+  ToolRoot after;
+  const Dictionary cloud = {{"Identifier", "P"}, {"Type", "ZelqoAccount"}, {"Class", "ZQAccount"}};
+  before.putSettings(12, {cloud, mailAccount("A")});
+  after.putSettings(12, {with(cloud, "ChildAccounts", Array{mailAccount("A")})});
+  const ToolResult result = runTool({"diff", before.path(), after.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.out, EndsWith("~ Mail \"Mail of A\"  A  now a child of P\n"));
+  const ToolResult json = runTool({"diff", "--json", before.path(), after.path()});
+  EXPECT_EQ(schemaErrors("diff.schema.json", json.out), "");
+  EXPECT_THAT(json.out, HasSubstr("\"movedTo\": \"P\""));
 }
 
 TEST(Diff, SecretsAreHiddenUnlessAskedFor) {
