@@ -5,7 +5,7 @@
 set -euo pipefail
 build=$1 source=$2 compiler=$3
 for program in dpkg-deb cpack pkg-config readelf nm; do
-  command -v "$program" >/dev/null || { echo "skipped: $program is not installed"; exit 77; }
+  command -v "$program" >/dev/null || { echo "NOT RUN: packages (no $program here)"; exit 77; }
 done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
