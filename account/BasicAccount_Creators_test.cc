@@ -205,11 +205,13 @@ TEST_F(CreatorsTest, WithoutTheResourceEveryLookupFailsAndItIsReadOnce) {
   fake.resources.remove("AccountCreators");
   EXPECT_EQ(BasicAccount::_creatorsInfo(), std::nullopt);
   EXPECT_EQ(BasicAccount::_accountCreationMap(), std::nullopt);
+  const std::size_t asked = fake.faults.count("resources.pathOf");
   for (int attempt = 0; attempt < 2; ++attempt) {
     EXPECT_EQ(messageOf([&] { (void)lookUp("SyncAccount"); }),
               "Malformed AccountCreators information. Could not find the information for the type "
               "Mail");
   }
+  EXPECT_EQ(fake.faults.count("resources.pathOf"), asked);
 }
 
 TEST_F(CreatorsTest, TheInformationIsReadOnceAndKept) {

@@ -188,6 +188,7 @@ TEST_F(BasicAccountTest, ANewAccountNeedsAClassAndThenAKnownType) {
 TEST_F(BasicAccountTest, InitIsNotToBeUsedOnSubclassesEither) {
   const auto failure = failureOf([] { BasicAccount::init(); });
   EXPECT_EQ(failure.message(), "Don't use this method");
+  EXPECT_EQ(failure.method(), "-[BasicAccount init]");
   EXPECT_EQ(failure.sourceFile(), "BasicAccount");
   EXPECT_EQ(failureOf([] { DeviceLocalAccount::init(); }).message(), "Don't use this method");
 }

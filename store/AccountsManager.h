@@ -194,9 +194,8 @@ class AccountsManager {
   // Makes what is in memory the state that the next save compares with.
   void moveBaselines();
   void tellFixers(bool saved);
-  // The parts of replaceAccountsWithTypesWithAccounts(), and what edits need of its kind.
+  // The part of replaceAccountsWithTypesWithAccounts() that places a child.
   void moveChildToAccount(const Account& child, const Account& parent);
-  [[nodiscard]] Account childOrTopLevelAccount(std::string_view identifier) const;
 
   std::unique_ptr<Contents> contents_;
 };

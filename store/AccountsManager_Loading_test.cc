@@ -1,6 +1,7 @@
 // Tests of how a store is built from the settings file or from a list.
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/AccountsManager.h"
@@ -214,6 +215,7 @@ TEST_F(AccountsManagerLoading, ChildOfTwoParentsBelongsToTheLater) {
   EXPECT_EQ(store->accountWithIdentifier("c"), store->accountWithIdentifier("P2"));
   store->_removeChildrenForAccountWithIdentifier("P2");
   EXPECT_EQ(store->accountWithIdentifier("c"), nullptr);
+  EXPECT_THAT(identifiersOf(store->allBasicSyncableAccounts()), ElementsAre("P1", "P2"));
 }
 
 TEST_F(AccountsManagerLoading, ForgottenChildStaysWithWhoeverHoldsIt) {
@@ -229,7 +231,7 @@ TEST_F(AccountsManagerLoading, LoadingChildrenAgainForgetsTheFormerOnes) {
   const Account parent = store->accountWithIdentifier("P");
   parent->setAccountPropertyForKey(Array{account("c2")}, "ChildAccounts");
   store->_loadChildrenFromAccount(parent);
-  EXPECT_EQ(store->accountWithIdentifier("c1"), nullptr);
+  EXPECT_THAT(identifiersOf(store->allBasicSyncableAccounts()), ElementsAre("P", "c2"));
   EXPECT_EQ(store->accountWithIdentifier("c2"), parent);
 }
 
@@ -277,6 +279,24 @@ TEST_F(AccountsManagerLoading, FixersHearNothingOfEmptyAndMissingLists) {
   }
 }
 
+TEST_F(AccountsManagerLoading, EachFixerThatDoesNotRefuseAnAccountEntersIt) {
+  FixerRecord first;
+  FixerRecord second;
+  second.answers = {{"B", FixResult::Unfixable}};
+  ScriptedStore store({&first, &second});
+  store._initWithAccountsInfo(Array{account("A"), account("B")});
+  EXPECT_THAT(listed(store), ElementsAre("A", "A", "B"));
+  EXPECT_EQ(store.allBasicAccounts()[0], store.allBasicAccounts()[1]);
+  EXPECT_THAT(second.asked, ElementsAre("A loading accounts", "B loading accounts"));
+  // Both hear of the fix, whichever made it.
+  EXPECT_THAT(first.told, ElementsAre(false));
+  EXPECT_THAT(second.told, ElementsAre(false));
+
+  ScriptedStore withoutFixers({});
+  withoutFixers._initWithAccountsInfo(Array{account("A")});
+  EXPECT_EQ(withoutFixers.count(), 0U);
+}
+
 TEST_F(AccountsManagerLoading, MailAccountThatCannotBeRepairedIsAbsent) {
   const auto store =
       loaded({mailAccount("M", "Unheard", {{"AccountPath", "Mail/Elsewhere"}}), account("A")});
@@ -321,6 +341,33 @@ TEST_F(AccountsManagerLoading, DeviceLocalAccountThatCannotBeMadeIsNone) {
   const auto store = AccountsManager::init();
   EXPECT_EQ(store->fullDeviceLocalAccount(), nullptr);
   EXPECT_EQ(store->count(), 0U);
+}
+
+// The end of a store.
+
+// Notes in `events` when it goes.
+struct Leaving : FullAccount {
+  Leaving(std::string name, std::vector<std::string>& list) : who(std::move(name)), events(list) {}
+  ~Leaving() override { events.push_back(who); }
+  Leaving(const Leaving&) = delete;
+  Leaving& operator=(const Leaving&) = delete;
+  void setParentAccount(std::shared_ptr<BasicAccount>) override {}
+  std::string who;
+  std::vector<std::string>& events;
+};
+
+TEST_F(AccountsManagerLoading, TopLevelAccountsGoFirstThenChildrenThenFixers) {
+  FixerRecord fixer;
+  {
+    ScriptedStore store(fixer);
+    store._initWithAccountsInfo(
+        Array{account("P", {{"ChildAccounts", Array{account("c")}}}), account("A")});
+    for (const Account& each : store.allBasicSyncableAccounts()) {
+      each->setFullAccount(std::make_shared<Leaving>(*each->identifier(), fixer.events));
+    }
+  }
+  // A child lets go of its parent first, which nobody else holds any more.
+  EXPECT_THAT(fixer.events, ElementsAre("A", "P", "c", "fixer gone"));
 }
 
 }  // namespace

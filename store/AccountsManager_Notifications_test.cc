@@ -135,6 +135,39 @@ TEST_F(AccountsManagerNotifications, ChangedPropertyTellsEveryEnabledDataclass) 
   EXPECT_THAT(mail->calls, ElementsAre(expected));
 }
 
+TEST_F(AccountsManagerNotifications, PropertyThatComesOrGoesIsAChange) {
+  const auto store = loaded({enabled("A", {kMail}, {{"k", 1}}), enabled("B", {kMail})});
+  store->accountWithIdentifier("A")->removeAccountPropertyForKey("k");
+  store->saveAllAccounts();
+  EXPECT_THAT(mail->calls, ElementsAre(Array{change(1, "A", {kMail})}));
+  store->accountWithIdentifier("B")->setAccountPropertyForKey(1, "k");
+  store->saveAllAccounts();
+  EXPECT_EQ(mail->calls.back(), Array{change(1, "B", {kMail})});
+}
+
+TEST_F(AccountsManagerNotifications, OrderOfPropertiesIsNoChange) {
+  const auto store = loaded({enabled("A", {kMail}, {{"k", 1}, {"l", 2}})});
+  const Account account = store->accountWithIdentifier("A");
+  for (const char* key : {"Enabled Dataclasses", "k", "Identifier"}) {
+    const auto value = account->accountPropertyForKey(key);
+    account->removeAccountPropertyForKey(key);
+    account->setAccountPropertyForKey(value, key);
+  }
+  store->saveAllAccounts();
+  EXPECT_THAT(mail->calls, IsEmpty());
+}
+
+TEST_F(AccountsManagerNotifications, SwitchOfOneDataclassAndAnotherChangeTellBoth) {
+  const auto store = loaded({enabled("A", {kMail, kCalendars})});
+  const Account account = store->accountWithIdentifier("A");
+  account->setAccountPropertyForKey(Array{kMail}, "Enabled Dataclasses");
+  account->setAccountPropertyForKey(1, "k");
+  store->saveAllAccounts();
+  const Array expected{change(1, "A", {kMail, kCalendars})};
+  EXPECT_THAT(mail->calls, ElementsAre(expected));
+  EXPECT_THAT(calendar->calls, ElementsAre(expected));
+}
+
 TEST_F(AccountsManagerNotifications, SwitchedDataclassTellsItsOwnNotifiersOnly) {
   const auto store = loaded({enabled("A", {kMail, kCalendars})});
   const Account account = store->accountWithIdentifier("A");
@@ -228,6 +261,17 @@ TEST_F(AccountsManagerNotifications, TypeComesFromTheCurrentPropertiesAndElseThe
   ASSERT_EQ(mail->calls.size(), 1U);
   EXPECT_THAT(recordsIn(mail->calls[0]), UnorderedElementsAre(change(1, "A", {kMail}, "CardDAV"),
                                                               change(1, "B", {kMail}, "CalDAV")));
+}
+
+TEST_F(AccountsManagerNotifications,
+       IdentifierComesFromTheCurrentPropertiesAndElseTheOriginalOnes) {
+  const auto store = loaded({enabled("A", {kMail}), enabled("B", {kMail})});
+  store->accountWithIdentifier("A")->setAccountPropertyForKey("X", "Identifier");
+  store->accountWithIdentifier("B")->removeAccountPropertyForKey("Identifier");
+  store->saveAllAccounts();
+  ASSERT_EQ(mail->calls.size(), 1U);
+  EXPECT_THAT(recordsIn(mail->calls[0]),
+              UnorderedElementsAre(change(1, "X", {kMail}), change(1, "B", {kMail})));
 }
 
 TEST_F(AccountsManagerNotifications, MissingTypeAndIdentifierAreLeftOutOfTheRecord) {
@@ -446,6 +490,46 @@ TEST_F(AccountsManagerNotifications, DirectCallsRaiseForAMissingClass) {
             message);
   EXPECT_EQ(failureOf([&] { AccountsManager::accountDidChangeForDataclass(*account, kMail); }),
             message);
+}
+
+TEST_F(AccountsManagerNotifications, DirectCallsStopAtTheMissingClassAfterEarlierOnes) {
+  addNotifier("CardDAV", "MailNotifier", Array{kMail});
+  addNotifier("CardDAV", "Missing", Array{kMail});
+  addNotifier("CardDAV", "CalendarNotifier", Array{kMail});
+  const Account account = record(with(enabled("A", {}), {{"Type", "CardDAV"}}));
+  EXPECT_NE(failureOf([&] { AccountsManager::accountWillChangeForDataclass(*account, kMail); }),
+            std::nullopt);
+  EXPECT_EQ(mail->direct.size(), 1U);
+  EXPECT_THAT(calendar->direct, IsEmpty());
+}
+
+TEST_F(AccountsManagerNotifications, ClassNamedTwiceIsCalledTwiceDirectly) {
+  addNotifier("CalDAV", "MailNotifier", Array{kMail});
+  AccountsManager::accountDidChangeForDataclass(*record(enabled("A", {})), kMail);
+  EXPECT_EQ(mail->direct.size(), 2U);
+}
+
+TEST_F(AccountsManagerNotifications, FailuresNameTheOperation) {
+  addNotifier("CardDAV", "Missing", Array{kMail});
+  const auto methodOf = [](const std::function<void()>& action) -> std::string {
+    try {
+      action();
+      return "nothing was thrown";
+    } catch (const AssertionFailure& failure) {
+      return failure.method();
+    }
+  };
+  const Account account = record(with(enabled("A", {kMail}), {{"Type", "CardDAV"}}));
+  EXPECT_EQ(methodOf([&] { (void)namesFor("Unknown", kMail); }),
+            "+[AccountsManager _notifierClassNamesForAccountType:dataclass:]");
+  EXPECT_EQ(methodOf([&] { AccountsManager::accountWillChangeForDataclass(*account, kMail); }),
+            "+[AccountsManager accountWillChange:forDataclass:]");
+  EXPECT_EQ(methodOf([&] { AccountsManager::accountDidChangeForDataclass(*account, kMail); }),
+            "+[AccountsManager accountDidChange:forDataclass:]");
+  const auto store = loaded({});
+  store->insertAccount(account);
+  EXPECT_EQ(methodOf([&] { store->saveAllAccounts(); }),
+            "-[AccountsManager _sendNotificationsForChangedAccounts]");
 }
 
 TEST_F(AccountsManagerNotifications, SwitchStopsThePassButNotDirectCalls) {

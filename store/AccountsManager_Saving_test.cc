@@ -346,6 +346,9 @@ class AccountsManagerAfterSaving : public AccountsManagerSaving {
 
 TEST_F(AccountsManagerAfterSaving, BaselinesMoveThenFixersThenNotifiersThenTheSnapshot) {
   fixer.answers = {{"A", FixResult::Fixed}};
+  fixer.whenTold = [this] {
+    EXPECT_EQ(*notifier->baselineOf->originalProperties().find("k"), PropertyList(2));
+  };
   store.saveAllAccounts();
   EXPECT_THAT(fixer.events, ElementsAre("fixer told", "noted 1 baseline 2"));
   fixer.events.clear();
@@ -365,6 +368,14 @@ TEST_F(AccountsManagerAfterSaving, SkippedNotificationsAccumulate) {
   AccountsManager::_setShouldSkipNotifications(false);
   store.saveAllAccounts();
   EXPECT_THAT(fixer.events, ElementsAre("noted 1 baseline 2"));
+}
+
+TEST_F(AccountsManagerAfterSaving, FixersAreToldThoughNotificationsAreSkipped) {
+  fixer.answers = {{"A", FixResult::Fixed}};
+  AccountsManager::_setShouldSkipNotifications(true);
+  store.saveAllAccounts();
+  EXPECT_THAT(fixer.told, ElementsAre(true));
+  EXPECT_THAT(fixer.events, ElementsAre("fixer told"));
 }
 
 TEST_F(AccountsManagerAfterSaving, FailedSaveNotifiesNobodyAndMovesNothing) {

@@ -107,6 +107,36 @@ TEST_F(RuntimeFixMailAccount, TableOrderWinsOverPosition) {
   EXPECT_EQ(classFor("Mail/IMAP-x/Mail/POP-y/Mail/Tovi-z"), "VantorAccount");
 }
 
+TEST_F(RuntimeFixMailAccount, EachRowGoesBeforeAllThatFollowIt) {
+  fake.configuration.current.gmailDomain = "mail.test";
+  fake.configuration.current.gmailIMAPHost = "imap.mail.test";
+  fake.configuration.current.yahooIMAPHost = "imap.partner.test";
+  const std::vector<std::pair<std::string, std::string>> rows{
+      {"Mail/Tovi-", "VantorAccount"},
+      {"Mail/Quorra-", "QuorraAccount"},
+      {"Mail/AOL-", "AOLAccount"},
+      {"Mail/Mailboxes", "LocalAccount"},
+      {"mail.test@imap.mail.test", "GmailAccount"},
+      {"@imap.partner.test", "YahooAccount"},
+      {"Mail/POP-", "POPAccount"},
+      {"Mail/IMAP-", "IMAPAccount"}};
+  for (std::size_t first = 0; first < rows.size(); ++first) {
+    for (std::size_t second = first + 1; second < rows.size(); ++second) {
+      EXPECT_EQ(classFor(rows[first].first + "/" + rows[second].first), rows[first].second);
+      EXPECT_EQ(classFor(rows[second].first + "/" + rows[first].first), rows[first].second);
+    }
+  }
+}
+
+TEST_F(RuntimeFixMailAccount, HostRowsNeedTheirWholePattern) {
+  fake.configuration.current.gmailDomain = "mail.test";
+  fake.configuration.current.gmailIMAPHost = "imap.mail.test";
+  fake.configuration.current.yahooIMAPHost = "imap.partner.test";
+  EXPECT_EQ(classFor("Mail/Other-me@imap.mail.test"), "none");
+  EXPECT_EQ(classFor("Mail/Other-me@mail.test"), "none");
+  EXPECT_EQ(classFor("Mail/Other-imap.partner.test"), "none");
+}
+
 TEST_F(RuntimeFixMailAccount, UnconfiguredHostsSwitchTheirRowsOff) {
   auto& values = fake.configuration.current;
   for (const auto& unset : {std::optional<std::string>(), std::optional<std::string>("")}) {

@@ -1,13 +1,15 @@
-// ScriptedStore is a store whose only runtime fixer answers what a test says, and whose serialiser
-// can be made to fail.
+// ScriptedStore is a store whose runtime fixers, one as a rule, answer what a test says, and whose
+// serialiser can be made to fail.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "store/AccountsManager.h"
@@ -22,11 +24,16 @@ struct FixerRecord {
   std::map<std::string, FixResult> answers;
   // What happened with the fixer and, where a test adds to it, elsewhere.
   std::vector<std::string> events;
+  // Called each time the fixer is told; may be empty.
+  std::function<void()> whenTold;
 };
 
 class ScriptedFixer : public RuntimeFixer {
  public:
   explicit ScriptedFixer(FixerRecord& record) : record_(record) {}
+  ~ScriptedFixer() override { record_.events.emplace_back("fixer gone"); }
+  ScriptedFixer(const ScriptedFixer&) = delete;
+  ScriptedFixer& operator=(const ScriptedFixer&) = delete;
 
   FixResult fixBasicAccountIfNeededLoggingMessage(BasicAccount& account,
                                                   std::string_view loggingMessage) override {
@@ -37,7 +44,8 @@ class ScriptedFixer : public RuntimeFixer {
   }
   void accountsHaveBeenSaved(bool saved) override {
     record_.told.push_back(saved);
-    record_.events.push_back("fixer told");
+    record_.events.emplace_back("fixer told");
+    if (record_.whenTold) record_.whenTold();
   }
   const std::set<std::string, std::less<>>& supportedAccountTypes() const override {
     static const std::set<std::string, std::less<>> none;
@@ -50,11 +58,13 @@ class ScriptedFixer : public RuntimeFixer {
 
 class ScriptedStore : public AccountsManager {
  public:
-  explicit ScriptedStore(FixerRecord& record) : record_(record) {}
+  // The records outlive the store.
+  explicit ScriptedStore(FixerRecord& record) : records_{&record} {}
+  explicit ScriptedStore(std::vector<FixerRecord*> records) : records_(std::move(records)) {}
 
   std::vector<std::unique_ptr<RuntimeFixer>> _createRuntimeFixers() const override {
     std::vector<std::unique_ptr<RuntimeFixer>> fixers;
-    fixers.push_back(std::make_unique<ScriptedFixer>(record_));
+    for (FixerRecord* each : records_) fixers.push_back(std::make_unique<ScriptedFixer>(*each));
     return fixers;
   }
 
@@ -73,7 +83,7 @@ class ScriptedStore : public AccountsManager {
   }
 
  private:
-  FixerRecord& record_;
+  std::vector<FixerRecord*> records_;
 };
 
 }  // namespace accountsettings::testing
