@@ -17,7 +17,11 @@ constexpr const char* kEarlyReturn =
 // A migrator whose version steps a test may replace.
 class SteeredMigrator : public AccountsDataMigrator {
  public:
+  std::function<bool()> at7A149 = [] { return true; };
   std::function<bool()> at9B176 = [] { return true; };
+  bool _migrateAccountsFrom7A149(AccountsManager& store) override {
+    return AccountsDataMigrator::_migrateAccountsFrom7A149(store) && at7A149();
+  }
   bool _migrateAccountsFrom9B176(AccountsManager& store) override {
     return AccountsDataMigrator::_migrateAccountsFrom9B176(store) && at9B176();
   }
@@ -183,16 +187,40 @@ TEST_F(Migration, TheResultIsTheUpgradesAlone) {
   fake.files.put(kMarker, "");
   switchRecordsOn();
   SteeredMigrator migrator;
-  migrator.at9B176 = [] { return false; };
+  // The first step, so that no later one has saved.
+  migrator.at7A149 = [] { return false; };
   EXPECT_FALSE(migrator.performMigration());
   // Saved all the same, with everything kept for another try, and nobody told.
   EXPECT_EQ(savedVersion(), PropertyList(12));
+  EXPECT_EQ(savedAccounts().array()->size(), 1U);
   EXPECT_TRUE(fake.files.has(kLegacyMail));
   EXPECT_TRUE(fake.files.has(kMarker));
   EXPECT_THAT(fake.notifications.preferencesChanged, IsEmpty());
   EXPECT_EQ(fake.log.count("Saving collated migration information"), 0U);
   EXPECT_TRUE(migrator.collatedMigrationData());
   EXPECT_TRUE(notificationsAreSent(fake));
+}
+
+TEST_F(Migration, AfterSuccessTheOldFilesGoThenTheRecordIsMadeThenTheMailApplicationIsTold) {
+  putLegacyMail();
+  fake.files.put(kMarker, "");
+  switchRecordsOn();
+  EXPECT_TRUE(migrate());
+  std::vector<std::string> order;
+  for (const testing::Call& call : fake.faults.calls()) {
+    const bool isRemoval = call.operation == "files.remove" &&
+                           (call.subject == kLegacyMail || call.subject == kMarker);
+    if (isRemoval) order.push_back(call.subject);
+    if (call.operation == "files.rename" || call.operation == "files.writeAtomically" ||
+        call.operation == "notifications.postAppPreferencesChanged") {
+      order.push_back(call.operation);
+    }
+  }
+  // The saves of the steps come before all that.
+  ASSERT_GE(order.size(), 5U);
+  order.erase(order.begin(), order.end() - 5);
+  EXPECT_THAT(order, ElementsAre("files.rename", kLegacyMail, "files.writeAtomically", kMarker,
+                                 "notifications.postAppPreferencesChanged"));
 }
 
 TEST_F(Migration, NotificationsAreOffDuringTheStepsAndOnAfterwards) {

@@ -135,6 +135,32 @@ TEST_F(DaemonStopping, ADaemonThatLeavesAtTheLastMomentIsNotKilled) {
   EXPECT_EQ(looks(), 24U);
 }
 
+TEST_F(DaemonStopping, WhoBearsTheNameByThenIsKilled) {
+  fake.processes.add(9, "dataaccessd", ExitsUpon::Nothing);
+  // The look to find it, one before and after each of the waits but the last, and then this one.
+  fake.faults.doAt("processes.list", 23, [&] {
+    fake.processes.end(9);
+    fake.processes.add(30, "dataaccessd", ExitsUpon::Nothing);
+  });
+  AccountsManager::killDataAccessIfNecessary();
+  EXPECT_THAT(fake.processes.killed(), ElementsAre(30));
+  // The one that was asked is gone, and no more is waited for.
+  expectLog({kAsked, kKilled});
+  EXPECT_THAT(fake.eventLoop.limits(), AllOf(SizeIs(21), Each(0.25)));
+}
+
+TEST_F(DaemonStopping, TheRequestIsMentionedFirstAndTheWebEngineLockLookedAtAfterIt) {
+  fake.processes.add(9, "dataaccessd", ExitsUpon::Notification);
+  std::vector<std::string> logBefore;
+  fake.faults.doAt("notifications.postSystemNotification", 1, [&] {
+    logBefore = log();
+    fake.webEngineLock.held = true;
+  });
+  AccountsManager::killDataAccessIfNecessary();
+  EXPECT_THAT(logBefore, ElementsAre(kAsked));
+  EXPECT_EQ(fake.webEngineLock.takes, 1);
+}
+
 TEST_F(DaemonStopping, AKillThatIsRefusedIsWaitedForAllTheSame) {
   fake.processes.add(9, "dataaccessd", ExitsUpon::Kill);
   fake.faults.failAlways("processes.kill", EPERM);

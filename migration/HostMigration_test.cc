@@ -1,11 +1,15 @@
 // Tests of whole migrations on real files and with real processes: through the plug-in bundle,
 // beside a sync daemon, two at once, and killed at any call.
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -14,6 +18,7 @@
 #include "host/HostTest.h"
 #include "host/LinuxHost.h"
 #include "host/ProcessTable.h"
+#include "host/SystemClock.h"
 #include "migration/AccountsDataMigrator.h"
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
@@ -42,6 +47,17 @@ class BusyClock : public Clock {
  private:
   Clock& clock_;
   double speed_;
+};
+
+// StoppedClock shows one moment for ever.
+class StoppedClock : public Clock {
+ public:
+  explicit StoppedClock(std::chrono::system_clock::time_point moment) : moment_(moment) {}
+  std::chrono::duration<double> monotonic() override { return moment_.time_since_epoch(); }
+  CalendarTime localTime() override { return calendarTime(moment_); }
+
+ private:
+  std::chrono::system_clock::time_point moment_;
 };
 
 // Bell is how processes hear of a notification in these tests: a byte in a pipe.
@@ -129,6 +145,7 @@ class HostMigration : public ::testing::Test {
  protected:
   static constexpr const char* kSettings =
       "var/mobile/Library/Preferences/com.zelqo.accountsettings.plist";
+  static constexpr const char* kSentinel = "var/mobile/Library/Preferences/.removingOldAccounts";
   static constexpr const char* kMail = "var/mobile/Library/Mail/Accounts.plist";
   static constexpr const char* kExchange =
       "var/mobile/Library/Preferences/com.zelqo.DataAccess.plist";
@@ -193,16 +210,20 @@ class HostMigration : public ::testing::Test {
   }
   bool migrate() { return migrateOn(host->platform()); }
 
-  // As migrate(), on a machine whose processes are the ones listed and whose clock is that fast.
-  bool migrateBeside(const std::set<int>& processes, double speed = 1) {
-    ProcessTable table(true, [&](int each) { return processes.contains(each); });
+  // As migrate(), with other processes and another clock than the host's.
+  bool migrateWith(Processes& processes, Clock& clock) {
     const Platform base = host->platform();
-    BusyClock clock(base.clock, speed);
-    return migrateOn({base.files, base.resources, base.locks, table, base.eventLoop,
+    return migrateOn({base.files, base.resources, base.locks, processes, base.eventLoop,
                       base.webEngineLock, bell, base.preferences, base.deviceAnswers,
                       base.deviceInfo, base.restrictions, base.externalSources,
                       base.cloudAccountModel, base.modules, clock, base.identifiers,
                       base.directories, base.systemLog, base.configuration});
+  }
+  // As migrate(), on a machine whose processes are the ones listed and whose clock is that fast.
+  bool migrateBeside(const std::set<int>& processes, double speed = 1) {
+    ProcessTable table(true, [&](int each) { return processes.contains(each); });
+    BusyClock clock(host->platform().clock, speed);
+    return migrateWith(table, clock);
   }
 
   testing::DeviceRoot device;
@@ -291,7 +312,7 @@ TEST_F(HostMigration, KillAtAnyCallLosesNoAccountAndTheNextRunEndsIt) {
     ASSERT_LT(call, 500);
     SCOPED_TRACE("call " + std::to_string(call));
     fs::remove(device.path(kSettings));
-    fs::remove(device.path("var/mobile/Library/Preferences/.removingOldAccounts"));
+    fs::remove(device.path(kSentinel));
     putLegacyFiles();
     const int end = testing::inChild([&] {
       testing::KillingFiles files(host->platform().files, call);
@@ -314,7 +335,146 @@ TEST_F(HostMigration, KillAtAnyCallLosesNoAccountAndTheNextRunEndsIt) {
   }
   // The steps' saves alone make for dozens of calls.
   EXPECT_GT(call, 50);
+  // Killed while it wrote the sentinel or was about to remove the one file, the other, or the
+  // sentinel, a run left the removal to the next one.
+  EXPECT_EQ(std::ranges::count(log.lines,
+                               "Detected that a removal old accounts info was in progress. Early "
+                               "return!."),
+            4);
 }
+
+TEST_F(HostMigration, RecordIsNamedByTheWeeksYearAndItsDirectoriesAreOpenToEverybody) {
+  putLegacyFiles();
+  put("var/mobile/Library/Preferences/com.zelqo.accountsettings-logging.plist",
+      {{"RSSaveMigrationInformation", true}});
+  using namespace std::chrono_literals;
+  // The last day of 2012 lies in the first week of 2013.
+  const auto moment = std::chrono::sys_days{std::chrono::year{2012} / 12 / 31} + 7h + 8min + 950ms;
+  const int end = testing::inChild([&] {
+    ::umask(0077);
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+    ProcessTable nobody(false, {});
+    StoppedClock clock(moment);
+    return migrateWith(nobody, clock) ? 0 : 1;
+  });
+  EXPECT_EQ(end, 0);
+  const std::string record =
+      "var/mobile/Library/Logs/CrashReporter/AccountMigration/"
+      "AccountMigrationInformation-2013-12-31-7-12-9.txt";
+  const auto collated = readPropertyList(testing::bytesOf(device.read(record)));
+  ASSERT_TRUE(collated.ok()) << record;
+  EXPECT_EQ(collated->dictionary()->size(), 4U);
+  EXPECT_TRUE(device.read(record).starts_with("bplist00"));
+  for (const char* directory : {"var/mobile/Library/Logs", "var/mobile/Library/Logs/CrashReporter",
+                                "var/mobile/Library/Logs/CrashReporter/AccountMigration"}) {
+    EXPECT_EQ(testing::modeOf(device.path(directory)), 0777U) << directory;
+  }
+}
+
+// What stands in the place of a legacy file.
+enum class Legacy { Missing, Whole, OneDescriptionWithoutAClass, NoPropertyList };
+
+struct LegacyFilesCase {
+  const char* name;
+  Legacy mail;
+  Legacy exchange;
+  std::set<std::string> expected;
+
+  friend std::ostream& operator<<(std::ostream& out, const LegacyFilesCase& each) {
+    return out << each.name;
+  }
+};
+
+class HostLegacyFiles : public HostMigration,
+                        public ::testing::WithParamInterface<LegacyFilesCase> {
+ protected:
+  void putMail(Legacy state) {
+    Array incoming{Dictionary{{"AccountType", "POPAccount"}, {"uniqueId", "pop"}},
+                   Dictionary{{"AccountType", "DAMailAccount"}, {"uniqueId", "activesync"}}};
+    if (state == Legacy::OneDescriptionWithoutAClass) {
+      incoming.append(Dictionary{{"uniqueId", "classless"}});
+    }
+    putLegacy(kMail, state,
+              {{"MailAccounts", incoming},
+               {"DeliveryAccounts", Array{Dictionary{{"uniqueId", "smtp"}}}}});
+  }
+  void putExchange(Legacy state) {
+    Array accounts{Dictionary{{"DAAccountConfigurationClass", "ASAccount"},
+                              {"DAAccountConfigurationAccountID", "exchange"}}};
+    if (state == Legacy::OneDescriptionWithoutAClass) {
+      accounts.append(Dictionary{{"DAAccountConfigurationAccountID", "classless"}});
+    }
+    putLegacy(kExchange, state, {{"DAAccountsKey", accounts}});
+  }
+
+ private:
+  void putLegacy(const char* path, Legacy state, const Dictionary& content) {
+    if (state == Legacy::NoPropertyList) device.write(path, "bplist00 and nothing more");
+    if (state == Legacy::Whole || state == Legacy::OneDescriptionWithoutAClass) put(path, content);
+  }
+};
+
+TEST_P(HostLegacyFiles, ReplaceTheirAccountsWholeOrNotAtAllAndGo) {
+  const auto account = [](const char* type, const char* identifier) {
+    return Dictionary{{"Type", type}, {"Class", "IMAPAccount"}, {"Identifier", identifier}};
+  };
+  put(kSettings,
+      {{"Version", 12},
+       {"Accounts", Array{account("Mail", "old mail"), account("SMTP", "old smtp"),
+                          account("Exchange", "old exchange"), account("CalDAV", "calendar")}}});
+  putMail(GetParam().mail);
+  putExchange(GetParam().exchange);
+  EXPECT_TRUE(migrate());
+  EXPECT_EQ(savedIdentifiers(), GetParam().expected);
+  for (const char* path : {kMail, kExchange, kSentinel}) EXPECT_FALSE(has(path)) << path;
+  const auto complaints = std::ranges::count_if(log.lines, [](const std::string& line) {
+    return line.find("Could not convert the description") != std::string::npos;
+  });
+  EXPECT_EQ(complaints, (GetParam().mail == Legacy::OneDescriptionWithoutAClass ? 1 : 0) +
+                            (GetParam().exchange == Legacy::OneDescriptionWithoutAClass ? 1 : 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Devices, HostLegacyFiles,
+    ::testing::Values(
+        LegacyFilesCase{"Neither",
+                        Legacy::Missing,
+                        Legacy::Missing,
+                        {"old mail", "old smtp", "old exchange", "calendar"}},
+        LegacyFilesCase{"MailAlone",
+                        Legacy::Whole,
+                        Legacy::Missing,
+                        {"pop", "activesync", "smtp", "old exchange", "calendar"}},
+        LegacyFilesCase{"ExchangeAlone",
+                        Legacy::Missing,
+                        Legacy::Whole,
+                        {"old mail", "old smtp", "exchange", "calendar"}},
+        LegacyFilesCase{"Both",
+                        Legacy::Whole,
+                        Legacy::Whole,
+                        {"pop", "activesync", "smtp", "exchange", "calendar"}},
+        LegacyFilesCase{"MailConvertsInPart",
+                        Legacy::OneDescriptionWithoutAClass,
+                        Legacy::Whole,
+                        {"old mail", "old smtp", "exchange", "calendar"}},
+        LegacyFilesCase{"ExchangeConvertsInPart",
+                        Legacy::Whole,
+                        Legacy::OneDescriptionWithoutAClass,
+                        {"pop", "activesync", "smtp", "old exchange", "calendar"}},
+        LegacyFilesCase{"BothConvertInPart",
+                        Legacy::OneDescriptionWithoutAClass,
+                        Legacy::OneDescriptionWithoutAClass,
+                        {"old mail", "old smtp", "old exchange", "calendar"}},
+        LegacyFilesCase{
+            "MailIsMalformed", Legacy::NoPropertyList, Legacy::Whole, {"exchange", "calendar"}},
+        LegacyFilesCase{"ExchangeIsMalformed",
+                        Legacy::Whole,
+                        Legacy::NoPropertyList,
+                        {"pop", "activesync", "smtp", "calendar"}},
+        LegacyFilesCase{
+            "BothAreMalformed", Legacy::NoPropertyList, Legacy::NoPropertyList, {"calendar"}}),
+    [](const auto& parameter) { return std::string(parameter.param.name); });
 
 }  // namespace
 }  // namespace accountsettings

@@ -33,8 +33,8 @@ TEST_F(MigrationLock, IsNoneWhereItCannotBeCreatedOrAcquired) {
   EXPECT_FALSE(AccountsManager::createAndLockMigrationLock());
   EXPECT_FALSE(fake.locks.isHeld(kLock));
   const std::string reason = testing::failure(kLock, EIO).message;
-  EXPECT_TRUE(fake.log.contains("Could not create the migration lock: "));
-  EXPECT_TRUE(fake.log.contains("Could not acquire the migration lock: "));
+  expectLog({"Could not create the migration lock: " + reason,
+             "Could not acquire the migration lock: " + reason});
 }
 
 TEST_F(MigrationLock, ReleasingNoneDoesNothing) {

@@ -107,8 +107,7 @@ bool AccountsDataMigrator::_saveMigrationInformation() {
 }
 
 void AccountsDataMigrator::collate(std::string_view key, const std::optional<Dictionary>& file) {
-  if (!_saveMigrationInformation() || !collatedMigrationData_) return;
-  collatedMigrationData_->set(key, file.value_or(Dictionary()));
+  if (collatedMigrationData_) collatedMigrationData_->set(key, file.value_or(Dictionary()));
 }
 
 void AccountsDataMigrator::_saveCollatedMigrationInformation() {
