@@ -238,6 +238,18 @@ TEST_F(MigrationRecords, ARecordThatCannotBeWrittenIsNotMentioned) {
   EXPECT_THAT(recordFiles(), IsEmpty());
 }
 
+TEST_F(MigrationRecords, ARecordThatCannotBeSerialisedIsNotMentionedEither) {
+  switchRecordsOn();
+  // As deep as a file may be, and so too deep inside another one.
+  PropertyList deep = Array();
+  for (int level = 2; level < 512; ++level) deep = Array{deep};
+  fake.files.putPropertyList(kLegacyMail, Dictionary{{"Foreign", deep}});
+  EXPECT_TRUE(migrate());
+  EXPECT_EQ(takeLog().back(), "Saving collated migration information");
+  EXPECT_EQ(fake.faults.count("files.writeAtomically"), 0U);
+  EXPECT_FALSE(fake.files.has(kLegacyMail));
+}
+
 // The removal of the legacy files.
 
 TEST_F(MigrationRecords, TheSentinelLiesInThePreferencesAndIsThereWhileFilesAreRemoved) {
