@@ -1,7 +1,8 @@
-#include "migration/LegacyExchangeAccounts.h"
-
+// LegacyExchangeAccounts is the part of the migrator that turns the legacy Exchange file into
+// accounts of the store.
 #include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
+#include "migration/LegacyDescriptions.h"
 #include "migration/LegacyFiles.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
@@ -11,45 +12,7 @@ namespace {
 
 constexpr std::string_view kMigrateMethod = "-[AccountsDataMigrator(Internal) _migrateDAAccounts:]";
 
-constexpr RenamedKey kRenamedKeys[] = {
-    {"DAAccountConfigurationClass", "Class"},
-    {"DAAccountDescription", "DisplayName"},
-    {"DAAccountConfigurationAccountID", "Identifier"},
-};
-
-// An old account had one flag for each kind of data, and carried what no flag denied.
-struct EnableFlag {
-  std::string_view key;
-  std::string_view dataclass;
-};
-constexpr EnableFlag kEnableFlags[] = {
-    {"DAAccountEnabledForCalendar", "com.zelqo.Dataclass.Calendars"},
-    {"DAAccountEnabledForContacts", "com.zelqo.Dataclass.Contacts"},
-    {"DAAccountEnabledForEmail", "com.zelqo.Dataclass.Mail"},
-    {"DAAccountEnabledForContactsSearch", "com.zelqo.Dataclass.ContactsSearch"},
-};
-
-Array takeEnabledDataclasses(Dictionary& properties) {
-  Array enabled;
-  for (const EnableFlag& flag : kEnableFlags) {
-    const PropertyList* value = properties.find(flag.key);
-    if (value == nullptr || value->booleanValue()) enabled.append(flag.dataclass);
-    properties.remove(flag.key);
-  }
-  return enabled;
-}
-
 }  // namespace
-
-Dictionary exchangeAccountProperties(const Dictionary& description) {
-  Dictionary properties = description;
-  renameKeys(properties, kRenamedKeys);
-  properties.set("Enabled Dataclasses", takeEnabledDataclasses(properties));
-  properties.set("Type", "Exchange");
-  properties.set("Type String", "Exchange");
-  properties.set("Short Type String", "Exchange");
-  return properties;
-}
 
 std::shared_ptr<BasicAccount> AccountsDataMigrator::_convertExchangeAccountDescription(
     const Dictionary& description) const {

@@ -1,6 +1,5 @@
 // Tests of what becomes of the legacy Exchange file.
-#include "migration/LegacyExchangeAccounts.h"
-
+#include "migration/LegacyDescriptions.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {

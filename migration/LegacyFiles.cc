@@ -4,15 +4,6 @@
 
 namespace accountsettings {
 
-void renameKeys(Dictionary& properties, std::span<const RenamedKey> keys) {
-  for (const RenamedKey& key : keys) {
-    auto value = properties.get(key.oldKey);
-    if (!value) continue;
-    properties.remove(key.oldKey);
-    properties.set(key.newKey, std::move(*value));
-  }
-}
-
 std::optional<std::vector<std::shared_ptr<BasicAccount>>> convertDescriptions(
     const std::optional<Dictionary>& file, std::string_view key, const Converter& convert,
     const Complaint& complain) {

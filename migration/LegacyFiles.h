@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,15 +13,6 @@
 #include "plist/PropertyList.h"
 
 namespace accountsettings {
-
-// A key of an old description and the account property that took its place.
-struct RenamedKey {
-  std::string_view oldKey;
-  std::string_view newKey;
-};
-
-// Moves each value under an old key to its new key, over whatever is there.
-void renameKeys(Dictionary& properties, std::span<const RenamedKey> keys);
 
 using Converter = std::function<std::shared_ptr<BasicAccount>(const Dictionary& description)>;
 using Complaint = std::function<void(const PropertyList& description)>;

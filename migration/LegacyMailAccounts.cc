@@ -1,8 +1,8 @@
-#include "migration/LegacyMailAccounts.h"
-
-#include "account/StringList.h"
+// LegacyMailAccounts is the part of the migrator that turns the legacy mail file into accounts of
+// the store.
 #include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
+#include "migration/LegacyDescriptions.h"
 #include "migration/LegacyFiles.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
@@ -14,75 +14,10 @@ namespace {
 constexpr std::string_view kMigrateMethod =
     "-[AccountsDataMigrator(Internal) _migrateMailAccounts:]";
 
-// What the mail application called things before accounts had common names for them.
-constexpr RenamedKey kRenamedKeys[] = {
-    {"AccountType", "Class"},
-    {"AccountName", "DisplayName"},
-    {"uniqueId", "Identifier"},
-};
-
-struct ClassToText {
-  std::string_view accountClass;
-  std::string_view text;
-};
-
-constexpr ClassToText kTypes[] = {
-    {"GmailAccount", "Gmail"},         {"VantorAccount", "Quorra"}, {"QuorraAccount", "Quorra"},
-    {"KetchIMAPAccount", "KetchIMAP"}, {"YahooAccount", "Yahoo"},   {"DAMailAccount", "Exchange"},
-    {"DeliveryAccount", "SMTP"},       {"SMTPAccount", "SMTP"},
-};
-
-// What people read. The mark after "Yahoo!" keeps the "!" on its side in right-to-left text.
-constexpr ClassToText kTypeStrings[] = {
-    {"VantorAccount", "Quorra"},      {"KetchIMAPAccount", "Halden"},
-    {"YahooAccount", "Yahoo!\u200E"}, {"DAMailAccount", "Exchange ActiveSync"},
-    {"QuorraAccount", "Quorra"},
-};
-
-std::string textFor(std::string_view accountClass, std::span<const ClassToText> table,
-                    std::string_view otherwise) {
-  for (const ClassToText& row : table) {
-    if (row.accountClass == accountClass) return std::string(row.text);
-  }
-  return std::string(otherwise);
-}
-
-// The hosted service knows its users without their domain.
-void cutUsernameAtDomain(Dictionary& properties) {
-  const auto username = stringOf(properties.find("Username"));
-  if (username && username->find('@') != std::string_view::npos) {
-    properties.set("Username", std::string(username->substr(0, username->find('@'))));
-  }
-}
-
-// The class that the description tells; a delivery account that tells none gets the usual one.
-std::optional<std::string> classOf(Dictionary& properties, std::string_view type) {
-  if (!stringOf(properties.find("Class")) && type == "SMTP") {
-    properties.set("Class", "SMTPAccount");
-  }
-  const auto accountClass = stringOf(properties.find("Class"));
-  return accountClass ? std::optional<std::string>(*accountClass) : std::nullopt;
-}
-
 }  // namespace
 
-Dictionary mailAccountProperties(const Dictionary& description, std::string_view type) {
-  Dictionary properties = description;
-  renameKeys(properties, kRenamedKeys);
-  properties.set("Type", type);
-  if (const auto accountClass = classOf(properties, type)) {
-    properties.set("Type String",
-                   AccountsDataMigrator::_accountTypeStringForMailAccountClass(*accountClass));
-    properties.set("Short Type String",
-                   AccountsDataMigrator::_accountShortTypeStringForMailAccountClass(*accountClass));
-    properties.set("Type", AccountsDataMigrator::_accountTypeForMailAccountClass(*accountClass));
-  }
-  if (stringOf(properties.find("Type")) == "Quorra") cutUsernameAtDomain(properties);
-  return properties;
-}
-
 std::string AccountsDataMigrator::_accountTypeForMailAccountClass(std::string_view accountClass) {
-  return textFor(accountClass, kTypes, "Mail");
+  return typeOfMailAccountClass(accountClass);
 }
 
 std::string AccountsDataMigrator::_accountTypeStringForMailAccountClass(
@@ -92,8 +27,7 @@ std::string AccountsDataMigrator::_accountTypeStringForMailAccountClass(
 
 std::string AccountsDataMigrator::_accountShortTypeStringForMailAccountClass(
     std::string_view accountClass) {
-  if (accountClass == "GmailAccount") return _UseGoogleMail() ? "Google Mail" : "Gmail";
-  return textFor(accountClass, kTypeStrings, "Account");
+  return typeStringOfMailAccountClass(accountClass);
 }
 
 std::shared_ptr<BasicAccount> AccountsDataMigrator::_convertMailAccountDescriptionType(

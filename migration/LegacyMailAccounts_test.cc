@@ -1,8 +1,7 @@
 // Tests of what becomes of the legacy mail file.
-#include "migration/LegacyMailAccounts.h"
-
 #include <thread>
 
+#include "migration/LegacyDescriptions.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {
@@ -165,6 +164,11 @@ TEST_F(LegacyMailAccounts, TheRegionIsAskedOncePerProcessAlsoByManyThreads) {
   fake.deviceAnswers.set("RegionalBehaviorGoogleMail", false);
   EXPECT_TRUE(_UseGoogleMail());
   EXPECT_EQ(fake.faults.count("deviceAnswers.copyDeviceAnswer"), 1U);
+}
+
+TEST_F(LegacyMailAccounts, ARegionMayAnswerThatItDoesNotSayGoogleMail) {
+  fake.deviceAnswers.set("RegionalBehaviorGoogleMail", false);
+  EXPECT_FALSE(_UseGoogleMail());
 }
 
 TEST_F(LegacyMailAccounts, WithoutAnAnswerTheRegionDoesNotSayGoogleMail) {

@@ -1,18 +1,25 @@
-// MigrationPaths names the files that a migration reads, for this library's callers too, and
-// looks whether the legacy ones are there.
+#include "migration/MigrationPaths.h"
+
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
 
 namespace accountsettings {
 
+std::string inHomeDirectory(std::string_view path) {
+  return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
+                             path);
+}
+
+std::string removalSentinelPath() {
+  return inHomeDirectory("Library/Preferences/.removingOldAccounts");
+}
+
 std::string mailAccountsPath() {
-  const std::string home = ProcessContext::current().platform().directories.homeDirectory();
-  return appendPathComponent(home, "Library/Mail/Accounts.plist");
+  return inHomeDirectory("Library/Mail/Accounts.plist");
 }
 
 std::string daAccountPath() {
-  const std::string home = ProcessContext::current().platform().directories.homeDirectory();
-  return appendPathComponent(home, "Library/Preferences/com.zelqo.DataAccess.plist");
+  return inHomeDirectory("Library/Preferences/com.zelqo.DataAccess.plist");
 }
 
 std::string accountSettingsAccountsPath() {

@@ -7,6 +7,7 @@
 
 #include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
+#include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
 #include "plist/BinaryWriter.h"
@@ -28,11 +29,6 @@ const ProcessContext::Slot<RecordSwitch> recordSwitchSlot;
 
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-std::string inHome(std::string_view path) {
-  return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
-                             path);
 }
 
 std::string settingsCopyPath() {
@@ -115,7 +111,7 @@ void AccountsDataMigrator::_saveCollatedMigrationInformation() {
   const Platform& platform = ProcessContext::current().platform();
   collate("NewAccounSettings",
           readDictionary(platform.files, AccountsManager::fullPathToAccountSettingsPlist()));
-  const std::string directory = inHome("Library/Logs/CrashReporter/AccountMigration");
+  const std::string directory = inHomeDirectory("Library/Logs/CrashReporter/AccountMigration");
   if (!haveRecordDirectory(platform.files, directory)) return;
   // A run that had nothing to do has no record.
   if (!collatedMigrationData_) return;
@@ -128,7 +124,7 @@ void AccountsDataMigrator::_saveCollatedMigrationInformation() {
 }
 
 std::string AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel() {
-  return inHome("Library/Preferences/.removingOldAccounts");
+  return removalSentinelPath();
 }
 
 bool AccountsDataMigrator::_failedToRemoveOldAccountsInfo() const {

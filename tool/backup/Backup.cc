@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "migration/AccountsDataMigrator.h"
+#include "migration/MigrationPaths.h"
 #include "platform/Clock.h"
 #include "plist/Reader.h"
 #include "plist/XmlWriter.h"
@@ -138,16 +138,15 @@ std::vector<WatchedPath> pathsThatAMigrationTouches() {
   const std::string settings = accountSettingsAccountsPath();
   const std::string copies =
       appendPathComponent(directories.sharedResourcesDirectory(), "Library/Logs/CrashReporter");
-  return {
-      {BackupRole::Settings, settings},
-      {BackupRole::SettingsCopy, appendPathComponent(copies, lastComponent(settings))},
-      {BackupRole::LegacyMail, mailAccountsPath()},
-      {BackupRole::LegacyMailOriginal, mailAccountsPath() + ".original"},
-      {BackupRole::LegacyExchange, daAccountPath()},
-      {BackupRole::LegacyExchangeOriginal, daAccountPath() + ".original"},
-      {BackupRole::Sentinel, AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel()},
-      {BackupRole::AutoFetchMarker,
-       appendPathComponent(directories.mailDataDirectory(), "AutoFetchEnabled")}};
+  return {{BackupRole::Settings, settings},
+          {BackupRole::SettingsCopy, appendPathComponent(copies, lastComponent(settings))},
+          {BackupRole::LegacyMail, mailAccountsPath()},
+          {BackupRole::LegacyMailOriginal, mailAccountsPath() + ".original"},
+          {BackupRole::LegacyExchange, daAccountPath()},
+          {BackupRole::LegacyExchangeOriginal, daAccountPath() + ".original"},
+          {BackupRole::Sentinel, removalSentinelPath()},
+          {BackupRole::AutoFetchMarker,
+           appendPathComponent(directories.mailDataDirectory(), "AutoFetchEnabled")}};
 }
 
 std::string backupsDirectory() {

@@ -3,8 +3,7 @@
 #include <functional>
 
 #include "account/AccountConstants.h"
-#include "migration/LegacyExchangeAccounts.h"
-#include "migration/LegacyMailAccounts.h"
+#include "migration/LegacyDescriptions.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
 

@@ -2,8 +2,9 @@
 // interrupted removal, who may read and save the settings, leftovers and the lock.
 #include <string>
 
-#include "migration/AccountsDataMigrator.h"
+#include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
+#include "store/AccountsManager.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
@@ -21,8 +22,7 @@ std::string octal(unsigned mode) {
 
 void inspectSentinel(Findings& findings) {
   Files& files = ProcessContext::current().platform().files;
-  const std::string sentinel =
-      AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel();
+  const std::string sentinel = removalSentinelPath();
   if (!files.exists(sentinel)) return;
   FindingList list(findings, sentinel);
   std::string left;

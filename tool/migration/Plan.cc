@@ -3,7 +3,8 @@
 #include <string_view>
 #include <utility>
 
-#include "migration/AccountsDataMigrator.h"
+#include "migration/MigrationPaths.h"
+#include "store/AccountsManager.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/migration/MigrationHost.h"
 
@@ -13,8 +14,8 @@ namespace {
 void decide(Plan& plan, const InspectedFiles& files) {
   plan.legacyMail = files.legacyMail.content.has_value();
   plan.legacyExchange = files.legacyExchange.content.has_value();
-  plan.interruptedRemoval = ProcessContext::current().platform().files.exists(
-      AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel());
+  plan.interruptedRemoval =
+      ProcessContext::current().platform().files.exists(removalSentinelPath());
   plan.versionUpgrade = !plan.legacyMail && !plan.legacyExchange &&
                         AccountsManager::accountSettingsNeedsToBeMigrated();
   const auto& settings = files.settings.content;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "host/LinuxFiles.h"
-#include "migration/AccountsDataMigrator.h"
+#include "migration/MigrationPaths.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/frame/Digest.h"
@@ -17,7 +17,7 @@ std::vector<PlanInput> planInputs(Device& device) {
   std::vector<PlanInput> inputs;
   for (const std::string& path :
        {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(),
-        AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel(),
+        removalSentinelPath(),
         std::string("/etc/accountsettings/host.plist")}) {
     const Result<Bytes> bytes = device.files().read(path);
     inputs.push_back({path, bytes ? std::optional(sha256(*bytes)) : std::nullopt});
