@@ -53,6 +53,15 @@ cmake -S "$source/examples" -B "$work/examples" -DCMAKE_CXX_COMPILER="$compiler"
 cmake --build "$work/examples" -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "building the examples"; }
 "$work/examples/example_list_accounts" "$work/device" | grep . >/dev/null || fail "list_accounts printed nothing"
 
+# So does the program that the README shows.
+mkdir "$work/readme"
+sed -n '/^```cmake$/,/^```$/{/^```/!p}' "$source/README.md" >"$work/readme/CMakeLists.txt"
+sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$source/README.md" >"$work/readme/program.cc"
+{ cmake -S "$work/readme" -B "$work/readme" -DCMAKE_CXX_COMPILER="$compiler" \
+    -DCMAKE_PREFIX_PATH="$usr" && cmake --build "$work/readme"; } >"$work/log" 2>&1 ||
+  { cat "$work/log"; fail "building the README's program"; }
+(cd "$work" && readme/program) | grep '^CalDAV$' >/dev/null || fail "the README's program printed no type"
+
 # The same through pkg-config.
 flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs accountsettings)
 # shellcheck disable=SC2086 - the flags are words

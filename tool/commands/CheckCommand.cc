@@ -51,10 +51,12 @@ Dictionary documentOf(const Checked& checked) {
 void CheckCommand::describe(OptionSet& options) {
   options.argument("PATH", path_,
                    "A device root, a settings file or a backup; the --root where left out");
-  options.example("accountsettings check --root /mnt/device",
-                  "Everything that is broken on a mounted device image, or would be lost.");
-  options.example("accountsettings check com.zelqo.accountsettings.plist --json",
-                  "The findings about one settings file, for a script.");
+  options.example("accountsettings check --root device",
+                  "Everything that is broken on a device, or would be lost.");
+  options.example(
+      "accountsettings check device/var/mobile/Library/Preferences/com.zelqo.accountsettings.plist "
+      "--json",
+      "The findings about one settings file, for a script.");
 }
 
 ExitStatus CheckCommand::run(Session& session) {

@@ -25,12 +25,13 @@ std::unique_ptr<Command> makeCommand() {
 
 std::span<const CommandEntry> allCommands() {
   static constexpr CommandEntry kCommands[] = {
-      {"migrate", "Run the migration on a device root", makeCommand<MigrateCommand>},
-      {"plan", "Say what a migration would do, touching nothing", makeCommand<PlanCommand>},
+      {"sample", "Write an example device root", makeCommand<SampleCommand>},
       {"show", "Show the accounts of a device root or a settings file", makeCommand<ShowCommand>},
+      {"check", "Find what is broken or would be lost", makeCommand<CheckCommand>},
+      {"plan", "Say what a migration would do, touching nothing", makeCommand<PlanCommand>},
+      {"migrate", "Run the migration on a device root", makeCommand<MigrateCommand>},
       {"diff", "Compare two settings files, device roots or backups, account by account",
        makeCommand<DiffCommand>},
-      {"check", "Find what is broken or would be lost", makeCommand<CheckCommand>},
       {"restore", "Put back what a migration replaced", makeCommand<RestoreCommand>},
       {"history", "Tell what was migrated when", makeCommand<HistoryCommand>},
       {"get", "Print what an account holds", makeCommand<GetCommand>},
@@ -40,7 +41,6 @@ std::span<const CommandEntry> allCommands() {
       {"add", "Add an account", makeCommand<AddCommand>},
       {"remove", "Remove an account", makeCommand<RemoveCommand>},
       {"plist", "Print or convert any property list", makeCommand<PlistCommand>},
-      {"sample", "Write an example device root", makeCommand<SampleCommand>},
       {"report", "Collect what support needs, with personal values replaced",
        makeCommand<ReportCommand>},
   };

@@ -36,10 +36,13 @@ void DiffCommand::describe(OptionSet& options) {
   options.argument("OLD", old_, "A settings file, a device root or a backup");
   options.argument("NEW", new_, "What to compare it with");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
-  options.example("accountsettings diff before.plist after.plist",
-                  "What changed between two settings files, account by account.");
-  options.example("accountsettings diff /mnt/backup /mnt/device --json",
-                  "The differences between two device roots, for a script.");
+  options.example(
+      "accountsettings diff old device",
+      "What sets two devices apart, account by account; status 1 tells that something does.");
+  options.example(
+      "accountsettings diff "
+      "old/var/shared/Library/Logs/CrashReporter/com.zelqo.accountsettings.plist old --json",
+      "What the last migration of a device changed, for a script (status 1).");
 }
 
 ExitStatus DiffCommand::run(Session& session) {

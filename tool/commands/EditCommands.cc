@@ -22,14 +22,17 @@ void SetCommand::describe(OptionSet& options) {
   options.argument("ID", identifier_, kIdentifierHelp);
   options.argument("KEY", key_, "The key of the value, for example DisplayName");
   options.argument("VALUE", value_, "The value to store");
-  options.choice("-t,--type", type_, valueTypes(),
-                 "What the value is: string (the default), int, bool or plist");
+  options.choice("-t,--type", type_, valueTypes(), "What the value is; string where left out");
   options.flag("--unset", unset_, "Remove the key instead of storing a value");
   edit_.describe(options);
-  options.example("accountsettings set 6F1C-MAIL DisplayName 'Work mail' --root /mnt/device",
-                  "Gives an account another name.");
-  options.example("accountsettings set 6F1C-MAIL PortNumber 993 --type int --dry-run",
-                  "Shows what storing a number would change.");
+  options.example(
+      "accountsettings set 5A0DE000-0001-4000-8000-000000000001 DisplayName 'Work mail' --root "
+      "device",
+      "Gives an account another name.");
+  options.example(
+      "accountsettings set 5A0DE000-0001-4000-8000-000000000001 PortNumber 143 --type int --root "
+      "device --dry-run",
+      "Shows what storing a number would change.");
 }
 
 std::optional<PropertyList> SetCommand::value() const {
@@ -56,9 +59,11 @@ void SwitchCommand::describe(OptionSet& options) {
   options.arguments("DATACLASS", dataclasses_, "Data classes, for example Mail Contacts");
   edit_.describe(options);
   const std::string command = enable_ ? "enable" : "disable";
-  options.example("accountsettings " + command + " 6F1C-MAIL Mail Notes --root /mnt/device",
+  options.example("accountsettings " + command +
+                      " 5A0DE000-0001-4000-8000-000000000001 Mail Notes --root device",
                   enable_ ? "Switches two data classes on." : "Switches two data classes off.");
-  options.example("accountsettings " + command + " 6F1C-MAIL Calendars --dry-run --json",
+  options.example("accountsettings " + command + " 5A0DE000-0001-4000-8000-00000000000" +
+                      (enable_ ? "4 Mail" : "A Calendars") + " --root device --dry-run --json",
                   "What that would change, for a script.");
 }
 
@@ -97,10 +102,13 @@ void AddCommand::describe(OptionSet& options) {
   options.list("--enable", enabled_, "DATACLASS", "A data class to enable (may be repeated)");
   options.text("--properties", file_, "FILE", "A property list with more of its properties");
   edit_.describe(options);
-  options.example("accountsettings add Mail IMAPAccount --name Work --username ann --enable Mail",
-                  "Adds a mail account and shows its new identifier.");
-  options.example("accountsettings add CalDAV MobileCalDAVAccount --parent 6F1C-CLOUD --dry-run",
-                  "Shows what adding a child would change.");
+  options.example(
+      "accountsettings add Mail IMAPAccount --name Work --username ann --enable Mail --root device",
+      "Adds a mail account and shows its new identifier.");
+  options.example(
+      "accountsettings add CalDAV MobileCalDAVAccount --parent "
+      "5A0DE000-0001-4000-8000-000000000005 --root device --dry-run",
+      "Shows what adding a child would change.");
 }
 
 Dictionary AddCommand::properties() const {
@@ -151,9 +159,11 @@ ExitStatus AddCommand::run(Session& session) {
 void RemoveCommand::describe(OptionSet& options) {
   options.argument("ID", identifier_, kIdentifierHelp);
   edit_.describe(options);
-  options.example("accountsettings remove 6F1C-MAIL --root /mnt/device --dry-run",
-                  "Shows what removing an account, with its children, would take away.");
-  options.example("accountsettings remove 6F1C-CHILD", "Removes a child from its parent.");
+  options.example(
+      "accountsettings remove 5A0DE000-0001-4000-8000-000000000005 --root device --dry-run",
+      "Shows what removing an account, with its children, would take away.");
+  options.example("accountsettings remove 5A0DE000-0002-4000-8000-000000000054 --root device",
+                  "Removes a child from its parent.");
 }
 
 ExitStatus RemoveCommand::run(Session& session) {

@@ -26,8 +26,10 @@ void GetCommand::describe(OptionSet& options) {
   options.argument("ID", identifier_, "The account's identifier, or a child's");
   options.arguments("KEY", keys_, "Keys of the values; all where left out");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
-  options.example("accountsettings get 6F1C-MAIL --root /mnt/device", "Every value of an account.");
-  options.example("accountsettings get 6F1C-MAIL Username", "One value, as it stands.");
+  options.example("accountsettings get 5A0DE000-0001-4000-8000-000000000001 --root device",
+                  "Every value of an account.");
+  options.example("accountsettings get 5A0DE000-0001-4000-8000-000000000001 Username --root device",
+                  "One value, as it stands.");
 }
 
 ExitStatus GetCommand::run(Session& session) {

@@ -9,9 +9,9 @@
 namespace accountsettings {
 
 void HistoryCommand::describe(OptionSet& options) {
-  options.example("accountsettings history --root /mnt/device",
+  options.example("accountsettings history --root old",
                   "Lists every migration that left a backup or a record, oldest first.");
-  options.example("accountsettings history --json", "The same for scripts, on this machine.");
+  options.example("accountsettings history --root old --json", "The same for a script.");
 }
 
 ExitStatus HistoryCommand::run(Session& session) {

@@ -54,15 +54,16 @@ void MigrateCommand::describe(OptionSet& options) {
                "Tell what each step changed, and what became of each key");
   options.flag("-n,--dry-run", dryRun_, "Rehearse it on files kept in memory, and touch nothing");
   options.flag("--no-backup", noBackup_, "Keep no backup of the files that may change");
-  options.number("--keep", keep_, 1, 10000, "N", "How many backups to keep");
+  options.number("--keep", keep_, 1, 10000, "N", "How many backups to keep, at most 10000");
   options.flag("--accept-loss", acceptLoss_, "Go on although something will be lost");
   options.text("--plan", plan_, "FILE",
                "Go on only if nothing changed since this plan was made (see plan --out)");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
-  options.example("accountsettings migrate --root /mnt/device",
-                  "Migrates a mounted device image, with a backup that 'restore' puts back.");
-  options.example("accountsettings migrate --root /mnt/device --dry-run -v",
+  options.example("accountsettings migrate --root old --dry-run -v",
                   "Shows what each step would change, and touches nothing.");
+  options.example(
+      "accountsettings migrate --root old --log migration.log",
+      "Migrates a device, with a backup that 'restore' puts back and its log in a file.");
 }
 
 void MigrateCommand::checkPlan(Device& device) const {

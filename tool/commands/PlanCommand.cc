@@ -14,10 +14,10 @@ void PlanCommand::describe(OptionSet& options) {
                "Save the plan there, for 'migrate --plan FILE', which refuses it once its inputs "
                "have changed");
   options.flag("--exit-code", exitCode_, "End with status 10 where a migration is pending");
-  options.example("accountsettings plan --root /mnt/device --out plan.json",
+  options.example("accountsettings plan --root old --out plan.json",
                   "Says what a migration would do and saves the plan.");
-  options.example("accountsettings plan --root /mnt/device --exit-code --json",
-                  "The same for a script, which learns from the status whether work is pending.");
+  options.example("accountsettings plan --root old --exit-code --json",
+                  "The same for a script, which learns from status 10 that work is pending.");
 }
 
 ExitStatus PlanCommand::run(Session& session) {

@@ -44,12 +44,15 @@ Bytes inForm(const PropertyList& value, std::string_view form, const std::string
 }  // namespace
 
 void PlistCommand::describe(OptionSet& options) {
-  options.argument("FILE", file_, "The property list to read; '-' is standard input");
+  options.argument("FILE", file_,
+                   "The property list, or JSON, to read; '-' or none is standard input");
   options.choice("-t,--to", form_, {"text", "binary", "xml", "json"},
-                 "The form to write: text (the default), binary, xml or json");
+                 "The form to write; text where left out");
   options.text("-o,--out", out_, "FILE", "Write there instead of standard output");
-  options.example("accountsettings plist com.zelqo.accountsettings.plist",
-                  "Prints what the file holds, whatever its form.");
+  options.example(
+      "accountsettings plist device/var/mobile/Library/Preferences/com.zelqo.accountsettings.plist "
+      "--to json --out settings.json",
+      "Writes what the file holds, whatever its form, as JSON.");
   options.example("accountsettings plist settings.json --to binary --out settings.plist",
                   "Makes a binary property list of a JSON file.");
 }

@@ -152,10 +152,10 @@ void ReportCommand::describe(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
   options.text("-o,--out", out_, "FILE", "Where to write the report (needed)");
   options.text("--include-log", logFile_, "FILE", "A file that --log wrote, to put in too");
-  options.example("accountsettings report --root /mnt/device --out report.json",
+  options.example("accountsettings report --root device --out report.json",
                   "Collects what support needs, with everything personal replaced.");
-  options.example("accountsettings report --out report.json --include-log migration.log",
-                  "The same with the lines of a system log.");
+  options.example("accountsettings report --root old --out old.json --include-log migration.log",
+                  "The same after a migration, with the lines of its log.");
 }
 
 ExitStatus ReportCommand::run(Session& session) {

@@ -92,9 +92,9 @@ void RestoreCommand::describe(OptionSet& options) {
   options.argument("BACKUP", backup_, "The backup's name; the newest one where left out");
   options.flag("-l,--list", list_, "List the backups");
   options.flag("-n,--dry-run", dryRun_, "Say what would be put back, and touch nothing");
-  options.example("accountsettings restore --root /mnt/device --list",
-                  "Lists the backups that migrations kept on a mounted device image.");
-  options.example("accountsettings restore --root /mnt/device",
+  options.example("accountsettings restore --root old --list",
+                  "Lists the backups that migrations kept on a device.");
+  options.example("accountsettings restore --root old",
                   "Puts the newest backup back: every byte, mode and owner.");
 }
 

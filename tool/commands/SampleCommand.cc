@@ -139,19 +139,14 @@ void writeAccounts(DeviceWriter& device, const Release& release) {
 void SampleCommand::describe(OptionSet& options) {
   options.argument("DIR", directory_, "Where to write the device root: a new or empty directory");
   std::vector<std::string> names;
-  std::string help = "Which device: ";
-  for (const Release& each : kReleases) {
-    if (!names.empty()) help += ", ";
-    help += std::string(each.name) + " (" + each.meaning + ")";
-    names.emplace_back(each.name);
-  }
-  options.choice("--release", release_, names, help + "; current where left out");
+  for (const Release& each : kReleases) names.emplace_back(each.name);
+  options.choice("--release", release_, names,
+                 "Whose settings: a release's, named by its build, or none but legacy mail and "
+                 "Exchange files; current where left out");
   options.example("accountsettings sample device",
                   "Writes a device root of the current release to the directory 'device'.");
-  options.example(
-      "accountsettings sample old --release oldest && "
-      "accountsettings migrate --root old -v",
-      "Writes a device of the oldest release and brings it up step by step.");
+  options.example("accountsettings sample old --release oldest",
+                  "Writes a device of the oldest release, which waits for its migration.");
 }
 
 ExitStatus SampleCommand::run(Session& session) {

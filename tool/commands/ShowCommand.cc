@@ -99,10 +99,12 @@ void ShowCommand::describe(OptionSet& options) {
   options.flag("--table", table_, "A table, one line for each account");
   options.flag("-a,--all", all_, "Every property of each account");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
-  options.example("accountsettings show --root /mnt/device --all",
-                  "Every account of a mounted device image with every property.");
-  options.example("accountsettings show com.zelqo.accountsettings.plist --dataclass Mail --table",
-                  "A table of the accounts that have mail switched on.");
+  options.example("accountsettings show --root device --all",
+                  "Every account of a device with every property.");
+  options.example(
+      "accountsettings show device/var/mobile/Library/Preferences/com.zelqo.accountsettings.plist "
+      "--dataclass Mail --table",
+      "A table of the accounts in a settings file that have mail switched on.");
 }
 
 bool ShowCommand::wanted(const AccountNode& account) const {

@@ -87,7 +87,7 @@ void OptionSet::text(const std::string& names, std::optional<std::string>& targe
 void OptionSet::number(const std::string& names, int& target, int least, int most,
                        const std::string& valueName, const std::string& help) {
   app_.add_option(names, target, help)
-      ->check(CLI::Range(least, most))
+      ->check(CLI::Range(least, most).description(""))
       ->type_name(valueName)
       ->capture_default_str();
 }
@@ -99,7 +99,11 @@ void OptionSet::list(const std::string& names, std::vector<std::string>& target,
 
 void OptionSet::choice(const std::string& names, std::optional<std::string>& target,
                        const std::vector<std::string>& choices, const std::string& help) {
-  app_.add_option(names, target, help)->check(CLI::IsMember(choices))->type_name("");
+  std::string shown;
+  for (const std::string& each : choices) shown += (shown.empty() ? "" : "|") + each;
+  app_.add_option(names, target, help)
+      ->check(CLI::IsMember(choices).description(""))
+      ->type_name(shown);
 }
 
 void OptionSet::argument(const std::string& name, std::string& target, const std::string& help) {
@@ -138,7 +142,10 @@ CommandLine::CommandLine(std::span<const CommandEntry> commands)
     commands_.emplace(entry.name, std::move(command));
   }
   // After the subcommands, which would inherit it.
-  app_->footer("accountsettings COMMAND --help tells more about each command.");
+  app_->footer(
+      "accountsettings COMMAND --help tells more about each command, with two examples. The "
+      "examples "
+      "use\nthe device roots that those of accountsettings sample --help write.");
 }
 
 CommandLine::~CommandLine() = default;
