@@ -88,6 +88,11 @@ ToolRun& ToolRun::withClosedOutput() {
   return *this;
 }
 
+ToolRun& ToolRun::withoutStream(int stream) {
+  missingStreams_.push_back(stream);
+  return *this;
+}
+
 ToolRun& ToolRun::killedAfter(std::chrono::microseconds delay) {
   killDelay_ = delay;
   return *this;
@@ -112,6 +117,7 @@ void ToolRun::becomeTool(int in, int out, int err) const {
   ::dup2(in, 0);
   ::dup2(out, 1);
   ::dup2(err, 2);
+  for (const int stream : missingStreams_) ::close(stream);
   for (const auto& [name, value] : variables_) ::setenv(name.c_str(), value.c_str(), 1);
   if (fileSizeLimit_) {
     ::signal(SIGXFSZ, SIG_IGN);

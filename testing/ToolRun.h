@@ -31,6 +31,8 @@ class ToolRun {
   ToolRun& withFileSizeLimit(std::uint64_t bytes);
   // Nobody reads standard output any more.
   ToolRun& withClosedOutput();
+  // The program begins without standard input (0), output (1) or errors (2).
+  ToolRun& withoutStream(int stream);
   // The program is killed after this time, if it has not ended by then.
   ToolRun& killedAfter(std::chrono::microseconds delay);
   // Standard output is a terminal.
@@ -49,6 +51,7 @@ class ToolRun {
   std::optional<std::uint64_t> fileSizeLimit_;
   std::optional<std::chrono::microseconds> killDelay_;
   bool closedOutput_ = false;
+  std::vector<int> missingStreams_;
   bool onTerminal_ = false;
   std::string input_;
 };

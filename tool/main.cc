@@ -37,6 +37,7 @@ ExitStatus finish(Output& output, ExitStatus status, bool changed) {
 }
 
 ExitStatus runProgram(std::vector<std::string> arguments) {
+  terminal::keepNumbersOfClosedStreams();
   terminal::makeWritesFailInsteadOfEnding();
   CommandLine commandLine(allCommands());
   Command* command = nullptr;

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <future>
+#include <iterator>
 #include <thread>
 
 #include "testing/ToolRun.h"
@@ -439,6 +441,22 @@ TEST_F(Edit, SurvivesAClosedPipeAfterTheSave) {
   EXPECT_EQ(result.signal, 0);
   EXPECT_EQ(root.account(0).get("X"), PropertyList("1"));
   EXPECT_NE(result.err.find("standard output: "), std::string::npos);
+}
+
+// A file that the program opens would else get the number of the stream, and what is told there.
+TEST_F(Edit, WritesNothingForAClosedStreamIntoItsFiles) {
+  const TemporaryDirectory elsewhere;
+  const std::string log = elsewhere.path() / "log";
+  const std::vector<std::string> disable = {"disable",   "C",     "Calendars", "--root",
+                                            root.path(), "--log", log};
+  ASSERT_EQ(ToolRun(disable).withoutStream(2).run().status, 0);
+  std::ifstream stream(log);
+  const std::string logged{std::istreambuf_iterator<char>(stream), {}};
+  EXPECT_EQ(logged.find("is stored as disabled"), std::string::npos) << logged;
+  EXPECT_EQ(ToolRun(disable).withoutStream(1).run().err,
+            "accountsettings: Calendars is stored as disabled, but a child reports what its parent "
+            "has enabled\naccountsettings: standard output: Bad file descriptor; what was to be "
+            "shown is incomplete\n");
 }
 
 TEST_F(Edit, KeepsUnknownKeysToTheBit) {

@@ -1,5 +1,6 @@
 #include "tool/frame/Terminal.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -49,6 +50,15 @@ Status write(Stream stream, std::string_view text) {
     }
   }
   return {};
+}
+
+void keepNumbersOfClosedStreams() noexcept {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is taken, which is this one. Opened the wrong way round, it is no use.
+    if (fcntl(stream, F_GETFD) < 0) {
+      static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+  }
 }
 
 void makeWritesFailInsteadOfEnding() noexcept {

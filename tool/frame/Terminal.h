@@ -16,6 +16,9 @@ enum class Stream { Output, Errors };
 [[nodiscard]] std::size_t width() noexcept;
 // Writes everything, also to a slow pipe.
 Status write(Stream stream, std::string_view text);
+// Keeps a stream that was closed before the program began from being the number of a file that it
+// opens, where output would then go: reading and writing such a stream goes on to fail.
+void keepNumbersOfClosedStreams() noexcept;
 // Makes writing to a closed pipe, or beyond the size that a file may have, an error instead of the
 // end of the program.
 void makeWritesFailInsteadOfEnding() noexcept;
