@@ -133,7 +133,7 @@ ExitStatus AddCommand::run(Session& session) {
   for (const std::string& each : enabled_) enabled.push_back(dataclassFromText(each));
   AccountEditor editor(session, edit_);
   AccountsManager& store = editor.store();
-  requireMayAdd(store, given);
+  requireMayAdd(store, given, enabled);
   std::shared_ptr<BasicAccount> parent;
   if (parent_) {
     const EditedAccount found = accountToEdit(store, *parent_);
@@ -144,10 +144,7 @@ ExitStatus AddCommand::run(Session& session) {
     parent = found.record;
   }
   const auto account = BasicAccount::accountWithProperties(given);
-  for (const std::string& dataclass : enabled) {
-    requireSupports(*account, dataclass);
-    account->setEnabledForDataclass(true, dataclass);
-  }
+  for (const std::string& dataclass : enabled) account->setEnabledForDataclass(true, dataclass);
   if (parent) {
     store.addChildToAccount(account, parent);
   } else {

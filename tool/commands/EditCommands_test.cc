@@ -233,7 +233,7 @@ TEST_F(Edit, RefusesWhatTheModelRefuses) {
                 "child's own identifier, or use 'add --parent' and 'remove'");
   expectRefused({"set", "A", "Username", "7", "--type", "int"}, 3,
                 "account 'A', key 'Username': an integer would be read as absent; the key holds a "
-                "string; choose another --type");
+                "string; give a value of that kind");
   expectRefused({"set", "A", "Enabled Dataclasses", "[\"odd\"]", "--type", "plist"}, 3,
                 "account 'A', key 'Enabled Dataclasses': accounts of type 'Mail' cannot carry "
                 "'odd'; this type carries Mail, Notes");
@@ -246,10 +246,31 @@ TEST_F(Edit, RefusesWhatTheModelRefuses) {
   expectRefused({"add", "Mail", "OddAccount"}, 3,
                 "an account of type 'Mail': the class 'OddAccount' is no mail class; give the "
                 "class that handles it, for example IMAPAccount or POPAccount");
+  expectRefused({"add", "Mail", "IMAPAccount", "--enable", "Bookmarks"}, 3,
+                "an account of type 'Mail': accounts of type 'Mail' cannot carry Bookmarks; this "
+                "type carries Mail, Notes");
   expectRefused({"add", "Mail", ""}, 3, "an account of type 'Mail': the account class is required");
   expectRefused({"add", "CalDAV", "MobileCalDAVAccount", "--parent", "C"}, 3,
                 "account 'C': it is a child itself; a child has no children; give a top-level "
                 "account");
+}
+
+TEST_F(Edit, RefusesPropertiesThatNobodyWouldRead) {
+  const std::map<std::string, Dictionary> refusals = {
+      {"key 'Identifier': an integer would be read as absent; the key holds a string; give a value "
+       "of that kind",
+       {{"Identifier", 5}}},
+      {"key 'ChildAccounts': a string would be read as absent; the key holds an array of accounts; "
+       "give a value of that kind",
+       {{"ChildAccounts", "C"}}},
+      {"key 'Enabled Dataclasses': accounts of type 'Mail' cannot carry 'odd'; this type carries "
+       "Mail, Notes",
+       {{"Enabled Dataclasses", Array{"odd"}}}}};
+  for (const auto& [reason, properties] : refusals) {
+    root.put("/properties.plist", properties);
+    expectRefused({"add", "Mail", "IMAPAccount", "--properties", root.at("/properties.plist")}, 3,
+                  "an account of type 'Mail', " + reason);
+  }
 }
 
 TEST_F(Edit, RefusesAnAccountThatIsNotThere) {
@@ -426,13 +447,23 @@ TEST_F(Edit, AKilledSaveLeavesTheOldFileOrTheNewOneWhole) {
 
 TEST_F(Edit, WithoutPermissionNothingIsTouched) {
   if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
+  const std::string preferences = root.at("/var/mobile/Library/Preferences");
+  ::chmod(root.path().c_str(), 0755);
+  ::chmod(root.at("/tmp").c_str(), 0777);
   ::chmod(root.settingsPath().c_str(), 0644);
   const auto before = filesWithoutLock();
   const ToolResult result =
       ToolRun({"set", "A", "X", "1", "--root", root.path()}).asUser(65534).run();
   EXPECT_EQ(result.status, 3);
-  EXPECT_FALSE(result.err.empty());
+  EXPECT_EQ(result.err, "accountsettings: " + root.settingsPath() +
+                            ": Saving the settings would fail: " + preferences +
+                            ": Permission denied; 'accountsettings check' tells more; "
+                            "--accept-loss goes on all the same\n");
   EXPECT_EQ(filesWithoutLock(), before);
+  ::chmod(root.settingsPath().c_str(), 0600);
+  EXPECT_EQ(ToolRun({"set", "A", "X", "1", "--root", root.path()}).asUser(65534).run().err,
+            "accountsettings: " + root.settingsPath() +
+                ": Permission denied; act as its owner or as root\n");
 }
 
 TEST_F(Edit, SurvivesAClosedPipeAfterTheSave) {

@@ -1,5 +1,6 @@
 #include "tool/editing/AccountEditor.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "account/StringList.h"
@@ -47,7 +48,9 @@ void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
   const std::string migrateFirst = "run 'accountsettings migrate' first";
   if (!content) throw Prevented(shown, "there are no account settings", migrateFirst);
   if (!*content) {
-    throw Prevented(shown, content->error().message, "see 'accountsettings check'");
+    const bool forbidden = content->error().code == EACCES;
+    throw Prevented(shown, content->error().message,
+                    forbidden ? "act as its owner or as root" : "see 'accountsettings check'");
   }
   const Dictionary* settings = (*content)->dictionary();
   if (!settings) {
@@ -88,7 +91,7 @@ EditedAccount accountToEdit(const AccountsManager& store, const std::string& ide
 AccountEditor::AccountEditor(Session& session, const EditOptions& options)
     : session_(session),
       options_(options),
-      device_(session.options, DefaultLog::System),
+      device_(session.options, options.dryRun ? DefaultLog::Nowhere : DefaultLog::System),
       files_(device_.files()),
       context_(platformWith(device_.host().platform(), {.files = &files_})),
       current_(context_),

@@ -38,6 +38,8 @@ struct TypedKey {
 };
 
 constexpr std::array kTypedKeys = {
+    TypedKey{kAccountIdentifier, PropertyList::Kind::String, "a string"},
+    TypedKey{kAccountChildAccounts, PropertyList::Kind::Array, "an array of accounts"},
     TypedKey{kAccountSyncIdentifier, PropertyList::Kind::String, "a string"},
     TypedKey{kAccountDisplayName, PropertyList::Kind::String, "a string"},
     TypedKey{kAccountUsername, PropertyList::Kind::String, "a string"},
@@ -46,6 +48,18 @@ constexpr std::array kTypedKeys = {
     TypedKey{kAccountEnabledDataclasses, PropertyList::Kind::Array, "an array of data classes"},
     TypedKey{kAccountProvisionedDataclasses, PropertyList::Kind::Array, "an array of data classes"},
     TypedKey{kCalendarsAccountSubscribedCalendars, PropertyList::Kind::Array, "an array"}};
+
+// Throws where nobody would read the value under the key.
+void requireKind(const std::string& where, std::string_view key, const PropertyList& value) {
+  for (const TypedKey& typed : kTypedKeys) {
+    if (typed.key == key && typed.kind != value.kind()) {
+      throw Prevented(where,
+                      std::string(kindInWords(value)) + " would be read as absent; the key holds " +
+                          typed.expected,
+                      "give a value of that kind");
+    }
+  }
+}
 
 std::string named(const BasicAccount& account) {
   return "account '" + printable(account.identifier().value_or("")) + "'";
@@ -56,6 +70,17 @@ std::string supportedInWords(const BasicAccount& account) {
   const StringList supported = account.supportedDataclasses();
   for (const std::string& each : supported) names.push_back(shortDataclass(each));
   return "this type carries " + (names.empty() ? "none" : joined(names, ", "));
+}
+
+// Throws where accounts of this type do not carry the data class.
+void requireCarried(const BasicAccount& account, const std::string& dataclass,
+                    const std::string& where) {
+  const StringList supported = account.supportedDataclasses();
+  if (std::find(supported.begin(), supported.end(), dataclass) != supported.end()) return;
+  throw Prevented(where,
+                  "accounts of type '" + account.type().value_or("") + "' cannot carry " +
+                      std::string(shortDataclass(dataclass)),
+                  supportedInWords(account));
 }
 
 // The first string of a list that is no data class of the account's type.
@@ -71,6 +96,18 @@ std::optional<std::string> unsupportedMember(const BasicAccount& account, const 
   return std::nullopt;
 }
 
+// Throws where a list of data classes holds one that accounts of this type do not carry.
+void requireCarriedLists(const BasicAccount& account, std::string_view key,
+                         const PropertyList& value, const std::string& where) {
+  if (key != kAccountEnabledDataclasses && key != kAccountProvisionedDataclasses) return;
+  if (const auto unsupported = unsupportedMember(account, *value.array())) {
+    throw Prevented(
+        where,
+        "accounts of type '" + account.type().value_or("") + "' cannot carry " + *unsupported,
+        supportedInWords(account));
+  }
+}
+
 }  // namespace
 
 void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value) {
@@ -80,33 +117,16 @@ void requireMaySet(const BasicAccount& account, const std::string& key, const Pr
     if (fixed.key == key) throw Prevented(where, fixed.reason, fixed.next);
   }
   if (!value) return;
-  for (const TypedKey& typed : kTypedKeys) {
-    if (typed.key == key && typed.kind != value->kind()) {
-      throw Prevented(where,
-                      std::string(kindInWords(*value)) +
-                          " would be read as absent; the key holds " + typed.expected,
-                      "choose another --type");
-    }
-  }
-  if (key != kAccountEnabledDataclasses && key != kAccountProvisionedDataclasses) return;
-  if (const auto unsupported = unsupportedMember(account, *value->array())) {
-    throw Prevented(
-        where,
-        "accounts of type '" + account.type().value_or("") + "' cannot carry " + *unsupported,
-        supportedInWords(account));
-  }
+  requireKind(where, key, *value);
+  requireCarriedLists(account, key, *value, where);
 }
 
 void requireSupports(const BasicAccount& account, const std::string& dataclass) {
-  const StringList supported = account.supportedDataclasses();
-  if (std::find(supported.begin(), supported.end(), dataclass) != supported.end()) return;
-  throw Prevented(named(account),
-                  "accounts of type '" + account.type().value_or("") + "' cannot carry " +
-                      std::string(shortDataclass(dataclass)),
-                  supportedInWords(account));
+  requireCarried(account, dataclass, named(account));
 }
 
-void requireMayAdd(const AccountsManager& store, const Dictionary& properties) {
+void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
+                   const StringList& enabled) {
   const std::string type = textOf(properties, kAccountType);
   const std::string where = "an account of type '" + printable(type) + "'";
   if (typeProblem(properties)) {
@@ -119,10 +139,17 @@ void requireMayAdd(const AccountsManager& store, const Dictionary& properties) {
     throw Prevented(where, "the class '" + printable(mail.found) + "' is no mail class",
                     "give the class that handles it, for example IMAPAccount or POPAccount");
   }
+  const auto account = BasicAccount::accountWithProperties(properties);
+  for (const auto& entry : properties) {
+    const std::string place = where + ", key '" + printable(entry.key()) + "'";
+    requireKind(place, entry.key(), entry.value());
+    requireCarriedLists(*account, entry.key(), entry.value(), place);
+  }
+  for (const std::string& dataclass : enabled) requireCarried(*account, dataclass, where);
   const std::string identifier = textOf(properties, kAccountIdentifier);
   if (identifier.empty()) return;
-  for (const auto& account : store.allBasicSyncableAccounts()) {
-    if (account->identifier() == identifier) {
+  for (const auto& other : store.allBasicSyncableAccounts()) {
+    if (other->identifier() == identifier) {
       throw Prevented(
           where, "there is an account with the identifier '" + printable(identifier) + "' already",
           "leave \"Identifier\" out, and a fresh one is made");

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "account/BasicAccount.h"
+#include "account/StringList.h"
 #include "plist/PropertyList.h"
 #include "store/AccountsManager.h"
 
@@ -16,7 +17,9 @@ namespace accountsettings {
 void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value);
 // Switching the data class of the account.
 void requireSupports(const BasicAccount& account, const std::string& dataclass);
-// An account of that type and class, with these properties, in the store.
-void requireMayAdd(const AccountsManager& store, const Dictionary& properties);
+// An account with these properties, its type and class among them, in the store, with these data
+// classes to be enabled.
+void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
+                   const StringList& enabled);
 
 }  // namespace accountsettings

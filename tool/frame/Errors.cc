@@ -6,6 +6,8 @@ namespace {
 
 std::string sentence(std::string_view where, std::string_view why, std::string_view next) {
   std::string text(where);
+  // The reason of a failed call on a file names the file too.
+  if (!text.empty() && why.starts_with(text + ": ")) why.remove_prefix(text.size() + 2);
   if (!text.empty() && !why.empty()) text += ": ";
   text += why;
   if (!next.empty()) {

@@ -86,8 +86,8 @@ inline constexpr FindingKind kSentinelDeletesLegacy{
     "If these files are to be converted, remove the sentinel first."};
 inline constexpr FindingKind kSaveWouldFail{
     "save-would-fail", Severity::Error, true, true,
-    "Create the account, group or directory, or set \"Owner\", \"Group\" and "
-    "\"TemporaryDirectory\" in the host's configuration."};
+    "Act as a user who may write there, create the account, group or directory that is missing, or "
+    "set \"Owner\", \"Group\" and \"TemporaryDirectory\" in the host's configuration."};
 inline constexpr FindingKind kWrongOwner{
     "wrong-owner", Severity::Warning, false, false,
     "Nothing needs to be done if the present owner need not read it: a save sets the owner."};

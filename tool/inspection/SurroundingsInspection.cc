@@ -20,17 +20,22 @@ std::string octal(unsigned mode) {
   return "0" + digits;
 }
 
-void inspectSentinel(Findings& findings) {
-  Files& files = ProcessContext::current().platform().files;
-  const std::string sentinel = removalSentinelPath();
-  if (!files.exists(sentinel)) return;
-  FindingList list(findings, sentinel);
+// The legacy files that are there, in words; empty where there are none.
+std::string legacyFilesLeft() {
   std::string left;
   for (const std::string& legacy : {daAccountPath(), mailAccountsPath()}) {
-    if (files.exists(legacy)) {
+    if (ProcessContext::current().platform().files.exists(legacy)) {
       left += (left.empty() ? "" : " and ") + legacy;
     }
   }
+  return left;
+}
+
+void inspectSentinel(Findings& findings) {
+  const std::string sentinel = removalSentinelPath();
+  if (!ProcessContext::current().platform().files.exists(sentinel)) return;
+  FindingList list(findings, sentinel);
+  const std::string left = legacyFilesLeft();
   if (left.empty()) {
     list.add(finding::kLeftoverSentinel,
              "An earlier removal of the legacy files was interrupted: the next migration only "
@@ -47,8 +52,11 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
   FindingList list(findings, path);
   const Status save = facts.saveCanSucceed(path);
   if (!save) {
-    list.add(finding::kSaveWouldFail, "Saving the settings would fail: " + save.error().message +
-                                          ". A migration removes the legacy files all the same.");
+    std::string meaning = "Saving the settings would fail: " + save.error().message + ".";
+    if (!legacyFilesLeft().empty()) {
+      meaning += " A migration removes the legacy files all the same.";
+    }
+    list.add(finding::kSaveWouldFail, std::move(meaning));
   }
   for (const std::string& temporary : facts.temporariesOf(path)) {
     FindingList(findings, temporary)
