@@ -40,9 +40,11 @@ std::string nameFor(const CalendarTime& time) {
   return std::string(text.data(), static_cast<std::size_t>(length));
 }
 
+constexpr std::size_t kDateLength = 19;
+
 // Whether a directory's name is one that nameFor() gives, perhaps with a number behind it.
 bool isBackupName(const std::string& name) {
-  return name.size() >= 19 && name.find_first_not_of("0123456789-") == std::string::npos;
+  return name.size() >= kDateLength && name.find_first_not_of("0123456789-") == std::string::npos;
 }
 
 std::optional<std::int64_t> versionIn(const Bytes& settings) {
@@ -162,13 +164,19 @@ Result<BackupManifest> makeBackup(Device& device) {
   BackupManifest manifest;
   manifest.name = *name;
   manifest.toolVersion = kToolVersion;
+  Status kept;
   for (const WatchedPath& watched : pathsThatAMigrationTouches()) {
     Result<BackupFile> file = keep(files, pathOfBackup(*name), watched);
-    if (!file) return file.error();
+    if (!file) {
+      kept = file.error();
+      break;
+    }
     manifest.files.push_back(std::move(file).value());
   }
-  if (const Status written = writeManifest(files, manifest); !written) return written.error();
-  return manifest;
+  if (kept) kept = writeManifest(files, manifest);
+  if (kept) return manifest;
+  (void)removeBackup(files, *name);  // what stays is known as unfinished
+  return kept.error();
 }
 
 Status recordOutcome(Device& device, BackupManifest manifest, const Dictionary& outcome) {
@@ -176,27 +184,31 @@ Status recordOutcome(Device& device, BackupManifest manifest, const Dictionary& 
   return writeManifest(device.files(), manifest);
 }
 
-Status removeOldBackups(Device& device, std::size_t keep) {
-  const std::vector<FoundBackup> found = findBackups(device);
-  auto complete = static_cast<std::size_t>(
-      std::count_if(found.begin(), found.end(), [](const auto& each) { return !!each.manifest; }));
-  for (const FoundBackup& each : found) {
-    if (complete <= std::max<std::size_t>(keep, 1)) break;
+Status removeOldBackups(Device& device, std::size_t keep, const std::string& newest) {
+  const Result<std::vector<FoundBackup>> found = findBackups(device);
+  if (!found) return found.error();
+  auto complete = static_cast<std::size_t>(std::count_if(
+      found->begin(), found->end(), [](const auto& each) { return !!each.manifest; }));
+  for (const FoundBackup& each : *found) {
+    const bool tooMany = complete > std::max<std::size_t>(keep, 1) && each.name != newest;
+    if (!tooMany && !each.unfinished) continue;
     if (Status removed = removeBackup(device.files(), each.name); !removed) return removed;
     if (each.manifest) --complete;
   }
   return {};
 }
 
-std::vector<FoundBackup> findBackups(Device& device) {
+Result<std::vector<FoundBackup>> findBackups(Device& device) {
   std::vector<FoundBackup> found;
   const Result<std::vector<std::string>> names = device.files().list(backupsDirectory());
-  if (!names) return found;
+  if (!names && names.error().code == ENOENT) return found;
+  if (!names) return names.error();
   for (const std::string& name : *names) {
     if (!isBackupName(name)) continue;
-    FoundBackup backup{name, std::nullopt, "it has no manifest: it was not finished"};
+    FoundBackup backup{name, std::nullopt, "it has no manifest: it was not finished", true};
     const std::string path = appendPathComponent(pathOfBackup(name), kManifestName);
     if (device.files().exists(path)) {
+      backup.unfinished = false;
       const Result<Bytes> bytes = device.files().read(path);
       Result<BackupManifest> manifest =
           bytes ? manifestFrom(name, *bytes) : Result<BackupManifest>(bytes.error());
@@ -205,7 +217,19 @@ std::vector<FoundBackup> findBackups(Device& device) {
     }
     found.push_back(std::move(backup));
   }
+  // The tenth backup of a second is younger than the second one.
+  std::stable_sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
+    const int order = left.name.compare(0, kDateLength, right.name, 0, kDateLength);
+    return order < 0 || (order == 0 && left.name.size() < right.name.size());
+  });
   return found;
+}
+
+std::vector<FoundBackup> requireBackups(Device& device) {
+  Result<std::vector<FoundBackup>> found = findBackups(device);
+  if (found) return std::move(found).value();
+  throw Prevented(device.shown(backupsDirectory()), found.error().message,
+                  "only the user who migrated, and root, may read the backups");
 }
 
 Result<Bytes> readFromBackup(Device& device, const BackupManifest& manifest,

@@ -25,21 +25,26 @@ struct WatchedPath {
 [[nodiscard]] std::string backupsDirectory();
 
 // Makes a backup of the watched paths and flushes it. The error says what could not be kept; what
-// was begun then stays behind without a manifest.
+// was begun is then taken away again.
 [[nodiscard]] Result<BackupManifest> makeBackup(Device& device);
 // Writes what the migration did into the backup's manifest.
 Status recordOutcome(Device& device, BackupManifest manifest, const Dictionary& outcome);
-// Removes the oldest backups until `keep` are left, and incomplete ones older than those.
-Status removeOldBackups(Device& device, std::size_t keep);
+// Removes the oldest backups until `keep` are left, but never the one named `newest`, whatever the
+// clock says; and what killed runs began and never finished. Only while the migration lock is held.
+Status removeOldBackups(Device& device, std::size_t keep, const std::string& newest);
 
 // A backup that was found. Without a manifest it is incomplete or damaged, and `problem` says how.
 struct FoundBackup {
   std::string name;
   std::optional<BackupManifest> manifest;
   std::string problem;
+  bool unfinished = false;  // nothing was touched when it was given up
 };
-// The root's backups, oldest first.
-[[nodiscard]] std::vector<FoundBackup> findBackups(Device& device);
+// The root's backups, oldest first; none where there is no directory of backups. Fails where it
+// cannot be read.
+[[nodiscard]] Result<std::vector<FoundBackup>> findBackups(Device& device);
+// The same; throws Prevented.
+[[nodiscard]] std::vector<FoundBackup> requireBackups(Device& device);
 
 // The content that the backup keeps of `file`; fails where it is missing or its sum is wrong.
 [[nodiscard]] Result<Bytes> readFromBackup(Device& device, const BackupManifest& manifest,

@@ -1,6 +1,7 @@
 #include "tool/commands/CheckCommand.h"
 
 #include "plist/Reader.h"
+#include "tool/backup/DeviceInspection.h"
 #include "tool/commands/Input.h"
 #include "tool/device/Device.h"
 #include "tool/frame/ReadFile.h"
@@ -18,8 +19,7 @@ struct Checked {
 };
 
 Checked checkRoot(const CommonOptions& options, Device& device) {
-  const auto facts = makeHostFacts(device.host());
-  return {Input::Kind::DeviceRoot, options.root, inspectRoot(facts.get()),
+  return {Input::Kind::DeviceRoot, options.root, inspectDevice(device),
           [&device](const std::string& file) { return device.shown(file); }};
 }
 

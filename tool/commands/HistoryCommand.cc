@@ -16,7 +16,7 @@ void HistoryCommand::describe(OptionSet& options) {
 
 ExitStatus HistoryCommand::run(Session& session) {
   Device device(session.options, DefaultLog::Nowhere);
-  const std::vector<FoundBackup> backups = findBackups(device);
+  const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<MigrationRecord> records = findMigrationRecords(device.files());
   Output& output = session.output;
   if (output.json()) {

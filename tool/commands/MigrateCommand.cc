@@ -1,7 +1,7 @@
 #include "tool/commands/MigrateCommand.h"
 
 #include "host/LogSinks.h"
-#include "tool/device/HostFacts.h"
+#include "tool/backup/DeviceInspection.h"
 #include "tool/frame/StepNames.h"
 #include "tool/inspection/FindingsText.h"
 
@@ -10,15 +10,16 @@ namespace accountsettings {
 namespace {
 
 // Why the migration is not to begin without --accept-loss; empty where nothing stands against it.
-std::vector<std::string> objections(const MigrationReport& report) {
+std::vector<std::string> objections(const MigrationReport& report, const ShownPath& shown) {
   std::vector<std::string> problems;
   for (const Finding& finding : report.findings) {
-    if (finding.kind->blocksMigration) problems.push_back(finding.meaning);
+    if (finding.kind->blocksMigration) problems.push_back(findingInALine(finding, shown));
   }
   for (const LedgerEntry& entry : report.ledger.unexplained()) {
-    problems.push_back("No rule explains why " + entry.account +
-                       (entry.key.empty() ? "" : " loses \"" + entry.key + "\"") +
-                       (entry.key.empty() ? " is dropped." : "."));
+    problems.push_back(
+        printable(shown(entry.file)) + ": account " + printable(entry.account) +
+        ": no rule explains why it " +
+        (entry.key.empty() ? "is dropped" : "loses \"" + printable(entry.key) + "\""));
   }
   return problems;
 }
@@ -96,8 +97,7 @@ ExitStatus MigrateCommand::run(Session& session) {
   checkPlan(device);
 
   output.progress("Looking at the settings ...");
-  const auto facts = makeHostFacts(device.host());
-  Findings findings = inspectRoot(facts.get());
+  Findings findings = inspectDevice(device);
   output.progress("Rehearsing the migration ...");
   DiscardingSink silence;
   const char* doing = "Rehearsing";
@@ -107,20 +107,22 @@ ExitStatus MigrateCommand::run(Session& session) {
   MigrationReport report = reportOf(host, root, std::move(findings));
   report.dryRun = dryRun_;
 
+  const ShownPath shown = [&](const std::string& path) { return device.shown(path); };
   const auto showReport = [&] {
     output.progress("");
-    show(output, report, [&](const std::string& path) { return device.shown(path); },
-         {verbose_, reveal_});
+    show(output, report, shown, {verbose_, reveal_});
   };
-  report.problems = objections(report);
+  report.problems = objections(report, shown);
   if (!report.problems.empty() && !acceptLoss_) {
     report.outcome = "refused";
     showReport();
-    throw Prevented(
-        root,
-        counted(report.problems.size(), "thing stands", "things stand") +
-            " against the migration, and nothing was changed: " + report.problems.front(),
-        "repair what is named, or go on with --accept-loss");
+    std::string why = report.problems.front();
+    if (const std::size_t more = report.problems.size() - 1; more > 0) {
+      why += " (and " + counted(more, "more thing stands", "more things stand") +
+             " against the migration)";
+    }
+    throw Prevented("", why,
+                    "nothing was changed; repair what is named, or go on with --accept-loss");
   }
 
   std::optional<std::string> fault;

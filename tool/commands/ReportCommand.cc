@@ -8,6 +8,7 @@
 #include "tool/accounts/StandIns.h"
 #include "tool/backup/Backup.h"
 #include "tool/backup/BackupText.h"
+#include "tool/backup/DeviceInspection.h"
 #include "tool/device/Device.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/ReadFile.h"
@@ -95,16 +96,15 @@ class ReportMaker {
       plan.remove("inputs");  // digests let anybody who guesses a file see that he is right
       report.set("plan", standIns_.told(plan));
     } catch (const CommandFailure& failure) {
-      const auto facts = makeHostFacts(device_.host());
       report.set("planProblem", PropertyList(standIns_.sentence(failure.what())));
       report.set("findings",
-                 standIns_.told(findingsForScripts(inspectRoot(facts.get()), devicePath)));
+                 standIns_.told(findingsForScripts(inspectDevice(device_), devicePath)));
     }
   }
 
   Array backups() {
     Array all;
-    for (const FoundBackup& each : findBackups(device_)) {
+    for (const FoundBackup& each : requireBackups(device_)) {
       all.append(standIns_.told(backupForScripts(each)));
     }
     return all;

@@ -99,7 +99,7 @@ void RestoreCommand::describe(OptionSet& options) {
 }
 
 BackupManifest RestoreCommand::chosenBackup(Device& device) const {
-  const std::vector<FoundBackup> found = findBackups(device);
+  const std::vector<FoundBackup> found = requireBackups(device);
   const std::string place = device.shown(backupsDirectory());
   for (auto each = found.rbegin(); each != found.rend(); ++each) {
     if (!backup_ && each->manifest) return *each->manifest;
@@ -116,7 +116,7 @@ BackupManifest RestoreCommand::chosenBackup(Device& device) const {
 }
 
 ExitStatus RestoreCommand::list(Output& output, Device& device) const {
-  const std::vector<FoundBackup> found = findBackups(device);
+  const std::vector<FoundBackup> found = requireBackups(device);
   if (output.json()) {
     Array backups;
     for (const FoundBackup& each : found) backups.append(backupForScripts(each));

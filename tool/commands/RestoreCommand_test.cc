@@ -233,6 +233,33 @@ TEST_F(Restore, TellsThatThereIsNoBackup) {
   EXPECT_EQ(root_.snapshot(), before);
 }
 
+TEST_F(Restore, TellsThatTheBackupsMayNotBeRead) {
+  root_.putSettings(12, {});
+  ASSERT_EQ(run("migrate").status, 0);
+  fs::permissions(root_.path(), fs::perms(0755));
+  for (const std::vector<std::string>& each :
+       {std::vector<std::string>{"restore"}, {"restore", "--list"}, {"history"}}) {
+    std::vector<std::string> arguments = each;
+    arguments.insert(arguments.end(), {"--root", root_.path()});
+    const ToolResult result = ToolRun(arguments).asUser(12345).run();
+    EXPECT_EQ(result.status, 3) << each[0];
+    EXPECT_EQ(result.err, "accountsettings: " + root_.at(kBackups) +
+                              ": Permission denied; only the user who migrated, and root, may read "
+                              "the backups\n");
+  }
+}
+
+TEST_F(Restore, TheTenthBackupOfASecondIsNewerThanTheSecond) {
+  root_.putSettings(12, {});
+  ASSERT_EQ(run("migrate").status, 0);
+  const std::string first = root_.at(kBackups) + "/2020-01-01-00-00-00";
+  fs::rename(root_.at(kBackups) + "/" + backup(), first);
+  fs::copy(first, first + "-10");
+  fs::copy(first, first + "-2");
+  EXPECT_TRUE(run("restore", {"--dry-run"})
+                  .out.starts_with("Would put back backup 2020-01-01-00-00-00-10:\n"));
+}
+
 TEST_F(Restore, AFullDiskLeavesEachFileWhole) {
   root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
   ASSERT_EQ(run("migrate").status, 0);

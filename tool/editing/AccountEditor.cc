@@ -7,9 +7,10 @@
 #include "platform/AssertionFailure.h"
 #include "platform/ReadDictionary.h"
 #include "tool/accounts/DifferencesText.h"
+#include "tool/backup/DeviceInspection.h"
 #include "tool/device/PlatformWith.h"
 #include "tool/frame/Terminal.h"
-#include "tool/inspection/Inspection.h"
+#include "tool/inspection/FindingsText.h"
 
 namespace accountsettings {
 namespace {
@@ -125,8 +126,7 @@ void AccountEditor::waitForMigration() {
 }
 
 void AccountEditor::refuseLosses() {
-  const auto facts = makeHostFacts(device_.host());
-  const Findings findings = inspectRoot(facts.get());
+  const Findings findings = inspectDevice(device_);
   std::size_t blocking = 0;
   const Finding* first = nullptr;
   for (const Finding& finding : findings) {
@@ -134,14 +134,12 @@ void AccountEditor::refuseLosses() {
     if (++blocking == 1) first = &finding;
   }
   if (!first) return;
-  std::string where = device_.shown(first->file);
-  if (!first->account.empty()) where += ": account " + printable(first->account);
-  std::string why = printable(first->meaning);
-  if (why.ends_with('.')) why.pop_back();
+  std::string why =
+      findingInALine(*first, [&](const std::string& path) { return device_.shown(path); });
   if (blocking > 1) {
     why += " (and " + counted(blocking - 1, "more finding", "more findings") + " of this weight)";
   }
-  throw Prevented(where, why,
+  throw Prevented("", why,
                   "'accountsettings check' tells more; --accept-loss goes on all the same");
 }
 

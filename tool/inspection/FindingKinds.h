@@ -84,6 +84,9 @@ inline constexpr FindingKind kLeftoverSentinel{
 inline constexpr FindingKind kSentinelDeletesLegacy{
     "sentinel-deletes-legacy", Severity::Error, true, false,
     "If these files are to be converted, remove the sentinel first."};
+inline constexpr FindingKind kMigrationCutShort{
+    "migration-cut-short", Severity::Error, true, true,
+    "Put that backup back ('accountsettings restore'), then migrate again."};
 inline constexpr FindingKind kSaveWouldFail{
     "save-would-fail", Severity::Error, true, true,
     "Act as a user who may write there, create the account, group or directory that is missing, or "

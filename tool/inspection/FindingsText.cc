@@ -51,6 +51,14 @@ void writeFindings(Output& output, const Findings& findings, const ShownPath& sh
   }
 }
 
+std::string findingInALine(const Finding& finding, const ShownPath& shown) {
+  std::string line = printable(shown(finding.file)) + ": ";
+  if (!finding.account.empty()) line += "account " + printable(finding.account) + ": ";
+  line += printable(finding.meaning);
+  if (line.ends_with('.')) line.pop_back();
+  return line;
+}
+
 std::string countsInWords(const Findings& findings) {
   std::vector<std::string> parts;
   const auto add = [&](Severity severity, std::string_view one, std::string_view many) {

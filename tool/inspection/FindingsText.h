@@ -16,6 +16,8 @@ using ShownPath = std::function<std::string(const std::string& file)>;
 
 // Each file once as a heading, below it what was found there, what it means and what to do.
 void writeFindings(Output& output, const Findings& findings, const ShownPath& shown);
+// In one line, without a full stop: file, account and meaning.
+[[nodiscard]] std::string findingInALine(const Finding& finding, const ShownPath& shown);
 // "2 errors, 1 warning", or "nothing".
 [[nodiscard]] std::string countsInWords(const Findings& findings);
 [[nodiscard]] Array findingsForScripts(const Findings& findings, const ShownPath& shown);

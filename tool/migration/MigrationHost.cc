@@ -212,7 +212,7 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
   };
   warn(recordOutcome(device_, *observer.manifest(), outcomeForManifest(outcome)),
        "the backup's manifest does not tell what was done");
-  warn(removeOldBackups(device_, options.keep), "old backups stay");
+  warn(removeOldBackups(device_, options.keep, outcome.backup), "old backups stay");
   return outcome;
 }
 

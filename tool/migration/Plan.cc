@@ -5,6 +5,7 @@
 
 #include "migration/MigrationPaths.h"
 #include "store/AccountsManager.h"
+#include "tool/backup/DeviceInspection.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/migration/MigrationHost.h"
 
@@ -96,8 +97,7 @@ Plan makePlan(Device& device) {
   const InspectedFiles files = filesOfRoot();
   decide(plan, files);
   giveReasons(plan, files);
-  const auto facts = makeHostFacts(device.host());
-  plan.findings = inspectRoot(facts.get());
+  plan.findings = inspectDevice(device);
   plan.legacyFiles = legacyFilesOf(files);
   plan.daemon = daemonToStop(platform);
 

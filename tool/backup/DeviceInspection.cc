@@ -1,0 +1,60 @@
+#include "tool/backup/DeviceInspection.h"
+
+#include <algorithm>
+
+#include "plist/Reader.h"
+#include "store/AccountsManager.h"
+#include "tool/backup/Backup.h"
+#include "tool/frame/Digest.h"
+#include "tool/inspection/FindingKinds.h"
+
+namespace accountsettings {
+
+namespace {
+
+// Whether another process holds the migration lock, and so may be in the middle of its work.
+bool isMigrating(HostFacts& facts, Device& device) {
+  const auto holder = facts.lockHolder(std::string(kAccountMigrationLockFilename));
+  return holder && holder->identifier != device.context().platform().processes.ownIdentifier();
+}
+
+// The newest backup that could be put back, where its migration did not come to an end.
+std::optional<BackupManifest> backupOfCutShortMigration(Device& device) {
+  const Result<std::vector<FoundBackup>> found = findBackups(device);
+  if (!found) return std::nullopt;  // others may look at a device without reading its backups
+  const auto newest = std::find_if(found->rbegin(), found->rend(),
+                                   [](const auto& each) { return each.manifest.has_value(); });
+  if (newest == found->rend() || !newest->manifest->outcome.empty()) return std::nullopt;
+  return newest->manifest;
+}
+
+// Whether a migration brought the settings of the backup to the current version, or some way there.
+bool wereStamped(Device& device, const BackupFile& kept) {
+  const std::int64_t current = AccountsManager::currentVersion();
+  if (kept.formatVersion == current) return false;  // there was no step to miss
+  const Result<Bytes> bytes = device.files().read(kept.path);
+  if (!bytes || sha256(*bytes) == kept.sha256) return false;
+  const Result<PropertyList> settings = readPropertyList(*bytes);
+  return settings && settings->dictionary() != nullptr &&
+         versionOf(*settings->dictionary()) == current;
+}
+
+}  // namespace
+
+Findings inspectDevice(Device& device) {
+  const auto facts = makeHostFacts(device.host());
+  const bool migrating = isMigrating(*facts, device);  // first, as it may end meanwhile
+  Findings findings = inspectRoot(facts.get());
+  if (migrating) return findings;
+  const auto manifest = backupOfCutShortMigration(device);
+  const BackupFile* kept = manifest ? manifest->fileInRole(BackupRole::Settings) : nullptr;
+  if (kept != nullptr && wereStamped(device, *kept)) {
+    findings.push_back({&finding::kMigrationCutShort, kept->path, "", "",
+                        "The migration that kept the backup " + manifest->name +
+                            " was cut short: upgrade steps may be missing, and no later migration "
+                            "runs them."});
+  }
+  return findings;
+}
+
+}  // namespace accountsettings

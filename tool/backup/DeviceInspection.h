@@ -1,0 +1,13 @@
+// DeviceInspection is the inspection of a device root together with what its backups tell.
+#pragma once
+
+#include "tool/device/Device.h"
+#include "tool/inspection/Inspection.h"
+
+namespace accountsettings {
+
+// What inspectRoot() finds, and whether the last migration that kept a backup was cut short: as
+// every save stamps the settings as current, no later run would make up for the steps it missed.
+[[nodiscard]] Findings inspectDevice(Device& device);
+
+}  // namespace accountsettings
