@@ -49,11 +49,11 @@ install(FILES "${PROJECT_BINARY_DIR}/accountsettings.pc"
 
 configure_file("${PROJECT_SOURCE_DIR}/docs/accountsettings.1.in"
                "${PROJECT_BINARY_DIR}/accountsettings.1" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/accountsettings.1"
+file(ARCHIVE_CREATE OUTPUT "${PROJECT_BINARY_DIR}/accountsettings.1.gz"
+     PATHS "${PROJECT_BINARY_DIR}/accountsettings.1" FORMAT raw COMPRESSION GZip)
+install(FILES "${PROJECT_BINARY_DIR}/accountsettings.1.gz"
         DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
-configure_file("${PROJECT_SOURCE_DIR}/packaging/accountsettings-migrate.service.in"
-               "${PROJECT_BINARY_DIR}/accountsettings-migrate.service" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/accountsettings-migrate.service"
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/accountsettings-migrate.service"
         DESTINATION lib/systemd/system COMPONENT runtime)
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/completions/accountsettings.bash"
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
@@ -63,13 +63,14 @@ install(FILES "${PROJECT_SOURCE_DIR}/packaging/completions/_accountsettings"
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/completions/accountsettings.fish"
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT runtime)
 install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/accountsettings COMPONENT runtime)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME accountsettings)
 set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_PACKAGE_CONTACT "AccountSettings maintainers <maintainers@accountsettings.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_COMPONENTS_ALL runtime development)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
@@ -78,9 +79,14 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME accountsettings)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION admin)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
+  "This package has the command, the libraries, the migrator, and a service that migrates a
+machine's own settings at boot.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libaccountsettings-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "This package has the headers, and what cmake and pkg-config need to build against the libraries.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "accountsettings (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 include(CPack)

@@ -24,11 +24,16 @@ usr=$work/root/usr
 library=$(find "$usr" -name 'libaccountsettings.so.1')
 libdir=$(dirname "$library")
 tool=$usr/bin/accountsettings
-for each in bin/accountsettings share/man/man1/accountsettings.1 lib/systemd/system/accountsettings-migrate.service \
+for each in bin/accountsettings share/man/man1/accountsettings.1.gz lib/systemd/system/accountsettings-migrate.service \
   share/bash-completion/completions/accountsettings share/zsh/site-functions/_accountsettings \
   share/fish/vendor_completions.d/accountsettings.fish; do
-  [ -s "$usr/$each" ] || [ -s "$usr/$each.gz" ] || fail "$each is not in the package"
+  [ -s "$usr/$each" ] || fail "$each is not in the package"
 done
+gzip -cd "$usr/share/man/man1/accountsettings.1.gz" | cmp - "$build/accountsettings.1" || fail "the manual page"
+
+# The service names the command so that it is found wherever an installation puts it.
+grep '^ExecStart=accountsettings migrate ' "$usr/lib/systemd/system/accountsettings-migrate.service" >/dev/null ||
+  fail "the service names a path"
 
 # Nothing but the C++ standard library and libc is needed by the library and the plug-in.
 for each in "$library" "$libdir/accountsettings/Ferrant.migrator/AccountsDataMigrator.so"; do
