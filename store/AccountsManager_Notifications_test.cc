@@ -437,6 +437,12 @@ TEST_F(AccountsManagerNotifications, FrameworkIsRequiredThoughTheClassIsThere) {
             "the notifier with type CardDAV");
 }
 
+TEST_F(AccountsManagerNotifications, FrameworkIsLoadedThoughTheClassIsThere) {
+  context.classes().registerClass("MailNotifier", mail);
+  EXPECT_THAT(namesFor("CalDAV", kMail), ElementsAre("MailNotifier"));
+  EXPECT_THAT(fake.modules.loads, ElementsAre(kModule));
+}
+
 TEST_F(AccountsManagerNotifications, FrameworkThatCannotBeLoadedRaisesWithTheLoadersText) {
   fake.directories.systemRoot = "/root";
   fake.modules.fail("/root/Modules/Notifiers", "undefined symbol: x");
