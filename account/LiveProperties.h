@@ -1,7 +1,8 @@
 // LiveProperties is the mutable dictionary of one account record. Everyone who holds a
 // reference sees every change; who needs it beyond the record's life takes a share with
 // shared_from_this(). A store that indexes records by their identifiers keeps a journal,
-// in which each change of an identifier is noted, whoever makes it.
+// in which each change of an identifier is noted, whoever makes it. Used from one thread
+// at a time, the record's.
 #pragma once
 
 #include <memory>
@@ -29,6 +30,7 @@ class LiveProperties : public std::enable_shared_from_this<LiveProperties> {
 
   // The current values; a copy of them is a snapshot and costs nothing.
   [[nodiscard]] const Dictionary& values() const noexcept { return values_; }
+  // The record's own value, or nullptr; good until the next change.
   [[nodiscard]] const PropertyList* find(std::string_view key) const noexcept {
     return values_.find(key);
   }

@@ -39,15 +39,20 @@ inline constexpr std::string_view kAccountMigrationLockFilename = "/tmp/AccountM
 // What a runtime fixer says of one account.
 enum class FixResult { NothingToDo = 0, Fixed = 1, Unfixable = 2 };
 
-// RuntimeFixer repairs accounts in memory while the store loads and saves.
+// RuntimeFixer repairs accounts in memory while the store loads and saves. The store owns it and
+// asks it about every top-level account, never about children.
 class RuntimeFixer {
  public:
   virtual ~RuntimeFixer();
-  // `loggingMessage` names the occasion.
+  // Repairs the account if it needs that and can be. `loggingMessage` names the occasion. An
+  // account beyond repair is left out of a loading store, and unmapped, yet still written, by a
+  // save.
   virtual FixResult fixBasicAccountIfNeededLoggingMessage(BasicAccount& account,
                                                           std::string_view loggingMessage) = 0;
-  // `saved` tells whether the fixed accounts were written.
+  // Called once after a load (false) or a save (true, even if it failed) in which any fixer found
+  // something to fix.
   virtual void accountsHaveBeenSaved(bool saved) = 0;
+  // The types that the fixer looks at; accounts of others it leaves alone.
   [[nodiscard]] virtual const std::set<std::string, std::less<>>& supportedAccountTypes() const = 0;
 };
 
@@ -80,61 +85,93 @@ class AccountsManager {
   // The device path of the settings file.
   [[nodiscard]] static std::string fullPathToAccountSettingsPlist();
   // A store of what the settings file holds; a missing or unreadable file gives an empty store.
+  // Accounts of which no record can be made, and children without identifier, are logged and passed
+  // over. Nothing is written.
   [[nodiscard]] static std::unique_ptr<AccountsManager> init();
   // The same; for use inside a migration. Takes no lock.
   [[nodiscard]] static std::unique_ptr<AccountsManager> initInsideOfMigration();
-  // A store of the given account property dictionaries (an array of them, or none).
+  // A store of the given account property dictionaries (an array of them, or none), of version 0.
   [[nodiscard]] static std::unique_ptr<AccountsManager> initWithAccounsInfoArray(
       const std::optional<Array>& accountsInfo);
   // The version in the file that the store was built from, else 0; see setDataVersion().
   [[nodiscard]] std::int64_t dataVersion() const noexcept;
 
-  // Queries. A child's identifier answers its parent where a record is asked for.
+  // Queries. None, or an empty list, where nothing is found.
+  // The top-level account; for the identifier of a child its parent.
   [[nodiscard]] Account accountWithIdentifier(std::string_view identifier) const;
+  // A top-level account that reports the sync identifier now, else a child that does, by itself or
+  // from its parent; any one of several.
   [[nodiscard]] Account syncableAccountWithSyncIdentifier(std::string_view syncIdentifier) const;
+  // The same, but a child's parent instead of the child.
   [[nodiscard]] Account displayAccountWithSyncIdentifier(std::string_view syncIdentifier) const;
   // The store's own list, in order. It must not be held across edits.
   [[nodiscard]] const AccountList& allBasicAccounts() const;
   // The top-level accounts and then all children.
   [[nodiscard]] AccountList allBasicSyncableAccounts() const;
+  // The top-level accounts of any of the types, in order, and how many there are.
   [[nodiscard]] AccountList basicAccountsWithTypes(const StringList& types) const;
   [[nodiscard]] std::size_t countOfBasicAccountsWithTypes(const StringList& types) const;
+  // How many top-level accounts are listed.
   [[nodiscard]] std::size_t count() const noexcept;
+  // The full account of the top-level account or, here, of the child itself; `loader` may be empty.
+  // Fails as BasicAccount::fullAccountUsingLoader(), as all queries of full accounts do.
   [[nodiscard]] std::shared_ptr<FullAccount> fullAccountWithIdentifierLoader(
       std::string_view identifier, const std::shared_ptr<AccountLoader>& loader) const;
+  // The full accounts of the types: each top-level account, if it is of one and can be found by its
+  // identifier, and then its children that are.
   [[nodiscard]] FullAccountList accountsWithTypesWithLoader(
       const StringList& types, const std::shared_ptr<AccountLoader>& loader) const;
   [[nodiscard]] FullAccountList accountsWithTypes(const StringList& types) const;
+  // The same of the four types of accounts that are mail accounts first of all.
   [[nodiscard]] FullAccountList allMailAccounts() const;
   // The device-local account's full account; its record is made (not saved) where it is missing.
   [[nodiscard]] std::shared_ptr<FullAccount> fullDeviceLocalAccount();
 
-  // Edits. None reports anything; unknown accounts leave the store as it is.
+  // Edits. None reports anything; unknown and missing accounts leave the store as it is.
+  // The store shares the records given. The records of children are made anew from the parent's
+  // "ChildAccounts" whenever the parent is entered or its children edited; what was changed on the
+  // former records alone is lost.
+  // Puts the account in the place of every listed one with its identifier.
   void updateAccount(const Account& account);
+  // Appends the account unless its identifier is taken.
   void insertAccount(const Account& account);
+  // Removes the account with this one's identifier, and its children.
   void deleteAccount(const Account& account);
+  // Concerns top-level accounts only; see removeChildWithIdentifierFromAccount().
   void deleteAccountWithIdentifier(std::string_view identifier);
   // The new account takes the old one's place in the list, but is not found by its identifier until
   // the store is rebuilt or the account entered by updateAccount() or
   // replaceAccountsWithTypesWithAccounts().
   void replaceAccountWithAccount(const Account& oldAccount, const Account& newAccount);
-  // `accounts` are the accounts of these types that are to exist from now on; it may hold children.
+  // Makes `accounts` the accounts of these types. One whose identifier is listed takes that place,
+  // whatever type stood there; other listed accounts of the types go; what is left is appended or,
+  // where it has a parent, moved from its former parent to that one.
   void replaceAccountsWithTypesWithAccounts(const StringList& types, const AccountList& accounts);
+  // Appends the child's properties to the parent's "ChildAccounts". A child of that identifier may
+  // be there already; the later one counts.
   void addChildToAccount(const Account& child, const Account& parent);
+  // Removes every description with the identifier; where none is left, an empty list stays.
   void removeChildWithIdentifierFromAccount(std::string_view identifier, const Account& parent);
 
-  // Merges every account with what the file holds now and replaces the file. A failure is logged
-  // and leaves the file as it was.
+  // Merges every account with what the file holds now, replaces the file, and tells the notifiers
+  // what has changed since this was last told. A failure to write is logged and leaves the file as
+  // it was. AssertionFailure, with the file written, where a notifier is not
+  // there or the creators information is malformed.
   void saveAllAccounts();
-  // In memory against the original and what is on disk now, key by key.
+  // Key by key: the memory's value where it was changed, added or removed since the original, else
+  // the disk's. `inMemory` itself where there is no original or nothing on disk.
   [[nodiscard]] Dictionary mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
       const Dictionary& inMemory, const Dictionary& original,
       const std::optional<Dictionary>& onDisk) const;
 
-  // Tells the notifiers of the account's type and the data class directly.
+  // Tells the notifiers of the account's type and the data class directly, also while others are
+  // skipped. AssertionFailure where a notifier is not there or the creators information is
+  // malformed.
   static void accountWillChangeForDataclass(const BasicAccount& account,
                                             std::string_view dataclass);
   static void accountDidChangeForDataclass(const BasicAccount& account, std::string_view dataclass);
+  // The localised name of the group of accounts of the type, as a sentence begins with it or as it
+  // stands within one. Only subscribed calendars have one.
   [[nodiscard]] static std::optional<std::string>
   displayNameForGroupOfAccountTypeForBeginningOfSentence(std::string_view type,
                                                          bool beginningOfSentence);
@@ -146,17 +183,28 @@ class AccountsManager {
 
   // Called by the factories, once.
   void _initWithAccountsInfo(const std::optional<Array>& accountsInfo);
+  // Makes the records of the parent's children anew. REQUIRES: a parent.
   void _loadChildrenFromAccount(const Account& parent);
+  // Forgets the parent's children; who holds one may keep it.
   void _removeChildrenForAccountWithIdentifier(std::string_view parentIdentifier);
+  // Retakes the snapshot that the next notifications compare with.
   void _setOriginalAccountDictionaries();
+  // New fixers for this store; asked once, when accounts are loaded. Without any, none are entered.
   [[nodiscard]] virtual std::vector<std::unique_ptr<RuntimeFixer>> _createRuntimeFixers() const;
+  // The names of the notifier classes that the creators information gives for the type and the data
+  // class, with their modules loaded; a name may come twice. AssertionFailure where the type has no
+  // entries, a matching one is incomplete or a module cannot be loaded.
   [[nodiscard]] static StringList _notifierClassNamesForAccountTypeDataclass(
       const std::optional<std::string>& type, std::string_view dataclass);
+  // Adds a record of the change to the list of each class that it concerns. Fails as the look-up.
   void _addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
       NotificationSet& notifications, AccountChangeType changeType,
       const std::optional<Dictionary>& original, const std::optional<Dictionary>& current) const;
+  // Compares the accounts with the snapshot and calls each class concerned once. Fails as
+  // saveAllAccounts().
   void _sendNotificationsForChangedAccounts();
-  // Process-wide; off at start.
+  // Whether saves tell nobody; process-wide, off at start. What was not told is told by the next
+  // save that tells.
   static void _setShouldSkipNotifications(bool skip);
 
   // MARK: MigrationSupport - for the migration and for processes that wait for it.

@@ -13,11 +13,14 @@ namespace accountsettings {
 
 class RSRuntimeFixMailAccount : public RuntimeFixer {
  public:
+  // Looks at accounts of the supported types whose class the mail application does not have.
   FixResult fixBasicAccountIfNeededLoggingMessage(BasicAccount& account,
                                                   std::string_view loggingMessage) override;
+  // Posts one notice where an account needed repair, whether it could be had or not, and `saved`.
   void accountsHaveBeenSaved(bool saved) override;
   [[nodiscard]] const std::set<std::string, std::less<>>& supportedAccountTypes() const override;
-  // Whether a class could be set.
+  // Sets the class that the account's "AccountPath" tells, and answers whether it tells one; where
+  // not, the account is named in the system log.
   bool _cleanupAccountClass(BasicAccount& account);
 
  private:
