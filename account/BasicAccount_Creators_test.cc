@@ -405,6 +405,31 @@ TEST_F(CreatorsTest, AFullAccountIsGivenTheRecordsParentAlsoWhenThereIsNone) {
   EXPECT_EQ(below->parent, account);
 }
 
+// Its full accounts refuse the parent that they are given as often as `refusals` says.
+class RefusingCreator : public ClassObject, public AccountWithBasicAccountCapability {
+ public:
+  std::shared_ptr<FullAccount> accountWithBasicAccount(
+      const std::shared_ptr<BasicAccount>&) override {
+    struct Refusing : FullAccount {
+      explicit Refusing(int& count) : left(count) {}
+      void setParentAccount(std::shared_ptr<BasicAccount>) override {
+        if (left-- > 0) throw AssertionFailure("no parent wanted", "", "");
+      }
+      int& left;
+    };
+    return std::make_shared<Refusing>(refusals);
+  }
+  int refusals = 1;
+};
+
+TEST_F(CreatorsTest, AFullAccountIsKeptOnlyOnceItHasTakenTheParent) {
+  const auto creator = putModule<RefusingCreator>("/a.so", "A");
+  putEntries({fullEntry("/a.so", "A")});
+  EXPECT_THROW((void)account->fullAccountUsingLoader(nullptr), AssertionFailure);
+  EXPECT_THAT(account->fullAccountUsingLoader(nullptr), NotNull());
+  EXPECT_EQ(creator->refusals, -1);
+}
+
 TEST_F(CreatorsTest, AFullAccountMayBeReplacedOrCleared) {
   putModule<ByRecordCreator>("/a.so", "A");
   putEntries({fullEntry("/a.so", "A")});

@@ -218,6 +218,22 @@ TEST_F(AccountsManagerEdits, NewAccountOfATypeGoesToTheEnd) {
   EXPECT_EQ(store->accountWithIdentifier("DeviceLocalAccount"), local);
 }
 
+TEST_F(AccountsManagerEdits, NewAccountOfATypeBringsItsChildren) {
+  const auto store = storeOf({account("A")});
+  const Account given = record(parent("B", {account("c")}));
+  store->replaceAccountsWithTypesWithAccounts({"OnMyDevice"}, {given});
+  EXPECT_EQ(store->accountWithIdentifier("c"), given);
+}
+
+TEST_F(AccountsManagerEdits, OfTwoReplacementsWithOneIdentifierTheLaterTakesThePlace) {
+  const auto store = storeOf({account("A"), account("B")});
+  const AccountList given{record(account("A", {{"n", 1}})), record(account("A", {{"n", 2}}))};
+  store->replaceAccountsWithTypesWithAccounts({"OnMyDevice"}, given);
+  const Account untouched = store->accountWithIdentifier("B");
+  EXPECT_THAT(store->allBasicAccounts(), ElementsAre(given[1], untouched, given[0]));
+  EXPECT_EQ(store->accountWithIdentifier("A"), given[0]);
+}
+
 TEST_F(AccountsManagerEdits, AccountsOfTheTypesThatAreNotMentionedGo) {
   const auto store = storeOf(
       {account("A"), mailAccount("M1", "IMAPAccount", {{"ChildAccounts", Array{account("c")}}}),

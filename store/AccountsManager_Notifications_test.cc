@@ -337,6 +337,22 @@ TEST_F(AccountsManagerNotifications, AccountFoundUnfixableAtASaveIsToldDeleted) 
   EXPECT_EQ(savedAccounts().size(), 1U);
 }
 
+TEST_F(AccountsManagerNotifications, AccountThatBecomesAChildIsToldDeleted) {
+  const auto store = loaded({enabled("A", {kMail}), account("P")});
+  const Account account = store->accountWithIdentifier("A");
+  store->deleteAccount(account);
+  store->addChildToAccount(account, store->accountWithIdentifier("P"));
+  ASSERT_EQ(store->accountWithIdentifier("A"), store->accountWithIdentifier("P"));
+  store->saveAllAccounts();
+  EXPECT_THAT(mail->calls, ElementsAre(Array{change(2, "A", {kMail})}));
+}
+
+TEST_F(AccountsManagerNotifications, OfARepeatedIdentifierTheLaterIsComparedWithItself) {
+  const auto store = loaded({enabled("A", {kMail}, {{"k", 1}}), enabled("A", {kMail}, {{"k", 2}})});
+  store->saveAllAccounts();
+  EXPECT_THAT(mail->calls, IsEmpty());
+}
+
 TEST_F(AccountsManagerNotifications, SnapshotHoldsTheIdentifiersOfTheListedAccounts) {
   const auto store =
       loaded({enabled("A", {kMail}), enabled("A", {kMail}, {{"k", 2}}),
@@ -416,6 +432,12 @@ TEST_F(AccountsManagerNotifications, LookUpKeepsAClassThatIsNamedTwice) {
 }
 
 TEST_F(AccountsManagerNotifications, LookUpFindsNothingForOtherTypesKindsAndDataclasses) {
+  for (const char* kind : {"SyncAccount", "FullAccount"}) {
+    addCreator("CardDAV", {{"Type", kind},
+                           {"Description", Dictionary{{"Framework", kModule},
+                                                      {"Class", "MailNotifier"},
+                                                      {"Supported Dataclasses", Array{kMail}}}}});
+  }
   EXPECT_THAT(namesFor("CardDAV", kMail), IsEmpty());
   EXPECT_THAT(namesFor("CalDAV", kContacts), IsEmpty());
   EXPECT_THAT(fake.modules.loads, IsEmpty());

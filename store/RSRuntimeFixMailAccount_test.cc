@@ -128,6 +128,13 @@ TEST_F(RuntimeFixMailAccount, EachRowGoesBeforeAllThatFollowIt) {
   }
 }
 
+TEST_F(RuntimeFixMailAccount, RowsNeedTheirWholePattern) {
+  for (const char* name : {"Tovi", "Quorra", "AOL", "Mailbox", "POP", "IMAP"}) {
+    EXPECT_EQ(classFor(std::string("Mail/") + name), "none") << name;
+    EXPECT_EQ(classFor(std::string("mail/") + name + "-"), "none") << name;
+  }
+}
+
 TEST_F(RuntimeFixMailAccount, HostRowsNeedTheirWholePattern) {
   fake.configuration.current.gmailDomain = "mail.test";
   fake.configuration.current.gmailIMAPHost = "imap.mail.test";
