@@ -97,6 +97,13 @@ TEST_F(AccountsManagerLoading, ListGivesAStoreWithoutVersion) {
   EXPECT_THAT(fake.faults.operations("files."), IsEmpty());
 }
 
+TEST_F(AccountsManagerLoading, AccountsOfAListAreRepairedToo) {
+  const auto store = storeOf(
+      {mailAccount("M", "Unheard", {{"AccountPath", "Mail/POP-x"}}), mailAccount("N", "U")});
+  EXPECT_THAT(listed(*store), ElementsAre("M"));
+  EXPECT_EQ(store->accountWithIdentifier("M")->accountClass(), "POPAccount");
+}
+
 TEST_F(AccountsManagerLoading, EmptyAndMissingListsGiveEmptyStores) {
   EXPECT_EQ(storeOf({})->count(), 0U);
   EXPECT_EQ(storeOf({})->dataVersion(), 0);

@@ -307,6 +307,21 @@ TEST_F(AccountsManagerNotifications, RepairAtLoadIsSavedButNeverTold) {
   EXPECT_THAT(mail->calls, IsEmpty());
 }
 
+TEST_F(AccountsManagerNotifications, WhatARecordDoesNotGiveToSaveIsNotTold) {
+  const auto store = loaded({});
+  const auto silent =
+      std::make_shared<testing::KeepingBack>(enabled("A", {kMail}), "Enabled Dataclasses");
+  const auto account =
+      std::make_shared<testing::KeepingBack>(enabled("B", {kMail}, {{"k", 1}}), "k");
+  store->insertAccount(silent);
+  store->insertAccount(account);
+  store->saveAllAccounts();
+  EXPECT_THAT(mail->calls, ElementsAre(Array{change(0, "B", {})}));
+  account->setAccountPropertyForKey(2, "k");
+  store->saveAllAccounts();
+  EXPECT_EQ(mail->calls.size(), 1U);
+}
+
 TEST_F(AccountsManagerNotifications, WhatTheMergeBringsFromDiskIsNotTold) {
   const auto store = loaded({enabled("A", {kMail})});
   putSettings({enabled("A", {kMail}, {{"k", 1}})});

@@ -167,6 +167,16 @@ TEST_F(AccountsManagerSaving, AccountThatHasBecomeAChildOnDiskMergesWithItsParen
   EXPECT_EQ(savedAccounts(), Array{with(parent, {{"k", 2}})});
 }
 
+TEST_F(AccountsManagerSaving, WhatARecordGivesToSaveIsWrittenAndBecomesItsBaseline) {
+  const auto store = loaded({});
+  const auto keeping = std::make_shared<testing::KeepingBack>(
+      account("A", {{"k", 1}, {"private", true}}), "private");
+  store->insertAccount(keeping);
+  store->saveAllAccounts();
+  EXPECT_EQ(savedAccounts(), Array{withK("A", 1)});
+  EXPECT_EQ(keeping->originalProperties(), withK("A", 1));
+}
+
 TEST_F(AccountsManagerSaving, ReplacedAccountIsWritten) {
   const auto store = loaded({account("A")});
   store->replaceAccountWithAccount(store->accountWithIdentifier("A"), record(account("N")));
@@ -214,6 +224,17 @@ TEST_F(AccountsManagerSaving, FixersAreToldOfAFixEvenIfTheSaveFailed) {
   store.saveAllAccounts();
   EXPECT_THAT(fixer.told, ElementsAre(true));
   expectLog({"Failed to save accounts to filesystem."});
+}
+
+TEST_F(AccountsManagerSaving, WhatAFixerDidStaysThoughTheSaveFailed) {
+  FixerRecord fixer;
+  ScriptedStore store(fixer);
+  store._initWithAccountsInfo(Array{account("A", {{"ChildAccounts", Array{account("c")}}})});
+  fixer.answers = {{"A", FixResult::Unfixable}};
+  fake.faults.failAt("files.rename");
+  store.saveAllAccounts();
+  EXPECT_EQ(store.accountWithIdentifier("A"), nullptr);
+  EXPECT_THAT(identifiersOf(store.allBasicSyncableAccounts()), ElementsAre("A"));
 }
 
 TEST_F(AccountsManagerSaving, DiskIsSeenAfterItsOwnRepair) {

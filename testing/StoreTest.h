@@ -36,6 +36,22 @@ struct FullAccountCreator : ClassObject, AccountWithBasicAccountCapability {
   }
 };
 
+// KeepingBack is a record that gives one of its properties to nobody who saves.
+class KeepingBack : public BasicAccount {
+ public:
+  KeepingBack(const Dictionary& properties, std::string key) : key_(std::move(key)) {
+    takeProperties(properties);
+  }
+  [[nodiscard]] Dictionary propertiesToSave() const override {
+    Dictionary values = properties().values();
+    values.remove(key_);
+    return values;
+  }
+
+ private:
+  std::string key_;
+};
+
 class StoreTest : public PlatformTest {
  protected:
   using Account = AccountsManager::Account;
