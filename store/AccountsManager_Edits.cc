@@ -4,6 +4,7 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "account/AccountConstants.h"
 #include "logging/Logging.h"
@@ -136,12 +137,12 @@ void AccountsManager::removeChildWithIdentifierFromAccount(std::string_view iden
                                                            const Account& parent) {
   if (parent == nullptr) return;
   if (const std::optional<Array> children = childDescriptionsOf(*parent)) {
-    Array kept = *children;
+    std::vector<PropertyList> kept;
     for (const PropertyList& description : *children) {
       const Account child = recordOf(description);
-      if (child != nullptr && child->identifier() == identifier) kept.removeAll(description);
+      if (child == nullptr || child->identifier() != identifier) kept.push_back(description);
     }
-    parent->setAccountPropertyForKey(std::move(kept), kAccountChildAccounts);
+    parent->setAccountPropertyForKey(Array(std::move(kept)), kAccountChildAccounts);
   }
   _loadChildrenFromAccount(parent);
 }
