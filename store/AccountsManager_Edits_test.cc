@@ -77,7 +77,26 @@ TEST_F(AccountsManagerEdits, UpdateFindsAccountsByTheIdentifierTheyReportNow) {
   EXPECT_EQ(store->accountWithIdentifier("X"), updated);
 }
 
+TEST_F(AccountsManagerEdits, UpdateGoesByTheIdentifierThatTheAccountReports) {
+  const auto store = storeOf({account("stored"), account("DeviceLocalAccount")});
+  const Account untouched = store->allBasicAccounts()[0];
+  const std::shared_ptr<BasicAccount> local = DeviceLocalAccount::initWithProperties(
+      with(DeviceLocalAccount::basicAccountProperties(), {{"Identifier", "stored"}}));
+  store->updateAccount(local);
+  EXPECT_THAT(store->allBasicAccounts(), ElementsAre(untouched, local));
+  EXPECT_EQ(store->accountWithIdentifier("DeviceLocalAccount"), local);
+}
+
 // insertAccount
+
+TEST_F(AccountsManagerEdits, InsertedAccountBringsTheChildrenThatItInheritsToo) {
+  const auto store = storeOf({});
+  const Account inserted = record(account("A"));
+  inserted->setParentAccount(record(parent("P", {account("c")})));
+  store->insertAccount(inserted);
+  EXPECT_EQ(store->accountWithIdentifier("c"), inserted);
+  EXPECT_EQ(storedChildren(inserted), std::nullopt);
+}
 
 TEST_F(AccountsManagerEdits, InsertAppendsTheAccountAndLoadsItsChildren) {
   const auto store = storeOf({account("A")});

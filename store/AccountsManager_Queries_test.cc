@@ -159,6 +159,15 @@ TEST_F(AccountsManagerQueries, FullAccountsOfTypesFollowTheirParents) {
   EXPECT_THAT(Strings(all.begin() + 3, all.end()), ElementsAre("A", "P2", "c3"));
 }
 
+TEST_F(AccountsManagerQueries, ChildWithoutATypeIsOfItsParentsType) {
+  const Dictionary child = with(account("c"), {{"Type", "CardDAV"}});
+  const auto store = storeOf({account("P", {{"ChildAccounts", Array{child}}})});
+  const Account loadedChild = store->allBasicSyncableAccounts()[1];
+  EXPECT_THAT(recordsOf(store->accountsWithTypes({"CalDAV"})), ElementsAre("P"));
+  loadedChild->removeAccountPropertyForKey("Type");
+  EXPECT_THAT(recordsOf(store->accountsWithTypes({"CalDAV"})), ElementsAre("P", "c"));
+}
+
 TEST_F(AccountsManagerQueries, ChildrenBelongToTheRecordTheyWereLoadedFrom) {
   const auto store = storeOf({account("P", {{"ChildAccounts", Array{account("c")}}})});
   // A record of the same identifier takes the parent's name, not its children.
