@@ -6,9 +6,7 @@
 namespace accountsettings {
 
 std::optional<std::string> pathOfBundleResource(std::string_view name) {
-  std::optional<std::string> path = ProcessContext::current().platform().resources.pathOf(name);
-  if (path && path->empty()) path.reset();
-  return path;
+  return ProcessContext::current().platform().resources.pathOf(name);
 }
 
 std::optional<Dictionary> readBundleDictionary(const std::string& path) {

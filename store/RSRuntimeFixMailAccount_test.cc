@@ -101,6 +101,13 @@ TEST_F(RuntimeFixMailAccount, PathTellsTheClass) {
   EXPECT_EQ(classFor(in + "Mail/Other-me@x"), "none");
 }
 
+TEST_F(RuntimeFixMailAccount, PathMayBeTheParents) {
+  const Account child = record(mailAccount("M", "Unheard"));
+  child->setParentAccount(broken("Mail/POP-x"));
+  EXPECT_EQ(fix(child), FixResult::Fixed);
+  EXPECT_EQ(child->accountClass(), "POPAccount");
+}
+
 TEST_F(RuntimeFixMailAccount, TableOrderWinsOverPosition) {
   EXPECT_EQ(classFor("Mail/IMAP-x/Mail/AOL-y"), "AOLAccount");
   EXPECT_EQ(classFor("Mail/AOL-y/Mail/IMAP-x"), "AOLAccount");
