@@ -22,9 +22,11 @@ bool flagIn(const Dictionary& outcome, std::string_view key) {
 
 std::string outcomeText(const BackupManifest& manifest) {
   const BackupFile* settings = manifest.fileInRole(BackupRole::Settings);
-  const std::string from = settings != nullptr && settings->formatVersion
-                               ? "from version " + std::to_string(*settings->formatVersion)
-                               : "without settings before";
+  std::string from = "without settings before";
+  if (settings != nullptr && settings->state != BackupFile::State::Absent) {
+    from = settings->formatVersion ? "from version " + std::to_string(*settings->formatVersion)
+                                   : "from settings without a version";
+  }
   if (manifest.outcome.empty()) return from + ", the migration was cut short";
   std::string text = from;
   if (const auto steps = stringListOf(manifest.outcome.find("Steps")); steps && !steps->empty()) {

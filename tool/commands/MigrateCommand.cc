@@ -1,6 +1,9 @@
 #include "tool/commands/MigrateCommand.h"
 
+#include <algorithm>
+
 #include "host/LogSinks.h"
+#include "migration/MigrationPaths.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/frame/StepNames.h"
 #include "tool/inspection/FindingsText.h"
@@ -31,12 +34,16 @@ MigrationReport reportOf(MigrationHost& host, const std::string& root, Findings 
   report.findings = std::move(findings);
   report.outcome = host.rehearsal().result() ? "done" : "answered-no";
   report.version = host.versionBefore();
+  report.versionAfter = host.versionAfter();
   report.accountsBefore = host.accountsBefore();
   report.accountsAfter = host.accountsAfter();
   report.steps = host.rehearsal().steps();
   report.ledger = host.ledger();
   report.written = host.written();
   report.removed = host.removed();
+  report.finishedRemoval =
+      std::count(report.removed.begin(), report.removed.end(), removalSentinelPath()) > 0 &&
+      report.steps.empty();
   return report;
 }
 
@@ -83,10 +90,15 @@ std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationH
   const MigrationHost::Outcome outcome = host.run(options);
   session.changed = true;
   report.backup = outcome.backup;
+  report.undo = commandLineFor(session.options, {"restore", outcome.backup});
   report.steps = outcome.steps;
   report.outcome = outcome.fault ? "broken" : outcome.result ? "done" : "answered-no";
   if (outcome.fault) report.problems.push_back(*outcome.fault);
   for (const std::string& warning : outcome.warnings) session.output.note(warning);
+  if (outcome.fault && !outcome.changed) {
+    report.outcome = "refused";
+    report.backup.clear();
+  }
   return outcome.fault;
 }
 
@@ -133,13 +145,10 @@ ExitStatus MigrateCommand::run(Session& session) {
     throw Prevented(device.shown(*changed), "it changed during the rehearsal", "try again");
   }
   showReport();
-  if (fault) {
-    throw CommandFailure(ExitStatus::Broken, "", *fault,
-                         report.backup.empty()
-                             ? "there is no backup of what was there"
-                             : "put back the backup with: accountsettings restore --root " + root +
-                                   " " + report.backup);
+  if (fault && report.outcome == "refused") {
+    throw Prevented("", *fault, "nothing was changed; remove the cause and try again");
   }
+  if (fault) throw CommandFailure(ExitStatus::Broken, "", *fault, host.adviceWith(report.backup));
   return report.outcome == "done" ? ExitStatus::Done : ExitStatus::No;
 }
 

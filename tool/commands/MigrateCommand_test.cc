@@ -369,6 +369,61 @@ TEST_F(Migrate, AFullDiskStopsItAtTheBackupWithNothingChanged) {
   EXPECT_TRUE(backups().empty()) << "what was begun takes up room";
 }
 
+TEST_F(Migrate, AFullDiskWithoutABackupLeavesTheOldSettingsAndClaimsNothing) {
+  root_.putSettings(9, {mailAccount("A")});
+  const Dictionary before = root_.settings();
+  const ToolResult result =
+      ToolRun({"migrate", "--no-backup", "--root", root_.path()}).withFileSizeLimit(64).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(result.err.starts_with("accountsettings: " + root_.settingsPath() +
+                                     ": it does not hold what was meant ("))
+      << result.err;
+  EXPECT_TRUE(
+      result.err.ends_with(": File too large); nothing was changed; remove the cause and "
+                           "try again\n"))
+      << result.err;
+  EXPECT_EQ(root_.settings(), before);
+}
+
+TEST_F(Migrate, ALockThatCannotBeTakenIsToldWithItsReason) {
+  root_.putSettings(12, {mailAccount("A")});
+  ASSERT_EQ(migrate().status, 0);
+  fs::remove_all(root_.at("/tmp"));
+  for (const std::vector<std::string>& each :
+       {std::vector<std::string>{"migrate"}, {"restore"}, {"set", "A", "Key", "value"}}) {
+    std::vector<std::string> arguments = each;
+    arguments.insert(arguments.end(), {"--root", root_.path()});
+    const ToolResult result = runTool(arguments);
+    EXPECT_EQ(result.status, 3) << each[0];
+    EXPECT_EQ(result.err,
+              "accountsettings: " + root_.at(ToolRoot::kLock) +
+                  ": the migration lock cannot be taken: " + root_.at("/tmp") +
+                  ": No such file or directory; create the directory, remove what lies in the lock "
+                  "file's place, or act as a user who may write there\n");
+  }
+}
+
+// People copy it into a shell.
+TEST(MigrateAdvice, TheCommandThatUndoesItWorksAsItIsShown) {
+  const TemporaryDirectory place;
+  const std::string root = place.path() / "my device's root";
+  const std::string config = place.path() / "a host.plist";
+  ASSERT_EQ(runTool({"sample", root, "--release", "9A334"}).status, 0);
+  fs::copy_file(root + "/etc/accountsettings/host.plist", config);
+  const ToolResult result = runTool({"migrate", "--root", root, "--config", config});
+  ASSERT_EQ(result.status, 0) << result.err;
+  constexpr std::string_view kWords = "undo with: ";
+  const std::size_t begin = result.out.find(kWords);
+  ASSERT_NE(begin, std::string::npos) << result.out;
+  const std::string command = result.out.substr(begin + kWords.size());
+  EXPECT_NE(command.find("--config"), std::string::npos);
+  const std::string directory = fs::path(AS_TOOL_BINARY).parent_path();
+  const std::string shell = "PATH='" + directory + "' && " + command.substr(0, command.find('\n')) +
+                            " > '" + std::string(place.path() / "out") + "'";
+  EXPECT_EQ(std::system(shell.c_str()), 0) << shell;
+}
+
 TEST_F(Migrate, ASaveThatFailsEndsWith4AndNamesTheBackup) {
   root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
   root_.put("/etc/accountsettings/host.plist", Dictionary{{"TemporaryDirectory", "/nowhere"}});
@@ -380,6 +435,10 @@ TEST_F(Migrate, ASaveThatFailsEndsWith4AndNamesTheBackup) {
                             root_.path() + " " + backups()[0]),
             std::string::npos)
       << result.err;
+  EXPECT_NE(result.out.find("The migration of " + root_.path() + " went wrong."), std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("  was to write " + root_.settingsPath()), std::string::npos);
+  EXPECT_NE(result.err.find(root_.settingsPath() + ": "), std::string::npos) << result.err;
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
   ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);
   EXPECT_EQ(root_.get(ToolRoot::kLegacyMail), PropertyList(sampleLegacyMail()));
@@ -482,6 +541,35 @@ TEST_F(Migrate, AnInterruptedRemovalIsFinishedAndTheLedgerSaysWhy) {
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
   ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);
   EXPECT_TRUE(root_.get(ToolRoot::kLegacyMail));
+}
+
+TEST_F(Migrate, ARunThatOnlyEndsAnInterruptedRemovalSaysThatTheStepsAreStillToCome) {
+  root_.putSettings(9, {mailAccount("A")});
+  root_.putText(ToolRoot::kSentinel, "Old Account Information Removal Sentinel");
+  EXPECT_EQ(document({"--dry-run"}).get("toVersion"), PropertyList(9));
+  const ToolResult result = migrate();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("Finished an interrupted removal of legacy files in " + root_.path() +
+                            ", whose settings keep version 9.\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("\nRun it again: the upgrade steps are still to come.\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(9));
+  EXPECT_NE(migrate().out.find("from version 9 to 12 in 3 steps."), std::string::npos);
+}
+
+TEST_F(Migrate, SettingsWithoutAVersionAreNotToldToHaveOne) {
+  root_.put(ToolRoot::kSettings, Dictionary{{"Accounts", Array{mailAccount("A")}}});
+  const ToolResult result = migrate({"--accept-loss"});
+  EXPECT_NE(result.out.find("Migrated " + root_.path() + " to version 12: "), std::string::npos)
+      << result.out;
+  EXPECT_EQ(document().get("fromVersion"), PropertyList(12));
+  const ToolResult history = runTool({"history", "--root", root_.path()});
+  EXPECT_NE(history.out.find("  from settings without a version, only rewritten, 1 file kept\n"),
+            std::string::npos)
+      << history.out;
 }
 
 }  // namespace

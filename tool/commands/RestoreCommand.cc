@@ -28,11 +28,8 @@ const char* wordFor(Action action) {
 // Holds the migration lock, so that no migration and no other restore runs meanwhile.
 class LockHeld {
  public:
-  LockHeld() : lock_(AccountsManager::createAndLockMigrationLock()) {
-    if (!lock_) {
-      throw Prevented(std::string(kAccountMigrationLockFilename),
-                      "the migration lock cannot be taken", "see the system log (--log -)");
-    }
+  explicit LockHeld(Device& device) : lock_(AccountsManager::createAndLockMigrationLock()) {
+    if (!lock_) throw device.lockFailure();
   }
   ~LockHeld() { AccountsManager::releaseMigrationLock(std::move(lock_)); }
   LockHeld(const LockHeld&) = delete;
@@ -53,7 +50,7 @@ std::vector<RestoreStep> prepared(Device& device, const BackupManifest& manifest
 
 // Puts everything back, and looks whether it is there.
 void putBack(Device& device, const BackupManifest& manifest) {
-  const LockHeld lock;
+  const LockHeld lock(device);
   const std::vector<RestoreStep> steps = prepared(device, manifest);
   const terminal::InterruptsHeld whole;
   const Status done = applyRestore(device, steps);
@@ -109,7 +106,7 @@ BackupManifest RestoreCommand::chosenBackup(Device& device) const {
   }
   if (backup_) {
     throw Prevented(place + "/" + *backup_, "there is no such backup",
-                    "list them with: accountsettings restore --list");
+                    "list them with: " + device.commandLine({"restore", "--list"}));
   }
   throw Prevented(place, "there is no backup that could be put back",
                   "check --root; only 'migrate' makes backups");

@@ -2,7 +2,7 @@
 
 #include "host/LinuxFiles.h"
 #include "host/LogSinks.h"
-#include "tool/frame/Errors.h"
+#include "store/AccountsManager.h"
 
 namespace accountsettings {
 
@@ -34,9 +34,21 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log
 }  // namespace
 
 Device::Device(const CommonOptions& options, DefaultLog defaultLog)
-    : log_(openLog(options, defaultLog)),
+    : options_(options),
+      log_(openLog(options, defaultLog)),
       host_(openHost(options, *log_)),
       context_(host_->platform()),
       current_(context_) {}
+
+Prevented Device::lockFailure() {
+  std::string reason = "the migration lock cannot be taken";
+  // The store tells only that it failed; what stands against the file is still there.
+  const auto again = context_.platform().locks.create("AccountMigrationInProgress");
+  if (!again) reason += ": " + again.error().message;
+  return {
+      shown(std::string(kAccountMigrationLockFilename)), reason,
+      "create the directory, remove what lies in the lock file's place, or act as a user who may "
+      "write there"};
+}
 
 }  // namespace accountsettings

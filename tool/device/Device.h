@@ -4,10 +4,12 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/LinuxHost.h"
 #include "platform/ProcessContext.h"
 #include "platform/SystemLog.h"
+#include "tool/frame/Errors.h"
 #include "tool/frame/Options.h"
 
 namespace accountsettings {
@@ -28,8 +30,15 @@ class Device {
   [[nodiscard]] std::string shown(const std::string& devicePath) const {
     return host_->pathOnThisMachine(devicePath);
   }
+  // The command line that runs the program with these words on this device.
+  [[nodiscard]] std::string commandLine(const std::vector<std::string>& words) const {
+    return commandLineFor(options_, words);
+  }
+  // To be thrown where the migration lock could not be taken: tells why.
+  [[nodiscard]] Prevented lockFailure();
 
  private:
+  CommonOptions options_;
   std::unique_ptr<SystemLog> log_;
   std::unique_ptr<LinuxHost> host_;
   ProcessContext context_;

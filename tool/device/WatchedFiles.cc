@@ -1,5 +1,6 @@
 #include "tool/device/WatchedFiles.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace accountsettings {
@@ -32,6 +33,10 @@ Status WatchedFiles::noted(Status status) {
   return status;
 }
 
+Status WatchedFiles::notedUnlessMissing(Status status) {
+  return !status && status.error().code == ENOENT ? status : noted(std::move(status));
+}
+
 Result<Bytes> WatchedFiles::read(const std::string& path) {
   return files_.read(path);
 }
@@ -45,11 +50,11 @@ bool WatchedFiles::isDirectory(const std::string& path) {
 }
 
 Status WatchedFiles::copy(const std::string& source, const std::string& target) {
-  return noted(files_.copy(source, target));
+  return notedUnlessMissing(files_.copy(source, target));
 }
 
 Status WatchedFiles::remove(const std::string& path) {
-  return files_.remove(path);
+  return notedUnlessMissing(files_.remove(path));
 }
 
 Status WatchedFiles::create(const std::string& path, std::span<const std::uint8_t> bytes) {

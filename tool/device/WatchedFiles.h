@@ -16,8 +16,8 @@ class WatchedFiles : public Files {
   // `files` must outlive this.
   explicit WatchedFiles(Files& files) : files_(files) {}
 
-  // The first failed write, rename or the like since the last call; none where all succeeded.
-  // Removals are not counted: what they miss was often never there.
+  // The first failed change since the last call; none where all succeeded. What was to be removed
+  // or copied and is not there does not count: it often never was.
   [[nodiscard]] std::optional<Error> takeFailure();
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
@@ -36,6 +36,7 @@ class WatchedFiles : public Files {
  private:
   friend class WatchedTemporaryFile;
   Status noted(Status status);
+  Status notedUnlessMissing(Status status);
 
   Files& files_;
   std::optional<Error> failure_;

@@ -118,11 +118,7 @@ void AccountEditor::waitForMigration() {
   if (holder) session_.output.progress("Waiting for " + processInWords(*holder));
   lock_ = AccountsManager::createAndLockMigrationLock();
   session_.output.progress("");
-  if (!lock_) {
-    throw Prevented(device_.shown(std::string(kAccountMigrationLockFilename)),
-                    "the migration lock cannot be taken",
-                    "check that its directory exists and may be written");
-  }
+  if (!lock_) throw device_.lockFailure();
 }
 
 void AccountEditor::refuseLosses() {

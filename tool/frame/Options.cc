@@ -4,7 +4,9 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cctype>
 #include <numeric>
+#include <string_view>
 
 #include "tool/frame/Command.h"
 #include "tool/frame/Version.h"
@@ -57,6 +59,24 @@ bool takesValue(const CLI::App& app, const std::string& name) {
   return option != nullptr && option->get_items_expected_max() > 0;
 }
 
+// The word as a shell reads it.
+std::string quotedForShell(const std::string& word) {
+  const auto isPlain = [](char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) != 0 ||
+           std::string_view("_-./:@%+=,").find(letter) != std::string_view::npos;
+  };
+  if (!word.empty() && std::all_of(word.begin(), word.end(), isPlain)) return word;
+  std::string quoted = "'";
+  for (const char letter : word) {
+    if (letter == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += letter;
+    }
+  }
+  return quoted + "'";
+}
+
 void addCommonOptions(CLI::App& app, CommonOptions& options) {
   app.add_option("--root", options.root, "The device root to work on")
       ->type_name("DIR")
@@ -74,6 +94,15 @@ void addCommonOptions(CLI::App& app, CommonOptions& options) {
 }
 
 }  // namespace
+
+std::string commandLineFor(const CommonOptions& options, const std::vector<std::string>& words) {
+  std::string line = "accountsettings " + words.front();
+  if (options.root != "/") line += " --root " + quotedForShell(options.root);
+  if (options.config) line += " --config " + quotedForShell(*options.config);
+  std::for_each(words.begin() + 1, words.end(),
+                [&](const std::string& word) { line += " " + quotedForShell(word); });
+  return line;
+}
 
 void OptionSet::flag(const std::string& names, bool& target, const std::string& help) {
   app_.add_flag(names, target, help);

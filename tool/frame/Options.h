@@ -26,6 +26,10 @@ struct CommonOptions {
   std::optional<std::string> log;
 };
 
+// The command line, for a shell, that runs the program with these words on the same device.
+[[nodiscard]] std::string commandLineFor(const CommonOptions& options,
+                                         const std::vector<std::string>& words);
+
 class OptionSet {
  public:
   explicit OptionSet(CLI::App& app) : app_(app) {}

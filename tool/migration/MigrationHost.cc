@@ -77,6 +77,7 @@ class BackingUpObserver : public ChangeObserver {
       Result<BackupManifest> manifest = makeBackup(device_);
       if (!manifest) {
         refusal_ = "the backup cannot be kept: " + manifest.error().message;
+        next_ = "remove the cause and try again, or go without one (--no-backup)";
         return false;
       }
       manifest_ = std::move(manifest).value();
@@ -87,11 +88,8 @@ class BackingUpObserver : public ChangeObserver {
 
   // Throws Prevented where the migration did not begin.
   void checkThatItBegan() const {
-    if (!asked_) {
-      throw Prevented(device_.shown(std::string(kAccountMigrationLockFilename)),
-                      "the migration lock cannot be taken", "see the system log (--log -)");
-    }
-    if (!refusal_.empty()) throw Prevented("", refusal_, "nothing was migrated; try again");
+    if (!asked_) throw device_.lockFailure();
+    if (!refusal_.empty()) throw Prevented("", refusal_, "nothing was migrated; " + next_);
   }
 
   [[nodiscard]] const std::optional<BackupManifest>& manifest() const { return manifest_; }
@@ -103,15 +101,10 @@ class BackingUpObserver : public ChangeObserver {
   const MigrationHost::RunOptions& options_;
   bool asked_ = false;
   std::string refusal_;
+  std::string next_ = "try again";
   std::optional<BackupManifest> manifest_;
   std::optional<terminal::InterruptsHeld> interrupts_;
 };
-
-std::string adviceWith(const std::string& backup) {
-  return backup.empty()
-             ? "there is no backup of it"
-             : "put back the backup " + backup + " with: accountsettings restore " + backup;
-}
 
 }  // namespace
 
@@ -122,6 +115,11 @@ MigrationHost::MigrationHost(Device& device, SystemLog& rehearsalLog,
       files_(filesOfRoot()),
       progress_(std::move(progress)),
       rehearsal_(device.host().platform(), rehearsalLog, progress_) {}
+
+std::string MigrationHost::adviceWith(const std::string& backup) const {
+  return backup.empty() ? "there is no backup of what was there"
+                        : "put back the backup with: " + device_.commandLine({"restore", backup});
+}
 
 Ledger MigrationHost::ledger() {
   LedgerInput input;
@@ -163,8 +161,13 @@ std::vector<std::string> MigrationHost::removed() {
 
 std::optional<std::int64_t> MigrationHost::versionBefore() const {
   const std::optional<Dictionary> settings = dictionaryIn(files_.settings);
-  if (!settings) return std::nullopt;
+  if (!settings || !settings->contains(kPlistVersionKey)) return std::nullopt;
   return versionOf(*settings);
+}
+
+std::int64_t MigrationHost::versionAfter() {
+  const auto settings = readDictionary(rehearsal_.files(), files_.settings.name);
+  return settings ? versionOf(*settings) : 0;
 }
 
 std::size_t MigrationHost::accountsBefore() const {
@@ -203,6 +206,7 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
   outcome.steps = observer.steps();
   outcome.backup = observer.backupName();
   outcome.fault = faultOnDisk();
+  outcome.changed = changedSince(inputs_, device_).has_value();
   if (const auto failure = files.takeFailure(); outcome.fault && failure) {
     *outcome.fault += " (" + failure->message + ")";
   }
@@ -217,15 +221,27 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
 }
 
 std::optional<std::string> MigrationHost::faultOnDisk() {
-  for (const auto& [path, bytes] : rehearsal_.files().changes()) {
-    if (!bytes) {
-      if (device_.files().exists(path)) return device_.shown(path) + ": it should have gone";
-      continue;
-    }
-    const Result<Bytes> now = device_.files().read(path);
-    if (!now) return now.error().message;
-    if (*now != *bytes) return device_.shown(path) + ": it does not hold what was meant";
+  const auto& changes = rehearsal_.files().changes();
+  // Of several faults that of the settings matters most.
+  const auto settings = changes.find(files_.settings.name);
+  if (settings != changes.end()) {
+    if (auto fault = faultOf(settings->first, settings->second)) return fault;
   }
+  for (const auto& [path, bytes] : changes) {
+    if (auto fault = faultOf(path, bytes)) return fault;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> MigrationHost::faultOf(const std::string& path,
+                                                  const std::optional<Bytes>& meant) {
+  if (!meant) {
+    if (!device_.files().exists(path)) return std::nullopt;
+    return device_.shown(path) + ": it should have gone";
+  }
+  const Result<Bytes> now = device_.files().read(path);
+  if (!now) return now.error().message;
+  if (*now != *meant) return device_.shown(path) + ": it does not hold what was meant";
   return std::nullopt;
 }
 

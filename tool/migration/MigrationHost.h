@@ -30,7 +30,9 @@ class MigrationHost {
   // Device paths that get other content than they have, and those that go.
   [[nodiscard]] std::vector<std::string> written();
   [[nodiscard]] std::vector<std::string> removed();
+  // The settings' "Version"; none where they tell none, or there are none.
   [[nodiscard]] std::optional<std::int64_t> versionBefore() const;
+  [[nodiscard]] std::int64_t versionAfter();
   [[nodiscard]] std::size_t accountsBefore() const;
   [[nodiscard]] std::size_t accountsAfter();
 
@@ -44,6 +46,7 @@ class MigrationHost {
     std::vector<StepRecord> steps;     // that ran
     std::string backup;                // its name; empty without one
     std::optional<std::string> fault;  // how the disk is not what was meant
+    bool changed = false;              // an input is not what it was
     std::vector<std::string> warnings;
   };
 
@@ -52,8 +55,13 @@ class MigrationHost {
   // migrator fails after something was written.
   [[nodiscard]] Outcome run(const RunOptions& options);
 
+  // How to undo the run that kept this backup; empty stands for none.
+  [[nodiscard]] std::string adviceWith(const std::string& backup) const;
+
  private:
   [[nodiscard]] std::optional<std::string> faultOnDisk();
+  [[nodiscard]] std::optional<std::string> faultOf(const std::string& path,
+                                                   const std::optional<Bytes>& meant);
   [[nodiscard]] Dictionary outcomeForManifest(const Outcome& outcome) const;
 
   Device& device_;

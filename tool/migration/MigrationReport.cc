@@ -35,18 +35,31 @@ std::string countsText(const LedgerCounts& counts) {
 
 // The headline: what happened, in one sentence.
 std::string headline(const MigrationReport& report) {
-  const std::string current = std::to_string(AccountsManager::currentVersion());
+  if (report.outcome == "broken") return "The migration of " + report.root + " went wrong.";
+  const std::string after = std::to_string(report.versionAfter);
+  if (report.finishedRemoval) {
+    return (report.dryRun ? "Would finish" : "Finished") +
+           (" an interrupted removal of legacy files in " + report.root) +
+           ", whose settings keep version " + after + ".";
+  }
   std::string text = report.dryRun ? "Would migrate " : "Migrated ";
   text += report.root;
   if (!report.version) {
-    text += " to version " + current;
-  } else if (*report.version == AccountsManager::currentVersion()) {
-    text += ", which has version " + current + " already";
+    text += " to version " + after;
+  } else if (*report.version == report.versionAfter) {
+    text += ", which has version " + after + " already";
   } else {
-    text += " from version " + std::to_string(*report.version) + " to " + current;
+    text += " from version " + std::to_string(*report.version) + " to " + after;
   }
   if (report.steps.empty()) return text + ": nothing to convert or upgrade, the file is rewritten.";
   return text + " in " + counted(report.steps.size(), "step", "steps") + ".";
+}
+
+// "wrote" or "removed", or what was to become of the files.
+std::string verbFor(const MigrationReport& report, const char* done, const char* doing) {
+  if (report.dryRun) return std::string("would ") + doing + " ";
+  if (report.outcome == "broken") return std::string("was to ") + doing + " ";
+  return std::string(done) + " ";
 }
 
 std::string placeOf(const LedgerEntry& entry) {
@@ -96,9 +109,9 @@ void writeSteps(Output& output, const MigrationReport& report, bool reveal) {
   }
 }
 
-void writePaths(Output& output, const char* title, const std::vector<std::string>& paths,
+void writePaths(Output& output, const std::string& verb, const std::vector<std::string>& paths,
                 const ShownPath& shown) {
-  for (const std::string& path : paths) output.line(std::string("  ") + title + shown(path));
+  for (const std::string& path : paths) output.line("  " + verb + shown(path));
 }
 
 Dictionary countsForScripts(const LedgerCounts& counts) {
@@ -155,15 +168,17 @@ void writeReport(Output& output, const MigrationReport& report, const ShownPath&
               counted(report.accountsAfter, "account", "accounts") + " after");
   if (options.verbose) writeSteps(output, report, options.reveal);
   writeLedger(output, report.ledger, options.verbose);
-  writePaths(output, report.dryRun ? "would write " : "wrote ", report.written, shown);
-  writePaths(output, report.dryRun ? "would remove " : "removed ", report.removed, shown);
+  writePaths(output, verbFor(report, "wrote", "write"), report.written, shown);
+  writePaths(output, verbFor(report, "removed", "remove"), report.removed, shown);
   if (report.outcome == "answered-no") {
     output.line("The migration answered no: it stopped half-way, and the legacy files are kept.");
   }
+  if (report.finishedRemoval && report.versionAfter < AccountsManager::currentVersion()) {
+    output.line("Run it again: the upgrade steps are still to come.");
+  }
   if (report.dryRun) output.line("Nothing was touched.");
   if (!report.backup.empty()) {
-    output.line("Backup " + report.backup + "; undo with: accountsettings restore --root " +
-                report.root + " " + report.backup);
+    output.line("Backup " + report.backup + "; undo with: " + report.undo);
   }
 }
 
@@ -176,7 +191,7 @@ Dictionary reportForScripts(const MigrationReport& report, const ShownPath& show
   if (!report.problems.empty()) document.set("problems", arrayOf(report.problems));
   document.set("findings", findingsForScripts(report.findings, shown));
   if (report.version) document.set("fromVersion", *report.version);
-  document.set("toVersion", AccountsManager::currentVersion());
+  document.set("toVersion", report.versionAfter);
   document.set("accountsBefore", report.accountsBefore);
   document.set("accountsAfter", report.accountsAfter);
   document.set("steps", stepsForScripts(report.steps));

@@ -23,7 +23,9 @@ struct MigrationReport {
   std::string outcome;
   std::vector<std::string> problems;  // why it was refused or is broken, one sentence each
   Findings findings;
-  std::optional<std::int64_t> version;  // of the settings before
+  std::optional<std::int64_t> version;  // of the settings before; none where they told none
+  std::int64_t versionAfter = 0;
+  bool finishedRemoval = false;  // all that it did was to end an interrupted removal
   std::size_t accountsBefore = 0;
   std::size_t accountsAfter = 0;
   std::vector<StepRecord> steps;
@@ -31,6 +33,7 @@ struct MigrationReport {
   std::vector<std::string> written;  // device paths
   std::vector<std::string> removed;
   std::string backup;  // its name; empty where none was made
+  std::string undo;    // the command that puts it back
 };
 
 struct MigrationTextOptions {
