@@ -1,30 +1,41 @@
 #include "tool/accounts/AccountLineage.h"
 
-#include <functional>
+#include <algorithm>
 
 #include "account/AccountConstants.h"
-#include "tool/accounts/AccountTree.h"
+#include "account/StringList.h"
 
 namespace accountsettings {
 
 namespace {
 
-// Calls `visit` for each account of the list whose top-level account `wanted` accepts.
-void forEachAccount(const Array& accounts, const std::function<bool(std::size_t)>& wanted,
-                    const std::function<void(AccountPlace, const Dictionary&)>& visit) {
-  for (std::size_t top = 0; top < accounts.size(); ++top) {
-    const Dictionary* account = accounts[top].dictionary();
-    if (account == nullptr || !wanted(top)) continue;
-    visit({top, AccountPlace::kNoChild}, *account);
-    const Array* children = childrenAt(accounts, top);
-    for (std::size_t child = 0; children != nullptr && child < children->size(); ++child) {
-      if ((*children)[child].dictionary() == nullptr) continue;
-      visit({top, child}, *(*children)[child].dictionary());
-    }
-  }
+bool isSameChild(const PropertyList& before, const PropertyList& after) {
+  const Dictionary* old = before.dictionary();
+  const Dictionary* now = after.dictionary();
+  if (old == nullptr || now == nullptr) return old == now;
+  return identifierOf(*old) == identifierOf(*now);
+}
+
+// Whether both have the same identifier, or none, and so have their children, one by one.
+bool isSameFamily(const PropertyList& before, const PropertyList& after) {
+  if (before.identicalTo(after)) return true;
+  const Dictionary* old = before.dictionary();
+  const Dictionary* now = after.dictionary();
+  if (old == nullptr || now == nullptr || identifierOf(*old) != identifierOf(*now)) return false;
+  const PropertyList* oldChildren = old->find(kAccountChildAccounts);
+  const PropertyList* children = now->find(kAccountChildAccounts);
+  if (oldChildren == nullptr || children == nullptr) return oldChildren == children;
+  if (oldChildren->identicalTo(*children)) return true;
+  if (oldChildren->array() == nullptr || children->array() == nullptr) return false;
+  return std::equal(oldChildren->array()->begin(), oldChildren->array()->end(),
+                    children->array()->begin(), children->array()->end(), isSameChild);
 }
 
 }  // namespace
+
+std::string_view identifierOf(const Dictionary& account) {
+  return stringOf(account.find(kAccountIdentifier)).value_or(std::string_view());
+}
 
 const Array* childrenAt(const Array& accounts, std::size_t top) {
   if (top >= accounts.size() || accounts[top].dictionary() == nullptr) return nullptr;
@@ -41,59 +52,82 @@ const Dictionary* accountAt(const Array& accounts, AccountPlace place) {
 }
 
 AccountLineage::AccountLineage(const Array& before, const Array& after)
-    : before_(before), after_(after) {
-  const auto touched = [&](std::size_t top) { return !isUntouched(top); };
-  forEachAccount(after_, touched, [&](AccountPlace place, const Dictionary& account) {
-    byIdentifier_[textOf(account, kAccountIdentifier)].push_back(place);
-  });
+    : before_(before), after_(after), stays_(before.size()) {
+  for (std::size_t top = 0; top < before_.size(); ++top) {
+    stays_[top] = top < after_.size() && isSameFamily(before_[top], after_[top]);
+  }
   std::vector<AccountPlace> unmatched;
-  forEachAccount(before_, touched, [&](AccountPlace place, const Dictionary& account) {
+  forEachMoved(before_, [&](AccountPlace place, const Dictionary& account) {
     const Dictionary* there = accountAt(after_, place);
-    if (there == nullptr ||
-        textOf(*there, kAccountIdentifier) != textOf(account, kAccountIdentifier) ||
-        !claim(place, place)) {
+    if (there == nullptr || identifierOf(*there) != identifierOf(account) || !claim(place, place)) {
       unmatched.push_back(place);
     }
   });
-  match(unmatched);
+  if (!unmatched.empty()) match(unmatched);
 }
 
-bool AccountLineage::isUntouched(std::size_t top) const {
-  return top < before_.size() && top < after_.size() && before_[top].identicalTo(after_[top]);
+void AccountLineage::forEachMoved(
+    const Array& accounts,
+    const std::function<void(AccountPlace, const Dictionary&)>& visit) const {
+  for (std::size_t top = 0; top < accounts.size(); ++top) {
+    const Dictionary* account = accounts[top].dictionary();
+    if (account == nullptr || stays(top)) continue;
+    visit({top, AccountPlace::kNoChild}, *account);
+    const Array* children = childrenAt(accounts, top);
+    for (std::size_t child = 0; children != nullptr && child < children->size(); ++child) {
+      if ((*children)[child].dictionary() == nullptr) continue;
+      visit({top, child}, *(*children)[child].dictionary());
+    }
+  }
+}
+
+bool AccountLineage::stays(std::size_t top) const {
+  return top < stays_.size() && stays_[top];
 }
 
 bool AccountLineage::claim(AccountPlace from, AccountPlace to) {
-  if (!ancestors_.try_emplace(to, from).second) return false;
+  if (!taken_.insert(to).second) return false;
   successors_.emplace(from, to);
   return true;
 }
 
 void AccountLineage::match(const std::vector<AccountPlace>& unmatched) {
-  const auto claimByIdentifier = [&](AccountPlace from, const std::string& identifier) {
-    const auto found = byIdentifier_.find(identifier);
-    if (identifier.empty() || found == byIdentifier_.end()) return false;
-    for (const AccountPlace to : found->second) {
-      if (claim(from, to)) return true;
+  struct Namesakes {
+    std::vector<AccountPlace> places;
+    std::size_t next = 0;  // those before it are taken
+  };
+  std::unordered_map<std::string_view, Namesakes> byIdentifier;
+  forEachMoved(after_, [&](AccountPlace place, const Dictionary& account) {
+    byIdentifier[identifierOf(account)].places.push_back(place);
+  });
+  const auto claimByIdentifier = [&](AccountPlace from, std::string_view identifier) {
+    const auto found = byIdentifier.find(identifier);
+    if (identifier.empty() || found == byIdentifier.end()) return false;
+    auto& [places, next] = found->second;
+    while (next < places.size()) {
+      if (claim(from, places[next++])) return true;
     }
     return false;
   };
   std::vector<AccountPlace> nameless;
   for (const AccountPlace from : unmatched) {
     const Dictionary& account = *accountAt(before_, from);
-    if (!claimByIdentifier(from, textOf(account, kAccountIdentifier)) &&
-        !claimByIdentifier(from, textOf(account, "uniqueId"))) {
+    const std::string_view oldest = stringOf(account.find("uniqueId")).value_or("");
+    if (!claimByIdentifier(from, identifierOf(account)) && !claimByIdentifier(from, oldest)) {
       nameless.push_back(from);
     }
   }
   for (const AccountPlace from : nameless) {
     const Dictionary* there = accountAt(after_, from);
-    const std::string type = textOf(*accountAt(before_, from), kAccountType);
-    if (there != nullptr && textOf(*there, kAccountType) == type) claim(from, from);
+    const auto type = stringOf(accountAt(before_, from)->find(kAccountType)).value_or("");
+    if (there != nullptr && stringOf(there->find(kAccountType)).value_or("") == type) {
+      claim(from, from);
+    }
   }
 }
 
 std::optional<AccountPlace> AccountLineage::successorOf(AccountPlace place) const {
-  if (isUntouched(place.top)) return place;
+  if (stays(place.top)) return place;
   const auto found = successors_.find(place);
   if (found == successors_.end()) return std::nullopt;
   return found->second;
@@ -109,13 +143,7 @@ std::vector<AccountPlace> AccountLineage::newcomers() const {
 }
 
 bool AccountLineage::isNewcomer(AccountPlace place) const {
-  return !isUntouched(place.top) && !ancestors_.contains(place);
-}
-
-std::optional<AccountPlace> AccountLineage::placeOf(const std::string& identifier) const {
-  const auto found = byIdentifier_.find(identifier);
-  if (identifier.empty() || found == byIdentifier_.end()) return std::nullopt;
-  return found->second.front();
+  return !stays(place.top) && !taken_.contains(place);
 }
 
 }  // namespace accountsettings

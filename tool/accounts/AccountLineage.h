@@ -3,17 +3,20 @@
 // where it got a new identifier, by where it stands.
 #pragma once
 
-#include <compare>
 #include <cstddef>
-#include <map>
+#include <functional>
 #include <optional>
-#include <string>
+#include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "plist/PropertyList.h"
 
 namespace accountsettings {
+
+// The identifier in an account's properties; empty where there is none.
+[[nodiscard]] std::string_view identifierOf(const Dictionary& account);
 
 // Where an account stands in a list of accounts: a top-level account, or one of its children.
 struct AccountPlace {
@@ -23,7 +26,7 @@ struct AccountPlace {
   std::size_t child = kNoChild;
 
   [[nodiscard]] bool isChild() const noexcept { return child != kNoChild; }
-  auto operator<=>(const AccountPlace&) const = default;
+  bool operator==(const AccountPlace&) const = default;
 };
 
 // The properties of the account at `place`, or nullptr where none stands there.
@@ -33,7 +36,7 @@ struct AccountPlace {
 
 class AccountLineage {
  public:
-  // Both lists must outlive the lineage.
+  // Both lists must outlive the lineage. Costs little for accounts that stay where they are.
   AccountLineage(const Array& before, const Array& after);
 
   // Where the account that stood at `place` stands afterwards; none where it is gone.
@@ -42,19 +45,27 @@ class AccountLineage {
   [[nodiscard]] std::vector<AccountPlace> newcomers() const;
   // Whether an account of the later list is nobody's successor.
   [[nodiscard]] bool isNewcomer(AccountPlace place) const;
-  // The first account of the later list with this identifier.
-  [[nodiscard]] std::optional<AccountPlace> placeOf(const std::string& identifier) const;
 
  private:
+  struct PlaceHash {
+    std::size_t operator()(AccountPlace place) const noexcept {
+      return place.top * 64 + place.child;
+    }
+  };
+
+  // Calls `visit` for each account of the list that does not stay.
+  void forEachMoved(const Array& accounts,
+                    const std::function<void(AccountPlace, const Dictionary&)>& visit) const;
   void match(const std::vector<AccountPlace>& unmatched);
   bool claim(AccountPlace from, AccountPlace to);
-  [[nodiscard]] bool isUntouched(std::size_t top) const;
+  [[nodiscard]] bool stays(std::size_t top) const;
 
   const Array& before_;
   const Array& after_;
-  std::unordered_map<std::string, std::vector<AccountPlace>> byIdentifier_;
-  std::map<AccountPlace, AccountPlace> successors_;  // of accounts that were touched
-  std::map<AccountPlace, AccountPlace> ancestors_;
+  std::vector<bool> stays_;  // by place: the same account stands there, with the same children
+  // Of the accounts that do not stay.
+  std::unordered_map<AccountPlace, AccountPlace, PlaceHash> successors_;
+  std::unordered_set<AccountPlace, PlaceHash> taken_;  // places that are somebody's successors
 };
 
 }  // namespace accountsettings

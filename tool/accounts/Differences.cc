@@ -51,10 +51,10 @@ std::optional<PropertyList> copyOf(const PropertyList* value) {
   return value ? std::optional<PropertyList>(*value) : std::nullopt;
 }
 
-std::optional<KeyChange> compareKey(const std::string& key, const PropertyList* before,
+std::optional<KeyChange> compareKey(std::string_view key, const PropertyList* before,
                                     const PropertyList* after) {
   if (before && after ? *before == *after : !before && !after) return std::nullopt;
-  KeyChange change{key, copyOf(before), copyOf(after), {}, {}};
+  KeyChange change{std::string(key), copyOf(before), copyOf(after), {}, {}};
   if (isSetValued(key)) {
     const auto old = membersOf(before);
     const auto now = membersOf(after);
@@ -68,20 +68,31 @@ std::optional<KeyChange> compareKey(const std::string& key, const PropertyList* 
   return change;
 }
 
+// The value under the key, which most often is at this place of the dictionary.
+const PropertyList* valueNear(const Dictionary& dictionary, std::string_view key,
+                              std::size_t place) {
+  if (place < dictionary.size() && dictionary.begin()[place].key() == key) {
+    return &dictionary.begin()[place].value();
+  }
+  return dictionary.find(key);
+}
+
 // The keys in which two dictionaries differ, except for one that the caller compares itself.
 std::vector<KeyChange> compareKeys(const Dictionary& before, const Dictionary& after,
                                    std::optional<std::string_view> except) {
   std::vector<KeyChange> changes;
   if (before.identicalTo(after)) return changes;
-  const auto compare = [&](std::string_view key) {
+  const auto compare = [&](std::string_view key, const PropertyList* old, const PropertyList* now) {
     if (key == except) return;
-    if (auto change = compareKey(std::string(key), before.find(key), after.find(key))) {
-      changes.push_back(std::move(*change));
-    }
+    if (auto change = compareKey(key, old, now)) changes.push_back(std::move(*change));
   };
-  for (const Dictionary::Entry& entry : before) compare(entry.key());
-  for (const Dictionary::Entry& entry : after) {
-    if (!before.contains(entry.key())) compare(entry.key());
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    const Dictionary::Entry& entry = before.begin()[i];
+    compare(entry.key(), &entry.value(), valueNear(after, entry.key(), i));
+  }
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    const Dictionary::Entry& entry = after.begin()[i];
+    if (!valueNear(before, entry.key(), i)) compare(entry.key(), nullptr, &entry.value());
   }
   return changes;
 }
@@ -183,8 +194,10 @@ void compareChildren(const Dictionary& before, const Dictionary& after, const Pr
   }
 }
 
-std::optional<AccountChange> compareAccounts(const PropertyList& before, const PropertyList& after,
-                                             std::size_t place) {
+}  // namespace
+
+std::optional<AccountChange> changeBetween(const PropertyList& before, const PropertyList& after,
+                                           std::size_t place) {
   if (before == after) return std::nullopt;
   AccountChange change{
       AccountChange::Kind::Changed, accountLabel(after, place), labelOf(after), {}, {}, {}};
@@ -201,6 +214,8 @@ std::optional<AccountChange> compareAccounts(const PropertyList& before, const P
   if (change.keys.empty() && change.children.empty()) return std::nullopt;
   return change;
 }
+
+namespace {
 
 // Changed and added accounts in the new order, then the removed ones in the old. `reordered`, where
 // given, tells whether the accounts of both sides stand in another order.
@@ -219,7 +234,7 @@ std::vector<AccountChange> compareLists(const Array& before, const Array& after,
     }
     if (reordered && *previous < last) *reordered = true;
     last = *previous;
-    if (auto change = compareAccounts(before[*previous], after[place], place)) {
+    if (auto change = changeBetween(before[*previous], after[place], place)) {
       changes.push_back(std::move(*change));
     }
   }
@@ -261,7 +276,7 @@ void tellMoves(std::vector<AccountChange>& changes, const Array& after) {
     if (found == children.end()) found = children.find(textOf(change.before, kUniqueId));
     if (found == children.end()) continue;
     const auto& [identifier, there] = *found;
-    auto difference = compareAccounts(change.before, *there.properties, 0);
+    auto difference = changeBetween(change.before, *there.properties, 0);
     if (!difference) difference = {Kind::Changed, identifier, change.label, change.before, {}, {}};
     difference->movedTo = there.parent;
     change = std::move(*difference);

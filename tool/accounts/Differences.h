@@ -48,6 +48,11 @@ struct Differences {
 [[nodiscard]] Differences differencesBetween(const Array& before, const Array& after);
 // The same for whole settings files, with their other top-level keys.
 [[nodiscard]] Differences differencesBetween(const Dictionary& before, const Dictionary& after);
+// The change of one account, whatever became of its identifier; none where nothing differs. Without
+// an identifier it is named by its place, counted from 0.
+[[nodiscard]] std::optional<AccountChange> changeBetween(const PropertyList& before,
+                                                         const PropertyList& after,
+                                                         std::size_t place);
 
 // Whether the list under this key of an account is a set.
 [[nodiscard]] bool isSetValued(std::string_view key);

@@ -41,10 +41,10 @@ bool wereStamped(Device& device, const BackupFile& kept) {
 
 }  // namespace
 
-Findings inspectDevice(Device& device) {
+Findings inspectDevice(Device& device, const InspectedFiles& files) {
   const auto facts = makeHostFacts(device.host());
   const bool migrating = isMigrating(*facts, device);  // first, as it may end meanwhile
-  Findings findings = inspectRoot(facts.get());
+  Findings findings = inspectRoot(files, facts.get());
   if (migrating) return findings;
   const auto manifest = backupOfCutShortMigration(device);
   const BackupFile* kept = manifest ? manifest->fileInRole(BackupRole::Settings) : nullptr;

@@ -8,6 +8,7 @@ namespace accountsettings {
 
 // What inspectRoot() finds, and whether the last migration that kept a backup was cut short: as
 // every save stamps the settings as current, no later run would make up for the steps it missed.
-[[nodiscard]] Findings inspectDevice(Device& device);
+// `files` are those of the device.
+[[nodiscard]] Findings inspectDevice(Device& device, const InspectedFiles& files);
 
 }  // namespace accountsettings

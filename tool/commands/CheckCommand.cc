@@ -19,7 +19,7 @@ struct Checked {
 };
 
 Checked checkRoot(const CommonOptions& options, Device& device) {
-  return {Input::Kind::DeviceRoot, options.root, inspectDevice(device),
+  return {Input::Kind::DeviceRoot, options.root, inspectDevice(device, filesOfRoot()),
           [&device](const std::string& file) { return device.shown(file); }};
 }
 

@@ -87,6 +87,7 @@ std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationH
   MigrationHost::RunOptions options;
   options.backup = !noBackup_;
   options.keep = static_cast<std::size_t>(keep_);
+  report.steps.clear();  // those of the rehearsal
   const MigrationHost::Outcome outcome = host.run(options);
   session.changed = true;
   report.backup = outcome.backup;
@@ -109,13 +110,14 @@ ExitStatus MigrateCommand::run(Session& session) {
   checkPlan(device);
 
   output.progress("Looking at the settings ...");
-  Findings findings = inspectDevice(device);
-  output.progress("Rehearsing the migration ...");
-  DiscardingSink silence;
   const char* doing = "Rehearsing";
-  MigrationHost host(device, dryRun_ ? device.log() : silence, [&](std::string_view step) {
+  MigrationHost host(device, [&](std::string_view step) {
     output.progress(std::string(doing) + ": " + std::string(meaningOfStep(step)) + " ...");
   });
+  Findings findings = inspectDevice(device, host.files());
+  output.progress("Rehearsing the migration ...");
+  DiscardingSink silence;
+  host.rehearse(dryRun_ ? device.log() : silence);
   MigrationReport report = reportOf(host, root, std::move(findings));
   report.dryRun = dryRun_;
 

@@ -26,7 +26,8 @@ ExitStatus PlanCommand::run(Session& session) {
   Device device(options, DefaultLog::Nowhere);
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
   const Plan plan = makePlan(device);
-  const Dictionary document = planForScripts(plan, options.root, shown);
+  const bool asDocument = out_ || session.output.json();
+  const Dictionary document = asDocument ? planForScripts(plan, options.root, shown) : Dictionary();
   Output& output = session.output;
   if (out_) {
     const Result<std::string> json = toJson(document);

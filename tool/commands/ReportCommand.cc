@@ -98,7 +98,7 @@ class ReportMaker {
     } catch (const CommandFailure& failure) {
       report.set("planProblem", PropertyList(standIns_.sentence(failure.what())));
       report.set("findings",
-                 standIns_.told(findingsForScripts(inspectDevice(device_), devicePath)));
+                 standIns_.told(findingsForScripts(inspectDevice(device_, files_), devicePath)));
     }
   }
 

@@ -102,7 +102,7 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
   const InspectedFiles files = filesOfRoot();
   requireCurrentSettings(files.settings.content, shown_);
   before_ = *(*files.settings.content)->dictionary();
-  if (!options_.acceptLoss) refuseLosses();
+  if (!options_.acceptLoss) refuseLosses(files);
   store_ = AccountsManager::init();
   loaded_ = settingsToBe();
 }
@@ -121,8 +121,8 @@ void AccountEditor::waitForMigration() {
   if (!lock_) throw device_.lockFailure();
 }
 
-void AccountEditor::refuseLosses() {
-  const Findings findings = inspectDevice(device_);
+void AccountEditor::refuseLosses(const InspectedFiles& files) {
+  const Findings findings = inspectDevice(device_, files);
   std::size_t blocking = 0;
   const Finding* first = nullptr;
   for (const Finding& finding : findings) {

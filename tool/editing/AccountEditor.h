@@ -13,6 +13,7 @@
 #include "tool/device/Device.h"
 #include "tool/device/WatchedFiles.h"
 #include "tool/frame/Command.h"
+#include "tool/inspection/Inspection.h"
 
 namespace accountsettings {
 
@@ -60,7 +61,7 @@ class AccountEditor {
 
  private:
   void waitForMigration();
-  void refuseLosses();
+  void refuseLosses(const InspectedFiles& files);
   [[nodiscard]] Dictionary settingsToBe() const;
   void save(const Dictionary& meant);
   void show(const Differences& differences, const std::string& command, const std::string& account,

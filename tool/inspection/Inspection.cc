@@ -138,8 +138,8 @@ InspectedFiles filesOfRoot() {
           fileAt(mailAccountsPath())};
 }
 
-Findings inspectRoot(HostFacts* facts) {
-  Findings findings = inspectFiles(filesOfRoot());
+Findings inspectRoot(const InspectedFiles& files, HostFacts* facts) {
+  Findings findings = inspectFiles(files);
   inspectSurroundings(facts, findings);
   return findings;
 }

@@ -46,10 +46,6 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] bool anyBlocksMigration(const Findings& findings);
 [[nodiscard]] bool anyBlocksEdits(const Findings& findings);
 
-// Everything of the root that ProcessContext::current() stands on: settings file, legacy files,
-// sentinel, lock, leftovers, in this order. `facts` may be nullptr: then only contents are judged.
-[[nodiscard]] Findings inspectRoot(HostFacts* facts);
-
 // Files by themselves, already read, as they lie in a backup. A content is none where there is no
 // such file; the names stand for the files in the findings.
 struct InspectedFile {
@@ -64,6 +60,9 @@ struct InspectedFiles {
 [[nodiscard]] Findings inspectFiles(const InspectedFiles& files);
 // Those of the root that ProcessContext::current() stands on.
 [[nodiscard]] InspectedFiles filesOfRoot();
+// Everything of that root: settings file, legacy files, sentinel, lock, leftovers, in this order.
+// `facts` may be nullptr: then only contents are judged.
+[[nodiscard]] Findings inspectRoot(const InspectedFiles& files, HostFacts* facts);
 
 // The settings file's "Version" as steps and saves read it: 0 where it is missing.
 [[nodiscard]] std::int64_t versionOf(const Dictionary& settings);

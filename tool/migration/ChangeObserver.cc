@@ -13,32 +13,12 @@ namespace accountsettings {
 
 namespace {
 
-// The change of an account that is `before` and becomes `after`; none where nothing differs.
-std::optional<AccountChange> changeBetween(Dictionary before, const Dictionary& after) {
-  const std::optional<PropertyList> oldIdentifier = before.get(kAccountIdentifier);
-  const std::optional<PropertyList> identifier = after.get(kAccountIdentifier);
-  before.set(kAccountIdentifier, identifier);  // so that the two are compared as one account
-  std::vector<AccountChange> changes = differencesBetween(Array{before}, Array{after}).accounts;
-  if (oldIdentifier == identifier) {
-    return changes.empty() ? std::nullopt : std::optional(std::move(changes.front()));
-  }
-  if (changes.empty()) {
-    changes = differencesBetween(Array{}, Array{after}).accounts;  // for its label
-    changes.front().kind = AccountChange::Kind::Changed;
-    changes.front().keys.clear();
-    changes.front().children.clear();
-  }
-  AccountChange change = std::move(changes.front());
-  change.keys.insert(change.keys.begin(),
-                     {std::string(kAccountIdentifier), oldIdentifier, identifier, {}, {}});
-  return change;
-}
-
 void addSuccessor(Differences& differences, const Dictionary& before, const Array& after,
                   AccountPlace place) {
   Dictionary old = before;
   if (place.isChild()) old.remove(kAccountChildAccounts);
-  std::optional<AccountChange> change = changeBetween(old, *accountAt(after, place));
+  std::optional<AccountChange> change =
+      changeBetween(old, *accountAt(after, place), place.isChild() ? place.child : place.top);
   if (place.isChild()) {
     if (!change) {
       change.emplace();

@@ -36,6 +36,7 @@ class ChangeObserver : public MigrationObserver {
   void didRunStep(std::string_view step, const Array& accounts, bool result) override;
 
   [[nodiscard]] const std::vector<StepRecord>& steps() const noexcept { return steps_; }
+  void forgetSteps() { steps_ = {}; }
 
  private:
   Progress progress_;

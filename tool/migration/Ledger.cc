@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
@@ -57,12 +58,35 @@ const Array& accountsIn(const std::optional<Dictionary>& settings) {
   return accounts == nullptr || accounts->array() == nullptr ? kNone : *accounts->array();
 }
 
+// The first account of each identifier.
+std::unordered_map<std::string_view, AccountPlace> firstPlacesByIdentifier(const Array& accounts) {
+  std::unordered_map<std::string_view, AccountPlace> places;
+  for (std::size_t top = 0; top < accounts.size(); ++top) {
+    const Dictionary* account = accounts[top].dictionary();
+    if (account == nullptr) continue;
+    places.try_emplace(identifierOf(*account), AccountPlace{top, AccountPlace::kNoChild});
+    const Array* children = childrenAt(accounts, top);
+    for (std::size_t child = 0; children != nullptr && child < children->size(); ++child) {
+      if (const Dictionary* properties = (*children)[child].dictionary()) {
+        places.try_emplace(identifierOf(*properties), AccountPlace{top, child});
+      }
+    }
+  }
+  places.erase("");
+  return places;
+}
+
 // One step seen from outside: the accounts before it and after it.
 struct Transition {
   std::string step;
   const Array& before;
   const Array& after;
   bool result;
+
+  // Whether the top-level account there is the same object as before, children and all.
+  [[nodiscard]] bool leavesAlone(std::size_t top) const {
+    return top < before.size() && top < after.size() && before[top].identicalTo(after[top]);
+  }
 };
 
 class LedgerMaker {
@@ -126,9 +150,9 @@ class LedgerMaker {
   }
 
   void markRepeated() {
-    std::map<std::string, Traveller*> seen;
+    std::unordered_map<std::string_view, Traveller*> seen;
     for (Traveller& each : travellers_) {
-      const std::string identifier = textOf(each.original, kAccountIdentifier);
+      const std::string_view identifier = identifierOf(each.original);
       if (identifier.empty() || each.wasChild) continue;
       const auto [place, isNew] = seen.try_emplace(identifier, &each);
       if (!isNew) each.repeated = place->second->repeated = true;
@@ -201,10 +225,11 @@ class LedgerMaker {
 
   void pass(const Transition& transition) {
     const AccountLineage lineage(transition.before, transition.after);
-    std::set<std::size_t> goneTops;
+    std::unordered_set<std::size_t> goneTops;
     for (Traveller& each : travellers_) {
       if (!each.place) continue;
       const AccountPlace from = *each.place;
+      if (transition.leavesAlone(from.top)) continue;
       const std::optional<AccountPlace> to = lineage.successorOf(from);
       const Dictionary& before = *accountAt(transition.before, from);
       if (!to) {
@@ -223,38 +248,52 @@ class LedgerMaker {
 
   // The descriptions of the legacy file that the step converts.
   void takeOver(const Transition& transition, const AccountLineage& lineage) {
-    std::set<AccountPlace> known;
-    std::vector<Traveller*> nameless;
+    std::vector<Traveller*> arriving;
     for (Traveller& each : travellers_) {
-      if (each.legacyStep != transition.step || each.place || !each.goneStep.empty()) continue;
-      if (!transition.result) {
-        each.goneStep = transition.step;
-        each.goneRule = "a description of its file cannot be converted, and then none is";
-        continue;
+      const bool onItsWay = !each.place && each.goneStep.empty();
+      if (onItsWay && each.legacyStep == transition.step) arriving.push_back(&each);
+    }
+    if (arriving.empty()) return;
+    if (!transition.result) {
+      for (Traveller* each : arriving) {
+        each->goneStep = transition.step;
+        each->goneRule = "a description of its file cannot be converted, and then none is";
       }
-      each.place = lineage.placeOf(each.account);
-      if (each.place) {
-        known.insert(*each.place);
+      return;
+    }
+    findPlaces(arriving, transition.after, lineage);
+    for (Traveller* each : arriving) {
+      if (each->place) {
+        noteKeys(*each, each->original, *accountAt(transition.after, *each->place), *each->place,
+                 transition);
+      }
+    }
+  }
+
+  static void findPlaces(const std::vector<Traveller*>& arriving, const Array& accounts,
+                         const AccountLineage& lineage) {
+    const auto places = firstPlacesByIdentifier(accounts);
+    std::unordered_set<std::size_t> known;  // top-level places
+    std::vector<Traveller*> nameless;
+    for (Traveller* each : arriving) {
+      if (const auto found = places.find(each->account); found != places.end()) {
+        each->place = found->second;
+        if (!found->second.isChild()) known.insert(found->second.top);
       } else {
-        nameless.push_back(&each);
+        nameless.push_back(each);
       }
     }
     // A description without an identifier gets a fresh one; the order tells which is whose.
     auto next = nameless.begin();
     for (const AccountPlace newcomer : lineage.newcomers()) {
       if (next == nameless.end()) break;
-      if (!known.contains(newcomer)) (*next++)->place = newcomer;
-    }
-    for (Traveller& each : travellers_) {
-      if (each.legacyStep == transition.step && each.place) {
-        noteKeys(each, each.original, *accountAt(transition.after, *each.place), *each.place,
-                 transition);
-      }
+      if (!known.contains(newcomer.top)) (*next++)->place = newcomer;
     }
   }
 
   void noteKeys(Traveller& traveller, const Dictionary& before, const Dictionary& after,
                 AccountPlace place, const Transition& transition) {
+    if (before == after) return;
     for (const auto& entry : traveller.original) {
       const std::string_view key = entry.key();
       const PropertyList* old = before.find(key);
@@ -317,7 +356,11 @@ class LedgerMaker {
            ""});
     }
     bool changed = false;
-    for (const auto& entry : traveller.original) changed |= judgeKey(traveller, entry, now);
+    if (traveller.original == now) {
+      ledger_.keys.kept += traveller.original.size();
+    } else {
+      for (const auto& entry : traveller.original) changed |= judgeKey(traveller, entry, now);
+    }
     if (!moved) ++(changed ? ledger_.accounts.changed : ledger_.accounts.kept);
   }
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "account/AccountConstants.h"
 #include "host/LinuxFiles.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ReadDictionary.h"
 #include "store/AccountsManager.h"
-#include "tool/accounts/AccountTree.h"
 #include "tool/device/PlatformWith.h"
 #include "tool/device/WatchedFiles.h"
 #include "tool/frame/Errors.h"
@@ -24,10 +24,33 @@ std::optional<Dictionary> dictionaryIn(const InspectedFile& file) {
   return *(*file.content)->dictionary();
 }
 
+// How many dictionaries are in the list under `key`, and in their lists under `keyWithin`.
+std::size_t dictionariesUnder(const Dictionary& owner, std::string_view key,
+                              std::string_view keyWithin = {}) {
+  const PropertyList* list = owner.find(key);
+  if (list == nullptr || list->array() == nullptr) return 0;
+  std::size_t count = 0;
+  for (const PropertyList& each : *list->array()) {
+    if (each.dictionary() == nullptr) continue;
+    ++count;
+    if (!keyWithin.empty()) count += dictionariesUnder(*each.dictionary(), keyWithin);
+  }
+  return count;
+}
+
 std::size_t accountsIn(const std::optional<Dictionary>& settings) {
-  if (!settings) return 0;
-  const AccountTree tree = accountTreeOf(*settings);
-  return tree.accounts.size() + tree.childCount();
+  return settings ? dictionariesUnder(*settings, kPlistAccountsKey, kAccountChildAccounts) : 0;
+}
+
+// For the backup's manifest.
+Dictionary outcomeForManifest(const MigrationHost::Outcome& outcome,
+                              std::optional<std::int64_t> versionBefore) {
+  Array steps;
+  for (const StepRecord& step : outcome.steps) steps.append(step.step);
+  Dictionary result{
+      {"Result", outcome.result}, {"As Meant", !outcome.fault.has_value()}, {"Steps", steps}};
+  if (versionBefore) result.set("From Version", *versionBefore);
+  return result;
 }
 
 // Hands out what a rehearsal drew, and asks the source when that is used up.
@@ -108,13 +131,16 @@ class BackingUpObserver : public ChangeObserver {
 
 }  // namespace
 
-MigrationHost::MigrationHost(Device& device, SystemLog& rehearsalLog,
-                             ChangeObserver::Progress progress)
+MigrationHost::MigrationHost(Device& device, ChangeObserver::Progress progress)
     : device_(device),
       inputs_(planInputs(device)),
       files_(filesOfRoot()),
-      progress_(std::move(progress)),
-      rehearsal_(device.host().platform(), rehearsalLog, progress_) {}
+      progress_(std::move(progress)) {}
+
+void MigrationHost::rehearse(SystemLog& log) {
+  rehearsal_.emplace(device_.host().platform(), log, progress_);
+  result_ = readDictionary(rehearsal_->files(), files_.settings.name);
+}
 
 std::string MigrationHost::adviceWith(const std::string& backup) const {
   return backup.empty() ? "there is no backup of what was there"
@@ -130,20 +156,20 @@ Ledger MigrationHost::ledger() {
     if (const auto content = dictionaryIn(file)) {
       input.legacyFiles.push_back({file.name, std::move(step), std::move(lists),
                                    std::move(identifierKey), *content,
-                                   rehearsal_.files().exists(file.name)});
+                                   rehearsal_->files().exists(file.name)});
     }
   };
   addLegacy(files_.legacyExchange, "_migrateDAAccounts:", {"DAAccountsKey"},
             "DAAccountConfigurationAccountID");
   addLegacy(files_.legacyMail, "_migrateMailAccounts:", {"DeliveryAccounts", "MailAccounts"},
             "uniqueId");
-  input.result = readDictionary(rehearsal_.files(), files_.settings.name);
-  return makeLedger(input, rehearsal_.steps());
+  input.result = result_;
+  return makeLedger(input, rehearsal_->steps());
 }
 
 std::vector<std::string> MigrationHost::written() {
   std::vector<std::string> paths;
-  for (const auto& [path, bytes] : rehearsal_.files().changes()) {
+  for (const auto& [path, bytes] : rehearsal_->files().changes()) {
     if (!bytes) continue;
     const Result<Bytes> now = device_.files().read(path);
     if (!now || *now != *bytes) paths.push_back(path);
@@ -153,7 +179,7 @@ std::vector<std::string> MigrationHost::written() {
 
 std::vector<std::string> MigrationHost::removed() {
   std::vector<std::string> paths;
-  for (const auto& [path, bytes] : rehearsal_.files().changes()) {
+  for (const auto& [path, bytes] : rehearsal_->files().changes()) {
     if (!bytes && device_.files().exists(path)) paths.push_back(path);
   }
   return paths;
@@ -165,32 +191,36 @@ std::optional<std::int64_t> MigrationHost::versionBefore() const {
   return versionOf(*settings);
 }
 
-std::int64_t MigrationHost::versionAfter() {
-  const auto settings = readDictionary(rehearsal_.files(), files_.settings.name);
-  return settings ? versionOf(*settings) : 0;
+std::int64_t MigrationHost::versionAfter() const {
+  return result_ ? versionOf(*result_) : 0;
 }
 
 std::size_t MigrationHost::accountsBefore() const {
   std::size_t count = accountsIn(dictionaryIn(files_.settings));
   if (const auto mail = dictionaryIn(files_.legacyMail)) {
-    count += legacyMailTreeOf(*mail).accounts.size();
+    count +=
+        dictionariesUnder(*mail, "MailAccounts") + dictionariesUnder(*mail, "DeliveryAccounts");
   }
   if (const auto exchange = dictionaryIn(files_.legacyExchange)) {
-    count += legacyExchangeTreeOf(*exchange).accounts.size();
+    count += dictionariesUnder(*exchange, "DAAccountsKey");
   }
   return count;
 }
 
-std::size_t MigrationHost::accountsAfter() {
-  return accountsIn(readDictionary(rehearsal_.files(), files_.settings.name));
+std::size_t MigrationHost::accountsAfter() const {
+  return accountsIn(result_);
 }
 
 MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
+  const std::optional<std::int64_t> version = versionBefore();
+  files_.settings.content = files_.legacyMail.content = files_.legacyExchange.content = {};
+  result_.reset();
+  rehearsal_->forgetSteps();
   BackingUpObserver observer(device_, inputs_, options, progress_);
   const Platform real = device_.host().platform();
   WatchedFiles files(real.files);
-  ReplayingIdentifiers identifiers(real.identifiers, rehearsal_.chance());
-  ReplayingClock clock(real.clock, rehearsal_.chance());
+  ReplayingIdentifiers identifiers(real.identifiers, rehearsal_->chance());
+  ReplayingClock clock(real.clock, rehearsal_->chance());
   ProcessContext context(
       platformWith(real, {.files = &files, .clock = &clock, .identifiers = &identifiers}));
   Outcome outcome;
@@ -214,14 +244,14 @@ MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {
   const auto warn = [&](const Status& status, const char* what) {
     if (!status) outcome.warnings.push_back(std::string(what) + ": " + status.error().message);
   };
-  warn(recordOutcome(device_, *observer.manifest(), outcomeForManifest(outcome)),
+  warn(recordOutcome(device_, *observer.manifest(), outcomeForManifest(outcome, version)),
        "the backup's manifest does not tell what was done");
   warn(removeOldBackups(device_, options.keep, outcome.backup), "old backups stay");
   return outcome;
 }
 
 std::optional<std::string> MigrationHost::faultOnDisk() {
-  const auto& changes = rehearsal_.files().changes();
+  const auto& changes = rehearsal_->files().changes();
   // Of several faults that of the settings matters most.
   const auto settings = changes.find(files_.settings.name);
   if (settings != changes.end()) {
@@ -243,15 +273,6 @@ std::optional<std::string> MigrationHost::faultOf(const std::string& path,
   if (!now) return now.error().message;
   if (*now != *meant) return device_.shown(path) + ": it does not hold what was meant";
   return std::nullopt;
-}
-
-Dictionary MigrationHost::outcomeForManifest(const Outcome& outcome) const {
-  Array steps;
-  for (const StepRecord& step : outcome.steps) steps.append(step.step);
-  Dictionary result{
-      {"Result", outcome.result}, {"As Meant", !outcome.fault.has_value()}, {"Steps", steps}};
-  if (const auto version = versionBefore()) result.set("From Version", *version);
-  return result;
 }
 
 }  // namespace accountsettings

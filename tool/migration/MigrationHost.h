@@ -18,13 +18,17 @@ namespace accountsettings {
 
 class MigrationHost {
  public:
-  // Rehearses the migration of `device` with its system log going to `rehearsalLog`, after looking
-  // at its inputs. Throws as Rehearsal.
-  // `progress` is told of the steps of the rehearsal and of the run.
-  MigrationHost(Device& device, SystemLog& rehearsalLog, ChangeObserver::Progress progress = {});
+  // Reads the inputs of the migration of `device`. `progress` is told of the steps of the rehearsal
+  // and of the run.
+  explicit MigrationHost(Device& device, ChangeObserver::Progress progress = {});
 
-  [[nodiscard]] Rehearsal& rehearsal() noexcept { return rehearsal_; }
   [[nodiscard]] const std::vector<PlanInput>& inputs() const noexcept { return inputs_; }
+  [[nodiscard]] const InspectedFiles& files() const noexcept { return files_; }
+
+  // Rehearses the migration with its system log going to `log`. Throws as Rehearsal. What follows
+  // tells of the rehearsal.
+  void rehearse(SystemLog& log);
+  [[nodiscard]] Rehearsal& rehearsal() noexcept { return *rehearsal_; }
   // What becomes of every account and key.
   [[nodiscard]] Ledger ledger();
   // Device paths that get other content than they have, and those that go.
@@ -32,9 +36,9 @@ class MigrationHost {
   [[nodiscard]] std::vector<std::string> removed();
   // The settings' "Version"; none where they tell none, or there are none.
   [[nodiscard]] std::optional<std::int64_t> versionBefore() const;
-  [[nodiscard]] std::int64_t versionAfter();
+  [[nodiscard]] std::int64_t versionAfter() const;
   [[nodiscard]] std::size_t accountsBefore() const;
-  [[nodiscard]] std::size_t accountsAfter();
+  [[nodiscard]] std::size_t accountsAfter() const;
 
   struct RunOptions {
     bool backup = true;
@@ -51,7 +55,8 @@ class MigrationHost {
   };
 
   // Takes the lock, compares the inputs with what the rehearsal saw, keeps the backup, and
-  // migrates. Throws Prevented where it may not begin, and CommandFailure(Broken) where the
+  // migrates. Of the rehearsal it keeps the files alone, so that the memory is free for the run.
+  // Throws Prevented where it may not begin, and CommandFailure(Broken) where the
   // migrator fails after something was written.
   [[nodiscard]] Outcome run(const RunOptions& options);
 
@@ -62,13 +67,13 @@ class MigrationHost {
   [[nodiscard]] std::optional<std::string> faultOnDisk();
   [[nodiscard]] std::optional<std::string> faultOf(const std::string& path,
                                                    const std::optional<Bytes>& meant);
-  [[nodiscard]] Dictionary outcomeForManifest(const Outcome& outcome) const;
 
   Device& device_;
   std::vector<PlanInput> inputs_;
   InspectedFiles files_;
   ChangeObserver::Progress progress_;
-  Rehearsal rehearsal_;
+  std::optional<Rehearsal> rehearsal_;
+  std::optional<Dictionary> result_;  // the rehearsed settings
 };
 
 }  // namespace accountsettings

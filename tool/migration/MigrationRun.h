@@ -37,6 +37,8 @@ class Rehearsal {
 
   [[nodiscard]] bool result() const noexcept { return result_; }
   [[nodiscard]] const std::vector<StepRecord>& steps() const noexcept { return observer_.steps(); }
+  // Frees what is kept of the accounts at each step.
+  void forgetSteps() { observer_.forgetSteps(); }
   // The device's files as they would be.
   [[nodiscard]] OverlayFiles& files() noexcept { return files_; }
   [[nodiscard]] const RehearsedChance& chance() const noexcept { return chance_; }

@@ -65,6 +65,16 @@ void tellDroppedAccounts(Plan& plan, const Ledger& ledger) {
   }
 }
 
+void tellSteps(Plan& plan, const std::vector<StepRecord>& steps) {
+  for (const StepRecord& each : steps) {
+    PlannedStep planned{each.step, {}};
+    for (AccountChange& change : each.differences().accounts) {
+      planned.changedAccounts.push_back(std::move(change.account));
+    }
+    plan.steps.push_back(std::move(planned));
+  }
+}
+
 void tellFiles(Plan& plan, OverlayFiles& overlay, Files& real) {
   for (const auto& [path, bytes] : overlay.changes()) {
     const bool wasThere = real.exists(path);
@@ -93,17 +103,18 @@ std::optional<Process> daemonToStop(const Platform& platform) {
 Plan makePlan(Device& device) {
   Plan plan;
   const Platform platform = device.host().platform();
-  plan.inputs = planInputs(device);
-  const InspectedFiles files = filesOfRoot();
+  MigrationHost host(device);
+  const InspectedFiles& files = host.files();
+  plan.inputs = host.inputs();
   decide(plan, files);
   giveReasons(plan, files);
-  plan.findings = inspectDevice(device);
+  plan.findings = inspectDevice(device, files);
   plan.legacyFiles = legacyFilesOf(files);
   plan.daemon = daemonToStop(platform);
 
-  MigrationHost host(device, device.log());
+  host.rehearse(device.log());
   plan.result = host.rehearsal().result();
-  plan.steps = host.rehearsal().steps();
+  tellSteps(plan, host.rehearsal().steps());
   tellFiles(plan, host.rehearsal().files(), platform.files);
   tellDroppedAccounts(plan, host.ledger());
   return plan;

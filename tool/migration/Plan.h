@@ -12,7 +12,6 @@
 #include "tool/device/Device.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/inspection/LegacyDescriptions.h"
-#include "tool/migration/ChangeObserver.h"
 #include "tool/migration/PlanInputs.h"
 
 namespace accountsettings {
@@ -22,6 +21,11 @@ struct DroppedAccount {
   std::string file;  // device path
   std::string account;
   std::string reason;
+};
+
+struct PlannedStep {
+  std::string step;                          // its selector
+  std::vector<std::string> changedAccounts;  // identifiers, else "#" and the place from 1
 };
 
 struct PlannedFile {
@@ -39,8 +43,8 @@ struct Plan {
   std::optional<std::int64_t> version;  // of the settings; none where they tell none
   std::vector<std::string> reasons;     // one sentence each
 
-  bool result = false;            // what the migration would answer
-  std::vector<StepRecord> steps;  // those that would run
+  bool result = false;             // what the migration would answer
+  std::vector<PlannedStep> steps;  // those that would run
   std::vector<LegacyFile> legacyFiles;
   std::vector<DroppedAccount> dropped;
   std::optional<Process> daemon;  // to be stopped
@@ -55,7 +59,7 @@ struct Plan {
   }
 };
 
-// Rehearses the migration. Touches nothing and takes no lock. Throws as MigrationHost.
+// Rehearses the migration. Touches nothing and takes no lock. Throws as Rehearsal.
 [[nodiscard]] Plan makePlan(Device& device);
 
 }  // namespace accountsettings

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "account/StringList.h"
 #include "tool/frame/StepNames.h"
 #include "tool/frame/Version.h"
 
@@ -31,8 +32,8 @@ void heading(Output& output, std::string_view text) {
 void writeSteps(Output& output, const Plan& plan) {
   heading(output, "Steps that would run");
   if (plan.steps.empty()) output.line("  none");
-  for (const StepRecord& step : plan.steps) {
-    const std::size_t changed = step.differences().accounts.size();
+  for (const PlannedStep& step : plan.steps) {
+    const std::size_t changed = step.changedAccounts.size();
     output.line("  " + padded(step.step, 26) + "  " + std::string(meaningOfStep(step.step)) + " (" +
                 (changed == 0 ? "changes nothing" : counted(changed, "account", "accounts")) + ")");
   }
@@ -92,12 +93,10 @@ Dictionary decisionForScripts(const Plan& plan) {
 
 Array stepsForScripts(const Plan& plan) {
   Array steps;
-  for (const StepRecord& each : plan.steps) {
-    Array accounts;
-    for (const AccountChange& change : each.differences().accounts) accounts.append(change.account);
+  for (const PlannedStep& each : plan.steps) {
     steps.append(Dictionary{{"step", each.step},
                             {"meaning", meaningOfStep(each.step)},
-                            {"changedAccounts", std::move(accounts)}});
+                            {"changedAccounts", arrayOf(each.changedAccounts)}});
   }
   return steps;
 }
