@@ -16,8 +16,7 @@ namespace accountsettings {
 std::vector<PlanInput> planInputs(Device& device) {
   std::vector<PlanInput> inputs;
   for (const std::string& path :
-       {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(),
-        removalSentinelPath(),
+       {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(), removalSentinelPath(),
         std::string("/etc/accountsettings/host.plist")}) {
     const Result<Bytes> bytes = device.files().read(path);
     inputs.push_back({path, bytes ? std::optional(sha256(*bytes)) : std::nullopt});
