@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "account/CreatorModules.h"
+#include "account/DeviceLocalAccount.h"
 #include "store/AccountsManager.h"
 #include "testing/ScriptedStore.h"
 #include "testing/StoreTest.h"
@@ -341,6 +343,21 @@ TEST_F(AccountsManagerLoading, FirstAccountOfTheTypeIsTheDeviceLocalOne) {
   ASSERT_NE(full, nullptr);
   EXPECT_EQ(full->record.lock(), store->allBasicAccounts()[1]);
   EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(AccountsManagerLoading, TheStoreKeepsAPlainRecordOfTheDeviceLocalAccount) {
+  removeCreators("OnMyDevice");
+  addCreator("OnMyDevice", {{"Type", "FullAccount"},
+                            {"Description", Dictionary{{"Framework", kBuiltInFramework},
+                                                       {"Class", "DeviceLocalAccount"}}}});
+  const auto store = AccountsManager::init();
+  const auto full = std::dynamic_pointer_cast<DeviceLocalAccount>(store->fullDeviceLocalAccount());
+  ASSERT_NE(full, nullptr);
+  EXPECT_EQ(full->syncStoreIdentifier(), "DeviceLocalAccount");
+  const Account kept = store->accountWithIdentifier("DeviceLocalAccount");
+  EXPECT_NE(kept, full);
+  EXPECT_EQ(kept->syncStoreIdentifier(), std::nullopt);
+  EXPECT_EQ(kept->displayName(), std::nullopt);
 }
 
 TEST_F(AccountsManagerLoading, DeviceLocalAccountThatCannotBeMadeIsNone) {
