@@ -294,7 +294,7 @@ TEST_F(AccountsManagerLoading, EachFixerThatDoesNotRefuseAnAccountEntersIt) {
   second.answers = {{"B", FixResult::Unfixable}};
   ScriptedStore store({&first, &second});
   store._initWithAccountsInfo(Array{account("A"), account("B")});
-  EXPECT_THAT(listed(store), ElementsAre("A", "A", "B"));
+  ASSERT_THAT(listed(store), ElementsAre("A", "A", "B"));
   EXPECT_EQ(store.allBasicAccounts()[0], store.allBasicAccounts()[1]);
   EXPECT_THAT(second.asked, ElementsAre("A loading accounts", "B loading accounts"));
   // Both hear of the fix, whichever made it.
