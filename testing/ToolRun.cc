@@ -93,8 +93,9 @@ ToolRun& ToolRun::withoutStream(int stream) {
   return *this;
 }
 
-ToolRun& ToolRun::killedAfter(std::chrono::microseconds delay) {
+ToolRun& ToolRun::killedAfter(std::chrono::microseconds delay, int signal) {
   killDelay_ = delay;
+  killSignal_ = signal;
   return *this;
 }
 
@@ -154,7 +155,7 @@ ToolResult ToolRun::run() {
   in.closeWrite();
   if (killDelay_) {
     std::this_thread::sleep_for(*killDelay_);
-    ::kill(child, SIGKILL);
+    ::kill(child, killSignal_);
   }
   errors.join();
   output.join();

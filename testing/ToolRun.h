@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -33,8 +34,8 @@ class ToolRun {
   ToolRun& withClosedOutput();
   // The program begins without standard input (0), output (1) or errors (2).
   ToolRun& withoutStream(int stream);
-  // The program is killed after this time, if it has not ended by then.
-  ToolRun& killedAfter(std::chrono::microseconds delay);
+  // The program is killed after this time, or gets another signal, if it has not ended by then.
+  ToolRun& killedAfter(std::chrono::microseconds delay, int signal = SIGKILL);
   // Standard output is a terminal.
   ToolRun& onTerminal();
   ToolRun& withInput(std::string text);
@@ -50,6 +51,7 @@ class ToolRun {
   std::optional<unsigned> user_;
   std::optional<std::uint64_t> fileSizeLimit_;
   std::optional<std::chrono::microseconds> killDelay_;
+  int killSignal_ = 0;
   bool closedOutput_ = false;
   std::vector<int> missingStreams_;
   bool onTerminal_ = false;

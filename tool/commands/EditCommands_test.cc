@@ -6,11 +6,13 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iterator>
 #include <thread>
 
+#include "plist/XmlWriter.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
@@ -445,6 +447,17 @@ TEST_F(Edit, AKilledSaveLeavesTheOldFileOrTheNewOneWhole) {
   EXPECT_EQ(accounts(), after);
 }
 
+TEST_F(Edit, AnInterruptedEditThatSavedSaysSo) {
+  const Array before = accounts();
+  for (auto delay = 500us; delay < 60ms; delay += 1500us) {
+    const ToolResult result =
+        ToolRun({"set", "A", "X", "1", "--root", root.path()}).killedAfter(delay, SIGINT).run();
+    EXPECT_EQ(result.out.find("Saved ") != std::string::npos, accounts() != before)
+        << delay.count();
+    root.putSettings(12, before);
+  }
+}
+
 TEST_F(Edit, WithoutPermissionNothingIsTouched) {
   if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
   const std::string preferences = root.at("/var/mobile/Library/Preferences");
@@ -472,6 +485,51 @@ TEST_F(Edit, SurvivesAClosedPipeAfterTheSave) {
   EXPECT_EQ(result.signal, 0);
   EXPECT_EQ(root.account(0).get("X"), PropertyList("1"));
   EXPECT_NE(result.err.find("standard output: "), std::string::npos);
+}
+
+// The settings hold the change all the same, and whoever reads the output learns of it.
+TEST_F(Edit, ASaveWhoseNotifierFailsIsToldAsSaved) {
+  namespace fs = std::filesystem;
+  const TemporaryDirectory code;
+  const fs::path resources = code.path() / "Ferrant.migrator/Resources";
+  fs::create_directories(resources);
+  for (const char* each : {"AccountTypesProperties.plist", "DataclassesProperties.plist"}) {
+    fs::copy_file(fs::path(AS_RESOURCES) / each, resources / each);
+  }
+  const auto write = [](const fs::path& path, const PropertyList& value) {
+    const Bytes bytes = *writeXml(value);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+  };
+  Dictionary notifier{{"Framework", "/modules/FailingNotifier"},
+                      {"Class", "FailingNotifier"},
+                      {"Supported Dataclasses", Array{"com.zelqo.Dataclass.Notes"}}};
+  write(resources / "AccountCreators.plist",
+        Dictionary{
+            {"Mail", Array{Dictionary{{"Type", "NotifierAccount"}, {"Description", notifier}}}}});
+  const std::string config = code.path() / "host.plist";
+  write(config, Dictionary{{"PlugInDirectory", code.path().string()},
+                           {"ModuleDirectory", AS_TEST_MODULES}});
+
+  const ToolResult result = run({"enable", "A", "Notes", "--json", "--config", config});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.err, "accountsettings: " + root.settingsPath() +
+                            ": saved, but not all who are to be told of the change were: the mail "
+                            "service does not answer; see to the module that is told\n");
+  EXPECT_EQ(schemaErrors("edit.schema.json", result.out), "");
+  EXPECT_EQ(documentIn(result.out).get("saved"), PropertyList(true));
+  EXPECT_EQ(root.account(0).get("Enabled Dataclasses"),
+            PropertyList(Array{"com.zelqo.Dataclass.Mail", "com.zelqo.Dataclass.Notes"}));
+
+  notifier.remove("Class");
+  write(resources / "AccountCreators.plist",
+        Dictionary{
+            {"Mail", Array{Dictionary{{"Type", "NotifierAccount"}, {"Description", notifier}}}}});
+  const ToolResult malformed = run({"disable", "A", "Notes", "--config", config});
+  EXPECT_EQ(malformed.status, 4);
+  EXPECT_NE(malformed.out.find("Saved " + root.settingsPath()), std::string::npos);
+  EXPECT_TRUE(malformed.err.ends_with("; correct the creators information\n")) << malformed.err;
 }
 
 // A file that the program opens would else get the number of the stream, and what is told there.

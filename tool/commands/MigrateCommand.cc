@@ -88,6 +88,7 @@ std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationH
   options.backup = !noBackup_;
   options.keep = static_cast<std::size_t>(keep_);
   report.steps.clear();  // those of the rehearsal
+  options.willBegin = [&] { session.interrupts.emplace(); };
   const MigrationHost::Outcome outcome = host.run(options);
   session.changed = true;
   report.backup = outcome.backup;

@@ -472,35 +472,29 @@ TEST_F(Migrate, WaitsForTheLock) {
   EXPECT_EQ(root_.settings().get("Version"), PropertyList(12));
 }
 
-// Starts `migrate` and sends it the signal after that many microseconds; answers when it has ended.
-void interruptAfter(const std::string& root, unsigned microseconds, int signal) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const int nowhere = ::open("/dev/null", O_WRONLY);
-    ::dup2(nowhere, STDOUT_FILENO);
-    ::dup2(nowhere, STDERR_FILENO);
-    ::execl(AS_TOOL_BINARY, AS_TOOL_BINARY, "migrate", "--root", root.c_str(), nullptr);
-    ::_exit(127);
-  }
-  ::usleep(microseconds);
-  ::kill(child, signal);
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  ASSERT_TRUE(!WIFEXITED(status) || WEXITSTATUS(status) == 0) << status;
+// Runs `migrate` and sends it the signal after that many microseconds.
+ToolResult interruptAfter(const std::string& root, unsigned microseconds, int signal) {
+  const ToolResult result = ToolRun({"migrate", "--root", root})
+                                .killedAfter(std::chrono::microseconds(microseconds), signal)
+                                .run();
+  EXPECT_TRUE(result.signal == signal || result.status == 0) << result.status << result.err;
+  return result;
 }
 
-TEST(MigrateInterrupted, LeavesTheOldSettingsOrTheNewOnesWhole) {
+TEST(MigrateInterrupted, LeavesTheOldSettingsOrTheNewOnesWholeAndSaysSo) {
   const Dictionary old = sampleSettings(9);
   ToolRoot reference;
   reference.put(ToolRoot::kSettings, old);
   ASSERT_EQ(runTool({"migrate", "--root", reference.path()}).status, 0);
   const Dictionary migrated = reference.settings();
-  for (unsigned delay = 0; delay < 60'000; delay += 3'000) {
+  for (unsigned delay = 0; delay < 90'000; delay += 3'000) {
     ToolRoot root;
     root.put(ToolRoot::kSettings, old);
-    interruptAfter(root.path(), delay, SIGINT);
+    const ToolResult result = interruptAfter(root.path(), delay, SIGINT);
     const Dictionary settings = root.settings();
     EXPECT_TRUE(settings == old || settings == migrated) << delay;
+    const bool told = result.out.find("undo with: ") != std::string::npos;
+    EXPECT_EQ(told, settings == migrated) << delay << result.out;
   }
 }
 

@@ -5,7 +5,6 @@
 #include "store/AccountsManager.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/Restore.h"
-#include "tool/frame/Terminal.h"
 
 namespace accountsettings {
 
@@ -49,10 +48,10 @@ std::vector<RestoreStep> prepared(Device& device, const BackupManifest& manifest
 }
 
 // Puts everything back, and looks whether it is there.
-void putBack(Device& device, const BackupManifest& manifest) {
+void putBack(Session& session, Device& device, const BackupManifest& manifest) {
   const LockHeld lock(device);
   const std::vector<RestoreStep> steps = prepared(device, manifest);
-  const terminal::InterruptsHeld whole;
+  session.interrupts.emplace();
   const Status done = applyRestore(device, steps);
   const std::vector<RestoreStep> left = prepared(device, manifest);
   const auto open = std::find_if(left.begin(), left.end(),
@@ -136,7 +135,7 @@ ExitStatus RestoreCommand::run(Session& session) {
 
   const BackupManifest manifest = chosenBackup(device);
   const std::vector<RestoreStep> steps = prepared(device, manifest);
-  if (!dryRun_) putBack(device, manifest);
+  if (!dryRun_) putBack(session, device, manifest);
   session.changed = !dryRun_;
 
   if (output.json()) {

@@ -1,6 +1,7 @@
 #include "tool/editing/AccountEditor.h"
 
 #include <cerrno>
+#include <exception>
 #include <utility>
 
 #include "account/StringList.h"
@@ -9,7 +10,6 @@
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/device/PlatformWith.h"
-#include "tool/frame/Terminal.h"
 #include "tool/inspection/FindingsText.h"
 
 namespace accountsettings {
@@ -173,24 +173,13 @@ Dictionary AccountEditor::settingsToBe() const {
           {kPlistVersionKey, AccountsManager::currentVersion()}};
 }
 
-void AccountEditor::save(const Dictionary& meant) {
+std::optional<std::string> AccountEditor::save(const Dictionary& meant) {
   static_cast<void>(files_.takeFailure());
-  std::optional<std::string> notTold;
-  {
-    const terminal::InterruptsHeld held;
-    try {
-      store_->saveAllAccounts();
-    } catch (const AssertionFailure& failure) {
-      notTold = failure.message();
-    }
-  }
+  const std::optional<std::string> notTold = saveAndTell();
   const auto after = readDictionary(files_, path_);
   if (after && *after == meant) {
     session_.changed = true;
-    if (!notTold) return;
-    throw CommandFailure(ExitStatus::Broken, shown_,
-                         "saved, but those who are told of changes were not: " + *notTold,
-                         "correct the creators information");
+    return notTold;
   }
   const auto failure = files_.takeFailure();
   const std::string reason = failure ? failure->message : "the file was changed meanwhile";
@@ -203,15 +192,30 @@ void AccountEditor::save(const Dictionary& meant) {
                        "look at it with 'accountsettings show' and repeat the edit");
 }
 
+std::optional<std::string> AccountEditor::saveAndTell() {
+  session_.interrupts.emplace();
+  try {
+    store_->saveAllAccounts();
+  } catch (const AssertionFailure& failure) {
+    return failure.message() + "; correct the creators information";
+  } catch (const std::exception& failure) {  // of a module
+    return failure.what() + std::string("; see to the module that is told");
+  }
+  return std::nullopt;
+}
+
 ExitStatus AccountEditor::finish(const std::string& command, const std::string& account) {
   const Dictionary meant = settingsToBe();
   if (meant == loaded_) {
     show({}, command, account, false);
     return ExitStatus::Done;
   }
-  if (!options_.dryRun) save(meant);
+  std::optional<std::string> notTold;
+  if (!options_.dryRun) notTold = save(meant);
   show(differencesBetween(before_, meant), command, account, !options_.dryRun);
-  return ExitStatus::Done;
+  if (!notTold) return ExitStatus::Done;
+  throw CommandFailure(ExitStatus::Broken, shown_,
+                       "saved, but not all who are to be told of the change were: " + *notTold);
 }
 
 void AccountEditor::show(const Differences& differences, const std::string& command,

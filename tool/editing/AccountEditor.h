@@ -63,7 +63,10 @@ class AccountEditor {
   void waitForMigration();
   void refuseLosses(const InspectedFiles& files);
   [[nodiscard]] Dictionary settingsToBe() const;
-  void save(const Dictionary& meant);
+  // Answers why others were not told of what was saved; none where all were. Throws CommandFailure
+  // where the file does not hold what was meant.
+  [[nodiscard]] std::optional<std::string> save(const Dictionary& meant);
+  [[nodiscard]] std::optional<std::string> saveAndTell();
   void show(const Differences& differences, const std::string& command, const std::string& account,
             bool saved);
 

@@ -9,6 +9,7 @@
 #include "tool/frame/Errors.h"
 #include "tool/frame/Options.h"
 #include "tool/frame/Output.h"
+#include "tool/frame/Terminal.h"
 
 namespace accountsettings {
 
@@ -18,6 +19,9 @@ struct Session {
   Output& output;
   // To be set by a command that has changed files.
   bool changed = false;
+  // To be held from when the work must not be cut in half; whoever presses Ctrl-C after that learns
+  // how it ended before the program does.
+  std::optional<terminal::InterruptsHeld> interrupts{};
 };
 
 class Command {

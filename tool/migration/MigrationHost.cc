@@ -10,7 +10,6 @@
 #include "tool/device/PlatformWith.h"
 #include "tool/device/WatchedFiles.h"
 #include "tool/frame/Errors.h"
-#include "tool/frame/Terminal.h"
 
 namespace accountsettings {
 
@@ -83,7 +82,7 @@ class ReplayingClock : public Clock {
   std::size_t next_ = 0;
 };
 
-// BackingUpObserver keeps the backup when the lock is held, and holds back Ctrl-C from then on.
+// BackingUpObserver keeps the backup when the lock is held.
 class BackingUpObserver : public ChangeObserver {
  public:
   BackingUpObserver(Device& device, const std::vector<PlanInput>& inputs,
@@ -105,7 +104,7 @@ class BackingUpObserver : public ChangeObserver {
       }
       manifest_ = std::move(manifest).value();
     }
-    interrupts_.emplace();
+    if (options_.willBegin) options_.willBegin();
     return true;
   }
 
@@ -126,7 +125,6 @@ class BackingUpObserver : public ChangeObserver {
   std::string refusal_;
   std::string next_ = "try again";
   std::optional<BackupManifest> manifest_;
-  std::optional<terminal::InterruptsHeld> interrupts_;
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 // comparison of its outcome with the rehearsal.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,6 +44,8 @@ class MigrationHost {
   struct RunOptions {
     bool backup = true;
     std::size_t keep = 5;  // backups
+    // Called when the lock is held and the backup kept, before anything is touched.
+    std::function<void()> willBegin;
   };
 
   struct Outcome {
