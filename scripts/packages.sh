@@ -1,6 +1,13 @@
 # Sourced by the other scripts: need_packages PACKAGE... installs what is missing from the
 # distribution where it may, and otherwise prints the exact command and ends.
 
+# ask_for PACKAGE... prints the command that installs them, and ends.
+ask_for() {
+  echo "These packages are missing. Install them and run this again:" >&2
+  echo "  sudo apt-get update && sudo apt-get install -y --no-install-recommends $*" >&2
+  exit 3
+}
+
 need_packages() {
   local missing=() package
   if ! command -v dpkg-query >/dev/null; then
@@ -15,24 +22,18 @@ need_packages() {
 
   local as_root=()
   if [ "$(id -u)" -ne 0 ]; then
-    if sudo -n true 2>/dev/null; then
-      as_root=(sudo)
-    else
-      echo "These packages are missing. Install them and run this again:" >&2
-      echo "  sudo apt-get update && sudo apt-get install -y --no-install-recommends ${missing[*]}" >&2
-      exit 3
-    fi
+    sudo -n true 2>/dev/null || ask_for "${missing[@]}"
+    as_root=(sudo)
   fi
   echo "Installing: ${missing[*]}"
   local log
   log=$(mktemp)
   if ! { "${as_root[@]}" apt-get update -qq &&
-    DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq \
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
       --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
     cat "$log" >&2
     rm -f "$log"
-    echo "The packages could not be installed: ${missing[*]}" >&2
-    exit 3
+    ask_for "${missing[@]}"
   fi
   rm -f "$log"
 }
