@@ -11,6 +11,7 @@
 
 namespace accountsettings {
 
+// Strings in order; one may stand there twice.
 using StringList = std::vector<std::string>;
 
 // The strings of the array `value`, in order; none where it is nullptr or no array.

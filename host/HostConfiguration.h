@@ -25,6 +25,7 @@ struct HostConfiguration {
   std::string mailDataDirectory = "/var/mobile/Library/Mail";
   std::optional<std::string> temporaryDirectory;  // none: the saved file's own directory
 
+  // What the services answer; the keys of the file, which docs/FORMATS.md tells, bear their names.
   Dictionary deviceAnswers;
   std::map<std::string, Dictionary, std::less<>> deviceInfo;  // by domain
   std::map<RestrictionSwitch, int> restrictions;
@@ -41,12 +42,15 @@ struct HostConfiguration {
   std::optional<std::string> plugInDirectory;
   std::optional<std::string> moduleDirectory;
 
+  // Which string tables are read; none: those of the locale.
   std::optional<std::string> language;
+  // The domain of the program's own defaults; none: the program's name.
   std::optional<std::string> defaultsDomain;
 
   // What the reader of the file should know and did not have to stop for, in the file's order.
   std::vector<std::string> warnings;
 
+  // The values where the file names none.
   static ConfigurationValues defaultValues();
 
   // The defaults completed by the property list in `bytes`. `file` names it in messages. Where

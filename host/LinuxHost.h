@@ -18,6 +18,7 @@ class AccountNames;
 class LinuxFiles;
 class PollEventLoop;
 
+// What a program says of itself and of the root. The defaults serve this machine's own "/".
 struct HostOptions {
   // The directory on this machine beneath which every device path lies. On any other root than
   // "/" the host touches no process of this machine and loads no code from the root.
@@ -56,6 +57,7 @@ class LinuxHost {
   // names another object in its place.
   [[nodiscard]] Platform platform();
 
+  // What was read from the configuration file, completed by the defaults.
   [[nodiscard]] const HostConfiguration& configuration() const noexcept;
   // The services with what they offer beyond their interfaces.
   [[nodiscard]] LinuxFiles& files() noexcept;

@@ -18,6 +18,7 @@ class PollEventLoop : public EventLoop {
   // Has `handler` called from run() when `descriptor` can be read or was closed by the other side.
   // The descriptor stays the caller's.
   void addSource(int descriptor, std::function<void()> handler);
+  // Forgets the descriptor; harmless where it was not added, also from within a handler.
   void removeSource(int descriptor);
 
   void run(std::chrono::duration<double> limit) override;

@@ -23,12 +23,13 @@ class Clock {
  public:
   virtual ~Clock() = default;
 
-  // Time since some fixed moment; never runs backwards.
+  // Seconds since some fixed moment; never runs backwards.
   [[nodiscard]] virtual std::chrono::duration<double> monotonic() = 0;
   // The current local time.
   [[nodiscard]] virtual CalendarTime localTime() = 0;
 };
 
+// Identifiers makes the identifiers of new accounts.
 class Identifiers {
  public:
   virtual ~Identifiers() = default;

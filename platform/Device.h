@@ -13,6 +13,7 @@
 
 namespace accountsettings {
 
+// DeviceAnswers tells the properties of the device.
 class DeviceAnswers {
  public:
   virtual ~DeviceAnswers() = default;
@@ -32,6 +33,7 @@ class DeviceInfoConnection {
       std::string_view domain, std::optional<std::string_view> key) = 0;
 };
 
+// DeviceInfo opens connections to the device-information service.
 class DeviceInfo {
  public:
   virtual ~DeviceInfo() = default;
@@ -49,6 +51,7 @@ enum class RestrictionSwitch {
   LockScreenCards,     // cards shown while the device is locked allowed
 };
 
+// Restrictions tells what the installed configuration profiles turn off.
 class Restrictions {
  public:
   virtual ~Restrictions() = default;
@@ -60,15 +63,18 @@ class Restrictions {
 // The kinds of data that the accounts daemon synchronises with external sources.
 enum class SyncDataType { Bookmarks, Calendars, Contacts, Notes };
 
+// The names of the sources, or none where there are none; or what went wrong.
 struct ExternalSourcesAnswer {
   std::optional<std::vector<std::string>> sources;
   std::optional<std::string> error;
 };
 
+// ExternalSources tells where the device's data comes from beside its accounts.
 class ExternalSources {
  public:
   virtual ~ExternalSources() = default;
 
+  // The sources from which data of the type comes to the device at present.
   [[nodiscard]] virtual ExternalSourcesAnswer copyExternalSourcesEnabled(SyncDataType type) = 0;
 };
 
@@ -77,8 +83,10 @@ class CloudAccountModel {
  public:
   virtual ~CloudAccountModel() = default;
 
+  // The key of the account's status, an integer, and of the flag of the primary account.
   [[nodiscard]] virtual std::string cloudAccountStatusKey() = 0;
   [[nodiscard]] virtual std::string cloudAccountPrimaryKey() = 0;
+  // The service's name, which cloud accounts show as their type.
   [[nodiscard]] virtual std::string cloudAccountTypeString() = 0;
 };
 

@@ -14,7 +14,9 @@ class Directories {
   [[nodiscard]] virtual std::string systemRootDirectory() = 0;
   // The mobile user's home.
   [[nodiscard]] virtual std::string homeDirectory() = 0;
+  // Where what all users share lies, the copy of the settings as they were before a migration too.
   [[nodiscard]] virtual std::string sharedResourcesDirectory() = 0;
+  // Where the mail application keeps its data.
   [[nodiscard]] virtual std::string mailDataDirectory() = 0;
   // Where the migration host keeps its plug-in bundles; outside every device root.
   [[nodiscard]] virtual std::string plugInDirectory() = 0;

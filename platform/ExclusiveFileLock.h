@@ -13,12 +13,14 @@ class ExclusiveFileLock {
  public:
   virtual ~ExclusiveFileLock() = default;
 
-  // Blocks until the lock is free and then holds it.
+  // Blocks until the lock is free and then holds it. Fails where the file cannot be opened or
+  // locked, or the wait was ended.
   virtual Status acquire() = 0;
   // Frees the lock for the next waiter; harmless when it is not held.
   virtual void release() = 0;
 };
 
+// Locks makes the locks, one object for each holder.
 class Locks {
  public:
   virtual ~Locks() = default;

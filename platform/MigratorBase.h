@@ -42,6 +42,7 @@ class MigratorBase {
   void setObserver(MigrationObserver* observer) noexcept { observer_ = observer; }
 
  protected:
+  // The observer, or nullptr.
   [[nodiscard]] MigrationObserver* observer() const noexcept { return observer_; }
 
  private:

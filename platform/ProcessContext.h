@@ -27,6 +27,7 @@ class ProcessContext {
   // Makes `context` the program's default (nullptr: none). It must outlive its use.
   static void setDefault(ProcessContext* context) noexcept;
 
+  // The services that the context was made with.
   [[nodiscard]] const Platform& platform() const noexcept { return platform_; }
   // The classes that modules registered in this context.
   [[nodiscard]] ClassRegistry& classes() noexcept { return classes_; }

@@ -10,6 +10,7 @@
 
 namespace accountsettings {
 
+// A running process, and the name of its command as the kernel keeps it, which may be cut short.
 struct Process {
   int identifier = 0;
   std::string commandName;
@@ -27,6 +28,7 @@ class Processes {
   virtual Status kill(int identifier) = 0;
 };
 
+// EventLoop handles what comes in on the calling thread.
 class EventLoop {
  public:
   virtual ~EventLoop() = default;

@@ -8,6 +8,7 @@
 
 namespace accountsettings {
 
+// So many bytes of a value are shown where no limit is given.
 inline constexpr std::size_t kDescriptionLimit = 4096;
 
 // The value in one line: `{ Key = value; "Key two" = ( a, b ); }`, reals with a point or exponent,

@@ -23,6 +23,7 @@ namespace accountsettings {
 
 class PropertyList;
 
+// The content of a file.
 using Bytes = std::vector<std::uint8_t>;
 
 // Containers may lie in each other so deep in a file: no reader takes more, no writer writes more.
@@ -154,6 +155,7 @@ class PropertyList {
         integer_(static_cast<std::int64_t>(integer)) {}
   // `seconds` since 2001-01-01T00:00:00Z.
   static PropertyList date(double seconds) noexcept;
+  // The bytes are copied.
   static PropertyList data(std::span<const std::uint8_t> bytes);
   static PropertyList uid(std::uint64_t value) noexcept;
 
@@ -165,6 +167,7 @@ class PropertyList {
   PropertyList& operator=(PropertyList&& other) noexcept;
   ~PropertyList() { clear(); }
 
+  // What the value is; it changes only with the value as a whole.
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
 
   // The value itself where it has that kind, else nullptr or none. The pointers

@@ -10,6 +10,7 @@
 
 namespace accountsettings {
 
+// The two forms of files.
 enum class PropertyListForm : std::uint8_t { Binary, Xml };
 
 // The form that the first bytes speak for; none where they speak for neither. It does not

@@ -58,6 +58,7 @@ class [[nodiscard]] Result<void> {
   std::optional<Error> error_;
 };
 
+// What an operation that yields nothing answers.
 using Status = Result<void>;
 
 }  // namespace accountsettings

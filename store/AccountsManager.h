@@ -70,6 +70,7 @@ struct SerializedSettings {
 
 class AccountsManager {
  public:
+  // A record, which the store shares with whoever it answers it to; empty where there is none.
   using Account = std::shared_ptr<BasicAccount>;
   using AccountList = std::vector<Account>;
   using FullAccountList = std::vector<std::shared_ptr<FullAccount>>;
@@ -176,7 +177,8 @@ class AccountsManager {
   displayNameForGroupOfAccountTypeForBeginningOfSentence(std::string_view type,
                                                          bool beginningOfSentence);
 
-  // Migrates in this process, at most once, where the settings need it and nobody has done so.
+  // Migrates through the plug-in, in this process and at most once in it, where the settings need
+  // it and nobody has done so while this waited for the lock. Failures are logged.
   static void _migrateAccountsIfNeeded();
 
   // MARK: Internal and Private - for the system's own classes.
@@ -209,17 +211,29 @@ class AccountsManager {
 
   // MARK: MigrationSupport - for the migration and for processes that wait for it.
 
-  // The held migration lock, or empty where it could not be created. Blocks until it is free.
+  // The held migration lock; empty, with a line in the system log, where it cannot be had. Blocks
+  // until it is free.
   [[nodiscard]] static std::unique_ptr<ExclusiveFileLock> createAndLockMigrationLock();
+  // Frees the lock; does nothing for an empty one.
   static void releaseMigrationLock(std::unique_ptr<ExclusiveFileLock> lock);
+  // Blocks for as long as somebody holds the migration lock. Returns at once, with a line in the
+  // system log, where the lock cannot be had.
   static void waitForMigrationToFinish();
+  // Asks the sync daemon to leave, where it runs and is not this process, and runs the event loop
+  // until it is gone; kills it after five seconds, and goes on after five more.
   static void killDataAccessIfNecessary();
-  // Fills all three; a missing reference is a programming error.
+  // Fills all three with what a migration would have to do. AssertionFailure for a missing
+  // reference. The settings count as up to date where there is a legacy file.
   static void shouldMigrateOldMailAccountsOldDAAccountsNewAccountSettings(
       bool* migrateOldMailAccounts, bool* migrateOldDAAccounts, bool* migrateNewAccounts);
+  // Whether the settings file has a version below currentVersion(); false where it is missing,
+  // unreadable or without a version.
   [[nodiscard]] static bool accountSettingsNeedsToBeMigrated();
+  // Whether the legacy mail file, or the legacy Exchange file, is there.
   [[nodiscard]] static bool _oldMailAccountsInformationFound();
   [[nodiscard]] static bool _oldDAAccountsInformationFound();
+  // Removes the settings file, if there is one, so that legacy files are converted to a new one. A
+  // failure is logged.
   static void removeNewAccountSettingsToMigrateOldAccountInformation();
   // In memory only: a save always writes currentVersion().
   void setDataVersion(std::int64_t version) noexcept;
