@@ -27,13 +27,17 @@ ExitStatus runCommand(Command& command, Session& session) {
   }
 }
 
-// `changed` tells that the command changed files: its status then stays what it was.
+// A command that changed nothing has not done its work where its answer did not arrive; `changed`
+// tells that it changed files: its status then stays what it was.
 ExitStatus finish(Output& output, ExitStatus status, bool changed) {
   const Status written = output.finish();
   if (written) return status;
+  const std::string again = changed ? "" : ": run it again where all of it can be written";
   output.note("standard output: " + written.error().message +
-              "; what was to be shown is incomplete");
-  return status == ExitStatus::Done && !changed ? ExitStatus::Prevented : status;
+              "; what was to be shown is incomplete" + again);
+  const bool answered =
+      status == ExitStatus::Done || status == ExitStatus::No || status == ExitStatus::Pending;
+  return answered && !changed ? ExitStatus::Prevented : status;
 }
 
 ExitStatus runProgram(std::vector<std::string> arguments) {

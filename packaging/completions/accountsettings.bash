@@ -40,7 +40,7 @@ _accountsettings() {
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
   if [[ $word != -* ]]; then
     case $command in
-      show|diff|check|plan|plist|sample|report)
+      show|diff|check|plan|history|plist|sample|report)
         local path
         while IFS= read -r path; do COMPREPLY+=("$path"); done < <(compgen -f -- "$word") ;;
     esac

@@ -44,6 +44,7 @@ complete -c accountsettings -n '__fish_seen_subcommand_from show' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from check' -F
+complete -c accountsettings -n '__fish_seen_subcommand_from history' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s l -l list -d 'List the backups'
 complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s n -l dry-run -d 'Say what would be put back, and touch nothing'
 complete -c accountsettings -n '__fish_seen_subcommand_from get' -l reveal -d 'Show passwords and tokens too'

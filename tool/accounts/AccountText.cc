@@ -11,6 +11,13 @@ namespace accountsettings {
 namespace {
 
 constexpr std::size_t kValueWidth = 72;
+// A longer name, class or the like is cut: only something broken or hostile has one.
+constexpr std::size_t kNameWidth = 60;
+constexpr std::size_t kDetailsWidth = 300;
+
+std::string shortened(std::string_view text) {
+  return cutTo(printable(text), kNameWidth);
+}
 
 // The properties that the first two lines of an account tell.
 constexpr std::array<std::string_view, 6> kToldProperties = {
@@ -26,12 +33,12 @@ std::string enabledText(const AccountNode& account) {
   if (account.enabled->empty()) return "nothing enabled";
   std::vector<std::string_view> names;
   for (const std::string& each : *account.enabled) names.push_back(shortDataclass(each));
-  return printable(joined(names, ", "));
+  return cutTo(printable(joined(names, ", ")), kDetailsWidth);
 }
 
 std::string detailsText(const AccountNode& account, bool withCount) {
   std::vector<std::string> parts;
-  if (!account.username.empty()) parts.push_back(printable(account.username));
+  if (!account.username.empty()) parts.push_back(shortened(account.username));
   if (account.enabled) parts.push_back(enabledText(account));
   const auto more = std::count_if(account.properties.begin(), account.properties.end(),
                                   [](const auto& entry) { return !isTold(entry.key()); });
@@ -43,12 +50,12 @@ std::string detailsText(const AccountNode& account, bool withCount) {
 
 std::string headline(const Output& output, const AccountNode& account) {
   std::string text =
-      output.paint(Colour::Bold, account.type.empty() ? "(no type)" : printable(account.type));
-  if (!account.name.empty()) text += " \"" + printable(account.name) + "\"";
-  if (!account.accountClass.empty()) text += "  " + printable(account.accountClass);
+      output.paint(Colour::Bold, account.type.empty() ? "(no type)" : shortened(account.type));
+  if (!account.name.empty()) text += " \"" + shortened(account.name) + "\"";
+  if (!account.accountClass.empty()) text += "  " + shortened(account.accountClass);
   text +=
       "  " + output.paint(Colour::Dim, account.identifier.empty() ? "(no identifier)"
-                                                                  : printable(account.identifier));
+                                                                  : shortened(account.identifier));
   return text;
 }
 
@@ -57,7 +64,7 @@ void writeProperties(Output& output, const AccountNode& account, const std::stri
   const Dictionary shown = reveal ? account.properties : withSecretsHidden(account.properties);
   for (const auto& entry : shown) {
     if (isTold(entry.key())) continue;
-    output.line(indent + output.paint(Colour::Blue, printable(entry.key())) + ": " +
+    output.line(indent + output.paint(Colour::Blue, shortened(entry.key())) + ": " +
                 propertyLine(entry.value(), kValueWidth));
   }
 }
@@ -81,9 +88,9 @@ using Row = std::array<std::string, 6>;
 void addRows(std::vector<Row>& rows, const std::vector<AccountNode>& accounts,
              const std::string& indent) {
   for (const AccountNode& account : accounts) {
-    rows.push_back({indent + printable(account.type), printable(account.name),
-                    printable(account.username), printable(account.accountClass),
-                    printable(account.identifier), enabledText(account)});
+    rows.push_back({indent + shortened(account.type), shortened(account.name),
+                    shortened(account.username), shortened(account.accountClass),
+                    shortened(account.identifier), enabledText(account)});
     addRows(rows, account.children, indent + "  ");
   }
 }
@@ -100,7 +107,7 @@ void writeTable(Output& output, const std::vector<AccountNode>& accounts) {
   addRows(rows, accounts, "");
   std::array<std::size_t, 6> widths{};
   for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], lengthOf(row[i]));
   }
   for (const Row& row : rows) {
     std::string line;

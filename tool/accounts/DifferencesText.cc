@@ -43,7 +43,8 @@ class DifferenceLines {
     const char sign = change.kind == AccountChange::Kind::Added     ? '+'
                       : change.kind == AccountChange::Kind::Removed ? '-'
                                                                     : '~';
-    const std::string label = change.label.empty() ? "account" : printable(change.label);
+    const std::string label =
+        change.label.empty() ? "account" : cutTo(printable(change.label), kValueWidth);
     const std::string moved =
         change.movedTo.empty() ? "" : "  now a child of " + printable(change.movedTo);
     mark(sign, label + "  " + printable(change.account) + moved, indent);

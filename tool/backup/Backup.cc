@@ -228,7 +228,7 @@ Result<std::vector<FoundBackup>> findBackups(Device& device) {
 std::vector<FoundBackup> requireBackups(Device& device) {
   Result<std::vector<FoundBackup>> found = findBackups(device);
   if (found) return std::move(found).value();
-  throw Prevented(device.shown(backupsDirectory()), found.error().message,
+  throw Prevented("", found.error().message,
                   "only the user who migrated, and root, may read the backups");
 }
 

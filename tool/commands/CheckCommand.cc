@@ -31,11 +31,7 @@ Checked checkSettingsFile(const std::string& path) {
 }
 
 Checked checkBackup(const std::string& path, const CommonOptions& options) {
-  const Input input = openInput(path, options);
-  InspectedFiles files{{input.settingsPath, input.settings},
-                       {path + " (legacy Exchange file)", input.legacyExchange},
-                       {path + " (legacy mail file)", input.legacyMail}};
-  return {Input::Kind::Backup, path, inspectFiles(files)};
+  return {Input::Kind::Backup, path, inspectFiles(openInput(path, options).files)};
 }
 
 Dictionary documentOf(const Checked& checked) {

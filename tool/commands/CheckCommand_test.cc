@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/LinuxFiles.h"
@@ -290,6 +291,13 @@ TEST(Check, TellsThatASaveWouldFail) {
   root.putSettings(12, {});
   root.putText("/etc/passwd", "root:x:0:0::/:/bin/sh\n");
   EXPECT_EQ(check(root), Found{"save-would-fail - -"});
+  const std::string alone = runTool({"check", root.path()}).out;
+  EXPECT_EQ(alone.find("A migration removes"), std::string::npos) << alone;
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", Array()}});
+  const std::string withLegacy = runTool({"check", root.path()}).out;
+  EXPECT_NE(withLegacy.find("A migration removes the legacy files all the same."),
+            std::string::npos)
+      << withLegacy;
 }
 
 TEST(Check, TellsTemporaryFilesOfAKilledSave) {
@@ -310,7 +318,8 @@ TEST(Check, TellsWhoHoldsTheMigrationLock) {
   ASSERT_EQ(::flock(lock, LOCK_EX), 0);
   EXPECT_EQ(check(root), Found{"lock-held - -"});
   const std::string text = runTool({"check", root.path()}).out;
-  EXPECT_NE(text.find("Process " + std::to_string(::getpid()) + " ("), std::string::npos) << text;
+  EXPECT_NE(text.find("held by process " + std::to_string(::getpid()) + " ("), std::string::npos)
+      << text;
   ::close(lock);
 }
 
@@ -366,6 +375,48 @@ TEST(Check, SaysWhenItMayNotReadAFile) {
   const ToolResult whole = ToolRun({"check", root.path(), "--json"}).asUser(65534).run();
   EXPECT_EQ(whole.status, 1) << whole.err;
   EXPECT_EQ(findingsIn(whole).front(), "unreadable - -");
+  const std::string text = ToolRun({"check", root.path()}).asUser(65534).run().out;
+  EXPECT_NE(text.find("The file may not be read (Permission denied)"), std::string::npos) << text;
+  EXPECT_NE(text.find("Run as a user who may read it"), std::string::npos) << text;
+}
+
+TEST(Check, WhatMayNotBeLookedAtIsNotTakenForMissing) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
+  ToolRoot root;
+  root.putSettings(12, {});
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", Array()}});
+  fs::permissions(root.at("/var/mobile"), fs::perms::owner_all);
+  const ToolResult result = ToolRun({"check", root.path(), "--json"}).asUser(65534).run();
+  EXPECT_EQ(result.status, 1) << result.err;
+  EXPECT_EQ(schemaErrors("check.schema.json", result.out), "");
+  const Found found = findingsIn(result);
+  EXPECT_EQ(std::count(found.begin(), found.end(), "unreadable - -"), 3);
+  const ToolResult show = ToolRun({"show", root.path()}).asUser(65534).run();
+  EXPECT_EQ(show.status, 3);
+  EXPECT_NE(show.out.find("Settings: cannot be read: Permission denied\n  " + root.settingsPath() +
+                          "; run as a user who may"),
+            std::string::npos)
+      << show.out;
+  const ToolResult get = ToolRun({"get", "A", "--root", root.path()}).asUser(65534).run();
+  EXPECT_EQ(get.status, 3);
+  EXPECT_EQ(get.err, "accountsettings: " + root.settingsPath() +
+                         ": Permission denied; run as a user who may, or change the permissions\n");
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"history", root.path()},
+                                                  {"restore", "--list", "--root", root.path()},
+                                                  {"report", root.path(), "--out", "/dev/null"}}) {
+    const ToolResult refused = ToolRun(command).asUser(65534).run();
+    EXPECT_EQ(refused.status, 3) << command.front();
+    EXPECT_NE(refused.err.find(": Permission denied; "), std::string::npos) << refused.err;
+  }
+}
+
+TEST(Check, TellsADirectoryInTheSettingsPlaceOnce) {
+  ToolRoot root;
+  fs::create_directories(root.settingsPath());
+  EXPECT_EQ(check(root), Found{"unreadable - -"});
+  const std::string text = runTool({"check", root.path()}).out;
+  EXPECT_NE(text.find("cannot be read as a property list (Is a directory)"), std::string::npos)
+      << text;
 }
 
 TEST(Check, SurvivesAClosedPipe) {

@@ -9,21 +9,22 @@ namespace {
 
 // One side of the comparison. A root without settings counts as one whose settings are empty.
 Dictionary settingsOf(const Input& input) {
-  if (!input.settings) return {};
-  const Result<PropertyList>& settings = *input.settings;
+  const InspectedFile& file = input.files.settings;
+  if (!file.content) return {};
+  const Result<PropertyList>& settings = *file.content;
   if (!settings) {
-    throw Prevented(input.settingsPath, settings.error().message,
-                    "see 'accountsettings check' for what can be done");
+    throw Prevented(file.name, settings.error().message, nextStepFor(settings.error()));
   }
   if (!settings->dictionary()) {
-    throw Prevented(input.settingsPath, "it holds no dictionary, so these are no settings",
+    throw Prevented(file.name, "it holds no dictionary, so these are no settings",
                     "give a settings file, a device root or a backup");
   }
   return *settings->dictionary();
 }
 
 std::string headlineOf(const Input& input) {
-  return printable(input.description()) + (input.settings ? "" : " (no settings file)");
+  return printable(input.description()) +
+         (input.files.settings.content ? "" : " (no settings file)");
 }
 
 Dictionary sourceOf(const Input& input) {

@@ -213,6 +213,13 @@ TEST_F(Edit, GetPrintsOneValueAsItStands) {
   EXPECT_EQ(root.snapshot(), before);
 }
 
+TEST_F(Edit, GetShowsATerminalNothingRaw) {
+  ASSERT_EQ(run({"set", "A", "DisplayName", "\033[31mred"}).status, 0);
+  EXPECT_EQ(run({"get", "A", "DisplayName"}).out, "\033[31mred\n");
+  EXPECT_EQ(ToolRun({"get", "A", "DisplayName", "--root", root.path()}).onTerminal().run().out,
+            "?[31mred\r\n");
+}
+
 TEST_F(Edit, GetHidesSecrets) {
   ASSERT_EQ(run({"set", "A", "Password", "s3cret"}).status, 0);
   EXPECT_EQ(run({"get", "A", "Password"}).out, "(hidden)\n");
@@ -476,7 +483,8 @@ TEST_F(Edit, WithoutPermissionNothingIsTouched) {
   ::chmod(root.settingsPath().c_str(), 0600);
   EXPECT_EQ(ToolRun({"set", "A", "X", "1", "--root", root.path()}).asUser(65534).run().err,
             "accountsettings: " + root.settingsPath() +
-                ": Permission denied; act as its owner or as root\n");
+                ": Permission denied; run as a user who may, or change the "
+                "permissions\n");
 }
 
 TEST_F(Edit, SurvivesAClosedPipeAfterTheSave) {
@@ -545,7 +553,7 @@ TEST_F(Edit, WritesNothingForAClosedStreamIntoItsFiles) {
   EXPECT_EQ(ToolRun(disable).withoutStream(1).run().err,
             "accountsettings: Calendars is stored as disabled, but a child reports what its parent "
             "has enabled\naccountsettings: standard output: Bad file descriptor; what was to be "
-            "shown is incomplete\n");
+            "shown is incomplete: run it again where all of it can be written\n");
 }
 
 TEST_F(Edit, KeepsUnknownKeysToTheBit) {

@@ -1,5 +1,6 @@
 #include "tool/commands/GetCommand.h"
 
+#include "tool/device/HostFacts.h"
 #include "tool/editing/AccountEditor.h"
 #include "tool/frame/PropertyText.h"
 #include "tool/inspection/Inspection.h"
@@ -8,16 +9,22 @@ namespace accountsettings {
 namespace {
 
 // Reading creates nothing, so only a lock file that is there already is waited for.
-void waitForMigration(Device& device) {
-  if (device.files().exists(std::string(kAccountMigrationLockFilename))) {
-    AccountsManager::waitForMigrationToFinish();
+void waitForMigration(Device& device, Output& output) {
+  const std::string lock(kAccountMigrationLockFilename);
+  if (!device.files().exists(lock)) return;
+  if (const auto holder = makeHostFacts(device.host())->lockHolder(lock)) {
+    output.progress("Waiting for " + inWords(*holder));
   }
+  AccountsManager::waitForMigrationToFinish();
+  output.progress("");
 }
 
-// A string as it is, so that a script can use it; anything else as people read it.
-std::string valueText(const PropertyList& value) {
-  if (const auto text = value.stringValue()) return std::string(*text) + "\n";
-  return propertyText(value);
+// A string as it is, so that a script can use it; on a terminal, and for anything else, as people
+// read it.
+std::string valueText(const PropertyList& value, bool onTerminal) {
+  const auto text = value.stringValue();
+  if (!text) return propertyText(value);
+  return (onTerminal ? printable(*text) : std::string(*text)) + "\n";
 }
 
 }  // namespace
@@ -34,7 +41,7 @@ void GetCommand::describe(OptionSet& options) {
 
 ExitStatus GetCommand::run(Session& session) {
   Device device(session.options, DefaultLog::Nowhere);
-  waitForMigration(device);
+  waitForMigration(device, session.output);
   requireCurrentSettings(filesOfRoot().settings.content,
                          device.shown(accountSettingsAccountsPath()));
   const auto store = AccountsManager::init();
@@ -61,7 +68,7 @@ ExitStatus GetCommand::run(Session& session) {
   } else if (keys_.empty()) {
     output.text(propertyText(values));
   } else {
-    for (const auto& entry : values) output.text(valueText(entry.value()));
+    for (const auto& entry : values) output.text(valueText(entry.value(), output.onTerminal()));
   }
   for (const std::string& key : missing) {
     output.note("account '" + identifier_ + "', key '" + key + "': there is no such value; '" +

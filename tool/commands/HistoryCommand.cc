@@ -9,13 +9,16 @@
 namespace accountsettings {
 
 void HistoryCommand::describe(OptionSet& options) {
+  options.argument("ROOT", root_, "The device root; the --root where left out");
   options.example("accountsettings history --root old",
                   "Lists every migration that left a backup or a record, oldest first.");
   options.example("accountsettings history --root old --json", "The same for a script.");
 }
 
 ExitStatus HistoryCommand::run(Session& session) {
-  Device device(session.options, DefaultLog::Nowhere);
+  CommonOptions options = session.options;
+  if (root_) options.root = *root_;
+  Device device(options, DefaultLog::Nowhere);
   const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<MigrationRecord> records = findMigrationRecords(device.files());
   Output& output = session.output;
@@ -26,13 +29,13 @@ ExitStatus HistoryCommand::run(Session& session) {
     for (const MigrationRecord& each : records) recordEntries.append(recordForScripts(each));
     (void)output.value(Dictionary{{"format", "accountsettings.history"},
                                   {"formatVersion", 1},
-                                  {"root", session.options.root},
+                                  {"root", options.root},
                                   {"backups", backupEntries},
                                   {"records", recordEntries}});
     return ExitStatus::Done;
   }
   if (backups.empty() && records.empty()) {
-    output.line("No migration of " + session.options.root + " left a backup or a record.");
+    output.line("No migration of " + printable(options.root) + " left a backup or a record.");
   }
   if (!backups.empty()) output.line("Migrations, from their backups:");
   for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));

@@ -2,6 +2,9 @@
 // migrated when, from which version, and by which steps.
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "tool/frame/Command.h"
 
 namespace accountsettings {
@@ -10,6 +13,9 @@ class HistoryCommand : public Command {
  public:
   void describe(OptionSet& options) override;
   ExitStatus run(Session& session) override;
+
+ private:
+  std::optional<std::string> root_;
 };
 
 }  // namespace accountsettings

@@ -2,9 +2,7 @@
 
 #include <filesystem>
 
-#include "host/LinuxFiles.h"
 #include "plist/Reader.h"
-#include "store/AccountsManager.h"
 #include "tool/backup/Backup.h"
 #include "tool/device/Device.h"
 #include "tool/frame/Errors.h"
@@ -16,45 +14,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
-Input::Content contentOf(Files& files, const std::string& path) {
-  if (!files.exists(path)) return std::nullopt;
-  const Result<Bytes> bytes = files.read(path);
-  if (!bytes) return Result<PropertyList>(bytes.error());
-  return readPropertyList(*bytes);
-}
-
 Input deviceRoot(const std::string& path, const CommonOptions& options) {
   CommonOptions here = options;
   here.root = path;
   Device device(here, DefaultLog::Nowhere);
-  LinuxFiles& files = device.files();
-  Input input;
-  input.kind = Input::Kind::DeviceRoot;
-  input.path = path;
-  input.settingsPath = device.shown(accountSettingsAccountsPath());
-  input.settings = contentOf(files, accountSettingsAccountsPath());
-  input.legacyMail = contentOf(files, mailAccountsPath());
-  input.legacyExchange = contentOf(files, daAccountPath());
+  Input input{Input::Kind::DeviceRoot, path, filesOfRoot()};
+  for (InspectedFile* file :
+       {&input.files.settings, &input.files.legacyExchange, &input.files.legacyMail}) {
+    file->name = device.shown(file->name);
+  }
   return input;
 }
 
 Input backup(const std::string& path) {
   const BackupManifest manifest = readManifest(path);
-  const auto contentOfRole = [&](BackupRole role) -> Input::Content {
+  const auto fileInRole = [&](BackupRole role) -> InspectedFile {
     const BackupFile* file = manifest.fileInRole(role);
-    if (file == nullptr || file->savedAs.empty()) return std::nullopt;
-    return readPropertyList(readFile(path + "/" + file->savedAs));
+    if (file == nullptr || file->savedAs.empty()) return {path, std::nullopt};
+    const std::string saved = path + "/" + file->savedAs;
+    return {saved, readPropertyList(readFile(saved))};
   };
-  Input input;
-  input.kind = Input::Kind::Backup;
-  input.path = path;
-  input.settings = contentOfRole(BackupRole::Settings);
-  if (const BackupFile* file = manifest.fileInRole(BackupRole::Settings)) {
-    input.settingsPath = path + "/" + file->savedAs;
-  }
-  input.legacyMail = contentOfRole(BackupRole::LegacyMail);
-  input.legacyExchange = contentOfRole(BackupRole::LegacyExchange);
-  return input;
+  return {Input::Kind::Backup,
+          path,
+          {fileInRole(BackupRole::Settings), fileInRole(BackupRole::LegacyExchange),
+           fileInRole(BackupRole::LegacyMail)}};
 }
 
 }  // namespace
@@ -73,11 +56,7 @@ Input openInput(const std::string& path, const CommonOptions& options) {
   const Input::Kind kind = kindOfInput(path);
   if (kind == Input::Kind::Backup) return backup(path);
   if (kind == Input::Kind::DeviceRoot) return deviceRoot(path, options);
-  Input input;
-  input.path = path;
-  input.settingsPath = path;
-  input.settings = readPropertyListFile(path);
-  return input;
+  return {kind, path, {{path, Result<PropertyList>(readPropertyListFile(path))}, {}, {}}};
 }
 
 std::string_view nameOf(Input::Kind kind) {

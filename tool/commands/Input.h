@@ -2,27 +2,19 @@
 // device root, or a backup of one. It says which it took.
 #pragma once
 
-#include <optional>
 #include <string>
 
-#include "plist/PropertyList.h"
-#include "plist/Result.h"
 #include "tool/frame/Options.h"
+#include "tool/inspection/Inspection.h"
 
 namespace accountsettings {
 
 struct Input {
   enum class Kind { SettingsFile, DeviceRoot, Backup };
 
-  // The content of a file, or why it could not be read. None: there is no such file.
-  using Content = std::optional<Result<PropertyList>>;
-
   Kind kind = Kind::SettingsFile;
-  std::string path;          // as it was given
-  std::string settingsPath;  // of the settings file, on this machine
-  Content settings;
-  Content legacyMail;
-  Content legacyExchange;
+  std::string path;      // as it was given
+  InspectedFiles files;  // named as on this machine
 
   // "device root /mnt/device", for the first line of what is shown.
   [[nodiscard]] std::string description() const;

@@ -77,7 +77,7 @@ void MigrateCommand::describe(OptionSet& options) {
 void MigrateCommand::checkPlan(Device& device) const {
   if (!plan_) return;
   if (const auto changed = changedSince(readPlanInputs(*plan_), device)) {
-    throw Prevented(device.shown(*changed), "it changed since the plan " + *plan_ + " was made",
+    throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
                     "make a new plan");
   }
 }
@@ -145,7 +145,7 @@ ExitStatus MigrateCommand::run(Session& session) {
     doing = "Migrating";
     fault = carryOut(session, host, report);
   } else if (const auto changed = changedSince(host.inputs(), device)) {
-    throw Prevented(device.shown(*changed), "it changed during the rehearsal", "try again");
+    throw Prevented(*changed, "it changed during the rehearsal", "try again");
   }
   showReport();
   if (fault && report.outcome == "refused") {

@@ -33,6 +33,7 @@ ExitStatus PlanCommand::run(Session& session) {
     const Result<std::string> json = toJson(document);
     if (!json) throw Prevented(*out_, json.error().message);
     writeFile(*out_, *json + "\n");
+    session.changed = true;
   }
   if (output.json()) {
     const Status written = output.value(document);

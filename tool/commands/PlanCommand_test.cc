@@ -4,7 +4,12 @@
 #include <filesystem>
 #include <fstream>
 
+#include "store/AccountsManager.h"
+#include "testing/PlatformTest.h"
 #include "testing/ToolRun.h"
+#include "tool/frame/Json.h"
+#include "tool/migration/Plan.h"
+#include "tool/migration/PlanText.h"
 
 namespace accountsettings::testing {
 namespace {
@@ -215,6 +220,82 @@ TEST(Plan, MigrateRefusesAPlanWhoseInputsHaveChanged) {
   const ToolResult same = runTool({"migrate", "--root", root.path(), "--plan", file});
   EXPECT_EQ(same.status, 0) << same.err;
   EXPECT_EQ(root.settings().get("Version"), PropertyList(12));
+}
+
+TEST(Plan, AGivenConfigurationIsAnInput) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory directory;
+  const std::string plan = directory.path() / "plan.json";
+  const std::string config = directory.path() / "host.plist";
+  const auto configure = [&](const char* json) {
+    return ToolRun({"plist", "-", "--to", "xml", "--out", config}).withInput(json).run().status;
+  };
+  const auto migrate = [&](std::vector<std::string> more) {
+    std::vector<std::string> all = {"migrate", "-n", "--root", root.path(), "--plan", plan};
+    all.insert(all.end(), more.begin(), more.end());
+    return runTool(all);
+  };
+  ASSERT_EQ(configure("{}"), 0);
+  ASSERT_EQ(runTool({"plan", root.path(), "--config", config, "--out", plan}).status, 0);
+  EXPECT_EQ(migrate({"--config", config}).status, 0);
+  const ToolResult without = migrate({});
+  EXPECT_EQ(without.status, 3);
+  EXPECT_EQ(without.err, "accountsettings: --config " + config + ": it changed since the plan " +
+                             plan + " was made; make a new plan\n");
+  ASSERT_EQ(configure("{\"Language\": \"de\"}"), 0);
+  EXPECT_EQ(migrate({"--config", config}).status, 3);
+}
+
+TEST(Plan, DoesNotCallBrokenSettingsFitForUse) {
+  ToolRoot root;
+  root.putText(ToolRoot::kSettings, "nonsense");
+  const ToolResult result = runTool({"plan", root.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out.starts_with(
+      "No migration is pending, but the findings below come first.\n"
+      "  The settings cannot be read (byte 0: neither a binary nor an XML property list): a "
+      "migration would take them for empty.\n"))
+      << result.out;
+}
+
+class PlanOfDaemon : public PlatformTest {};
+
+TEST_F(PlanOfDaemon, NamesTheOneThatAMigrationStops) {
+  EXPECT_FALSE(daemonToStop());
+  fake.processes.add(41, "dataaccessd-helper-of-another", ExitsUpon::Nothing);
+  EXPECT_FALSE(daemonToStop());
+  fake.processes.add(42, "dataaccessd", ExitsUpon::Notification);
+  const auto daemon = daemonToStop();
+  ASSERT_TRUE(daemon);
+  EXPECT_EQ(daemon->identifier, 42);
+  AccountsManager::killDataAccessIfNecessary();
+  EXPECT_FALSE(daemonToStop());
+}
+
+TEST_F(PlanOfDaemon, IsToldToPeopleAndScripts) {
+  Plan plan;
+  const ShownPath shown = [](const std::string& file) { return file; };
+  const auto textOfPlan = [&] {
+    ::testing::internal::CaptureStdout();
+    Output output(false);
+    writePlan(output, plan, shown);
+    EXPECT_TRUE(output.finish());
+    return ::testing::internal::GetCapturedStdout();
+  };
+  EXPECT_EQ(textOfPlan().find("daemon"), std::string::npos);
+  EXPECT_FALSE(planForScripts(plan, "/", shown).contains("daemon"));
+  plan.daemon = Process{42, "dataaccessd"};
+  const std::string text = textOfPlan();
+  EXPECT_NE(
+      text.find("\nSync daemon\n  process 42 (dataaccessd) would be asked to exit, and killed "
+                "if it does not\n"),
+      std::string::npos)
+      << text;
+  const Dictionary document = planForScripts(plan, "/", shown);
+  EXPECT_EQ(document.get("daemon"),
+            PropertyList(Dictionary{{"process", 42}, {"name", "dataaccessd"}}));
+  EXPECT_EQ(schemaErrors("plan.schema.json", toJson(document).value()), "");
 }
 
 TEST(Plan, MigrateRefusesAFileThatIsNoPlan) {

@@ -21,8 +21,10 @@ PropertyList readAnyForm(const std::string& file) {
   if (bytes.empty()) throw Prevented(name, "it is empty, not a property list", "check the path");
   Result<PropertyList> value = formOf(bytes) ? readPropertyList(bytes) : fromJson(asText(bytes));
   if (!value) {
-    throw Prevented(name, value.error().message,
-                    "it is no property list (binary, XML or JSON), or a damaged one");
+    throw Prevented(
+        name, value.error().message,
+        "it is no property list (binary, XML or JSON), or a damaged one: take another file "
+        "or a good copy");
   }
   return std::move(value).value();
 }
@@ -60,6 +62,10 @@ void PlistCommand::describe(OptionSet& options) {
 ExitStatus PlistCommand::run(Session& session) {
   const std::string form = form_.value_or(session.options.json ? "json" : "text");
   const std::string file = file_.value_or("-");
+  if (form == "binary" && !out_ && session.output.onTerminal()) {
+    throw WrongUsage("--to binary", "standard output is a terminal, which cannot show this form",
+                     "name a file with --out");
+  }
   const PropertyList value = readAnyForm(file);
   Bytes content;
   if (form == "text") {

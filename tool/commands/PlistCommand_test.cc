@@ -62,6 +62,17 @@ TEST_F(Plist, ReadsStandardInput) {
   EXPECT_EQ(ToolRun({"plist"}).withInput("[1]").run().out, result.out);
 }
 
+TEST_F(Plist, ATerminalIsShownNoBytes) {
+  const std::string file = write("a.json", json_);
+  const ToolResult result = ToolRun({"plist", file, "--to", "binary"}).onTerminal().run();
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "accountsettings: --to binary: standard output is a terminal, which cannot show this "
+            "form; name a file with --out\n");
+  EXPECT_EQ(runTool({"plist", file, "--to", "binary"}).out.substr(0, 8), "bplist00");
+}
+
 TEST_F(Plist, TellsWhereAFileIsMalformed) {
   const ToolResult result = runTool({"plist", write("a.xml", "<plist><dict><key>a</key>")});
   EXPECT_EQ(result.status, 3);

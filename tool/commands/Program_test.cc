@@ -49,6 +49,8 @@ TEST(Program, SuggestsTheOptionThatWasMeant) {
   expectRefusal(
       {"migrate", "--dryrun"},
       "--dryrun: unknown option; did you mean --dry-run? see accountsettings migrate --help");
+  expectRefusal({"sample", "--nonsense"},
+                "--nonsense: unknown option; see accountsettings sample --help");
   expectRefusal({"show", "--zzzzzzzz"},
                 "--zzzzzzzz: unknown option; see accountsettings show --help");
 }
@@ -101,8 +103,39 @@ TEST(Program, SaysThatTheReaderOfItsOutputIsGone) {
   const ToolResult result = ToolRun({"show", root.path()}).withClosedOutput().run();
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.signal, 0);
-  EXPECT_EQ(result.err,
-            "accountsettings: standard output: Broken pipe; what was to be shown is incomplete\n");
+  EXPECT_EQ(
+      result.err,
+      "accountsettings: standard output: Broken pipe; what was to be shown is incomplete: run it "
+      "again where all of it can be written\n");
+}
+
+TEST(Program, AnAnswerThatDidNotArriveIsNone) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  const ToolRoot other;
+  EXPECT_EQ(runTool({"diff", root.path(), other.path()}).status, 1);
+  EXPECT_EQ(ToolRun({"diff", root.path(), other.path()}).withClosedOutput().run().status, 3);
+  EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 10);
+  EXPECT_EQ(ToolRun({"plan", root.path(), "--exit-code"}).withClosedOutput().run().status, 3);
+}
+
+TEST(Program, NoArgumentSpeaksToTheTerminal) {
+  const std::string hostile = "\033[31m\xE2\x80\xAEx\n";
+  for (const std::vector<std::string>& command : {std::vector<std::string>{hostile},
+                                                  {"show", hostile},
+                                                  {"show", "--" + hostile},
+                                                  {"plan", "--root", hostile},
+                                                  {"sample", "x", "--release", hostile}}) {
+    const ToolResult result = runTool(command);
+    EXPECT_NE(result.err.find("?[31m?x↵"), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find('\033'), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+  }
+}
+
+TEST(Program, NamesAnEmptyPath) {
+  EXPECT_EQ(runTool({"show", ""}).err,
+            "accountsettings: '': No such file or directory; check the path\n");
 }
 
 TEST(Program, ACommandThatChangedSomethingKeepsItsStatusWithoutAReader) {

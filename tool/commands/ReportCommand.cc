@@ -1,9 +1,13 @@
 #include "tool/commands/ReportCommand.h"
 
 #include <array>
+#include <cerrno>
 #include <deque>
 #include <sstream>
 
+#include "host/LinuxFiles.h"
+#include "platform/Directories.h"
+#include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/StandIns.h"
 #include "tool/backup/Backup.h"
@@ -14,6 +18,7 @@
 #include "tool/frame/ReadFile.h"
 #include "tool/frame/Version.h"
 #include "tool/inspection/FindingsText.h"
+#include "tool/inspection/InspectionParts.h"
 #include "tool/migration/MigrationRecords.h"
 #include "tool/migration/Plan.h"
 #include "tool/migration/PlanText.h"
@@ -39,6 +44,9 @@ class ReportMaker {
     for (const InspectedFile* each : allFiles()) {
       if (each->content && *each->content) standIns_.learn(**each->content);
     }
+    // A log tells of accounts that are no longer what they were.
+    learnFromBackups();
+    learnFromRecords();
   }
 
   Dictionary make(const std::optional<std::string>& logFile) {
@@ -65,6 +73,26 @@ class ReportMaker {
     return {&files_.settings, &files_.legacyMail, &files_.legacyExchange};
   }
 
+  void learnFromBackups() {
+    for (const FoundBackup& backup : requireBackups(device_)) {
+      if (!backup.manifest) continue;
+      for (const BackupFile& file : backup.manifest->files) {
+        if (file.savedAs.empty()) continue;
+        const Result<Bytes> bytes = readFromBackup(device_, *backup.manifest, file);
+        const auto content = bytes ? readPropertyList(*bytes) : Result<PropertyList>(Error{});
+        if (content) standIns_.learn(*content);
+      }
+    }
+  }
+
+  void learnFromRecords() {
+    for (const MigrationRecord& record : findMigrationRecords(device_.files())) {
+      const auto content =
+          readPropertyListAt(appendPathComponent(migrationRecordsDirectory(), record.name));
+      if (content && *content) standIns_.learn(**content);
+    }
+  }
+
   Array fileFacts() {
     Array facts;
     for (const WatchedPath& each : pathsThatAMigrationTouches()) {
@@ -76,6 +104,8 @@ class ReportMaker {
         entry.set("mode", PropertyList(attributes->mode));
         entry.set("owner", PropertyList(attributes->owner));
         entry.set("group", PropertyList(attributes->group));
+      } else if (attributes.error().code != ENOENT && attributes.error().code != ENOTDIR) {
+        entry.set("problem", standIns_.sentence(attributes.error().message));
       }
       facts.append(std::move(entry));
     }
@@ -170,6 +200,7 @@ ExitStatus ReportCommand::run(Session& session) {
   const Result<std::string> json = toJson(report);
   if (!json) throw Prevented(*out_, json.error().message);
   writeFile(*out_, *json + "\n");
+  session.changed = true;
   Output& output = session.output;
   if (output.json()) {
     const Status written = output.value(Dictionary{{"format", "accountsettings.report-summary"},

@@ -166,6 +166,31 @@ TEST_F(Report, TellsWhatWasMigratedWhen) {
   EXPECT_EQ(backups[0].dictionary()->find("steps")->array()->size(), 3U);
 }
 
+TEST_F(Report, KnowsInALogTheAccountsThatAreNoLongerThere) {
+  root.putSettings(9, {personalAccount()});
+  ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
+  root.putSettings(12, {});
+  root.putText("/log", "the account My own mail of Anna Berg on mail.server.example\n");
+  const ToolResult result = run({"--include-log", root.at("/log"), "--json"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  expectNothingPersonal(text());
+  expectNothingPersonal(result.out);
+}
+
+TEST_F(Report, NothingOfAccountsThatAreBrokenIsTold) {
+  Dictionary account = personalAccount();
+  account.set("Class", "Möbel of Anna Berg");
+  account.set("Type", "anna.berg");
+  root.put(
+      ToolRoot::kSettings,
+      Dictionary{{"Version", 12},
+                 {"mail.server.example", 1},
+                 {"Accounts", Array{account, personalAccount(), personalAccount(), "Anna Berg"}}});
+  ASSERT_EQ(run().status, 0);
+  expectNothingPersonal(text());
+  EXPECT_EQ(schemaErrors("report.schema.json", text()), "");
+}
+
 TEST_F(Report, UnreadableFilesAreToldWithTheReason) {
   root.putText("/var/mobile/Library/Preferences/com.zelqo.accountsettings.plist", "nonsense");
   ASSERT_EQ(run().status, 0);

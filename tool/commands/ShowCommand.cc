@@ -18,18 +18,31 @@ bool isAnyOf(const std::vector<std::string>& wanted, const std::string& value) {
 struct Section {
   const char* key;    // in JSON
   const char* title;  // for people
-  AccountTree tree;
-  std::string problem;  // why it could not be read
+  std::string file;   // on this machine
+  AccountTree tree{};
+  std::string problem{};   // why it could not be read
+  std::string nextStep{};  // and what to do about it
+  std::size_t found = 0;   // accounts and children, before any filter
 };
 
-std::optional<Section> sectionOf(const char* key, const char* title, const Input::Content& content,
+std::size_t countOf(const AccountTree& tree) {
+  return tree.accounts.size() + tree.childCount();
+}
+
+std::optional<Section> sectionOf(const char* key, const char* title, const InspectedFile& file,
                                  AccountTree (*treeOf)(const PropertyList&)) {
-  if (!content) return std::nullopt;
-  if (!*content) return Section{key, title, {}, content->error().message};
-  if ((*content)->dictionary() == nullptr) {
-    return Section{key, title, {}, "its root is not a dictionary"};
+  if (!file.content) return std::nullopt;
+  const Result<PropertyList>& content = *file.content;
+  Section section{.key = key, .title = title, .file = file.name};
+  if (content && content->dictionary() != nullptr) {
+    section.tree = treeOf(*content);
+    section.found = countOf(section.tree);
+  } else {
+    const Error error = content ? Error{"its root is not a dictionary"} : content.error();
+    section.problem = error.message;
+    section.nextStep = nextStepFor(error);
   }
-  return Section{key, title, treeOf(**content), ""};
+  return section;
 }
 
 std::vector<Section> sectionsOf(const Input& input) {
@@ -37,9 +50,9 @@ std::vector<Section> sectionsOf(const Input& input) {
   const auto add = [&](std::optional<Section> section) {
     if (section) sections.push_back(std::move(*section));
   };
-  add(sectionOf("settings", "Settings", input.settings, accountTreeOf));
-  add(sectionOf("legacyMail", "Legacy mail file", input.legacyMail, legacyMailTreeOf));
-  add(sectionOf("legacyExchange", "Legacy Exchange file", input.legacyExchange,
+  add(sectionOf("settings", "Settings", input.files.settings, accountTreeOf));
+  add(sectionOf("legacyMail", "Legacy mail file", input.files.legacyMail, legacyMailTreeOf));
+  add(sectionOf("legacyExchange", "Legacy Exchange file", input.files.legacyExchange,
                 legacyExchangeTreeOf));
   return sections;
 }
@@ -50,6 +63,9 @@ std::string summaryOf(const Section& section) {
   if (tree.version) text += ", version " + std::to_string(*tree.version);
   text += ": " + counted(tree.accounts.size(), "account", "accounts");
   if (tree.childCount() > 0) text += ", " + counted(tree.childCount(), "child", "children");
+  if (countOf(tree) < section.found) {
+    text += " (of " + std::to_string(section.found) + " in all)";
+  }
   return text;
 }
 
@@ -71,7 +87,8 @@ void writeSection(Output& output, const Section& section, bool table,
   output.line("");
   if (!section.problem.empty()) {
     output.line(std::string(section.title) + ": " +
-                output.paint(Colour::Red, "cannot be read: " + section.problem));
+                output.paint(Colour::Red, "cannot be read: " + printable(section.problem)));
+    output.line("  " + printable(section.file) + "; " + section.nextStep);
     return;
   }
   output.line(output.paint(Colour::Bold, summaryOf(section)));
@@ -129,7 +146,7 @@ ExitStatus ShowCommand::run(Session& session) {
   Dictionary document{{"format", "accountsettings.show"},
                       {"formatVersion", 1},
                       {"source", Dictionary{{"kind", nameOf(input.kind)}, {"path", input.path}}}};
-  if (!output.json()) output.line(input.description());
+  if (!output.json()) output.line(printable(input.description()));
   for (Section& section : sections) {
     keepOnly(section.tree.accounts, [&](const AccountNode& each) { return wanted(each); });
     if (output.json()) {

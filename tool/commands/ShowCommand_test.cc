@@ -149,6 +149,9 @@ TEST(Show, TellsADamagedSettingsFileAndEndsWith3) {
   const ToolResult ofRoot = runTool({"show", root.path()});
   EXPECT_EQ(ofRoot.status, 3);
   EXPECT_NE(ofRoot.out.find("Settings: cannot be read: byte "), std::string::npos) << ofRoot.out;
+  EXPECT_NE(ofRoot.out.find("\n  " + root.settingsPath() + "; see 'accountsettings check'"),
+            std::string::npos)
+      << ofRoot.out;
   EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");
   const ToolResult ofFile = runTool({"show", root.settingsPath()});
   EXPECT_EQ(ofFile.status, 3);
@@ -172,6 +175,80 @@ TEST(Show, TellsAFileThatMayNotBeRead) {
   EXPECT_EQ(result.out, "");
   EXPECT_NE(result.err.find("Permission denied; run as a user who may"), std::string::npos)
       << result.err;
+}
+
+TEST(Show, SaysOfHowManyAFilterLeftThese) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount(), plainAccount()});
+  const auto summary = [&](const char* type) {
+    const std::string out = runTool({"show", root.path(), "--type", type}).out;
+    return out.find(", version 12: ") == std::string::npos
+               ? out
+               : out.substr(out.find(": ") + 2,
+                            out.find('\n', out.find(": ")) - out.find(": ") - 2);
+  };
+  EXPECT_EQ(summary("LDAP"), "1 account (of 3 in all)");
+  EXPECT_EQ(summary("Nope"), "0 accounts (of 3 in all)");
+}
+
+TEST(Show, AnOverlongNameDoesNotPushTheRestAway) {
+  ToolRoot root;
+  Dictionary account = plainAccount();
+  std::string name;
+  for (int i = 0; i < 1000; ++i) name += "é";
+  account.set("DisplayName", name);
+  root.putSettings(12, {account});
+  for (const char* form : {"--table", "--all"}) {
+    const std::string out = runTool({"show", root.path(), form}).out;
+    EXPECT_NE(out.find("é…"), std::string::npos) << form;
+    EXPECT_LT(out.size(), 700U) << form;
+  }
+}
+
+TEST(Show, ColumnsAreAsWideAsTheirCharacters) {
+  ToolRoot root;
+  Dictionary account = plainAccount();
+  account.set("DisplayName", "éééééé");
+  root.putSettings(12, {account});
+  const std::string out = runTool({"show", root.path(), "--table"}).out;
+  EXPECT_NE(out.find("\nTYPE  NAME    USER  CLASS"), std::string::npos) << out;
+  EXPECT_NE(out.find("\nLDAP  éééééé        LDAPAccount"), std::string::npos) << out;
+}
+
+TEST(Show, ItsJsonShowsATerminalNoControlCharacters) {
+  ToolRoot root;
+  Dictionary account = plainAccount();
+  account.set("DisplayName", "\033[31m\xC2\x9B\x7F");
+  root.putSettings(12, {account});
+  const std::string out = runTool({"show", root.path(), "--json"}).out;
+  EXPECT_EQ(out.find_first_of("\033\x7F"), std::string::npos);
+  EXPECT_EQ(out.find("\xC2\x9B"), std::string::npos);
+  EXPECT_NE(out.find("\\u009b\\u007f\""), std::string::npos) << out;
+  const Dictionary document = documentIn(out);
+  const PropertyList* accounts = document.find("settings")->dictionary()->find("accounts");
+  EXPECT_EQ((*accounts->array())[0].dictionary()->get("name"), account.get("DisplayName"));
+}
+
+TEST(Show, TextsThatAreNotUnicodeFollowTheSchemaToo) {
+  ToolRoot root;
+  const std::string lone = "\xED\xA0\x80";
+  root.put(ToolRoot::kSettings,
+           Dictionary{{"Version", 12},
+                      {lone, 1},
+                      {"Accounts", Array{Dictionary{{"Identifier", lone},
+                                                    {"Type", "Mail"},
+                                                    {"Class", lone},
+                                                    {"DisplayName", lone},
+                                                    {"Username", lone},
+                                                    {"Enabled Dataclasses", Array{lone}},
+                                                    {lone, lone}}}}});
+  const ToolRoot empty;
+  EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");
+  EXPECT_EQ(schemaErrors("check.schema.json", runTool({"check", root.path(), "--json"}).out), "");
+  EXPECT_EQ(schemaErrors("plan.schema.json", runTool({"plan", root.path(), "--json"}).out), "");
+  EXPECT_EQ(
+      schemaErrors("diff.schema.json", runTool({"diff", empty.path(), root.path(), "--json"}).out),
+      "");
 }
 
 TEST(Show, ControlCharactersOfAFileDoNotReachTheTerminal) {

@@ -27,7 +27,11 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log
   host.programName = kProgram;
   host.systemLog = &log;
   Result<std::unique_ptr<LinuxHost>> opened = LinuxHost::create(std::move(host));
-  if (!opened) throw Prevented("", opened.error().message, "check --root and --config");
+  if (!opened) {
+    const std::string_view advice = adviceFor(opened.error().code);
+    throw Prevented("", opened.error().message,
+                    advice.empty() ? "correct that file, or give another with --config" : advice);
+  }
   return std::move(opened).value();
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ class Device {
   [[nodiscard]] LinuxFiles& files() noexcept { return host_->files(); }
   [[nodiscard]] ProcessContext& context() noexcept { return context_; }
   [[nodiscard]] SystemLog& log() noexcept { return *log_; }
+  // The host configuration that was given instead of the root's own.
+  [[nodiscard]] const std::optional<std::string>& configFile() const noexcept {
+    return options_.config;
+  }
   // Where a device path lies on this machine, for messages.
   [[nodiscard]] std::string shown(const std::string& devicePath) const {
     return host_->pathOnThisMachine(devicePath);

@@ -56,6 +56,13 @@ class LinuxHostFacts : public HostFacts {
 
 }  // namespace
 
+std::string inWords(const Process& process) {
+  std::string text = "a process of another container";
+  if (process.identifier > 0) text = "process " + std::to_string(process.identifier);
+  if (!process.commandName.empty()) text += " (" + process.commandName + ")";
+  return text;
+}
+
 std::unique_ptr<HostFacts> makeHostFacts(LinuxHost& host) {
   return std::make_unique<LinuxHostFacts>(host);
 }

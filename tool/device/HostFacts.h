@@ -43,6 +43,9 @@ class HostFacts {
   [[nodiscard]] virtual std::optional<Process> lockHolder(const std::string& path) = 0;
 };
 
+// "process 42 (migrator)", for messages.
+[[nodiscard]] std::string inWords(const Process& process);
+
 // The facts of a Linux host, which must outlive them.
 [[nodiscard]] std::unique_ptr<HostFacts> makeHostFacts(LinuxHost& host);
 

@@ -1,6 +1,5 @@
 #include "tool/editing/AccountEditor.h"
 
-#include <cerrno>
 #include <exception>
 #include <utility>
 
@@ -14,12 +13,6 @@
 
 namespace accountsettings {
 namespace {
-
-std::string processInWords(const Process& process) {
-  std::string text = "process " + std::to_string(process.identifier);
-  if (!process.commandName.empty()) text += " (" + process.commandName + ")";
-  return text;
-}
 
 // The place of the child's dictionary in its parent's list.
 std::optional<std::size_t> placeOfChild(const Array& children, const std::string& identifier) {
@@ -49,9 +42,7 @@ void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
   const std::string migrateFirst = "run 'accountsettings migrate' first";
   if (!content) throw Prevented(shown, "there are no account settings", migrateFirst);
   if (!*content) {
-    const bool forbidden = content->error().code == EACCES;
-    throw Prevented(shown, content->error().message,
-                    forbidden ? "act as its owner or as root" : "see 'accountsettings check'");
+    throw Prevented(shown, content->error().message, nextStepFor(content->error()));
   }
   const Dictionary* settings = (*content)->dictionary();
   if (!settings) {
@@ -112,10 +103,10 @@ void AccountEditor::waitForMigration() {
       makeHostFacts(device_.host())->lockHolder(std::string(kAccountMigrationLockFilename));
   if (options_.dryRun) {
     if (!holder) return;
-    throw Prevented(shown_, processInWords(*holder) + " is migrating the settings",
+    throw Prevented(shown_, inWords(*holder) + " is migrating the settings",
                     "try again when it has ended");
   }
-  if (holder) session_.output.progress("Waiting for " + processInWords(*holder));
+  if (holder) session_.output.progress("Waiting for " + inWords(*holder));
   lock_ = AccountsManager::createAndLockMigrationLock();
   session_.output.progress("");
   if (!lock_) throw device_.lockFailure();

@@ -1,5 +1,7 @@
 #include "tool/frame/Errors.h"
 
+#include <cerrno>
+
 namespace accountsettings {
 
 namespace {
@@ -18,6 +20,25 @@ std::string sentence(std::string_view where, std::string_view why, std::string_v
 }
 
 }  // namespace
+
+std::string_view adviceFor(int errorNumber) {
+  switch (errorNumber) {
+    case ENOENT:
+    case ENOTDIR:
+    case ELOOP:
+    case ENAMETOOLONG:
+      return "check the path";
+    case EACCES:
+    case EPERM:
+      return "run as a user who may, or change the permissions";
+    case ENOSPC:
+    case EFBIG:
+    case EDQUOT:
+      return "make room and try again";
+    default:
+      return "";
+  }
+}
 
 CommandFailure::CommandFailure(ExitStatus status, std::string_view where, std::string_view why,
                                std::string_view next)

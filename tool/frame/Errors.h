@@ -19,6 +19,10 @@ enum class ExitStatus {
   Pending = 10    // plan --exit-code: work is pending
 };
 
+// What to do about a system call that failed with this error number; empty where nothing general
+// helps.
+[[nodiscard]] std::string_view adviceFor(int errorNumber);
+
 // CommandFailure ends the command. main() shows its message and exits with its status.
 class CommandFailure : public std::runtime_error {
  public:

@@ -33,7 +33,7 @@ std::size_t distance(const std::string& left, const std::string& right) {
 // The word of `words` that was probably meant, or nothing.
 std::string nearestOf(const std::string& word, const std::vector<std::string>& words) {
   std::string best;
-  std::size_t least = std::max<std::size_t>(word.size() / 2, 2) + 1;
+  std::size_t least = std::max<std::size_t>(word.size() / 3, 2) + 1;
   for (const std::string& each : words) {
     const std::size_t steps = distance(word, each);
     if (steps < least) {

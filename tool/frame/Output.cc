@@ -1,7 +1,10 @@
 #include "tool/frame/Output.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
+#include "plist/Text.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Terminal.h"
 
@@ -44,17 +47,44 @@ bool continuesCharacter(char unit) {
   return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U;
 }
 
-// The number of characters, which for names of accounts is close enough to columns.
-std::size_t lengthOf(std::string_view text) {
-  std::size_t length = 0;
-  for (const char unit : text) length += continuesCharacter(unit) ? 0U : 1U;
-  return length;
+// Characters that a terminal obeys instead of showing them, those among them that turn the
+// direction of writing so that a text reads as another, and halves of characters.
+bool isUnshowable(std::uint32_t character) {
+  return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x061C ||
+         character == 0x200E || character == 0x200F ||
+         (character >= 0x2028 && character <= 0x202E) ||
+         (character >= 0x2066 && character <= 0x2069) || detail::isSurrogate(character);
+}
+
+// JSON text in which control characters that JSON allows to stand are escaped too. They stand
+// inside strings only.
+std::string withControlsEscaped(const std::string& json) {
+  std::string result;
+  result.reserve(json.size());
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const auto unit = static_cast<unsigned char>(json[i]);
+    // The second control characters, 80 to 9F, are C2 80 to C2 9F in UTF-8.
+    const bool second = unit == 0xC2 && static_cast<unsigned char>(json[i + 1]) < 0xA0;
+    if (unit == 0x7F) {
+      result += "\\u007f";
+    } else if (second) {
+      constexpr std::string_view kDigits = "0123456789abcdef";
+      const auto control = static_cast<unsigned char>(json[++i]);
+      result += "\\u00";
+      result += kDigits[control >> 4U];
+      result += kDigits[control & 0xFU];
+    } else {
+      result += json[i];
+    }
+  }
+  return result;
 }
 
 }  // namespace
 
 Output::Output(bool json)
     : json_(json),
+      onTerminal_(terminal::isTerminal(Stream::Output)),
       coloured_(!json && colourAllowed()),
       watched_(!json && terminal::isTerminal(Stream::Errors)) {}
 
@@ -71,13 +101,13 @@ void Output::line(std::string_view text) {
 Status Output::value(const PropertyList& value) {
   const Result<std::string> json = toJson(value);
   if (!json) return json.error();
-  line(*json);
+  line(withControlsEscaped(*json));
   return {};
 }
 
 void Output::note(std::string_view text) const {
   std::string all("accountsettings: ");
-  all += text;
+  all += printable(text);
   all += '\n';
   static_cast<void>(terminal::write(Stream::Errors, all));  // nowhere is left to complain to
 }
@@ -107,6 +137,12 @@ std::string counted(std::size_t count, std::string_view one, std::string_view ma
   return text;
 }
 
+std::size_t lengthOf(std::string_view text) {
+  std::size_t length = 0;
+  for (const char unit : text) length += continuesCharacter(unit) ? 0U : 1U;
+  return length;
+}
+
 std::string cutTo(std::string_view text, std::size_t width) {
   if (lengthOf(text) <= width) return std::string(text);
   std::size_t end = 0;
@@ -126,17 +162,15 @@ std::string padded(std::string_view text, std::size_t width) {
 std::string printable(std::string_view text) {
   std::string result;
   result.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto unit = static_cast<unsigned char>(text[i]);
-    // C1 controls are two bytes in UTF-8: C2 80 to C2 9F.
-    const bool secondaryControl =
-        unit == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
-    if (unit < 0x20 || unit == 0x7F || secondaryControl) {
-      result += unit == '\n' ? "↵" : "?";
-      if (secondaryControl) ++i;
+  while (!text.empty()) {
+    const detail::CodePoint first = detail::firstCodePoint(text);
+    const std::size_t length = std::max<std::size_t>(first.length, 1);
+    if (first.length > 0 && !isUnshowable(first.value)) {
+      result += text.substr(0, length);
     } else {
-      result += text[i];
+      result += text.front() == '\n' ? "↵" : "?";
     }
+    text.remove_prefix(length);
   }
   return result;
 }

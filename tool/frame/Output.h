@@ -19,6 +19,8 @@ class Output {
 
   // Whether the command is to give one JSON document instead of text.
   [[nodiscard]] bool json() const noexcept { return json_; }
+  // Whether standard output is a terminal, which must be shown nothing raw.
+  [[nodiscard]] bool onTerminal() const noexcept { return onTerminal_; }
   // Whether a person watches, so that progress may be shown.
   [[nodiscard]] bool watched() const noexcept { return watched_; }
 
@@ -28,7 +30,7 @@ class Output {
   void line(std::string_view text);
   // Appends `value` as JSON. Fails where it has no JSON form of a sensible size.
   Status value(const PropertyList& value);
-  // Writes a line to standard error at once.
+  // Writes a line to standard error at once, without control characters.
   void note(std::string_view text) const;
   // Shows `text` in place of the last progress line on the terminal; an empty one removes it.
   void progress(std::string_view text);
@@ -39,6 +41,7 @@ class Output {
 
  private:
   bool json_;
+  bool onTerminal_;
   bool coloured_;
   bool watched_;
   bool progressShown_ = false;
@@ -48,6 +51,8 @@ class Output {
 
 // Helpers for text: `count` with its noun, and a text cut to `width` columns.
 [[nodiscard]] std::string counted(std::size_t count, std::string_view one, std::string_view many);
+// The number of characters, which for names of accounts is close enough to columns.
+[[nodiscard]] std::size_t lengthOf(std::string_view text);
 [[nodiscard]] std::string cutTo(std::string_view text, std::size_t width);
 [[nodiscard]] std::string padded(std::string_view text, std::size_t width);
 // Texts with a separator between them.
@@ -60,7 +65,8 @@ template <class Texts>
   }
   return all;
 }
-// Without control characters, so that no file can speak to the terminal.
+// Without control characters, turns of the writing direction and what is no Unicode, so that no
+// file can speak to the terminal or feign another text.
 [[nodiscard]] std::string printable(std::string_view text);
 
 }  // namespace accountsettings

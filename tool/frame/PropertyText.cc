@@ -170,9 +170,9 @@ std::string propertyLine(const PropertyList& value, std::size_t width) {
 }
 
 bool isSecretKey(std::string_view key) {
-  constexpr std::array<std::string_view, 8> kWords = {"password",   "passwd",    "passphrase",
-                                                      "passcode",   "secret",    "token",
-                                                      "credential", "privatekey"};
+  constexpr std::array<std::string_view, 12> kWords = {
+      "password", "passwd", "passphrase", "passcode",   "pwd",       "secret",
+      "token",    "cookie", "credential", "privatekey", "accesskey", "apikey"};
   std::string plain;
   for (const char letter : key) {
     const auto unit = static_cast<unsigned char>(letter);

@@ -26,28 +26,13 @@ std::string reasonFor(int code) {
   return std::generic_category().message(code);
 }
 
-std::string adviceFor(int code) {
-  switch (code) {
-    case ENOENT:
-      return "check the path";
-    case EACCES:
-    case EPERM:
-      return "run as a user who may, or change the permissions";
-    case ENOSPC:
-    case EFBIG:
-    case EDQUOT:
-      return "make room and try again";
-    default:
-      return "";
-  }
+std::string nameOf(const std::string& path) {
+  if (path.empty()) return "''";
+  return path == "-" ? "standard input" : path;
 }
 
 [[noreturn]] void fail(const std::string& path, int code) {
-  throw Prevented(path, reasonFor(code), adviceFor(code));
-}
-
-std::string nameOf(const std::string& path) {
-  return path == "-" ? "standard input" : path;
+  throw Prevented(nameOf(path), reasonFor(code), adviceFor(code));
 }
 
 // A name beside `target` that nothing has yet.
@@ -94,7 +79,7 @@ Bytes readFile(const std::string& path) {
     content.resize(std::max<std::size_t>(2 * filled, 1 << 16));
     got = std::fread(content.data() + filled, 1, content.size() - filled, stream);
   }
-  if (std::ferror(stream) != 0) fail(nameOf(path), errno);
+  if (std::ferror(stream) != 0) fail(path, errno);
   content.resize(filled);
   return content;
 }
@@ -107,7 +92,7 @@ PropertyList readPropertyListFile(const std::string& path) {
   Result<PropertyList> value = readPropertyList(bytes);
   if (!value) {
     throw Prevented(nameOf(path), value.error().message,
-                    "it is no property list, or a damaged one");
+                    "it is no property list, or a damaged one: take another file or a good copy");
   }
   return std::move(value).value();
 }

@@ -9,6 +9,8 @@ namespace accountsettings::finding {
 inline constexpr FindingKind kUnreadable{
     "unreadable", Severity::Error, true, true,
     "Put back a good copy (see 'accountsettings restore --list'), or move the file away."};
+inline constexpr FindingKind kForbidden{"unreadable", Severity::Error, true, true,
+                                        "Run as a user who may read it, for example as root."};
 inline constexpr FindingKind kUnusable{"wrong-kind", Severity::Error, true, true,
                                        "Repair the value, or put back a good copy of the file."};
 inline constexpr FindingKind kWrongKind{"wrong-kind", Severity::Warning, false, false,
@@ -56,6 +58,9 @@ inline constexpr FindingKind kUnsupportedDataclass{
 inline constexpr FindingKind kLegacyUnreadable{
     "unreadable", Severity::Error, true, false,
     "Put back a good copy, or move the file away so that it is not taken for an empty one."};
+inline constexpr FindingKind kLegacyForbidden{
+    "unreadable", Severity::Error, true, false,
+    "Run as a user who may read it, for example as root."};
 inline constexpr FindingKind kLegacyUnusable{
     "wrong-kind", Severity::Error, true, false,
     "Repair the value, or put back a good copy of the file."};

@@ -2,6 +2,7 @@
 #include "tool/inspection/Inspection.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "account/BasicAccount.h"
@@ -10,6 +11,7 @@
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "store/RSRuntimeFixMailAccount.h"
+#include "tool/frame/Errors.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyDescriptions.h"
 
@@ -71,11 +73,28 @@ std::string quoted(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-Result<PropertyList> readPropertyListAt(const std::string& path) {
-  const Result<Bytes> bytes = ProcessContext::current().platform().files.read(path);
-  if (!bytes) return bytes.error();
-  if (bytes->empty()) return Error{"the file is empty"};
-  return readPropertyList(*bytes);
+std::optional<Result<PropertyList>> readPropertyListAt(const std::string& path) {
+  Files& files = ProcessContext::current().platform().files;
+  const Result<Bytes> bytes = files.read(path);
+  if (bytes) return readPropertyList(*bytes);
+  Error error = bytes.error();
+  // A file that nobody may look at is not one that is not there.
+  const bool mayBeThere = error.code != 0 && error.code != ENOENT && error.code != ENOTDIR;
+  if (!mayBeThere && !files.exists(path)) return std::nullopt;
+  // Where the file lies is told beside the reason.
+  const std::string place = path + ": ";
+  const std::size_t at = error.message.find(place);
+  if (at != std::string::npos) error.message.erase(0, at + place.size());
+  return Result<PropertyList>(std::move(error));
+}
+
+std::string_view nextStepFor(const Error& error) {
+  const std::string_view advice = adviceFor(error.code);
+  return advice.empty() ? "see 'accountsettings check' for what can be done" : advice;
+}
+
+bool isForbidden(const Error& error) {
+  return error.code == EACCES || error.code == EPERM;
 }
 
 std::optional<std::string> typeProblem(const Dictionary& properties) {
@@ -119,6 +138,9 @@ Findings inspectFiles(const InspectedFiles& files) {
     if (*settings) {
       inspectSettingsRoot(**settings, list);
       accounts = (*settings)->dictionary();
+    } else if (isForbidden(settings->error())) {
+      list.add(finding::kForbidden, "The file may not be read (" + settings->error().message +
+                                        "), so that nothing can be told about what it holds.");
     } else {
       list.add(finding::kUnreadable, "The file cannot be read as a property list (" +
                                          settings->error().message +
@@ -131,7 +153,6 @@ Findings inspectFiles(const InspectedFiles& files) {
 
 InspectedFiles filesOfRoot() {
   const auto fileAt = [](const std::string& path) -> InspectedFile {
-    if (!ProcessContext::current().platform().files.exists(path)) return {path, std::nullopt};
     return {path, readPropertyListAt(path)};
   };
   return {fileAt(accountSettingsAccountsPath()), fileAt(daAccountPath()),

@@ -64,6 +64,9 @@ struct InspectedFiles {
 // `facts` may be nullptr: then only contents are judged.
 [[nodiscard]] Findings inspectRoot(const InspectedFiles& files, HostFacts* facts);
 
+// What to do about a file that cannot be read, for messages.
+[[nodiscard]] std::string_view nextStepFor(const Error& error);
+
 // The settings file's "Version" as steps and saves read it: 0 where it is missing.
 [[nodiscard]] std::int64_t versionOf(const Dictionary& settings);
 

@@ -43,8 +43,11 @@ void inspectSurroundings(HostFacts* facts, Findings& findings);
 [[nodiscard]] std::string_view kindInWords(const PropertyList& value);
 // The text in double quotes.
 [[nodiscard]] std::string quoted(std::string_view text);
-// The property list in a file of the root.
-[[nodiscard]] Result<PropertyList> readPropertyListAt(const std::string& path);
+// The property list in a file of the root, or why it cannot be read (without the path); none where
+// there is no such file.
+[[nodiscard]] std::optional<Result<PropertyList>> readPropertyListAt(const std::string& path);
+// Whether this user's rights are what stands in the way.
+[[nodiscard]] bool isForbidden(const Error& error);
 
 // Why an account of these properties is not loaded on account of its type ("has no ..."), or none.
 [[nodiscard]] std::optional<std::string> typeProblem(const Dictionary& properties);

@@ -50,6 +50,7 @@ LegacyFile legacyFileOf(const InspectedFile& inspected) {
   const Result<PropertyList>& content = *inspected.content;
   if (!content) {
     file.problem = content.error().message;
+    file.forbidden = isForbidden(content.error());
   } else if (const Dictionary* dictionary = content->dictionary()) {
     file.content = *dictionary;
   } else {

@@ -29,6 +29,7 @@ struct LegacyFile {
   std::string path;  // as the inspected file is named
   bool exists = false;
   std::optional<std::string> problem;  // why it cannot be read, where it exists
+  bool forbidden = false;              // this user's rights are that problem
   Dictionary content;
   std::vector<LegacySection> sections;  // in the order of their conversion
 

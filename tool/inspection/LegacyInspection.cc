@@ -76,6 +76,12 @@ class LegacyInspection {
 
  private:
   void tellContents(const LegacyFile& file, FindingList& list) {
+    if (file.forbidden) {
+      list.add(finding::kLegacyForbidden, "The file may not be read (" + *file.problem +
+                                              "), so that nothing can be told about what it "
+                                              "holds.");
+      return;
+    }
     if (file.problem) {
       list.add(finding::kLegacyUnreadable, "The file cannot be read as a property list (" +
                                                *file.problem +

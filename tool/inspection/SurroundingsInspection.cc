@@ -68,6 +68,8 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
     list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
     return;
   }
+  // What else lies there is told as a file that cannot be read.
+  if (attributes->kind != FileAttributes::Kind::Regular) return;
   const unsigned mode = attributes->mode;
   if ((mode & kModeOfSaves) != kModeOfSaves || (mode & 07111U) != 0) {
     list.add(finding::kWrongMode,
@@ -94,11 +96,9 @@ void inspectLock(HostFacts& facts, Findings& findings) {
   const std::string path(kAccountMigrationLockFilename);
   const auto holder = facts.lockHolder(path);
   if (!holder) return;
-  std::string who = "A process of another container";
-  if (holder->identifier > 0) who = "Process " + std::to_string(holder->identifier);
-  if (!holder->commandName.empty()) who += " (" + holder->commandName + ")";
   FindingList(findings, path)
-      .add(finding::kLockHeld, who + " holds the migration lock: migrations and edits wait.");
+      .add(finding::kLockHeld,
+           "The migration lock is held by " + inWords(*holder) + ": migrations and edits wait.");
 }
 
 }  // namespace

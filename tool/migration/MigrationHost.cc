@@ -92,7 +92,7 @@ class BackingUpObserver : public ChangeObserver {
   bool migrationMayBegin() override {
     asked_ = true;
     if (const auto changed = changedSince(inputs_, device_)) {
-      refusal_ = device_.shown(*changed) + ": it changed while the migration was prepared";
+      refusal_ = *changed + ": it changed while the migration was prepared";
       return false;
     }
     if (options_.backup) {

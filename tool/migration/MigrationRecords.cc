@@ -1,8 +1,12 @@
 #include "tool/migration/MigrationRecords.h"
 
+#include <cerrno>
+#include <utility>
+
 #include "host/LinuxFiles.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
+#include "tool/frame/Errors.h"
 #include "tool/inspection/Inspection.h"
 
 namespace accountsettings {
@@ -29,6 +33,14 @@ MigrationRecord recordFrom(Files& files, const std::string& name) {
   return record;
 }
 
+std::vector<std::string> recordNames(LinuxFiles& files) {
+  Result<std::vector<std::string>> names = files.list(migrationRecordsDirectory());
+  if (names) return std::move(names).value();
+  const Error& error = names.error();
+  if (error.code == ENOENT) return {};
+  throw Prevented("", error.message, adviceFor(error.code));
+}
+
 }  // namespace
 
 std::string migrationRecordsDirectory() {
@@ -38,9 +50,7 @@ std::string migrationRecordsDirectory() {
 
 std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files) {
   std::vector<MigrationRecord> records;
-  const Result<std::vector<std::string>> names = files.list(migrationRecordsDirectory());
-  if (!names) return records;
-  for (const std::string& name : *names) {
+  for (const std::string& name : recordNames(files)) {
     if (name.starts_with("AccountMigrationInformation-")) {
       records.push_back(recordFrom(files, name));
     }

@@ -23,7 +23,8 @@ struct MigrationRecord {
 
 // The device path of the directory that holds the records.
 [[nodiscard]] std::string migrationRecordsDirectory();
-// The records of the root that `files` and ProcessContext::current() stand on, by name.
+// The records of the root that `files` and ProcessContext::current() stand on, by name. Throws
+// Prevented where they may not be looked at.
 [[nodiscard]] std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files);
 
 // For people, and for scripts.

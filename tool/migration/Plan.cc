@@ -13,10 +13,10 @@ namespace accountsettings {
 namespace {
 
 void decide(Plan& plan, const InspectedFiles& files) {
-  plan.legacyMail = files.legacyMail.content.has_value();
-  plan.legacyExchange = files.legacyExchange.content.has_value();
-  plan.interruptedRemoval =
-      ProcessContext::current().platform().files.exists(removalSentinelPath());
+  Files& real = ProcessContext::current().platform().files;
+  plan.legacyMail = real.exists(files.legacyMail.name);
+  plan.legacyExchange = real.exists(files.legacyExchange.name);
+  plan.interruptedRemoval = real.exists(removalSentinelPath());
   plan.versionUpgrade = !plan.legacyMail && !plan.legacyExchange &&
                         AccountsManager::accountSettingsNeedsToBeMigrated();
   const auto& settings = files.settings.content;
@@ -36,6 +36,9 @@ void giveReasons(Plan& plan, const InspectedFiles& files) {
   if (plan.legacyMail) say("The legacy mail file is there: its accounts are converted.");
   if (!files.settings.content) {
     say("There are no account settings: a file of version " + current + " is written.");
+  } else if (!*files.settings.content) {
+    say("The settings cannot be read (" + files.settings.content->error().message +
+        "): a migration would take them for empty.");
   } else if (plan.version && *plan.version >= 0 &&
              *plan.version < AccountsManager::currentVersion()) {
     say("The settings have version " + std::to_string(*plan.version) +
@@ -91,14 +94,15 @@ void tellFiles(Plan& plan, OverlayFiles& overlay, Files& real) {
   plan.directories.assign(overlay.madeDirectories().begin(), overlay.madeDirectories().end());
 }
 
-std::optional<Process> daemonToStop(const Platform& platform) {
+}  // namespace
+
+std::optional<Process> daemonToStop() {
   constexpr std::string_view kDaemon = "dataaccessd";
   const int identifier = findProcessByName(kDaemon);
-  if (identifier < 0 || identifier == platform.processes.ownIdentifier()) return std::nullopt;
+  const int own = ProcessContext::current().platform().processes.ownIdentifier();
+  if (identifier < 0 || identifier == own) return std::nullopt;
   return Process{identifier, std::string(kDaemon)};
 }
-
-}  // namespace
 
 Plan makePlan(Device& device) {
   Plan plan;
@@ -110,7 +114,7 @@ Plan makePlan(Device& device) {
   giveReasons(plan, files);
   plan.findings = inspectDevice(device, files);
   plan.legacyFiles = legacyFilesOf(files);
-  plan.daemon = daemonToStop(platform);
+  plan.daemon = daemonToStop();
 
   host.rehearse(device.log());
   plan.result = host.rehearsal().result();

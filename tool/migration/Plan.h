@@ -62,4 +62,8 @@ struct Plan {
 // Rehearses the migration. Touches nothing and takes no lock. Throws as Rehearsal.
 [[nodiscard]] Plan makePlan(Device& device);
 
+// The sync daemon that a migration of the root behind ProcessContext::current() would ask to exit;
+// none where it does not run.
+[[nodiscard]] std::optional<Process> daemonToStop();
+
 }  // namespace accountsettings

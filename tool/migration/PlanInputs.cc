@@ -1,6 +1,7 @@
 #include "tool/migration/PlanInputs.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
@@ -12,6 +13,21 @@
 #include "tool/frame/ReadFile.h"
 
 namespace accountsettings {
+namespace {
+
+// A configuration that is not the root's own is told from device paths by these words before it.
+constexpr std::string_view kGivenConfiguration = "--config ";
+
+// None for a file of this machine that cannot be read.
+std::optional<std::string> digestOf(const std::string& file) {
+  try {
+    return sha256(readFile(file));
+  } catch (const CommandFailure&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
 
 std::vector<PlanInput> planInputs(Device& device) {
   std::vector<PlanInput> inputs;
@@ -20,6 +36,10 @@ std::vector<PlanInput> planInputs(Device& device) {
         std::string("/etc/accountsettings/host.plist")}) {
     const Result<Bytes> bytes = device.files().read(path);
     inputs.push_back({path, bytes ? std::optional(sha256(*bytes)) : std::nullopt});
+  }
+  if (const auto& given = device.configFile()) {
+    const std::string path = std::filesystem::absolute(*given).string();
+    inputs.push_back({std::string(kGivenConfiguration) + path, digestOf(path)});
   }
   return inputs;
 }
@@ -53,10 +73,18 @@ std::vector<PlanInput> readPlanInputs(const std::string& file) {
 }
 
 std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs, Device& device) {
-  for (const PlanInput& now : planInputs(device)) {
-    if (std::find(inputs.begin(), inputs.end(), now) == inputs.end()) return now.path;
-  }
-  return std::nullopt;
+  const std::vector<PlanInput> now = planInputs(device);
+  const auto missingFrom = [&](const std::vector<PlanInput>& all,
+                               const std::vector<PlanInput>& wanted) -> std::optional<std::string> {
+    for (const PlanInput& each : wanted) {
+      if (std::find(all.begin(), all.end(), each) != all.end()) continue;
+      return each.path.starts_with(kGivenConfiguration) ? each.path : device.shown(each.path);
+    }
+    return std::nullopt;
+  };
+  // A plan may also be of inputs that are none now, such as another configuration.
+  const auto changed = missingFrom(inputs, now);
+  return changed ? changed : missingFrom(now, inputs);
 }
 
 }  // namespace accountsettings

@@ -17,7 +17,7 @@ inline constexpr std::string_view kPlanFormat = "accountsettings.plan";
 inline constexpr std::int64_t kPlanFormatVersion = 1;
 
 struct PlanInput {
-  std::string path;                   // device path
+  std::string path;                   // device path, or "--config FILE" of this machine
   std::optional<std::string> sha256;  // none: there is no such file
   friend bool operator==(const PlanInput&, const PlanInput&) = default;
 };
@@ -26,7 +26,7 @@ struct PlanInput {
 [[nodiscard]] std::vector<PlanInput> planInputs(Device& device);
 // The inputs in a saved plan. Throws Prevented where the file is no saved plan.
 [[nodiscard]] std::vector<PlanInput> readPlanInputs(const std::string& file);
-// The device path of the first input that is no longer what the plan was made of, or none.
+// The first input that is not what the plan was made of, as it is called on this machine, or none.
 [[nodiscard]] std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs,
                                                       Device& device);
 

@@ -24,6 +24,14 @@ const char* wordFor(PlannedFile::Fate fate) {
   return "same";
 }
 
+// What is broken can hide that work is pending.
+const char* headlineOf(const Plan& plan) {
+  if (plan.pending()) return "A migration is pending.";
+  return anyBlocksMigration(plan.findings)
+             ? "No migration is pending, but the findings below come first."
+             : "No migration is needed.";
+}
+
 void heading(Output& output, std::string_view text) {
   output.line("");
   output.line(output.paint(Colour::Bold, text));
@@ -71,6 +79,7 @@ void writeDropped(Output& output, const Plan& plan, const ShownPath& shown) {
 
 void writeFiles(Output& output, const Plan& plan, const ShownPath& shown) {
   heading(output, "Files");
+  if (plan.files.empty() && plan.directories.empty()) output.line("  none");
   for (const PlannedFile& each : plan.files) {
     output.line("  " + padded(wordFor(each.fate), 8) + printable(shown(each.path)));
   }
@@ -153,9 +162,8 @@ Array inputsForScripts(const Plan& plan) {
 }  // namespace
 
 void writePlan(Output& output, const Plan& plan, const ShownPath& shown) {
-  output.line(output.paint(Colour::Bold,
-                           plan.pending() ? "A migration is pending." : "No migration is needed."));
-  for (const std::string& each : plan.reasons) output.line("  " + each);
+  output.line(output.paint(Colour::Bold, headlineOf(plan)));
+  for (const std::string& each : plan.reasons) output.line("  " + printable(each));
   if (!plan.result) output.line("  The migration would answer no.");
   writeSteps(output, plan);
   writeLegacyFiles(output, plan, shown);
