@@ -185,7 +185,8 @@ class AccountsManager {
 
   // Called by the factories, once.
   void _initWithAccountsInfo(const std::optional<Array>& accountsInfo);
-  // Makes the records of the parent's children anew. REQUIRES: a parent.
+  // Makes the records of the parent's children anew; a parent without identifier gets none.
+  // REQUIRES: a parent.
   void _loadChildrenFromAccount(const Account& parent);
   // Forgets the parent's children; who holds one may keep it.
   void _removeChildrenForAccountWithIdentifier(std::string_view parentIdentifier);

@@ -56,11 +56,11 @@ class Model {
         systemLog("Ignoring unknown child account with properties %@", each);
         continue;
       }
+      if (!owner) continue;
       child->setParentAccount(parent);
       const std::string identifier(*own->stringValue());
       children[identifier] = child;
-      parents.erase(identifier);
-      if (owner) parents[identifier] = *owner;
+      parents[identifier] = *owner;
     }
   }
 

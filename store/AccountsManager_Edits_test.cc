@@ -476,6 +476,17 @@ TEST_F(AccountsManagerEdits, AccountsWithoutIdentifierAreLeftAlone) {
   EXPECT_THAT(listed(*store), ElementsAre("-", "B", "-"));
 }
 
+TEST_F(AccountsManagerEdits, AccountWithoutIdentifierLeavesNoChildBehind) {
+  const auto store =
+      storeOf({with(parent("P", {account("c"), account("d")}), {{"Identifier", 1}})});
+  const Account nameless = store->allBasicAccounts()[0];
+  store->removeChildWithIdentifierFromAccount("c", nameless);
+  EXPECT_THAT(storedChildren(nameless), Optional(ElementsAre("d")));
+  EXPECT_EQ(childIn(*store, "c"), nullptr);
+  store->replaceAccountsWithTypesWithAccounts({"CalDAV"}, {});
+  EXPECT_THAT(store->allBasicSyncableAccounts(), IsEmpty());
+}
+
 // Traces
 
 TEST_F(AccountsManagerEdits, FourEditsAreTraced) {

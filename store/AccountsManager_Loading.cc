@@ -83,8 +83,10 @@ void AccountsManager::_loadChildrenFromAccount(const Account& parent) {
       systemLog("Ignoring unknown child account with properties %@", description);
       continue;
     }
+    // A parent without identifier could never be told to forget its children again.
+    if (!parentIdentifier) continue;
     child->setParentAccount(parent);
-    contents_->children.set(*identifier, child, parentIdentifier);
+    contents_->children.set(*identifier, child, *parentIdentifier);
   }
 }
 

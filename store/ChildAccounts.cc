@@ -6,17 +6,13 @@
 namespace accountsettings {
 
 void ChildAccounts::set(std::string_view childIdentifier, Account child,
-                        const std::optional<std::string>& parentIdentifier) {
+                        std::string_view parentIdentifier) {
   accounts_.set(childIdentifier, std::move(child));
-  if (!parentIdentifier) {
-    parents_.remove(childIdentifier);
-    return;
+  parents_.set(childIdentifier, std::string(parentIdentifier));
+  if (childrenByParent_.find(parentIdentifier) == nullptr) {
+    childrenByParent_.set(parentIdentifier, {});
   }
-  parents_.set(childIdentifier, *parentIdentifier);
-  if (childrenByParent_.find(*parentIdentifier) == nullptr) {
-    childrenByParent_.set(*parentIdentifier, {});
-  }
-  childrenByParent_.find(*parentIdentifier)->emplace_back(childIdentifier);
+  childrenByParent_.find(parentIdentifier)->emplace_back(childIdentifier);
 }
 
 void ChildAccounts::forgetChildrenOf(std::string_view parentIdentifier) {

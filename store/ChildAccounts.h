@@ -4,7 +4,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -28,8 +27,7 @@ class ChildAccounts {
   }
 
   // Enters a child. Where its identifier is taken, the newer one counts, whoever the parent is.
-  void set(std::string_view childIdentifier, Account child,
-           const std::optional<std::string>& parentIdentifier);
+  void set(std::string_view childIdentifier, Account child, std::string_view parentIdentifier);
   void forgetChildrenOf(std::string_view parentIdentifier);
   void clear();
 
