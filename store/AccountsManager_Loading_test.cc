@@ -141,6 +141,12 @@ TEST_F(AccountsManagerLoading, IdentifierThatIsNoStringIsListedButNotMapped) {
                                  "saved"));
 }
 
+TEST_F(AccountsManagerLoading, EmptyIdentifierIsAnIdentifier) {
+  const auto store = storeOf({account("")});
+  EXPECT_EQ(store->accountWithIdentifier(""), store->allBasicAccounts()[0]);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
 TEST_F(AccountsManagerLoading, RepeatedIdentifierListsBothAndMapsTheLater) {
   const Dictionary first =
       account("A", {{"n", 1}, {"ChildAccounts", Array{account("c1"), account("c2")}}});

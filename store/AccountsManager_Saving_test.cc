@@ -132,6 +132,19 @@ TEST_F(AccountsManagerSaving, ChangeThatWasSavedCountsAsUnchangedFromThenOn) {
   EXPECT_EQ(savedK(), 7);
 }
 
+TEST_F(AccountsManagerSaving, SavingAgainWithoutAChangeLeavesWhatWasSaved) {
+  const auto store = loaded({withK("A", 1)});
+  store->accountWithIdentifier("A")->setAccountPropertyForKey(2, "k");
+  store->insertAccount(record(withK("B", 1)));
+  store->saveAllAccounts();
+  const Array written{withK("A", 2), withK("B", 1)};
+  EXPECT_EQ(savedAccounts(), written);
+  for (int save = 0; save < 2; ++save) {
+    store->saveAllAccounts();
+    EXPECT_EQ(savedAccounts(), written);
+  }
+}
+
 TEST_F(AccountsManagerSaving, ManySavesFollowWhatIsReallyInTheFile) {
   const auto store = loaded({withK("A", 0), withK("B", 0)});
   for (int i = 1; i < 6; ++i) {
@@ -140,6 +153,7 @@ TEST_F(AccountsManagerSaving, ManySavesFollowWhatIsReallyInTheFile) {
     EXPECT_EQ(savedK(0), i);
     if (i % 2 == 0) putSettings({withK("A", i), withK("B", i)});
     store->saveAllAccounts();
+    EXPECT_EQ(savedK(0), i);
     EXPECT_EQ(savedK(1), i / 2 * 2);
   }
 }
