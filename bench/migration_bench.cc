@@ -1,6 +1,7 @@
-// Benchmarks of whole migrations from version 0 to 12, on real files, at three sizes. Each runs in
-// a process of its own, which is charged with what it reads, writes and needs in memory. "account"
-// is the time per account, which should stay flat.
+// Benchmarks of a whole migration from version 0 to 12, by the library alone and by the command,
+// and of what else the command does with the same settings, on real files, at three sizes. Each
+// runs in a process of its own, which is charged with what it reads, writes and needs in memory.
+// "account" is the time per account, which should stay flat.
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -10,7 +11,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "bench/SampleSettings.h"
 #include "host/LinuxHost.h"
@@ -91,7 +94,27 @@ double ioCounter(const std::string& wanted) {
   return 0;
 }
 
-Cost migrate(const fs::path& root) {
+// Runs `work` and tells its time and what this process, and any child that it waited for, read and
+// wrote.
+Cost costOf(const std::function<void()>& work) {
+  const double readBefore = ioCounter("rchar:");
+  const double writtenBefore = ioCounter("wchar:");
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  Cost cost;
+  cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  cost.bytesRead = ioCounter("rchar:") - readBefore;
+  cost.bytesWritten = ioCounter("wchar:") - writtenBefore;
+  return cost;
+}
+
+double peakMemory(int whose) {
+  rusage usage{};
+  ::getrusage(whose, &usage);
+  return static_cast<double>(usage.ru_maxrss) * 1024;
+}
+
+Cost migrateByLibrary(const fs::path& root) {
   NoLog log;
   HostOptions options;
   options.root = root.string();
@@ -101,18 +124,35 @@ Cost migrate(const fs::path& root) {
   ProcessContext context((*host)->platform());
   const ProcessContext::Override current(context);
 
-  const double readBefore = ioCounter("rchar:");
-  const double writtenBefore = ioCounter("wchar:");
-  const auto start = std::chrono::steady_clock::now();
-  AccountsManager::_migrateAccountsIfNeeded();
-  Cost cost;
-  cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  cost.bytesRead = ioCounter("rchar:") - readBefore;
-  cost.bytesWritten = ioCounter("wchar:") - writtenBefore;
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  cost.peakMemory = static_cast<double>(usage.ru_maxrss) * 1024;
+  Cost cost = costOf([] { AccountsManager::_migrateAccountsIfNeeded(); });
+  cost.peakMemory = peakMemory(RUSAGE_SELF);
   return cost;
+}
+
+[[noreturn]] void becomeCommand(std::vector<std::string> words) {
+  std::vector<char*> arguments;
+  for (std::string& each : words) arguments.push_back(each.data());
+  arguments.push_back(nullptr);
+  if (std::freopen("/dev/null", "w", stdout) != nullptr) ::execv(AS_TOOL_BINARY, arguments.data());
+  std::abort();
+}
+
+// Answers what runs the command `accountsettings` with these words on a root.
+std::function<Cost(const fs::path&)> command(std::vector<std::string> words) {
+  return [words = std::move(words)](const fs::path& root) {
+    std::vector<std::string> all{"accountsettings", "--root", root.string()};
+    all.insert(all.end(), words.begin(), words.end());
+    Cost cost = costOf([&] {
+      const pid_t child = ::fork();
+      if (child == 0) becomeCommand(all);
+      int status = 0;
+      ::waitpid(child, &status, 0);
+      // `check` ends with 1 where it finds something.
+      if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) std::abort();
+    });
+    cost.peakMemory = peakMemory(RUSAGE_CHILDREN);
+    return cost;
+  };
 }
 
 // Runs `body` in a child process and hands back what it answered.
@@ -156,7 +196,8 @@ void prepare(const fs::path& root, std::size_t accounts) {
   writeFile(root / "old.plist", oldSettings(accounts));
 }
 
-void migrateFromVersion0(benchmark::State& state) {
+// Does `work` on a root with settings of version 0.
+void measure(benchmark::State& state, const std::function<Cost(const fs::path& root)>& work) {
   std::string pattern = fs::temp_directory_path() / "migration-bench-XXXXXX";
   if (::mkdtemp(pattern.data()) == nullptr) std::abort();
   const fs::path root = pattern;
@@ -171,7 +212,7 @@ void migrateFromVersion0(benchmark::State& state) {
   Cost cost;
   for ([[maybe_unused]] auto each : state) {
     fs::copy_file(root / "old.plist", settings, fs::copy_options::overwrite_existing);
-    cost = inChild([&] { return migrate(root); });
+    cost = inChild([&] { return work(root); });
     state.SetIterationTime(cost.seconds);
   }
   state.counters["account"] = benchmark::Counter(
@@ -184,12 +225,16 @@ void migrateFromVersion0(benchmark::State& state) {
   fs::remove_all(root);
 }
 
-BENCHMARK(migrateFromVersion0)
-    ->Arg(12)
-    ->Arg(1000)
-    ->Arg(100000)
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+void atEverySize(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(1000)->Arg(10000)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK_CAPTURE(measure, libraryMigrates, migrateByLibrary)->Apply(atEverySize);
+BENCHMARK_CAPTURE(measure, migrate, command({"migrate"}))->Apply(atEverySize);
+BENCHMARK_CAPTURE(measure, plan, command({"plan"}))->Apply(atEverySize);
+BENCHMARK_CAPTURE(measure, check, command({"check"}))->Apply(atEverySize);
+BENCHMARK_CAPTURE(measure, show, command({"show"}))->Apply(atEverySize);
+BENCHMARK_CAPTURE(measure, report, command({"report", "--out", "/dev/null"}))->Apply(atEverySize);
 
 }  // namespace
 }  // namespace accountsettings
