@@ -19,10 +19,10 @@
 
 #include "bench/SampleSettings.h"
 #include "host/LinuxHost.h"
+#include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
 #include "store/AccountsManager.h"
-#include "testing/PlatformWithFiles.h"
 
 namespace accountsettings {
 namespace {
@@ -121,7 +121,7 @@ class Device {
     host_ = std::move(LinuxHost::create(std::move(options)).value());
     Platform platform = host_->platform();
     context_ = std::make_unique<ProcessContext>(
-        inMemory ? testing::platformWithFiles(platform, memory_) : platform);
+        inMemory ? platformWith(platform, {.files = &memory_}) : platform);
     override_ = std::make_unique<ProcessContext::Override>(*context_);
     settings_ = settingsFile(accounts, root_ / "scratch");
     isInMemory_ = inMemory;

@@ -20,12 +20,12 @@
 #include "host/ProcessTable.h"
 #include "host/SystemClock.h"
 #include "migration/AccountsDataMigrator.h"
+#include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "testing/KillingFiles.h"
-#include "testing/PlatformWithFiles.h"
 
 namespace accountsettings {
 namespace {
@@ -316,7 +316,7 @@ TEST_F(HostMigration, KillAtAnyCallLosesNoAccountAndTheNextRunEndsIt) {
     putLegacyFiles();
     const int end = testing::inChild([&] {
       testing::KillingFiles files(host->platform().files, call);
-      return migrateOn(testing::platformWithFiles(host->platform(), files)) ? 0 : 1;
+      return migrateOn(platformWith(host->platform(), {.files = &files})) ? 0 : 1;
     });
     killed = end == 1000 + SIGKILL;
     EXPECT_TRUE(killed || end == 0) << end;

@@ -11,11 +11,11 @@
 
 #include "host/HostTest.h"
 #include "host/LinuxHost.h"
+#include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "testing/KillingFiles.h"
-#include "testing/PlatformWithFiles.h"
 
 namespace accountsettings {
 namespace {
@@ -141,7 +141,7 @@ TEST_F(AccountsManagerHostFiles, KillAtAnyCallLeavesTheOldFileOrTheNewOne) {
   const auto saveKilledAt = [&](int call) {
     return testing::inChild([&] {
       testing::KillingFiles files(host->platform().files, call);
-      ProcessContext killed(testing::platformWithFiles(host->platform(), files));
+      ProcessContext killed(platformWith(host->platform(), {.files = &files}));
       const ProcessContext::Override overriding(killed);
       saveEverywhere(*AccountsManager::init(), "new");
       return files.calls();

@@ -5,10 +5,10 @@
 
 #include "account/StringList.h"
 #include "platform/AssertionFailure.h"
+#include "platform/PlatformWith.h"
 #include "platform/ReadDictionary.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/DeviceInspection.h"
-#include "tool/device/PlatformWith.h"
 #include "tool/inspection/FindingsText.h"
 
 namespace accountsettings {

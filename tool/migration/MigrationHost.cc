@@ -5,9 +5,9 @@
 #include "account/AccountConstants.h"
 #include "host/LinuxFiles.h"
 #include "platform/AssertionFailure.h"
+#include "platform/PlatformWith.h"
 #include "platform/ReadDictionary.h"
 #include "store/AccountsManager.h"
-#include "tool/device/PlatformWith.h"
 #include "tool/device/WatchedFiles.h"
 #include "tool/frame/Errors.h"
 

@@ -1,7 +1,7 @@
 #include "tool/migration/MigrationRun.h"
 
 #include "account/CreatorCapabilities.h"
-#include "tool/device/PlatformWith.h"
+#include "platform/PlatformWith.h"
 #include "tool/frame/Errors.h"
 
 namespace accountsettings {

@@ -1,17 +1,26 @@
-#include "tool/device/PlatformWith.h"
+// platformWith makes a platform in which some services are replaced.
+#pragma once
+
+#include "platform/Platform.h"
 
 namespace accountsettings {
 
-namespace {
+// The services that take another's place; nullptr leaves the one that is there. They must outlive
+// the platform's users.
+struct OtherServices {
+  Files* files = nullptr;
+  Locks* locks = nullptr;
+  Processes* processes = nullptr;
+  Notifications* notifications = nullptr;
+  Clock* clock = nullptr;
+  Identifiers* identifiers = nullptr;
+  SystemLog* systemLog = nullptr;
+};
 
-template <class Service>
-Service& chosen(Service* other, Service& own) {
-  return other != nullptr ? *other : own;
-}
-
-}  // namespace
-
-Platform platformWith(const Platform& platform, const OtherServices& others) {
+[[nodiscard]] inline Platform platformWith(const Platform& platform, const OtherServices& others) {
+  const auto chosen = [](auto* other, auto& own) -> auto& {
+    return other ? *other : own;
+  };
   return {chosen(others.files, platform.files),
           platform.resources,
           chosen(others.locks, platform.locks),
