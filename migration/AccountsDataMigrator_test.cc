@@ -385,6 +385,24 @@ TEST_F(Migration, ASecondRunChangesNothingMore) {
   EXPECT_EQ(fake.files.bytes(kSettings), first);
 }
 
+TEST_F(Migration, TheNewDeviceAccountTakesWhatItDoesNotChangeFromTheOldOneInTheFile) {
+  // The new record counts as unchanged where it is as it was made.
+  const Dictionary old{{"Type", "OnMyDevice"},
+                       {"Class", "DeviceLocalAccount"},
+                       {"Identifier", "DeviceLocalAccount"},
+                       {"Type String", "Old"},
+                       {"Foreign", 1},
+                       {"Enabled Dataclasses", testing::dataclasses({"Contacts"})}};
+  for (const auto type : {SyncDataType::Bookmarks, SyncDataType::Calendars, SyncDataType::Contacts,
+                          SyncDataType::Notes}) {
+    fake.externalSources.set(type, {"DenyTethered"});
+  }
+  putSettings(2, {old});
+  EXPECT_TRUE(migrate());
+  // With nothing to carry there is no new list either.
+  EXPECT_EQ(savedAccounts(), PropertyList(Array{old}));
+}
+
 TEST_F(Migration, AFailingSaveStillCountsAndCostsTheLegacyFiles) {
   putLegacyMail();
   fake.faults.failAlways("files.rename");

@@ -139,6 +139,18 @@ TEST_F(LegacyMigration, AGenericMailAccountIsRepairedAtTheFirstSave) {
   EXPECT_EQ(account->accountClass(), "POPAccount");
 }
 
+TEST_F(LegacyMigration, AGenericMailAccountBeyondRepairIsWrittenOnceMoreAndThenGone) {
+  putSettings(8, {});
+  putMail({Dictionary{{"AccountType", "MailAccount"}, {"uniqueId", "generic"}}}, {});
+  EXPECT_TRUE(migrateInAProcess());
+  EXPECT_THAT(savedIdentifiers(), ElementsAre("generic"));
+  // The mail application is told at each save, of the four steps and the last one, and in the end.
+  EXPECT_EQ(fake.notifications.preferencesChanged.size(), 4U + 1U + 1U);
+  EXPECT_EQ(AccountsManager::init()->count(), 0U);
+  EXPECT_TRUE(migrateInAProcess());
+  EXPECT_THAT(savedIdentifiers(), IsEmpty());
+}
+
 TEST_F(LegacyMigration, AfterWhateverCrashTheNextRunEndsItAndNoAccountIsLost) {
   const std::vector<std::string> all = {"exchange", "smtp", "pop", "gmail"};
   int crashes = 0;

@@ -118,6 +118,28 @@ TEST_F(VersionSteps7A, TheStoreFindsAccountsAndChildrenUnderTheNewIdentifier) {
   EXPECT_EQ(store->accountWithIdentifier("c"), found);
 }
 
+TEST_F(VersionSteps7A, TheStoreFindsDeliveryAccountsUnderTheNewIdentifierToo) {
+  AccountsDataMigrator migrator;
+  const auto store =
+      storeOf({account("SMTP", "SMTPAccount", {{"Identifier", "old"}, {"uniqueId", "new"}})});
+  EXPECT_TRUE(migrator._migrateAccountsFrom7A150(*store));
+  EXPECT_EQ(store->accountWithIdentifier("old"), nullptr);
+  EXPECT_NE(store->accountWithIdentifier("new"), nullptr);
+}
+
+TEST_F(VersionSteps7A, MailAccountsAreSeenToBeforeExchangeAndDeliveryAccounts) {
+  AccountsDataMigrator migrator;
+  const auto store = storeOf({account("SMTP", "S", {{"Identifier", ""}}),
+                              account("Exchange", "E", {{"Identifier", ""}}),
+                              account("Mail", "IMAPAccount", {{"Identifier", ""}})});
+  EXPECT_TRUE(migrator._migrateAccountsFrom7A150(*store));
+  const auto& accounts = store->allBasicAccounts();
+  ASSERT_EQ(accounts.size(), 3U);
+  // Fresh identifiers count upwards.
+  EXPECT_LT(accounts[2]->identifier(), accounts[1]->identifier());
+  EXPECT_LT(accounts[1]->identifier(), accounts[0]->identifier());
+}
+
 TEST_F(VersionSteps7A, AccountsKeepTheirPlacesThoughTheirIdentifiersChange) {
   EXPECT_EQ(after7A150({account("Exchange", "E", {{"Identifier", "e"}, {"uniqueId", "e2"}}),
                         account("SMTP", "S", {{"Identifier", "s"}}),

@@ -160,6 +160,16 @@ TEST_F(VersionSteps8And9, TheUmbrellaCarriesMailOnlyWhereTheAccountSaysThatItIsA
   EXPECT_FALSE(carriesMail({}));
 }
 
+TEST_F(VersionSteps8And9, AnUmbrellaWhoseTypeCannotCarryMailCarriesNone) {
+  fake.resources.put(
+      "AccountTypesProperties",
+      Dictionary{{"Quorra", Dictionary{{"Supported Dataclasses", dataclasses({"Mail"})}}},
+                 {"ZelqoAccount", Dictionary{{"Supported Dataclasses", dataclasses({"Notes"})}}}});
+  const PropertyList result =
+      after8B117({account("Quorra", "QuorraAccount", {{"Identifier", "a"}, {"IsActive", true}})});
+  EXPECT_FALSE((*result.array())[0].dictionary()->contains("Enabled Dataclasses"));
+}
+
 TEST_F(VersionSteps8And9, TheClassDecidesWhateverTheType) {
   const PropertyList result = after8B117({account("Mail", "VantorAccount", {{"Identifier", "a"}}),
                                           account("Quorra", "IMAPAccount", {{"Identifier", "b"}})});
@@ -243,12 +253,14 @@ TEST_F(VersionSteps8And9, EqualChildrenAreEachReplaced) {
 TEST_F(VersionSteps8And9, AChangedChildGetsTheIdentifiersItLackedAndAnUnchangedOneDoesNot) {
   const Dictionary changed = account("Quorra", "QuorraAccount", {{"DisplayName", "One"}});
   const Dictionary unchanged = account("Quorra", "QuorraAccount", {});
-  EXPECT_EQ(
-      after8C136({cloud({{"ChildAccounts", Array{changed, unchanged}}})}),
-      PropertyList(Array{cloud(
-          {{"ChildAccounts", Array{account("Quorra", "QuorraAccount",
-                                           {{"Identifier", "new-1"}, {"Sync Identifier", "new-1"}}),
-                                   unchanged}}})}));
+  // The parent's name is not the child's.
+  const Dictionary parent = cloud({{"DisplayName", "Parent"}});
+  EXPECT_EQ(after8C136({with(parent, {{"ChildAccounts", Array{changed, unchanged}}})}),
+            PropertyList(Array{with(
+                parent, {{"ChildAccounts",
+                          Array{account("Quorra", "QuorraAccount",
+                                        {{"Identifier", "new-1"}, {"Sync Identifier", "new-1"}}),
+                                unchanged}}})}));
 }
 
 TEST_F(VersionSteps8And9, ChildrenThatAreNoAccountsStayAsTheyAre) {
