@@ -113,6 +113,38 @@ TEST(HostConfiguration, EveryKeyIsRead) {
   EXPECT_THAT(configuration.warnings, IsEmpty());
 }
 
+TEST(HostConfiguration, EachSwitchAndKindOfDataHasItsOwnKey) {
+  const HostConfiguration configuration = parsed({
+      {"Restrictions", Dictionary{{"CloudDocuments", 1},
+                                  {"PhotoStream", 2},
+                                  {"SharedPhotoStreams", 3},
+                                  {"CloudBackup", 4},
+                                  {"LockScreenCards", 5}}},
+      {"ExternalSources", Dictionary{{"Bookmarks", Array{"b"}},
+                                     {"Calendars", Array{"c"}},
+                                     {"Contacts", Array{"o"}},
+                                     {"Notes", Array{"n"}}}},
+      {"ExternalSourceErrors",
+       Dictionary{
+           {"Bookmarks", "no b"}, {"Calendars", "no c"}, {"Contacts", "no o"}, {"Notes", "no n"}}},
+  });
+  EXPECT_EQ(configuration.restrictions,
+            (std::map<RestrictionSwitch, int>{{RestrictionSwitch::CloudDocuments, 1},
+                                              {RestrictionSwitch::PhotoStream, 2},
+                                              {RestrictionSwitch::SharedPhotoStreams, 3},
+                                              {RestrictionSwitch::CloudBackup, 4},
+                                              {RestrictionSwitch::LockScreenCards, 5}}));
+  const std::map<SyncDataType, std::string> kinds{{SyncDataType::Bookmarks, "b"},
+                                                  {SyncDataType::Calendars, "c"},
+                                                  {SyncDataType::Contacts, "o"},
+                                                  {SyncDataType::Notes, "n"}};
+  for (const auto& [type, letter] : kinds) {
+    const ExternalSourcesAnswer& answer = configuration.externalSources.at(type);
+    EXPECT_THAT(answer.sources.value(), ElementsAre(letter));
+    EXPECT_EQ(answer.error, "no " + letter);
+  }
+}
+
 TEST(HostConfiguration, ADictionaryCompletesTheDefaultKeyByKey) {
   const HostConfiguration configuration = parsed({
       {"CloudAccount", Dictionary{{"StatusKey", "s"}}},
