@@ -62,8 +62,11 @@ TEST_F(VersionSteps8And9, NotesStayWhereTheyAreOnOtherProcessors) {
       account("Mail", "IMAPAccount", with({{"Identifier", "m"}}, enabled({"Notes"}))),
       account("OnMyDevice", "D", {{"Identifier", "d"}})};
   EXPECT_EQ(after8A293(accounts), PropertyList(accounts));
-  fake.deviceAnswers.set("CPUArchitecture", "armv7");
-  EXPECT_EQ(after8A293(accounts), PropertyList(accounts));
+  for (const PropertyList& other :
+       {PropertyList("armv7"), PropertyList("armv6l"), PropertyList("ARMV6"), PropertyList(6)}) {
+    fake.deviceAnswers.set("CPUArchitecture", other);
+    EXPECT_EQ(after8A293(accounts), PropertyList(accounts));
+  }
 }
 
 TEST_F(VersionSteps8And9, OnTheSmallProcessorTheDeviceCarriesNotesEvenIfItsTypeCannot) {
@@ -100,6 +103,7 @@ TEST_F(VersionSteps8And9, AHostedMailAccountMovesUnderAnUmbrella) {
                                        {"ChildAccounts", Array{child}},
                                        {"Subscribed Calendars", calendars},
                                        {"DAExoSubscribedCalendarInfos", subscribed},
+                                       {"Provisioned Dataclasses", dataclasses({"Mail"})},
                                        {"Foreign", 7}},
                                       enabled({"Contacts", "Calendars"})));
   const Dictionary nowChild = account("Quorra", "QuorraAccount",
@@ -109,6 +113,7 @@ TEST_F(VersionSteps8And9, AHostedMailAccountMovesUnderAnUmbrella) {
                                        {"DisplayName", "Q"},
                                        {"IsActive", true},
                                        {"CalDAVEnabled", false},
+                                       {"Provisioned Dataclasses", dataclasses({"Mail"})},
                                        {"Foreign", 7}});
   const PropertyList expected =
       Array{account("ZelqoAccount", "QuorraAccount",
@@ -117,6 +122,7 @@ TEST_F(VersionSteps8And9, AHostedMailAccountMovesUnderAnUmbrella) {
                           {"Username", "name@quorra.test"},
                           {"DisplayName", "Q"},
                           {"CalDAVEnabled", false},
+                          // What the old type supports, whatever was provisioned of it.
                           {"Provisioned Dataclasses",
                            dataclasses({"Mail", "Contacts", "Calendars", "Bookmarks", "Notes"})},
                           // What was there before stays first.
