@@ -1,6 +1,7 @@
 // Tests of what becomes of the legacy mail file.
 #include <thread>
 
+#include "migration/GoogleMail.h"
 #include "migration/LegacyDescriptions.h"
 #include "testing/MigrationTest.h"
 

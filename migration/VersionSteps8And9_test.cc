@@ -196,8 +196,11 @@ TEST_F(VersionSteps8And9, ATypeThatCarriesNothingProvisionsNothing) {
 TEST_F(VersionSteps8And9, NeitherUmbrellaNorChildIsFoundByIdentifierUntilTheNextLoad) {
   AccountsDataMigrator migrator;
   const auto store = storeOf({account("Quorra", "QuorraAccount", {{"Identifier", "a"}})});
+  const auto mail = store->accountWithIdentifier("a");
   EXPECT_TRUE(migrator._migrateAccountsFrom8B117(*store));
   const auto umbrella = store->allBasicAccounts().at(0);
+  // Whoever holds the old record sees its new parent.
+  EXPECT_EQ(mail->parentAccount(), umbrella);
   EXPECT_EQ(store->accountWithIdentifier("a"), nullptr);
   EXPECT_EQ(store->accountWithIdentifier(*umbrella->identifier()), nullptr);
   const auto reloaded = AccountsManager::init();
