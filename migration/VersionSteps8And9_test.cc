@@ -524,11 +524,16 @@ TEST_F(VersionSteps8And9, OnlyTheCloudAccountsClassLooksAtItsChildren) {
   EXPECT_EQ(after9A334({umbrella}), PropertyList(Array{umbrella}));
 }
 
-TEST_F(VersionSteps8And9, HostedAccountsAtTheTopAreLookedAtToo) {
-  // Their type cannot carry cloud storage, so that there is none to lose.
+TEST_F(VersionSteps8And9, HostedAccountsAtTheTopAreLookedAtTooAndNoOtherType) {
+  // Were their types to carry cloud storage.
+  const Dictionary carrying{{"Supported Dataclasses", dataclasses({"KeyValue", "Ubiquity"})}};
+  fake.resources.put("AccountTypesProperties",
+                     Dictionary{{"Quorra", carrying}, {"CalDAV", carrying}});
   const Dictionary hosted = account("Quorra", "QuorraAccount",
                                     with({{"Identifier", "q"}}, enabled({"KeyValue", "Ubiquity"})));
-  EXPECT_EQ(after9A334({hosted}), PropertyList(Array{hosted}));
+  const Dictionary other =
+      account("CalDAV", "C", with({{"Identifier", "c"}}, enabled({"KeyValue", "Ubiquity"})));
+  EXPECT_EQ(after9A334({hosted, other}), PropertyList(Array{with(hosted, enabled({})), other}));
 }
 
 TEST_F(VersionSteps8And9, ChildrenAreFoundByTheirRawType) {
