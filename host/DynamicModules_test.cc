@@ -176,6 +176,12 @@ TEST(DynamicWebEngineLock, AMissingLibraryIsAnAssertionFailureOnFirstUse) {
   EXPECT_THAT(failureOf([&] { lock.take(); }), ::testing::StartsWith("takeWebEngineLock: "));
 }
 
+TEST(DynamicWebEngineLock, AnUnresolvedSymbolIsAnAssertionFailureAtOnce) {
+  DynamicWebEngineLock lock(module("Unresolved"));
+  EXPECT_THAT(failureOf([&] { static_cast<void>(lock.isHeld()); }),
+              HasSubstr("functionThatNobodyDefines"));
+}
+
 TEST(DynamicWebEngineLock, AMissingFunctionIsAnAssertionFailure) {
   DynamicWebEngineLock lock(module("HalfWebEngine"));
   EXPECT_TRUE(lock.isHeld());
