@@ -56,19 +56,25 @@ TEST_F(AccountsManagerLoading, MissingFileGivesAnEmptyStoreSilently) {
 TEST_F(AccountsManagerLoading, UnreadableFileGivesAnEmptyStoreSilently) {
   putSettings({account("A")});
   fake.faults.failAt("files.read");
-  EXPECT_EQ(AccountsManager::init()->count(), 0U);
+  const auto store = AccountsManager::init();
+  EXPECT_EQ(store->count(), 0U);
+  EXPECT_EQ(store->dataVersion(), 0);
   EXPECT_THAT(log(), IsEmpty());
 }
 
 TEST_F(AccountsManagerLoading, FileThatIsNoPropertyListGivesAnEmptyStoreSilently) {
   fake.files.put(kSettings, "not a property list");
-  EXPECT_EQ(AccountsManager::init()->count(), 0U);
+  const auto store = AccountsManager::init();
+  EXPECT_EQ(store->count(), 0U);
+  EXPECT_EQ(store->dataVersion(), 0);
   EXPECT_THAT(log(), IsEmpty());
 }
 
 TEST_F(AccountsManagerLoading, RootThatIsNoDictionaryGivesAnEmptyStoreSilently) {
   fake.files.putPropertyList(kSettings, Array{account("A")});
-  EXPECT_EQ(AccountsManager::init()->count(), 0U);
+  const auto store = AccountsManager::init();
+  EXPECT_EQ(store->count(), 0U);
+  EXPECT_EQ(store->dataVersion(), 0);
   EXPECT_THAT(log(), IsEmpty());
 }
 

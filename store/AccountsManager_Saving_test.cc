@@ -145,6 +145,16 @@ TEST_F(AccountsManagerSaving, SavingAgainWithoutAChangeLeavesWhatWasSaved) {
   }
 }
 
+TEST_F(AccountsManagerSaving, FileThatAnotherProcessPutBackIsReadAsItIs) {
+  const auto store = loaded({withK("A", 1)});
+  const Bytes before = *fake.files.bytes(kSettings);
+  store->accountWithIdentifier("A")->setAccountPropertyForKey(2, "k");
+  store->saveAllAccounts();
+  fake.files.put(kSettings, before);
+  store->saveAllAccounts();
+  EXPECT_EQ(savedK(), 1);
+}
+
 TEST_F(AccountsManagerSaving, ManySavesFollowWhatIsReallyInTheFile) {
   const auto store = loaded({withK("A", 0), withK("B", 0)});
   for (int i = 1; i < 6; ++i) {
