@@ -264,6 +264,9 @@ TEST(Check, TellsALeftoverSentinelAndWhatItWouldDelete) {
            Dictionary{{"MailAccounts",
                        Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "A"}}}}});
   EXPECT_EQ(check(root), Found{"sentinel-deletes-legacy - -"});
+  // Nothing is converted, so nothing is replaced either.
+  root.putSettings(12, {mailAccount("A")});
+  EXPECT_EQ(check(root), Found{"sentinel-deletes-legacy - -"});
 }
 
 TEST(Check, TellsOwnerModeAndReadersThatLoseAccess) {
@@ -281,8 +284,10 @@ TEST(Check, TellsOwnerModeAndReadersThatLoseAccess) {
 
 TEST(Check, TellsThatTheSettingsAreALink) {
   ToolRoot root;
-  root.put("/elsewhere.plist", Dictionary{{"Accounts", Array()}, {"Version", 12}});
   fs::create_symlink("/elsewhere.plist", root.settingsPath());
+  EXPECT_EQ(check(root), (Found{"settings-is-link - -", "unreadable - -"}));
+  EXPECT_EQ(runTool({"migrate", "--root", root.path()}).status, 3) << "the accounts are elsewhere";
+  root.put("/elsewhere.plist", Dictionary{{"Accounts", Array()}, {"Version", 12}});
   EXPECT_EQ(check(root), Found{"settings-is-link - -"});
 }
 

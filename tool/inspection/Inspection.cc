@@ -7,6 +7,7 @@
 
 #include "account/BasicAccount.h"
 #include "account/StringList.h"
+#include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
@@ -160,7 +161,13 @@ InspectedFiles filesOfRoot() {
 }
 
 Findings inspectRoot(const InspectedFiles& files, HostFacts* facts) {
-  Findings findings = inspectFiles(files);
+  InspectedFiles judged = files;
+  if (ProcessContext::current().platform().files.exists(removalSentinelPath())) {
+    // The next migration converts nothing, and inspectSurroundings() tells what it deletes.
+    judged.legacyExchange.content.reset();
+    judged.legacyMail.content.reset();
+  }
+  Findings findings = inspectFiles(judged);
   inspectSurroundings(facts, findings);
   return findings;
 }

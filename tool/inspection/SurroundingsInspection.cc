@@ -66,6 +66,11 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
   if (!attributes) return;
   if (attributes->kind == FileAttributes::Kind::Link) {
     list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
+    if (!ProcessContext::current().platform().files.exists(path)) {
+      list.add(finding::kUnreadable,
+               "The link leads to no file of the device: the settings count as missing, and a save "
+               "would put an empty file in the link's place.");
+    }
     return;
   }
   // What else lies there is told as a file that cannot be read.
