@@ -68,8 +68,18 @@ Result<std::vector<RestoreStep>> prepareRestore(Device& device, const BackupMani
 }
 
 Status applyRestore(Device& device, const std::vector<RestoreStep>& steps) {
-  for (const RestoreStep& step : steps) {
-    if (Status done = apply(device.files(), step); !done) return done;
+  // However far it comes, no account is in none of the files: first everything is written, then the
+  // rest goes. But a migration that finds the sentinel deletes what was written, so that goes
+  // before.
+  const auto passOf = [](const RestoreStep& step) {
+    if (step.action != Action::Remove) return 1;
+    return step.file.role == BackupRole::Sentinel ? 0 : 2;
+  };
+  for (const int pass : {0, 1, 2}) {
+    for (const RestoreStep& step : steps) {
+      if (passOf(step) != pass) continue;
+      if (Status done = apply(device.files(), step); !done) return done;
+    }
   }
   return {};
 }

@@ -233,6 +233,17 @@ TEST_F(Restore, TellsThatThereIsNoBackup) {
   EXPECT_EQ(root_.snapshot(), before);
 }
 
+TEST_F(Restore, RemovesNothingBeforeEverythingIsWritten) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  ASSERT_EQ(run("migrate").status, 0);
+  const auto before = states();
+  const ToolResult result =
+      ToolRun({"restore", "--root", root_.path()}).withFileSizeLimit(64).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_TRUE(result.err.ends_with(": File too large; nothing was changed\n")) << result.err;
+  EXPECT_EQ(states(), before) << "the settings are all that holds the accounts";
+}
+
 TEST_F(Restore, TellsThatTheBackupsMayNotBeRead) {
   root_.putSettings(12, {});
   ASSERT_EQ(run("migrate").status, 0);
