@@ -120,6 +120,10 @@ TEST(Check, TellsChildrenThatNobodyCanSee) {
             Found{"duplicate-child-identifier P/C Identifier"});
   EXPECT_EQ(checkSettings(parentOf({without(good, "Identifier")})),
             Found{"missing-identifier P/#1 Identifier"});
+  ToolRoot root;
+  root.putSettings(12, parentOf({without(good, "Identifier")}));
+  const std::string text = runTool({"check", root.path()}).out;
+  EXPECT_NE(text.find("Give the child an \"Identifier\""), std::string::npos) << text;
 }
 
 TEST(Check, TellsDataClassesThatTheTypeCannotCarryOnceEach) {
@@ -159,6 +163,21 @@ TEST(Check, TellsWhatASaveDropsAtTheRootOfTheFile) {
   EXPECT_EQ(check(root), Found{"wrong-kind - Accounts"});
   root.put(ToolRoot::kSettings, Array{1});
   EXPECT_EQ(check(root), Found{"wrong-kind - -"});
+}
+
+TEST(Check, TellsWhatAValueOfTheWrongKindReadsAs) {
+  ToolRoot root;
+  Dictionary account = mailAccount("A");
+  account.set("DisplayName", 7);
+  account.set("IsActive", 1);
+  root.putSettings(12, {account});
+  const std::string text = runTool({"check", root.path()}).out;
+  EXPECT_NE(text.find("\"DisplayName\" is an integer instead of a string: it counts as absent.\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\"IsActive\" is an integer instead of a boolean: it reads as true.\n"),
+            std::string::npos)
+      << text;
 }
 
 TEST(Check, TellsWhereAFileCannotBeRead) {

@@ -1,6 +1,7 @@
 // Tests of `plan`, run as a process.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -163,6 +164,24 @@ TEST(Plan, ShowsItAllToPeople) {
                 "\n"
                 "\n"
                 "Findings: nothing\n");
+}
+
+TEST(Plan, NamesTheReasonForTheAccountsOfAFileOnce) {
+  ToolRoot root;
+  Dictionary first = mailAccount("A");
+  Dictionary second = mailAccount("B");
+  first.set("Type", "Nope");
+  second.set("Type", "Nope");
+  root.putSettings(11, {first, second});
+  const std::string text = runTool({"plan", root.path()}).out;
+  const std::size_t at = text.find("Accounts that would be dropped\n");
+  ASSERT_NE(at, std::string::npos) << text;
+  const std::string told = text.substr(at, text.find("\n\n", at) - at);
+  EXPECT_TRUE(
+      told.starts_with("Accounts that would be dropped\n  " + root.settingsPath() + "\n    "))
+      << told;
+  EXPECT_TRUE(told.ends_with(":\n      A\n      B")) << told;
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 4);
 }
 
 TEST(Plan, TouchesNothing) {

@@ -47,6 +47,9 @@ inline constexpr FindingKind kDuplicateChildIdentifier{"duplicate-child-identifi
 inline constexpr FindingKind kMissingIdentifier{
     "missing-identifier", Severity::Note, false, false,
     "Nothing needs to be done; the next save gives the account a fresh identifier."};
+inline constexpr FindingKind kMissingChildIdentifier{
+    "missing-identifier", Severity::Note, false, false,
+    "Give the child an \"Identifier\" in the parent's \"ChildAccounts\"."};
 inline constexpr FindingKind kInvalidChild{
     "invalid-child", Severity::Warning, false, false,
     "Correct the child's \"Type\" and \"Class\" in the parent's \"ChildAccounts\", or remove it."};

@@ -111,12 +111,14 @@ class SettingsInspection {
   void inspectKind(const Dictionary& properties, const std::string& label, std::string_view key,
                    Kind kind, std::string_view expected) {
     const PropertyList* value = properties.find(key);
-    if (value && value->kind() != kind) {
-      list_.addForAccount(finding::kWrongKind, label, std::string(key),
-                          quoted(key) + " is " + std::string(kindInWords(*value)) + " instead of " +
-                              std::string(expected) +
-                              ", so it does not count as what it should be.");
+    if (!value || value->kind() == kind) return;
+    std::string consequence = "it counts as absent.";
+    if (kind == Kind::Boolean) {
+      consequence = std::string("it reads as ") + (value->booleanValue() ? "true." : "false.");
     }
+    list_.addForAccount(finding::kWrongKind, label, std::string(key),
+                        quoted(key) + " is " + std::string(kindInWords(*value)) + " instead of " +
+                            std::string(expected) + ": " + consequence);
   }
 
   // Whether the account is loaded at all.
@@ -224,7 +226,7 @@ class SettingsInspection {
     }
     const auto identifier = stringOf(properties->find(kAccountIdentifier));
     if (!identifier) {
-      list_.addForAccount(finding::kMissingIdentifier, label, std::string(kAccountIdentifier),
+      list_.addForAccount(finding::kMissingChildIdentifier, label, std::string(kAccountIdentifier),
                           "The child has no identifier: it gets another one each time it is "
                           "loaded.");
     } else if (!children_.insert(std::string(*identifier)).second) {

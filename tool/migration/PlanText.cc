@@ -70,10 +70,14 @@ void writeLegacyFiles(Output& output, const Plan& plan, const ShownPath& shown) 
 void writeDropped(Output& output, const Plan& plan, const ShownPath& shown) {
   if (plan.dropped.empty()) return;
   heading(output, "Accounts that would be dropped");
+  const DroppedAccount* last = nullptr;
   for (const DroppedAccount& each : plan.dropped) {
-    output.line("  " + output.paint(Colour::Red, printable(each.account)) + "  " +
-                printable(shown(each.file)));
-    output.line("    " + printable(each.reason));
+    const bool sameFile = last && last->file == each.file;
+    if (!sameFile) output.line("  " + printable(shown(each.file)));
+    if (!sameFile || last->reason != each.reason)
+      output.line("    " + printable(each.reason) + ":");
+    output.line("      " + output.paint(Colour::Red, printable(each.account)));
+    last = &each;
   }
 }
 
