@@ -1,12 +1,13 @@
 # Completion of accountsettings(1) for fish.
-set -l commands migrate plan show diff check restore history get set enable disable add remove plist sample report
+set -l commands sample show check plan migrate diff restore history get set enable disable add remove plist report
 complete -c accountsettings -f
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a migrate -d 'Run the migration on a device root'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a plan -d 'Say what a migration would do, touching nothing'
+complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a sample -d 'Write an example device root'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a show -d 'Show the accounts of a device root or a settings file'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a diff -d 'Compare two settings files, device roots or backups, account by account'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a check -d 'Find what is broken or would be lost'
+complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a plan -d 'Say what a migration would do, touching nothing'
+complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a migrate -d 'Run the migration on a device root'
+complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a diff -d 'Compare two settings files, device roots or backups, account by account'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a restore -d 'Put back what a migration replaced'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a history -d 'Tell what was migrated when'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a get -d 'Print what an account holds'
@@ -16,23 +17,15 @@ complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a di
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a add -d 'Add an account'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a remove -d 'Remove an account'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a plist -d 'Print or convert any property list'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a sample -d 'Write an example device root'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a report -d 'Collect what support needs, with personal values replaced'
 complete -c accountsettings -l root -x -a '(__fish_complete_directories)' -d 'The device root to work on'
 complete -c accountsettings -l config -r -F -d 'Host configuration, instead of the root\'s own'
 complete -c accountsettings -l json -d 'Machine output on standard output'
-complete -c accountsettings -l log -r -F -d 'Where the system log goes'
-complete -c accountsettings -l help -d 'Tell more about the command'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s v -l verbose -d 'Tell what each step changed, and what became of each key'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s n -l dry-run -d 'Rehearse it on files kept in memory, and touch nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l no-backup -d 'Keep no backup of the files that may change'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l keep -x -d 'How many backups to keep'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l accept-loss -d 'Go on although something will be lost'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l plan -r -F -d 'Go on only if nothing changed since this plan was made (see plan --out)'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -s o -l out -r -F -d 'Save the plan there, for \'migrate --plan FILE\', which refuses it once its inputs have changed'
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -l exit-code -d 'End with status 10 where a migration is pending'
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -F
+complete -c accountsettings -l log -r -F -d 'Where the system log goes: a file, \'-\' (standard error) or \'syslog\''
+complete -c accountsettings -s h -l help -d 'Print this help message and exit'
+complete -c accountsettings -n '__fish_seen_subcommand_from sample' -l release -x -a 'current legacy oldest 7A153 8A293 8C136 9A182 9A334 9B176' -d 'Whose settings: a release\'s, named by its build, or none but legacy mail and Exchange files; current where left out'
+complete -c accountsettings -n '__fish_seen_subcommand_from sample' -s n -l dry-run -d 'Say what would be written and write nothing'
+complete -c accountsettings -n '__fish_seen_subcommand_from sample' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -l type -x -d 'Only accounts of this type (may be repeated)'
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -l class -x -d 'Only accounts of this class (may be repeated)'
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -l dataclass -x -d 'Only accounts with this data class enabled, for example Mail (may be repeated)'
@@ -41,14 +34,24 @@ complete -c accountsettings -n '__fish_seen_subcommand_from show' -l table -d 'A
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -s a -l all -d 'Every property of each account'
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -F
+complete -c accountsettings -n '__fish_seen_subcommand_from check' -F
+complete -c accountsettings -n '__fish_seen_subcommand_from plan' -s o -l out -r -F -d 'Save the plan there, for \'migrate --plan FILE\', which refuses it once its inputs have changed'
+complete -c accountsettings -n '__fish_seen_subcommand_from plan' -l exit-code -d 'End with status 10 where a migration is pending'
+complete -c accountsettings -n '__fish_seen_subcommand_from plan' -F
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s v -l verbose -d 'Tell what each step changed, and what became of each key'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s n -l dry-run -d 'Rehearse it on files kept in memory, and touch nothing'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l no-backup -d 'Keep no backup of the files that may change'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l keep -x -d 'How many backups to keep, at most 10000'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l accept-loss -d 'Go on although something will be lost'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l plan -r -F -d 'Go on only if nothing changed since this plan was made (see plan --out)'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from check' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from history' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s l -l list -d 'List the backups'
 complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s n -l dry-run -d 'Say what would be put back, and touch nothing'
+complete -c accountsettings -n '__fish_seen_subcommand_from history' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from get' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from set' -s t -l type -x -a 'string int bool plist' -d 'What the value is: string (the default), int, bool or plist'
+complete -c accountsettings -n '__fish_seen_subcommand_from set' -s t -l type -x -a 'string int bool plist' -d 'What the value is; string where left out'
 complete -c accountsettings -n '__fish_seen_subcommand_from set' -l unset -d 'Remove the key instead of storing a value'
 complete -c accountsettings -n '__fish_seen_subcommand_from set' -s n -l dry-run -d 'Show what would change and write nothing'
 complete -c accountsettings -n '__fish_seen_subcommand_from set' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
@@ -70,11 +73,9 @@ complete -c accountsettings -n '__fish_seen_subcommand_from add' -l reveal -d 'S
 complete -c accountsettings -n '__fish_seen_subcommand_from remove' -s n -l dry-run -d 'Show what would change and write nothing'
 complete -c accountsettings -n '__fish_seen_subcommand_from remove' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
 complete -c accountsettings -n '__fish_seen_subcommand_from remove' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from plist' -s t -l to -x -a 'text binary xml json' -d 'The form to write: text (the default), binary, xml or json'
+complete -c accountsettings -n '__fish_seen_subcommand_from plist' -s t -l to -x -a 'text binary xml json' -d 'The form to write; text where left out'
 complete -c accountsettings -n '__fish_seen_subcommand_from plist' -s o -l out -r -F -d 'Write there instead of standard output'
 complete -c accountsettings -n '__fish_seen_subcommand_from plist' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from sample' -l release -x -a 'current legacy oldest 7A153 8A293 8C136 9A182 9A334 9B176' -d 'Which device: current (settings of the current release), legacy (legacy mail and Exchange files, no settings yet), oldest (settings of the oldest release (version 0)), 7A153 (settings of build 7A153 (version 2)), 8A293 (settings of build 8A293 (version 5)), 8C136 (settings of build 8C136 (version 7)), 9A182 (settings of build 9A182 (version 9)), 9A334 (settings of build 9A334 (version 10)), 9B176 (settings of build 9B176 (version 11)); current where left out'
-complete -c accountsettings -n '__fish_seen_subcommand_from sample' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from report' -s o -l out -r -F -d 'Where to write the report (needed)'
 complete -c accountsettings -n '__fish_seen_subcommand_from report' -l include-log -r -F -d 'A file that --log wrote, to put in too'
 complete -c accountsettings -n '__fish_seen_subcommand_from report' -F

@@ -55,7 +55,8 @@ constexpr std::array<const char*, 5> kDirectories = {
   throw Prevented(path, code.message(), "choose a directory that can be written to");
 }
 
-void makeDirectories(const fs::path& root) {
+// Nothing is ever written over.
+void requireFresh(const fs::path& root) {
   std::error_code code;
   if (fs::exists(root, code) && !fs::is_directory(root, code)) {
     throw Prevented(root.string(), "this is no directory", "give the name of a new one");
@@ -64,6 +65,10 @@ void makeDirectories(const fs::path& root) {
     throw Prevented(root.string(), "the directory is not empty",
                     "give the name of a new one; nothing is ever written over");
   }
+}
+
+void makeDirectories(const fs::path& root) {
+  std::error_code code;
   for (const char* each : kDirectories) {
     fs::create_directories(root / each, code);
     if (code) fail((root / each).string(), code);
@@ -94,44 +99,71 @@ void writeHostConfiguration(const fs::path& root) {
   writeFile((root / "etc/accountsettings/host.plist").string(), orRefuse(writeXml(configuration)));
 }
 
-// Writes device files as the mobile user's own.
-class DeviceWriter {
- public:
-  DeviceWriter(const CommonOptions& options, std::uint32_t user, std::uint32_t group)
-      : device_(options, DefaultLog::Nowhere) {
-    attributes_.mode = 0600;
-    attributes_.owner = user;
-    attributes_.group = group;
-  }
-
-  void write(const std::string& path, const Bytes& bytes) {
-    const Status written = device_.files().replace(path, bytes, attributes_);
-    if (!written) {
-      throw Prevented("", written.error().message, "choose a directory that can be written to");
-    }
-    written_.push_back(path);
-  }
-
-  [[nodiscard]] const std::vector<std::string>& written() const { return written_; }
-
- private:
-  Device device_;
-  FileAttributes attributes_;
-  std::vector<std::string> written_;
+// DeviceFile is a file of the mobile user's, by its path on the device.
+struct DeviceFile {
+  std::string path;
+  Bytes bytes;
 };
 
-void writeAccounts(DeviceWriter& device, const Release& release) {
+const std::string kPreferences = "/var/mobile/Library/Preferences/";
+
+// The places are those of a device whose configuration does not move them.
+std::vector<DeviceFile> filesOf(const Release& release) {
+  std::vector<DeviceFile> files;
   if (release.version == kLegacyFiles) {
-    device.write(mailAccountsPath(), orRefuse(writeXml(sampleLegacyMail())));
-    device.write(daAccountPath(), orRefuse(writeBinary(sampleLegacyExchange())));
+    files.push_back(
+        {"/var/mobile/Library/Mail/Accounts.plist", orRefuse(writeXml(sampleLegacyMail()))});
+    files.push_back({kPreferences + "com.zelqo.DataAccess.plist",
+                     orRefuse(writeBinary(sampleLegacyExchange()))});
   } else {
-    device.write(accountSettingsAccountsPath(),
-                 orRefuse(writeBinary(sampleSettings(release.version))));
+    files.push_back({kPreferences + "com.zelqo.accountsettings.plist",
+                     orRefuse(writeBinary(sampleSettings(release.version)))});
   }
-  if (release.version == 12) return;
+  if (release.version == 12) return files;
   // A migration of this device leaves the dated record of what it did.
-  device.write("/var/mobile/Library/Preferences/com.zelqo.accountsettings-logging.plist",
-               orRefuse(writeXml(Dictionary{{"RSSaveMigrationInformation", true}})));
+  files.push_back({kPreferences + "com.zelqo.accountsettings-logging.plist",
+                   orRefuse(writeXml(Dictionary{{"RSSaveMigrationInformation", true}}))});
+  return files;
+}
+
+void writeDevice(const std::string& root, const std::vector<DeviceFile>& files) {
+  constexpr std::uint32_t kMobile = 501;
+  const bool privileged = terminal::userIdentifier() == 0;
+  FileAttributes attributes;
+  attributes.mode = 0600;
+  attributes.owner = privileged ? kMobile : terminal::userIdentifier();
+  attributes.group = privileged ? kMobile : terminal::groupIdentifier();
+  makeDirectories(root);
+  writeAccountNames(root, attributes.owner, attributes.group);
+  writeHostConfiguration(root);
+
+  CommonOptions options;
+  options.root = root;
+  Device device(options, DefaultLog::Nowhere);
+  for (const DeviceFile& each : files) {
+    const Status written = device.files().replace(each.path, each.bytes, attributes);
+    if (written) continue;
+    throw Prevented("", written.error().message, "choose a directory that can be written to");
+  }
+}
+
+void show(Output& output, const std::string& root, const Release& release,
+          const std::vector<DeviceFile>& files, bool dryRun) {
+  if (output.json()) {
+    Array paths;
+    for (const DeviceFile& each : files) paths.append(each.path);
+    (void)output.value(Dictionary{{"format", "accountsettings.sample"},
+                                  {"formatVersion", 1},
+                                  {"dryRun", dryRun},
+                                  {"root", root},
+                                  {"release", release.name},
+                                  {"files", paths}});
+    return;
+  }
+  output.line(std::string(dryRun ? "Would write" : "Wrote") + " a device root with " +
+              release.meaning + ":");
+  for (const DeviceFile& each : files) output.line("  " + root + each.path);
+  if (!dryRun) output.line("Look at it with: accountsettings show --root " + root);
 }
 
 }  // namespace
@@ -143,6 +175,7 @@ void SampleCommand::describe(OptionSet& options) {
   options.choice("--release", release_, names,
                  "Whose settings: a release's, named by its build, or none but legacy mail and "
                  "Exchange files; current where left out");
+  options.flag("-n,--dry-run", dryRun_, "Say what would be written and write nothing");
   options.example("accountsettings sample device",
                   "Writes a device root of the current release to the directory 'device'.");
   options.example("accountsettings sample old --release oldest",
@@ -150,35 +183,14 @@ void SampleCommand::describe(OptionSet& options) {
 }
 
 ExitStatus SampleCommand::run(Session& session) {
-  constexpr std::uint32_t kMobile = 501;
-  const bool privileged = terminal::userIdentifier() == 0;
-  const std::uint32_t user = privileged ? kMobile : terminal::userIdentifier();
-  const std::uint32_t group = privileged ? kMobile : terminal::groupIdentifier();
   const Release& release = releaseNamed(release_.value_or("current"));
-
-  makeDirectories(directory_);
-  writeAccountNames(directory_, user, group);
-  writeHostConfiguration(directory_);
-  CommonOptions options;
-  options.root = directory_;
-  DeviceWriter device(options, user, group);
-  writeAccounts(device, release);
-  session.changed = true;
-
-  Output& output = session.output;
-  if (output.json()) {
-    Array files;
-    for (const std::string& path : device.written()) files.append(path);
-    (void)output.value(Dictionary{{"format", "accountsettings.sample"},
-                                  {"formatVersion", 1},
-                                  {"root", directory_},
-                                  {"release", release.name},
-                                  {"files", files}});
-    return ExitStatus::Done;
+  requireFresh(directory_);
+  const std::vector<DeviceFile> files = filesOf(release);
+  if (!dryRun_) {
+    writeDevice(directory_, files);
+    session.changed = true;
   }
-  output.line("Wrote a device root with " + std::string(release.meaning) + ":");
-  for (const std::string& path : device.written()) output.line("  " + directory_ + path);
-  output.line("Look at it with: accountsettings show --root " + directory_);
+  show(session.output, directory_, release, files, dryRun_);
   return ExitStatus::Done;
 }
 

@@ -16,6 +16,7 @@ class SampleCommand : public Command {
  private:
   std::string directory_;
   std::optional<std::string> release_;
+  bool dryRun_ = false;
 };
 
 }  // namespace accountsettings

@@ -102,6 +102,23 @@ TEST_F(Sample, NamesWhatItWrote) {
                             "\nLook at it with: accountsettings show --root " + root() + "\n");
 }
 
+TEST_F(Sample, RehearsedItNamesTheSameFilesAndWritesNone) {
+  const ToolResult rehearsed = runTool({"sample", root(), "--release", "legacy", "--dry-run"});
+  EXPECT_EQ(rehearsed.status, 0);
+  EXPECT_FALSE(fs::exists(root()));
+  const ToolResult result = runTool({"sample", root(), "--release", "legacy"});
+  EXPECT_EQ(result.out, "Wrote" + rehearsed.out.substr(std::string("Would write").size()) +
+                            "Look at it with: accountsettings show --root " + root() + "\n");
+  std::set<std::string> written;
+  for (const auto& each : fs::recursive_directory_iterator(root() + "/var")) {
+    if (each.is_regular_file()) written.insert("  " + each.path().string() + "\n");
+  }
+  EXPECT_EQ(written.size(), 3U);
+  for (const std::string& line : written) {
+    EXPECT_NE(rehearsed.out.find(line), std::string::npos) << line << rehearsed.out;
+  }
+}
+
 TEST_F(Sample, ItsJsonFollowsTheSchema) {
   const ToolResult result = runTool({"sample", root(), "--release", "legacy", "--json"});
   EXPECT_EQ(result.status, 0);
