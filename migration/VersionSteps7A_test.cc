@@ -127,6 +127,16 @@ TEST_F(VersionSteps7A, TheStoreFindsDeliveryAccountsUnderTheNewIdentifierToo) {
   EXPECT_NE(store->accountWithIdentifier("new"), nullptr);
 }
 
+TEST_F(VersionSteps7A, ADeliveryAccountTakesThePlaceOfAnIncomingOneOfTheSameIdentifier) {
+  AccountsDataMigrator migrator;
+  const auto store =
+      storeOf({account("Mail", "IMAPAccount", {{"Identifier", "x"}}),
+               account("SMTP", "SMTPAccount", {{"Identifier", "s"}, {"uniqueId", "x"}})});
+  EXPECT_TRUE(migrator._migrateAccountsFrom7A150(*store));
+  EXPECT_EQ(store->countOfBasicAccountsWithTypes({"Mail"}), 0U);
+  EXPECT_GE(store->countOfBasicAccountsWithTypes({"SMTP"}), 1U);
+}
+
 TEST_F(VersionSteps7A, MailAccountsAreSeenToBeforeExchangeAndDeliveryAccounts) {
   AccountsDataMigrator migrator;
   const auto store = storeOf({account("SMTP", "S", {{"Identifier", ""}}),

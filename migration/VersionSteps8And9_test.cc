@@ -251,6 +251,13 @@ TEST_F(VersionSteps8And9, HostedChildrenLoseTheirOwnNames) {
                                                child("QuorraAccount", {{"Identifier", "4"}})}}})}));
 }
 
+TEST_F(VersionSteps8And9, AHostedChildsNameOfAnotherKindIsNoneAndStays) {
+  const Array accounts{
+      cloud({{"ChildAccounts", Array{account("Quorra", "QuorraAccount",
+                                             {{"Identifier", "1"}, {"DisplayName", Array{1}}})}}})};
+  EXPECT_EQ(after8C136(accounts), PropertyList(accounts));
+}
+
 TEST_F(VersionSteps8And9, EqualChildrenAreEachReplaced) {
   const Dictionary child =
       account("Quorra", "QuorraAccount", {{"Identifier", "1"}, {"DisplayName", "One"}});
