@@ -2,7 +2,9 @@
 
 #include <cerrno>
 
+#include "host/AccountNames.h"
 #include "host/HostTest.h"
+#include "host/SaveCheck.h"
 #include "plist/XmlWriter.h"
 
 namespace accountsettings {
@@ -234,7 +236,9 @@ TEST_F(LinuxHostTest, BuiltInModulesAreThereAlready) {
   const auto host = create();
   Modules& modules = host->platform().modules;
   EXPECT_TRUE(modules.loadDynamicLibrary("/System/DeviceLocalAccount", registry).ok());
-  EXPECT_FALSE(modules.loadDynamicLibrary("/System/Other", registry).ok());
+  // Any other is looked for beside the library.
+  EXPECT_THAT(modules.loadDynamicLibrary("/System/Other", registry).error().message,
+              ::testing::StartsWith(AS_LIBRARY_DIRECTORY "/accountsettings/modules/Other: "));
 }
 
 // MARK: Looking ahead
@@ -281,12 +285,33 @@ TEST_F(SaveCheckTest, WhoMayNotGiveFilesAwayIsTold) {
             1);
   configure({{"Owner", "other"}, {"Group", "other"}});
   EXPECT_EQ(testing::asOtherUser([&] { return answer() == "yes" ? 1 : 0; }), 1);
+  configure({{"Owner", "mobile"}, {"Group", "other"}});
+  EXPECT_EQ(testing::asOtherUser([&] { return answer() == "yes" ? 1 : 0; }), 0);
   configure({{"Owner", "other"}, {"Group", "mobile"}});
   EXPECT_EQ(testing::asOtherUser([&] { return answer() == "yes" ? 1 : 0; }), 0);
   // A set-group-id directory gives its own group.
   ASSERT_EQ(::chown(device.path("var/p").c_str(), 0, 501), 0);
   ::chmod(device.path("var/p").c_str(), 02777);
   EXPECT_EQ(testing::asOtherUser([&] { return answer() == "yes" ? 1 : 0; }), 1);
+}
+
+TEST_F(SaveCheckTest, ATemporaryDirectoryOnAnotherFileSystemIsNamed) {
+  struct stat here {};
+  struct stat there {};
+  if (::stat("/dev/shm", &there) != 0 || ::stat(device.root().c_str(), &here) != 0 ||
+      here.st_dev == there.st_dev || ::access("/dev/shm", W_OK) != 0) {
+    GTEST_SKIP() << "there is no second file system here";
+  }
+  const std::string directory = device.path("var/p");
+  const RootDirectory machine = std::move(RootDirectory::open("/", true)).value();
+  const RootDirectory image = std::move(RootDirectory::open(device.root(), true)).value();
+  RootAccountNames names(image);
+  const SavePlan plan{directory + "/file", "/dev/shm", "me", "mobile"};
+  const Status status = saveCanSucceed(machine, names, plan);
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().code, EXDEV);
+  EXPECT_EQ(status.error().message, "/dev/shm: a file cannot be renamed from here to " + directory +
+                                        ": Invalid cross-device link");
 }
 
 TEST_F(SaveCheckTest, AClosedDirectoryIsNamed) {
