@@ -89,19 +89,23 @@ class SilentLog : public SystemLog {
 };
 
 // The settings file with that many accounts. A child process makes it up, so that this one's heap
-// is as fresh as that of a program that has just started.
-Bytes settingsFile(std::int64_t accounts, const std::filesystem::path& scratch) {
+// is as fresh as that of a program that has just started. It does so once: after a fork the system
+// has each page of the heap written to for the first time, as it were.
+const Bytes& settingsFile(std::int64_t accounts, const std::filesystem::path& scratch) {
+  static std::map<std::int64_t, Bytes> files;
+  Bytes& bytes = files[accounts];
+  if (!bytes.empty()) return bytes;
   const pid_t child = ::fork();
   if (child == 0) {
-    const Bytes bytes = writeBinary(sampleSettings(static_cast<std::size_t>(accounts), 12)).value();
+    const Bytes made = writeBinary(sampleSettings(static_cast<std::size_t>(accounts), 12)).value();
     std::ofstream(scratch, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+        .write(reinterpret_cast<const char*>(made.data()),
+               static_cast<std::streamsize>(made.size()));
     ::_exit(0);
   }
   int status = 0;
   if (::waitpid(child, &status, 0) != child || status != 0) std::abort();
-  Bytes bytes(std::filesystem::file_size(scratch));
+  bytes.resize(std::filesystem::file_size(scratch));
   std::ifstream(scratch, std::ios::binary)
       .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   return bytes;
@@ -258,7 +262,9 @@ void deleteEach(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {
-  benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+  // Long enough for several runs of the largest store too. If it ran only once, it alone would be
+  // charged with what a first run costs.
+  benchmark->Arg(1000)->Arg(10000)->Arg(100000)->MinTime(2)->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(load)->Apply(sizes);

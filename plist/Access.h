@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "plist/Fetch.h"
 #include "plist/PropertyList.h"
 
 namespace accountsettings::detail {
@@ -40,6 +41,12 @@ struct Access {
         return nullptr;
     }
   }
+  // Has the storage of some values brought near, all at a time; met one after the other, each would
+  // be waited for.
+  template <class Item>
+  static void fetchStorage(const Item* first, const Item* last) noexcept {
+    for (; first < last; ++first) fetch(storage(value(*first)));
+  }
   // Constructs a copy that is not counted as a reference: the caller sees to the count.
   static void copyUncounted(const PropertyList& value, PropertyList* place) {
     std::memcpy(static_cast<void*>(place), &value, sizeof(PropertyList));
@@ -51,6 +58,8 @@ struct Access {
   }
   static const Shared<StringNode>& key(const Entry& entry) { return entry.key_; }
   static PropertyList& value(Entry& entry) { return entry.value_; }
+  static const PropertyList& value(const Entry& entry) { return entry.value_; }
+  static const PropertyList& value(const PropertyList& item) { return item; }
   // The 64 bits of a scalar.
   static std::uint64_t bits(const PropertyList& value) {
     const bool isReal = value.kind_ == PropertyList::Kind::Real;

@@ -13,6 +13,11 @@ namespace {
 
 using Kind = PropertyList::Kind;
 
+constexpr std::size_t kLarge = 65536;
+
+// Of a dictionary that stands behind many others, so that what is fetched for each stays little.
+constexpr std::size_t kMostFetched = 32;
+
 // The UTF-16 units of a text; none where it is malformed.
 std::optional<std::uint32_t> countUnits(std::string_view text) noexcept {
   std::uint32_t units = 0;
@@ -150,8 +155,13 @@ bool BinaryObjects::enter(Walk& walk, const Counted* node) {
   if (known == nullptr) {
     if (open_.size() == kMaxNesting) return failTooDeep(walk);
     open_.push_back({pending_.size(), 1});
+    // Early enough to be there in time, and late enough not to be gone again. What is small is
+    // near.
+    if (slots_.size() >= kLarge) {
+      fetchContents(walk.behind(4));
+      fetchSlots(walk.behind(2));
+    }
     walk.enter();
-    if (const Dictionary* dictionary = walk.value().dictionary()) fetchSlots(*dictionary);
     return true;
   }
   if (open_.size() + objects_[*known].height > kMaxNesting) return failTooDeep(walk);
@@ -159,13 +169,32 @@ bool BinaryObjects::enter(Walk& walk, const Counted* node) {
   return true;
 }
 
-void BinaryObjects::fetchSlots(const Dictionary& dictionary) const noexcept {
-  if (slots_.empty()) return;
-  for (const Entry& entry : dictionary) {
-    if (entry.value().kind() != Kind::String) continue;
-    const StringNode* node = Access::text(entry.value()).get();
-    if (node != nullptr) __builtin_prefetch(&slots_[node->hash & (slots_.size() - 1)]);
+void BinaryObjects::fetchContents(const PropertyList* value) noexcept {
+  if (value == nullptr || value->dictionary() == nullptr) return;
+  const Dictionary& dictionary = *value->dictionary();
+  Access::fetchStorage(dictionary.begin(),
+                       dictionary.begin() + std::min(dictionary.size(), kMostFetched));
+}
+
+void BinaryObjects::fetchSlots(const PropertyList* value) const noexcept {
+  if (value == nullptr || value->dictionary() == nullptr) return;
+  const Dictionary& dictionary = *value->dictionary();
+  seen_.prefetch(Access::node(dictionary).get());
+  for (const Entry& entry :
+       std::span(dictionary.begin(), std::min(dictionary.size(), kMostFetched))) {
+    if (const Array* array = entry.value().array()) {
+      seen_.prefetch(Access::node(*array).get());
+      if (!array->empty()) fetchSlot((*array)[0]);
+    } else {
+      fetchSlot(entry.value());
+    }
   }
+}
+
+void BinaryObjects::fetchSlot(const PropertyList& value) const noexcept {
+  if (value.kind() != Kind::String) return;
+  const StringNode* node = Access::text(value).get();
+  if (node != nullptr) fetch(&slots_[node->hash & (slots_.size() - 1)]);
 }
 
 bool BinaryObjects::failTooDeep(const Walk& walk) {

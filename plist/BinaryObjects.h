@@ -78,9 +78,11 @@ class BinaryObjects {
   void addScalar(const PropertyList& value);
   // Answers whether the container does not nest too deep.
   bool enter(Walk& walk, const Counted* node);
-  // Has the places where the strings of a dictionary will be looked up brought near, all at a
-  // time; one after the other they would be waited for.
-  void fetchSlots(const Dictionary& dictionary) const noexcept;
+  // Have what a value will need brought near, all at a time; one after the other it would be waited
+  // for: first the storage in it, then the places where that will be looked up.
+  static void fetchContents(const PropertyList* value) noexcept;
+  void fetchSlots(const PropertyList* value) const noexcept;
+  void fetchSlot(const PropertyList& value) const noexcept;
   bool failTooDeep(const Walk& walk);
   // What is pending since the container was entered are its references.
   void leave(const PropertyList& container);

@@ -20,6 +20,7 @@
 #include "plist/Access.h"
 #include "plist/KeyTable.h"
 #include "plist/ObjectTable.h"
+#include "plist/StringPool.h"
 #include "plist/Text.h"
 
 namespace accountsettings {
@@ -409,7 +410,7 @@ class BinaryReader {
     if (!take(head, head.count, 1)) return false;
     const std::string_view text(reinterpret_cast<const char*>(bytes_.data()) + head.contents,
                                 static_cast<std::size_t>(head.count));
-    Shared<StringNode> node(StringNode::create(text));
+    Shared<StringNode> node = strings_.create(text);
     if (node && !node->ascii) return fail(head.start, "byte above 0x7F in an ASCII string");
     value = Access::string(std::move(node));
     return true;
@@ -430,7 +431,7 @@ class BinaryReader {
       }
       detail::appendUtf8(text_, point);
     }
-    value = PropertyList(text_);
+    value = Access::string(strings_.create(text_));
     return true;
   }
 
@@ -448,6 +449,7 @@ class BinaryReader {
   std::size_t top_ = 0;
   std::size_t table_ = 0;
   std::size_t budget_ = 0;  // bytes that objects may still take
+  detail::StringPool strings_;
   ObjectTable objects_;
   KeyTable keys_;
   std::uint32_t dictionary_ = 0;  // how many have been opened

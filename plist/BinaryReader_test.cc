@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "plist/BinaryFile.h"
 #include "plist/BinaryWriter.h"
@@ -28,6 +30,48 @@ std::string errorOf(const Bytes& bytes) {
 // A sound file: an array of one integer. The trailer begins at byte 14.
 Bytes soundFile() {
   return BinaryFile().add({0xA1}, {1}).add({0x10, 7}).bytes();
+}
+
+// Strings of every length up to a few thousand bytes, and their file.
+std::vector<PropertyList> manyStrings() {
+  std::vector<PropertyList> strings;
+  for (std::size_t length = 0; length < 3000; ++length) {
+    strings.emplace_back(std::to_string(length) + std::string(length, 'x'));
+  }
+  return strings;
+}
+
+TEST(BinaryReaderTest, AStringOutlivesTheOthersOfItsFile) {
+  const std::vector<PropertyList> strings = manyStrings();
+  const Bytes bytes = writeBinary(Array(strings)).value();
+  for (std::size_t kept = 0; kept < strings.size(); kept += 251) {
+    const PropertyList string = (*readBinary(bytes)->array())[kept];
+    EXPECT_TRUE(string == strings[kept]) << kept;
+  }
+}
+
+TEST(BinaryReaderTest, ThreadsMayReleaseTheStringsOfOneFile) {
+  const std::vector<PropertyList> strings = manyStrings();
+  std::vector<std::vector<PropertyList>> shares(2);
+  {
+    const auto file = readBinary(writeBinary(Array(strings)).value());
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+      shares[i % 2].push_back((*file->array())[i]);
+    }
+  }
+  std::size_t equal[2] = {0, 0};
+  const auto compareAndRelease = [&](std::size_t share) {
+    for (std::size_t i = shares[share].size(); i-- > 0; shares[share].pop_back()) {
+      if (shares[share].back().stringValue() == strings[2 * i + share].stringValue()) {
+        ++equal[share];
+      }
+    }
+  };
+  std::thread other(compareAndRelease, 1);
+  compareAndRelease(0);
+  other.join();
+  EXPECT_EQ(equal[0], 1500U);
+  EXPECT_EQ(equal[1], 1500U);
 }
 
 TEST(BinaryReaderTest, ReadsEachKindOfScalar) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "plist/BinaryObjects.h"
+#include "plist/Fetch.h"
 #include "plist/Text.h"
 
 namespace accountsettings {
@@ -51,7 +52,7 @@ class File {
     constexpr std::ptrdiff_t kAhead = 8;
     for (auto object = all.rbegin(); object != all.rend(); ++object) {
       if (all.rend() - object > kAhead && object[kAhead].kind == Kind::String) {
-        __builtin_prefetch(object[kAhead].text);  // lies anywhere in memory
+        detail::fetch(object[kAhead].text);  // lies anywhere in memory
       }
       putObject(*object);
     }

@@ -44,12 +44,16 @@ class TearDown {
   }
 
  private:
+  // How many items before one its storage is fetched.
+  static constexpr std::uint32_t kAhead = 16;
+
   template <class Node>
   void push(Node* node) noexcept {
     node->count.store(topIsDictionary_ ? 1 : 0, std::memory_order_relaxed);
     node->outer = top_;
     top_ = node;
     topIsDictionary_ = std::is_same_v<Node, DictionaryNode>;
+    Access::fetchStorage(node->items(), node->items() + std::min<std::size_t>(node->size, kAhead));
   }
 
   // Frees items until one is a container that must go first, or until the node can go.
@@ -59,6 +63,7 @@ class TearDown {
     const std::uint32_t progress = node->count.load(std::memory_order_relaxed);
     const std::uint32_t outerIsDictionary = progress & 1;
     for (std::uint32_t next = progress >> 1; next < node->size; ++next) {
+      if (next + kAhead < node->size) fetch(Access::storage(valueOf(items[next + kAhead])));
       takeContainer(valueOf(items[next]));
       std::destroy_at(items + next);
       if (top_ != node) {

@@ -77,6 +77,11 @@ const PropertyList* Dictionary::find(std::string_view key) const noexcept {
   return found != nullptr ? &found->value() : nullptr;
 }
 
+void Dictionary::prefetch() const noexcept {
+  constexpr std::size_t kFirst = 4;
+  detail::Access::fetchStorage(begin(), begin() + std::min(size(), kFirst));
+}
+
 std::optional<PropertyList> Dictionary::get(std::string_view key) const {
   const PropertyList* found = find(key);
   return found != nullptr ? std::optional(*found) : std::nullopt;

@@ -50,6 +50,10 @@ std::uint64_t lastWord(std::string_view text) noexcept {
          load<std::uint8_t>(bytes + size - 1);
 }
 
+// The alignment of strings in a block.
+constexpr std::size_t kWord = 4;
+static_assert(alignof(StringNode) == kWord);
+
 }  // namespace
 
 std::uint32_t hashOf(std::string_view text) noexcept {
@@ -63,31 +67,56 @@ std::uint32_t hashOf(std::string_view text) noexcept {
   return static_cast<std::uint32_t>(state ^ (state >> 32));
 }
 
+bool StringBlock::hasRoomFor(std::string_view text) const noexcept {
+  return sizeof(StringNode) + text.size() <= size - used;
+}
+
+StringBlock* StringBlock::create(std::size_t size) {
+  auto* block = new (::operator new(size)) StringBlock;
+  block->size = size;
+  block->used = sizeof(StringBlock);
+  return block;
+}
+
+void StringBlock::destroy(StringBlock* block) noexcept {
+  block->~StringBlock();
+  ::operator delete(block);
+}
+
 StringNode* StringNode::create(std::string_view text) {
   if (text.empty()) return nullptr;
-  StringNode* node = createUnsealed(text.size());
-  std::memcpy(node->writableBytes(), text.data(), text.size());
-  node->seal(isAscii(text));
-  return node;
-}
-
-StringNode* StringNode::createUnsealed(std::size_t size) {
-  if (size > std::numeric_limits<std::uint32_t>::max()) {
+  if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("string of more than 4 GiB");
   }
-  auto* node = new (::operator new(sizeof(StringNode) + size)) StringNode;
-  node->size = static_cast<std::uint32_t>(size);
+  return fill(::operator new(sizeof(StringNode) + text.size()), text);
+}
+
+StringNode* StringNode::createIn(StringBlock& block, std::string_view text) noexcept {
+  StringNode* node = fill(reinterpret_cast<char*>(&block) + block.used, text);
+  node->place = static_cast<std::uint16_t>(block.used / kWord);
+  block.used += (sizeof(StringNode) + text.size() + kWord - 1) / kWord * kWord;
+  block.retainUnpublished();
   return node;
 }
 
-void StringNode::seal(bool isAsciiText) noexcept {
-  ascii = isAsciiText;
-  hash = hashOf(text());
+StringNode* StringNode::fill(void* memory, std::string_view text) noexcept {
+  auto* node = new (memory) StringNode;
+  node->hash = hashOf(text);
+  node->size = static_cast<std::uint32_t>(text.size());
+  node->ascii = isAscii(text);
+  std::memcpy(reinterpret_cast<char*>(node + 1), text.data(), text.size());
+  return node;
 }
 
 void StringNode::destroy(StringNode* node) noexcept {
+  const std::size_t place = node->place * kWord;
   node->~StringNode();
-  ::operator delete(node);
+  if (place == 0) {
+    ::operator delete(node);
+  } else {
+    // Gives up the string's reference to its block.
+    Shared(reinterpret_cast<StringBlock*>(reinterpret_cast<char*>(node) - place));
+  }
 }
 
 DataNode* DataNode::create(std::span<const std::uint8_t> bytes) {

@@ -70,12 +70,23 @@ class Shared {
   Node* node_ = nullptr;
 };
 
+// StringBlock is memory for many strings. Each of them holds a reference to it.
+struct StringBlock : Counted {
+  std::size_t size;  // of the whole block, which is at most 256 KiB
+  std::size_t used;
+
+  [[nodiscard]] bool hasRoomFor(std::string_view text) const noexcept;
+  static StringBlock* create(std::size_t size);
+  static void destroy(StringBlock* block) noexcept;
+};
+
 // StringNode holds the bytes of a string (UTF-8, lone surrogates as three
 // bytes). The empty string has no node.
 struct StringNode : Counted {
   std::uint32_t hash;
   std::uint32_t size;
   bool ascii;
+  std::uint16_t place = 0;  // in its block, in words of four bytes; 0 outside one
 
   [[nodiscard]] const char* bytes() const noexcept {
     return reinterpret_cast<const char*>(this + 1);
@@ -84,11 +95,13 @@ struct StringNode : Counted {
 
   // nullptr for the empty string.
   static StringNode* create(std::string_view text);
-  // A node whose bytes are still to be written; then seal() makes it usable.
-  static StringNode* createUnsealed(std::size_t size);
-  [[nodiscard]] char* writableBytes() noexcept { return reinterpret_cast<char*>(this + 1); }
-  void seal(bool isAsciiText) noexcept;
+  // A node in a block that has room for the text, which is not empty. Nobody but the caller may
+  // know the block's strings yet.
+  static StringNode* createIn(StringBlock& block, std::string_view text) noexcept;
   static void destroy(StringNode* node) noexcept;
+
+ private:
+  static StringNode* fill(void* memory, std::string_view text) noexcept;
 };
 
 // DataNode holds bytes. Empty data has no node.

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "plist/Fetch.h"
+
 namespace accountsettings::detail {
 
 template <class Value>
@@ -17,6 +19,11 @@ class PointerMap {
     if (slots_.empty()) return nullptr;
     Slot& slot = slots_[place(key)];
     return slot.key == key ? &slot.value : nullptr;
+  }
+
+  // Has the place of `key` brought near.
+  void prefetch(const void* key) const noexcept {
+    if (!slots_.empty()) fetch(&slots_[home(key)]);
   }
 
   // Answers the value under `key`, stored now if there was none, and whether it was.
@@ -35,10 +42,15 @@ class PointerMap {
     Value value{};
   };
 
+  // Where a search for the key begins.
+  [[nodiscard]] std::size_t home(const void* key) const noexcept {
+    const auto spread = reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U;
+    return (spread >> 32) & (slots_.size() - 1);
+  }
+
   [[nodiscard]] std::size_t place(const void* key) const noexcept {
     const std::size_t mask = slots_.size() - 1;
-    const auto spread = reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U;
-    std::size_t slot = (spread >> 32) & mask;
+    std::size_t slot = home(key);
     while (slots_[slot].key != nullptr && slots_[slot].key != key) slot = (slot + 1) & mask;
     return slot;
   }

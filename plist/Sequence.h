@@ -13,17 +13,20 @@ namespace accountsettings::detail {
 
 // Makes `node` one that is not shared and has room for `wanted` items, at most
 // one more than it holds; the items stay as they are. Room grows in steps, so
-// that appending n items costs O(n). Answers whether the node is a new one.
+// that appending n items costs O(n); a clone, to which little is added as a rule, has little to
+// spare. Answers whether the node is a new one.
 template <class Item>
 bool makeWritable(Shared<SequenceNode<Item>>& node, std::size_t wanted) {
   const bool owned = node && node->unique();
   if (owned && wanted <= node->capacity) return false;
   const std::size_t size = node ? node->size : 0;
-  const std::size_t room = wanted > size ? std::max<std::size_t>(wanted + wanted / 2, 4) : wanted;
+  const std::size_t spare = owned ? wanted / 2 : 3;
+  const std::size_t room = wanted > size ? std::max<std::size_t>(wanted + spare, 4) : wanted;
   Shared<SequenceNode<Item>> fresh(SequenceNode<Item>::create(room));
   if (owned) {
     std::uninitialized_move_n(node->items(), size, fresh->items());
   } else if (node) {
+    Access::fetchStorage(node->items(), node->items() + size);
     std::uninitialized_copy_n(node->items(), size, fresh->items());
   }
   fresh->size = static_cast<std::uint32_t>(size);

@@ -45,6 +45,11 @@ std::size_t Walk::index() const noexcept {
   return levels_.empty() ? 0 : levels_.back().next - 1;
 }
 
+const PropertyList* Walk::behind(std::size_t distance) const noexcept {
+  const Array* array = levels_.empty() ? nullptr : levels_.back().container->array();
+  return array != nullptr ? child(*levels_.back().container, index() + distance) : nullptr;
+}
+
 std::string Walk::path() const {
   if (levels_.empty()) return "the root";
   std::string path;

@@ -31,6 +31,8 @@ class Walk {
   [[nodiscard]] const Dictionary::Entry* entry() const noexcept;
   // At Event::Value: the number of values told before it in its container.
   [[nodiscard]] std::size_t index() const noexcept;
+  // The value that stands `distance` places behind value() in the same array, else nullptr.
+  [[nodiscard]] const PropertyList* behind(std::size_t distance) const noexcept;
   // How many containers value() lies in.
   [[nodiscard]] std::size_t depth() const noexcept { return levels_.size(); }
   // At Event::Value: where value() stands, such as `Accounts[3]."Display Name"`.

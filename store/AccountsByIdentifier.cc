@@ -36,6 +36,7 @@ AccountsByIdentifier::Account AccountsByIdentifier::withSyncIdentifier(
     std::string_view syncIdentifier) const {
   if (!bySyncIdentifier_) {
     bySyncIdentifier_.emplace(LiveIndex::Identity::SyncIdentifier);
+    bySyncIdentifier_->reserve(entries_.size());
     for (const auto& each : entries_) bySyncIdentifier_->add(each.value.token, *each.value.account);
   }
   return bySyncIdentifier_->firstRecordWith(syncIdentifier);

@@ -7,6 +7,7 @@
 #include "logging/Logging.h"
 #include "store/AccountsManager.h"
 #include "store/Descriptions.h"
+#include "store/InBatches.h"
 #include "store/StoreContents.h"
 
 namespace accountsettings {
@@ -48,12 +49,12 @@ void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accounts
   contents_->runtimeFixers = _createRuntimeFixers();
   if (accountsInfo) contents_->reserve(accountsInfo->size());
   bool fixedAny = false;
-  for (const PropertyList& description : accountsInfo.value_or(Array())) {
+  const auto enter = [&](const PropertyList& description) {
     const Account account = recordOf(description);
     if (account == nullptr) {
       systemLog("[%s] ERROR: Failed to create a BasicAccount from %@",
                 "-[AccountsManager _initWithAccountsInfo:]", description);
-      continue;
+      return;
     }
     // With one fixer, an account is entered once or, where it is beyond repair, not at all.
     for (const auto& fixer : contents_->runtimeFixers) {
@@ -66,7 +67,9 @@ void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accounts
       }
       if (result != FixResult::NothingToDo) fixedAny = true;
     }
-  }
+  };
+  const Array all = accountsInfo.value_or(Array());
+  visitInBatches(all.begin(), all.end(), fetchDescription, enter);
   if (fixedAny) tellFixers(false);
   _setOriginalAccountDictionaries();
 }
@@ -95,15 +98,15 @@ void AccountsManager::_removeChildrenForAccountWithIdentifier(std::string_view p
 }
 
 void AccountsManager::_setOriginalAccountDictionaries() {
-  contents_->originals.clear();
+  contents_->clearOriginals();
   contents_->originals.reserve(count());
-  for (const Account& account : contents_->ordered.accounts()) {
+  forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
     if (auto identifier = account->identifier()) {
       contents_->originals.push_back({std::move(*identifier), account->propertiesToSave()});
     } else {
       systemLog("%@ returned a nil identifier. Account properties may not get saved", *account);
     }
-  }
+  });
 }
 
 void AccountsManager::tellFixers(bool saved) {

@@ -8,6 +8,7 @@
 #include "logging/Logging.h"
 #include "plist/BinaryWriter.h"
 #include "store/AccountsManager.h"
+#include "store/InBatches.h"
 #include "store/NotificationSwitch.h"
 #include "store/StoreContents.h"
 
@@ -48,19 +49,19 @@ void AccountsManager::saveAllAccounts() {
 bool AccountsManager::fixAccountsBeforeSaving() {
   bool fixedAny = false;
   const AccountList& accounts = contents_->ordered.accounts();
-  for (auto each = accounts.rbegin(); each != accounts.rend(); ++each) {
+  visitInBatches(accounts.rbegin(), accounts.rend(), fetchAccount, [&](const Account& account) {
     for (const auto& fixer : contents_->runtimeFixers) {
       const FixResult result =
-          fixer->fixBasicAccountIfNeededLoggingMessage(**each, "saving accounts");
+          fixer->fixBasicAccountIfNeededLoggingMessage(*account, "saving accounts");
       if (result != FixResult::NothingToDo) fixedAny = true;
       if (result != FixResult::Unfixable) continue;
       // It stays in the list, so that it is still written.
-      if (const auto identifier = (*each)->identifier()) {
+      if (const auto identifier = account->identifier()) {
         _removeChildrenForAccountWithIdentifier(*identifier);
         contents_->topLevel.remove(*identifier);
       }
     }
-  }
+  });
   return fixedAny;
 }
 
@@ -68,7 +69,7 @@ Dictionary AccountsManager::rootMergedWithDisk() {
   const std::unique_ptr<AccountsManager> onDisk = initWithRoot(contents_->file.read());
   std::vector<PropertyList> accounts;
   accounts.reserve(count());
-  for (const Account& account : contents_->ordered.accounts()) {
+  forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
     const auto identifier = account->identifier();
     const Account counterpart = identifier ? onDisk->accountWithIdentifier(*identifier) : nullptr;
     const auto onDiskProperties =
@@ -78,7 +79,7 @@ Dictionary AccountsManager::rootMergedWithDisk() {
     if (getRSLoggingEnabled()) {
       RSLog("%@:%@", account->type(), accounts.back(), account->enabledDataclasses());
     }
-  }
+  });
   return {{kPlistAccountsKey, Array(std::move(accounts))},
           {kPlistVersionKey, static_cast<std::uint64_t>(currentVersion())}};
 }

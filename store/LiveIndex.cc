@@ -18,6 +18,12 @@ LiveIndex::LiveIndex(Identity identity)
       identity_(identity == Identity::Identifier ? &BasicAccount::identifier
                                                  : &BasicAccount::syncStoreIdentifier) {}
 
+void LiveIndex::reserve(std::size_t records) {
+  pins_.reserve(records);
+  byHash_.reserve(records);
+  watched_.reserve(records);
+}
+
 void LiveIndex::add(Token token, BasicAccount& record) {
   record.properties().noteIdentityChangesIn(journal_);
   pin(token, record);

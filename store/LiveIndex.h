@@ -26,6 +26,12 @@ class LiveIndex {
 
   explicit LiveIndex(Identity identity);
 
+  void reserve(std::size_t records);
+  // Has what add() needs brought near.
+  void prefetch(const BasicAccount& record) const noexcept {
+    record.properties().values().prefetch();
+    watched_.prefetch(keyOf(&record.properties()));
+  }
   // Enters a record under a token that is not in use. The owner keeps the record alive until the
   // token is removed. A record may be entered under several tokens.
   void add(Token token, BasicAccount& record);

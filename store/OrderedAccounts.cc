@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "store/InBatches.h"
+
 namespace accountsettings {
 
 const std::vector<OrderedAccounts::Account>& OrderedAccounts::accounts() const {
@@ -18,6 +20,7 @@ void OrderedAccounts::reserve(std::size_t size) {
 
 void OrderedAccounts::assign(std::vector<Account> accounts) {
   index_.reset();
+  visitInBatches(slots_.begin(), slots_.end(), fetchAccount, [](Account& each) { each.reset(); });
   slots_.clear();
   places_.clear();
   holes_ = 0;
@@ -65,9 +68,15 @@ std::optional<OrderedAccounts::Place> OrderedAccounts::placeOf(BasicAccount& acc
 LiveIndex& OrderedAccounts::index() {
   if (!index_) {
     index_.emplace(LiveIndex::Identity::Identifier);
-    for (std::size_t i = 0; i < slots_.size(); ++i) {
-      if (slots_[i] != nullptr) index_->add(places_[i], *slots_[i]);
-    }
+    index_->reserve(slots_.size());
+    auto place = places_.begin();
+    const auto fetch = [&](const Account& account) {
+      if (account != nullptr) index_->prefetch(*account);
+    };
+    visitInBatches(slots_.begin(), slots_.end(), fetch, [&](const Account& account) {
+      if (account != nullptr) index_->add(*place, *account);
+      ++place;
+    });
   }
   return *index_;
 }

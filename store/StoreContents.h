@@ -11,6 +11,7 @@
 #include "store/AccountsByIdentifier.h"
 #include "store/AccountsManager.h"
 #include "store/ChildAccounts.h"
+#include "store/InBatches.h"
 #include "store/OrderedAccounts.h"
 #include "store/SettingsFile.h"
 
@@ -39,6 +40,13 @@ struct AccountsManager::Contents {
   void reserve(std::size_t accounts) {
     topLevel.reserve(accounts);
     ordered.reserve(accounts);
+  }
+  void clearOriginals() {
+    visitInBatches(
+        originals.begin(), originals.end(),
+        [](const Original& each) { each.properties.prefetch(); },
+        [](Original& each) { each = Original(); });
+    originals.clear();
   }
   // Puts the account into `topLevel` under the identifier that it reports, if it reports one.
   void enter(const Account& account) {

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "plist/Fetch.h"
+
 namespace accountsettings {
 
 class TokenTable {
@@ -23,6 +25,10 @@ class TokenTable {
   // Removes the token where the key has it.
   void remove(Key key, Token token);
   void reserve(std::size_t keys);
+  // Has the place of the key brought near.
+  void prefetch(Key key) const noexcept {
+    if (!slots_.empty()) detail::fetch(&slots_[home(key)]);
+  }
   void clear();
 
   // The first token of the key, or the last, that `accept` says true to. It must not change the

@@ -1,0 +1,42 @@
+// InBatches.h is for walks over many accounts, which lie all over the memory. A walk that visits
+// them one after the other waits for the memory at each; here it waits for sixteen at a time.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <vector>
+
+#include "account/BasicAccount.h"
+
+namespace accountsettings {
+
+// Calls `visit` with each element in order, and `fetch` some elements ahead, which is to have what
+// the visit reads brought near and must change nothing.
+template <class Iterator, class Fetch, class Visit>
+void visitInBatches(Iterator first, Iterator last, Fetch fetch, Visit visit) {
+  constexpr std::ptrdiff_t kBatch = 16;
+  while (first != last) {
+    const Iterator end = std::next(first, std::min(kBatch, std::distance(first, last)));
+    std::for_each(first, end, fetch);
+    std::for_each(first, end, visit);
+    first = end;
+  }
+}
+
+// What the reading of an account's first properties needs.
+inline void fetchAccount(const std::shared_ptr<BasicAccount>& account) {
+  if (account != nullptr) account->properties().values().prefetch();
+}
+inline void fetchDescription(const PropertyList& description) {
+  if (description.dictionary() != nullptr) description.dictionary()->prefetch();
+}
+
+// Calls `visit` with each account in order.
+template <class Visit>
+void forEachAccount(const std::vector<std::shared_ptr<BasicAccount>>& accounts, Visit visit) {
+  visitInBatches(accounts.begin(), accounts.end(), fetchAccount, visit);
+}
+
+}  // namespace accountsettings
