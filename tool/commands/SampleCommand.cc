@@ -171,6 +171,7 @@ void show(Output& output, const std::string& root, const Release& release,
 void SampleCommand::describe(OptionSet& options) {
   options.argument("DIR", directory_, "Where to write the device root: a new or empty directory");
   std::vector<std::string> names;
+  names.reserve(kReleases.size());
   for (const Release& each : kReleases) names.emplace_back(each.name);
   options.choice("--release", release_, names,
                  "Whose settings: a release's, named by its build, or none but legacy mail and "

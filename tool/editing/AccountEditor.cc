@@ -166,7 +166,7 @@ Dictionary AccountEditor::settingsToBe() const {
 
 std::optional<std::string> AccountEditor::save(const Dictionary& meant) {
   static_cast<void>(files_.takeFailure());
-  const std::optional<std::string> notTold = saveAndTell();
+  std::optional<std::string> notTold = saveAndTell();
   const auto after = readDictionary(files_, path_);
   if (after && *after == meant) {
     session_.changed = true;
