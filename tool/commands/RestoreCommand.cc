@@ -151,7 +151,7 @@ ExitStatus RestoreCommand::run(Session& session) {
       output.line("  " + padded(wordFor(step.action), 9) + " " + device.shown(step.file.path));
     }
   }
-  if (same > 0) output.line("  " + counted(same, "file is", "files are") + " as the backup has it");
+  if (same > 0) output.line("  " + counted(same, "file is as it was", "files are as they were"));
   if (dryRun_) output.line("Nothing was touched.");
   return ExitStatus::Done;
 }

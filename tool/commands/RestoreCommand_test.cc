@@ -115,7 +115,7 @@ TEST_F(Restore, ARestoreThatWasCutShortCanBeRunAgain) {
   EXPECT_EQ(states(), before);
   const ToolResult again = run("restore");
   EXPECT_EQ(again.status, 0);
-  EXPECT_NE(again.out.find("8 files are as the backup has it"), std::string::npos) << again.out;
+  EXPECT_NE(again.out.find("8 files are as they were"), std::string::npos) << again.out;
 }
 
 TEST_F(Restore, ADryRunTouchesNothing) {
@@ -126,7 +126,7 @@ TEST_F(Restore, ADryRunTouchesNothing) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "Would put back backup " + backup() + ":\n  restored  " +
                             root_.settingsPath() + "\n  removed   " + root_.at(kWatched[1]) +
-                            "\n  6 files are as the backup has it\nNothing was touched.\n");
+                            "\n  6 files are as they were\nNothing was touched.\n");
   EXPECT_EQ(root_.snapshot(), before);
 }
 
