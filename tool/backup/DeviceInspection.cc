@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-#include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/backup/Backup.h"
-#include "tool/frame/Digest.h"
 #include "tool/inspection/FindingKinds.h"
 
 namespace accountsettings {
@@ -29,14 +27,12 @@ std::optional<BackupManifest> backupOfCutShortMigration(Device& device) {
 }
 
 // Whether a migration brought the settings of the backup to the current version, or some way there.
-bool wereStamped(Device& device, const BackupFile& kept) {
+bool wereStamped(const InspectedFile& settings, const BackupFile& kept) {
   const std::int64_t current = AccountsManager::currentVersion();
   if (kept.formatVersion == current) return false;  // there was no step to miss
-  const Result<Bytes> bytes = device.files().read(kept.path);
-  if (!bytes || sha256(*bytes) == kept.sha256) return false;
-  const Result<PropertyList> settings = readPropertyList(*bytes);
-  return settings && settings->dictionary() != nullptr &&
-         versionOf(*settings->dictionary()) == current;
+  if (!settings.content || !*settings.content) return false;
+  const Dictionary* now = (*settings.content)->dictionary();
+  return now != nullptr && versionOf(*now) == current;
 }
 
 }  // namespace
@@ -48,7 +44,7 @@ Findings inspectDevice(Device& device, const InspectedFiles& files) {
   if (migrating) return findings;
   const auto manifest = backupOfCutShortMigration(device);
   const BackupFile* kept = manifest ? manifest->fileInRole(BackupRole::Settings) : nullptr;
-  if (kept != nullptr && wereStamped(device, *kept)) {
+  if (kept != nullptr && wereStamped(files.settings, *kept)) {
     findings.push_back({&finding::kMigrationCutShort, kept->path, "", "",
                         "The migration that kept the backup " + manifest->name +
                             " was cut short: upgrade steps may be missing, and no later migration "

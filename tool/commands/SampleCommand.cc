@@ -105,7 +105,9 @@ struct DeviceFile {
   Bytes bytes;
 };
 
-const std::string kPreferences = "/var/mobile/Library/Preferences/";
+std::string inPreferences(const char* name) {
+  return std::string("/var/mobile/Library/Preferences/") + name;
+}
 
 // The places are those of a device whose configuration does not move them.
 std::vector<DeviceFile> filesOf(const Release& release) {
@@ -113,15 +115,15 @@ std::vector<DeviceFile> filesOf(const Release& release) {
   if (release.version == kLegacyFiles) {
     files.push_back(
         {"/var/mobile/Library/Mail/Accounts.plist", orRefuse(writeXml(sampleLegacyMail()))});
-    files.push_back({kPreferences + "com.zelqo.DataAccess.plist",
+    files.push_back({inPreferences("com.zelqo.DataAccess.plist"),
                      orRefuse(writeBinary(sampleLegacyExchange()))});
   } else {
-    files.push_back({kPreferences + "com.zelqo.accountsettings.plist",
+    files.push_back({inPreferences("com.zelqo.accountsettings.plist"),
                      orRefuse(writeBinary(sampleSettings(release.version)))});
   }
   if (release.version == 12) return files;
   // A migration of this device leaves the dated record of what it did.
-  files.push_back({kPreferences + "com.zelqo.accountsettings-logging.plist",
+  files.push_back({inPreferences("com.zelqo.accountsettings-logging.plist"),
                    orRefuse(writeXml(Dictionary{{"RSSaveMigrationInformation", true}}))});
   return files;
 }

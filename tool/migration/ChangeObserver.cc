@@ -1,13 +1,11 @@
 #include "tool/migration/ChangeObserver.h"
 
-#include <array>
 #include <optional>
 #include <utility>
 
 #include "account/AccountConstants.h"
 #include "tool/accounts/AccountLineage.h"
 #include "tool/accounts/AccountTree.h"
-#include "tool/inspection/Inspection.h"
 
 namespace accountsettings {
 
