@@ -171,9 +171,7 @@ bool BinaryObjects::enter(Walk& walk, const Counted* node) {
 
 void BinaryObjects::fetchContents(const PropertyList* value) noexcept {
   if (value == nullptr || value->dictionary() == nullptr) return;
-  const Dictionary& dictionary = *value->dictionary();
-  Access::fetchStorage(dictionary.begin(),
-                       dictionary.begin() + std::min(dictionary.size(), kMostFetched));
+  value->dictionary()->prefetch(kMostFetched);
 }
 
 void BinaryObjects::fetchSlots(const PropertyList* value) const noexcept {

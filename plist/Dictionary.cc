@@ -77,9 +77,8 @@ const PropertyList* Dictionary::find(std::string_view key) const noexcept {
   return found != nullptr ? &found->value() : nullptr;
 }
 
-void Dictionary::prefetch() const noexcept {
-  constexpr std::size_t kFirst = 4;
-  detail::Access::fetchStorage(begin(), begin() + std::min(size(), kFirst));
+void Dictionary::prefetch(std::size_t most) const noexcept {
+  detail::Access::fetchStorage(begin(), begin() + std::min(size(), most));
 }
 
 std::optional<PropertyList> Dictionary::get(std::string_view key) const {

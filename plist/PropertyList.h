@@ -96,9 +96,9 @@ class Dictionary {
   // The entries in insertion order; the pointers live until the next change.
   [[nodiscard]] const Entry* begin() const noexcept;
   [[nodiscard]] const Entry* end() const noexcept;
-  // Has the first entries and their strings brought near, for who is about to read some of many
-  // dictionaries.
-  void prefetch() const noexcept;
+  // Has the first entries, at most so many, and their strings brought near, for who is about to
+  // read some of many dictionaries.
+  void prefetch(std::size_t most = 4) const noexcept;
 
   // Stores the value under `key`, in its old place where the key exists, else last.
   void set(std::string_view key, PropertyList value);
