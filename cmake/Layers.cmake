@@ -14,31 +14,6 @@ function(as_objects_up_to layer result)
   set(${result} "${objects}" PARENT_SCOPE)
 endfunction()
 
-# as_test(NAME LAYER layer SOURCES ... [LIBS ...] [TIMEOUT seconds] [ENVIRONMENT ...])
-# builds the test program NAME over LAYER's objects and registers it. Modules that a test loads
-# at run time find the library's symbols in the test program.
-function(as_test name)
-  if(NOT AS_BUILD_TESTS)
-    return()
-  endif()
-  cmake_parse_arguments(arg "" "LAYER;TIMEOUT" "SOURCES;LIBS;ENVIRONMENT" ${ARGN})
-  set(objects)
-  if(arg_LAYER)
-    as_objects_up_to(${arg_LAYER} objects)
-  endif()
-  add_executable(${name} ${arg_SOURCES} ${objects})
-  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
-  target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main ${CMAKE_DL_LIBS})
-  add_test(NAME ${name} COMMAND ${name})
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 600)
-  endif()
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
-  if(arg_ENVIRONMENT)
-    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${arg_ENVIRONMENT}")
-  endif()
-endfunction()
-
 # as_layer(NAME SOURCES ... [TESTS ...] [TEST_LIBS ...]) defines the object library as_NAME from the
 # sources in this folder and, where there are tests, the test program NAME_tests.
 function(as_layer name)

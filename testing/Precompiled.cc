@@ -1,0 +1,1 @@
+// The build compiles the precompiled headers of the tests along with this file.
