@@ -10,7 +10,7 @@ set(allowed_migration plist platform logging account store migration)
 set(allowed_host plist platform host)
 set(allowed_tool plist platform logging account store migration host tool)
 # Within tool/, each folder stands on those before it.
-set(tool_folders frame device accounts inspection backup migration editing commands)
+set(tool_folders frame values device accounts inspection backup migration editing commands)
 set(layers plist platform logging account store migration host tool)
 set(system_headers "<(sys/|linux/|unistd|fcntl|dlfcn|poll|pwd|grp|signal|termios|syslog|dirent|systemd/)")
 set(system_header_exceptions "tool/frame/Terminal.cc")

@@ -4,35 +4,12 @@
 #include <limits>
 #include <utility>
 
+#include "plist/Description.h"
 #include "plist/Reader.h"
 
 namespace accountsettings {
 
 namespace {
-
-std::string_view kindName(const PropertyList& value) {
-  switch (value.kind()) {
-    case PropertyList::Kind::String:
-      return "a string";
-    case PropertyList::Kind::Integer:
-      return "an integer";
-    case PropertyList::Kind::Real:
-      return "a real";
-    case PropertyList::Kind::Boolean:
-      return "a boolean";
-    case PropertyList::Kind::Date:
-      return "a date";
-    case PropertyList::Kind::Data:
-      return "data";
-    case PropertyList::Kind::Uid:
-      return "a UID";
-    case PropertyList::Kind::Array:
-      return "an array";
-    case PropertyList::Kind::Dictionary:
-      return "a dictionary";
-  }
-  return "something else";
-}
 
 // Item is one value of the configuration with its place: the file and the keys that lead to it.
 struct Item {
@@ -46,7 +23,7 @@ struct Item {
 
 Error expected(const Item& item, std::string_view what) {
   return Error{item.place + ": expected " + std::string(what) + ", found " +
-               std::string(kindName(item.value))};
+               std::string(kindInWords(item.value))};
 }
 
 Result<std::string> stringIn(const Item& item) {

@@ -13,9 +13,6 @@
 
 namespace accountsettings {
 
-// The message as one line without the final line break. Tabs stay.
-[[nodiscard]] std::string singleLine(std::string_view message);
-
 // SyslogSink writes to the machine's system log.
 class SyslogSink : public SystemLog {
  public:

@@ -13,20 +13,6 @@ namespace {
 
 using testing::modeOf;
 
-TEST(SingleLine, LineBreaksBecomeTwoCharacters) {
-  EXPECT_EQ(singleLine("a\nb\r\nc\n"), "a\\nb\\r\\nc\\n");
-  EXPECT_EQ(singleLine(""), "");
-  EXPECT_EQ(singleLine("tab\tand umlaut \xC3\xBC"), "tab\tand umlaut \xC3\xBC");
-}
-
-TEST(SingleLine, NothingDrivesTheTerminal) {
-  EXPECT_EQ(singleLine("\x1b[31m\x07\x7f"), "\\x1b[31m\\x07\\x7f");
-  EXPECT_EQ(singleLine(std::string_view("a\0b", 3)), "a\\x00b");
-  EXPECT_EQ(singleLine("\xC2\x9b"
-                       "31m\xC2\x85\xC2\xA0\xC2"),
-            "\\x9b31m\\x85\xC2\xA0\xC2");
-}
-
 class LogFile : public ::testing::Test {
  protected:
   std::string text() const { return testing::DeviceRoot::readFile(path); }

@@ -121,6 +121,30 @@ class Describer {
 
 }  // namespace
 
+std::string_view kindInWords(const PropertyList& value) noexcept {
+  switch (value.kind()) {
+    case Kind::String:
+      return "a string";
+    case Kind::Integer:
+      return "an integer";
+    case Kind::Real:
+      return "a real";
+    case Kind::Boolean:
+      return "a boolean";
+    case Kind::Date:
+      return "a date";
+    case Kind::Data:
+      return "data";
+    case Kind::Uid:
+      return "a UID";
+    case Kind::Array:
+      return "an array";
+    case Kind::Dictionary:
+      break;
+  }
+  return "a dictionary";
+}
+
 std::string description(const PropertyList& value, std::size_t limit) {
   return Describer(limit).run(value);
 }

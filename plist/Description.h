@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "plist/PropertyList.h"
 
@@ -10,6 +11,9 @@ namespace accountsettings {
 
 // So many bytes of a value are shown where no limit is given.
 inline constexpr std::size_t kDescriptionLimit = 4096;
+
+// "a string", "an integer", "an array" and so on: what kind of value it is, in words.
+[[nodiscard]] std::string_view kindInWords(const PropertyList& value) noexcept;
 
 // The value in one line: `{ Key = value; "Key two" = ( a, b ); }`, reals with a point or exponent,
 // data as `<00ff>`, dates as 2011-05-04T12:34:56Z, UIDs as UID(7). Strings inside

@@ -53,7 +53,7 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
   }
   Output output(commandLine.options().json);
   if (command == nullptr) {
-    output.text(commandLine.text());
+    output.block(commandLine.text());
     return finish(output, ExitStatus::Done, false);
   }
   Session session{commandLine.options(), output};

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "account/AccountConstants.h"
-#include "tool/frame/PropertyText.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 
@@ -16,7 +16,7 @@ constexpr std::size_t kNameWidth = 60;
 constexpr std::size_t kDetailsWidth = 300;
 
 std::string shortened(std::string_view text) {
-  return cutTo(printable(text), kNameWidth);
+  return cutTo(text, kNameWidth);
 }
 
 // The properties that the first two lines of an account tell.
@@ -33,7 +33,7 @@ std::string enabledText(const AccountNode& account) {
   if (account.enabled->empty()) return "nothing enabled";
   std::vector<std::string_view> names;
   for (const std::string& each : *account.enabled) names.push_back(shortDataclass(each));
-  return cutTo(printable(joined(names, ", ")), kDetailsWidth);
+  return cutTo(joined(names, ", "), kDetailsWidth);
 }
 
 std::string detailsText(const AccountNode& account, bool withCount) {
@@ -48,8 +48,8 @@ std::string detailsText(const AccountNode& account, bool withCount) {
   return joined(parts, " | ");
 }
 
-std::string headline(const Output& output, const AccountNode& account) {
-  std::string text =
+ShownText headline(const Output& output, const AccountNode& account) {
+  ShownText text =
       output.paint(Colour::Bold, account.type.empty() ? "(no type)" : shortened(account.type));
   if (!account.name.empty()) text += " \"" + shortened(account.name) + "\"";
   if (!account.accountClass.empty()) text += "  " + shortened(account.accountClass);

@@ -1,6 +1,7 @@
 #include "tool/accounts/DifferencesText.h"
 
-#include "tool/frame/PropertyText.h"
+#include "account/StringList.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 namespace {
@@ -13,19 +14,13 @@ PropertyList shownValue(const std::string& key, const PropertyList& value, bool 
   return *hidden.find(key);
 }
 
-Array arrayOfStrings(const std::vector<std::string>& strings) {
-  Array array;
-  for (const std::string& each : strings) array.append(each);
-  return array;
-}
-
 // DifferenceLines writes one difference after the other.
 class DifferenceLines {
  public:
   DifferenceLines(Output& output, bool reveal) : output_(output), reveal_(reveal) {}
 
   void write(const KeyChange& change, const std::string& indent) {
-    const std::string name = change.key.empty() ? "value" : printable(change.key);
+    const std::string name = change.key.empty() ? "value" : change.key;
     if (!change.cameIn.empty() || !change.wentOut.empty()) {
       mark('~', name + ": " + membersOf(change), indent);
     } else if (!change.before) {
@@ -43,11 +38,9 @@ class DifferenceLines {
     const char sign = change.kind == AccountChange::Kind::Added     ? '+'
                       : change.kind == AccountChange::Kind::Removed ? '-'
                                                                     : '~';
-    const std::string label =
-        change.label.empty() ? "account" : cutTo(printable(change.label), kValueWidth);
-    const std::string moved =
-        change.movedTo.empty() ? "" : "  now a child of " + printable(change.movedTo);
-    mark(sign, label + "  " + printable(change.account) + moved, indent);
+    const std::string label = change.label.empty() ? "account" : cutTo(change.label, kValueWidth);
+    const std::string moved = change.movedTo.empty() ? "" : "  now a child of " + change.movedTo;
+    mark(sign, label + "  " + change.account + moved, indent);
     for (const KeyChange& each : change.keys) write(each, indent + "    ");
     for (const AccountChange& each : change.children) write(each, indent + "    ");
   }
@@ -65,10 +58,10 @@ class DifferenceLines {
   static std::string membersOf(const KeyChange& change) {
     std::vector<std::string> parts;
     for (const std::string& each : change.cameIn) {
-      parts.push_back("+" + printable(shortDataclass(each)));
+      parts.push_back("+" + std::string(shortDataclass(each)));
     }
     for (const std::string& each : change.wentOut) {
-      parts.push_back("-" + printable(shortDataclass(each)));
+      parts.push_back("-" + std::string(shortDataclass(each)));
     }
     return joined(parts, " ");
   }
@@ -82,8 +75,8 @@ Dictionary forScripts(const KeyChange& change, bool reveal) {
   if (change.before) entry.set("before", shownValue(change.key, *change.before, reveal));
   if (change.after) entry.set("after", shownValue(change.key, *change.after, reveal));
   if (!change.cameIn.empty() || !change.wentOut.empty()) {
-    entry.set("added", arrayOfStrings(change.cameIn));
-    entry.set("removed", arrayOfStrings(change.wentOut));
+    entry.set("added", arrayOf(change.cameIn));
+    entry.set("removed", arrayOf(change.wentOut));
   }
   return entry;
 }

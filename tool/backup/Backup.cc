@@ -11,11 +11,11 @@
 #include "plist/Reader.h"
 #include "plist/XmlWriter.h"
 #include "store/AccountsManager.h"
-#include "tool/device/Device.h"
-#include "tool/frame/Digest.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/frame/Errors.h"
-#include "tool/frame/ReadFile.h"
 #include "tool/frame/Version.h"
+#include "tool/values/Digest.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 
@@ -156,7 +156,7 @@ std::string backupsDirectory() {
                              "Library/Logs/AccountMigrationBackups");
 }
 
-Result<BackupManifest> makeBackup(Device& device) {
+Result<BackupManifest> makeBackup(OpenedRoot& device) {
   LinuxFiles& files = device.files();
   const Result<std::string> name =
       makeDirectoryFor(files, device.context().platform().clock.localTime());
@@ -179,12 +179,12 @@ Result<BackupManifest> makeBackup(Device& device) {
   return kept.error();
 }
 
-Status recordOutcome(Device& device, BackupManifest manifest, const Dictionary& outcome) {
+Status recordOutcome(OpenedRoot& device, BackupManifest manifest, const Dictionary& outcome) {
   manifest.outcome = outcome;
   return writeManifest(device.files(), manifest);
 }
 
-Status removeOldBackups(Device& device, std::size_t keep, const std::string& newest) {
+Status removeOldBackups(OpenedRoot& device, std::size_t keep, const std::string& newest) {
   const Result<std::vector<FoundBackup>> found = findBackups(device);
   if (!found) return found.error();
   auto complete = static_cast<std::size_t>(std::count_if(
@@ -198,7 +198,7 @@ Status removeOldBackups(Device& device, std::size_t keep, const std::string& new
   return {};
 }
 
-Result<std::vector<FoundBackup>> findBackups(Device& device) {
+Result<std::vector<FoundBackup>> findBackups(OpenedRoot& device) {
   std::vector<FoundBackup> found;
   const Result<std::vector<std::string>> names = device.files().list(backupsDirectory());
   if (!names && names.error().code == ENOENT) return found;
@@ -225,14 +225,14 @@ Result<std::vector<FoundBackup>> findBackups(Device& device) {
   return found;
 }
 
-std::vector<FoundBackup> requireBackups(Device& device) {
+std::vector<FoundBackup> requireBackups(OpenedRoot& device) {
   Result<std::vector<FoundBackup>> found = findBackups(device);
   if (found) return std::move(found).value();
   throw Prevented("", found.error().message,
                   "only the user who migrated, and root, may read the backups");
 }
 
-Result<Bytes> readFromBackup(Device& device, const BackupManifest& manifest,
+Result<Bytes> readFromBackup(OpenedRoot& device, const BackupManifest& manifest,
                              const BackupFile& file) {
   const std::string path = appendPathComponent(pathOfBackup(manifest.name), file.savedAs);
   Result<Bytes> bytes = device.files().read(path);

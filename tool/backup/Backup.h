@@ -12,7 +12,7 @@
 
 namespace accountsettings {
 
-class Device;
+class OpenedRoot;
 
 // The device paths that a migration may change or remove, with their roles.
 struct WatchedPath {
@@ -26,12 +26,12 @@ struct WatchedPath {
 
 // Makes a backup of the watched paths and flushes it. The error says what could not be kept; what
 // was begun is then taken away again.
-[[nodiscard]] Result<BackupManifest> makeBackup(Device& device);
+[[nodiscard]] Result<BackupManifest> makeBackup(OpenedRoot& device);
 // Writes what the migration did into the backup's manifest.
-Status recordOutcome(Device& device, BackupManifest manifest, const Dictionary& outcome);
+Status recordOutcome(OpenedRoot& device, BackupManifest manifest, const Dictionary& outcome);
 // Removes the oldest backups until `keep` are left, but never the one named `newest`, whatever the
 // clock says; and what killed runs began and never finished. Only while the migration lock is held.
-Status removeOldBackups(Device& device, std::size_t keep, const std::string& newest);
+Status removeOldBackups(OpenedRoot& device, std::size_t keep, const std::string& newest);
 
 // A backup that was found. Without a manifest it is incomplete or damaged, and `problem` says how.
 struct FoundBackup {
@@ -42,12 +42,12 @@ struct FoundBackup {
 };
 // The root's backups, oldest first; none where there is no directory of backups. Fails where it
 // cannot be read.
-[[nodiscard]] Result<std::vector<FoundBackup>> findBackups(Device& device);
+[[nodiscard]] Result<std::vector<FoundBackup>> findBackups(OpenedRoot& device);
 // The same; throws Prevented.
-[[nodiscard]] std::vector<FoundBackup> requireBackups(Device& device);
+[[nodiscard]] std::vector<FoundBackup> requireBackups(OpenedRoot& device);
 
 // The content that the backup keeps of `file`; fails where it is missing or its sum is wrong.
-[[nodiscard]] Result<Bytes> readFromBackup(Device& device, const BackupManifest& manifest,
+[[nodiscard]] Result<Bytes> readFromBackup(OpenedRoot& device, const BackupManifest& manifest,
                                            const BackupFile& file);
 
 // For a backup's directory on this machine, wherever it lies.

@@ -39,13 +39,13 @@ std::string outcomeText(const BackupManifest& manifest) {
   }
   if (!flagIn(manifest.outcome, "Result")) text += ", answered no";
   if (!flagIn(manifest.outcome, "As Meant")) text += ", NOT WHAT WAS MEANT";
-  return printable(text);
+  return text;
 }
 
 }  // namespace
 
-std::string backupLine(const Output& output, const FoundBackup& backup) {
-  std::string line = output.paint(Colour::Bold, backup.name) + "  ";
+ShownText backupLine(const Output& output, const FoundBackup& backup) {
+  const ShownText line = output.paint(Colour::Bold, backup.name) + "  ";
   if (!backup.manifest) return line + output.paint(Colour::Red, "unusable: " + backup.problem);
   return line + outcomeText(*backup.manifest) + ", " +
          counted(filesKept(*backup.manifest), "file", "files") + " kept";

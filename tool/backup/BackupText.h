@@ -10,7 +10,7 @@
 namespace accountsettings {
 
 // One line: the name, what the migration did, and how much is kept.
-[[nodiscard]] std::string backupLine(const Output& output, const FoundBackup& backup);
+[[nodiscard]] ShownText backupLine(const Output& output, const FoundBackup& backup);
 [[nodiscard]] Dictionary backupForScripts(const FoundBackup& backup);
 
 }  // namespace accountsettings

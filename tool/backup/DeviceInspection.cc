@@ -11,13 +11,13 @@ namespace accountsettings {
 namespace {
 
 // Whether another process holds the migration lock, and so may be in the middle of its work.
-bool isMigrating(HostFacts& facts, Device& device) {
-  const auto holder = facts.lockHolder(std::string(kAccountMigrationLockFilename));
+bool isMigrating(OpenedRoot& device) {
+  const auto holder = device.lockHolder();
   return holder && holder->identifier != device.context().platform().processes.ownIdentifier();
 }
 
 // The newest backup that could be put back, where its migration did not come to an end.
-std::optional<BackupManifest> backupOfCutShortMigration(Device& device) {
+std::optional<BackupManifest> backupOfCutShortMigration(OpenedRoot& device) {
   const Result<std::vector<FoundBackup>> found = findBackups(device);
   if (!found) return std::nullopt;  // others may look at a device without reading its backups
   const auto newest = std::find_if(found->rbegin(), found->rend(),
@@ -37,10 +37,9 @@ bool wereStamped(const InspectedFile& settings, const BackupFile& kept) {
 
 }  // namespace
 
-Findings inspectDevice(Device& device, const InspectedFiles& files) {
-  const auto facts = makeHostFacts(device.host());
-  const bool migrating = isMigrating(*facts, device);  // first, as it may end meanwhile
-  Findings findings = inspectRoot(files, facts.get());
+Findings inspectDevice(OpenedRoot& device, const InspectedFiles& files) {
+  const bool migrating = isMigrating(device);  // first, as it may end meanwhile
+  Findings findings = inspectRoot(device, files);
   if (migrating) return findings;
   const auto manifest = backupOfCutShortMigration(device);
   const BackupFile* kept = manifest ? manifest->fileInRole(BackupRole::Settings) : nullptr;

@@ -47,7 +47,8 @@ Status apply(LinuxFiles& files, const RestoreStep& step) {
 
 }  // namespace
 
-Result<std::vector<RestoreStep>> prepareRestore(Device& device, const BackupManifest& manifest) {
+Result<std::vector<RestoreStep>> prepareRestore(OpenedRoot& device,
+                                                const BackupManifest& manifest) {
   std::vector<RestoreStep> steps;
   for (const BackupFile& file : manifest.files) {
     if (!isWatched(file)) return Error{file.path + ": no migration of this device touches it"};
@@ -67,7 +68,7 @@ Result<std::vector<RestoreStep>> prepareRestore(Device& device, const BackupMani
   return steps;
 }
 
-Status applyRestore(Device& device, const std::vector<RestoreStep>& steps) {
+Status applyRestore(OpenedRoot& device, const std::vector<RestoreStep>& steps) {
   // However far it comes, no account is in none of the files: first everything is written, then the
   // rest goes. But a migration that finds the sentinel deletes what was written, so that goes
   // before.

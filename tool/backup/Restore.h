@@ -8,7 +8,7 @@
 
 #include "plist/Result.h"
 #include "tool/backup/Backup.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 
 namespace accountsettings {
 
@@ -23,11 +23,11 @@ struct RestoreStep {
 
 // Reads everything that the backup keeps and compares it with its sums and with what is there now.
 // Fails where the backup is damaged or names a file that no migration touches.
-[[nodiscard]] Result<std::vector<RestoreStep>> prepareRestore(Device& device,
+[[nodiscard]] Result<std::vector<RestoreStep>> prepareRestore(OpenedRoot& device,
                                                               const BackupManifest& manifest);
 
 // Does what was prepared, one file after the other. The error names the first file that could not
 // be put back; those before it were.
-Status applyRestore(Device& device, const std::vector<RestoreStep>& steps);
+Status applyRestore(OpenedRoot& device, const std::vector<RestoreStep>& steps);
 
 }  // namespace accountsettings

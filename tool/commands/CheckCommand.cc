@@ -3,9 +3,9 @@
 #include "plist/Reader.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/commands/Input.h"
-#include "tool/device/Device.h"
-#include "tool/frame/ReadFile.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/inspection/FindingsText.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 namespace {
@@ -18,7 +18,7 @@ struct Checked {
   ShownPath shown = [](const std::string& file) { return file; };
 };
 
-Checked checkRoot(const CommonOptions& options, Device& device) {
+Checked checkRoot(const CommonOptions& options, OpenedRoot& device) {
   return {Input::Kind::DeviceRoot, options.root, inspectDevice(device, filesOfRoot()),
           [&device](const std::string& file) { return device.shown(file); }};
 }
@@ -60,7 +60,7 @@ ExitStatus CheckCommand::run(Session& session) {
   const std::string path = path_.value_or(options.root);
   const Input::Kind kind = kindOfInput(path);
   if (kind == Input::Kind::DeviceRoot) options.root = path;
-  Device device(options, DefaultLog::Nowhere);
+  OpenedRoot device(options, DefaultLog::Nowhere);
   const Checked checked = kind == Input::Kind::DeviceRoot ? checkRoot(options, device)
                           : kind == Input::Kind::Backup   ? checkBackup(path, options)
                                                           : checkSettingsFile(path);
@@ -70,8 +70,8 @@ ExitStatus CheckCommand::run(Session& session) {
     if (!written) throw Prevented(path, written.error().message);
   } else {
     writeFindings(output, checked.findings, checked.shown);
-    output.line("Checked " + std::string(nameOf(checked.kind)) + " " + printable(path) +
-                ": found " + countsInWords(checked.findings) + ".");
+    output.line("Checked " + std::string(nameOf(checked.kind)) + " " + path + ": found " +
+                countsInWords(checked.findings) + ".");
   }
   return checked.findings.empty() ? ExitStatus::Done : ExitStatus::No;
 }

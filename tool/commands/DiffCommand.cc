@@ -23,8 +23,7 @@ Dictionary settingsOf(const Input& input) {
 }
 
 std::string headlineOf(const Input& input) {
-  return printable(input.description()) +
-         (input.files.settings.content ? "" : " (no settings file)");
+  return input.description() + (input.files.settings.content ? "" : " (no settings file)");
 }
 
 Dictionary sourceOf(const Input& input) {

@@ -2,9 +2,9 @@
 
 #include "account/StringList.h"
 #include "tool/editing/EditRules.h"
-#include "tool/frame/PropertyText.h"
-#include "tool/frame/ReadFile.h"
-#include "tool/frame/ValueText.h"
+#include "tool/values/PropertyText.h"
+#include "tool/values/ReadFile.h"
+#include "tool/values/ValueText.h"
 
 namespace accountsettings {
 namespace {

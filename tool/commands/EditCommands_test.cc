@@ -217,7 +217,7 @@ TEST_F(Edit, GetShowsATerminalNothingRaw) {
   ASSERT_EQ(run({"set", "A", "DisplayName", "\033[31mred"}).status, 0);
   EXPECT_EQ(run({"get", "A", "DisplayName"}).out, "\033[31mred\n");
   EXPECT_EQ(ToolRun({"get", "A", "DisplayName", "--root", root.path()}).onTerminal().run().out,
-            "?[31mred\r\n");
+            "\\x1b[31mred\r\n");
 }
 
 TEST_F(Edit, GetHidesSecrets) {

@@ -1,18 +1,18 @@
 #include "tool/commands/GetCommand.h"
 
-#include "tool/device/HostFacts.h"
+#include "host/LinuxFiles.h"
 #include "tool/editing/AccountEditor.h"
-#include "tool/frame/PropertyText.h"
 #include "tool/inspection/Inspection.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 namespace {
 
 // Reading creates nothing, so only a lock file that is there already is waited for.
-void waitForMigration(Device& device, Output& output) {
+void waitForMigration(OpenedRoot& device, Output& output) {
   const std::string lock(kAccountMigrationLockFilename);
   if (!device.files().exists(lock)) return;
-  if (const auto holder = makeHostFacts(device.host())->lockHolder(lock)) {
+  if (const auto holder = device.lockHolder()) {
     output.progress("Waiting for " + inWords(*holder));
   }
   AccountsManager::waitForMigrationToFinish();
@@ -21,10 +21,10 @@ void waitForMigration(Device& device, Output& output) {
 
 // A string as it is, so that a script can use it; on a terminal, and for anything else, as people
 // read it.
-std::string valueText(const PropertyList& value, bool onTerminal) {
+void writeValue(Output& output, const PropertyList& value) {
   const auto text = value.stringValue();
-  if (!text) return propertyText(value);
-  return (onTerminal ? printable(*text) : std::string(*text)) + "\n";
+  if (!text) return output.block(propertyText(value));
+  output.onTerminal() ? output.line(*text) : output.data(std::string(*text) + "\n");
 }
 
 }  // namespace
@@ -40,7 +40,7 @@ void GetCommand::describe(OptionSet& options) {
 }
 
 ExitStatus GetCommand::run(Session& session) {
-  Device device(session.options, DefaultLog::Nowhere);
+  OpenedRoot device(session.options, DefaultLog::Nowhere);
   waitForMigration(device, session.output);
   requireCurrentSettings(filesOfRoot().settings.content,
                          device.shown(accountSettingsAccountsPath()));
@@ -66,9 +66,9 @@ ExitStatus GetCommand::run(Session& session) {
                                                    {"values", values}});
     if (!written) throw Prevented("account '" + identifier_ + "'", written.error().message);
   } else if (keys_.empty()) {
-    output.text(propertyText(values));
+    output.block(propertyText(values));
   } else {
-    for (const auto& entry : values) output.text(valueText(entry.value(), output.onTerminal()));
+    for (const auto& entry : values) writeValue(output, entry.value());
   }
   for (const std::string& key : missing) {
     output.note("account '" + identifier_ + "', key '" + key + "': there is no such value; '" +

@@ -3,8 +3,8 @@
 #include "host/LinuxFiles.h"
 #include "tool/backup/Backup.h"
 #include "tool/backup/BackupText.h"
-#include "tool/device/Device.h"
-#include "tool/migration/MigrationRecords.h"
+#include "tool/device/OpenedRoot.h"
+#include "tool/migration/RecordFiles.h"
 
 namespace accountsettings {
 
@@ -18,15 +18,15 @@ void HistoryCommand::describe(OptionSet& options) {
 ExitStatus HistoryCommand::run(Session& session) {
   CommonOptions options = session.options;
   if (root_) options.root = *root_;
-  Device device(options, DefaultLog::Nowhere);
+  OpenedRoot device(options, DefaultLog::Nowhere);
   const std::vector<FoundBackup> backups = requireBackups(device);
-  const std::vector<MigrationRecord> records = findMigrationRecords(device.files());
+  const std::vector<RecordFile> records = findRecordFiles(device.files());
   Output& output = session.output;
   if (output.json()) {
     Array backupEntries;
     for (const FoundBackup& each : backups) backupEntries.append(backupForScripts(each));
     Array recordEntries;
-    for (const MigrationRecord& each : records) recordEntries.append(recordForScripts(each));
+    for (const RecordFile& each : records) recordEntries.append(recordForScripts(each));
     (void)output.value(Dictionary{{"format", "accountsettings.history"},
                                   {"formatVersion", 1},
                                   {"root", options.root},
@@ -35,14 +35,13 @@ ExitStatus HistoryCommand::run(Session& session) {
     return ExitStatus::Done;
   }
   if (backups.empty() && records.empty()) {
-    output.line("No migration of " + printable(options.root) + " left a backup or a record.");
+    output.line("No migration of " + options.root + " left a backup or a record.");
   }
   if (!backups.empty()) output.line("Migrations, from their backups:");
   for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));
-  if (!records.empty())
-    output.line("Records in " + device.shown(migrationRecordsDirectory()) + ":");
-  for (const MigrationRecord& each : records) {
-    output.line("  " + printable(each.name) + "  " + recordLine(each));
+  if (!records.empty()) output.line("Records in " + device.shown(recordFilesDirectory()) + ":");
+  for (const RecordFile& each : records) {
+    output.line("  " + each.name + "  " + recordLine(each));
   }
   return ExitStatus::Done;
 }

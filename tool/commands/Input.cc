@@ -4,9 +4,9 @@
 
 #include "plist/Reader.h"
 #include "tool/backup/Backup.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/frame/Errors.h"
-#include "tool/frame/ReadFile.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 Input deviceRoot(const std::string& path, const CommonOptions& options) {
   CommonOptions here = options;
   here.root = path;
-  Device device(here, DefaultLog::Nowhere);
+  OpenedRoot device(here, DefaultLog::Nowhere);
   Input input{Input::Kind::DeviceRoot, path, filesOfRoot()};
   for (InspectedFile* file :
        {&input.files.settings, &input.files.legacyExchange, &input.files.legacyMail}) {

@@ -19,10 +19,9 @@ std::vector<std::string> objections(const MigrationReport& report, const ShownPa
     if (finding.kind->blocksMigration) problems.push_back(findingInALine(finding, shown));
   }
   for (const LedgerEntry& entry : report.ledger.unexplained()) {
-    problems.push_back(
-        printable(shown(entry.file)) + ": account " + printable(entry.account) +
-        ": no rule explains why it " +
-        (entry.key.empty() ? "is dropped" : "loses \"" + printable(entry.key) + "\""));
+    problems.push_back(shown(entry.file) + ": account " + entry.account +
+                       ": no rule explains why it " +
+                       (entry.key.empty() ? "is dropped" : "loses \"" + entry.key + "\""));
   }
   return problems;
 }
@@ -74,7 +73,7 @@ void MigrateCommand::describe(OptionSet& options) {
       "Migrates a device, with a backup that 'restore' puts back and its log in a file.");
 }
 
-void MigrateCommand::checkPlan(Device& device) const {
+void MigrateCommand::checkPlan(OpenedRoot& device) const {
   if (!plan_) return;
   if (const auto changed = changedSince(readPlanInputs(*plan_), device)) {
     throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
@@ -107,7 +106,7 @@ std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationH
 ExitStatus MigrateCommand::run(Session& session) {
   Output& output = session.output;
   const std::string& root = session.options.root;
-  Device device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
+  OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   checkPlan(device);
 
   output.progress("Looking at the settings ...");

@@ -19,7 +19,7 @@ class MigrateCommand : public Command {
 
  private:
   // Throws Prevented where the device has moved away from the plan that was given.
-  void checkPlan(Device& device) const;
+  void checkPlan(OpenedRoot& device) const;
   // Lets the migration run. Answers how the disk is not what was meant, or none.
   std::optional<std::string> carryOut(Session& session, MigrationHost& host,
                                       MigrationReport& report) const;

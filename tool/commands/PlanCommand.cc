@@ -1,10 +1,10 @@
 #include "tool/commands/PlanCommand.h"
 
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/frame/Json.h"
-#include "tool/frame/ReadFile.h"
 #include "tool/migration/Plan.h"
 #include "tool/migration/PlanText.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 
@@ -23,7 +23,7 @@ void PlanCommand::describe(OptionSet& options) {
 ExitStatus PlanCommand::run(Session& session) {
   CommonOptions options = session.options;
   if (root_) options.root = *root_;
-  Device device(options, DefaultLog::Nowhere);
+  OpenedRoot device(options, DefaultLog::Nowhere);
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
   const Plan plan = makePlan(device);
   const bool asDocument = out_ || session.output.json();
@@ -40,7 +40,7 @@ ExitStatus PlanCommand::run(Session& session) {
     if (!written) throw Prevented(options.root, written.error().message);
   } else {
     writePlan(output, plan, shown);
-    if (out_) output.line("Saved the plan in " + printable(*out_) + ".");
+    if (out_) output.line("Saved the plan in " + *out_ + ".");
   }
   return exitCode_ && plan.pending() ? ExitStatus::Pending : ExitStatus::Done;
 }

@@ -4,8 +4,8 @@
 #include "plist/Reader.h"
 #include "plist/XmlWriter.h"
 #include "tool/frame/Json.h"
-#include "tool/frame/PropertyText.h"
-#include "tool/frame/ReadFile.h"
+#include "tool/values/PropertyText.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 
@@ -78,7 +78,7 @@ ExitStatus PlistCommand::run(Session& session) {
     writeFile(*out_, content);
     session.changed = true;
   } else {
-    session.output.text(asText(content));
+    session.output.data(asText(content));
   }
   return ExitStatus::Done;
 }

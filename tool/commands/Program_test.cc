@@ -127,7 +127,7 @@ TEST(Program, NoArgumentSpeaksToTheTerminal) {
                                                   {"plan", "--root", hostile},
                                                   {"sample", "x", "--release", hostile}}) {
     const ToolResult result = runTool(command);
-    EXPECT_NE(result.err.find("?[31m?x↵"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("\\x1b[31m\\u202ex\\n"), std::string::npos) << result.err;
     EXPECT_EQ(result.err.find('\033'), std::string::npos) << result.err;
     EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
   }

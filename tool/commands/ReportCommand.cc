@@ -9,19 +9,19 @@
 #include "platform/Directories.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
-#include "tool/accounts/StandIns.h"
+#include "tool/accounts/Redactor.h"
 #include "tool/backup/Backup.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/frame/Json.h"
-#include "tool/frame/ReadFile.h"
 #include "tool/frame/Version.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/inspection/InspectionParts.h"
-#include "tool/migration/MigrationRecords.h"
 #include "tool/migration/Plan.h"
 #include "tool/migration/PlanText.h"
+#include "tool/migration/RecordFiles.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 namespace {
@@ -36,13 +36,13 @@ std::string devicePath(const std::string& file) {
 // ReportMaker puts the parts of a report together.
 class ReportMaker {
  public:
-  explicit ReportMaker(Device& device) : device_(device), files_(filesOfRoot()) {
+  explicit ReportMaker(OpenedRoot& device) : device_(device), files_(filesOfRoot()) {
     std::string root = device.shown("/");
     while (root.ends_with('/')) root.pop_back();
     // Where somebody keeps the device root is nobody's business.
-    standIns_.leaveOut(root);
+    redactor_.leaveOut(root);
     for (const InspectedFile* each : allFiles()) {
-      if (each->content && *each->content) standIns_.learn(**each->content);
+      if (each->content && *each->content) redactor_.learn(**each->content);
     }
     // A log tells of accounts that are no longer what they were.
     learnFromBackups();
@@ -66,7 +66,7 @@ class ReportMaker {
     return report;
   }
 
-  [[nodiscard]] std::vector<StandIns::Count> counts() const { return standIns_.counts(); }
+  [[nodiscard]] std::vector<Redactor::Count> counts() const { return redactor_.counts(); }
 
  private:
   [[nodiscard]] std::array<const InspectedFile*, 3> allFiles() const {
@@ -80,16 +80,16 @@ class ReportMaker {
         if (file.savedAs.empty()) continue;
         const Result<Bytes> bytes = readFromBackup(device_, *backup.manifest, file);
         const auto content = bytes ? readPropertyList(*bytes) : Result<PropertyList>(Error{});
-        if (content) standIns_.learn(*content);
+        if (content) redactor_.learn(*content);
       }
     }
   }
 
   void learnFromRecords() {
-    for (const MigrationRecord& record : findMigrationRecords(device_.files())) {
+    for (const RecordFile& record : findRecordFiles(device_.files())) {
       const auto content =
-          readPropertyListAt(appendPathComponent(migrationRecordsDirectory(), record.name));
-      if (content && *content) standIns_.learn(**content);
+          readPropertyListAt(appendPathComponent(recordFilesDirectory(), record.name));
+      if (content && *content) redactor_.learn(**content);
     }
   }
 
@@ -105,7 +105,7 @@ class ReportMaker {
         entry.set("owner", PropertyList(attributes->owner));
         entry.set("group", PropertyList(attributes->group));
       } else if (attributes.error().code != ENOENT && attributes.error().code != ENOTDIR) {
-        entry.set("problem", standIns_.sentence(attributes.error().message));
+        entry.set("problem", redactor_.sentence(attributes.error().message));
       }
       facts.append(std::move(entry));
     }
@@ -115,35 +115,35 @@ class ReportMaker {
   Dictionary contentOf(const InspectedFile& file) {
     if (!file.content) return {{"present", false}};
     if (!*file.content) {
-      return {{"present", true}, {"problem", standIns_.sentence(file.content->error().message)}};
+      return {{"present", true}, {"problem", redactor_.sentence(file.content->error().message)}};
     }
-    return {{"present", true}, {"content", standIns_.stored(**file.content)}};
+    return {{"present", true}, {"content", redactor_.stored(**file.content)}};
   }
 
   void addPlan(Dictionary& report) {
     try {
       Dictionary plan = planForScripts(makePlan(device_), "/", devicePath);
       plan.remove("inputs");  // digests let anybody who guesses a file see that he is right
-      report.set("plan", standIns_.told(plan));
+      report.set("plan", redactor_.told(plan));
     } catch (const CommandFailure& failure) {
-      report.set("planProblem", PropertyList(standIns_.sentence(failure.what())));
+      report.set("planProblem", PropertyList(redactor_.sentence(failure.what())));
       report.set("findings",
-                 standIns_.told(findingsForScripts(inspectDevice(device_, files_), devicePath)));
+                 redactor_.told(findingsForScripts(inspectDevice(device_, files_), devicePath)));
     }
   }
 
   Array backups() {
     Array all;
     for (const FoundBackup& each : requireBackups(device_)) {
-      all.append(standIns_.told(backupForScripts(each)));
+      all.append(redactor_.told(backupForScripts(each)));
     }
     return all;
   }
 
   Array records() {
     Array all;
-    for (const MigrationRecord& each : findMigrationRecords(device_.files())) {
-      all.append(standIns_.told(recordForScripts(each)));
+    for (const RecordFile& each : findRecordFiles(device_.files())) {
+      all.append(redactor_.told(recordForScripts(each)));
     }
     return all;
   }
@@ -158,22 +158,22 @@ class ReportMaker {
       if (last.size() > kLogLines) last.pop_front();
     }
     Array lines;
-    for (const std::string& line : last) lines.append(standIns_.logLine(line));
+    for (const std::string& line : last) lines.append(redactor_.logLine(line));
     return lines;
   }
 
   Array replaced() const {
     Array kinds;
-    for (const StandIns::Count& each : standIns_.counts()) {
+    for (const Redactor::Count& each : redactor_.counts()) {
       kinds.append(
           Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}});
     }
     return kinds;
   }
 
-  Device& device_;
+  OpenedRoot& device_;
   InspectedFiles files_;
-  StandIns standIns_;
+  Redactor redactor_;
 };
 
 }  // namespace
@@ -194,7 +194,7 @@ ExitStatus ReportCommand::run(Session& session) {
   }
   CommonOptions options = session.options;
   if (root_) options.root = *root_;
-  Device device(options, DefaultLog::Nowhere);
+  OpenedRoot device(options, DefaultLog::Nowhere);
   ReportMaker maker(device);
   const Dictionary report = maker.make(logFile_);
   const Result<std::string> json = toJson(report);
@@ -210,9 +210,9 @@ ExitStatus ReportCommand::run(Session& session) {
     if (!written) throw Prevented(*out_, written.error().message);
     return ExitStatus::Done;
   }
-  output.line("Wrote " + printable(*out_) + ". In it stand-ins take the place of:");
-  const std::vector<StandIns::Count> counts = maker.counts();
-  for (const StandIns::Count& each : counts) {
+  output.line("Wrote " + *out_ + ". In it stand-ins take the place of:");
+  const std::vector<Redactor::Count> counts = maker.counts();
+  for (const Redactor::Count& each : counts) {
     output.line("  " + padded(each.kind, 11) + counted(each.values, "value", "values") + " in " +
                 counted(each.places, "place", "places"));
   }

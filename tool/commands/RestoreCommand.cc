@@ -27,7 +27,7 @@ const char* wordFor(Action action) {
 // Holds the migration lock, so that no migration and no other restore runs meanwhile.
 class LockHeld {
  public:
-  explicit LockHeld(Device& device) : lock_(AccountsManager::createAndLockMigrationLock()) {
+  explicit LockHeld(OpenedRoot& device) : lock_(AccountsManager::createAndLockMigrationLock()) {
     if (!lock_) throw device.lockFailure();
   }
   ~LockHeld() { AccountsManager::releaseMigrationLock(std::move(lock_)); }
@@ -38,7 +38,7 @@ class LockHeld {
   std::unique_ptr<ExclusiveFileLock> lock_;
 };
 
-std::vector<RestoreStep> prepared(Device& device, const BackupManifest& manifest) {
+std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& manifest) {
   Result<std::vector<RestoreStep>> steps = prepareRestore(device, manifest);
   if (!steps) {
     throw Prevented("backup " + manifest.name, steps.error().message,
@@ -48,7 +48,7 @@ std::vector<RestoreStep> prepared(Device& device, const BackupManifest& manifest
 }
 
 // Puts everything back, and looks whether it is there.
-void putBack(Session& session, Device& device, const BackupManifest& manifest) {
+void putBack(Session& session, OpenedRoot& device, const BackupManifest& manifest) {
   const LockHeld lock(device);
   const std::vector<RestoreStep> steps = prepared(device, manifest);
   session.interrupts.emplace();
@@ -94,7 +94,7 @@ void RestoreCommand::describe(OptionSet& options) {
                   "Puts the newest backup back: every byte, mode and owner.");
 }
 
-BackupManifest RestoreCommand::chosenBackup(Device& device) const {
+BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
   const std::string place = device.shown(backupsDirectory());
   for (auto each = found.rbegin(); each != found.rend(); ++each) {
@@ -111,7 +111,7 @@ BackupManifest RestoreCommand::chosenBackup(Device& device) const {
                   "check --root; only 'migrate' makes backups");
 }
 
-ExitStatus RestoreCommand::list(Output& output, Device& device) const {
+ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
   if (output.json()) {
     Array backups;
@@ -129,7 +129,7 @@ ExitStatus RestoreCommand::list(Output& output, Device& device) const {
 
 ExitStatus RestoreCommand::run(Session& session) {
   const bool readsOnly = list_ || dryRun_;
-  Device device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
+  OpenedRoot device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
   Output& output = session.output;
   if (list_) return list(output, device);
 

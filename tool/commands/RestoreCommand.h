@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tool/backup/Backup.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/frame/Command.h"
 
 namespace accountsettings {
@@ -17,8 +17,8 @@ class RestoreCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
-  ExitStatus list(Output& output, Device& device) const;
-  [[nodiscard]] BackupManifest chosenBackup(Device& device) const;
+  ExitStatus list(Output& output, OpenedRoot& device) const;
+  [[nodiscard]] BackupManifest chosenBackup(OpenedRoot& device) const;
 
   std::optional<std::string> backup_;
   bool list_ = false;

@@ -9,9 +9,9 @@
 #include "plist/XmlWriter.h"
 #include "store/AccountsManager.h"
 #include "tool/commands/SampleAccounts.h"
-#include "tool/device/Device.h"
-#include "tool/frame/ReadFile.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/frame/Terminal.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 
@@ -141,7 +141,7 @@ void writeDevice(const std::string& root, const std::vector<DeviceFile>& files) 
 
   CommonOptions options;
   options.root = root;
-  Device device(options, DefaultLog::Nowhere);
+  OpenedRoot device(options, DefaultLog::Nowhere);
   for (const DeviceFile& each : files) {
     const Status written = device.files().replace(each.path, each.bytes, attributes);
     if (written) continue;

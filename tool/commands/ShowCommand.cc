@@ -4,7 +4,7 @@
 
 #include "tool/accounts/AccountText.h"
 #include "tool/commands/Input.h"
-#include "tool/frame/PropertyText.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 
@@ -87,13 +87,13 @@ void writeSection(Output& output, const Section& section, bool table,
   output.line("");
   if (!section.problem.empty()) {
     output.line(std::string(section.title) + ": " +
-                output.paint(Colour::Red, "cannot be read: " + printable(section.problem)));
-    output.line("  " + printable(section.file) + "; " + section.nextStep);
+                output.paint(Colour::Red, "cannot be read: " + section.problem));
+    output.line("  " + section.file + "; " + section.nextStep);
     return;
   }
   output.line(output.paint(Colour::Bold, summaryOf(section)));
   if (!section.tree.foreignKeys.empty()) {
-    output.line("Other keys at the root: " + printable(joined(section.tree.foreignKeys, ", ")));
+    output.line("Other keys at the root: " + joined(section.tree.foreignKeys, ", "));
   }
   if (table) {
     writeTable(output, section.tree.accounts);
@@ -146,7 +146,7 @@ ExitStatus ShowCommand::run(Session& session) {
   Dictionary document{{"format", "accountsettings.show"},
                       {"formatVersion", 1},
                       {"source", Dictionary{{"kind", nameOf(input.kind)}, {"path", input.path}}}};
-  if (!output.json()) output.line(printable(input.description()));
+  if (!output.json()) output.line(input.description());
   for (Section& section : sections) {
     keepOnly(section.tree.accounts, [&](const AccountNode& each) { return wanted(each); });
     if (output.json()) {

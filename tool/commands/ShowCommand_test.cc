@@ -260,7 +260,7 @@ TEST(Show, ControlCharactersOfAFileDoNotReachTheTerminal) {
   root.putSettings(12, {account});
   const std::string out = runTool({"show", root.path()}).out;
   EXPECT_EQ(out.find_first_of("\033\x07"), std::string::npos);
-  EXPECT_NE(out.find("\"?[31mred??\""), std::string::npos) << out;
+  EXPECT_NE(out.find("\"\\x1b[31mred\\x07\\x9b\""), std::string::npos) << out;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "account/StringList.h"
+#include "host/LinuxFiles.h"
 #include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
 #include "platform/ReadDictionary.h"
@@ -99,8 +100,7 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
 }
 
 void AccountEditor::waitForMigration() {
-  const auto holder =
-      makeHostFacts(device_.host())->lockHolder(std::string(kAccountMigrationLockFilename));
+  const auto holder = device_.lockHolder();
   if (options_.dryRun) {
     if (!holder) return;
     throw Prevented(shown_, inWords(*holder) + " is migrating the settings",
@@ -229,7 +229,7 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
   if (differences.empty()) {
     output.line("Nothing to change: the settings hold this already.");
   } else if (saved) {
-    output.line("Saved " + printable(shown_) + ".");
+    output.line("Saved " + shown_ + ".");
   } else {
     output.line("Nothing was written; without --dry-run this would be saved.");
   }

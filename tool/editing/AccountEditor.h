@@ -10,7 +10,7 @@
 #include "account/BasicAccount.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/Differences.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/device/WatchedFiles.h"
 #include "tool/frame/Command.h"
 #include "tool/inspection/Inspection.h"
@@ -72,7 +72,7 @@ class AccountEditor {
 
   Session& session_;
   EditOptions options_;
-  Device device_;
+  OpenedRoot device_;
   WatchedFiles files_;
   ProcessContext context_;
   ProcessContext::Override current_;

@@ -5,11 +5,12 @@
 #include <optional>
 
 #include "account/StringList.h"
+#include "plist/Description.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Output.h"
-#include "tool/frame/PropertyText.h"
 #include "tool/inspection/InspectionParts.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 namespace {
@@ -62,7 +63,7 @@ void requireKind(const std::string& where, std::string_view key, const PropertyL
 }
 
 std::string named(const BasicAccount& account) {
-  return "account '" + printable(account.identifier().value_or("")) + "'";
+  return "account '" + account.identifier().value_or("") + "'";
 }
 
 std::string supportedInWords(const BasicAccount& account) {
@@ -111,7 +112,7 @@ void requireCarriedLists(const BasicAccount& account, std::string_view key,
 }  // namespace
 
 void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value) {
-  const std::string where = named(account) + ", key '" + printable(key) + "'";
+  const std::string where = named(account) + ", key '" + key + "'";
   if (key.empty()) throw Prevented(named(account), "a key has at least one character");
   for (const FixedKey& fixed : kFixedKeys) {
     if (fixed.key == key) throw Prevented(where, fixed.reason, fixed.next);
@@ -128,7 +129,7 @@ void requireSupports(const BasicAccount& account, const std::string& dataclass) 
 void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
                    const StringList& enabled) {
   const std::string type = textOf(properties, kAccountType);
-  const std::string where = "an account of type '" + printable(type) + "'";
+  const std::string where = "an account of type '" + type + "'";
   if (typeProblem(properties)) {
     throw Prevented(where, "the type registry does not know this type",
                     "'accountsettings show' lists accounts with types that it knows");
@@ -136,12 +137,12 @@ void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
   if (!hasClass(properties)) throw Prevented(where, "the account class is required");
   const MailClass mail = mailClassOf(properties);
   if (mail.result != FixResult::NothingToDo) {
-    throw Prevented(where, "the class '" + printable(mail.found) + "' is no mail class",
+    throw Prevented(where, "the class '" + mail.found + "' is no mail class",
                     "give the class that handles it, for example IMAPAccount or POPAccount");
   }
   const auto account = BasicAccount::accountWithProperties(properties);
   for (const auto& entry : properties) {
-    const std::string place = where + ", key '" + printable(entry.key()) + "'";
+    const std::string place = where + ", key '" + std::string(entry.key()) + "'";
     requireKind(place, entry.key(), entry.value());
     requireCarriedLists(*account, entry.key(), entry.value(), place);
   }
@@ -150,9 +151,8 @@ void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
   if (identifier.empty()) return;
   for (const auto& other : store.allBasicSyncableAccounts()) {
     if (other->identifier() == identifier) {
-      throw Prevented(
-          where, "there is an account with the identifier '" + printable(identifier) + "' already",
-          "leave \"Identifier\" out, and a fresh one is made");
+      throw Prevented(where, "there is an account with the identifier '" + identifier + "' already",
+                      "leave \"Identifier\" out, and a fresh one is made");
     }
   }
 }

@@ -1,14 +1,17 @@
 #include "tool/frame/Json.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 #include "plist/Text.h"
-#include "tool/frame/Dates.h"
-#include "tool/frame/Digest.h"
+#include "plist/Visible.h"
+#include "plist/XmlScalars.h"
 
 namespace accountsettings {
 
@@ -35,8 +38,40 @@ Text kindOfText(std::string_view text) {
   return kind;
 }
 
+std::string base64(std::span<const std::uint8_t> bytes) {
+  std::string text;
+  detail::appendBase64(text, bytes);
+  return text;
+}
+
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+// JSON text in which characters that JSON allows to stand, and a terminal would obey, are escaped
+// too. They stand inside strings only.
+std::string escaped(const std::string& json) {
+  std::string result;
+  result.reserve(json.size());
+  for (std::string_view rest = json; !rest.empty();) {
+    const auto plain = static_cast<std::size_t>(
+        std::find_if(rest.begin(), rest.end(),
+                     [](char unit) { return unit == 0x7F || (unit & 0x80) != 0; }) -
+        rest.begin());
+    result += rest.substr(0, plain);
+    rest.remove_prefix(plain);
+    if (rest.empty()) break;
+    const detail::CodePoint first = detail::firstCodePoint(rest);
+    if (isVisible(first.value)) {
+      result += rest.substr(0, first.length);
+    } else {
+      std::array<char, 8> escape{};
+      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(first.value));
+      result += escape.data();
+    }
+    rest.remove_prefix(first.length);
+  }
+  return result;
 }
 
 // The form of a value that JSON lacks.
@@ -124,7 +159,7 @@ class Writer {
   }
 
   static Json convertDate(double seconds) {
-    const auto text = dateText(seconds);
+    const auto text = detail::formatDate(seconds);
     return tagged("$date", text ? Json(*text) : convertReal(seconds));
   }
 
@@ -185,13 +220,13 @@ class Reader {
   static std::optional<PropertyList> meaningOf(std::string_view tag, const PropertyList& value) {
     const auto text = value.stringValue();
     if (tag == "$data" && text) {
-      if (const auto bytes = bytesFromBase64(*text)) return PropertyList::data(*bytes);
+      if (const auto bytes = detail::parseBase64(*text)) return PropertyList::data(*bytes);
     } else if (tag == "$text" && text) {
       return textFrom(*text);
     } else if (tag == "$entries" && value.array() != nullptr) {
       return dictionaryFrom(*value.array());
     } else if (tag == "$date" && text) {
-      if (const auto seconds = dateFromText(*text)) return PropertyList::date(*seconds);
+      if (const auto seconds = detail::parseDate(*text)) return PropertyList::date(*seconds);
     } else if (tag == "$date" && value.real()) {
       return PropertyList::date(*value.real());
     } else if (tag == "$uid" && value.kind() == PropertyList::Kind::Integer) {
@@ -205,7 +240,7 @@ class Reader {
   }
 
   static std::optional<PropertyList> textFrom(std::string_view base64Text) {
-    const auto bytes = bytesFromBase64(base64Text);
+    const auto bytes = detail::parseBase64(base64Text);
     if (!bytes) return std::nullopt;
     const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
     if (kindOfText(text) == Text::Malformed) return std::nullopt;
@@ -238,7 +273,7 @@ Result<std::string> toJson(const PropertyList& value) {
   Writer writer;
   const Json json = writer.convert(value);
   if (writer.tooLarge()) return Error{"the value takes more than a gigabyte as JSON"};
-  return json.dump(2);
+  return escaped(json.dump(2));
 }
 
 Result<PropertyList> fromJson(std::string_view text) {

@@ -15,8 +15,9 @@
 
 namespace accountsettings {
 
-// Indented by two spaces, keys in the dictionaries' order, no line break at the end. Fails for a
-// value that would take more than a gigabyte, as one that shares its parts many times over can.
+// Indented by two spaces, keys in the dictionaries' order, no line break at the end; what a
+// terminal would obey is escaped. Fails for a value that would take more than a gigabyte, as one
+// that shares its parts many times over can.
 [[nodiscard]] Result<std::string> toJson(const PropertyList& value);
 
 // The error says at which byte the text is malformed, or what has no place in a property list

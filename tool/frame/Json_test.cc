@@ -1,4 +1,4 @@
-// Tests of the JSON form of property lists, of dates, and of base64.
+// Tests of the JSON form of property lists.
 #include "tool/frame/Json.h"
 
 #include <gtest/gtest.h>
@@ -6,9 +6,6 @@
 #include <array>
 #include <cmath>
 #include <limits>
-
-#include "tool/frame/Dates.h"
-#include "tool/frame/Digest.h"
 
 namespace accountsettings {
 namespace {
@@ -111,43 +108,10 @@ TEST(Json, EveryTruncationOfADocumentIsRefused) {
   }
 }
 
-TEST(Dates, ReadOnlyTheTextsThatTheyWrite) {
-  EXPECT_EQ(dateText(354'000'000), "2012-03-21T05:20:00Z");
-  EXPECT_EQ(dateFromText("2012-03-21T05:20:00Z"), 354'000'000);
-  EXPECT_EQ(dateFromText("2000-02-29T23:59:59Z"), -26'438'401);
-  for (const char* text : {"", "2012-03-21", "2012-02-30T00:00:00Z", "2012-01-01T24:00:00Z",
-                           "2012-01-01T00:60:00Z", "2012-01-01T00:00:60Z", "2012-1-1T0:0:0Z",
-                           "2012-01-01T00:00:00Zx", "+012-01-01T00:00:00Z"}) {
-    EXPECT_EQ(dateFromText(text), std::nullopt) << text;
-  }
-}
-
-TEST(Dates, HaveNoTextBeyondTheYears1To9999) {
-  EXPECT_EQ(dateText(-63'113'904'000.0), "0001-01-01T00:00:00Z");
-  EXPECT_EQ(dateText(-63'113'904'001.0), std::nullopt);
-  EXPECT_EQ(dateText(252'423'993'599.0), "9999-12-31T23:59:59Z");
-  EXPECT_EQ(dateText(252'423'993'600.0), std::nullopt);
-  EXPECT_EQ(dateText(std::numeric_limits<double>::infinity()), std::nullopt);
-  EXPECT_EQ(dateText(std::nan("")), std::nullopt);
-}
-
-TEST(Digest, IsTheSha256OfTheBytes) {
-  EXPECT_EQ(sha256({}), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-  const std::array<std::uint8_t, 3> abc = {'a', 'b', 'c'};
-  EXPECT_EQ(sha256(abc), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-}
-
-TEST(Base64, HasTheLengthsOfItsGroups) {
-  const std::array<std::uint8_t, 4> bytes = {'f', 'o', 'o', 'b'};
-  const std::span<const std::uint8_t> all(bytes);
-  EXPECT_EQ(base64(all.first(0)), "");
-  EXPECT_EQ(base64(all.first(1)), "Zg==");
-  EXPECT_EQ(base64(all.first(2)), "Zm8=");
-  EXPECT_EQ(base64(all.first(3)), "Zm9v");
-  EXPECT_EQ(base64(all), "Zm9vYg==");
-  for (const char* text : {"Z", "Zg=", "Zg==Zg==", "Z===", "Zm9*", "Zm 9"}) {
-    EXPECT_EQ(bytesFromBase64(text), std::nullopt) << text;
-  }
+TEST(Json, EscapesWhatATerminalWouldObeyAndReadsItBack) {
+  const std::string hostile = "\x1b[31m\x7f\u009b\u202e\u2028 Grüße";
+  EXPECT_EQ(json(hostile), "\"\\u001b[31m\\u007f\\u009b\\u202e\\u2028 Grüße\"");
+  EXPECT_EQ(again(hostile), PropertyList(hostile));
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
 #include "tool/frame/Output.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 
-#include "plist/Text.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Terminal.h"
 
@@ -47,39 +45,6 @@ bool continuesCharacter(char unit) {
   return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U;
 }
 
-// Characters that a terminal obeys instead of showing them, those among them that turn the
-// direction of writing so that a text reads as another, and halves of characters.
-bool isUnshowable(std::uint32_t character) {
-  return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x061C ||
-         character == 0x200E || character == 0x200F ||
-         (character >= 0x2028 && character <= 0x202E) ||
-         (character >= 0x2066 && character <= 0x2069) || detail::isSurrogate(character);
-}
-
-// JSON text in which control characters that JSON allows to stand are escaped too. They stand
-// inside strings only.
-std::string withControlsEscaped(const std::string& json) {
-  std::string result;
-  result.reserve(json.size());
-  for (std::size_t i = 0; i < json.size(); ++i) {
-    const auto unit = static_cast<unsigned char>(json[i]);
-    // The second control characters, 80 to 9F, are C2 80 to C2 9F in UTF-8.
-    const bool second = unit == 0xC2 && static_cast<unsigned char>(json[i + 1]) < 0xA0;
-    if (unit == 0x7F) {
-      result += "\\u007f";
-    } else if (second) {
-      constexpr std::string_view kDigits = "0123456789abcdef";
-      const auto control = static_cast<unsigned char>(json[++i]);
-      result += "\\u00";
-      result += kDigits[control >> 4U];
-      result += kDigits[control & 0xFU];
-    } else {
-      result += json[i];
-    }
-  }
-  return result;
-}
-
 }  // namespace
 
 Output::Output(bool json)
@@ -88,26 +53,39 @@ Output::Output(bool json)
       coloured_(!json && colourAllowed()),
       watched_(!json && terminal::isTerminal(Stream::Errors)) {}
 
-void Output::text(std::string_view text) {
+void Output::append(std::string_view text) {
   pending_ += text;
   if (pending_.size() > kPendingLimit) static_cast<void>(finish());
 }
 
-void Output::line(std::string_view text) {
-  this->text(text);
-  this->text("\n");
+void Output::line(const ShownText& text) {
+  append(text.string());
+  append("\n");
+}
+
+void Output::block(std::string_view lines) {
+  for (std::size_t at = 0; at < lines.size();) {
+    const std::size_t end = std::min(lines.find('\n', at), lines.size());
+    line(lines.substr(at, end - at));
+    at = end + 1;
+  }
+}
+
+void Output::data(std::string_view bytes) {
+  onTerminal_ ? block(bytes) : append(bytes);
 }
 
 Status Output::value(const PropertyList& value) {
   const Result<std::string> json = toJson(value);
   if (!json) return json.error();
-  line(withControlsEscaped(*json));
+  append(*json);
+  append("\n");
   return {};
 }
 
 void Output::note(std::string_view text) const {
   std::string all("accountsettings: ");
-  all += printable(text);
+  all += visible(text);
   all += '\n';
   static_cast<void>(terminal::write(Stream::Errors, all));  // nowhere is left to complain to
 }
@@ -120,9 +98,11 @@ void Output::progress(std::string_view text) {
   static_cast<void>(terminal::write(Stream::Errors, all));
 }
 
-std::string Output::paint(Colour colour, std::string_view text) const {
-  if (!coloured_ || colour == Colour::Plain || text.empty()) return std::string(text);
-  return std::string("\033[") + codeOf(colour) + "m" + std::string(text) + "\033[0m";
+ShownText Output::paint(Colour colour, const ShownText& text) const {
+  if (!coloured_ || colour == Colour::Plain || text.string().empty()) return text;
+  ShownText painted("");
+  painted.text_ = std::string("\033[") + codeOf(colour) + "m" + text.string() + "\033[0m";
+  return painted;
 }
 
 Status Output::finish() {
@@ -143,35 +123,20 @@ std::size_t lengthOf(std::string_view text) {
   return length;
 }
 
-std::string cutTo(std::string_view text, std::size_t width) {
-  if (lengthOf(text) <= width) return std::string(text);
+std::string cutTo(std::string_view whole, std::size_t width) {
+  std::string text = visible(whole);
+  if (lengthOf(text) <= width) return text;
   std::size_t end = 0;
   for (std::size_t left = width; end < text.size(); ++end) {
     if (!continuesCharacter(text[end]) && left-- == 1) break;
   }
-  return std::string(text.substr(0, end)) + "…";
+  return text.substr(0, end) + "…";
 }
 
 std::string padded(std::string_view text, std::size_t width) {
   std::string result(text);
   const std::size_t length = lengthOf(text);
   if (length < width) result.append(width - length, ' ');
-  return result;
-}
-
-std::string printable(std::string_view text) {
-  std::string result;
-  result.reserve(text.size());
-  while (!text.empty()) {
-    const detail::CodePoint first = detail::firstCodePoint(text);
-    const std::size_t length = std::max<std::size_t>(first.length, 1);
-    if (first.length > 0 && !isUnshowable(first.value)) {
-      result += text.substr(0, length);
-    } else {
-      result += text.front() == '\n' ? "↵" : "?";
-    }
-    text.remove_prefix(length);
-  }
   return result;
 }
 

@@ -1,17 +1,43 @@
 // Output is what a command says: text for people or one JSON document for scripts on
-// standard output, notes on standard error. Colour appears on a terminal only, and never
+// standard output, notes on standard error. It is the one way out: whatever a device holds, no
+// text drives the terminal or feigns another one. Colour appears on a terminal only, and never
 // where NO_COLOR is set.
 #pragma once
 
+#include <concepts>
 #include <string>
 #include <string_view>
 
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
+#include "plist/Visible.h"
 
 namespace accountsettings {
 
 enum class Colour { Plain, Bold, Dim, Red, Green, Yellow, Blue };
+
+// ShownText is a text that is fit to be shown: every text that becomes one is made visible on the
+// way, and only Output::paint() adds what a terminal obeys.
+class ShownText {
+ public:
+  template <class Text>
+  requires std::convertible_to<Text, std::string_view> ShownText(const Text& text)
+      : text_(visible(text)) {}  // NOLINT(google-explicit-constructor)
+
+  ShownText& operator+=(const ShownText& more) {
+    text_ += more.text_;
+    return *this;
+  }
+  friend ShownText operator+(ShownText left, const ShownText& right) {
+    left += right;
+    return left;
+  }
+  [[nodiscard]] const std::string& string() const noexcept { return text_; }
+
+ private:
+  friend class Output;
+  std::string text_;
+};
 
 class Output {
  public:
@@ -24,22 +50,26 @@ class Output {
   // Whether a person watches, so that progress may be shown.
   [[nodiscard]] bool watched() const noexcept { return watched_; }
 
-  // Appends to standard output as it stands.
-  void text(std::string_view text);
   // Appends a line to standard output.
-  void line(std::string_view text);
+  void line(const ShownText& text);
+  // Appends a text of several lines, each of which ends in a line break.
+  void block(std::string_view lines);
+  // Appends what a script asked for as it stands; on a terminal it is made visible line by line.
+  void data(std::string_view bytes);
   // Appends `value` as JSON. Fails where it has no JSON form of a sensible size.
   Status value(const PropertyList& value);
-  // Writes a line to standard error at once, without control characters.
+  // Writes a line to standard error at once.
   void note(std::string_view text) const;
   // Shows `text` in place of the last progress line on the terminal; an empty one removes it.
   void progress(std::string_view text);
-  [[nodiscard]] std::string paint(Colour colour, std::string_view text) const;
+  [[nodiscard]] ShownText paint(Colour colour, const ShownText& text) const;
 
   // Writes what is pending. The error is that of the first write that failed.
   Status finish();
 
  private:
+  void append(std::string_view text);
+
   bool json_;
   bool onTerminal_;
   bool coloured_;
@@ -49,11 +79,11 @@ class Output {
   Status written_;
 };
 
-// Helpers for text: `count` with its noun, and a text cut to `width` columns.
+// Helpers for text: `count` with its noun, and a text made visible and cut to `width` columns.
 [[nodiscard]] std::string counted(std::size_t count, std::string_view one, std::string_view many);
 // The number of characters, which for names of accounts is close enough to columns.
 [[nodiscard]] std::size_t lengthOf(std::string_view text);
-[[nodiscard]] std::string cutTo(std::string_view text, std::size_t width);
+[[nodiscard]] std::string cutTo(std::string_view whole, std::size_t width);
 [[nodiscard]] std::string padded(std::string_view text, std::size_t width);
 // Texts with a separator between them.
 template <class Texts>
@@ -65,8 +95,5 @@ template <class Texts>
   }
   return all;
 }
-// Without control characters, turns of the writing direction and what is no Unicode, so that no
-// file can speak to the terminal or feign another text.
-[[nodiscard]] std::string printable(std::string_view text);
 
 }  // namespace accountsettings

@@ -26,9 +26,9 @@ std::size_t countOf(const Findings& findings, Severity severity) {
 
 std::string placeOf(const Finding& finding) {
   std::string place;
-  if (!finding.account.empty()) place += " account " + printable(finding.account);
+  if (!finding.account.empty()) place += " account " + finding.account;
   if (!finding.key.empty()) {
-    place += std::string(place.empty() ? "" : ",") + " key \"" + printable(finding.key) + "\"";
+    place += std::string(place.empty() ? "" : ",") + " key \"" + finding.key + "\"";
   }
   return place + (place.empty() ? "" : " ");
 }
@@ -39,22 +39,22 @@ void writeFindings(Output& output, const Findings& findings, const ShownPath& sh
   const std::string* file = nullptr;
   for (const Finding& finding : findings) {
     if (!file || *file != finding.file) {
-      output.line(output.paint(Colour::Bold, printable(shown(finding.file))));
+      output.line(output.paint(Colour::Bold, shown(finding.file)));
     }
     file = &finding.file;
     const Severity severity = finding.kind->severity;
     output.line("  " + output.paint(colourOf(severity), nameOf(severity)) + ":" + placeOf(finding) +
                 (placeOf(finding).empty() ? " " : "") +
                 output.paint(Colour::Dim, std::string("[") + finding.kind->code + "]"));
-    output.line("    " + printable(finding.meaning));
+    output.line("    " + finding.meaning);
     output.line("    " + std::string(finding.kind->action));
   }
 }
 
 std::string findingInALine(const Finding& finding, const ShownPath& shown) {
-  std::string line = printable(shown(finding.file)) + ": ";
-  if (!finding.account.empty()) line += "account " + printable(finding.account) + ": ";
-  line += printable(finding.meaning);
+  std::string line = shown(finding.file) + ": ";
+  if (!finding.account.empty()) line += "account " + finding.account + ": ";
+  line += finding.meaning;
   if (line.ends_with('.')) line.pop_back();
   return line;
 }

@@ -14,7 +14,7 @@
 #include "store/RSRuntimeFixMailAccount.h"
 #include "tool/frame/Errors.h"
 #include "tool/inspection/InspectionParts.h"
-#include "tool/inspection/LegacyDescriptions.h"
+#include "tool/inspection/LegacyForecast.h"
 
 namespace accountsettings {
 
@@ -43,31 +43,6 @@ bool anyBlocksEdits(const Findings& findings) {
 std::int64_t versionOf(const Dictionary& settings) {
   const PropertyList* version = settings.find(kPlistVersionKey);
   return version ? version->integerValue() : 0;
-}
-
-std::string_view kindInWords(const PropertyList& value) {
-  using Kind = PropertyList::Kind;
-  switch (value.kind()) {
-    case Kind::String:
-      return "a string";
-    case Kind::Integer:
-      return "an integer";
-    case Kind::Real:
-      return "a real number";
-    case Kind::Boolean:
-      return "a boolean";
-    case Kind::Date:
-      return "a date";
-    case Kind::Data:
-      return "data";
-    case Kind::Uid:
-      return "a UID";
-    case Kind::Array:
-      return "an array";
-    case Kind::Dictionary:
-      break;
-  }
-  return "a dictionary";
 }
 
 std::string quoted(std::string_view text) {
@@ -160,7 +135,7 @@ InspectedFiles filesOfRoot() {
           fileAt(mailAccountsPath())};
 }
 
-Findings inspectRoot(const InspectedFiles& files, HostFacts* facts) {
+Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files) {
   InspectedFiles judged = files;
   if (ProcessContext::current().platform().files.exists(removalSentinelPath())) {
     // The next migration converts nothing, and inspectSurroundings() tells what it deletes.
@@ -168,7 +143,7 @@ Findings inspectRoot(const InspectedFiles& files, HostFacts* facts) {
     judged.legacyMail.content.reset();
   }
   Findings findings = inspectFiles(judged);
-  inspectSurroundings(facts, findings);
+  inspectSurroundings(device, findings);
   return findings;
 }
 

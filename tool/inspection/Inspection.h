@@ -12,9 +12,10 @@
 
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
-#include "tool/device/HostFacts.h"
 
 namespace accountsettings {
+
+class OpenedRoot;
 
 enum class Severity { Note, Warning, Error };
 
@@ -60,9 +61,9 @@ struct InspectedFiles {
 [[nodiscard]] Findings inspectFiles(const InspectedFiles& files);
 // Those of the root that ProcessContext::current() stands on.
 [[nodiscard]] InspectedFiles filesOfRoot();
-// Everything of that root: settings file, legacy files, sentinel, lock, leftovers, in this order.
-// `facts` may be nullptr: then only contents are judged.
-[[nodiscard]] Findings inspectRoot(const InspectedFiles& files, HostFacts* facts);
+// Everything of the device root: settings file, legacy files, sentinel, lock, leftovers, in this
+// order.
+[[nodiscard]] Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files);
 
 // What to do about a file that cannot be read, for messages.
 [[nodiscard]] std::string_view nextStepFor(const Error& error);

@@ -37,10 +37,8 @@ void inspectSettingsRoot(const PropertyList& settings, FindingList& list);
 void inspectLegacyFiles(const std::vector<LegacyFile>& files, const Dictionary* settings,
                         Findings& findings);
 // Owner, mode, lock and what killed programs left behind.
-void inspectSurroundings(HostFacts* facts, Findings& findings);
+void inspectSurroundings(OpenedRoot& device, Findings& findings);
 
-// "a string", "an array" and so on.
-[[nodiscard]] std::string_view kindInWords(const PropertyList& value);
 // The text in double quotes.
 [[nodiscard]] std::string quoted(std::string_view text);
 // The property list in a file of the root, or why it cannot be read (without the path); none where

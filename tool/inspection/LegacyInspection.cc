@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "account/AccountConstants.h"
+#include "plist/Description.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
-#include "tool/inspection/LegacyDescriptions.h"
+#include "tool/inspection/LegacyForecast.h"
 
 namespace accountsettings {
 namespace {

@@ -7,6 +7,7 @@
 
 #include "account/BasicAccount.h"
 #include "account/StringList.h"
+#include "plist/Description.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"

@@ -2,9 +2,15 @@
 // interrupted removal, who may read and save the settings, leftovers and the lock.
 #include <string>
 
+#include "host/AccountNames.h"
+#include "host/HostConfiguration.h"
+#include "host/LinuxFiles.h"
+#include "host/RootDirectory.h"
 #include "migration/MigrationPaths.h"
+#include "platform/Directories.h"
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
@@ -47,10 +53,40 @@ void inspectSentinel(Findings& findings) {
   }
 }
 
-void inspectSettingsFile(HostFacts& facts, Findings& findings) {
+// Temporary files that saves of `path` began and never finished, as device paths.
+std::vector<std::string> temporariesOf(const std::string& path, LinuxHost& host) {
+  const std::string directory =
+      host.configuration().temporaryDirectory.value_or(directoryPart(path));
+  const Result<std::vector<std::string>> names = host.files().list(directory);
+  std::vector<std::string> temporaries;
+  if (!names) return temporaries;
+  for (const std::string& name : *names) {
+    if (LinuxFiles::isTemporaryName(name)) {
+      temporaries.push_back(appendPathComponent(directory, name));
+    }
+  }
+  return temporaries;
+}
+
+// An account and a group as the kernel numbers them.
+struct OwnerNumbers {
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+};
+
+// Whom a save gives the settings file to; none where the root does not know the configured names.
+std::optional<OwnerNumbers> ownerOfSaves(LinuxHost& host) {
+  const ConfigurationValues& values = host.configuration().values;
+  const Result<std::uint32_t> owner = host.accountNames().ownerNamed(values.owner);
+  const Result<std::uint32_t> group = host.accountNames().groupNamed(values.group);
+  if (!owner || !group) return std::nullopt;
+  return OwnerNumbers{*owner, *group};
+}
+
+void inspectSettingsFile(LinuxHost& host, Findings& findings) {
   const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
   FindingList list(findings, path);
-  const Status save = facts.saveCanSucceed(path);
+  const Status save = host.saveCanSucceed(path);
   if (!save) {
     std::string meaning = "Saving the settings would fail: " + save.error().message + ".";
     if (!legacyFilesLeft().empty()) {
@@ -58,11 +94,11 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
     }
     list.add(finding::kSaveWouldFail, std::move(meaning));
   }
-  for (const std::string& temporary : facts.temporariesOf(path)) {
+  for (const std::string& temporary : temporariesOf(path, host)) {
     FindingList(findings, temporary)
         .add(finding::kStaleTemporary, "A save that was killed left this temporary file.");
   }
-  const auto attributes = facts.attributesOf(path);
+  const Result<FileAttributes> attributes = host.files().attributes(path);
   if (!attributes) return;
   if (attributes->kind == FileAttributes::Kind::Link) {
     list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
@@ -86,7 +122,7 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
                                               "after a save the mode " +
                                               octal(kModeOfSaves) + " shuts them out.");
   }
-  const Result<OwnerNumbers> expected = facts.ownerOfSaves();
+  const auto expected = ownerOfSaves(host);
   if (expected && (attributes->owner != expected->owner || attributes->group != expected->group)) {
     const ConfigurationValues& names = ProcessContext::current().platform().configuration.values();
     list.add(finding::kWrongOwner,
@@ -97,23 +133,20 @@ void inspectSettingsFile(HostFacts& facts, Findings& findings) {
   }
 }
 
-void inspectLock(HostFacts& facts, Findings& findings) {
-  const std::string path(kAccountMigrationLockFilename);
-  const auto holder = facts.lockHolder(path);
+void inspectLock(OpenedRoot& device, Findings& findings) {
+  const auto holder = device.lockHolder();
   if (!holder) return;
-  FindingList(findings, path)
+  FindingList(findings, std::string(kAccountMigrationLockFilename))
       .add(finding::kLockHeld,
            "The migration lock is held by " + inWords(*holder) + ": migrations and edits wait.");
 }
 
 }  // namespace
 
-void inspectSurroundings(HostFacts* facts, Findings& findings) {
+void inspectSurroundings(OpenedRoot& device, Findings& findings) {
   inspectSentinel(findings);
-  if (facts) {
-    inspectSettingsFile(*facts, findings);
-    inspectLock(*facts, findings);
-  }
+  inspectSettingsFile(device.host(), findings);
+  inspectLock(device, findings);
 }
 
 }  // namespace accountsettings

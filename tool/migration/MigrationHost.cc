@@ -85,7 +85,7 @@ class ReplayingClock : public Clock {
 // BackingUpObserver keeps the backup when the lock is held.
 class BackingUpObserver : public ChangeObserver {
  public:
-  BackingUpObserver(Device& device, const std::vector<PlanInput>& inputs,
+  BackingUpObserver(OpenedRoot& device, const std::vector<PlanInput>& inputs,
                     const MigrationHost::RunOptions& options, Progress progress)
       : ChangeObserver(std::move(progress)), device_(device), inputs_(inputs), options_(options) {}
 
@@ -118,7 +118,7 @@ class BackingUpObserver : public ChangeObserver {
   [[nodiscard]] std::string backupName() const { return manifest_ ? manifest_->name : ""; }
 
  private:
-  Device& device_;
+  OpenedRoot& device_;
   const std::vector<PlanInput>& inputs_;
   const MigrationHost::RunOptions& options_;
   bool asked_ = false;
@@ -129,7 +129,7 @@ class BackingUpObserver : public ChangeObserver {
 
 }  // namespace
 
-MigrationHost::MigrationHost(Device& device, ChangeObserver::Progress progress)
+MigrationHost::MigrationHost(OpenedRoot& device, ChangeObserver::Progress progress)
     : device_(device),
       inputs_(planInputs(device)),
       files_(filesOfRoot()),

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tool/backup/Backup.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/migration/Ledger.h"
 #include "tool/migration/MigrationRun.h"
@@ -21,7 +21,7 @@ class MigrationHost {
  public:
   // Reads the inputs of the migration of `device`. `progress` is told of the steps of the rehearsal
   // and of the run.
-  explicit MigrationHost(Device& device, ChangeObserver::Progress progress = {});
+  explicit MigrationHost(OpenedRoot& device, ChangeObserver::Progress progress = {});
 
   [[nodiscard]] const std::vector<PlanInput>& inputs() const noexcept { return inputs_; }
   [[nodiscard]] const InspectedFiles& files() const noexcept { return files_; }
@@ -32,7 +32,7 @@ class MigrationHost {
   [[nodiscard]] Rehearsal& rehearsal() noexcept { return *rehearsal_; }
   // What becomes of every account and key.
   [[nodiscard]] Ledger ledger();
-  // Device paths that get other content than they have, and those that go.
+  // OpenedRoot paths that get other content than they have, and those that go.
   [[nodiscard]] std::vector<std::string> written();
   [[nodiscard]] std::vector<std::string> removed();
   // The settings' "Version"; none where they tell none, or there are none.
@@ -71,7 +71,7 @@ class MigrationHost {
   [[nodiscard]] std::optional<std::string> faultOf(const std::string& path,
                                                    const std::optional<Bytes>& meant);
 
-  Device& device_;
+  OpenedRoot& device_;
   std::vector<PlanInput> inputs_;
   InspectedFiles files_;
   ChangeObserver::Progress progress_;

@@ -67,12 +67,12 @@ std::string placeOf(const LedgerEntry& entry) {
   if (!entry.label.empty()) text = entry.label + " ";
   text += entry.account;
   if (!entry.key.empty()) text += (text.empty() ? "key \"" : ", key \"") + entry.key + "\"";
-  return printable(text);
+  return text;
 }
 
 std::string fateOf(const LedgerEntry& entry) {
   std::string text(nameOf(entry.fate));
-  if (!entry.to.empty()) text += " to " + printable(entry.to);
+  if (!entry.to.empty()) text += " to " + entry.to;
   if (!entry.step.empty()) text += " by " + std::string(nameOfStep(entry.step));
   if (entry.fate == Fate::Dropped) {
     text += entry.rule.empty() ? ": NO RULE EXPLAINS THIS" : ": " + entry.rule;

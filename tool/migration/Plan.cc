@@ -104,7 +104,7 @@ std::optional<Process> daemonToStop() {
   return Process{identifier, std::string(kDaemon)};
 }
 
-Plan makePlan(Device& device) {
+Plan makePlan(OpenedRoot& device) {
   Plan plan;
   const Platform platform = device.host().platform();
   MigrationHost host(device);

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "plist/PropertyList.h"
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/inspection/Inspection.h"
-#include "tool/inspection/LegacyDescriptions.h"
+#include "tool/inspection/LegacyForecast.h"
 #include "tool/migration/PlanInputs.h"
 
 namespace accountsettings {
@@ -60,7 +60,7 @@ struct Plan {
 };
 
 // Rehearses the migration. Touches nothing and takes no lock. Throws as Rehearsal.
-[[nodiscard]] Plan makePlan(Device& device);
+[[nodiscard]] Plan makePlan(OpenedRoot& device);
 
 // The sync daemon that a migration of the root behind ProcessContext::current() would ask to exit;
 // none where it does not run.

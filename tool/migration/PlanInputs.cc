@@ -7,10 +7,10 @@
 #include "migration/MigrationPaths.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/AccountTree.h"
-#include "tool/frame/Digest.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Json.h"
-#include "tool/frame/ReadFile.h"
+#include "tool/values/Digest.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 namespace {
@@ -29,7 +29,7 @@ std::optional<std::string> digestOf(const std::string& file) {
 
 }  // namespace
 
-std::vector<PlanInput> planInputs(Device& device) {
+std::vector<PlanInput> planInputs(OpenedRoot& device) {
   std::vector<PlanInput> inputs;
   for (const std::string& path :
        {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(), removalSentinelPath(),
@@ -72,7 +72,7 @@ std::vector<PlanInput> readPlanInputs(const std::string& file) {
   return result;
 }
 
-std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs, Device& device) {
+std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs, OpenedRoot& device) {
   const std::vector<PlanInput> now = planInputs(device);
   const auto missingFrom = [&](const std::vector<PlanInput>& all,
                                const std::vector<PlanInput>& wanted) -> std::optional<std::string> {

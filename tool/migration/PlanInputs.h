@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 
 namespace accountsettings {
 
@@ -23,11 +23,11 @@ struct PlanInput {
 };
 
 // The inputs as they are now.
-[[nodiscard]] std::vector<PlanInput> planInputs(Device& device);
+[[nodiscard]] std::vector<PlanInput> planInputs(OpenedRoot& device);
 // The inputs in a saved plan. Throws Prevented where the file is no saved plan.
 [[nodiscard]] std::vector<PlanInput> readPlanInputs(const std::string& file);
 // The first input that is not what the plan was made of, as it is called on this machine, or none.
 [[nodiscard]] std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs,
-                                                      Device& device);
+                                                      OpenedRoot& device);
 
 }  // namespace accountsettings

@@ -50,9 +50,9 @@ void writeSteps(Output& output, const Plan& plan) {
 void writeLegacyFiles(Output& output, const Plan& plan, const ShownPath& shown) {
   for (const LegacyFile& file : plan.legacyFiles) {
     if (!file.exists) continue;
-    heading(output, "Legacy file " + printable(shown(file.path)));
+    heading(output, "Legacy file " + shown(file.path));
     if (file.problem) {
-      output.line("  cannot be read: " + printable(*file.problem));
+      output.line("  cannot be read: " + *file.problem);
       continue;
     }
     for (const LegacySection& section : file.sections) {
@@ -60,8 +60,8 @@ void writeLegacyFiles(Output& output, const Plan& plan, const ShownPath& shown) 
                   counted(section.descriptions.size(), "description", "descriptions"));
       for (const LegacyDescription& each : section.descriptions) {
         if (!each.problem) continue;
-        output.line("    " + output.paint(Colour::Red, "would not convert") + ": " +
-                    printable(each.label) + ", which " + printable(*each.problem));
+        output.line("    " + output.paint(Colour::Red, "would not convert") + ": " + each.label +
+                    ", which " + *each.problem);
       }
     }
   }
@@ -73,10 +73,9 @@ void writeDropped(Output& output, const Plan& plan, const ShownPath& shown) {
   const DroppedAccount* last = nullptr;
   for (const DroppedAccount& each : plan.dropped) {
     const bool sameFile = last && last->file == each.file;
-    if (!sameFile) output.line("  " + printable(shown(each.file)));
-    if (!sameFile || last->reason != each.reason)
-      output.line("    " + printable(each.reason) + ":");
-    output.line("      " + output.paint(Colour::Red, printable(each.account)));
+    if (!sameFile) output.line("  " + shown(each.file));
+    if (!sameFile || last->reason != each.reason) output.line("    " + each.reason + ":");
+    output.line("      " + output.paint(Colour::Red, each.account));
     last = &each;
   }
 }
@@ -85,10 +84,10 @@ void writeFiles(Output& output, const Plan& plan, const ShownPath& shown) {
   heading(output, "Files");
   if (plan.files.empty() && plan.directories.empty()) output.line("  none");
   for (const PlannedFile& each : plan.files) {
-    output.line("  " + padded(wordFor(each.fate), 8) + printable(shown(each.path)));
+    output.line("  " + padded(wordFor(each.fate), 8) + shown(each.path));
   }
   for (const std::string& each : plan.directories) {
-    output.line("  made    " + printable(shown(each)) + "/");
+    output.line("  made    " + shown(each) + "/");
   }
 }
 
@@ -167,7 +166,7 @@ Array inputsForScripts(const Plan& plan) {
 
 void writePlan(Output& output, const Plan& plan, const ShownPath& shown) {
   output.line(output.paint(Colour::Bold, headlineOf(plan)));
-  for (const std::string& each : plan.reasons) output.line("  " + printable(each));
+  for (const std::string& each : plan.reasons) output.line("  " + each);
   if (!plan.result) output.line("  The migration would answer no.");
   writeSteps(output, plan);
   writeLegacyFiles(output, plan, shown);

@@ -1,4 +1,4 @@
-#include "tool/frame/ValueText.h"
+#include "tool/values/ValueText.h"
 
 #include <charconv>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include "tool/frame/Errors.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Output.h"
-#include "tool/frame/PropertyText.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 namespace {

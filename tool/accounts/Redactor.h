@@ -1,4 +1,4 @@
-// StandIns replaces what is personal in account settings - identifiers, user names, host
+// Redactor replaces what is personal in account settings - identifiers, user names, host
 // names, names, secrets, any other text - by stand-ins such as "user-3", one and the same for
 // equal values wherever they occur, and counts what it replaced.
 #pragma once
@@ -16,7 +16,7 @@
 
 namespace accountsettings {
 
-class StandIns {
+class Redactor {
  public:
   enum class Kind { Identifier, User, Host, Name, Secret, Text, Data };
 

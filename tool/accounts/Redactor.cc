@@ -1,4 +1,4 @@
-#include "tool/accounts/StandIns.h"
+#include "tool/accounts/Redactor.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,13 +8,12 @@
 
 #include "account/BasicAccount.h"
 #include "account/Dataclasses.h"
-#include "tool/frame/Digest.h"
-#include "tool/frame/PropertyText.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 namespace {
 
-using Kind = StandIns::Kind;
+using Kind = Redactor::Kind;
 
 // More values than any settings hold.
 constexpr std::size_t kMostValues = 5'000'000;
@@ -150,12 +149,12 @@ bool isNobodys(std::string_view text) {
 
 }  // namespace
 
-void StandIns::learn(const PropertyList& content) {
+void Redactor::learn(const PropertyList& content) {
   budget_ = kMostValues;
   learnUnder({}, content);
 }
 
-void StandIns::learnUnder(std::string_view key, const PropertyList& value) {
+void Redactor::learnUnder(std::string_view key, const PropertyList& value) {
   if (!spend()) return;
   if (const Dictionary* dictionary = value.dictionary()) {
     for (const auto& entry : *dictionary) {
@@ -170,7 +169,7 @@ void StandIns::learnUnder(std::string_view key, const PropertyList& value) {
   }
 }
 
-void StandIns::learnValue(Kind kind, std::string_view value) {
+void Redactor::learnValue(Kind kind, std::string_view value) {
   if (isNobodys(value)) return;
   const std::string text(value);
   if (standIns_.contains(text)) return;
@@ -192,12 +191,12 @@ void StandIns::learnValue(Kind kind, std::string_view value) {
   learnValue(Kind::Host, url.host);
 }
 
-bool StandIns::spend() {
+bool Redactor::spend() {
   if (budget_ > 0) --budget_;
   return budget_ > 0;
 }
 
-StandIns::StandIn& StandIns::standInFor(Kind kind, const std::string& value) {
+Redactor::StandIn& Redactor::standInFor(Kind kind, const std::string& value) {
   const auto known = standIns_.find(value);
   if (known != standIns_.end()) return known->second;
   const auto index = static_cast<std::size_t>(kind);
@@ -205,7 +204,7 @@ StandIns::StandIn& StandIns::standInFor(Kind kind, const std::string& value) {
   return standIns_.emplace(value, StandIn{kind, name, false}).first->second;
 }
 
-std::string StandIns::replaced(Kind kind, const std::string& value) {
+std::string Redactor::replaced(Kind kind, const std::string& value) {
   StandIn& standIn = standInFor(kind, value);
   const auto index = static_cast<std::size_t>(standIn.kind);
   if (!std::exchange(standIn.used, true)) ++values_[index];
@@ -213,12 +212,12 @@ std::string StandIns::replaced(Kind kind, const std::string& value) {
   return standIn.name;
 }
 
-PropertyList StandIns::stored(const PropertyList& content) {
+PropertyList Redactor::stored(const PropertyList& content) {
   budget_ = kMostValues;
   return storedUnder({}, content);
 }
 
-PropertyList StandIns::storedUnder(std::string_view key, const PropertyList& value) {
+PropertyList Redactor::storedUnder(std::string_view key, const PropertyList& value) {
   if (!spend()) return "(not shown)";
   if (const Dictionary* dictionary = value.dictionary()) {
     Dictionary result;
@@ -241,7 +240,8 @@ PropertyList StandIns::storedUnder(std::string_view key, const PropertyList& val
     return replaced(kind, std::string(*text));
   }
   if (const auto bytes = value.dataValue()) {
-    return replaced(kind == Kind::Secret ? kind : Kind::Data, base64(*bytes));
+    return replaced(kind == Kind::Secret ? kind : Kind::Data,
+                    std::string(bytes->begin(), bytes->end()));
   }
   if (kind == Kind::Secret && value.kind() != PropertyList::Kind::Boolean) {
     return replaced(kind, propertyLine(value, 40));
@@ -250,7 +250,7 @@ PropertyList StandIns::storedUnder(std::string_view key, const PropertyList& val
 }
 
 // Replaces mail addresses and UUIDs, learned or not.
-std::string StandIns::withoutPatterns(std::string_view text) {
+std::string Redactor::withoutPatterns(std::string_view text) {
   std::string result;
   std::size_t run = 0;  // the end of the run of address characters that was looked at last
   for (std::size_t at = 0; at < text.size();) {
@@ -277,7 +277,7 @@ std::string StandIns::withoutPatterns(std::string_view text) {
   return result;
 }
 
-const StandIns::Pattern* StandIns::learnedAt(std::string_view text, std::size_t word,
+const Redactor::Pattern* Redactor::learnedAt(std::string_view text, std::size_t word,
                                              std::size_t wordEnd) const {
   const auto candidates = patternsByWord_.find(std::string(text.substr(word, wordEnd - word)));
   if (candidates == patternsByWord_.end()) return nullptr;
@@ -293,7 +293,7 @@ const StandIns::Pattern* StandIns::learnedAt(std::string_view text, std::size_t 
   return longest;
 }
 
-std::string StandIns::sentence(std::string_view text) {
+std::string Redactor::sentence(std::string_view text) {
   if (leftOut_.empty()) return withoutLearned(text);
   std::string shorter(text);
   for (std::size_t at = 0; (at = shorter.find(leftOut_, at)) != std::string::npos;) {
@@ -302,7 +302,7 @@ std::string StandIns::sentence(std::string_view text) {
   return withoutLearned(shorter);
 }
 
-std::string StandIns::withoutLearned(std::string_view text) {
+std::string Redactor::withoutLearned(std::string_view text) {
   std::string result;
   std::size_t copied = 0;
   for (std::size_t at = 0; at < text.size();) {
@@ -325,7 +325,7 @@ std::string StandIns::withoutLearned(std::string_view text) {
   return result + withoutPatterns(text.substr(copied));
 }
 
-PropertyList StandIns::told(const PropertyList& value) {
+PropertyList Redactor::told(const PropertyList& value) {
   if (const Dictionary* dictionary = value.dictionary()) {
     Dictionary result;
     for (const auto& entry : *dictionary) result.set(entry.key(), told(entry.value()));
@@ -340,7 +340,7 @@ PropertyList StandIns::told(const PropertyList& value) {
   return text ? PropertyList(sentence(*text)) : value;
 }
 
-std::string StandIns::logLine(std::string_view line) {
+std::string Redactor::logLine(std::string_view line) {
   std::string shown;
   std::size_t depth = 0;
   bool quoted = false;  // inside a text of an object, where braces are its own
@@ -359,7 +359,7 @@ std::string StandIns::logLine(std::string_view line) {
   return sentence(shown);
 }
 
-std::vector<StandIns::Count> StandIns::counts() const {
+std::vector<Redactor::Count> Redactor::counts() const {
   std::vector<Count> counts;
   for (std::size_t kind = 0; kind < kKinds; ++kind) {
     if (places_[kind] > 0) counts.push_back({kKindNames[kind], values_[kind], places_[kind]});

@@ -1,4 +1,4 @@
-#include "tool/device/Device.h"
+#include "tool/device/OpenedRoot.h"
 
 #include "host/LinuxFiles.h"
 #include "host/LogSinks.h"
@@ -37,14 +37,20 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log
 
 }  // namespace
 
-Device::Device(const CommonOptions& options, DefaultLog defaultLog)
+OpenedRoot::OpenedRoot(const CommonOptions& options, DefaultLog defaultLog)
     : options_(options),
       log_(openLog(options, defaultLog)),
       host_(openHost(options, *log_)),
       context_(host_->platform()),
       current_(context_) {}
 
-Prevented Device::lockFailure() {
+std::optional<Process> OpenedRoot::lockHolder() {
+  const Result<std::optional<Process>> holder =
+      host_->lockHolder(std::string(kAccountMigrationLockFilename));
+  return holder ? *holder : std::nullopt;
+}
+
+Prevented OpenedRoot::lockFailure() {
   std::string reason = "the migration lock cannot be taken";
   // The store tells only that it failed; what stands against the file is still there.
   const auto again = context_.platform().locks.create("AccountMigrationInProgress");
@@ -53,6 +59,13 @@ Prevented Device::lockFailure() {
       shown(std::string(kAccountMigrationLockFilename)), reason,
       "create the directory, remove what lies in the lock file's place, or act as a user who may "
       "write there"};
+}
+
+std::string inWords(const Process& process) {
+  std::string text = "a process of another container";
+  if (process.identifier > 0) text = "process " + std::to_string(process.identifier);
+  if (!process.commandName.empty()) text += " (" + process.commandName + ")";
+  return text;
 }
 
 }  // namespace accountsettings

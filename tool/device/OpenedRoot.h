@@ -1,4 +1,4 @@
-// Device is the device that a command works on: the Linux host over its root, and the
+// OpenedRoot is the device root that a command works on: the Linux host over its root, and the
 // process context in which the library's operations run for as long as it lives.
 #pragma once
 
@@ -9,6 +9,7 @@
 
 #include "host/LinuxHost.h"
 #include "platform/ProcessContext.h"
+#include "platform/Processes.h"
 #include "platform/SystemLog.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Options.h"
@@ -18,10 +19,10 @@ namespace accountsettings {
 // Where the system log goes when --log does not say it.
 enum class DefaultLog { Nowhere, System };
 
-class Device {
+class OpenedRoot {
  public:
   // Throws Prevented where the root, its configuration or the log cannot be opened.
-  Device(const CommonOptions& options, DefaultLog defaultLog);
+  OpenedRoot(const CommonOptions& options, DefaultLog defaultLog);
 
   [[nodiscard]] LinuxHost& host() noexcept { return *host_; }
   [[nodiscard]] LinuxFiles& files() noexcept { return host_->files(); }
@@ -39,6 +40,10 @@ class Device {
   [[nodiscard]] std::string commandLine(const std::vector<std::string>& words) const {
     return commandLineFor(options_, words);
   }
+  // The process that holds the migration lock, or none. The command name is empty where the process
+  // cannot be looked at; the identifier is 0 or below for one outside this one's view. Waits for
+  // nobody.
+  [[nodiscard]] std::optional<Process> lockHolder();
   // To be thrown where the migration lock could not be taken: tells why.
   [[nodiscard]] Prevented lockFailure();
 
@@ -49,5 +54,8 @@ class Device {
   ProcessContext context_;
   ProcessContext::Override current_;
 };
+
+// "process 42 (migrator)", for messages.
+[[nodiscard]] std::string inWords(const Process& process);
 
 }  // namespace accountsettings

@@ -1,9 +1,10 @@
-#include "tool/inspection/LegacyDescriptions.h"
+#include "tool/inspection/LegacyForecast.h"
 
 #include <functional>
 
 #include "account/AccountConstants.h"
 #include "migration/LegacyDescriptions.h"
+#include "plist/Description.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
 

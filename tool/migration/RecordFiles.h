@@ -1,4 +1,4 @@
-// MigrationRecords are the dated files in which the migrator writes down what it converted,
+// RecordFiles are the dated files in which the migrator writes down what it converted,
 // where the device has that switched on.
 #pragma once
 
@@ -13,7 +13,7 @@ namespace accountsettings {
 
 class LinuxFiles;
 
-struct MigrationRecord {
+struct RecordFile {
   std::string name;
   bool readable = false;
   std::optional<std::int64_t> fromVersion;  // of the settings before the steps
@@ -22,13 +22,13 @@ struct MigrationRecord {
 };
 
 // The device path of the directory that holds the records.
-[[nodiscard]] std::string migrationRecordsDirectory();
+[[nodiscard]] std::string recordFilesDirectory();
 // The records of the root that `files` and ProcessContext::current() stand on, by name. Throws
 // Prevented where they may not be looked at.
-[[nodiscard]] std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files);
+[[nodiscard]] std::vector<RecordFile> findRecordFiles(LinuxFiles& files);
 
 // For people, and for scripts.
-[[nodiscard]] std::string recordLine(const MigrationRecord& record);
-[[nodiscard]] Dictionary recordForScripts(const MigrationRecord& record);
+[[nodiscard]] std::string recordLine(const RecordFile& record);
+[[nodiscard]] Dictionary recordForScripts(const RecordFile& record);
 
 }  // namespace accountsettings

@@ -1,4 +1,4 @@
-#include "tool/migration/MigrationRecords.h"
+#include "tool/migration/RecordFiles.h"
 
 #include <cerrno>
 #include <utility>
@@ -18,11 +18,10 @@ bool holdsSomething(const Dictionary& record, std::string_view key) {
   return value != nullptr && value->dictionary() != nullptr && !value->dictionary()->empty();
 }
 
-MigrationRecord recordFrom(Files& files, const std::string& name) {
-  MigrationRecord record;
+RecordFile recordFrom(Files& files, const std::string& name) {
+  RecordFile record;
   record.name = name;
-  const auto content =
-      readDictionary(files, appendPathComponent(migrationRecordsDirectory(), name));
+  const auto content = readDictionary(files, appendPathComponent(recordFilesDirectory(), name));
   if (!content) return record;
   record.readable = true;
   record.legacyMail = holdsSomething(*content, "OldMailAccounts");
@@ -34,7 +33,7 @@ MigrationRecord recordFrom(Files& files, const std::string& name) {
 }
 
 std::vector<std::string> recordNames(LinuxFiles& files) {
-  Result<std::vector<std::string>> names = files.list(migrationRecordsDirectory());
+  Result<std::vector<std::string>> names = files.list(recordFilesDirectory());
   if (names) return std::move(names).value();
   const Error& error = names.error();
   if (error.code == ENOENT) return {};
@@ -43,13 +42,13 @@ std::vector<std::string> recordNames(LinuxFiles& files) {
 
 }  // namespace
 
-std::string migrationRecordsDirectory() {
+std::string recordFilesDirectory() {
   return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
                              "Library/Logs/CrashReporter/AccountMigration");
 }
 
-std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files) {
-  std::vector<MigrationRecord> records;
+std::vector<RecordFile> findRecordFiles(LinuxFiles& files) {
+  std::vector<RecordFile> records;
   for (const std::string& name : recordNames(files)) {
     if (name.starts_with("AccountMigrationInformation-")) {
       records.push_back(recordFrom(files, name));
@@ -58,7 +57,7 @@ std::vector<MigrationRecord> findMigrationRecords(LinuxFiles& files) {
   return records;
 }
 
-std::string recordLine(const MigrationRecord& record) {
+std::string recordLine(const RecordFile& record) {
   if (!record.readable) return "cannot be read";
   std::string text =
       record.fromVersion ? "from version " + std::to_string(*record.fromVersion) : "no settings";
@@ -67,7 +66,7 @@ std::string recordLine(const MigrationRecord& record) {
   return text;
 }
 
-Dictionary recordForScripts(const MigrationRecord& record) {
+Dictionary recordForScripts(const RecordFile& record) {
   Dictionary entry{{"name", record.name}, {"readable", record.readable}};
   if (!record.readable) return entry;
   if (record.fromVersion) entry.set("fromVersion", *record.fromVersion);

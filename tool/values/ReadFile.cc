@@ -1,4 +1,4 @@
-#include "tool/frame/ReadFile.h"
+#include "tool/values/ReadFile.h"
 
 #include <algorithm>
 #include <cerrno>

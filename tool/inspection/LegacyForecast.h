@@ -1,4 +1,4 @@
-// LegacyDescriptions reads the files of the releases before the settings file the way the
+// LegacyForecast reads the files of the releases before the settings file the way the
 // conversions do, and tells for each description what account it becomes or why none.
 #pragma once
 

@@ -1,12 +1,12 @@
-#include "tool/frame/PropertyText.h"
+#include "tool/values/PropertyText.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
 
-#include "tool/frame/Dates.h"
-#include "tool/frame/Digest.h"
+#include "plist/Visible.h"
+#include "plist/XmlScalars.h"
 #include "tool/frame/Output.h"
 
 namespace accountsettings {
@@ -25,13 +25,14 @@ std::string realText(double real) {
 }
 
 std::string quoted(std::string_view text) {
-  return "\"" + printable(text) + "\"";
+  return "\"" + visible(text) + "\"";
 }
 
 std::string dataText(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kShown = 24;
   std::string text = "<" + counted(bytes.size(), "byte", "bytes");
-  if (!bytes.empty()) text += ": " + base64(bytes.first(std::min(bytes.size(), kShown)));
+  if (!bytes.empty()) text += ": ";
+  detail::appendBase64(text, bytes.first(std::min(bytes.size(), kShown)));
   return text + (bytes.size() > kShown ? "...>" : ">");
 }
 
@@ -41,7 +42,7 @@ std::string scalarText(const PropertyList& value) {
   if (const auto bytes = value.dataValue()) return dataText(*bytes);
   if (const auto uid = value.uidValue()) return "uid(" + std::to_string(*uid) + ")";
   if (const auto seconds = value.dateSeconds()) {
-    return dateText(*seconds).value_or(realText(*seconds) + " s since 2001");
+    return detail::formatDate(*seconds).value_or(realText(*seconds) + " s since 2001");
   }
   if (value.kind() == PropertyList::Kind::Boolean) return value.booleanValue() ? "true" : "false";
   return value.isUnsigned() ? std::to_string(value.unsignedValue())
@@ -75,7 +76,7 @@ void append(std::string& text, const PropertyList& value, std::size_t depth) {
     for (const auto& entry : *dictionary) {
       if (text.size() > kSizeLimit) return;
       startLine();
-      text += printable(entry.key()) + ":";
+      text += visible(entry.key()) + ":";
       if (!isFilled(entry.value())) text += ' ';
       append(text, entry.value(), depth + 1);
     }
@@ -99,7 +100,7 @@ void appendLine(std::string& text, const PropertyList& value, std::size_t limit)
     for (const auto& entry : *dictionary) {
       if (text.size() > limit) return;
       if (text.back() != '{') text += ", ";
-      text += printable(entry.key()) + ": ";
+      text += visible(entry.key()) + ": ";
       appendLine(text, entry.value(), limit);
     }
     text += '}';
