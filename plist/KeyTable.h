@@ -1,23 +1,18 @@
-// KeyTable knows the strings that a file uses as dictionary keys. Equal keys
-// share one node, even where the file spells them in several objects.
+// KeyTable knows which objects of a file are dictionary keys. Equal keys share one node, even where
+// the file spells them in several objects.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
-#include "plist/Nodes.h"
+#include "plist/KeySet.h"
 
 namespace accountsettings::detail {
 
 class KeyTable {
  public:
-  struct Key {
-    Shared<StringNode> node;       // none for the empty key
-    std::uint32_t dictionary = 0;  // the last dictionary in which the key was met
-  };
+  using Key = KeySet::Key;
 
   // Makes room for `count` objects. To be called once.
   void resize(std::size_t count) { keyOfObject_.resize(count); }
@@ -30,22 +25,15 @@ class KeyTable {
   }
 
   Key* add(std::size_t object, const Shared<StringNode>& node) {
-    const std::string_view text = node ? node->text() : std::string_view();
-    const auto next = static_cast<std::uint32_t>(keys_.size() + 1);
-    const auto [entry, isNew] = keyOfText_.try_emplace(text, next);
-    if (isNew) keys_.push_back({node});
-    keyOfObject_[object] = entry->second;
-    return &keys_[entry->second - 1];
+    const std::uint32_t number = node ? keys_.number(node->text(), node->hash, [&] { return node; })
+                                      : keys_.number({}, hashOf({}), [&] { return node; });
+    keyOfObject_[object] = number + 1;
+    return &keys_[number];
   }
 
  private:
-  struct Hash {
-    std::size_t operator()(std::string_view text) const noexcept { return hashOf(text); }
-  };
-
   std::vector<std::uint32_t> keyOfObject_;  // the number of a key plus one
-  std::vector<Key> keys_;
-  std::unordered_map<std::string_view, std::uint32_t, Hash> keyOfText_;  // views into the nodes
+  KeySet keys_;
 };
 
 }  // namespace accountsettings::detail

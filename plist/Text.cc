@@ -38,16 +38,20 @@ CodePoint decoded(std::string_view text) noexcept {
 }  // namespace
 
 bool isAscii(std::string_view text) noexcept {
-  std::size_t i = 0;
-  for (; i + 8 <= text.size(); i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, text.data() + i, sizeof(word));
-    if ((word & 0x8080808080808080U) != 0) return false;
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  std::uint64_t bits = 0;
+  std::uint64_t word;
+  if (text.size() < sizeof(word)) {
+    for (const char byte : text) bits |= static_cast<std::uint8_t>(byte);
+    return (bits & kHighBits) == 0;
   }
-  for (; i < text.size(); ++i) {
-    if (static_cast<std::uint8_t>(text[i]) >= 0x80) return false;
+  const std::size_t last = text.size() - sizeof(word);  // overlaps the one before
+  for (std::size_t at = 0; at < last; at += sizeof(word)) {
+    std::memcpy(&word, text.data() + at, sizeof(word));
+    bits |= word;
   }
-  return true;
+  std::memcpy(&word, text.data() + last, sizeof(word));
+  return ((bits | word) & kHighBits) == 0;
 }
 
 void appendUtf8(std::string& text, std::uint32_t codePoint) {

@@ -22,15 +22,34 @@ class Walk {
   // `root` must outlive the walk and stay unchanged.
   explicit Walk(const PropertyList& root) : current_(&root) {}
 
-  Event next();
+  Event next() {
+    if (levels_.empty()) {
+      if (started_) return Event::End;
+      started_ = true;
+      return Event::Value;
+    }
+    Level& level = levels_.back();
+    if (level.next < level.size) {
+      current_ = level.at(level.next++);
+      return Event::Value;
+    }
+    current_ = level.container;
+    levels_.pop_back();
+    return Event::Leave;
+  }
   // Makes next() tell the values inside value().
-  void enter() { levels_.push_back({current_, 0}); }
+  void enter() { levels_.push_back(Level(*current_)); }
 
   [[nodiscard]] const PropertyList& value() const noexcept { return *current_; }
   // At Event::Value: the entry that value() belongs to, nullptr outside a dictionary.
-  [[nodiscard]] const Dictionary::Entry* entry() const noexcept;
+  [[nodiscard]] const Dictionary::Entry* entry() const noexcept {
+    if (levels_.empty() || levels_.back().entries == nullptr) return nullptr;
+    return levels_.back().entries + levels_.back().next - 1;
+  }
   // At Event::Value: the number of values told before it in its container.
-  [[nodiscard]] std::size_t index() const noexcept;
+  [[nodiscard]] std::size_t index() const noexcept {
+    return levels_.empty() ? 0 : levels_.back().next - 1;
+  }
   // The value that stands `distance` places behind value() in the same array, else nullptr.
   [[nodiscard]] const PropertyList* behind(std::size_t distance) const noexcept;
   // How many containers value() lies in.
@@ -39,14 +58,34 @@ class Walk {
   [[nodiscard]] std::string path() const;
 
  private:
+  // A container that has been entered. Either its items or its entries are told.
   struct Level {
+    explicit Level(const PropertyList& entered) noexcept;
+
+    [[nodiscard]] const PropertyList* at(std::size_t index) const noexcept {
+      return entries != nullptr ? &entries[index].value() : items + index;
+    }
+
     const PropertyList* container;
-    std::size_t next;
+    const PropertyList* items = nullptr;
+    const Dictionary::Entry* entries = nullptr;
+    std::size_t size = 0;
+    std::size_t next = 0;
   };
 
   std::vector<Level> levels_;
   const PropertyList* current_;
   bool started_ = false;
 };
+
+inline Walk::Level::Level(const PropertyList& entered) noexcept : container(&entered) {
+  if (const Array* array = entered.array()) {
+    items = array->begin();
+    size = array->size();
+  } else {
+    entries = entered.dictionary()->begin();
+    size = entered.dictionary()->size();
+  }
+}
 
 }  // namespace accountsettings::detail

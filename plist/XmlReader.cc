@@ -4,14 +4,18 @@
 
 #include <algorithm>
 #include <charconv>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "plist/Access.h"
-#include "plist/Interner.h"
+#include "plist/KeySet.h"
 #include "plist/Quote.h"
+#include "plist/Scan.h"
+#include "plist/StringPool.h"
 #include "plist/Text.h"
 #include "plist/XmlScalars.h"
 #include "plist/XmlText.h"
@@ -20,10 +24,70 @@ namespace accountsettings {
 namespace {
 
 using detail::Access;
+using detail::ArrayNode;
+using detail::DictionaryNode;
+using detail::KeySet;
 using detail::Shared;
-using detail::StringNode;
 
 constexpr std::string_view kSpace = " \t\n";
+
+constexpr bool isSpace(char character) noexcept {
+  return character == ' ' || character == '\t' || character == '\n';
+}
+
+constexpr bool endsName(char character) noexcept {
+  return isSpace(character) || character == '/' || character == '>' || character == '<';
+}
+
+enum class Element : std::uint8_t {
+  Unknown,
+  Key,
+  Array,
+  Dictionary,
+  String,
+  Integer,
+  Real,
+  True,
+  False,
+  Date,
+  Data
+};
+
+constexpr std::string_view nameOf(Element element) noexcept {
+  constexpr std::string_view kNames[] = {"",     "key",  "array", "dict", "string", "integer",
+                                         "real", "true", "false", "date", "data"};
+  return kNames[static_cast<std::size_t>(element)];
+}
+
+// The element that a name may be, judged by as little of it as tells the known ones apart.
+constexpr Element likeliest(std::string_view name) noexcept {
+  switch (name.empty() ? '\0' : name[0]) {
+    case 'k':
+      return Element::Key;
+    case 's':
+      return Element::String;
+    case 'i':
+      return Element::Integer;
+    case 't':
+      return Element::True;
+    case 'f':
+      return Element::False;
+    case 'a':
+      return Element::Array;
+    case 'r':
+      return Element::Real;
+    case 'd':
+      if (name.starts_with("di")) return Element::Dictionary;
+      return name.ends_with("e") ? Element::Date : Element::Data;
+    default:
+      return Element::Unknown;
+  }
+}
+
+constexpr Element elementOf(std::string_view name) noexcept {
+  const Element element = likeliest(name);
+  return name == nameOf(element) ? element : Element::Unknown;
+}
 
 // The beginning of a text from a file, fit to stand in a message.
 std::string shown(std::string_view text) {
@@ -51,13 +115,18 @@ class XmlReader {
     bool isEmpty = false;  // <name/>
   };
 
-  // A container that has not ended.
+  // A container that has not ended. What it holds so far is at the end of pending_.
   struct Open {
-    PropertyList::Kind kind;
-    Array array;  // one of the two
-    Dictionary dictionary;
-    Shared<StringNode> key;
+    Element element;
+    std::size_t firstPending;
+    std::uint32_t key = 0;  // the number of the one whose value comes next
     bool hasKey = false;
+  };
+
+  // A value whose container has not ended.
+  struct Pending {
+    PropertyList value;
+    std::uint32_t key;  // in a dictionary
   };
 
   bool fail(std::size_t at, std::string_view what) {
@@ -74,7 +143,9 @@ class XmlReader {
     at_ += what.size();
     return true;
   }
-  void skipSpace() noexcept { at_ = std::min(text_.find_first_not_of(kSpace, at_), text_.size()); }
+  void skipSpace() noexcept {
+    while (!atEnd() && isSpace(text_[at_])) ++at_;
+  }
 
   // Moves past the next `what`; `unit` names what it should have ended.
   bool skipPast(std::string_view what, std::string_view unit) {
@@ -87,6 +158,11 @@ class XmlReader {
   // Moves past a comment or a processing instruction, if one begins here; else `found` is false.
   bool skipMisc(bool& found) {
     const std::size_t start = at_;
+    found = false;
+    if (text_.size() - at_ < 2 || text_[at_] != '<' ||
+        (text_[at_ + 1] != '!' && text_[at_ + 1] != '?')) {
+      return true;
+    }
     found = true;
     if (take("<!--")) return skipPast("-->", "comment");
     if (take("<?")) {
@@ -190,9 +266,9 @@ class XmlReader {
     tag.start = at_;
     ++at_;
     tag.isEnd = take("/");
-    const std::size_t end = std::min(text_.find_first_of(" \t\n/><", at_), text_.size());
-    tag.name = text_.substr(at_, end - at_);
-    at_ = end;
+    const std::size_t name = at_;
+    while (!atEnd() && !endsName(text_[at_])) ++at_;
+    tag.name = text_.substr(name, at_ - name);
     if (tag.name.empty()) return fail(tag.start, "tag without a name");
     while (true) {
       const std::size_t before = at_;
@@ -226,7 +302,7 @@ class XmlReader {
   }
 
   bool readEnd(const Tag& tag) {
-    const std::string_view expected = open_.empty() ? "plist" : nameOf(open_.back().kind);
+    const std::string_view expected = open_.empty() ? "plist" : nameOf(open_.back().element);
     if (tag.name != expected) {
       return fail(tag.start,
                   "end tag " + shown(tag.name) + " where " + shown(expected) + " is open");
@@ -238,26 +314,25 @@ class XmlReader {
     return closeContainer(tag.start);
   }
 
-  static std::string_view nameOf(PropertyList::Kind kind) noexcept {
-    return kind == PropertyList::Kind::Array ? "array" : "dict";
-  }
-
   bool readValue(const Tag& tag) {
-    if (tag.name == "key") return readKey(tag);
-    if (tag.name == "array") return openContainer(tag, PropertyList::Kind::Array);
-    if (tag.name == "dict") return openContainer(tag, PropertyList::Kind::Dictionary);
+    const Element element = elementOf(tag.name);
+    if (element == Element::Key) return readKey(tag);
+    if (element == Element::Array || element == Element::Dictionary) {
+      return openContainer(tag, element);
+    }
     PropertyList value;
-    return readScalar(tag, value) && place(tag.start, std::move(value));
+    return readScalar(tag, element, value) && place(tag.start, std::move(value));
   }
 
   bool readKey(const Tag& tag) {
-    if (open_.empty() || open_.back().kind != PropertyList::Kind::Dictionary) {
+    if (open_.empty() || open_.back().element != Element::Dictionary) {
       return fail(tag.start, "key outside a dictionary");
     }
     if (open_.back().hasKey) return fail(tag.start, "two keys in a row");
     std::string_view text;
     if (!readContent(tag, text)) return false;
-    open_.back().key = keys_.node(text);
+    open_.back().key =
+        keys_.number(text, detail::hashOf(text), [&] { return strings_.create(text); });
     open_.back().hasKey = true;
     return true;
   }
@@ -265,7 +340,7 @@ class XmlReader {
   // Whether a value may stand here.
   bool expectsValue(std::size_t at) {
     if (open_.empty()) return !hasRoot_ || fail(at, "second value in plist");
-    if (open_.back().kind == PropertyList::Kind::Array || open_.back().hasKey) return true;
+    if (open_.back().element == Element::Array || open_.back().hasKey) return true;
     return fail(at, "value without a key");
   }
 
@@ -274,64 +349,92 @@ class XmlReader {
     if (open_.empty()) {
       root_ = std::move(value);
       hasRoot_ = true;
-    } else if (Open& parent = open_.back(); parent.kind == PropertyList::Kind::Array) {
-      parent.array.append(std::move(value));
     } else {
-      Access::store(parent.dictionary, std::move(parent.key), std::move(value));
-      parent.hasKey = false;
+      pending_.push_back({std::move(value), open_.back().key});
+      open_.back().hasKey = false;
     }
     return true;
   }
 
-  bool openContainer(const Tag& tag, PropertyList::Kind kind) {
+  bool openContainer(const Tag& tag, Element element) {
     if (!expectsValue(tag.start)) return false;
     if (open_.size() == kMaxNesting) {
       return fail(tag.start, "nested deeper than " + std::to_string(kMaxNesting) + " levels");
     }
-    open_.push_back({kind, {}, {}, {}});
+    open_.push_back({element, pending_.size()});
     return !tag.isEmpty || closeContainer(tag.start);
   }
 
   bool closeContainer(std::size_t at) {
-    Open container = std::move(open_.back());
+    const Open container = open_.back();
     open_.pop_back();
     if (container.hasKey) return fail(at, "key without a value");
-    if (container.kind == PropertyList::Kind::Array) return place(at, std::move(container.array));
-    return place(at, std::move(container.dictionary));
+    const std::span<Pending> contents = std::span(pending_).subspan(container.firstPending);
+    PropertyList value = container.element == Element::Array ? PropertyList(arrayOf(contents))
+                                                             : PropertyList(dictionaryOf(contents));
+    pending_.erase(pending_.end() - static_cast<std::ptrdiff_t>(contents.size()), pending_.end());
+    return place(at, std::move(value));
   }
 
-  bool readScalar(const Tag& tag, PropertyList& value) {
-    const std::string_view name = tag.name;
-    if (name != "string" && name != "integer" && name != "real" && name != "true" &&
-        name != "false" && name != "date" && name != "data") {
-      return fail(tag.start, "unknown element " + shown(name));
+  static Array arrayOf(std::span<Pending> contents) {
+    if (contents.empty()) return {};
+    Shared<ArrayNode> node(ArrayNode::create(contents.size()));
+    for (Pending& each : contents) {
+      std::construct_at(node->items() + node->size, std::move(each.value));
+      ++node->size;
     }
+    return Access::arrayOf(std::move(node));
+  }
+
+  // Of a repeated key the last value counts, in the place of the first.
+  Dictionary dictionaryOf(std::span<Pending> contents) {
+    if (contents.empty()) return {};
+    Shared<DictionaryNode> node(DictionaryNode::create(contents.size()));
+    ++dictionary_;
+    for (Pending& each : contents) {
+      KeySet::Key& key = keys_[each.key];
+      if (key.dictionary == dictionary_) {
+        Access::value(node->items()[key.place]) = std::move(each.value);
+        continue;
+      }
+      key.dictionary = dictionary_;
+      key.place = node->size;
+      if (key.node) key.node->retainUnpublished();
+      Access::construct(node->items() + node->size, Shared(key.node.get()), std::move(each.value));
+      ++node->size;
+    }
+    Access::rebuildIndex(*node);
+    return Access::dictionaryOf(std::move(node));
+  }
+
+  bool readScalar(const Tag& tag, Element element, PropertyList& value) {
+    if (element == Element::Unknown) return fail(tag.start, "unknown element " + shown(tag.name));
     std::string_view text;
     if (!readContent(tag, text)) return false;
-    if (name == "string") {
-      value = text;
+    if (element == Element::String) {
+      value = Access::string(strings_.create(text));
       return true;
     }
-    if (name == "data") {
+    if (element == Element::Data) {
       const auto bytes = detail::parseBase64(text);
       if (bytes) value = PropertyList::data(*bytes);
       return bytes || fail(tag.start, "data that is not base64");
     }
     const std::string_view bare = trimmed(text);
-    if (name == "true" || name == "false") {
-      value = name == "true";
-      return bare.empty() || fail(tag.start, "text in " + std::string(name));
+    if (element == Element::True || element == Element::False) {
+      value = element == Element::True;
+      return bare.empty() || fail(tag.start, "text in " + std::string(tag.name));
     }
-    return readNumber(tag, bare, value);
+    return readNumber(tag, element, bare, value);
   }
 
-  bool readNumber(const Tag& tag, std::string_view text, PropertyList& value) {
+  bool readNumber(const Tag& tag, Element element, std::string_view text, PropertyList& value) {
     bool isGood = false;
-    if (tag.name == "integer") {
+    if (element == Element::Integer) {
       const auto integer = detail::parseInteger(text);
       isGood = integer.has_value();
       if (integer) value = *integer;
-    } else if (tag.name == "real") {
+    } else if (element == Element::Real) {
       const auto real = detail::parseReal(text);
       isGood = real.has_value();
       if (real) value = *real;
@@ -356,7 +459,7 @@ class XmlReader {
     if (tag.isEmpty) return true;
     // Most text is plain and needs no copy.
     const std::size_t start = at_;
-    at_ = std::min(text_.find_first_of("<&", at_), text_.size());
+    skipPlainText();
     text = text_.substr(start, at_ - start);
     if (sees("</")) return readEndOf(tag);
     scratch_ = text;
@@ -367,7 +470,18 @@ class XmlReader {
     return readEndOf(tag);
   }
 
+  void skipPlainText() noexcept {
+    at_ = detail::scan(text_, at_, [](auto byte) { return (byte == '<') | (byte == '&'); });
+  }
+
+  // At "</".
   bool readEndOf(const Tag& tag) {
+    const std::string_view rest = text_.substr(at_ + 2);
+    const std::size_t length = tag.name.size();
+    if (rest.size() > length && rest[length] == '>' && rest.starts_with(tag.name)) {
+      at_ += 2 + length + 1;
+      return true;
+    }
     Tag end;
     if (!readTag(end)) return false;
     if (end.name == tag.name) return true;
@@ -390,7 +504,7 @@ class XmlReader {
       if (!skipMisc(found)) return false;
       return found || fail(start, "element inside " + std::string(tag.name));
     }
-    at_ = std::min(text_.find_first_of("<&", at_), text_.size());
+    skipPlainText();
     scratch_ += text_.substr(start, at_ - start);
     return true;
   }
@@ -433,11 +547,14 @@ class XmlReader {
   std::string_view text_;
   std::size_t at_ = 0;
   std::vector<Open> open_;
+  std::vector<Pending> pending_;
   PropertyList root_;
   bool hasRoot_ = false;
   bool isComplete_ = false;  // </plist> has been read
-  detail::Interner keys_;
-  std::string scratch_;  // text that is not a plain piece of text_
+  KeySet keys_;
+  detail::StringPool strings_;
+  std::uint32_t dictionary_ = 0;  // how many have ended
+  std::string scratch_;           // text that is not a plain piece of text_
   Error error_;
 };
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "plist/Scan.h"
 #include "plist/Text.h"
 
 namespace accountsettings::detail {
@@ -105,13 +106,11 @@ void normaliseLineEnds(std::string& text) {
 }
 
 std::optional<Error> findForbidden(std::string_view text) {
+  const auto isNoPlainCharacter = [](auto byte) {
+    return (byte >= 0x80) | ((byte < 0x20) & (byte != '\n') & (byte != '\t'));
+  };
   std::size_t at = 0;
-  while (at < text.size()) {
-    const char byte = text[at];
-    if ((byte >= 0x20 && byte < 0x7F) || byte == '\n' || byte == '\t') {
-      ++at;
-      continue;
-    }
+  while ((at = scan(text, at, isNoPlainCharacter)) < text.size()) {
     const CodePoint point = firstCodePoint(text.substr(at));
     if (point.length == 0 || isSurrogate(point.value)) {
       return xmlError(text, at, "bytes that are not UTF-8");

@@ -4,6 +4,7 @@
 #include "plist/XmlWriter.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -12,6 +13,7 @@
 
 #include "plist/Access.h"
 #include "plist/PointerMap.h"
+#include "plist/Scan.h"
 #include "plist/Text.h"
 #include "plist/Walk.h"
 #include "plist/XmlScalars.h"
@@ -57,12 +59,17 @@ std::string_view escapeOf(char character) noexcept {
 
 // How long a text is when written; none where it has a character that XML forbids.
 std::optional<std::size_t> escapedLength(std::string_view text) noexcept {
-  std::size_t length = 0;
-  while (!text.empty()) {
-    const detail::CodePoint point = detail::firstCodePoint(text);
+  const auto needsALook = [](auto byte) {
+    return (byte < 0x20) | (byte >= 0x80) | (byte == '&') | (byte == '<') | (byte == '>');
+  };
+  std::size_t length = text.size();
+  std::size_t at = 0;
+  while ((at = detail::scan(text, at, needsALook)) < text.size()) {
+    const detail::CodePoint point = detail::firstCodePoint(text.substr(at));
     if (point.length == 0 || !detail::isXmlCharacter(point.value)) return std::nullopt;
-    length += std::max(point.length, escapeOf(text[0]).size());
-    text.remove_prefix(point.length);
+    const std::string_view escape = escapeOf(text[at]);
+    if (!escape.empty()) length += escape.size() - 1;
+    at += point.length;
   }
   return length;
 }
@@ -89,6 +96,11 @@ class Survey {
         "the root: values that are shared so often that the XML form, which spells out each, "
         "would be too large"};
   }
+
+  // At most so long is the document.
+  [[nodiscard]] double length() const noexcept { return open_.back().length; }
+  // Whether there is a character that does not stand for itself.
+  [[nodiscard]] bool escapes() const noexcept { return escapes_; }
 
  private:
   // How much a value takes in the document, and how deep the containers in it nest.
@@ -137,6 +149,7 @@ class Survey {
     if (node == nullptr || addKnown(node) != nullptr) return true;
     const auto length = escapedLength(node->text());
     if (!length) return false;
+    escapes_ |= *length != node->size;
     remember(node, {static_cast<double>(*length), 0});
     add(node->size, static_cast<double>(*length));
     return true;
@@ -184,6 +197,7 @@ class Survey {
   }
 
   double stored_ = 0;
+  bool escapes_ = false;
   std::vector<Extent> open_{{}};  // of each container entered, below them the document
   detail::PointerMap<Extent> seen_;
 };
@@ -191,80 +205,108 @@ class Survey {
 // Document is the second walk.
 class Document {
  public:
+  explicit Document(const Survey& survey)
+      // Tags take about half of what the survey allows for them.
+      : bytes_(static_cast<std::size_t>(survey.length() / 2)), escapes_(survey.escapes()) {}
+
   Bytes write(const PropertyList& root) {
-    add(kHead);
+    put(kHead);
     Walk walk(root);
     for (auto event = walk.next(); event != Walk::Event::End; event = walk.next()) {
-      indent(walk.depth());
+      needRoom(kLine);
       if (event == Walk::Event::Leave) {
-        add(walk.value().array() != nullptr ? "</array>\n" : "</dict>\n");
+        indent(walk.depth());
+        walk.value().array() != nullptr ? add("</array>\n") : add("</dict>\n");
         continue;
       }
       if (const detail::Entry* entry = walk.entry()) {
-        element("key", entry->key());
         indent(walk.depth());
+        element("<key>", entry->key(), "</key>\n");
       }
+      indent(walk.depth());
       addValue(walk);
     }
-    add(kTail);
+    put(kTail);
+    bytes_.resize(size_);
     return std::move(bytes_);
   }
 
  private:
-  void add(std::string_view text) { bytes_.insert(bytes_.end(), text.begin(), text.end()); }
+  // More than the indentation and the tags of a line, and any number or date, take.
+  static constexpr std::size_t kLine = 128;
 
-  void indent(std::size_t depth) { bytes_.insert(bytes_.end(), std::min(depth, kMaxIndent), '\t'); }
+  // What follows writes at most so much before it asks again.
+  void needRoom(std::size_t size) {
+    if (bytes_.size() - size_ < size) bytes_.resize(2 * size_ + size);
+  }
 
-  void addEscaped(std::string_view text) {
-    while (!text.empty()) {
-      const std::size_t plain = std::min(text.find_first_of("&<>\r"), text.size());
-      add(text.substr(0, plain));
-      if (plain == text.size()) return;
-      add(escapeOf(text[plain]));
-      text.remove_prefix(plain + 1);
+  // Adds what there is room for: a line's tags and indentation.
+  template <std::size_t kSize>
+  void add(const char (&text)[kSize]) noexcept {
+    std::memcpy(bytes_.data() + size_, text, kSize - 1);
+    size_ += kSize - 1;
+  }
+  void indent(std::size_t depth) noexcept {
+    std::memset(bytes_.data() + size_, '\t', kMaxIndent);  // what is too much is written over
+    size_ += std::min(depth, kMaxIndent);
+  }
+
+  // Adds any text; room for a line is left behind it.
+  void put(std::string_view text) {
+    needRoom(text.size() + kLine);
+    if (!text.empty()) std::memcpy(bytes_.data() + size_, text.data(), text.size());
+    size_ += text.size();
+  }
+
+  void putEscaped(std::string_view text) {
+    if (!escapes_) return put(text);
+    const auto isEscaped = [](auto byte) {
+      return (byte == '&') | (byte == '<') | (byte == '>') | (byte == '\r');
+    };
+    for (std::size_t at = 0; at <= text.size(); ++at) {
+      const std::size_t plain = at;
+      at = detail::scan(text, at, isEscaped);
+      put(text.substr(plain, at - plain));
+      if (at < text.size()) put(escapeOf(text[at]));
     }
   }
 
-  void element(std::string_view name, std::string_view text) {
-    add("<");
-    add(name);
-    add(">");
-    addEscaped(text);
-    add("</");
-    add(name);
-    add(">\n");
+  template <std::size_t kStart, std::size_t kEnd>
+  void element(const char (&start)[kStart], std::string_view text, const char (&end)[kEnd]) {
+    add(start);
+    putEscaped(text);
+    add(end);
   }
 
   void addValue(Walk& walk) {
     const PropertyList& value = walk.value();
     switch (value.kind()) {
       case Kind::String:
-        return element("string", *value.stringValue());
+        return element("<string>", *value.stringValue(), "</string>\n");
       case Kind::Integer:
-        return element("integer", value.isUnsigned() ? std::to_string(value.unsignedValue())
-                                                     : std::to_string(value.integerValue()));
+        return element("<integer>",
+                       value.isUnsigned() ? std::to_string(value.unsignedValue())
+                                          : std::to_string(value.integerValue()),
+                       "</integer>\n");
       case Kind::Real:
-        return element("real", detail::formatReal(*value.real()));
+        return element("<real>", detail::formatReal(*value.real()), "</real>\n");
       case Kind::Boolean:
-        return add(value.booleanValue() ? "<true/>\n" : "<false/>\n");
+        return value.booleanValue() ? add("<true/>\n") : add("<false/>\n");
       case Kind::Date:
-        return element("date", *detail::formatDate(*value.dateSeconds()));
+        return element("<date>", *detail::formatDate(*value.dateSeconds()), "</date>\n");
       case Kind::Data:
         return addData(*value.dataValue(), walk.depth());
       case Kind::Uid:
         return;  // refused by the survey
       case Kind::Array:
-        return open(walk, "array", value.array()->empty());
+        if (value.array()->empty()) return add("<array/>\n");
+        add("<array>\n");
+        return walk.enter();
       case Kind::Dictionary:
-        return open(walk, "dict", value.dictionary()->empty());
+        if (value.dictionary()->empty()) return add("<dict/>\n");
+        add("<dict>\n");
+        return walk.enter();
     }
-  }
-
-  void open(Walk& walk, std::string_view name, bool isEmpty) {
-    add("<");
-    add(name);
-    add(isEmpty ? "/>\n" : ">\n");
-    if (!isEmpty) walk.enter();
   }
 
   void addData(std::span<const std::uint8_t> data, std::size_t depth) {
@@ -274,7 +316,7 @@ class Document {
       indent(depth);
       line_.clear();
       detail::appendBase64(line_, data.subspan(at, std::min(kDataLine, data.size() - at)));
-      add(line_);
+      put(line_);
     }
     if (!data.empty()) {
       add("\n");
@@ -283,15 +325,18 @@ class Document {
     add("</data>\n");
   }
 
-  Bytes bytes_;
+  Bytes bytes_;  // of which the first `size_` are written
+  std::size_t size_ = 0;
+  bool escapes_;
   std::string line_;
 };
 
 }  // namespace
 
 Result<Bytes> writeXml(const PropertyList& value) {
-  if (auto obstacle = Survey().run(value)) return std::move(*obstacle);
-  return Document().write(value);
+  Survey survey;
+  if (auto obstacle = survey.run(value)) return std::move(*obstacle);
+  return Document(survey).write(value);
 }
 
 }  // namespace accountsettings
