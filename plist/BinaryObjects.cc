@@ -234,7 +234,7 @@ void BinaryObjects::remember(const Counted* node, Id id) {
 }
 
 void BinaryObjects::growSlots() {
-  std::vector<Slot> old(slots_.empty() ? 64 : 2 * slots_.size());
+  std::vector<Slot> old(slots_.empty() ? 512 : 2 * slots_.size());
   old.swap(slots_);
   const std::size_t mask = slots_.size() - 1;
   for (const Slot& slot : old) {

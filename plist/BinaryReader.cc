@@ -154,14 +154,7 @@ class BinaryReader {
     Head head;
     if (!readHead(object, head)) return false;
     if (head.isContainer()) return open(object, head, ref);
-    return putLeaf(object, head);
-  }
-
-  bool putLeaf(std::size_t object, const Head& head) {
-    PropertyList value;
-    if (!readLeaf(head, value)) return false;
-    objects_.put(object, std::move(value), 0);
-    return true;
+    return readLeaf(object, head);
   }
 
   bool readHead(std::size_t object, Head& head) {
@@ -248,7 +241,7 @@ class BinaryReader {
     if (objects_.height(object) == ObjectTable::kUnread) {
       Head head;
       if (!readHead(object, head)) return nullptr;
-      if (head.isString() && !putLeaf(object, head)) return nullptr;
+      if (head.isString() && !readLeaf(object, head)) return nullptr;
     }
     if (objects_.height(object) != 0 ||
         objects_.value(object).kind() != PropertyList::Kind::String) {
@@ -329,27 +322,32 @@ class BinaryReader {
     return true;
   }
 
-  bool readLeaf(const Head& head, PropertyList& value) {
+  bool readLeaf(std::size_t object, const Head& head) {
     switch (head.type) {
       case 0x0:
-        return readBoolean(head, value);
+        return readBoolean(object, head);
       case 0x1:
-        return readInteger(head, value);
+        return readInteger(object, head);
       case 0x2:
-        return readReal(head, value);
+        return readReal(object, head);
       case 0x3:
-        return readDate(head, value);
+        return readDate(object, head);
       case 0x4:
-        return readData(head, value);
+        return readData(object, head);
       case 0x5:
-        return readAscii(head, value);
+        return readAscii(object, head);
       case 0x6:
-        return readUtf16(head, value);
+        return readUtf16(object, head);
       case 0x8:
-        return readUid(head, value);
+        return readUid(object, head);
       default:
         return failUnknown(head);
     }
+  }
+
+  bool putLeaf(std::size_t object, PropertyList value) {
+    objects_.put(object, std::move(value), 0);
+    return true;
   }
 
   bool failUnknown(const Head& head) {
@@ -358,65 +356,60 @@ class BinaryReader {
                 std::string("unknown object marker 0x") + kDigits[head.type] + kDigits[head.low]);
   }
 
-  bool readBoolean(const Head& head, PropertyList& value) {
+  bool readBoolean(std::size_t object, const Head& head) {
     if (head.low != 8 && head.low != 9) return failUnknown(head);
-    value = head.low == 9;
-    return take(head, 0, 1);
+    return take(head, 0, 1) && putLeaf(object, head.low == 9);
   }
 
-  bool readInteger(const Head& head, PropertyList& value) {
+  bool readInteger(std::size_t object, const Head& head) {
     if (head.low > 4) return failUnknown(head);
     const std::size_t size = std::size_t{1} << head.low;
     if (!take(head, size, 1)) return false;
-    if (size == 16) return readWideInteger(head, value);
+    if (size == 16) return readWideInteger(object, head);
     // Up to 4 bytes are unsigned, 8 bytes signed.
-    value = static_cast<std::int64_t>(number(head.contents, size));
-    return true;
+    return putLeaf(object, static_cast<std::int64_t>(number(head.contents, size)));
   }
 
-  bool readWideInteger(const Head& head, PropertyList& value) {
+  bool readWideInteger(std::size_t object, const Head& head) {
     const std::uint64_t high = number(head.contents, 8);
     const std::uint64_t low = number(head.contents + 8, 8);
     const bool negative = high == ~std::uint64_t{0} && (low >> 63) != 0;
     if (high != 0 && !negative) return fail(head.start, "integer of more than 64 bits");
-    value = negative ? PropertyList(static_cast<std::int64_t>(low)) : PropertyList(low);
-    return true;
+    return negative ? putLeaf(object, static_cast<std::int64_t>(low)) : putLeaf(object, low);
   }
 
-  bool readReal(const Head& head, PropertyList& value) {
+  bool readReal(std::size_t object, const Head& head) {
     if (head.low != 2 && head.low != 3) return failUnknown(head);
     const std::size_t size = std::size_t{1} << head.low;
     if (!take(head, size, 1)) return false;
     const std::uint64_t bits = number(head.contents, size);
-    value = size == 8 ? std::bit_cast<double>(bits)
-                      : double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))};
-    return true;
+    return putLeaf(object, size == 8
+                               ? std::bit_cast<double>(bits)
+                               : double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))});
   }
 
-  bool readDate(const Head& head, PropertyList& value) {
+  bool readDate(std::size_t object, const Head& head) {
     if (head.low != 3) return failUnknown(head);
     if (!take(head, 8, 1)) return false;
-    value = PropertyList::date(std::bit_cast<double>(number(head.contents, 8)));
-    return true;
+    return putLeaf(object, PropertyList::date(std::bit_cast<double>(number(head.contents, 8))));
   }
 
-  bool readData(const Head& head, PropertyList& value) {
+  bool readData(std::size_t object, const Head& head) {
     if (!take(head, head.count, 1)) return false;
-    value = PropertyList::data(bytes_.subspan(head.contents, static_cast<std::size_t>(head.count)));
-    return true;
+    return putLeaf(object, PropertyList::data(bytes_.subspan(
+                               head.contents, static_cast<std::size_t>(head.count))));
   }
 
-  bool readAscii(const Head& head, PropertyList& value) {
+  bool readAscii(std::size_t object, const Head& head) {
     if (!take(head, head.count, 1)) return false;
     const std::string_view text(reinterpret_cast<const char*>(bytes_.data()) + head.contents,
                                 static_cast<std::size_t>(head.count));
     Shared<StringNode> node = strings_.create(text);
     if (node && !node->ascii) return fail(head.start, "byte above 0x7F in an ASCII string");
-    value = Access::string(std::move(node));
-    return true;
+    return putLeaf(object, Access::string(std::move(node)));
   }
 
-  bool readUtf16(const Head& head, PropertyList& value) {
+  bool readUtf16(std::size_t object, const Head& head) {
     if (!take(head, head.count, 2)) return false;
     text_.clear();
     const std::size_t end = head.contents + 2 * static_cast<std::size_t>(head.count);
@@ -431,16 +424,14 @@ class BinaryReader {
       }
       detail::appendUtf8(text_, point);
     }
-    value = Access::string(strings_.create(text_));
-    return true;
+    return putLeaf(object, Access::string(strings_.create(text_)));
   }
 
-  bool readUid(const Head& head, PropertyList& value) {
+  bool readUid(std::size_t object, const Head& head) {
     const std::size_t size = head.low + 1U;
     if (size > 8) return fail(head.start, "UID of more than 64 bits");
     if (!take(head, size, 1)) return false;
-    value = PropertyList::uid(number(head.contents, size));
-    return true;
+    return putLeaf(object, PropertyList::uid(number(head.contents, size)));
   }
 
   std::span<const std::uint8_t> bytes_;

@@ -33,6 +33,7 @@ constexpr std::string_view kHead =
 constexpr std::string_view kTail = "</plist>\n";
 
 constexpr std::size_t kMaxIndent = 16;
+constexpr std::string_view kTabs = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
 constexpr std::size_t kDataLine = 57;  // bytes, which are 76 characters
 
 // A document may be so long whatever is stored, and so many times as long as what is stored.
@@ -247,7 +248,8 @@ class Document {
     size_ += kSize - 1;
   }
   void indent(std::size_t depth) noexcept {
-    std::memset(bytes_.data() + size_, '\t', kMaxIndent);  // what is too much is written over
+    static_assert(kTabs.size() == kMaxIndent);
+    std::memcpy(bytes_.data() + size_, kTabs.data(), kMaxIndent);  // some will be written over
     size_ += std::min(depth, kMaxIndent);
   }
 
