@@ -175,5 +175,59 @@ TEST(XmlReaderTest, TheDocumentTypeIsPassedOverAndNothingInItIsExpanded) {
             "line 2: text in the document type");
 }
 
+// A key that repeats around a dictionary with the same key, and many that repeat.
+TEST(XmlReaderTest, TakesTheLastValueOfARepeatedKeyInThePlaceOfTheFirst) {
+  const PropertyList value = valueOf(
+      "<dict><key>a</key><integer>1</integer><key>b</key><dict><key>a</key><true/></dict>"
+      "<key>a</key><integer>2</integer><key></key><false/><key></key><true/></dict>");
+  EXPECT_TRUE(value ==
+              PropertyList(Dictionary{{"a", 2}, {"b", Dictionary{{"a", true}}}, {"", true}}));
+  ASSERT_EQ(value.dictionary()->size(), 3U);
+  EXPECT_EQ(value.dictionary()->begin()->key(), "a");
+
+  std::string entries;
+  for (int i = 0; i < 300; ++i) {
+    entries +=
+        "<key>k" + std::to_string(i % 100) + "</key><integer>" + std::to_string(i) + "</integer>";
+  }
+  const PropertyList many = valueOf("<dict>" + entries + "</dict>");
+  ASSERT_EQ(many.dictionary()->size(), 100U);
+  for (int i = 0; i < 100; ++i) {
+    const PropertyList* found = many.dictionary()->find("k" + std::to_string(i));
+    ASSERT_NE(found, nullptr) << i;
+    EXPECT_EQ(found->integerValue(), 200 + i);
+  }
+}
+
+TEST(XmlReaderTest, TellsNearlyKnownElementsApart) {
+  for (const std::string name : {"dat", "dic", "datum", "dates", "dictionary", "keys", "strin",
+                                 "strings", "int", "reals", "truth", "no", "arrays", "Data"}) {
+    EXPECT_EQ(errorOnLine3("<" + name + "/>"), "line 3: unknown element \"" + name + "\"");
+  }
+  EXPECT_EQ(errorOnLine3("<string>a</strin>"),
+            "line 3: end tag \"strin\" where \"string\" is open");
+  EXPECT_EQ(errorOnLine3("<string>a</stringy>"),
+            "line 3: end tag \"stringy\" where \"string\" is open");
+  EXPECT_TRUE(valueOf("<string>a</string >") == PropertyList("a"));
+}
+
+// Text is looked at in blocks, so that a character may stand anywhere in one.
+TEST(XmlReaderTest, SeesACharacterWhereverItStands) {
+  for (std::size_t before = 0; before < 40; ++before) {
+    for (std::size_t behind = 0; behind < 20; ++behind) {
+      const std::string left(before, 'x');
+      const std::string right(behind, '\x7F');
+      EXPECT_TRUE(valueOf("<string>" + left + "&lt;" + right + "</string>") ==
+                  PropertyList(left + "<" + right));
+      EXPECT_TRUE(valueOf("<string>" + left + "\t\n\u00E4" + right + "</string>") ==
+                  PropertyList(left + "\t\n\u00E4" + right));
+      EXPECT_EQ(errorOnLine3("<string>" + left + "\x01" + right + "</string>"),
+                "line 3: character U+0001, which XML forbids");
+      EXPECT_EQ(errorOnLine3("<string>" + left + "\xFF" + right + "</string>"),
+                "line 3: bytes that are not UTF-8");
+    }
+  }
+}
+
 }  // namespace
 }  // namespace accountsettings

@@ -115,5 +115,39 @@ TEST(XmlWriterTest, TheFirstAndLastSecondOfTheYearsThatItKnowsAreWritten) {
   EXPECT_NE(textOf(PropertyList::date(-63113904001.0)).find("the root: date"), std::string::npos);
 }
 
+TEST(XmlWriterTest, EscapesACharacterWhereverItStands) {
+  for (std::size_t before = 0; before < 40; ++before) {
+    for (std::size_t behind = 0; behind < 20; ++behind) {
+      const std::string left(before, 'x');
+      const std::string right(behind, 'y');
+      EXPECT_EQ(textOf(left + "&\u00E4\r" + right),
+                documentOf("<string>" + left + "&amp;\u00E4&#13;" + right + "</string>\n"));
+      EXPECT_EQ(textOf(left + "\t\n" + right),
+                documentOf("<string>" + left + "\t\n" + right + "</string>\n"));
+      EXPECT_EQ(textOf(left + "\x1F" + right),
+                "the root: string with a character that the XML form cannot hold");
+    }
+  }
+}
+
+// What tags and indentation take, and long texts, are made room for as they come.
+TEST(XmlWriterTest, WritesWhatIsDeepLongOrFullOfEscapes) {
+  PropertyList deep = "innermost";
+  for (int i = 0; i < 250; ++i) deep = Dictionary{{std::string(300, 'k'), Array{deep, i, 0.5}}};
+  PropertyList shallow = Array{std::string(100'000, '&'), std::string(100'000, 'a'),
+                               PropertyList::data(Bytes(100'000, 7)), "", Dictionary{}};
+  for (const PropertyList& value :
+       {shallow, PropertyList(*deep.dictionary()->begin()->value().array())}) {
+    const auto bytes = writeXml(value);
+    ASSERT_TRUE(bytes.ok());
+    const auto again = readXml(*bytes);
+    if (again.ok()) {
+      EXPECT_TRUE(*again == value);
+    } else {
+      ADD_FAILURE() << again.error().message;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace accountsettings
