@@ -41,8 +41,8 @@ struct Access {
         return nullptr;
     }
   }
-  // Has the storage of some values brought near, all at a time; met one after the other, each would
-  // be waited for.
+  // Prefetches the storage of some values, all at a time; met one after the other, each would be
+  // waited for.
   template <class Item>
   static void fetchStorage(const Item* first, const Item* last) noexcept {
     for (; first < last; ++first) fetch(storage(value(*first)));

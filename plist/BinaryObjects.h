@@ -78,8 +78,8 @@ class BinaryObjects {
   void addScalar(const PropertyList& value);
   // Answers whether the container does not nest too deep.
   bool enter(Walk& walk, const Counted* node);
-  // Have what a value will need brought near, all at a time; one after the other it would be waited
-  // for: first the storage in it, then the places where that will be looked up.
+  // Prefetch what a value will need, all at a time; one after the other it would be waited for:
+  // first the storage in it, then the places where that will be looked up.
   static void fetchContents(const PropertyList* value) noexcept;
   void fetchSlots(const PropertyList* value) const noexcept;
   void fetchSlot(const PropertyList& value) const noexcept;

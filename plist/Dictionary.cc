@@ -86,6 +86,12 @@ std::optional<PropertyList> Dictionary::get(std::string_view key) const {
   return found != nullptr ? std::optional(*found) : std::nullopt;
 }
 
+const Array& Dictionary::arrayOrEmpty(std::string_view key) const noexcept {
+  static const Array none;
+  const Array* found = array(key);
+  return found != nullptr ? *found : none;
+}
+
 void Dictionary::set(std::string_view key, PropertyList value) {
   const std::uint32_t hash = detail::hashOf(key);
   if (const Entry* found = node_ ? detail::Access::find(*node_, key, hash) : nullptr) {

@@ -1,5 +1,5 @@
-// fetch() has a place in memory brought near the processor, which goes on meanwhile. Where many
-// places are needed, fetching them all first costs the time of one.
+// fetch() prefetches a place in memory: the processor goes on meanwhile. Where many places are
+// needed, fetching them all first costs the time of one.
 #pragma once
 
 namespace accountsettings::detail {

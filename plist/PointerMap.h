@@ -21,7 +21,7 @@ class PointerMap {
     return slot.key == key ? &slot.value : nullptr;
   }
 
-  // Has the place of `key` brought near.
+  // Prefetches the place of `key`.
   void prefetch(const void* key) const noexcept {
     if (!slots_.empty()) fetch(&slots_[home(key)]);
   }

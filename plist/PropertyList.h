@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -79,7 +80,7 @@ class Array {
 // constant time in a large dictionary; a removal moves the entries behind it.
 class Dictionary {
  public:
-  // Entry is what iteration yields: key() and value().
+  // Entry is what iteration yields: key() and value(), which a structured binding names.
   struct Entry;
 
   Dictionary() noexcept = default;
@@ -93,11 +94,29 @@ class Dictionary {
   // A copy of the value under `key`, or none.
   [[nodiscard]] std::optional<PropertyList> get(std::string_view key) const;
   [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
-  // The entries in insertion order; the pointers live until the next change.
+
+  // Typed look-ups, for reading what somebody else wrote: a value of another kind is answered like
+  // a missing key. None copies or allocates; views, pointers and references live until the next
+  // change. Who must tell a missing key from a wrong kind uses find().
+  //
+  // The text of the string under `key`, or none.
+  [[nodiscard]] std::optional<std::string_view> string(std::string_view key) const noexcept;
+  // The container under `key`, or nullptr.
+  [[nodiscard]] const Array* array(std::string_view key) const noexcept;
+  [[nodiscard]] const Dictionary* dictionary(std::string_view key) const noexcept;
+  // The array under `key`, or an empty one: for who only walks over it.
+  [[nodiscard]] const Array& arrayOrEmpty(std::string_view key) const noexcept;
+  // The total readings of the value under `key` (PropertyList::integerValue, booleanValue), which
+  // make something of every kind; 0 and false where the key is missing.
+  [[nodiscard]] std::int64_t integer(std::string_view key) const noexcept;
+  [[nodiscard]] bool boolean(std::string_view key) const noexcept;
+
+  // The entries in insertion order; the pointers live until the next change. A loop may name both
+  // parts: for (const auto& [key, value] : dictionary).
   [[nodiscard]] const Entry* begin() const noexcept;
   [[nodiscard]] const Entry* end() const noexcept;
-  // Has the first entries, at most so many, and their strings brought near, for who is about to
-  // read some of many dictionaries.
+  // Prefetches the first entries, at most so many, and their strings, for who is about to read some
+  // of many dictionaries.
   void prefetch(std::size_t most = 4) const noexcept;
 
   // Stores the value under `key`, in its old place where the key exists, else last.
@@ -242,6 +261,9 @@ struct Dictionary::Entry {
     return key_ ? key_->text() : std::string_view();
   }
   [[nodiscard]] const PropertyList& value() const noexcept { return value_; }
+  // What a structured binding reads: the key, then the value.
+  template <std::size_t Part>
+  [[nodiscard]] std::tuple_element_t<Part, Entry> get() const noexcept;
 
  private:
   friend struct detail::Access;
@@ -251,6 +273,31 @@ struct Dictionary::Entry {
   detail::Shared<detail::StringNode> key_;
   PropertyList value_;
 };
+
+}  // namespace accountsettings
+
+template <>
+struct std::tuple_size<accountsettings::Dictionary::Entry>
+    : std::integral_constant<std::size_t, 2> {};
+template <>
+struct std::tuple_element<0, accountsettings::Dictionary::Entry> {
+  using type = std::string_view;
+};
+template <>
+struct std::tuple_element<1, accountsettings::Dictionary::Entry> {
+  using type = const accountsettings::PropertyList&;
+};
+
+namespace accountsettings {
+
+template <std::size_t Part>
+std::tuple_element_t<Part, Dictionary::Entry> Dictionary::Entry::get() const noexcept {
+  if constexpr (Part == 0) {
+    return key();
+  } else {
+    return value_;
+  }
+}
 
 inline const PropertyList* Array::begin() const noexcept {
   return node_ ? node_->items() : nullptr;
@@ -267,6 +314,27 @@ inline const Dictionary::Entry* Dictionary::begin() const noexcept {
 }
 inline const Dictionary::Entry* Dictionary::end() const noexcept {
   return begin() + size();
+}
+
+inline std::optional<std::string_view> Dictionary::string(std::string_view key) const noexcept {
+  const PropertyList* found = find(key);
+  return found != nullptr ? found->stringValue() : std::nullopt;
+}
+inline const Array* Dictionary::array(std::string_view key) const noexcept {
+  const PropertyList* found = find(key);
+  return found != nullptr ? found->array() : nullptr;
+}
+inline const Dictionary* Dictionary::dictionary(std::string_view key) const noexcept {
+  const PropertyList* found = find(key);
+  return found != nullptr ? found->dictionary() : nullptr;
+}
+inline std::int64_t Dictionary::integer(std::string_view key) const noexcept {
+  const PropertyList* found = find(key);
+  return found != nullptr ? found->integerValue() : 0;
+}
+inline bool Dictionary::boolean(std::string_view key) const noexcept {
+  const PropertyList* found = find(key);
+  return found != nullptr && found->booleanValue();
 }
 
 template <class T>

@@ -235,6 +235,57 @@ TEST(DictionaryTest, EqualityIgnoresTheOrder) {
   EXPECT_FALSE((Dictionary{{"a", 1}}) == (Dictionary{{"a", 1}, {"b", 2}}));
 }
 
+TEST(DictionaryTest, ATypedLookUpAnswersAValueOfItsKind) {
+  const Dictionary dictionary{{"text", "seven"},     {"empty", ""},
+                              {"list", Array{1, 2}}, {"table", Dictionary{{"a", 1}}},
+                              {"number", 7},         {"flag", true}};
+  EXPECT_EQ(dictionary.string("text"), "seven");
+  EXPECT_EQ(dictionary.string("empty"), "");
+  EXPECT_EQ(dictionary.array("list"), dictionary.find("list")->array());
+  EXPECT_EQ(&dictionary.arrayOrEmpty("list"), dictionary.array("list"));
+  EXPECT_EQ(dictionary.dictionary("table"), dictionary.find("table")->dictionary());
+  EXPECT_EQ(dictionary.integer("number"), 7);
+  EXPECT_TRUE(dictionary.boolean("flag"));
+}
+
+TEST(DictionaryTest, ATypedLookUpAnswersAnotherKindLikeAMissingKey) {
+  const Dictionary dictionary{{"text", "seven"}, {"list", Array{1}}, {"number", 7}};
+  EXPECT_EQ(dictionary.string("number"), std::nullopt);
+  EXPECT_EQ(dictionary.array("text"), nullptr);
+  EXPECT_TRUE(dictionary.arrayOrEmpty("text").empty());
+  EXPECT_EQ(dictionary.dictionary("list"), nullptr);
+  for (const Dictionary& each : {dictionary, Dictionary()}) {
+    EXPECT_EQ(each.string("missing"), std::nullopt);
+    EXPECT_EQ(each.array("missing"), nullptr);
+    EXPECT_TRUE(each.arrayOrEmpty("missing").empty());
+    EXPECT_EQ(each.dictionary("missing"), nullptr);
+    EXPECT_EQ(each.integer("missing"), 0);
+    EXPECT_FALSE(each.boolean("missing"));
+  }
+}
+
+TEST(DictionaryTest, IntegerAndBooleanReadEveryKind) {
+  const Dictionary dictionary{{"text", "12 accounts"}, {"yes", "YES"}, {"real", -3.7}};
+  EXPECT_EQ(dictionary.integer("text"), 12);
+  EXPECT_EQ(dictionary.integer("real"), -3);
+  EXPECT_TRUE(dictionary.boolean("text"));
+  EXPECT_TRUE(dictionary.boolean("yes"));
+}
+
+TEST(DictionaryTest, AStructuredBindingNamesKeyAndValue) {
+  const Dictionary dictionary{{"one", 1}, {"two", Array{2}}};
+  std::vector<std::string> keys;
+  std::vector<const PropertyList*> values;
+  for (const auto& [key, value] : dictionary) {
+    static_assert(std::is_same_v<decltype(value), const PropertyList&>);
+    keys.emplace_back(key);
+    values.push_back(&value);
+  }
+  EXPECT_EQ(keys, (std::vector<std::string>{"one", "two"}));
+  // The values themselves, not copies of them.
+  EXPECT_EQ(values, (std::vector{dictionary.find("one"), dictionary.find("two")}));
+}
+
 TEST(DictionaryTest, AnAbsentOptionalRemovesItsKey) {
   Dictionary dictionary{{"a", 1}};
   dictionary.set("a", std::optional<PropertyList>());

@@ -12,8 +12,8 @@
 
 namespace accountsettings {
 
-// Calls `visit` with each element in order, and `fetch` some elements ahead, which is to have what
-// the visit reads brought near and must change nothing.
+// Calls `visit` with each element in order, and `fetch` some elements ahead, which is to prefetch
+// what the visit reads and must change nothing.
 template <class Iterator, class Fetch, class Visit>
 void visitInBatches(Iterator first, Iterator last, Fetch fetch, Visit visit) {
   constexpr std::ptrdiff_t kBatch = 16;

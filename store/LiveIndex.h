@@ -27,7 +27,7 @@ class LiveIndex {
   explicit LiveIndex(Identity identity);
 
   void reserve(std::size_t records);
-  // Has what add() needs brought near.
+  // Prefetches what add() needs.
   void prefetch(const BasicAccount& record) const noexcept {
     record.properties().values().prefetch();
     watched_.prefetch(keyOf(&record.properties()));

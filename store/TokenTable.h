@@ -25,7 +25,7 @@ class TokenTable {
   // Removes the token where the key has it.
   void remove(Key key, Token token);
   void reserve(std::size_t keys);
-  // Has the place of the key brought near.
+  // Prefetches the place of the key.
   void prefetch(Key key) const noexcept {
     if (!slots_.empty()) detail::fetch(&slots_[home(key)]);
   }
