@@ -38,10 +38,8 @@ Dictionary readTypes() {
 // Reduces the type's list to the data classes that exist on this device. A list of which nothing
 // would be left stays as it is, so that a type whose one data class is unusable here keeps it.
 void reduceSupportedDataclasses(Dictionary& type, bool multitasking) {
-  const PropertyList* listed = type.find(kPropertiesSupportedDataclasses);
-  if (listed == nullptr || listed->array() == nullptr) return;
   std::vector<PropertyList> usable;
-  for (const PropertyList& each : *listed->array()) {
+  for (const PropertyList& each : type.arrayOrEmpty(kPropertiesSupportedDataclasses)) {
     const auto text = each.stringValue();
     if (!text || !isDataclass(*text)) continue;
     if (*text == kAccountDataclassNotes && !multitasking) continue;
@@ -54,15 +52,15 @@ void reduceSupportedDataclasses(Dictionary& type, bool multitasking) {
 
 AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types) {
   const bool multitasking = BasicAccount::isMultitaskingEnabled();
-  for (const auto& each : types) {
-    if (each.value().dictionary() == nullptr) continue;
-    Entry entry{*each.value().dictionary(), {}};
+  for (const auto& [type, properties] : types) {
+    if (properties.dictionary() == nullptr) continue;
+    Entry entry{*properties.dictionary(), {}};
     reduceSupportedDataclasses(entry.properties, multitasking);
     if (const auto supported =
             stringListOf(entry.properties.find(kPropertiesSupportedDataclasses))) {
       entry.orderedDataclasses = inCanonicalOrder(*supported);
     }
-    entries_.emplace(each.key(), std::move(entry));
+    entries_.emplace(type, std::move(entry));
   }
 }
 

@@ -61,12 +61,11 @@ std::shared_ptr<BasicAccount> BasicAccount::_initWithTypeClass(std::string_view 
 
 bool BasicAccount::canMakeRecordOf(const Dictionary& properties) {
   // Both checks are always made, so that the log tells everything that is wrong.
-  const PropertyList* type = properties.find(kAccountType);
-  const bool isTypeValid = _isValidAccountType(stringOf(type).value_or(std::string_view()));
+  const bool isTypeValid = _isValidAccountType(properties.string(kAccountType).value_or(""));
   if (!isTypeValid) {
     systemLog("[%s] Invalid account type: %@", kInitWithProperties, properties.get(kAccountType));
   }
-  const bool hasClass = !stringOf(properties.find(kAccountClass)).value_or("").empty();
+  const bool hasClass = !properties.string(kAccountClass).value_or("").empty();
   if (!hasClass) systemLog("[%s] Missing account class.", kInitWithProperties);
   return isTypeValid && hasClass;
 }

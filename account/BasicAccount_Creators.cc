@@ -51,11 +51,9 @@ std::string shown(const std::optional<std::string>& text) {
 // The entries of the type in their order. They are shared with the creators information.
 Array creatorEntries(const std::optional<std::string>& type) {
   const std::optional<Dictionary>& creators = BasicAccount::_accountCreationMap();
-  const PropertyList* entries = creators && type ? creators->find(*type) : nullptr;
-  if (entries == nullptr || entries->array() == nullptr) {
-    failLookup("the information for the type " + shown(type));
-  }
-  return *entries->array();
+  const Array* entries = creators && type ? creators->array(*type) : nullptr;
+  if (entries == nullptr) failLookup("the information for the type " + shown(type));
+  return *entries;
 }
 
 }  // namespace
@@ -80,16 +78,15 @@ std::optional<std::string> BasicAccount::_creatorClassNameForAccountTypeCreatorT
   // last one's class serves.
   for (const PropertyList& each : creatorEntries(type)) {
     const Dictionary* entry = each.dictionary();
-    if (entry == nullptr || stringOf(entry->find(kEntryKind)) != creatorType) continue;
-    const PropertyList* value = entry->find(kEntryDescription);
-    const Dictionary* description = value != nullptr ? value->dictionary() : nullptr;
+    if (entry == nullptr || entry->string(kEntryKind) != creatorType) continue;
+    const Dictionary* description = entry->dictionary(kEntryDescription);
     if (description == nullptr) failLookup("the description for the " + subject);
     if (!asksLoader || !loader->loadBundleForAccountWithProperties(properties())) {
-      const auto framework = stringOf(description->find(kDescriptionFramework));
+      const auto framework = description->string(kDescriptionFramework);
       if (!framework) failLookup("the path to the framework for the " + subject);
       loadCreatorFramework(*framework, kLookup, kSourceFile);
     }
-    const auto name = stringOf(description->find(kDescriptionClass));
+    const auto name = description->string(kDescriptionClass);
     if (!name || name->empty()) {
       failLookup("the name of the class that creates " + std::string(creatorType) +
                  " with the type " + shown(type));

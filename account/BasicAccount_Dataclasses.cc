@@ -22,10 +22,6 @@ bool contains(const StringList& list, std::string_view text) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-const Array* arrayIn(const PropertyList* value) {
-  return value != nullptr ? value->array() : nullptr;
-}
-
 // The members of `stored` once each, with `dataclass` among them or not. Members that are no
 // strings stay: they are not ours to drop.
 Array withSwitched(const Array* stored, bool enabled, std::string_view dataclass) {
@@ -57,7 +53,8 @@ StringList BasicAccount::supportedDataclasses() const {
 }
 
 StringList BasicAccount::provisionedDataclasses() const {
-  const Array* provisioned = arrayIn(findProperty(kAccountProvisionedDataclasses));
+  const PropertyList* stored = findProperty(kAccountProvisionedDataclasses);
+  const Array* provisioned = stored != nullptr ? stored->array() : nullptr;
   const auto restricted = _profileRestrictedDataclasses();
   StringList result;
   for (const std::string& each : supportedInOrder()) {
@@ -75,10 +72,11 @@ std::optional<StringList> BasicAccount::enabledDataclasses() const {
     std::optional<StringList> inherited = parentAccount_->enabledDataclasses();
     if (inherited && !inherited->empty()) return inherited;
   }
-  const Array* stored = arrayIn(findProperty(kAccountEnabledDataclasses));
-  if (stored == nullptr) return std::nullopt;
+  const PropertyList* stored = findProperty(kAccountEnabledDataclasses);
+  const Array* enabled = stored != nullptr ? stored->array() : nullptr;
+  if (enabled == nullptr) return std::nullopt;
   StringList result = provisionedDataclasses();
-  std::erase_if(result, [stored](const auto& each) { return !containsString(*stored, each); });
+  std::erase_if(result, [enabled](const auto& each) { return !containsString(*enabled, each); });
   return result;
 }
 
@@ -96,7 +94,7 @@ void BasicAccount::_forcedSetEnabledForDataclass(bool enabled, std::string_view 
 }
 
 void BasicAccount::storeEnabled(bool enabled, std::string_view dataclass) {
-  const Array* own = arrayIn(properties_->find(kAccountEnabledDataclasses));
+  const Array* own = properties_->values().array(kAccountEnabledDataclasses);
   setAccountPropertyForKey(withSwitched(own, enabled, dataclass), kAccountEnabledDataclasses);
 }
 

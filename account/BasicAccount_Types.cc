@@ -33,10 +33,8 @@ bool dataclassFlag(std::string_view dataclass, std::string_view key) {
   std::call_once(state.loaded, [&state] {
     state.properties = BasicAccount::_dataclassesProperties().value_or(Dictionary());
   });
-  const PropertyList* entry = state.properties.find(dataclass);
-  const Dictionary* flags = entry != nullptr ? entry->dictionary() : nullptr;
-  const PropertyList* flag = flags != nullptr ? flags->find(key) : nullptr;
-  return flag != nullptr && flag->booleanValue();
+  const Dictionary* flags = state.properties.dictionary(dataclass);
+  return flags != nullptr && flags->boolean(key);
 }
 
 // The type's actions under `key`, without keeping local data where the data class cannot hold any

@@ -8,6 +8,7 @@
 
 #include "account/DeviceLocalAccount.h"
 #include "platform/AssertionFailure.h"
+#include "testing/DocumentPath.h"
 #include "testing/PlatformTest.h"
 
 namespace accountsettings {
@@ -146,8 +147,7 @@ TEST_F(BasicAccountTest, LaterChangesOfTheArgumentDoNotShowInOriginalProperties)
   const auto account = make(properties);
   inner.set("Port", PropertyList(143));
   properties.set("Server", PropertyList(inner));
-  EXPECT_EQ(account->originalProperties().find("Server")->dictionary()->get("Port"),
-            PropertyList(993));
+  EXPECT_EQ(testing::at(account->originalProperties(), "Server", "Port"), PropertyList(993));
   EXPECT_EQ(account->accountPropertyForKey("Server"), PropertyList(Dictionary{{"Port", 993}}));
 }
 

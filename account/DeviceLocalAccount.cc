@@ -110,8 +110,8 @@ std::string DeviceLocalAccount::tetheredSourceForDataClass(std::string_view data
   const std::optional<PropertyList> value =
       connection->copyDeviceInfoValue(kTetheredSyncDomain, tetheredNameOf(dataclass));
   const Dictionary* entry = value ? value->dictionary() : nullptr;
-  const PropertyList* system = entry != nullptr ? entry->find("SyncingOS") : nullptr;
-  return std::string(stringOf(system).value_or(kZumi));
+  const auto system = entry != nullptr ? entry->string("SyncingOS") : std::nullopt;
+  return std::string(system.value_or(kZumi));
 }
 
 bool DeviceLocalAccount::isTetheredSyncingDataclass(std::string_view dataclass) {

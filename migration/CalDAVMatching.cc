@@ -15,7 +15,7 @@ std::optional<std::string> configured(const BasicAccount& account, std::string_v
                                       std::string_view key) {
   const auto value = account.accountPropertyForKey(configuration);
   const Dictionary* dictionary = value ? value->dictionary() : nullptr;
-  const auto text = stringOf(dictionary != nullptr ? dictionary->find(key) : nullptr);
+  const auto text = dictionary != nullptr ? dictionary->string(key) : std::nullopt;
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 

@@ -190,13 +190,12 @@ class HostMigration : public ::testing::Test {
   // The identifiers in the settings file; none where the file is not whole.
   std::optional<std::set<std::string>> savedIdentifiers() const {
     const auto root = readPropertyList(testing::bytesOf(device.read(kSettings)));
-    const PropertyList* list =
-        root && root->dictionary() != nullptr ? root->dictionary()->find("Accounts") : nullptr;
-    if (list == nullptr || list->array() == nullptr) return std::nullopt;
+    if (!root || root->dictionary() == nullptr) return std::nullopt;
+    const Array* accounts = root->dictionary()->array("Accounts");
+    if (accounts == nullptr) return std::nullopt;
     std::set<std::string> identifiers;
-    for (const PropertyList& each : *list->array()) {
-      const PropertyList* identifier = each.dictionary()->find("Identifier");
-      identifiers.emplace(identifier != nullptr ? identifier->stringValue().value_or("") : "");
+    for (const PropertyList& each : *accounts) {
+      identifiers.emplace(each.dictionary()->string("Identifier").value_or(""));
     }
     return identifiers;
   }

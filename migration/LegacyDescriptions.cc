@@ -66,16 +66,16 @@ std::string textFor(std::string_view accountClass, std::span<const ClassToText> 
 
 // The class that the description tells; a delivery account that tells none gets the usual one.
 std::optional<std::string> classOf(Dictionary& properties, std::string_view type) {
-  if (!stringOf(properties.find("Class")) && type == "SMTP") {
+  if (!properties.string("Class") && type == "SMTP") {
     properties.set("Class", "SMTPAccount");
   }
-  const auto accountClass = stringOf(properties.find("Class"));
+  const auto accountClass = properties.string("Class");
   return accountClass ? std::optional<std::string>(*accountClass) : std::nullopt;
 }
 
 // The hosted service knows its users without their domain.
 void cutUsernameAtDomain(Dictionary& properties) {
-  const auto username = stringOf(properties.find("Username"));
+  const auto username = properties.string("Username");
   if (username && username->find('@') != std::string_view::npos) {
     properties.set("Username", std::string(username->substr(0, username->find('@'))));
   }
@@ -115,7 +115,7 @@ Dictionary mailAccountProperties(const Dictionary& description, std::string_view
     properties.set("Short Type String", typeString);
     properties.set("Type", typeOfMailAccountClass(*accountClass));
   }
-  if (stringOf(properties.find("Type")) == "Quorra") cutUsernameAtDomain(properties);
+  if (properties.string("Type") == "Quorra") cutUsernameAtDomain(properties);
   return properties;
 }
 

@@ -8,8 +8,7 @@ std::optional<std::vector<std::shared_ptr<BasicAccount>>> convertDescriptions(
     const std::optional<Dictionary>& file, std::string_view key, const Converter& convert,
     const Complaint& complain) {
   std::vector<std::shared_ptr<BasicAccount>> accounts;
-  const PropertyList* value = file ? file->find(key) : nullptr;
-  const Array* descriptions = value != nullptr ? value->array() : nullptr;
+  const Array* descriptions = file ? file->array(key) : nullptr;
   if (descriptions == nullptr) return accounts;
   accounts.reserve(descriptions->size());
   for (const PropertyList& each : *descriptions) {

@@ -1,5 +1,6 @@
 // Whole migrations of the legacy files: which accounts are there afterwards, and that none is lost
 // when the device stops at any moment.
+#include "testing/DocumentPath.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {
@@ -61,7 +62,7 @@ TEST_F(LegacyMigration, MailAlone) {
   EXPECT_TRUE(migrate());
   EXPECT_THAT(savedIdentifiers(), ElementsAre("smtp", "pop", "gmail", "DeviceLocalAccount"));
   EXPECT_TRUE(legacyFilesAreGone());
-  const Dictionary pop = *(*savedAccounts().array())[1].dictionary();
+  const Dictionary pop = *testing::at(savedAccounts(), 1).dictionary();
   EXPECT_EQ(pop, (Dictionary{{"Class", "POPAccount"},
                              {"DisplayName", "Work"},
                              {"Identifier", "pop"},

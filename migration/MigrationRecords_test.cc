@@ -1,4 +1,5 @@
 // Tests of what a migration leaves behind, and of the removal of the legacy files.
+#include "testing/DocumentPath.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {
@@ -187,7 +188,7 @@ TEST_F(MigrationRecords, ALaterRecordOfTheSameNameReplacesTheEarlier) {
   putSettings(11, {});
   EXPECT_TRUE(migrate());
   ASSERT_EQ(recordFiles().size(), 1U);
-  EXPECT_EQ(record().find("OldAccountSettings")->dictionary()->get("Version"), PropertyList(11));
+  EXPECT_EQ(testing::at(record(), "OldAccountSettings", "Version"), PropertyList(11));
 }
 
 TEST_F(MigrationRecords, TheRecordsDirectoryIsOpenToEverybody) {

@@ -1,4 +1,5 @@
 // Tests of which version steps run.
+#include "testing/DocumentPath.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {
@@ -155,9 +156,8 @@ TEST_F(VersionSteps, TheSettingsAreCollatedEvenIfNoStepRuns) {
   AccountsDataMigrator migrator;
   EXPECT_TRUE(migrator.performMigration());
   ASSERT_TRUE(migrator.collatedMigrationData());
-  EXPECT_EQ(
-      migrator.collatedMigrationData()->find("OldAccountSettings")->dictionary()->get("Version"),
-      PropertyList(-5));
+  EXPECT_EQ(testing::at(*migrator.collatedMigrationData(), "OldAccountSettings", "Version"),
+            PropertyList(-5));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Tests of the version steps for what the 7A releases wrote.
+#include "testing/DocumentPath.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {
@@ -169,7 +170,7 @@ class DeviceAccountStep : public VersionSteps7A {
   // The device's own account as the step makes it with the sources that the test has set.
   static Dictionary made() {
     const PropertyList accounts = after(&AccountsDataMigrator::_migrateAccountsFrom7A153, Array());
-    return *(*accounts.array())[0].dictionary();
+    return *testing::at(accounts, 0).dictionary();
   }
   static PropertyList enabled() { return made().get("Enabled Dataclasses").value_or("absent"); }
 };

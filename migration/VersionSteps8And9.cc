@@ -306,7 +306,7 @@ bool AccountsDataMigrator::_accountHasChildAccountOfType(const BasicAccount& acc
   if (children == nullptr) return false;
   return std::ranges::any_of(*children, [&](const PropertyList& child) {
     const Dictionary* properties = child.dictionary();
-    return properties != nullptr && stringOf(properties->find("Type")) == type;
+    return properties != nullptr && properties->string("Type") == type;
   });
 }
 

@@ -1,4 +1,5 @@
 // Tests of the version steps for what the releases 8A to 9B wrote.
+#include "testing/DocumentPath.h"
 #include "testing/MigrationTest.h"
 
 namespace accountsettings {
@@ -180,7 +181,7 @@ TEST_F(VersionSteps8And9, TheClassDecidesWhateverTheType) {
   const PropertyList result = after8B117({account("Mail", "VantorAccount", {{"Identifier", "a"}}),
                                           account("Quorra", "IMAPAccount", {{"Identifier", "b"}})});
   ASSERT_EQ(result.array()->size(), 2U);
-  const Dictionary& umbrella = *(*result.array())[0].dictionary();
+  const Dictionary& umbrella = *testing::at(result, 0).dictionary();
   EXPECT_EQ(umbrella.get("Type"), PropertyList("ZelqoAccount"));
   EXPECT_EQ(umbrella.get("Class"), PropertyList("VantorAccount"));
   // Of the type Mail, not of the hosted service.
@@ -430,7 +431,7 @@ TEST_F(VersionSteps8And9, TheModelsOwnKeysAndNameAreUsed) {
   fake.cloudAccountModel.typeString = "Other";
   const PropertyList result =
       after9A182({cloud(with({{"state", "2"}}, enabled({"DeviceLocator"})))});
-  const Dictionary& properties = *(*result.array())[0].dictionary();
+  const Dictionary& properties = *testing::at(result, 0).dictionary();
   EXPECT_EQ(properties.get("first"), PropertyList(true));
   EXPECT_EQ(properties.get("Type String"), PropertyList("Other"));
   EXPECT_FALSE(properties.contains("primaryAccount"));

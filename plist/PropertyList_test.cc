@@ -398,13 +398,13 @@ TEST(PropertyListTest, CopiesMayBeUsedFromSeveralThreads) {
     threads.emplace_back([mine = settings, thread]() mutable {
       for (int round = 0; round < 2000; ++round) {
         Dictionary copy = mine;
-        Array accounts = *copy.find("Accounts")->array();
+        Array accounts = *copy.array("Accounts");
         Dictionary account = *accounts[0].dictionary();
         account.set("Port", thread * 10000 + round);
         accounts.set(0, account);
         copy.set("Accounts", accounts);
-        const PropertyList& stored = *copy.find("Accounts")->array()->begin();
-        ASSERT_EQ(stored.dictionary()->find("Port")->integerValue(), thread * 10000 + round);
+        const PropertyList& stored = (*copy.array("Accounts"))[0];
+        ASSERT_EQ(stored.dictionary()->integer("Port"), thread * 10000 + round);
         if (round % 100 == 0) mine.set("Round", round);
       }
     });

@@ -62,8 +62,8 @@ class ShippedResources : public testing::PlatformTest {
   }
 
   static Dictionary entry(const Dictionary& table, std::string_view key) {
-    const PropertyList* value = table.find(key);
-    return value != nullptr && value->dictionary() != nullptr ? *value->dictionary() : Dictionary();
+    const Dictionary* value = table.dictionary(key);
+    return value != nullptr ? *value : Dictionary();
   }
 
   // The list under `key`, every member of which has to be a string of `known`.

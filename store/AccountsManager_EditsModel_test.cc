@@ -30,7 +30,7 @@ Identifier stored(const Account& account) {
   return text ? Identifier(*text) : std::nullopt;
 }
 
-std::optional<Array> childrenOf(const Account& account) {
+std::optional<Array> storedChildren(const Account& account) {
   const auto value = account->accountPropertyForKey("ChildAccounts");
   return value && value->array() != nullptr ? std::optional(*value->array()) : std::nullopt;
 }
@@ -49,16 +49,16 @@ class Model {
   void load(const Account& parent) {
     const Identifier owner = parent->identifier();
     if (owner) forget(*owner);
-    for (const PropertyList& each : childrenOf(parent).value_or(Array())) {
+    for (const PropertyList& each : storedChildren(parent).value_or(Array())) {
       const Account child = BasicAccount::initWithProperties(*each.dictionary());
-      const PropertyList* own = each.dictionary()->find("Identifier");
-      if (child == nullptr || own == nullptr || !own->stringValue()) {
+      const auto own = each.dictionary()->string("Identifier");
+      if (child == nullptr || !own) {
         systemLog("Ignoring unknown child account with properties %@", each);
         continue;
       }
       if (!owner) continue;
       child->setParentAccount(parent);
-      const std::string identifier(*own->stringValue());
+      const std::string identifier(*own);
       children[identifier] = child;
       parents[identifier] = *owner;
     }
@@ -170,7 +170,7 @@ class Model {
   }
 
   void addChild(const Account& child, const Account& parent) {
-    Array descriptions = childrenOf(parent).value_or(Array());
+    Array descriptions = storedChildren(parent).value_or(Array());
     descriptions.append(child->properties().values());
     parent->setAccountPropertyForKey(descriptions, "ChildAccounts");
     load(parent);
@@ -178,7 +178,7 @@ class Model {
 
   void removeChild(const std::string& identifier, const Account& parent) {
     if (parent == nullptr) return;
-    if (const auto descriptions = childrenOf(parent)) {
+    if (const auto descriptions = storedChildren(parent)) {
       Array kept = *descriptions;
       for (const PropertyList& each : *descriptions) {
         const Account child = BasicAccount::initWithProperties(*each.dictionary());
@@ -219,7 +219,7 @@ std::string shown(const AccountList& list, const AccountList& children,
   std::vector<std::string> listed;
   for (const Account& each : list) {
     std::string text = tagOf(each) + "(" + each->identifier().value_or("-") + ":";
-    for (const PropertyList& child : childrenOf(each).value_or(Array())) {
+    for (const PropertyList& child : storedChildren(each).value_or(Array())) {
       const PropertyList* tag = child.dictionary()->find("tag");
       text += tag != nullptr ? std::to_string(tag->integerValue()) + "," : "?";
     }

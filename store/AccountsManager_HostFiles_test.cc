@@ -84,12 +84,11 @@ class AccountsManagerHostFiles : public ::testing::Test {
   static std::string sharedText(const std::string& bytes, std::size_t accounts) {
     const auto root = readPropertyList(testing::bytesOf(bytes));
     if (!root || root->dictionary() == nullptr) return "";
-    const PropertyList* list = root->dictionary()->find("Accounts");
-    if (list == nullptr || list->array() == nullptr || list->array()->size() != accounts) return "";
+    const Array& list = root->dictionary()->arrayOrEmpty("Accounts");
+    if (list.size() != accounts) return "";
     std::string shared;
-    for (const PropertyList& each : *list->array()) {
-      const PropertyList* text = each.dictionary()->find("Text");
-      const std::string own(text != nullptr ? text->stringValue().value_or("") : "");
+    for (const PropertyList& each : list) {
+      const std::string own(each.dictionary()->string("Text").value_or(""));
       if (!shared.empty() && own != shared) return "";
       shared = own;
     }

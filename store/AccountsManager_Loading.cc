@@ -35,10 +35,8 @@ std::unique_ptr<AccountsManager> AccountsManager::initWithRoot(
   std::optional<Array> accountsInfo;
   std::int64_t version = 0;
   if (root) {
-    const PropertyList* accounts = root->find(kPlistAccountsKey);
-    if (accounts != nullptr && accounts->array() != nullptr) accountsInfo = *accounts->array();
-    const PropertyList* stored = root->find(kPlistVersionKey);
-    if (stored != nullptr) version = stored->integerValue();
+    if (const Array* accounts = root->array(kPlistAccountsKey)) accountsInfo = *accounts;
+    version = root->integer(kPlistVersionKey);
   }
   std::unique_ptr<AccountsManager> store = initWithAccounsInfoArray(accountsInfo);
   store->setDataVersion(version);

@@ -38,16 +38,6 @@ constexpr const char* kMalformed = "Malformed AccountCreators information. Could
 // they were found.
 using Dataclasses = std::vector<std::string_view>;
 
-const Dictionary* dictionaryUnder(const Dictionary& dictionary, std::string_view key) {
-  const PropertyList* value = dictionary.find(key);
-  return value != nullptr ? value->dictionary() : nullptr;
-}
-
-const Array* arrayUnder(const Dictionary& dictionary, std::string_view key) {
-  const PropertyList* value = dictionary.find(key);
-  return value != nullptr ? value->array() : nullptr;
-}
-
 ClassObject& notifierClass(const std::string& name, const char* method) {
   ClassObject* found = classNamed(name);
   if (found == nullptr) {
@@ -58,14 +48,14 @@ ClassObject& notifierClass(const std::string& name, const char* method) {
 
 // The class that the description names, with its module loaded.
 std::string loadedNotifierClassName(const Dictionary& description, const std::string& type) {
-  const auto framework = stringOf(description.find("Framework"));
+  const auto framework = description.string("Framework");
   if (!framework) {
     throw AssertionFailure(
         kMalformed + ("the path to the framework for the notifier with type " + type), kLookup,
         kSourceFile);
   }
   loadCreatorFramework(*framework, kLookup, kSourceFile);
-  const auto name = stringOf(description.find("Class"));
+  const auto name = description.string("Class");
   if (!name || name->empty()) {
     throw AssertionFailure(
         kMalformed + ("the name of the class for notificatinos with the type " + type), kLookup,
@@ -77,10 +67,8 @@ std::string loadedNotifierClassName(const Dictionary& description, const std::st
 // The data classes stored as enabled, as they stand; the record's own rules play no part.
 Dataclasses enabledIn(const Dictionary& properties) {
   Dataclasses enabled;
-  if (const Array* stored = arrayUnder(properties, kAccountEnabledDataclasses)) {
-    for (const PropertyList& each : *stored) {
-      if (const auto dataclass = each.stringValue()) enabled.push_back(*dataclass);
-    }
+  for (const PropertyList& each : properties.arrayOrEmpty(kAccountEnabledDataclasses)) {
+    if (const auto dataclass = each.stringValue()) enabled.push_back(*dataclass);
   }
   std::sort(enabled.begin(), enabled.end());
   enabled.erase(std::unique(enabled.begin(), enabled.end()), enabled.end());
@@ -95,11 +83,11 @@ bool isNotified(std::string_view key) {
 // Whether each notified entry of `left` stands in `right` as well.
 bool notifiedEntriesStandIn(const Dictionary& left, const Dictionary& right) {
   const Dictionary::Entry* beside = right.begin();
-  for (const Dictionary::Entry& entry : left) {
+  for (const auto& [key, value] : left) {
     // Two states of one account mostly agree in their order.
-    const bool isBeside = beside != right.end() && beside->key() == entry.key();
-    const PropertyList* other = isBeside ? &beside->value() : right.find(entry.key());
-    if (isNotified(entry.key()) && (other == nullptr || *other != entry.value())) return false;
+    const bool isBeside = beside != right.end() && beside->key() == key;
+    const PropertyList* other = isBeside ? &beside->value() : right.find(key);
+    if (isNotified(key) && (other == nullptr || *other != value)) return false;
     if (beside != right.end()) ++beside;
   }
   return true;
@@ -140,7 +128,7 @@ std::optional<std::string> textOfEither(std::string_view key,
                                         const std::optional<Dictionary>& current,
                                         const std::optional<Dictionary>& original) {
   for (const auto* each : {&current, &original}) {
-    const auto text = *each ? stringOf((*each)->find(key)) : std::nullopt;
+    const auto text = *each ? (*each)->string(key) : std::nullopt;
     if (text) return std::string(*text);
   }
   return std::nullopt;
@@ -159,7 +147,7 @@ void AccountsManager::_setShouldSkipNotifications(bool skip) {
 StringList AccountsManager::_notifierClassNamesForAccountTypeDataclass(
     const std::optional<std::string>& type, std::string_view dataclass) {
   const std::optional<Dictionary>& creators = BasicAccount::_accountCreationMap();
-  const Array* entries = creators && type ? arrayUnder(*creators, *type) : nullptr;
+  const Array* entries = creators && type ? creators->array(*type) : nullptr;
   if (entries == nullptr) {
     throw AssertionFailure(kMalformed + ("the information for the type " + type.value_or("(null)")),
                            kLookup, kSourceFile);
@@ -167,11 +155,11 @@ StringList AccountsManager::_notifierClassNamesForAccountTypeDataclass(
   StringList names;
   for (const PropertyList& each : *entries) {
     const Dictionary* entry = each.dictionary();
-    if (entry == nullptr || stringOf(entry->find("Type")) != "NotifierAccount") continue;
-    const Dictionary* description = dictionaryUnder(*entry, "Description");
+    if (entry == nullptr || entry->string("Type") != "NotifierAccount") continue;
+    const Dictionary* description = entry->dictionary("Description");
     if (description == nullptr) continue;
-    const Array* wanted = arrayUnder(*description, kAccountSupportedDataclasses);
-    if (wanted == nullptr || !containsString(*wanted, dataclass)) continue;
+    const Array& wanted = description->arrayOrEmpty(kAccountSupportedDataclasses);
+    if (!containsString(wanted, dataclass)) continue;
     names.push_back(loadedNotifierClassName(*description, *type));
   }
   return names;
@@ -213,12 +201,11 @@ void AccountsManager::_addNotificationToDictionaryForChangeTypeOriginalPropertie
     notifiers.insert(names.begin(), names.end());
   }
   if (notifiers.empty()) return;
-  const Array* enabled = original ? arrayUnder(*original, kAccountEnabledDataclasses) : nullptr;
   Dictionary record{{kRSChangeAccountChangeTypeKey, static_cast<std::int32_t>(changeType)}};
   record.set(kRSChangeAccountIdentifierKey, textOfEither(kAccountIdentifier, current, original));
   record.set(kRSChangeAccountTypeKey, type);
   record.set(kRSChangeAccountOriginallyEnabledDataclassesKey,
-             enabled != nullptr ? *enabled : Array());
+             original ? original->arrayOrEmpty(kAccountEnabledDataclasses) : Array());
   for (const std::string& name : notifiers) notifications[name].append(record);
 }
 

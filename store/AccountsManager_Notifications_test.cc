@@ -290,7 +290,7 @@ TEST_F(AccountsManagerNotifications, MissingTypeAndIdentifierAreLeftOutOfTheReco
 TEST_F(AccountsManagerNotifications, SnapshotIsNotSharedWithTheRecords) {
   const auto store = loaded({enabled("A", {kMail}, {{"nested", Dictionary{{"k", 1}}}})});
   const Account account = store->accountWithIdentifier("A");
-  Dictionary nested = *account->properties().find("nested")->dictionary();
+  Dictionary nested = *account->properties().values().dictionary("nested");
   nested.set("k", 2);
   account->setAccountPropertyForKey(nested, "nested");
   store->saveAllAccounts();

@@ -21,13 +21,13 @@ Dictionary merged(const Dictionary& inMemory, const Dictionary& original,
   if (inMemory.identicalTo(original)) return onDisk;
   if (onDisk.identicalTo(original)) return inMemory;
   Dictionary result = onDisk;
-  for (const Dictionary::Entry& entry : inMemory) {
-    const PropertyList* before = original.find(entry.key());
+  for (const auto& [key, value] : inMemory) {
+    const PropertyList* before = original.find(key);
     // What this store left alone is as the disk has it, there or not.
-    if (before == nullptr || *before != entry.value()) result.set(entry.key(), entry.value());
+    if (before == nullptr || *before != value) result.set(key, value);
   }
-  for (const Dictionary::Entry& entry : original) {
-    if (!inMemory.contains(entry.key())) result.remove(entry.key());
+  for (const auto& [key, value] : original) {
+    if (!inMemory.contains(key)) result.remove(key);
   }
   return result;
 }

@@ -20,7 +20,7 @@ std::optional<Array> childDescriptionsOf(const BasicAccount& account) {
 }
 
 std::optional<std::string> identifierIn(const Dictionary& description) {
-  const auto text = stringOf(description.find(kAccountIdentifier));
+  const auto text = description.string(kAccountIdentifier);
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 

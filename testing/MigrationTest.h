@@ -58,9 +58,8 @@ class Comparable {
     }
     if (const Dictionary* dictionary = value.dictionary()) {
       Dictionary result;
-      for (const auto& entry : *dictionary) {
-        result.set(entry.key(), entry.key() == "Enabled Dataclasses" ? sorted(entry.value())
-                                                                     : of(entry.value()));
+      for (const auto& [key, each] : *dictionary) {
+        result.set(key, key == "Enabled Dataclasses" ? sorted(each) : of(each));
       }
       return result;
     }

@@ -77,8 +77,7 @@ class StoreTest : public PlatformTest {
 
   // Adds an entry to the creators information of the type; before its first use.
   void addCreator(std::string_view type, const Dictionary& entry) {
-    const PropertyList* known = creators_.find(type);
-    Array entries = known != nullptr ? *known->array() : Array();
+    Array entries = creators_.arrayOrEmpty(type);
     entries.append(entry);
     creators_.set(type, entries);
     fake.resources.put("AccountCreators", creators_);
@@ -128,11 +127,7 @@ class StoreTest : public PlatformTest {
     const auto file = fake.files.propertyList(kSettings);
     return file && file->dictionary() != nullptr ? *file->dictionary() : Dictionary();
   }
-  Array savedAccounts() const {
-    const Dictionary root = savedRoot();
-    const PropertyList* accounts = root.find("Accounts");
-    return accounts != nullptr && accounts->array() != nullptr ? *accounts->array() : Array();
-  }
+  Array savedAccounts() const { return savedRoot().arrayOrEmpty("Accounts"); }
   // The account at `index` of the settings file; an empty dictionary where there is none.
   Dictionary savedAccount(std::size_t index = 0) const {
     const Array accounts = savedAccounts();
@@ -156,7 +151,7 @@ class StoreTest : public PlatformTest {
     if (stored == nullptr) return std::nullopt;
     Strings identifiers;
     for (const PropertyList& each : *stored->array()) {
-      identifiers.emplace_back(each.dictionary()->find("Identifier")->stringValue().value());
+      identifiers.emplace_back(each.dictionary()->string("Identifier").value());
     }
     return identifiers;
   }

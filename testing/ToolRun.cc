@@ -213,9 +213,8 @@ Dictionary ToolRoot::settings() const {
 
 Dictionary ToolRoot::account(std::size_t place) const {
   const Dictionary settings = this->settings();
-  const PropertyList* accounts = settings.find(kPlistAccountsKey);
-  if (!accounts || !accounts->array() || place >= accounts->array()->size()) return {};
-  const Dictionary* account = (*accounts->array())[place].dictionary();
+  const Array& accounts = settings.arrayOrEmpty(kPlistAccountsKey);
+  const Dictionary* account = place < accounts.size() ? accounts[place].dictionary() : nullptr;
   return account ? *account : Dictionary();
 }
 
