@@ -276,17 +276,18 @@ struct Dictionary::Entry {
 
 }  // namespace accountsettings
 
+namespace std {
 template <>
-struct std::tuple_size<accountsettings::Dictionary::Entry>
-    : std::integral_constant<std::size_t, 2> {};
+struct tuple_size<accountsettings::Dictionary::Entry> : integral_constant<size_t, 2> {};
 template <>
-struct std::tuple_element<0, accountsettings::Dictionary::Entry> {
-  using type = std::string_view;
+struct tuple_element<0, accountsettings::Dictionary::Entry> {
+  using type = string_view;
 };
 template <>
-struct std::tuple_element<1, accountsettings::Dictionary::Entry> {
+struct tuple_element<1, accountsettings::Dictionary::Entry> {
   using type = const accountsettings::PropertyList&;
 };
+}  // namespace std
 
 namespace accountsettings {
 
