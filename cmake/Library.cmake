@@ -11,7 +11,6 @@ set_target_properties(accountsettings PROPERTIES
 target_link_options(accountsettings PRIVATE
   "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map" -Wl,-Bsymbolic-functions ${AS_NO_UNDEFINED})
 target_include_directories(accountsettings INTERFACE
-  "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
-  "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/accountsettings>")
+  "$<BUILD_INTERFACE:${AS_INCLUDE_ROOT}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
 target_compile_features(accountsettings INTERFACE cxx_std_20)
 add_library(AccountSettings::accountsettings ALIAS accountsettings)

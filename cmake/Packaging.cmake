@@ -4,30 +4,17 @@ include(CMakePackageConfigHelpers)
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 set(AS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/AccountSettings")
-set(AS_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/accountsettings")
 
 set_target_properties(accountsettings-host PROPERTIES EXPORT_NAME host)
 foreach(library accountsettings accountsettings-host)
   set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${library} EXPORT AccountSettingsTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
-            NAMELINK_COMPONENT development
-    INCLUDES DESTINATION ${AS_INCLUDE_DIR})
+            NAMELINK_COMPONENT development)
 endforeach()
 
-# The headers of each layer that a program may include. The tool and the migrator have none.
-function(as_install_headers layer)
-  file(GLOB headers "${PROJECT_SOURCE_DIR}/${layer}/*.h")
-  if(ARGN)
-    set(headers)
-    foreach(header IN LISTS ARGN)
-      list(APPEND headers "${PROJECT_SOURCE_DIR}/${layer}/${header}")
-    endforeach()
-  endif()
-  install(FILES ${headers} DESTINATION ${AS_INCLUDE_DIR}/${layer} COMPONENT development)
-endfunction()
-include(PublicHeaders)
-
+install(DIRECTORY "${AS_INCLUDE_ROOT}/accountsettings" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT development)
 install(EXPORT AccountSettingsTargets NAMESPACE AccountSettings:: DESTINATION ${AS_CMAKE_DIR}
         COMPONENT development)
 configure_package_config_file(

@@ -8,9 +8,8 @@ mkdir -p build
 "$1" docs/Doxyfile
 fail() { echo "FAILED: $*" >&2; exit 1; }
 
-# Folders are named without their headers; Nodes.h is the inside of PropertyList.h.
-headers=$(tr '()' '\n\n' <cmake/PublicHeaders.cmake | grep -o '\b[A-Za-z]*\.h\b'
-  ls platform/*.h logging/*.h | xargs -n 1 basename)
+# Nodes.h is the inside of PropertyList.h.
+headers=$(grep -v '#' api/PublicHeaders.cmake | grep -o '\b[A-Za-z]*\.h\b')
 for header in $headers; do
   [ "$header" = Nodes.h ] || [ -s "build/api/html/${header%.h}_8h.html" ] || fail "no page for $header"
 done
@@ -19,5 +18,5 @@ done
 text_has() { sed 's/<[^>]*>//g' "build/api/html/$1" | grep -F -e "$2" >/dev/null || fail "$1 does not say: $2"; }
 text_has AccountsManager_8h.html "AccountsManager is the account store"
 text_has classaccountsettings_1_1AccountsManager.html "Appends the account unless its identifier is taken."
-text_has structaccountsettings_1_1HostConfiguration.html "none: the saved file's own directory"
+text_has structaccountsettings_1_1HostOptions.html "The name under which this program logs"
 echo "$(ls build/api/html/*_8h.html | wc -l) headers are documented."

@@ -1,10 +1,8 @@
 // edit_account gives an account a new name and saves it. What other processes changed in the
 // settings file meanwhile is kept.   usage: example_edit_account ROOT IDENTIFIER NAME
-#include <iostream>
+#include <accountsettings/accountsettings.h>
 
-#include "host/LinuxHost.h"
-#include "platform/ProcessContext.h"
-#include "store/AccountsManager.h"
+#include <iostream>
 
 using accountsettings::AccountsManager;
 

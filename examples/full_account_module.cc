@@ -1,12 +1,12 @@
 // full_account_module is a module with a creator class, "ExampleAccountCreator", that builds the
 // full account of a record: the rich object that a mail program, say, works with. A creators
 // entry of the type "FullAccount" with this class makes fullAccountUsingLoader() answer it.
+#include <accountsettings/account/BasicAccount.h>
+#include <accountsettings/account/CreatorCapabilities.h>
+#include <accountsettings/platform/ClassRegistry.h>
+
 #include <memory>
 #include <string>
-
-#include "account/BasicAccount.h"
-#include "account/CreatorCapabilities.h"
-#include "platform/ClassRegistry.h"
 
 namespace {
 

@@ -1,10 +1,8 @@
 // list_accounts prints every account of a device with its type and the data classes that are
 // enabled for it, children indented.   usage: example_list_accounts [ROOT]
-#include <iostream>
+#include <accountsettings/accountsettings.h>
 
-#include "host/LinuxHost.h"
-#include "platform/ProcessContext.h"
-#include "store/AccountsManager.h"
+#include <iostream>
 
 using accountsettings::AccountsManager;
 using accountsettings::BasicAccount;

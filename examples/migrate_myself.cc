@@ -1,11 +1,9 @@
 // migrate_myself is a program that opens the accounts of a device and makes sure first that they
 // are in the current format: it migrates them itself where nobody has done so yet.
 // usage: example_migrate_myself ROOT
-#include <iostream>
+#include <accountsettings/accountsettings.h>
 
-#include "host/LinuxHost.h"
-#include "platform/ProcessContext.h"
-#include "store/AccountsManager.h"
+#include <iostream>
 
 using accountsettings::AccountsManager;
 

@@ -13,12 +13,12 @@
 //       Dataclasses</key><array><string>com.zelqo.Dataclass.Calendars</string></array>
 //     </dict>
 //   </dict></array>
+#include <accountsettings/account/CreatorCapabilities.h>
+#include <accountsettings/platform/ClassRegistry.h>
+#include <accountsettings/store/AccountsManager.h>
+
 #include <cstdlib>
 #include <fstream>
-
-#include "account/CreatorCapabilities.h"
-#include "platform/ClassRegistry.h"
-#include "store/AccountsManager.h"
 
 namespace {
 

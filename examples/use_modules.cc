@@ -1,12 +1,9 @@
 // use_modules asks for the full account of each account of a type, which a creator module builds,
 // then renames one account and saves, which its notifier module hears of.
 // usage: example_use_modules ROOT TYPE
-#include <iostream>
+#include <accountsettings/accountsettings.h>
 
-#include "host/LinuxHost.h"
-#include "platform/AssertionFailure.h"
-#include "platform/ProcessContext.h"
-#include "store/AccountsManager.h"
+#include <iostream>
 
 using accountsettings::AccountsManager;
 

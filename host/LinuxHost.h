@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "host/HostConfiguration.h"
 #include "platform/Platform.h"
 #include "plist/Result.h"
 
 namespace accountsettings {
 
 class AccountNames;
+struct HostConfiguration;
 class LinuxFiles;
 class PollEventLoop;
 
@@ -25,7 +25,7 @@ struct HostOptions {
   std::string root = "/";
   // A configuration file of this machine, instead of etc/accountsettings/host.plist beneath the
   // root.
-  std::optional<std::string> configFile;
+  std::optional<std::string> configFile = {};
   // The name under which this program logs and keeps its own defaults.
   std::string programName = "accountsettings";
   // Where the system log and the host's own messages go; nullptr: syslog. Must outlive the host.
@@ -33,10 +33,10 @@ struct HostOptions {
   // Takes the place of the notifications on the system bus where set. Must outlive the host.
   Notifications* notifications = nullptr;
   // Processes that it answers false for are neither listed nor signalled.
-  std::function<bool(int)> processFilter;
+  std::function<bool(int)> processFilter = {};
   // Asked while the host waits for a lock or in the event loop: true ends the wait, a lock's with
   // a failure of the code EINTR. Without it an interrupted wait goes on.
-  std::function<bool()> interrupted;
+  std::function<bool()> interrupted = {};
   // File names of modules whose classes are part of the program: loading one loads nothing.
   std::vector<std::string> builtInModules = {"DeviceLocalAccount"};
   // False resolves every path by the walk that serves kernels without openat2.

@@ -58,14 +58,25 @@ cmake -S "$source/examples" -B "$work/examples" -DCMAKE_CXX_COMPILER="$compiler"
 cmake --build "$work/examples" -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "building the examples"; }
 "$work/examples/example_list_accounts" "$work/device" | grep . >/dev/null || fail "list_accounts printed nothing"
 
-# So does the program that the README shows.
+# So does the program that the README shows, without a warning. It says what is missing.
 mkdir "$work/readme"
 sed -n '/^```cmake$/,/^```$/{/^```/!p}' "$source/README.md" >"$work/readme/CMakeLists.txt"
 sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$source/README.md" >"$work/readme/program.cc"
 { cmake -S "$work/readme" -B "$work/readme" -DCMAKE_CXX_COMPILER="$compiler" \
-    -DCMAKE_PREFIX_PATH="$usr" && cmake --build "$work/readme"; } >"$work/log" 2>&1 ||
+    -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" -DCMAKE_PREFIX_PATH="$usr" &&
+  cmake --build "$work/readme"; } >"$work/log" 2>&1 ||
   { cat "$work/log"; fail "building the README's program"; }
 (cd "$work" && readme/program) | grep '^CalDAV$' >/dev/null || fail "the README's program printed no type"
+if (cd "$work/readme" && ./program) 2>"$work/log"; then fail "the README's program found a root"; fi
+grep 'device' "$work/log" >/dev/null || fail "the README's program does not say that the root is missing"
+
+# A component that there is not is refused by name.
+sed 's/COMPONENTS host/COMPONENTS host bus/' "$work/readme/CMakeLists.txt" >"$work/log" &&
+  mkdir "$work/component" && mv "$work/log" "$work/component/CMakeLists.txt"
+if cmake -S "$work/component" -B "$work/component" -DCMAKE_PREFIX_PATH="$usr" >"$work/log" 2>&1; then
+  fail "find_package found a component that there is not"
+fi
+grep 'bus' "$work/log" >/dev/null || { cat "$work/log"; fail "find_package does not name the component"; }
 
 # The same through pkg-config.
 flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs accountsettings)
@@ -74,12 +85,24 @@ flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs accountse
   "-Wl,-rpath,$libdir" || fail "building with pkg-config"
 "$work/by_pkg_config" "$work/device" | grep . >/dev/null || fail "the pkg-config build printed nothing"
 
-# Each header can be included on its own.
-include=$usr/include/accountsettings
-find "$include" -name '*.h' | sort | while read -r header; do
-  echo "#include \"${header#"$include"/}\""
-done | split -l 1 - "$work/header."
-for each in "$work"/header.*; do mv "$each" "$each.cc"; done
-ls "$work"/header.*.cc | xargs -P 4 -n 4 "$compiler" -std=c++20 -fsyntax-only -Wall -Werror -I"$include" ||
-  fail "a header does not stand alone"
+# The include path that is handed out holds nothing but accountsettings/.
+[ "$(ls "$usr/include")" = accountsettings ] || fail "the include path holds more than accountsettings/"
+
+# Each header can be included on its own, and no header of a program's own is taken for one of them
+# or hides one, whichever folder comes first.
+mkdir "$work/own" "$work/headers"
+find "$usr/include/accountsettings" -mindepth 2 -name '*.h' -printf '%P\n' | sort >"$work/list"
+while read -r header; do
+  mkdir -p "$work/own/${header%/*}"
+  echo "#define OWN_${header//[\/.]/_}" >"$work/own/$header"
+  printf '#include <accountsettings/%s>\n#include "%s"\n#ifndef OWN_%s\n#error not the own one\n#endif\n' \
+    "$header" "$header" "${header//[\/.]/_}" >"$work/headers/${header//[\/.]/_}.cc"
+done <"$work/list"
+[ "$(wc -l <"$work/list")" -gt 30 ] || fail "headers are missing"
+cat "$work/headers"/*.cc >"$work/all.cc"
+echo '#include <accountsettings/accountsettings.h>' >>"$work/all.cc"
+ls "$work/headers"/*.cc | xargs -P 4 -n 4 "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror \
+  -I"$usr/include" -I"$work/own" || fail "a header does not stand alone"
+"$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror -I"$work/own" -I"$usr/include" "$work/all.cc" ||
+  fail "headers of a program's own are in the way"
 echo "The packages hold what they promise."
