@@ -78,7 +78,7 @@ Service& givenOr(Service* given, std::unique_ptr<Service>& owned, Make make) {
 
 // The members are made in this order, each from those above it.
 struct LinuxHost::Services {
-  Services(HostOptions&& options, RootDirectory&& opened, HostConfiguration&& read)
+  Services(const HostOptions& options, RootDirectory&& opened, HostConfiguration&& read)
       : root(std::move(opened)),
         configuration(std::move(read)),
         systemLog(givenOr(options.systemLog, ownedLog,
@@ -88,8 +88,8 @@ struct LinuxHost::Services {
         resources(appendPathComponent(plugInDirectoryOf(configuration), kBundleResources),
                   languagesFor(configuration.language.value_or(localeOfMessages()))),
         locks(root, options.interrupted),
-        processes(root.isThisMachine(), std::move(options.processFilter)),
-        eventLoop(std::move(options.interrupted)),
+        processes(root.isThisMachine(), options.processFilter),
+        eventLoop(options.interrupted),
         webEngineLock(configuration.webEngineLibrary),
         notifications(givenOr(
             options.notifications, ownedNotifications,
@@ -97,8 +97,7 @@ struct LinuxHost::Services {
         preferences(files, configuration.homeDirectory,
                     configuration.defaultsDomain.value_or(options.programName)),
         device(configuration),
-        modules(root.isThisMachine(), moduleDirectoryOf(configuration),
-                std::move(options.builtInModules)),
+        modules(root.isThisMachine(), moduleDirectoryOf(configuration), options.builtInModules),
         directories(configuration, plugInDirectoryOf(configuration)),
         values(configuration) {}
 
@@ -122,6 +121,25 @@ struct LinuxHost::Services {
   KernelIdentifiers identifiers;
   ConfiguredDirectories directories;
   ConfiguredValues values;
+  Platform platform{.files = files,
+                    .resources = resources,
+                    .locks = locks,
+                    .processes = processes,
+                    .eventLoop = eventLoop,
+                    .webEngineLock = webEngineLock,
+                    .notifications = notifications,
+                    .preferences = preferences,
+                    .deviceAnswers = device,
+                    .deviceInfo = device,
+                    .restrictions = device,
+                    .externalSources = device,
+                    .cloudAccountModel = device,
+                    .modules = modules,
+                    .clock = clock,
+                    .identifiers = identifiers,
+                    .directories = directories,
+                    .systemLog = systemLog,
+                    .configuration = values};
 };
 
 LinuxHost::LinuxHost(std::unique_ptr<Services> services) noexcept
@@ -129,40 +147,25 @@ LinuxHost::LinuxHost(std::unique_ptr<Services> services) noexcept
 
 LinuxHost::~LinuxHost() = default;
 
-Result<std::unique_ptr<LinuxHost>> LinuxHost::create(HostOptions options) {
+Result<std::unique_ptr<LinuxHost>> LinuxHost::create(const HostOptions& options, std::size_t size) {
+  if (size != sizeof(HostOptions)) {
+    return Error{
+        "The program was built with the headers of another version of libaccountsettings-host than "
+        "the one that it runs with; build it anew, or install the version that it was built with"};
+  }
   Result<RootDirectory> root = RootDirectory::open(options.root, options.useOpenat2);
   if (!root) return root.error();
   Result<HostConfiguration> configuration = configurationOf(*root, options.configFile);
   if (!configuration) return configuration.error();
-  auto services =
-      std::make_unique<Services>(std::move(options), std::move(*root), std::move(*configuration));
+  auto services = std::make_unique<Services>(options, std::move(*root), std::move(*configuration));
   for (const std::string& warning : services->configuration.warnings) {
     services->systemLog.write(warning);
   }
   return std::unique_ptr<LinuxHost>(new LinuxHost(std::move(services)));
 }
 
-Platform LinuxHost::platform() {
-  Services& all = *services_;
-  return Platform{.files = all.files,
-                  .resources = all.resources,
-                  .locks = all.locks,
-                  .processes = all.processes,
-                  .eventLoop = all.eventLoop,
-                  .webEngineLock = all.webEngineLock,
-                  .notifications = all.notifications,
-                  .preferences = all.preferences,
-                  .deviceAnswers = all.device,
-                  .deviceInfo = all.device,
-                  .restrictions = all.device,
-                  .externalSources = all.device,
-                  .cloudAccountModel = all.device,
-                  .modules = all.modules,
-                  .clock = all.clock,
-                  .identifiers = all.identifiers,
-                  .directories = all.directories,
-                  .systemLog = all.systemLog,
-                  .configuration = all.values};
+const Platform& LinuxHost::platform() const noexcept {
+  return services_->platform;
 }
 
 const HostConfiguration& LinuxHost::configuration() const noexcept {

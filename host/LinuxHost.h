@@ -2,6 +2,7 @@
 // at its start, makes a ProcessContext from its platform(), and uses the library.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -47,15 +48,16 @@ struct HostOptions {
 class LinuxHost {
  public:
   // Opens the root and reads the configuration; fails where either cannot be done, with a message
-  // that names the file, the key and what was expected.
-  [[nodiscard]] static Result<std::unique_ptr<LinuxHost>> create(HostOptions options);
+  // that names the file, the key and what was expected. `size` is how the library knows which
+  // options the caller's HostOptions has; it fails where they are others than its own.
+  [[nodiscard]] static Result<std::unique_ptr<LinuxHost>> create(
+      const HostOptions& options, std::size_t size = sizeof(HostOptions));
   ~LinuxHost();
   LinuxHost(const LinuxHost&) = delete;
   LinuxHost& operator=(const LinuxHost&) = delete;
 
-  // The services, which live as long as the host. To replace one, make a Platform of one's own that
-  // names another object in its place.
-  [[nodiscard]] Platform platform();
+  // The services, which live as long as the host. To replace some, see platformWith().
+  [[nodiscard]] const Platform& platform() const noexcept;
 
   // What was read from the configuration file, completed by the defaults.
   [[nodiscard]] const HostConfiguration& configuration() const noexcept;

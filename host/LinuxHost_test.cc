@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "host/AccountNames.h"
+#include "host/HostConfiguration.h"
 #include "host/HostTest.h"
 #include "host/SaveCheck.h"
 #include "plist/XmlWriter.h"
@@ -42,6 +43,14 @@ class LinuxHostTest : public ::testing::Test {
   testing::DeviceRoot device;
   testing::KeptLog log;
 };
+
+TEST_F(LinuxHostTest, OptionsOfAnotherVersionAreRefused) {
+  HostOptions options;
+  options.root = device.root();
+  const auto host = LinuxHost::create(options, sizeof(HostOptions) - 8);
+  ASSERT_FALSE(host);
+  EXPECT_NE(host.error().message.find("build it anew"), std::string::npos);
+}
 
 // MARK: Configuration files
 

@@ -24,6 +24,7 @@ template <class Capability>
   return dynamic_cast<Capability*>(object);
 }
 
+// ClassRegistry is made by the ProcessContext, which hands it out.
 class ClassRegistry {
  public:
   // Keeps `object` under `name`; a name that is taken keeps its first object.
@@ -32,7 +33,7 @@ class ClassRegistry {
   [[nodiscard]] ClassObject* classNamed(std::string_view name) const noexcept;
   // True the first time that a module is shown, by its loader's handle: then it registers its
   // classes here.
-  bool admitModule(const void* module) { return modules_.insert(module).second; }
+  bool admitModule(const void* module);
 
  private:
   std::map<std::string, std::shared_ptr<ClassObject>, std::less<>> classes_;

@@ -4,9 +4,8 @@
 // itself, and two of them may live on two threads at once.
 #pragma once
 
-#include <map>
+#include <cstddef>
 #include <memory>
-#include <mutex>
 
 #include "platform/ClassRegistry.h"
 #include "platform/Platform.h"
@@ -15,8 +14,9 @@ namespace accountsettings {
 
 class ProcessContext {
  public:
-  // The services behind `platform` must outlive the context.
-  explicit ProcessContext(const Platform& platform);
+  // The services behind `platform` must outlive the context. `size` is how the library knows which
+  // services the caller's Platform has; AssertionFailure where they are others than its own.
+  explicit ProcessContext(const Platform& platform, std::size_t size = sizeof(Platform));
   ~ProcessContext();
   ProcessContext(const ProcessContext&) = delete;
   ProcessContext& operator=(const ProcessContext&) = delete;
@@ -28,9 +28,9 @@ class ProcessContext {
   static void setDefault(ProcessContext* context) noexcept;
 
   // The services that the context was made with.
-  [[nodiscard]] const Platform& platform() const noexcept { return platform_; }
+  [[nodiscard]] const Platform& platform() const noexcept;
   // The classes that modules registered in this context.
-  [[nodiscard]] ClassRegistry& classes() noexcept { return classes_; }
+  [[nodiscard]] ClassRegistry& classes() noexcept;
 
   // Slot names one piece of per-process state. Each layer defines its own as static objects in its
   // own source file; the object's address is the name.
@@ -59,10 +59,9 @@ class ProcessContext {
  private:
   void* stateAt(const void* slot, std::shared_ptr<void> (*make)());
 
-  Platform platform_;
-  ClassRegistry classes_;
-  std::recursive_mutex mutex_;  // a state may look up another while it is made
-  std::map<const void*, std::shared_ptr<void>> states_;
+  struct Contents;
+
+  std::unique_ptr<Contents> contents_;
 };
 
 }  // namespace accountsettings

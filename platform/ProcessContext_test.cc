@@ -133,5 +133,16 @@ TEST(ProcessContext, AStateMayUseAnotherWhileItIsMade) {
   EXPECT_EQ(context.state(outerSlot).inner, &context.state(firstNumber));
 }
 
+TEST(ProcessContext, AProgramOfAnotherVersionIsToldToBeBuiltAnew) {
+  FakePlatform fake;
+  const Platform platform = fake.platform();
+  try {
+    ProcessContext context(platform, sizeof(Platform) - sizeof(void*));
+    FAIL() << "a platform of another size was taken";
+  } catch (const AssertionFailure& failure) {
+    EXPECT_NE(failure.message().find("build it anew"), std::string::npos);
+  }
+}
+
 }  // namespace
 }  // namespace accountsettings

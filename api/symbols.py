@@ -1,0 +1,91 @@
+#!/usr/bin/env python3
+"""Holds what the built libraries export to debian/libaccountsettings1.symbols, in which a change of the
+interface is seen: every name, its version node, and the release that it came with. The names of the
+public nodes must be declared in public headers.
+
+usage: symbols.py BUILD            says where they differ, and ends with status 1
+       symbols.py BUILD --write    writes the list anew
+"""
+import difflib
+import os
+import re
+import subprocess
+import sys
+
+SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+LIST = os.path.join(SOURCE, "debian", "libaccountsettings1.symbols")
+LIBRARIES = ("libaccountsettings-host", "libaccountsettings")
+
+
+def exported_by(library):
+    """The names that the library exports, each with its node: (name, node)."""
+    lines = subprocess.run(["nm", "-D", "-C", "--defined-only", "--with-symbol-versions", library],
+                           check=True, capture_output=True, text=True).stdout.splitlines()
+    found = set()
+    for line in lines:
+        name, _, node = line.split(" ", 2)[2].rpartition("@")
+        found.add((name.rstrip("@") or node, node))  # the node itself has no other name
+    return found
+
+
+def public_names():
+    """The first names behind `accountsettings::` that public headers declare, and those among them
+    that are functions which the libraries must define."""
+    with open(os.path.join(SOURCE, "api", "PublicHeaders.cmake"), encoding="utf-8") as file:
+        headers = re.findall(r"\b\w+/\w+\.h\b", file.read())
+    names, functions = {"detail"}, set()
+    for header in headers:
+        with open(os.path.join(SOURCE, header), encoding="utf-8") as file:
+            text = file.read()
+        code = re.sub(r"//.*", "", text)
+        names.update(re.findall(r"^(?:class|struct) (?:\[\[nodiscard\]\] )?(\w+)[^;]*$", code, re.M))
+        names.update(re.findall(r"\b(\w+|operator==)\(", code))
+        own = re.sub(r"^namespace (?:accountsettings::)?detail \{.*?^\}  // namespace|//[^\n]*", "", text, flags=re.M | re.S)
+        functions.update(re.findall(r"^(?:\[\[|\w)[^;{}()]*\b(\w+)\((?=[^{};]*;)", own, re.M))
+    return names, functions
+
+
+def listed(version, known):
+    """The list as it should be: each name with the release that `known` gives it, else this one."""
+    declared, missing = public_names()
+    lines, faults = [], []
+    for library in LIBRARIES:
+        file = f"{library}.so.{version.split('.')[0]}"
+        lines += [f"{file} libaccountsettings1 #MINVER#", "* Build-Depends-Package: libaccountsettings-dev"]
+        for name, node in sorted(exported_by(os.path.join(BUILD, "lib", file))):
+            key = f"{name}@{node}"
+            first = re.search(r"accountsettings::([\w=]+)", name)
+            if first and "PRIVATE" not in node and first.group(1) not in declared:
+                faults.append(f"{name} stands under {node}, and no public header declares it")
+            if first and "PRIVATE" not in node:
+                missing.discard(first.group(1))
+            quoted = f'(c++)"{key}"' if "::" in name else key
+            lines.append(f" {quoted} {known.get(quoted, version)}")
+    faults += [f"{name}() is declared in a public header, and not exported" for name in sorted(missing)]
+    return lines, faults
+
+
+def main(write):
+    with open(os.path.join(BUILD, "CMakeCache.txt"), encoding="utf-8") as file:
+        version = re.search(r"^CMAKE_PROJECT_VERSION:.*=(.*)$", file.read(), re.M).group(1)
+    old = []
+    if os.path.exists(LIST):
+        with open(LIST, encoding="utf-8") as file:
+            old = file.read().splitlines()
+    known = dict(line.strip().rsplit(" ", 1) for line in old if line.startswith(" "))
+    lines, faults = listed(version, known)
+    if write:
+        with open(LIST, "w", encoding="utf-8") as file:
+            file.write("\n".join(lines) + "\n")
+    elif lines != old:
+        faults += difflib.unified_diff(old, lines, "listed", "exported", lineterm="", n=0)
+        faults.append("Where the change is meant: api/symbols.py BUILD --write. See docs/ABI.md.")
+    print("\n".join(faults) or f"{len(lines)} lines agree.")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) not in (2, 3) or sys.argv[2:] not in ([], ["--write"]):
+        sys.exit(__doc__)
+    BUILD = sys.argv[1]
+    sys.exit(main(len(sys.argv) == 3))
