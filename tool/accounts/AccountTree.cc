@@ -134,6 +134,14 @@ std::string textOf(const Dictionary& dictionary, std::string_view key) {
                                       : value->stringValue().value_or(std::string_view()));
 }
 
+std::string accountTitle(const Dictionary& account) {
+  const std::string type = textOf(account, kAccountType);
+  std::string name = textOf(account, kAccountDisplayName);
+  if (name.empty()) name = textOf(account, kAccountUsername);
+  if (type.empty() || name.empty()) return type + name;
+  return type + " \"" + name + "\"";
+}
+
 std::string accountLabel(const PropertyList& account, std::size_t index) {
   if (const Dictionary* properties = account.dictionary()) {
     std::string identifier = textOf(*properties, kAccountIdentifier);

@@ -45,6 +45,8 @@ void keepOnly(std::vector<AccountNode>& accounts,
 
 // The identifier of an account's properties, else "#" and its place from 1.
 [[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);
+// The account's type and its name, else its user's, for people.
+[[nodiscard]] std::string accountTitle(const Dictionary& account);
 // The strings of a list; none where the value is no list.
 [[nodiscard]] std::optional<std::vector<std::string>> stringsOf(const PropertyList* value);
 // The string under the key, or an empty one.

@@ -13,19 +13,6 @@
 namespace accountsettings {
 namespace {
 
-// Under which the oldest releases kept what became an account's identifier.
-constexpr std::string_view kUniqueId = "uniqueId";
-
-std::string labelOf(const PropertyList& account) {
-  const Dictionary* properties = account.dictionary();
-  if (!properties) return "";
-  const std::string type = textOf(*properties, kAccountType);
-  std::string name = textOf(*properties, kAccountDisplayName);
-  if (name.empty()) name = textOf(*properties, kAccountUsername);
-  if (type.empty() || name.empty()) return type + name;
-  return type + " \"" + name + "\"";
-}
-
 // Members as a set; none where the value is no list of strings.
 std::optional<std::set<std::string>> membersOf(const PropertyList* value) {
   const Array* list = value ? value->array() : nullptr;
@@ -51,19 +38,23 @@ std::optional<PropertyList> copyOf(const PropertyList* value) {
   return value ? std::optional<PropertyList>(*value) : std::nullopt;
 }
 
-std::optional<KeyChange> compareKey(std::string_view key, const PropertyList* before,
-                                    const PropertyList* after) {
-  if (before && after ? *before == *after : !before && !after) return std::nullopt;
+// Sets that hold the same in another order do not differ.
+bool differs(std::string_view key, const PropertyList* before, const PropertyList* after) {
+  if (before && after ? *before == *after : !before && !after) return false;
+  if (!isSetValued(key)) return true;
+  const auto old = membersOf(before);
+  return !old || old != membersOf(after);
+}
+
+KeyChange keyChange(std::string_view key, const PropertyList* before, const PropertyList* after) {
   KeyChange change{std::string(key), copyOf(before), copyOf(after), {}, {}};
-  if (isSetValued(key)) {
-    const auto old = membersOf(before);
-    const auto now = membersOf(after);
-    if (old && now && *old == *now) return std::nullopt;
-    if ((old || !before) && (now || !after)) {
-      const std::set<std::string> none;
-      change.cameIn = missingFrom(old ? *old : none, now ? *now : none);
-      change.wentOut = missingFrom(now ? *now : none, old ? *old : none);
-    }
+  if (!isSetValued(key)) return change;
+  const auto old = membersOf(before);
+  const auto now = membersOf(after);
+  if ((old || !before) && (now || !after)) {
+    const std::set<std::string> none;
+    change.cameIn = missingFrom(old ? *old : none, now ? *now : none);
+    change.wentOut = missingFrom(now ? *now : none, old ? *old : none);
   }
   return change;
 }
@@ -77,232 +68,189 @@ const PropertyList* valueNear(const Dictionary& dictionary, std::string_view key
   return dictionary.find(key);
 }
 
-// The keys in which two dictionaries differ, except for one that the caller compares itself.
-std::vector<KeyChange> compareKeys(const Dictionary& before, const Dictionary& after,
-                                   std::optional<std::string_view> except) {
-  std::vector<KeyChange> changes;
-  if (before.identicalTo(after)) return changes;
-  const auto compare = [&](std::string_view key, const PropertyList* old, const PropertyList* now) {
-    if (key == except) return;
-    if (auto change = compareKey(key, old, now)) changes.push_back(std::move(*change));
-  };
+// Calls `visit` with each key in which two dictionaries differ and both values, until it answers
+// false.
+template <class Visit>
+void forEachDifference(const Dictionary& before, const Dictionary& after, const Visit& visit) {
+  if (before.identicalTo(after)) return;
   for (std::size_t i = 0; i < before.size(); ++i) {
-    const Dictionary::Entry& entry = before.begin()[i];
-    compare(entry.key(), &entry.value(), valueNear(after, entry.key(), i));
+    const std::string_view key = before.begin()[i].key();
+    const PropertyList* old = &before.begin()[i].value();
+    const PropertyList* now = valueNear(after, key, i);
+    if (differs(key, old, now) && !visit(key, old, now)) return;
   }
   for (std::size_t i = 0; i < after.size(); ++i) {
-    const Dictionary::Entry& entry = after.begin()[i];
-    if (!valueNear(before, entry.key(), i)) compare(entry.key(), nullptr, &entry.value());
+    const std::string_view key = after.begin()[i].key();
+    if (valueNear(before, key, i)) continue;
+    const PropertyList* missing = nullptr;
+    if (!visit(key, missing, &after.begin()[i].value())) return;
   }
-  return changes;
 }
 
-// AccountIndex finds accounts by identifier. Accounts that share one, or have none, are told apart
-// by their order.
-class AccountIndex {
- public:
-  using Key = std::pair<std::string, std::size_t>;
+// Children, or none, on both sides: what is different about them the children show themselves.
+bool isAboutChildren(std::string_view key, const PropertyList* before, const PropertyList* after) {
+  return key == kAccountChildAccounts && (!before || before->array()) && (!after || after->array());
+}
 
-  explicit AccountIndex(const std::vector<std::string>& identifiers) {
-    std::map<std::string, std::size_t> seen;
-    for (const std::string& identifier : identifiers) {
-      keys_.emplace_back(identifier, seen[identifier]++);
-      places_.emplace(keys_.back(), keys_.size() - 1);
-    }
+bool isEmpty(const PropertyList* list) {
+  return !list || list->array()->empty();
+}
+
+// One of the lists that accounts stand in: the top-level list, or the children of an account.
+struct Siblings {
+  static constexpr std::size_t kNowhere = AccountPlace::kNoChild - 1;
+
+  const Array& members;
+  std::size_t parent = AccountPlace::kNoChild;  // its place; kNoChild for the top-level list
+
+  [[nodiscard]] AccountPlace place(std::size_t index) const {
+    return parent == AccountPlace::kNoChild ? AccountPlace{index} : AccountPlace{parent, index};
   }
+  [[nodiscard]] bool hold(AccountPlace place) const {
+    return parent == (place.isChild() ? place.top : AccountPlace::kNoChild);
+  }
+};
 
-  [[nodiscard]] const std::vector<Key>& keys() const noexcept { return keys_; }
-  [[nodiscard]] std::optional<std::size_t> find(const Key& key) const {
-    const auto place = places_.find(key);
-    return place != places_.end() ? std::optional(place->second) : std::nullopt;
+// Where the members stand that are no accounts.
+std::vector<std::size_t> strangersIn(const Array& members) {
+  std::vector<std::size_t> places;
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    if (!members[i].dictionary()) places.push_back(i);
+  }
+  return places;
+}
+
+// Comparison compares two lists of accounts of which it is known who is who.
+class Comparison {
+ public:
+  Comparison(const Array& before, const Array& after, const AccountMatching& matching)
+      : before_(before), after_(after), matching_(matching) {}
+
+  Differences run() {
+    Differences differences;
+    differences.accounts = compareLists({before_}, {after_}, differences.reordered);
+    return differences;
   }
 
  private:
-  std::vector<Key> keys_;
-  std::map<Key, std::size_t> places_;
-};
-
-std::vector<std::string> textsUnder(const Array& accounts, std::string_view key) {
-  std::vector<std::string> texts;
-  for (const PropertyList& account : accounts) {
-    const Dictionary* properties = account.dictionary();
-    texts.push_back(properties ? textOf(*properties, key) : "");
-  }
-  return texts;
-}
-
-// The identifiers under which earlier accounts are to be looked for among later ones. The oldest
-// releases kept aside what became the identifier.
-std::vector<std::string> laterIdentifiers(const Array& before,
-                                          const std::vector<std::string>& after) {
-  std::vector<std::string> identifiers = textsUnder(before, kAccountIdentifier);
-  const std::vector<std::string> unique = textsUnder(before, kUniqueId);
-  const std::set<std::string> taken(identifiers.begin(), identifiers.end());
-  const std::set<std::string> present(after.begin(), after.end());
-  for (std::size_t i = 0; i < identifiers.size(); ++i) {
-    const bool gone = !present.contains(identifiers[i]);
-    const bool renamed = present.contains(unique[i]) && !taken.contains(unique[i]);
-    if (gone && renamed && !unique[i].empty()) identifiers[i] = unique[i];
-  }
-  return identifiers;
-}
-
-const Array& childrenOf(const PropertyList& account) {
-  static const Array none;
-  const Dictionary* properties = account.dictionary();
-  const PropertyList* children = properties ? properties->find(kAccountChildAccounts) : nullptr;
-  return children && children->array() ? *children->array() : none;
-}
-
-std::vector<AccountChange> compareLists(const Array& before, const Array& after, bool* reordered);
-
-// A value that is no account: it is shown as a whole.
-std::vector<KeyChange> wholeChange(const PropertyList* before, const PropertyList* after) {
-  return {{"", copyOf(before), copyOf(after), {}, {}}};
-}
-
-AccountChange addedOrRemoved(AccountChange::Kind kind, const PropertyList& account,
-                             std::size_t place) {
-  AccountChange change{kind, accountLabel(account, place), labelOf(account), {}, {}, {}};
-  const bool added = kind == AccountChange::Kind::Added;
-  const Dictionary nothing;
-  if (const Dictionary* properties = account.dictionary()) {
-    if (!added) change.before = *properties;
-    change.keys = compareKeys(added ? nothing : *properties, added ? *properties : nothing,
-                              kAccountChildAccounts);
-    const Array none;
-    const Array& children = childrenOf(account);
-    change.children = compareLists(added ? none : children, added ? children : none, nullptr);
-  } else {
-    change.keys = wholeChange(added ? nullptr : &account, added ? &account : nullptr);
-  }
-  return change;
-}
-
-// The lists of children, and a change of the key itself that the children do not show: it came or
-// went, holds something else than a list, or lists the same children in another order.
-void compareChildren(const Dictionary& before, const Dictionary& after, const PropertyList& old,
-                     const PropertyList& now, AccountChange& change) {
-  const std::string key(kAccountChildAccounts);
-  const PropertyList* stored = before.find(key);
-  const PropertyList* storedNow = after.find(key);
-  if (stored && storedNow && *stored == *storedNow) return;
-  bool reordered = false;
-  change.children = compareLists(childrenOf(old), childrenOf(now), &reordered);
-  if (change.children.empty() || reordered) {
-    if (auto whole = compareKey(key, stored, storedNow)) change.keys.push_back(std::move(*whole));
-  }
-}
-
-}  // namespace
-
-std::optional<AccountChange> changeBetween(const PropertyList& before, const PropertyList& after,
-                                           std::size_t place) {
-  if (before == after) return std::nullopt;
-  AccountChange change{
-      AccountChange::Kind::Changed, accountLabel(after, place), labelOf(after), {}, {}, {}};
-  const Dictionary* old = before.dictionary();
-  if (old) change.before = *old;
-  const Dictionary* now = after.dictionary();
-  if (old && now) {
-    change.keys = compareKeys(*old, *now, kAccountChildAccounts);
-    compareChildren(*old, *now, before, after, change);
-  } else {
-    change.keys = wholeChange(&before, &after);
-  }
-  // Sets that hold the same in another order are no change.
-  if (change.keys.empty() && change.children.empty()) return std::nullopt;
-  return change;
-}
-
-namespace {
-
-// Changed and added accounts in the new order, then the removed ones in the old. `reordered`, where
-// given, tells whether the accounts of both sides stand in another order.
-std::vector<AccountChange> compareLists(const Array& before, const Array& after, bool* reordered) {
-  std::vector<AccountChange> changes;
-  if (before.identicalTo(after)) return changes;
-  const std::vector<std::string> identifiers = textsUnder(after, kAccountIdentifier);
-  const AccountIndex old(laterIdentifiers(before, identifiers));
-  const AccountIndex now(identifiers);
-  std::size_t last = 0;
-  for (std::size_t place = 0; place < after.size(); ++place) {
-    const auto previous = old.find(now.keys()[place]);
-    if (!previous) {
-      changes.push_back(addedOrRemoved(AccountChange::Kind::Added, after[place], place));
-      continue;
-    }
-    if (reordered && *previous < last) *reordered = true;
-    last = *previous;
-    if (auto change = changeBetween(before[*previous], after[place], place)) {
-      changes.push_back(std::move(*change));
-    }
-  }
-  for (std::size_t place = 0; place < before.size(); ++place) {
-    if (!now.find(old.keys()[place])) {
-      changes.push_back(addedOrRemoved(AccountChange::Kind::Removed, before[place], place));
-    }
-  }
-  return changes;
-}
-
-// ChildPlace is where a child stands: its parent, and its properties.
-struct ChildPlace {
-  std::string parent;
-  const PropertyList* properties = nullptr;
-};
-
-std::map<std::string, ChildPlace> childrenByIdentifier(const Array& accounts) {
-  std::map<std::string, ChildPlace> children;
-  for (std::size_t place = 0; place < accounts.size(); ++place) {
-    for (const PropertyList& child : childrenOf(accounts[place])) {
-      const Dictionary* properties = child.dictionary();
-      const std::string identifier = properties ? textOf(*properties, kAccountIdentifier) : "";
-      if (identifier.empty()) continue;
-      children.emplace(identifier, ChildPlace{accountLabel(accounts[place], place), &child});
-    }
-  }
-  return children;
-}
-
-// A removed account that stands among the children of another has moved there.
-void tellMoves(std::vector<AccountChange>& changes, const Array& after) {
   using Kind = AccountChange::Kind;
-  const std::map<std::string, ChildPlace> children = childrenByIdentifier(after);
-  std::set<std::pair<std::string, std::string>> moved;  // parent and child
-  for (AccountChange& change : changes) {
-    if (change.kind != Kind::Removed) continue;
-    auto found = children.find(change.account);
-    if (found == children.end()) found = children.find(textOf(change.before, kUniqueId));
-    if (found == children.end()) continue;
-    const auto& [identifier, there] = *found;
-    auto difference = changeBetween(change.before, *there.properties, 0);
-    if (!difference) difference = {Kind::Changed, identifier, change.label, change.before, {}, {}};
-    difference->movedTo = there.parent;
-    change = std::move(*difference);
-    moved.emplace(there.parent, identifier);
-  }
-  if (moved.empty()) return;
-  const auto saysNothing = [&](AccountChange& change) {
-    const std::size_t told = std::erase_if(change.children, [&](const AccountChange& child) {
-      return child.kind == Kind::Added && moved.contains({change.account, child.account});
-    });
-    return told != 0 && change.kind == Kind::Changed && change.keys.empty() &&
-           change.children.empty();
-  };
-  std::erase_if(changes, saysNothing);
-}
 
-// The accounts of a settings file; none where "Accounts" is no list.
-const Array& accountsOf(const Dictionary& settings) {
-  static const Array none;
-  const PropertyList* accounts = settings.find(kPlistAccountsKey);
-  return accounts && accounts->array() ? *accounts->array() : none;
-}
+  // Changed and added accounts in the new order, then those that were removed or moved in the old.
+  // `reordered` tells whether the accounts of both sides stand in another order.
+  std::vector<AccountChange> compareLists(const Siblings& old, const Siblings& now,
+                                          bool& reordered) {
+    std::vector<AccountChange> changes;
+    if (old.members.identicalTo(now.members)) return changes;
+    std::size_t last = 0;
+    for (std::size_t i = 0; i < now.members.size(); ++i) {
+      if (!now.members[i].dictionary()) continue;
+      const AccountPlace place = now.place(i);
+      const auto from = matching_.predecessorOf(place);
+      if (!from) {
+        changes.push_back(change(Kind::Added, std::nullopt, place));
+      } else if (old.hold(*from)) {
+        const std::size_t index = from->isChild() ? from->child : from->top;
+        reordered |= index < last;
+        last = index;
+        if (*accountAt(before_, *from) == *accountAt(after_, place)) continue;
+        AccountChange found = change(Kind::Changed, from, place);
+        if (!found.keys.empty() || !found.children.empty()) changes.push_back(std::move(found));
+      }
+    }
+    for (std::size_t i = 0; i < old.members.size(); ++i) {
+      if (!old.members[i].dictionary()) continue;
+      const auto to = matching_.successorOf(old.place(i));
+      if (!to) {
+        changes.push_back(change(Kind::Removed, old.place(i), std::nullopt));
+      } else if (!now.hold(*to)) {
+        changes.push_back(change(Kind::Changed, old.place(i), to));
+        changes.back().movedTo = to->isChild() ? accountLabel(after_[to->top], to->top) : "";
+      }
+    }
+    compareStrangers(old.members, now.members, changes);
+    return changes;
+  }
+
+  AccountChange change(Kind kind, std::optional<AccountPlace> from,
+                       std::optional<AccountPlace> to) {
+    const Dictionary none;
+    const Dictionary& old = from ? *accountAt(before_, *from) : none;
+    const Dictionary& now = to ? *accountAt(after_, *to) : none;
+    const Dictionary& shown = to ? now : old;
+    const AccountPlace place = to ? *to : *from;
+    AccountChange change{kind,
+                         accountLabel(shown, place.isChild() ? place.child : place.top),
+                         accountTitle(shown),
+                         old,
+                         {},
+                         {}};
+    bool reordered = false;
+    change.children = compareLists(childrenOf(before_, from), childrenOf(after_, to), reordered);
+    forEachDifference(old, now, [&](auto key, auto* before, auto* after) {
+      const bool isList = (!before || !from->isChild()) && (!after || !to->isChild()) &&
+                          isAboutChildren(key, before, after);
+      // The children tell for themselves, but not of their order or of a list that has none.
+      const bool isTold = !isList || reordered || (isEmpty(before) && isEmpty(after));
+      if (isTold) change.keys.push_back(keyChange(key, before, after));
+      return true;
+    });
+    return change;
+  }
+
+  static Siblings childrenOf(const Array& accounts, std::optional<AccountPlace> place) {
+    static const Array kNone;
+    // Deeper descendants are nobody's children.
+    if (!place || place->isChild()) return {kNone, Siblings::kNowhere};
+    return {childrenAt(accounts, place->top), place->top};
+  }
+
+  // Values that are no accounts are shown as a whole, and told apart by their order.
+  static void compareStrangers(const Array& before, const Array& after,
+                               std::vector<AccountChange>& changes) {
+    const std::vector<std::size_t> old = strangersIn(before);
+    const std::vector<std::size_t> now = strangersIn(after);
+    for (std::size_t i = 0; i < std::max(old.size(), now.size()); ++i) {
+      const PropertyList* was = i < old.size() ? &before[old[i]] : nullptr;
+      const PropertyList* is = i < now.size() ? &after[now[i]] : nullptr;
+      if (was && is && *was == *is) continue;
+      AccountChange& change = changes.emplace_back();
+      change.kind = !was ? Kind::Added : !is ? Kind::Removed : Kind::Changed;
+      change.account = accountLabel(is ? *is : *was, is ? now[i] : old[i]);
+      change.keys = {{"", copyOf(was), copyOf(is), {}, {}}};
+      change.isAccount = false;
+    }
+  }
+
+  const Array& before_;
+  const Array& after_;
+  const AccountMatching& matching_;
+};
 
 bool listsAccounts(const Dictionary& settings) {
   const PropertyList* accounts = settings.find(kPlistAccountsKey);
   return !accounts || accounts->array();
+}
+
+bool isOwnChange(const KeyChange& change) {
+  const auto valueOf = [](const auto& value) { return value ? &*value : nullptr; };
+  return !isAboutChildren(change.key, valueOf(change.before), valueOf(change.after));
+}
+
+void count(const std::vector<AccountChange>& changes, bool areChildren, AccountCounts& counts) {
+  for (const AccountChange& each : changes) {
+    // What is no account among the children belongs to their parent.
+    if (areChildren && !each.isAccount) continue;
+    if (each.kind == AccountChange::Kind::Added) {
+      ++counts.added;
+    } else if (each.kind == AccountChange::Kind::Removed) {
+      ++counts.dropped;
+    } else if (each.movedTo) {
+      ++counts.moved;
+    } else if (std::any_of(each.keys.begin(), each.keys.end(), isOwnChange)) {
+      ++counts.changed;
+    }
+    count(each.children, true, counts);
+  }
 }
 
 }  // namespace
@@ -313,20 +261,48 @@ bool isSetValued(std::string_view key) {
   return std::find(kSets.begin(), kSets.end(), key) != kSets.end();
 }
 
+const Array& accountsIn(const Dictionary& settings) {
+  static const Array kNone;
+  const PropertyList* accounts = settings.find(kPlistAccountsKey);
+  return accounts && accounts->array() ? *accounts->array() : kNone;
+}
+
 Differences differencesBetween(const Array& before, const Array& after) {
-  Differences differences;
-  differences.accounts = compareLists(before, after, &differences.reordered);
-  tellMoves(differences.accounts, after);
-  return differences;
+  return differencesBetween(before, after, AccountMatching(before, after));
+}
+
+Differences differencesBetween(const Array& before, const Array& after,
+                               const AccountMatching& matching) {
+  return Comparison(before, after, matching).run();
 }
 
 Differences differencesBetween(const Dictionary& before, const Dictionary& after) {
-  Differences differences = differencesBetween(accountsOf(before), accountsOf(after));
+  Differences differences = differencesBetween(accountsIn(before), accountsIn(after));
   // "Accounts" that is no list of accounts is compared like any other key.
-  const bool lists = listsAccounts(before) && listsAccounts(after);
-  differences.root =
-      compareKeys(before, after, lists ? std::optional(kPlistAccountsKey) : std::nullopt);
+  const bool list = listsAccounts(before) && listsAccounts(after);
+  forEachDifference(before, after, [&](auto key, auto* old, auto* now) {
+    if (!list || key != kPlistAccountsKey) differences.root.push_back(keyChange(key, old, now));
+    return true;
+  });
   return differences;
+}
+
+AccountCounts countsOf(const Differences& differences, const Array& before) {
+  AccountCounts counts;
+  count(differences.accounts, false, counts);
+  std::size_t all = strangersIn(before).size();
+  forEachAccount(before, [&](AccountPlace, const Dictionary&) { ++all; });
+  counts.kept = all - counts.before();
+  return counts;
+}
+
+bool isChanged(const Dictionary& before, const Dictionary& after) {
+  bool isOwn = false;
+  forEachDifference(before, after, [&](auto key, auto* old, auto* now) {
+    isOwn = !isAboutChildren(key, old, now);
+    return !isOwn;
+  });
+  return isOwn;
 }
 
 }  // namespace accountsettings

@@ -1,6 +1,5 @@
-// Differences tells what changed between two lists of accounts: accounts matched by their
-// identifiers (also those that the oldest releases kept as "uniqueId"), children inside their
-// parents, and then key by key. Lists whose order means
+// Differences tells what changed between two lists of accounts, once it is known which account is
+// which: who came, went and moved, and key by key what is different. Lists whose order means
 // nothing are compared as sets.
 #pragma once
 
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "plist/PropertyList.h"
+#include "tool/accounts/AccountMatching.h"
 
 namespace accountsettings {
 
@@ -23,15 +23,18 @@ struct KeyChange {
   std::vector<std::string> wentOut;
 };
 
+// AccountChange stands where the account was, or where it is new.
 struct AccountChange {
   enum class Kind { Added, Removed, Changed };
   Kind kind = Kind::Changed;
   std::string account;                  // the identifier, else "#" and the place from 1
   std::string label;                    // type and display name, for people
   Dictionary before;                    // the properties before; empty where there were none
-  std::vector<KeyChange> keys;          // without "ChildAccounts"
+  std::vector<KeyChange> keys;          // what the children do not show
   std::vector<AccountChange> children;  // of "ChildAccounts"
-  std::string movedTo = {};             // the account whose child it became; mostly empty
+  // Where it has another parent: the account whose child it became, "" at the top.
+  std::optional<std::string> movedTo = {};
+  bool isAccount = true;  // or a value that is none, told as a whole under an empty key
 };
 
 struct Differences {
@@ -46,13 +49,18 @@ struct Differences {
 
 // Accounts that are the same object on both sides cost one comparison of pointers.
 [[nodiscard]] Differences differencesBetween(const Array& before, const Array& after);
+// The same where it is known already which account is which.
+[[nodiscard]] Differences differencesBetween(const Array& before, const Array& after,
+                                             const AccountMatching& matching);
 // The same for whole settings files, with their other top-level keys.
 [[nodiscard]] Differences differencesBetween(const Dictionary& before, const Dictionary& after);
-// The change of one account, whatever became of its identifier; none where nothing differs. Without
-// an identifier it is named by its place, counted from 0.
-[[nodiscard]] std::optional<AccountChange> changeBetween(const PropertyList& before,
-                                                         const PropertyList& after,
-                                                         std::size_t place);
+
+// What became of the accounts of `before`. A top-level value that is no account counts as one.
+[[nodiscard]] AccountCounts countsOf(const Differences& differences, const Array& before);
+// Whether a key differs between two states of an account; which children it lists does not count.
+[[nodiscard]] bool isChanged(const Dictionary& before, const Dictionary& after);
+// The list of accounts in a settings file; an empty one where "Accounts" is no list.
+[[nodiscard]] const Array& accountsIn(const Dictionary& settings);
 
 // Whether the list under this key of an account is a set.
 [[nodiscard]] bool isSetValued(std::string_view key);

@@ -39,7 +39,9 @@ class DifferenceLines {
                       : change.kind == AccountChange::Kind::Removed ? '-'
                                                                     : '~';
     const std::string label = change.label.empty() ? "account" : cutTo(change.label, kValueWidth);
-    const std::string moved = change.movedTo.empty() ? "" : "  now a child of " + change.movedTo;
+    const std::string moved = !change.movedTo           ? ""
+                              : change.movedTo->empty() ? "  now no child any more"
+                                                        : "  now a child of " + *change.movedTo;
     mark(sign, label + "  " + change.account + moved, indent);
     for (const KeyChange& each : change.keys) write(each, indent + "    ");
     for (const AccountChange& each : change.children) write(each, indent + "    ");
@@ -106,7 +108,7 @@ Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
                      {"account", each.account},
                      {"label", each.label},
                      {"keys", forScripts(each.keys, reveal)}};
-    if (!each.movedTo.empty()) entry.set("movedTo", each.movedTo);
+    entry.set("movedTo", each.movedTo);
     if (!each.children.empty()) entry.set("children", forScripts(each.children, reveal));
     array.append(std::move(entry));
   }
@@ -121,6 +123,29 @@ void writeDifferences(Output& output, const Differences& differences, bool revea
   for (const KeyChange& each : differences.root) lines.write(each, indent);
   for (const AccountChange& each : differences.accounts) lines.write(each, indent);
   if (differences.reordered) output.line(indent + "The accounts stand in another order.");
+}
+
+std::string countsInWords(const AccountCounts& counts) {
+  std::vector<std::string> parts;
+  const auto add = [&](std::size_t count, const char* word) {
+    if (count != 0) parts.push_back(std::to_string(count) + " " + word);
+  };
+  add(counts.kept, "kept");
+  add(counts.moved, "moved");
+  add(counts.changed, "changed");
+  add(counts.dropped, "dropped");
+  add(counts.added, "added");
+  return counted(counts.before(), "account", "accounts") + " before, " +
+         std::to_string(counts.after()) + " after" +
+         (parts.empty() ? "" : "; " + joined(parts, ", "));
+}
+
+Dictionary countsForScripts(const AccountCounts& counts) {
+  return {{"kept", counts.kept},
+          {"moved", counts.moved},
+          {"changed", counts.changed},
+          {"dropped", counts.dropped},
+          {"added", counts.added}};
 }
 
 Dictionary differencesForScripts(const Differences& differences, bool reveal) {

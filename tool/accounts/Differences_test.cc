@@ -119,6 +119,36 @@ TEST(Differences, AParentIsNotToldForAChildThatMovedIn) {
   EXPECT_TRUE(found.accounts[0].keys.empty());
 }
 
+TEST(Differences, AChildThatChangedItsParentIsToldWhereItWas) {
+  const Dictionary parent{{"Identifier", "P"}, {"ChildAccounts", Array{account("C")}}};
+  const Dictionary other{{"Identifier", "Q"}};
+  const Array after = {Dictionary{{"Identifier", "P"}, {"ChildAccounts", Array()}},
+                       with(other, "ChildAccounts", Array{account("C")})};
+  const Differences found = differencesBetween(Array{parent, other}, after);
+  ASSERT_EQ(found.accounts.size(), 1U);
+  EXPECT_EQ(found.accounts[0].account, "P");
+  ASSERT_EQ(found.accounts[0].children.size(), 1U);
+  EXPECT_EQ(found.accounts[0].children[0].movedTo, "Q");
+  const Differences back =
+      differencesBetween(after, Array{Dictionary{{"Identifier", "P"}}, other, account("C")});
+  EXPECT_EQ(back.accounts.back().children.at(0).movedTo, "");
+}
+
+TEST(Differences, EachAccountIsCountedOnce) {
+  const Dictionary parent = with(account("P"), "ChildAccounts", Array{account("C"), account("D")});
+  const Dictionary parentNow =
+      with(account("P"), "ChildAccounts", Array{with(account("D"), "Port", 1), account("A")});
+  const Array before = {account("A"), parent, with(account("B"), "Type", "LDAP"), "odd"};
+  const Array after = {parentNow, with(account("N"), "Type", "SMTP"), "odd"};
+  const AccountCounts counts = countsOf(differencesBetween(before, after), before);
+  EXPECT_EQ(counts, (AccountCounts{.kept = 2, .moved = 1, .changed = 1, .dropped = 2, .added = 1}));
+  EXPECT_EQ(counts.before(), 6U);
+  EXPECT_EQ(counts.after(), 5U);
+  // An account that only gains data classes is changed; one whose children changed is not.
+  EXPECT_TRUE(isChanged(account("A"), with(account("A"), "Enabled Dataclasses", Array{"x"})));
+  EXPECT_FALSE(isChanged(parent, parentNow));
+}
+
 TEST(Differences, AnotherOrderIsTold) {
   const Differences found = differencesBetween(Array{account("A"), account("B"), account("C")},
                                                Array{account("C"), account("A"), account("B")});

@@ -1,8 +1,15 @@
 #include "tool/commands/DiffCommand.h"
 
+#include <unordered_set>
+
+#include "account/AccountConstants.h"
+#include "store/AccountsManager.h"
+#include "tool/accounts/AccountTree.h"
 #include "tool/accounts/Differences.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/commands/Input.h"
+#include "tool/device/OpenedRoot.h"
+#include "tool/inspection/LegacyForecast.h"
 
 namespace accountsettings {
 namespace {
@@ -22,8 +29,45 @@ Dictionary settingsOf(const Input& input) {
   return *settings->dictionary();
 }
 
+bool hasLegacyFiles(const Input& input) {
+  return input.files.legacyMail.content || input.files.legacyExchange.content;
+}
+
+// Adds the accounts that the legacy files describe, as a migration would make them. One that the
+// settings hold already is not there twice.
+void addLegacyAccounts(Array& accounts, const std::vector<LegacyFile>& files) {
+  std::unordered_set<std::string> held;
+  forEachAccount(accounts, [&](AccountPlace, const Dictionary& account) {
+    if (!identifierOf(account).empty()) held.emplace(identifierOf(account));
+  });
+  for (const LegacyFile& file : files) {
+    if (file.problem) throw Prevented(file.path, *file.problem, "see 'accountsettings check'");
+    for (const LegacySection& section : file.sections) {
+      for (const LegacyDescription& each : section.descriptions) {
+        if (held.contains(textOf(each.properties, kAccountIdentifier))) continue;
+        accounts.append(each.properties);
+      }
+    }
+  }
+}
+
+// What one side of the comparison holds, in the settings and in legacy files.
+Dictionary contentOf(const Input& input, const CommonOptions& options) {
+  Dictionary settings = settingsOf(input);
+  const PropertyList* stored = settings.find(kPlistAccountsKey);
+  if (!hasLegacyFiles(input) || (stored && !stored->array())) return settings;
+  CommonOptions here = options;
+  if (input.kind == Input::Kind::DeviceRoot) here.root = input.path;
+  const OpenedRoot device(here, DefaultLog::Nowhere);
+  Array accounts = accountsIn(settings);
+  addLegacyAccounts(accounts, legacyFilesOf(input.files));
+  settings.set(kPlistAccountsKey, accounts);
+  return settings;
+}
+
 std::string headlineOf(const Input& input) {
-  return input.description() + (input.files.settings.content ? "" : " (no settings file)");
+  return input.description() + (input.files.settings.content ? "" : " (no settings file)") +
+         (hasLegacyFiles(input) ? " (with its legacy files)" : "");
 }
 
 Dictionary sourceOf(const Input& input) {
@@ -33,7 +77,8 @@ Dictionary sourceOf(const Input& input) {
 }  // namespace
 
 void DiffCommand::describe(OptionSet& options) {
-  options.argument("OLD", old_, "A settings file, a device root or a backup");
+  options.argument("OLD", old_,
+                   "A settings file, or a device root or a backup with its legacy files");
   options.argument("NEW", new_, "What to compare it with");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
   options.example(
@@ -48,14 +93,14 @@ void DiffCommand::describe(OptionSet& options) {
 ExitStatus DiffCommand::run(Session& session) {
   const Input before = openInput(old_, session.options);
   const Input after = openInput(new_, session.options);
-  const Differences differences = differencesBetween(settingsOf(before), settingsOf(after));
+  const Dictionary old = contentOf(before, session.options);
+  const Differences differences = differencesBetween(old, contentOf(after, session.options));
+  const AccountCounts counts = countsOf(differences, accountsIn(old));
   Output& output = session.output;
   if (output.json()) {
-    Dictionary document{{"format", "accountsettings.diff"},
-                        {"formatVersion", 1},
-                        {"old", sourceOf(before)},
-                        {"new", sourceOf(after)},
-                        {"same", differences.empty()}};
+    Dictionary document{{"format", "accountsettings.diff"}, {"formatVersion", 1},
+                        {"old", sourceOf(before)},          {"new", sourceOf(after)},
+                        {"same", differences.empty()},      {"counts", countsForScripts(counts)}};
     for (const auto& entry : differencesForScripts(differences, reveal_)) {
       document.set(entry.key(), entry.value());
     }
@@ -64,8 +109,8 @@ ExitStatus DiffCommand::run(Session& session) {
   } else {
     output.line(output.paint(Colour::Bold, "--- " + headlineOf(before)));
     output.line(output.paint(Colour::Bold, "+++ " + headlineOf(after)));
+    output.line(differences.empty() ? "The account settings are the same." : countsInWords(counts));
     writeDifferences(output, differences, reveal_);
-    if (differences.empty()) output.line("The account settings are the same.");
   }
   return differences.empty() ? ExitStatus::Done : ExitStatus::No;
 }

@@ -38,6 +38,7 @@ TEST(Diff, DifferencesAreShownAccountByAccount) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.out, "--- device root " + before.path() + "\n+++ device root " + after.path() +
                             "\n"
+                            "3 accounts before, 3 after; 2 changed, 1 dropped, 1 added\n"
                             "~ Version: 9 -> 12\n"
                             "~ Mail \"Mail of A\"  A\n"
                             "    ~ Username: \"user-A\" -> \"other\"\n"

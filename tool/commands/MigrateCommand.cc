@@ -34,8 +34,6 @@ MigrationReport reportOf(MigrationHost& host, const std::string& root, Findings 
   report.outcome = host.rehearsal().result() ? "done" : "answered-no";
   report.version = host.versionBefore();
   report.versionAfter = host.versionAfter();
-  report.accountsBefore = host.accountsBefore();
-  report.accountsAfter = host.accountsAfter();
   report.steps = host.rehearsal().steps();
   report.ledger = host.ledger();
   report.written = host.written();

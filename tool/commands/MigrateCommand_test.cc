@@ -79,9 +79,8 @@ TEST_F(Migrate, RewritesCurrentSettingsAndSaysSo) {
   EXPECT_EQ(result.out, "Migrated " + root_.path() +
                             ", which has version 12 already: nothing to convert or upgrade, the "
                             "file is rewritten.\n"
-                            "  1 account before, 1 account after\n"
-                            "  accounts: 1 kept, 0 moved, 0 changed, 0 dropped\n"
-                            "  keys:     " +
+                            "  1 account before, 1 after; 1 kept\n"
+                            "  keys: " +
                             std::to_string(mailAccount("A").size() + 2) +
                             " kept, 0 moved, 0 changed, 0 dropped\n"
                             "  wrote " +

@@ -20,9 +20,18 @@ struct StepRecord {
   Array before;
   Array after;
   bool result = true;
+  AccountMatching matching;  // of the accounts before and after
 
-  // An account that got another identifier, or that became a child, is told as the same one.
-  [[nodiscard]] Differences differences() const;
+  StepRecord(std::string_view selector, Array given, Array made, bool answer)
+      : step(selector),
+        before(std::move(given)),
+        after(std::move(made)),
+        result(answer),
+        matching(before, after) {}
+
+  [[nodiscard]] Differences differences() const {
+    return differencesBetween(before, after, matching);
+  }
 };
 
 class ChangeObserver : public MigrationObserver {
@@ -40,6 +49,7 @@ class ChangeObserver : public MigrationObserver {
 
  private:
   Progress progress_;
+  Array before_;  // of the step that runs
   std::vector<StepRecord> steps_;
 };
 

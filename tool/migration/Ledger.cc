@@ -1,15 +1,15 @@
 #include "tool/migration/Ledger.h"
 
 #include <algorithm>
+#include <deque>
 #include <map>
+#include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
-#include "tool/accounts/AccountLineage.h"
 #include "tool/accounts/AccountTree.h"
-#include "tool/inspection/Inspection.h"
+#include "tool/accounts/Differences.h"
 #include "tool/migration/LedgerRules.h"
 
 namespace accountsettings {
@@ -20,31 +20,34 @@ using Fate = LedgerEntry::Fate;
 
 // What happened to one key of an account, as far as the walk has come.
 struct KeyHistory {
-  std::string step;  // the last that changed it
-  std::string to;    // where its value went when it left the account
-  std::string rule;  // why it left
+  std::string_view step;  // the last that changed it
+  std::string to;         // where its value went when it left the account
+  std::string rule;       // why it left
 };
 
 // An account of an input file on its way through the migration.
 struct Traveller {
-  std::string file;
-  std::string account;
-  Dictionary original;
-  std::optional<AccountPlace> place;  // none: not yet taken over from its file, or gone
-  bool wasChild = false;
-  std::string legacyStep;  // of a legacy description; empty otherwise
-  bool repeated = false;   // an account before or after it has its identifier
-  std::string goneStep;
-  std::string goneRule;
-  std::map<std::string, KeyHistory, std::less<>> keys;
-};
+  const std::string* file = nullptr;
+  const Dictionary* original = nullptr;  // as it is in its file
+  const Dictionary* account = nullptr;   // the same, or the account that a description stands for
+  std::size_t number = 0;                // its place in its list
+  Traveller* parent = nullptr;           // of a child
+  // Of a description: the account of the settings that has its identifier. Both go one way.
+  Traveller* same = nullptr;
+  std::optional<AccountPlace> place = {};  // none: not yet taken over from its file, or gone
+  std::string_view legacyStep = {};        // of a description; empty otherwise
+  std::string_view goneStep = {};
+  std::string goneRule = {};
+  std::map<std::string, KeyHistory, std::less<>> keys = {};
 
-std::string labelOf(const Dictionary& account) {
-  std::string label = textOf(account, kAccountType);
-  const std::string name = textOf(account, kAccountDisplayName);
-  if (!name.empty()) label += (label.empty() ? "\"" : " \"") + name + "\"";
-  return label;
-}
+  [[nodiscard]] std::string name() const {
+    const std::string own = accountLabel(*account, number);
+    return parent ? parent->name() + "/" + own : own;
+  }
+  [[nodiscard]] bool isMoved() const {
+    return place->isChild() != (parent != nullptr) || (parent && parent->place != place->parent());
+  }
+};
 
 // Children travel by themselves.
 bool isStructure(std::string_view key, const PropertyList& value) {
@@ -53,41 +56,14 @@ bool isStructure(std::string_view key, const PropertyList& value) {
 
 const Array& accountsIn(const std::optional<Dictionary>& settings) {
   static const Array kNone;
-  if (!settings) return kNone;
-  const PropertyList* accounts = settings->find(kPlistAccountsKey);
-  return accounts == nullptr || accounts->array() == nullptr ? kNone : *accounts->array();
+  return settings ? accountsIn(*settings) : kNone;
 }
 
-// The first account of each identifier.
-std::unordered_map<std::string_view, AccountPlace> firstPlacesByIdentifier(const Array& accounts) {
-  std::unordered_map<std::string_view, AccountPlace> places;
-  for (std::size_t top = 0; top < accounts.size(); ++top) {
-    const Dictionary* account = accounts[top].dictionary();
-    if (account == nullptr) continue;
-    places.try_emplace(identifierOf(*account), AccountPlace{top, AccountPlace::kNoChild});
-    const Array* children = childrenAt(accounts, top);
-    for (std::size_t child = 0; children != nullptr && child < children->size(); ++child) {
-      if (const Dictionary* properties = (*children)[child].dictionary()) {
-        places.try_emplace(identifierOf(*properties), AccountPlace{top, child});
-      }
-    }
-  }
-  places.erase("");
-  return places;
+std::size_t strangersIn(const Array& accounts) {
+  return static_cast<std::size_t>(
+      std::count_if(accounts.begin(), accounts.end(),
+                    [](const PropertyList& each) { return each.dictionary() == nullptr; }));
 }
-
-// One step seen from outside: the accounts before it and after it.
-struct Transition {
-  std::string step;
-  const Array& before;
-  const Array& after;
-  bool result;
-
-  // Whether the top-level account there is the same object as before, children and all.
-  [[nodiscard]] bool leavesAlone(std::size_t top) const {
-    return top < before.size() && top < after.size() && before[top].identicalTo(after[top]);
-  }
-};
 
 class LedgerMaker {
  public:
@@ -97,122 +73,101 @@ class LedgerMaker {
   Ledger make() {
     enterSettings();
     for (const LedgerLegacyFile& file : input_.legacyFiles) enterLegacyFile(file);
-    for (const Transition& transition : transitions()) pass(transition);
+    const Array* accounts = &accountsIn(input_.settings);
+    if (!steps_.empty()) pass(kLoadStep, *accounts, steps_.front().before, true, nullptr);
+    for (const StepRecord& step : steps_) {
+      pass(step.step, step.before, step.after, step.result, &step.matching);
+      accounts = &step.after;
+    }
+    pass(kSaveStep, *accounts, accountsIn(input_.result), true, nullptr);
     for (const Traveller& traveller : travellers_) judge(traveller);
+    countAdded();
     return std::move(ledger_);
   }
 
  private:
-  std::vector<Transition> transitions() const {
-    const Array& first = accountsIn(input_.settings);
-    const Array& last = accountsIn(input_.result);
-    if (steps_.empty()) return {{std::string(kSaveStep), first, last, true}};
-    std::vector<Transition> all;
-    all.push_back({std::string(kLoadStep), first, steps_.front().before, true});
-    for (const StepRecord& step : steps_) {
-      all.push_back({step.step, step.before, step.after, step.result});
-    }
-    all.push_back({std::string(kSaveStep), steps_.back().after, last, true});
-    return all;
-  }
-
   // Entering: every account of every input file becomes a traveller.
 
   void enterSettings() {
     if (!input_.settings) return;
     for (const auto& entry : *input_.settings) enterRootKey(entry.key(), entry.value());
     const Array& accounts = accountsIn(input_.settings);
+    Traveller* parent = nullptr;
+    forEachAccount(accounts, [&](AccountPlace place, const Dictionary& account) {
+      Traveller& traveller = travellers_.emplace_back();
+      traveller.file = &input_.settingsPath;
+      traveller.original = traveller.account = &account;
+      traveller.number = place.isChild() ? place.child : place.top;
+      traveller.place = place;
+      if (place.isChild()) {
+        traveller.parent = parent;
+      } else {
+        parent = &traveller;
+      }
+    });
+    std::size_t staying = strangersIn(accountsIn(input_.result));
     for (std::size_t top = 0; top < accounts.size(); ++top) {
-      const std::string label = accountLabel(accounts[top], top);
-      if (accounts[top].dictionary() == nullptr) {
-        dropMember(input_.settingsPath, label, kLoadStep);
-        continue;
+      if (accounts[top].dictionary() != nullptr) continue;
+      if (staying > 0) {
+        --staying;
+        ++ledger_.accounts.kept;
+      } else {
+        dropMember(input_.settingsPath, accountLabel(accounts[top], top), kLoadStep);
       }
-      enter(label, *accounts[top].dictionary(), {top, AccountPlace::kNoChild});
-      const Array* children = childrenAt(accounts, top);
-      for (std::size_t i = 0; children != nullptr && i < children->size(); ++i) {
-        if ((*children)[i].dictionary() == nullptr) continue;  // stays in its parent's list
-        enter(label + "/" + accountLabel((*children)[i], i), *(*children)[i].dictionary(),
-              {top, i});
-      }
-    }
-    markRepeated();
-  }
-
-  void enter(std::string account, const Dictionary& properties, AccountPlace place) {
-    Traveller traveller;
-    traveller.file = input_.settingsPath;
-    traveller.account = std::move(account);
-    traveller.original = properties;
-    traveller.place = place;
-    traveller.wasChild = place.isChild();
-    travellers_.push_back(std::move(traveller));
-  }
-
-  void markRepeated() {
-    std::unordered_map<std::string_view, Traveller*> seen;
-    for (Traveller& each : travellers_) {
-      const std::string_view identifier = identifierOf(each.original);
-      if (identifier.empty() || each.wasChild) continue;
-      const auto [place, isNew] = seen.try_emplace(identifier, &each);
-      if (!isNew) each.repeated = place->second->repeated = true;
     }
   }
 
   void enterRootKey(std::string_view key, const PropertyList& value) {
     const bool isAccounts = key == kPlistAccountsKey;
-    if (isAccounts && value.array() != nullptr) {
+    const PropertyList* now = input_.result ? input_.result->find(key) : nullptr;
+    if ((isAccounts && value.array() != nullptr) || (now != nullptr && *now == value)) {
       ++ledger_.keys.kept;
     } else if (key == kPlistVersionKey) {
-      if (input_.result && input_.result->find(key) != nullptr &&
-          *input_.result->find(key) == value)
-        ++ledger_.keys.kept;
-      else
-        add({Fate::Changed, input_.settingsPath, "", "", std::string(key), "",
-             std::string(kSaveStep), ""});
+      add({Fate::Changed, input_.settingsPath, "", "", std::string(key), "", std::string(kSaveStep),
+           ""});
     } else {
       add({Fate::Dropped, input_.settingsPath, "", "", std::string(key), "", std::string(kSaveStep),
            isAccounts ? "it is no list" : "a save writes \"Accounts\" and \"Version\" alone"});
     }
   }
 
-  void enterLegacyFile(const LedgerLegacyFile& file) {
+  void enterLegacyFile(const LedgerLegacyFile& legacy) {
+    const LegacyFile& file = legacy.file;
     for (const auto& entry : file.content) {
-      const bool isList = std::count(file.listKeys.begin(), file.listKeys.end(), entry.key()) > 0 &&
-                          entry.value().array() != nullptr;
-      if (isList || file.stillThere) {
+      const bool isList = file.section(entry.key()) != nullptr && entry.value().array() != nullptr;
+      if (isList || legacy.stillThere) {
         ++ledger_.keys.kept;
       } else {
-        add({Fate::Dropped, file.path, "", "", std::string(entry.key()), "", file.step,
+        add({Fate::Dropped, file.path, "", "", std::string(entry.key()), "", legacy.step,
              "only the account descriptions of a legacy file are taken over"});
       }
     }
-    std::size_t place = 0;
-    for (const std::string& key : file.listKeys) {
-      const PropertyList* list = file.content.find(key);
-      if (list == nullptr || list->array() == nullptr) continue;
-      for (const PropertyList& each : *list->array()) enterDescription(file, each, place++);
+    for (const LegacySection& section : file.sections) {
+      for (std::size_t i = 0; i < section.descriptions.size(); ++i) {
+        enterDescription(legacy, section.descriptions[i],
+                         (*file.content.find(section.key)->array())[i], i);
+      }
     }
   }
 
-  void enterDescription(const LedgerLegacyFile& file, const PropertyList& description,
-                        std::size_t place) {
-    if (description.dictionary() == nullptr) {
-      dropMember(file.path, "#" + std::to_string(place + 1), file.step);
-      return;
-    }
-    Traveller traveller;
-    traveller.file = file.path;
-    traveller.original = *description.dictionary();
-    traveller.account = textOf(traveller.original, file.identifierKey);
-    if (traveller.account.empty()) traveller.account = "#" + std::to_string(place + 1);
-    traveller.legacyStep = file.step;
-    if (file.stillThere) {
+  void enterDescription(const LedgerLegacyFile& legacy, const LegacyDescription& description,
+                        const PropertyList& stored, std::size_t number) {
+    if (legacy.stillThere) {
       // Nothing was taken from a file that stays.
-      countKept(traveller);
-      return;
+      ++ledger_.accounts.kept;
+      if (stored.dictionary() != nullptr) ledger_.keys.kept += stored.dictionary()->size();
+    } else if (stored.dictionary() == nullptr) {
+      dropMember(legacy.file.path, description.label, legacy.step);
+    } else {
+      Traveller& traveller = travellers_.emplace_back();
+      traveller.file = &legacy.file.path;
+      traveller.original = stored.dictionary();
+      traveller.account = &description.properties;
+      traveller.number = number;
+      traveller.legacyStep = legacy.step;
+      const Namesakes* namesakes = namesakesOf(traveller);
+      if (namesakes != nullptr) traveller.same = namesakes->first;
     }
-    travellers_.push_back(std::move(traveller));
   }
 
   void dropMember(const std::string& file, std::string account, std::string_view step) {
@@ -221,92 +176,99 @@ class LedgerMaker {
                                std::string(step), "it is no dictionary"});
   }
 
+  // The accounts of the settings that share an identifier.
+  struct Namesakes {
+    Traveller* first = nullptr;
+    std::size_t topLevel = 0;
+  };
+
+  // Those of the traveller's identifier; nullptr where it has none, or they have another.
+  const Namesakes* namesakesOf(const Traveller& traveller) {
+    if (namesakes_.empty()) {
+      for (Traveller& each : travellers_) {
+        if (!each.legacyStep.empty()) break;
+        Namesakes& namesakes = namesakes_[identifierOf(*each.account)];
+        if (namesakes.first == nullptr) namesakes.first = &each;
+        if (each.parent == nullptr) ++namesakes.topLevel;
+      }
+      namesakes_.erase("");
+    }
+    const auto found = namesakes_.find(identifierOf(*traveller.account));
+    return found == namesakes_.end() ? nullptr : &found->second;
+  }
+
+  // Whether a top-level account before or after it has its identifier.
+  bool isRepeated(const Traveller& traveller) {
+    const Namesakes* namesakes = namesakesOf(traveller);
+    return traveller.parent == nullptr && namesakes != nullptr && namesakes->topLevel > 1;
+  }
+
   // Passing: each step moves the travellers to where it leaves them.
 
-  void pass(const Transition& transition) {
-    const AccountLineage lineage(transition.before, transition.after);
-    std::unordered_set<std::size_t> goneTops;
+  // `matching` is of the two lists where somebody has it already.
+  void pass(std::string_view step, Array before, const Array& after, bool result,
+            const AccountMatching* matching) {
+    std::optional<AccountMatching> own;
+    if (takeOver(step, before, result) || matching == nullptr) {
+      matching = &own.emplace(before, after);
+    }
     for (Traveller& each : travellers_) {
       if (!each.place) continue;
       const AccountPlace from = *each.place;
-      if (transition.leavesAlone(from.top)) continue;
-      const std::optional<AccountPlace> to = lineage.successorOf(from);
-      const Dictionary& before = *accountAt(transition.before, from);
-      if (!to) {
-        if (!from.isChild()) goneTops.insert(from.top);
-        each.goneStep = transition.step;
-        each.goneRule = whyAccountIsDropped(transition.step, before, from.isChild(),
-                                            goneTops.contains(from.top));
-      } else if (const Dictionary& after = *accountAt(transition.after, *to);
-                 !before.identicalTo(after)) {
-        noteKeys(each, before, after, *to, transition);
-      }
-      each.place = to;
-    }
-    takeOver(transition, lineage);
-  }
-
-  // The descriptions of the legacy file that the step converts.
-  void takeOver(const Transition& transition, const AccountLineage& lineage) {
-    std::vector<Traveller*> arriving;
-    for (Traveller& each : travellers_) {
-      const bool onItsWay = !each.place && each.goneStep.empty();
-      if (onItsWay && each.legacyStep == transition.step) arriving.push_back(&each);
-    }
-    if (arriving.empty()) return;
-    if (!transition.result) {
-      for (Traveller* each : arriving) {
-        each->goneStep = transition.step;
-        each->goneRule = "a description of its file cannot be converted, and then none is";
-      }
-      return;
-    }
-    findPlaces(arriving, transition.after, lineage);
-    for (Traveller* each : arriving) {
-      if (each->place) {
-        noteKeys(*each, each->original, *accountAt(transition.after, *each->place), *each->place,
-                 transition);
-      }
-    }
-  }
-
-  static void findPlaces(const std::vector<Traveller*>& arriving, const Array& accounts,
-                         const AccountLineage& lineage) {
-    const auto places = firstPlacesByIdentifier(accounts);
-    std::unordered_set<std::size_t> known;  // top-level places
-    std::vector<Traveller*> nameless;
-    for (Traveller* each : arriving) {
-      if (const auto found = places.find(each->account); found != places.end()) {
-        each->place = found->second;
-        if (!found->second.isChild()) known.insert(found->second.top);
+      const bool arrives = each.legacyStep == step;
+      const bool isLeftAlone =
+          from.top < after.size() && before[from.top].identicalTo(after[from.top]);
+      if (isLeftAlone && !arrives) continue;
+      each.place = matching->successorOf(from);
+      const Dictionary& old = arrives ? *each.original : *accountAt(before, from);
+      if (each.place) {
+        noteKeys(each, old, step, after);
       } else {
-        nameless.push_back(each);
+        const bool parentIsGone = from.isChild() && !matching->successorOf(from.parent());
+        each.goneStep = step;
+        // Nothing explains why a description is not there that was just converted.
+        if (!arrives) each.goneRule = whyAccountIsDropped(step, old, from.isChild(), parentIsGone);
       }
-    }
-    // A description without an identifier gets a fresh one; the order tells which is whose.
-    auto next = nameless.begin();
-    for (const AccountPlace newcomer : lineage.newcomers()) {
-      if (next == nameless.end()) break;
-      if (!known.contains(newcomer.top)) (*next++)->place = newcomer;
     }
   }
 
-  void noteKeys(Traveller& traveller, const Dictionary& before, const Dictionary& after,
-                AccountPlace place, const Transition& transition) {
+  // The descriptions of the legacy file that the step converts stand behind the accounts that are
+  // there. Answers whether any do.
+  bool takeOver(std::string_view step, Array& before, bool result) {
+    const std::size_t first = before.size();
+    for (Traveller& each : travellers_) {
+      if (each.legacyStep != step) continue;
+      if (!result) {
+        each.goneStep = step;
+        each.goneRule = "a description of its file cannot be converted, and then none is";
+      } else if (each.same != nullptr && each.same->place) {
+        each.place = each.same->place;
+      } else {
+        each.same = nullptr;
+        each.place = AccountPlace{before.size()};
+        before.append(*each.account);
+      }
+    }
+    return before.size() > first;
+  }
+
+  void noteKeys(Traveller& traveller, const Dictionary& before, std::string_view step,
+                const Array& accounts) {
+    const Dictionary& after = *accountAt(accounts, *traveller.place);
     if (before == after) return;
-    for (const auto& entry : traveller.original) {
+    for (const auto& entry : *traveller.original) {
       const std::string_view key = entry.key();
       const PropertyList* old = before.find(key);
       const PropertyList* now = after.find(key);
       const bool same = old == nullptr ? now == nullptr : now != nullptr && *now == *old;
       if (same || isStructure(key, entry.value())) continue;
       KeyHistory& history = traveller.keys[std::string(key)];
-      history = {transition.step, "", ""};
+      history = {step, "", ""};
       if (now != nullptr) continue;
-      history.to = destinationOf(key, *old, before, after, place, transition.after);
+      history.to = destinationOf(key, *old, before, after, *traveller.place, accounts);
       if (history.to.empty()) {
-        history.rule = whyKeyIsDropped(transition.step, before, key, place.isChild(),
-                                       !traveller.legacyStep.empty(), traveller.repeated);
+        history.rule = whyKeyIsDropped(step, before, key, traveller.place->isChild(),
+                                       !traveller.legacyStep.empty(), isRepeated(traveller));
       }
     }
   }
@@ -331,63 +293,71 @@ class LedgerMaker {
   // Judging: what is different in the end, and by whom.
 
   void judge(const Traveller& traveller) {
+    const std::size_t size = traveller.original->size();
     if (!traveller.place) {
-      ++ledger_.accounts.dropped;
-      ledger_.keys.dropped += traveller.original.size();
-      std::string step = traveller.goneStep;
-      std::string rule = traveller.goneRule;
-      if (step.empty()) {
-        step = kLoadStep;
-        rule = "an earlier removal of the legacy files was interrupted and is only finished";
-      }
-      ledger_.entries.push_back({Fate::Dropped, traveller.file, traveller.account,
-                                 labelOf(traveller.original), "", "", std::move(step),
-                                 std::move(rule)});
+      if (traveller.same == nullptr) ++ledger_.accounts.dropped;
+      ledger_.keys.dropped += size;
+      const bool cameTooLate = traveller.goneStep.empty();
+      addAccount(Fate::Dropped, traveller, "", cameTooLate ? kLoadStep : traveller.goneStep,
+                 cameTooLate ? "an earlier removal of the legacy files was interrupted and is only "
+                               "finished"
+                             : traveller.goneRule);
       return;
     }
     const Array& accounts = accountsIn(input_.result);
-    const Dictionary& now = *accountAt(accounts, *traveller.place);
-    const bool moved = traveller.place->isChild() && !traveller.wasChild;
-    if (moved) {
-      ++ledger_.accounts.moved;
-      ledger_.entries.push_back(
-          {Fate::Moved, traveller.file, traveller.account, labelOf(traveller.original), "",
-           "account " + accountLabel(accounts[traveller.place->top], traveller.place->top), "",
-           ""});
+    const AccountPlace place = *traveller.place;
+    const Dictionary& now = *accountAt(accounts, place);
+    if (traveller.same == nullptr) {
+      AccountCounts& counts = ledger_.accounts;
+      ++(traveller.isMoved()                  ? counts.moved
+         : isChanged(*traveller.account, now) ? counts.changed
+                                              : counts.kept);
+      ++survivors_;
+      if (traveller.isMoved()) {
+        addAccount(Fate::Moved, traveller,
+                   place.isChild() ? "account " + accountLabel(accounts[place.top], place.top)
+                                   : "the top level",
+                   "", "");
+      }
     }
-    bool changed = false;
-    if (traveller.original == now) {
-      ledger_.keys.kept += traveller.original.size();
+    if (*traveller.original == now) {
+      ledger_.keys.kept += size;
     } else {
-      for (const auto& entry : traveller.original) changed |= judgeKey(traveller, entry, now);
+      for (const auto& entry : *traveller.original) judgeKey(traveller, entry, now);
     }
-    if (!moved) ++(changed ? ledger_.accounts.changed : ledger_.accounts.kept);
   }
 
-  // Answers whether the key is not what it was.
-  bool judgeKey(const Traveller& traveller, const Dictionary::Entry& entry, const Dictionary& now) {
+  void judgeKey(const Traveller& traveller, const Dictionary::Entry& entry, const Dictionary& now) {
     const PropertyList* value = now.find(entry.key());
     if (isStructure(entry.key(), entry.value()) || (value != nullptr && *value == entry.value())) {
       ++ledger_.keys.kept;
-      return false;
+      return;
     }
     const auto found = traveller.keys.find(entry.key());
     const KeyHistory history = found == traveller.keys.end() ? KeyHistory() : found->second;
     const Fate fate = value != nullptr      ? Fate::Changed
                       : !history.to.empty() ? Fate::Moved
                                             : Fate::Dropped;
-    add({fate, traveller.file, traveller.account, labelOf(traveller.original),
-         std::string(entry.key()), history.to, history.step, history.rule});
-    return true;
+    add({fate, *traveller.file, traveller.name(), accountTitle(*traveller.account),
+         std::string(entry.key()), history.to, std::string(history.step), history.rule});
   }
 
-  void countKept(const Traveller& traveller) {
-    ++ledger_.accounts.kept;
-    ledger_.keys.kept += traveller.original.size();
+  void addAccount(Fate fate, const Traveller& traveller, std::string to, std::string_view step,
+                  std::string rule) {
+    ledger_.entries.push_back({fate, *traveller.file, traveller.name(),
+                               accountTitle(*traveller.account), "", std::move(to),
+                               std::string(step), std::move(rule)});
+  }
+
+  // Those in the result that nothing of the input became.
+  void countAdded() {
+    std::size_t now = 0;
+    forEachAccount(accountsIn(input_.result), [&](AccountPlace, const Dictionary&) { ++now; });
+    ledger_.accounts.added = now - survivors_;
   }
 
   void add(LedgerEntry entry) {
-    LedgerCounts& keys = ledger_.keys;
+    KeyCounts& keys = ledger_.keys;
     ++(entry.fate == Fate::Moved     ? keys.moved
        : entry.fate == Fate::Changed ? keys.changed
                                      : keys.dropped);
@@ -396,7 +366,9 @@ class LedgerMaker {
 
   const LedgerInput& input_;
   const std::vector<StepRecord>& steps_;
-  std::vector<Traveller> travellers_;
+  std::deque<Traveller> travellers_;
+  std::unordered_map<std::string_view, Namesakes> namesakes_;  // filled when it is asked for
+  std::size_t survivors_ = 0;                                  // of the accounts that are counted
   Ledger ledger_;
 };
 

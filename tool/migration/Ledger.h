@@ -1,6 +1,6 @@
 // Ledger tells of a migration what became of every account and key of every input file:
 // kept, moved, changed by a step, or dropped by a rule. Nothing may get lost without a rule
-// that explains it. What was kept is only counted.
+// that explains it. What was kept, and what is new, is only counted.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "plist/PropertyList.h"
+#include "tool/accounts/AccountMatching.h"
+#include "tool/inspection/LegacyForecast.h"
 #include "tool/migration/ChangeObserver.h"
 
 namespace accountsettings {
@@ -21,12 +23,12 @@ struct LedgerEntry {
   std::string account;  // identifier, else "#" and the place from 1; empty for a key of the root
   std::string label;    // the account's type and name, for people
   std::string key;      // empty for the account as a whole
-  std::string to;       // where it went: "KEY" of the same account, or "account ID"
-  std::string step;     // selector of the step, or "load" or "save"
-  std::string rule;     // why it was dropped; empty where nothing explains it
+  std::string to;    // where it went: "KEY" of the same account, "account ID", or "the top level"
+  std::string step;  // selector of the step, or "load" or "save"
+  std::string rule;  // why it was dropped; empty where nothing explains it
 };
 
-struct LedgerCounts {
+struct KeyCounts {
   std::size_t kept = 0;
   std::size_t moved = 0;
   std::size_t changed = 0;
@@ -34,8 +36,9 @@ struct LedgerCounts {
 };
 
 struct Ledger {
-  LedgerCounts accounts;
-  LedgerCounts keys;  // of the accounts and of the files' roots
+  // A description of an account that the settings hold already counts as that account.
+  AccountCounts accounts;
+  KeyCounts keys;  // of the accounts and of the files' roots
   std::vector<LedgerEntry> entries;
 
   // The entries that no rule explains.
@@ -44,11 +47,8 @@ struct Ledger {
 
 // One legacy file that was there before.
 struct LedgerLegacyFile {
-  std::string path;
-  std::string step;                   // the selector of its conversion
-  std::vector<std::string> listKeys;  // top-level keys of its lists, in the order of conversion
-  std::string identifierKey;          // of a description
-  Dictionary content;
+  LegacyFile file;
+  std::string step;         // the selector of its conversion
   bool stillThere = false;  // after the migration
 };
 

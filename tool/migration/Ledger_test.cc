@@ -1,17 +1,16 @@
-// Tests of the ledger and of how accounts are found again from step to step. Account types are
-// judged by a process context over the fake device.
+// Tests of the ledger and of what is recorded of each step. Account types are judged
+// by a process context over the fake device.
 #include "tool/migration/Ledger.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/ProcessContext.h"
 #include "testing/FakePlatform.h"
-#include "tool/accounts/AccountLineage.h"
 
 namespace accountsettings {
 namespace {
-
-constexpr std::size_t kTop = AccountPlace::kNoChild;
 
 Dictionary account(std::string_view identifier, std::string_view type = "Mail",
                    std::string_view accountClass = "IMAPAccount") {
@@ -52,7 +51,7 @@ TEST_F(LedgerTest, CountsWhatIsKeptWithoutAnEntry) {
   const Dictionary same = settings({account("A"), account("B")});
   const Ledger ledger = ledgerOf(same, same);
   EXPECT_TRUE(ledger.entries.empty());
-  EXPECT_EQ(ledger.accounts.kept, 2U);
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 2}));
   EXPECT_EQ(ledger.keys.kept, 8U);  // three of each account and two of the root
 }
 
@@ -112,7 +111,7 @@ TEST_F(LedgerTest, AnAccountThatBecameAChildHasMovedWithItsKeysToTheParent) {
   EXPECT_EQ(ledger.entries[0].to, "account Z");
   EXPECT_EQ(ledger.entries[1].key, "Enabled Dataclasses");
   EXPECT_EQ(ledger.entries[1].to, "account Z");
-  EXPECT_EQ(ledger.accounts.moved, 1U);
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.moved = 1, .added = 1}));
 }
 
 TEST_F(LedgerTest, TellsTheRuleByWhichAnAccountWasDropped) {
@@ -165,17 +164,38 @@ TEST_F(LedgerTest, RepeatedIdentifiersAreExplained) {
             "a later account with the same identifier is written in its place");
 }
 
+TEST_F(LedgerTest, CountsAddUp) {
+  const Dictionary child = account("C", "CalDAV");
+  const Array before{account("A"), account("B"),
+                     with(account("P", "ZelqoAccount"), "ChildAccounts", Array{child}),
+                     account("D", "LDAP"), 5};
+  const Array after{with(account("A"), "Extra", 1), account("N", "Exchange"), child,
+                    with(account("P", "ZelqoAccount"), "ChildAccounts", Array{account("B")})};
+  const Ledger ledger = ledgerOf(settings(before), settings(after));
+  EXPECT_EQ(ledger.accounts,
+            (AccountCounts{.kept = 1, .moved = 2, .changed = 1, .dropped = 2, .added = 1}));
+  EXPECT_EQ(ledger.accounts.before(), 6U);
+  EXPECT_EQ(ledger.accounts.after(), 5U);
+  const auto toTop = [](const LedgerEntry& each) { return each.to == "the top level"; };
+  EXPECT_EQ(std::count_if(ledger.entries.begin(), ledger.entries.end(), toTop), 1);
+}
+
 class LegacyLedger : public LedgerTest {
  protected:
   static constexpr const char* kStep = "_migrateMailAccounts:";
+
+  static LegacyFile legacyFile(const Dictionary& content) {
+    InspectedFiles files;
+    files.legacyMail = {"/legacy", Result<PropertyList>(content)};
+    return legacyFilesOf(files)[1];
+  }
 
   Ledger ledgerOfLegacy(const Dictionary& content, const Array& after, bool result = true,
                         bool stillThere = false) {
     LedgerInput input;
     input.settingsPath = "/settings";
     input.result = settings(after);
-    input.legacyFiles.push_back(
-        {"/legacy", kStep, {"DeliveryAccounts", "MailAccounts"}, "uniqueId", content, stillThere});
+    input.legacyFiles.push_back({legacyFile(content), kStep, stillThere});
     return makeLedger(input, {step(kStep, {}, after, result)});
   }
 
@@ -192,19 +212,22 @@ TEST_F(LegacyLedger, DescriptionsAreFoundAgainByTheirIdentifiers) {
 }
 
 TEST_F(LegacyLedger, DescriptionsWithoutIdentifiersAreFoundAgainInTheirOrder) {
-  const Dictionary nameless{{"X", 1}};
-  const Dictionary other{{"X", 2}};
-  const Array after{with(account("N1"), "X", 1), with(account("N2"), "X", 2)};
-  const Ledger ledger = ledgerOfLegacy(
-      {{"MailAccounts", Array{other}}, {"DeliveryAccounts", Array{nameless}}}, after);
-  EXPECT_TRUE(ledger.entries.empty());
-  EXPECT_EQ(ledger.accounts.kept, 2U);
+  const auto nameless = [](int x) { return Dictionary{{"AccountType", "IMAPAccount"}, {"X", x}}; };
+  const Array after{with(account("N1", "SMTP", "SMTPAccount"), "X", 1), with(account("N2"), "X", 2),
+                    with(account("N3"), "X", 3)};
+  const Ledger ledger = ledgerOfLegacy({{"MailAccounts", Array{nameless(2), nameless(3)}},
+                                        {"DeliveryAccounts", Array{Dictionary{{"X", 1}}}}},
+                                       after);
+  // No value of "X" came to another account.
+  ASSERT_EQ(ledger.entries.size(), 2U);
+  for (const LedgerEntry& each : ledger.entries) EXPECT_EQ(each.to, "Class");
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.changed = 3}));
 }
 
 TEST_F(LegacyLedger, AFileThatDoesNotConvertDropsAllItsDescriptions) {
   const Ledger ledger =
       ledgerOfLegacy({{"MailAccounts", Array{description_, Dictionary{}}}}, {}, false);
-  EXPECT_EQ(ledger.accounts.dropped, 2U);
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.dropped = 2}));
   EXPECT_EQ(ledger.entries[0].rule,
             "a description of its file cannot be converted, and then none is");
 }
@@ -213,7 +236,7 @@ TEST_F(LegacyLedger, AFileThatStaysKeepsEverything) {
   const Ledger ledger =
       ledgerOfLegacy({{"MailAccounts", Array{description_}}, {"Other", 1}}, {}, true, true);
   EXPECT_TRUE(ledger.entries.empty());
-  EXPECT_EQ(ledger.accounts.kept, 1U);
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 1}));
 }
 
 TEST_F(LegacyLedger, OtherKeysOfTheFileAreDropped) {
@@ -228,43 +251,16 @@ TEST_F(LegacyLedger, AValueThatTheSettingsHadAlreadyExplainsTheDrop) {
   input.settingsPath = "/settings";
   input.settings = settings({account("U")});
   input.result = settings({account("U")});
-  input.legacyFiles.push_back({"/legacy",
-                               kStep,
-                               {"MailAccounts"},
-                               "uniqueId",
-                               {{"MailAccounts", Array{description_}}},
-                               false});
+  input.legacyFiles.push_back({legacyFile({{"MailAccounts", Array{description_}}}), kStep});
   const Array before{account("U")};
   const Array converted{with(account("U"), "X", 1)};
   const Ledger ledger = makeLedger(input, {step(kStep, before, converted)});
+  // Both are one account, which is counted once.
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 1}));
   ASSERT_EQ(ledger.entries.size(), 3U);
   EXPECT_EQ(ledger.entries[2].key, "X");
   EXPECT_EQ(ledger.entries[2].rule,
             "the settings held this account already, and their values stay");
-}
-
-TEST(AccountLineage, FindsAccountsByPlaceIdentifierAndOldIdentifier) {
-  const Array before{account("A"), with(account("B"), "uniqueId", "U"), account("C")};
-  const Array after{account("C"), account("A"), account("U")};
-  const AccountLineage lineage(before, after);
-  EXPECT_EQ(lineage.successorOf({0, kTop}), (AccountPlace{1, kTop}));
-  EXPECT_EQ(lineage.successorOf({1, kTop}), (AccountPlace{2, kTop}));
-  EXPECT_EQ(lineage.successorOf({2, kTop}), (AccountPlace{0, kTop}));
-  EXPECT_TRUE(lineage.newcomers().empty());
-}
-
-TEST(AccountLineage, FindsAnAccountWithAFreshIdentifierWhereItStood) {
-  const Array before{account("")};
-  const Array after{account("Fresh")};
-  EXPECT_EQ(AccountLineage(before, after).successorOf({0, kTop}), (AccountPlace{0, kTop}));
-}
-
-TEST(AccountLineage, TellsNewcomersAndThoseThatAreGone) {
-  const Array before{account("A"), account("B", "LDAP")};
-  const Array after{account("A"), account("N", "Gmail")};
-  const AccountLineage lineage(before, after);
-  EXPECT_EQ(lineage.successorOf({1, kTop}), std::nullopt);
-  EXPECT_EQ(lineage.newcomers(), (std::vector<AccountPlace>{{1, kTop}}));
 }
 
 TEST(StepRecord, TellsAMovedAccountAsTheSameOne) {
@@ -272,13 +268,13 @@ TEST(StepRecord, TellsAMovedAccountAsTheSameOne) {
   const Array after{with(account("Z", "ZelqoAccount"), "ChildAccounts", Array{account("A")})};
   const Differences differences = step("s", before, after).differences();
   ASSERT_EQ(differences.accounts.size(), 2U);
-  EXPECT_EQ(differences.accounts[0].account, "A");
-  EXPECT_EQ(differences.accounts[0].movedTo, "Z");
-  ASSERT_EQ(differences.accounts[0].keys.size(), 1U);
-  EXPECT_EQ(differences.accounts[0].keys[0].key, "X");
-  EXPECT_EQ(differences.accounts[1].account, "Z");
-  EXPECT_EQ(differences.accounts[1].kind, AccountChange::Kind::Added);
-  EXPECT_TRUE(differences.accounts[1].children.empty());
+  EXPECT_EQ(differences.accounts[0].account, "Z");
+  EXPECT_EQ(differences.accounts[0].kind, AccountChange::Kind::Added);
+  EXPECT_TRUE(differences.accounts[0].children.empty());
+  EXPECT_EQ(differences.accounts[1].account, "A");
+  EXPECT_EQ(differences.accounts[1].movedTo, "Z");
+  ASSERT_EQ(differences.accounts[1].keys.size(), 1U);
+  EXPECT_EQ(differences.accounts[1].keys[0].key, "X");
 }
 
 TEST(StepRecord, TellsAChangedIdentifierAsAChange) {

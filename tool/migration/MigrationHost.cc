@@ -23,24 +23,6 @@ std::optional<Dictionary> dictionaryIn(const InspectedFile& file) {
   return *(*file.content)->dictionary();
 }
 
-// How many dictionaries are in the list under `key`, and in their lists under `keyWithin`.
-std::size_t dictionariesUnder(const Dictionary& owner, std::string_view key,
-                              std::string_view keyWithin = {}) {
-  const PropertyList* list = owner.find(key);
-  if (list == nullptr || list->array() == nullptr) return 0;
-  std::size_t count = 0;
-  for (const PropertyList& each : *list->array()) {
-    if (each.dictionary() == nullptr) continue;
-    ++count;
-    if (!keyWithin.empty()) count += dictionariesUnder(*each.dictionary(), keyWithin);
-  }
-  return count;
-}
-
-std::size_t accountsIn(const std::optional<Dictionary>& settings) {
-  return settings ? dictionariesUnder(*settings, kPlistAccountsKey, kAccountChildAccounts) : 0;
-}
-
 // For the backup's manifest.
 Dictionary outcomeForManifest(const MigrationHost::Outcome& outcome,
                               std::optional<std::int64_t> versionBefore) {
@@ -149,18 +131,13 @@ Ledger MigrationHost::ledger() {
   LedgerInput input;
   input.settingsPath = files_.settings.name;
   input.settings = dictionaryIn(files_.settings);
-  const auto addLegacy = [&](const InspectedFile& file, std::string step,
-                             std::vector<std::string> lists, std::string identifierKey) {
-    if (const auto content = dictionaryIn(file)) {
-      input.legacyFiles.push_back({file.name, std::move(step), std::move(lists),
-                                   std::move(identifierKey), *content,
-                                   rehearsal_->files().exists(file.name)});
-    }
-  };
-  addLegacy(files_.legacyExchange, "_migrateDAAccounts:", {"DAAccountsKey"},
-            "DAAccountConfigurationAccountID");
-  addLegacy(files_.legacyMail, "_migrateMailAccounts:", {"DeliveryAccounts", "MailAccounts"},
-            "uniqueId");
+  for (LegacyFile& file : legacyFilesOf(files_)) {
+    const bool isExchange = file.path == files_.legacyExchange.name;
+    const bool stillThere = rehearsal_->files().exists(file.path);
+    input.legacyFiles.push_back(
+        {std::move(file),
+         isExchange ? "_migrateDAAccounts:" : "_migrateMailAccounts:", stillThere});
+  }
   input.result = result_;
   return makeLedger(input, rehearsal_->steps());
 }
@@ -191,22 +168,6 @@ std::optional<std::int64_t> MigrationHost::versionBefore() const {
 
 std::int64_t MigrationHost::versionAfter() const {
   return result_ ? versionOf(*result_) : 0;
-}
-
-std::size_t MigrationHost::accountsBefore() const {
-  std::size_t count = accountsIn(dictionaryIn(files_.settings));
-  if (const auto mail = dictionaryIn(files_.legacyMail)) {
-    count +=
-        dictionariesUnder(*mail, "MailAccounts") + dictionariesUnder(*mail, "DeliveryAccounts");
-  }
-  if (const auto exchange = dictionaryIn(files_.legacyExchange)) {
-    count += dictionariesUnder(*exchange, "DAAccountsKey");
-  }
-  return count;
-}
-
-std::size_t MigrationHost::accountsAfter() const {
-  return accountsIn(result_);
 }
 
 MigrationHost::Outcome MigrationHost::run(const RunOptions& options) {

@@ -38,8 +38,6 @@ class MigrationHost {
   // The settings' "Version"; none where they tell none, or there are none.
   [[nodiscard]] std::optional<std::int64_t> versionBefore() const;
   [[nodiscard]] std::int64_t versionAfter() const;
-  [[nodiscard]] std::size_t accountsBefore() const;
-  [[nodiscard]] std::size_t accountsAfter() const;
 
   struct RunOptions {
     bool backup = true;

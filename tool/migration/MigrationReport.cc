@@ -25,7 +25,7 @@ std::string_view nameOf(Fate fate) {
   return "dropped";
 }
 
-std::string countsText(const LedgerCounts& counts) {
+std::string countsText(const KeyCounts& counts) {
   const auto part = [](std::size_t count, const char* word) {
     return std::to_string(count) + " " + word;
   };
@@ -87,8 +87,7 @@ bool isTold(const LedgerEntry& entry, bool verbose) {
 }
 
 void writeLedger(Output& output, const Ledger& ledger, bool verbose) {
-  output.line("  accounts: " + countsText(ledger.accounts));
-  output.line("  keys:     " + countsText(ledger.keys));
+  output.line("  keys: " + countsText(ledger.keys));
   for (const LedgerEntry& entry : ledger.entries) {
     if (!isTold(entry, verbose)) continue;
     const Colour colour = entry.fate == Fate::Dropped ? Colour::Red : Colour::Plain;
@@ -114,7 +113,7 @@ void writePaths(Output& output, const std::string& verb, const std::vector<std::
   for (const std::string& path : paths) output.line("  " + verb + shown(path));
 }
 
-Dictionary countsForScripts(const LedgerCounts& counts) {
+Dictionary countsForScripts(const KeyCounts& counts) {
   return {{"kept", counts.kept},
           {"moved", counts.moved},
           {"changed", counts.changed},
@@ -164,8 +163,7 @@ void writeReport(Output& output, const MigrationReport& report, const ShownPath&
   }
   if (report.outcome == "refused") return;
   output.line(output.paint(Colour::Bold, headline(report)));
-  output.line("  " + counted(report.accountsBefore, "account", "accounts") + " before, " +
-              counted(report.accountsAfter, "account", "accounts") + " after");
+  output.line("  " + countsInWords(report.ledger.accounts));
   if (options.verbose) writeSteps(output, report, options.reveal);
   writeLedger(output, report.ledger, options.verbose);
   writePaths(output, verbFor(report, "wrote", "write"), report.written, shown);
@@ -192,8 +190,8 @@ Dictionary reportForScripts(const MigrationReport& report, const ShownPath& show
   document.set("findings", findingsForScripts(report.findings, shown));
   if (report.version) document.set("fromVersion", *report.version);
   document.set("toVersion", report.versionAfter);
-  document.set("accountsBefore", report.accountsBefore);
-  document.set("accountsAfter", report.accountsAfter);
+  document.set("accountsBefore", report.ledger.accounts.before());
+  document.set("accountsAfter", report.ledger.accounts.after());
   document.set("steps", stepsForScripts(report.steps));
   document.set("ledger", ledgerForScripts(report.ledger));
   document.set("written", arrayOf(report.written));

@@ -26,8 +26,6 @@ struct MigrationReport {
   std::optional<std::int64_t> version;  // of the settings before; none where they told none
   std::int64_t versionAfter = 0;
   bool finishedRemoval = false;  // all that it did was to end an interrupted removal
-  std::size_t accountsBefore = 0;
-  std::size_t accountsAfter = 0;
   std::vector<StepRecord> steps;
   Ledger ledger;
   std::vector<std::string> written;  // device paths
