@@ -47,6 +47,13 @@ Result<FileAttributes> attributesOf(const RootDirectory& root, const std::string
   return attributesFrom(*status);
 }
 
+Presence presenceFrom(const Result<FileDescriptor>& look) {
+  if (look) return Presence::of(true);
+  const Error& error = look.error();
+  const bool isAbsence = error.code == ENOENT || error.code == ENOTDIR;
+  return isAbsence ? Presence::of(false) : Presence(error);
+}
+
 Opener openerIn(const RootDirectory& root, const std::string& path) {
   return [&root, path](int flags) { return root.open(path, flags); };
 }
@@ -80,12 +87,12 @@ Result<Bytes> LinuxFiles::read(const std::string& path) {
   return readRegular(openerIn(root_, path), kLargestFile, root_.shown(path));
 }
 
-bool LinuxFiles::exists(const std::string& path) {
-  return root_.open(path, O_PATH).ok();
+Presence LinuxFiles::exists(const std::string& path) {
+  return presenceFrom(root_.open(path, O_PATH));
 }
 
-bool LinuxFiles::isDirectory(const std::string& path) {
-  return root_.open(path, O_PATH | O_DIRECTORY).ok();
+Presence LinuxFiles::isDirectory(const std::string& path) {
+  return presenceFrom(root_.open(path, O_PATH | O_DIRECTORY));
 }
 
 Status LinuxFiles::copy(const std::string& source, const std::string& target) {
@@ -132,9 +139,11 @@ Status LinuxFiles::create(const std::string& path, std::span<const std::uint8_t>
 }
 
 Status LinuxFiles::makeDirectory(const std::string& path, unsigned mode) {
-  if (isDirectory(path)) return {};
+  const Presence there = isDirectory(path);
+  if (there.isThere()) return {};
+  if (there.error() != nullptr) return *there.error();
   const std::string parent = directoryPart(path);
-  if (parent != path && parent != "." && !isDirectory(parent)) {
+  if (parent != path && parent != ".") {
     if (Status made = makeDirectory(parent, mode); !made) return made;
   }
   return makeOneDirectory(path, mode);
@@ -147,8 +156,9 @@ Status LinuxFiles::makeOneDirectory(const std::string& path, unsigned mode) {
   const char* name = place->name.c_str();
   if (::mkdirat(parent, name, 0700) != 0) {
     // Another process may have made it in the meantime.
-    if (errno == EEXIST && isDirectory(path)) return {};
-    return systemError(root_.shown(path));
+    const Error error = systemError(root_.shown(path));
+    if (error.code == EEXIST && isDirectory(path).isThere()) return {};
+    return error;
   }
   const FileDescriptor directory(
       ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

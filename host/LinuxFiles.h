@@ -45,8 +45,8 @@ class LinuxFiles : public Files {
              std::optional<std::string> temporaryDirectory);
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
-  [[nodiscard]] bool exists(const std::string& path) override;
-  [[nodiscard]] bool isDirectory(const std::string& path) override;
+  [[nodiscard]] Presence exists(const std::string& path) override;
+  [[nodiscard]] Presence isDirectory(const std::string& path) override;
   // The copy has the source's permission bits; its owner is this process.
   Status copy(const std::string& source, const std::string& target) override;
   Status remove(const std::string& path) override;

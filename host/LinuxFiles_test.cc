@@ -110,10 +110,52 @@ TEST_P(LinuxFilesTest, LinksAreFollowedInsideTheRootOnly) {
   fs::create_symlink("/etc/real", device.path("in"));
   fs::create_symlink(device.outside() / "real", device.path("out"));
   EXPECT_EQ(content("/in"), "inside");
-  EXPECT_TRUE(files.exists("/in"));
+  EXPECT_TRUE(files.exists("/in").isThere());
   EXPECT_EQ(content("/out"), "[" + std::to_string(ENOENT) + "]");
-  EXPECT_FALSE(files.exists("/out"));
-  EXPECT_FALSE(files.isDirectory("/out"));
+  EXPECT_TRUE(files.exists("/out").isAbsent());
+  EXPECT_TRUE(files.isDirectory("/out").isAbsent());
+}
+
+TEST_P(LinuxFilesTest, OnlyWhatIsNotThereIsAbsent) {
+  device.write(kFile, "x");
+  for (const char* path : {"/var/p/none", "/var/none/file", "/var/p/file/beneath"}) {
+    EXPECT_TRUE(files.exists(path).isAbsent()) << path;
+    EXPECT_TRUE(files.isDirectory(path).isAbsent()) << path;
+  }
+  fs::create_symlink("loop", device.path("loop"));
+  const auto codes = [&](const std::string& path) {
+    const Presence file = files.exists(path);
+    const Presence directory = files.isDirectory(path);
+    EXPECT_FALSE(file.isThere() || file.isAbsent()) << path;
+    EXPECT_FALSE(directory.isThere() || directory.isAbsent()) << path;
+    return std::vector<int>{file.error() != nullptr ? file.error()->code : 0,
+                            directory.error() != nullptr ? directory.error()->code : 0};
+  };
+  EXPECT_THAT(codes("/loop"), ElementsAre(ELOOP, ELOOP));
+  EXPECT_THAT(codes("/" + std::string(300, 'n')), ElementsAre(ENAMETOOLONG, ENAMETOOLONG));
+  EXPECT_EQ(files.makeDirectory("/loop/below", 0700).error().code, ELOOP);
+}
+
+TEST_P(LinuxFilesTest, AForbiddenDirectoryHidesWhetherAFileIsThere) {
+  AS_NEEDS_ROOT();
+  device.write(kFile, "x");
+  ::chmod(device.path(kDirectory).c_str(), 0700);
+  EXPECT_EQ(asOtherUser([&] {
+              const Presence presence = files.exists(kFile);
+              return presence.error() != nullptr ? presence.error()->code : 0;
+            }),
+            EACCES);
+}
+
+TEST_P(LinuxFilesTest, WithoutDescriptorsNothingCanBeLookedFor) {
+  device.write(kFile, "x");
+  EXPECT_EQ(inChild([&] {
+              const struct rlimit none {};
+              if (::setrlimit(RLIMIT_NOFILE, &none) != 0) return 99;
+              const Presence presence = files.exists(kFile);
+              return presence.error() != nullptr ? presence.error()->code : 0;
+            }),
+            EMFILE);
 }
 
 TEST_P(LinuxFilesTest, WhatMayNotBeReadIsAnErrorThatSaysSo) {
@@ -218,7 +260,7 @@ TEST_P(LinuxFilesTest, RemovesEmptyDirectoriesOnly) {
   EXPECT_EQ(files.removeDirectory("/var/p/x").error().code, ENOTEMPTY);
   EXPECT_TRUE(files.remove("/var/p/x/file").ok());
   EXPECT_TRUE(files.removeDirectory("/var/p/x").ok());
-  EXPECT_FALSE(files.exists("/var/p/x"));
+  EXPECT_TRUE(files.exists("/var/p/x").isAbsent());
   EXPECT_EQ(files.removeDirectory("/etc/passwd").error().code, ENOTDIR);
 }
 

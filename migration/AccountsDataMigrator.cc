@@ -8,6 +8,8 @@
 namespace accountsettings {
 namespace {
 
+constexpr std::string_view kStepsMethod = "-[AccountsDataMigrator executeMigrationSteps]";
+
 // The top-level accounts as an observer sees them.
 Array accountsOf(const AccountsManager& store) {
   std::vector<PropertyList> accounts;
@@ -42,44 +44,48 @@ bool AccountsDataMigrator::performMigration() {
 bool AccountsDataMigrator::executeMigrationSteps() {
   AccountsManager::_setShouldSkipNotifications(true);
   _copyAsideAccountsPlist();
-  if (_failedToRemoveOldAccountsInfo()) {
+  const Presence sentinel = ProcessContext::current().platform().files.exists(
+      _absolutePathToOldAccountsInfoRemovalSentinel());
+  if (sentinel.isThere()) {
     // What the legacy files held is in the settings already. Notifications stay switched off.
     systemLog("Detected that a removal old accounts info was in progress. Early return!.");
     _removeOldAccountsInfo();
     return true;
   }
 
-  bool oldMailAccounts = false;
-  bool oldDAAccounts = false;
-  bool newAccounts = false;
-  AccountsManager::shouldMigrateOldMailAccountsOldDAAccountsNewAccountSettings(
-      &oldMailAccounts, &oldDAAccounts, &newAccounts);
-  const bool legacyFiles = oldMailAccounts || oldDAAccounts;
+  const Result<MigrationNeeds> needs = sentinel.error() != nullptr
+                                           ? Result<MigrationNeeds>(*sentinel.error())
+                                           : AccountsManager::migrationNeeds();
+  if (!needs) {
+    // To guess would be to drop accounts: those of a legacy file that is there and was not seen.
+    systemLog("%s. Could not find out what is to be migrated. Error = %@", kStepsMethod,
+              needs.error());
+    AccountsManager::_setShouldSkipNotifications(false);
+    return false;
+  }
 
   std::unique_ptr<AccountsManager> store = AccountsManager::initInsideOfMigration();
   bool result = true;
-  if (legacyFiles || newAccounts)
-    result = convertAndUpgrade(oldMailAccounts, oldDAAccounts, *store);
+  if (needs->any()) result = convertAndUpgrade(*needs, *store);
   // Also where nothing was to be done and where the upgrade failed.
   store->setDataVersion(AccountsManager::currentVersion());
   store->saveAllAccounts();
   store.reset();
 
-  if (result) finishSuccessfulMigration(legacyFiles);
+  if (result) finishSuccessfulMigration(needs->legacyFiles());
   AccountsManager::_setShouldSkipNotifications(false);
   return result;
 }
 
-bool AccountsDataMigrator::convertAndUpgrade(bool oldMailAccounts, bool oldDAAccounts,
-                                             AccountsManager& store) {
+bool AccountsDataMigrator::convertAndUpgrade(const MigrationNeeds& needs, AccountsManager& store) {
   collatedMigrationData_.reset();
   if (_saveMigrationInformation()) collatedMigrationData_.emplace();
   systemLog("Migrating accounts");
   // A legacy file that could not be converted holds nothing up: the upgrade goes on without it.
-  if (oldDAAccounts) {
+  if (needs.oldDAAccounts) {
     (void)runStep("_migrateDAAccounts:", &AccountsDataMigrator::_migrateDAAccounts, store);
   }
-  if (oldMailAccounts) {
+  if (needs.oldMailAccounts) {
     (void)runStep("_migrateMailAccounts:", &AccountsDataMigrator::_migrateMailAccounts, store);
   }
   return _migrateNewAccountsInfo(store);

@@ -31,7 +31,9 @@ class AccountsDataMigrator : public MigratorBase {
   bool performMigration() override;
   // REQUIRES: the migration lock is held. Switches change notifications off; they are on again
   // afterwards, except where an interrupted removal of the legacy files was found and ended. False
-  // where the upgrade fails: the settings are saved all the same, the legacy files kept.
+  // where the upgrade fails: the settings are saved all the same, the legacy files kept. False too,
+  // with a line in the system log and the settings and legacy files as they were, where nobody can
+  // tell whether the sentinel or a legacy file is there.
   bool executeMigrationSteps() override;
 
   // MARK: Internal - the migration's own steps.
@@ -131,7 +133,7 @@ class AccountsDataMigrator : public MigratorBase {
   bool runStep(std::string_view selector, Step step, AccountsManager& store);
   // Converts the legacy files that are there and upgrades the settings. Answers whether the upgrade
   // succeeded, which alone decides.
-  bool convertAndUpgrade(bool oldMailAccounts, bool oldDAAccounts, AccountsManager& store);
+  bool convertAndUpgrade(const MigrationNeeds& needs, AccountsManager& store);
   // What follows a migration that succeeded; `legacyFiles` tells that there were some.
   void finishSuccessfulMigration(bool legacyFiles);
   // Puts the file, or an empty dictionary where it could not be read, into the collated record.

@@ -256,6 +256,32 @@ TEST_F(Migration, AnInterruptedRemovalIsEndedAndNothingElseDone) {
   EXPECT_FALSE(notificationsAreSent(fake));
 }
 
+TEST_F(Migration, NothingIsTouchedWhereNobodyCanTellWhatIsThere) {
+  // The looks at the settings copy, the sentinel, the mail file and the Exchange file, in order.
+  for (const int look : {2, 3, 4}) {
+    SCOPED_TRACE(look);
+    putSettings(11, oneMailAccount());
+    putLegacyMail();
+    fake.files.putPropertyList(kLegacyExchange, Dictionary());
+    fake.files.erase(kSettingsCopy);
+    const auto before = fake.files.bytes(kSettings);
+    fake.faults.clear();
+    fake.faults.failAt("files.exists", look, EIO);
+    EXPECT_FALSE(migrate());
+    EXPECT_TRUE(fake.faults.fired());
+    const char* path = look == 2 ? kSentinel : look == 3 ? kLegacyMail : kLegacyExchange;
+    expectLog({std::string("-[AccountsDataMigrator executeMigrationSteps]. Could not find out what "
+                           "is to be migrated. Error = ") +
+               path + ": Input/output error"});
+    EXPECT_EQ(fake.files.bytes(kSettings), before);
+    EXPECT_TRUE(fake.files.has(kLegacyMail));
+    EXPECT_TRUE(fake.files.has(kLegacyExchange));
+    EXPECT_FALSE(fake.files.has(kSentinel));
+    EXPECT_THAT(fake.notifications.preferencesChanged, IsEmpty());
+    EXPECT_TRUE(notificationsAreSent(fake));
+  }
+}
+
 TEST_F(Migration, TheSettingsCopyIsMadeBeforeTheSentinelIsLookedFor) {
   putSettings(12, {});
   EXPECT_TRUE(migrate());

@@ -1,6 +1,7 @@
 // MigrationDecision tells whether this device's settings must be migrated, and clears the way for
 // a conversion of legacy files by a client process.
 #include "logging/Logging.h"
+#include "migration/MigrationPaths.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
@@ -28,19 +29,34 @@ void AccountsManager::shouldMigrateOldMailAccountsOldDAAccountsNewAccountSetting
   requireReference(migrateOldMailAccounts, "migrateOldMailAccounts cannot be nil");
   requireReference(migrateOldDAAccounts, "migrateOldDAAccounts cannot be nil");
   requireReference(migrateNewAccounts, "migrateNewAccounts cannot be nil");
-  const bool mail = _oldMailAccountsInformationFound();
-  const bool exchange = _oldDAAccountsInformationFound();
+  const Result<MigrationNeeds> found = migrationNeeds();
+  if (!found) {
+    systemLog("%s. Could not find out what is to be migrated. Error = %@", kDecisionMethod,
+              found.error());
+  }
+  const MigrationNeeds needs = found ? *found : MigrationNeeds();
+  *migrateOldMailAccounts = needs.oldMailAccounts;
+  *migrateOldDAAccounts = needs.oldDAAccounts;
+  *migrateNewAccounts = needs.newAccounts;
+}
+
+Result<MigrationNeeds> AccountsManager::migrationNeeds() {
+  Files& files = ProcessContext::current().platform().files;
+  const Presence mail = files.exists(mailAccountsPath());
+  const Presence exchange = files.exists(daAccountPath());
+  for (const Presence* legacy : {&mail, &exchange}) {
+    if (legacy->error() != nullptr) return *legacy->error();
+  }
+  MigrationNeeds needs{mail.isThere(), exchange.isThere(), false};
   // A legacy file wins over a version upgrade: the settings are then not even looked at.
-  const bool outdated = !mail && !exchange && accountSettingsNeedsToBeMigrated();
-  *migrateOldMailAccounts = mail;
-  *migrateOldDAAccounts = exchange;
-  *migrateNewAccounts = outdated;
-  if (mail || exchange || outdated) {
+  needs.newAccounts = !needs.legacyFiles() && accountSettingsNeedsToBeMigrated();
+  if (needs.any()) {
     systemLog(
         "Accounts settings needs migration! oldMailAccountsPresent=%d, oldDAAccountsPresent=%d, "
         "migrateNewAccountsInfo=%d",
-        mail ? 1 : 0, exchange ? 1 : 0, outdated ? 1 : 0);
+        needs.oldMailAccounts ? 1 : 0, needs.oldDAAccounts ? 1 : 0, needs.newAccounts ? 1 : 0);
   }
+  return needs;
 }
 
 bool AccountsManager::accountSettingsNeedsToBeMigrated() {
@@ -62,7 +78,7 @@ bool AccountsManager::accountSettingsNeedsToBeMigrated() {
 void AccountsManager::removeNewAccountSettingsToMigrateOldAccountInformation() {
   Files& files = ProcessContext::current().platform().files;
   const std::string path = fullPathToAccountSettingsPlist();
-  if (!files.exists(path)) return;
+  if (!files.exists(path).isThere()) return;
   if (const Status removed = files.remove(path); !removed) {
     systemLog("[%s] Could not remove %@. Error %@", kRemovalMethod, path, removed.error());
   }

@@ -154,6 +154,32 @@ TEST_F(MigrationDecision, PathsLieInTheHomeDirectory) {
   EXPECT_EQ(accountSettingsAccountsPath(), kSettings);
 }
 
+TEST_F(MigrationDecision, NothingIsToBeMigratedWhereNobodyCanTellWhatIsThere) {
+  putSettings(11, {});
+  putLegacy(kLegacyExchange);
+  for (const int look : {1, 2}) {
+    const std::string path = look == 1 ? kLegacyMail : kLegacyExchange;
+    fake.faults.failAt("files.exists", look, EMFILE);
+    EXPECT_EQ(decide(), (Flags{false, false, false})) << path;
+    expectLog({"+[AccountsManager(MigrationSupport) "
+               "shouldMigrateOldMailAccounts:oldDAAccounts:newAccountSettings:]. Could not find "
+               "out what is to be migrated. Error = " +
+               path + ": Too many open files"});
+    fake.faults.failAt("files.exists", look, EMFILE);
+    const Result<MigrationNeeds> needs = AccountsManager::migrationNeeds();
+    ASSERT_FALSE(needs);
+    EXPECT_EQ(needs.error().code, EMFILE);
+    expectLog({});
+  }
+}
+
+TEST_F(MigrationDecision, SettingsThatNobodyCanLookAtAreNotRemoved) {
+  putSettings(12, {});
+  fake.faults.failAt("files.exists", 1, EACCES);
+  AccountsManager::removeNewAccountSettingsToMigrateOldAccountInformation();
+  EXPECT_TRUE(fake.files.has(kSettings));
+}
+
 TEST_F(MigrationDecision, ClearingTheWayForAConversionRemovesTheSettings) {
   putSettings(12, {});
   AccountsManager::removeNewAccountSettingsToMigrateOldAccountInformation();

@@ -27,11 +27,11 @@ std::string accountSettingsAccountsPath() {
 }
 
 bool AccountsManager::_oldMailAccountsInformationFound() {
-  return ProcessContext::current().platform().files.exists(mailAccountsPath());
+  return ProcessContext::current().platform().files.exists(mailAccountsPath()).isThere();
 }
 
 bool AccountsManager::_oldDAAccountsInformationFound() {
-  return ProcessContext::current().platform().files.exists(daAccountPath());
+  return ProcessContext::current().platform().files.exists(daAccountPath()).isThere();
 }
 
 }  // namespace accountsettings

@@ -49,9 +49,9 @@ std::string dateForFileName(const CalendarTime& time) {
   return date + std::to_string(time.millisecond / 100);
 }
 
-// Makes the directory of the records where it is missing; answers whether it is there.
+// Makes the directory of the records where it is missing; answers whether it can be there.
 bool haveRecordDirectory(Files& files, const std::string& directory) {
-  if (!files.exists(directory)) {
+  if (!files.exists(directory).isThere()) {
     const Status made = files.makeDirectory(directory, kEverybody);
     if (!made) {
       systemLog(
@@ -61,7 +61,7 @@ bool haveRecordDirectory(Files& files, const std::string& directory) {
     }
     return made.ok();
   }
-  if (!files.isDirectory(directory)) {
+  if (files.isDirectory(directory).isAbsent()) {
     systemLog("Ferrant warning: %@ already exists and is not a directory", directory);
     return false;
   }
@@ -82,7 +82,7 @@ bool removeFile(const std::string& path, bool complain) {
 void AccountsDataMigrator::_copyAsideAccountsPlist() {
   Files& files = ProcessContext::current().platform().files;
   const std::string target = settingsCopyPath();
-  if (files.exists(target) && !files.remove(target)) {
+  if (files.exists(target).isThere() && !files.remove(target)) {
     systemLog("Couldn't remove existing accountsettings copy at %@", target);
   }
   const Status copied = files.copy(AccountsManager::fullPathToAccountSettingsPlist(), target);
@@ -128,8 +128,10 @@ std::string AccountsDataMigrator::_absolutePathToOldAccountsInfoRemovalSentinel(
 }
 
 bool AccountsDataMigrator::_failedToRemoveOldAccountsInfo() const {
-  return ProcessContext::current().platform().files.exists(
-      _absolutePathToOldAccountsInfoRemovalSentinel());
+  return ProcessContext::current()
+      .platform()
+      .files.exists(_absolutePathToOldAccountsInfoRemovalSentinel())
+      .isThere();
 }
 
 bool AccountsDataMigrator::_removeOldAccountsInfo() {

@@ -203,7 +203,7 @@ TEST_F(MigrationRecords, ARunWithNothingToDoMakesTheDirectoryAndNoRecord) {
   putSettings(12, {});
   EXPECT_TRUE(migrate());
   expectLog({"Saving collated migration information"});
-  EXPECT_TRUE(fake.files.isDirectory(kRecords));
+  EXPECT_TRUE(fake.files.isDirectory(kRecords).isThere());
   EXPECT_THAT(recordFiles(), IsEmpty());
 }
 

@@ -47,8 +47,10 @@ bool AccountsDataMigrator::_migrateNewAccountsInfo(AccountsManager& store) {
 }
 
 bool AccountsDataMigrator::_newAccountsInformationPresent() const {
-  return ProcessContext::current().platform().files.exists(
-      AccountsManager::fullPathToAccountSettingsPlist());
+  return ProcessContext::current()
+      .platform()
+      .files.exists(AccountsManager::fullPathToAccountSettingsPlist())
+      .isThere();
 }
 
 }  // namespace accountsettings

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/Presence.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 
@@ -36,9 +37,11 @@ class Files {
 
   // The file's bytes. Refuses what is not a regular file.
   [[nodiscard]] virtual Result<Bytes> read(const std::string& path) = 0;
-  // False also where the path cannot be looked at.
-  [[nodiscard]] virtual bool exists(const std::string& path) = 0;
-  [[nodiscard]] virtual bool isDirectory(const std::string& path) = 0;
+  // Whether the path leads to something, and whether to a directory. Absent only where it is known
+  // that nothing is there, or here, that no directory is: whatever else keeps from looking (a
+  // failing disk, a forbidden directory, too many open files) is answered as the failure it is.
+  [[nodiscard]] virtual Presence exists(const std::string& path) = 0;
+  [[nodiscard]] virtual Presence isDirectory(const std::string& path) = 0;
   // Copies a file's bytes to a path where nothing is yet; the target's directory must exist.
   virtual Status copy(const std::string& source, const std::string& target) = 0;
   // Removes a file or a link; a missing one is a failure.

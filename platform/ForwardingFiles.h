@@ -21,11 +21,11 @@ class ForwardingFiles : public Files {
     willCall();
     return files_.read(path);
   }
-  [[nodiscard]] bool exists(const std::string& path) override {
+  [[nodiscard]] Presence exists(const std::string& path) override {
     willCall();
     return files_.exists(path);
   }
-  [[nodiscard]] bool isDirectory(const std::string& path) override {
+  [[nodiscard]] Presence isDirectory(const std::string& path) override {
     willCall();
     return files_.isDirectory(path);
   }

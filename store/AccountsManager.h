@@ -68,6 +68,16 @@ struct SerializedSettings {
   std::optional<std::string> error;
 };
 
+// What a migration would have to do, by what is there.
+struct MigrationNeeds {
+  bool oldMailAccounts = false;
+  bool oldDAAccounts = false;
+  bool newAccounts = false;
+
+  [[nodiscard]] bool legacyFiles() const noexcept { return oldMailAccounts || oldDAAccounts; }
+  [[nodiscard]] bool any() const noexcept { return legacyFiles() || newAccounts; }
+};
+
 class AccountsManager {
  public:
   // A record, which the store shares with whoever it answers it to; empty where there is none.
@@ -223,17 +233,21 @@ class AccountsManager {
   // Asks the sync daemon to leave, where it runs and is not this process, and runs the event loop
   // until it is gone; kills it after five seconds, and goes on after five more.
   static void killDataAccessIfNecessary();
-  // Fills all three with what a migration would have to do. AssertionFailure for a missing
-  // reference. The settings count as up to date where there is a legacy file.
+  // What a migration would have to do; says so in the system log where it is anything. The settings
+  // count as up to date where there is a legacy file. Fails where nobody can tell whether there is
+  // one: a migration that guessed could drop its accounts.
+  [[nodiscard]] static Result<MigrationNeeds> migrationNeeds();
+  // Fills all three with the same. AssertionFailure for a missing reference. What cannot be found
+  // out is logged, and nothing is to be migrated then.
   static void shouldMigrateOldMailAccountsOldDAAccountsNewAccountSettings(
       bool* migrateOldMailAccounts, bool* migrateOldDAAccounts, bool* migrateNewAccounts);
   // Whether the settings file has a version below currentVersion(); false where it is missing,
   // unreadable or without a version.
   [[nodiscard]] static bool accountSettingsNeedsToBeMigrated();
-  // Whether the legacy mail file, or the legacy Exchange file, is there.
+  // Whether the legacy mail file, or the legacy Exchange file, is known to be there.
   [[nodiscard]] static bool _oldMailAccountsInformationFound();
   [[nodiscard]] static bool _oldDAAccountsInformationFound();
-  // Removes the settings file, if there is one, so that legacy files are converted to a new one. A
+  // Removes the settings file, if it is known to be there, so that legacy files are converted to a new one. A
   // failure is logged.
   static void removeNewAccountSettingsToMigrateOldAccountInformation();
   // In memory only: a save always writes currentVersion().

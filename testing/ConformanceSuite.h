@@ -128,20 +128,20 @@ TEST_P(FilesConformance, CreateNeedsTheDirectoryAndNoDirectoryInItsPlace) {
   const Status missing = files.create(inDirectory("none/a"), bytesOf("x"));
   ASSERT_FALSE(missing.ok());
   EXPECT_EQ(missing.error().code, ENOENT);
-  EXPECT_FALSE(files.exists(inDirectory("none")));
+  EXPECT_TRUE(files.exists(inDirectory("none")).isAbsent());
   EXPECT_FALSE(files.create(kDirectory, bytesOf("x")).ok());
-  EXPECT_TRUE(files.isDirectory(kDirectory));
+  EXPECT_TRUE(files.isDirectory(kDirectory).isThere());
 }
 
 TEST_P(FilesConformance, TellsFilesAndDirectoriesAndNothingApart) {
   write(path, "x");
-  EXPECT_TRUE(files.exists(path));
-  EXPECT_FALSE(files.isDirectory(path));
-  EXPECT_TRUE(files.exists(kDirectory));
-  EXPECT_TRUE(files.isDirectory(kDirectory));
-  EXPECT_FALSE(files.exists(other));
-  EXPECT_FALSE(files.isDirectory(other));
-  EXPECT_FALSE(files.exists(path + "/beneath a file"));
+  EXPECT_TRUE(files.exists(path).isThere());
+  EXPECT_TRUE(files.isDirectory(path).isAbsent());
+  EXPECT_TRUE(files.exists(kDirectory).isThere());
+  EXPECT_TRUE(files.isDirectory(kDirectory).isThere());
+  EXPECT_TRUE(files.exists(other).isAbsent());
+  EXPECT_TRUE(files.isDirectory(other).isAbsent());
+  EXPECT_TRUE(files.exists(path + "/beneath a file").isAbsent());
 }
 
 TEST_P(FilesConformance, CopiesToWhereNothingIs) {
@@ -164,29 +164,29 @@ TEST_P(FilesConformance, ACopyNeedsAFileAndADirectory) {
   const Status copied = files.copy(path, other);
   ASSERT_FALSE(copied.ok());
   EXPECT_EQ(copied.error().code, ENOENT);
-  EXPECT_FALSE(files.exists(other));
+  EXPECT_TRUE(files.exists(other).isAbsent());
   EXPECT_FALSE(files.copy(kDirectory, other).ok());
-  EXPECT_FALSE(files.exists(other));
+  EXPECT_TRUE(files.exists(other).isAbsent());
   write(path, "x");
   EXPECT_FALSE(files.copy(path, inDirectory("none/b")).ok());
-  EXPECT_FALSE(files.exists(inDirectory("none")));
+  EXPECT_TRUE(files.exists(inDirectory("none")).isAbsent());
 }
 
 TEST_P(FilesConformance, RemovesFilesOnly) {
   write(path, "x");
   EXPECT_TRUE(files.remove(path).ok());
-  EXPECT_FALSE(files.exists(path));
+  EXPECT_TRUE(files.exists(path).isAbsent());
   const Status again = files.remove(path);
   ASSERT_FALSE(again.ok());
   EXPECT_EQ(again.error().code, ENOENT);
   EXPECT_FALSE(files.remove(kDirectory).ok());
-  EXPECT_TRUE(files.isDirectory(kDirectory));
+  EXPECT_TRUE(files.isDirectory(kDirectory).isThere());
 }
 
 TEST_P(FilesConformance, MakesEachMissingDirectoryWithExactlyTheMode) {
   ASSERT_TRUE(files.makeDirectory(inDirectory("x/y/z"), 0777).ok());
   for (const char* name : {"x", "x/y", "x/y/z"}) {
-    EXPECT_TRUE(files.isDirectory(inDirectory(name)));
+    EXPECT_TRUE(files.isDirectory(inDirectory(name)).isThere());
     EXPECT_EQ(device->mode(inDirectory(name)), 0777U) << name;
   }
   ASSERT_TRUE(files.makeDirectory(inDirectory("x/y/w"), 0700).ok());
@@ -216,7 +216,7 @@ TEST_P(FilesConformance, WritesAtomicallyOverOldAndNew) {
   EXPECT_EQ(content(path), "short");
   EXPECT_FALSE(files.writeAtomically(inDirectory("none/a"), bytesOf("x")).ok());
   EXPECT_FALSE(files.writeAtomically(kDirectory, bytesOf("x")).ok());
-  EXPECT_TRUE(files.isDirectory(kDirectory));
+  EXPECT_TRUE(files.isDirectory(kDirectory).isThere());
 }
 
 TEST_P(FilesConformance, ATemporaryFileIsNewPrivateAndBesideItsDestination) {
@@ -231,12 +231,12 @@ TEST_P(FilesConformance, ATemporaryFileIsNewPrivateAndBesideItsDestination) {
     EXPECT_EQ(content(temporary), "");
     EXPECT_EQ(device->mode(temporary), 0600U);
   }
-  EXPECT_FALSE(files.exists(path));
+  EXPECT_TRUE(files.exists(path).isAbsent());
 }
 
 TEST_P(FilesConformance, ATemporaryFileNeedsTheDirectory) {
   EXPECT_FALSE(files.makeTemporary(inDirectory("none/a")).ok());
-  EXPECT_FALSE(files.exists(inDirectory("none")));
+  EXPECT_TRUE(files.exists(inDirectory("none")).isAbsent());
 }
 
 TEST_P(FilesConformance, ATemporaryFileIsWrittenOwnedFlushedAndRenamed) {
@@ -256,7 +256,7 @@ TEST_P(FilesConformance, ATemporaryFileIsWrittenOwnedFlushedAndRenamed) {
   EXPECT_EQ(content(path), "new content");
   EXPECT_EQ(device->mode(path), 0600U);
   EXPECT_TRUE(device->isOwnedBy(path, "mobile", "mobile"));
-  EXPECT_FALSE(files.exists(temporary));
+  EXPECT_TRUE(files.exists(temporary).isAbsent());
 }
 
 TEST_P(FilesConformance, AnUnknownOwnerIsAnErrorThatNamesIt) {
@@ -290,7 +290,7 @@ TEST_P(FilesConformance, AFailedRenameChangesNothing) {
   EXPECT_FALSE(files.rename(other, kDirectory).ok());
   EXPECT_FALSE(files.rename(other, inDirectory("none/b")).ok());
   EXPECT_EQ(content(other), "old");
-  EXPECT_TRUE(files.isDirectory(kDirectory));
+  EXPECT_TRUE(files.isDirectory(kDirectory).isThere());
 }
 
 TEST_P(FilesConformance, OnlyAnExistingDirectoryCanBeFlushed) {

@@ -353,16 +353,16 @@ Result<Bytes> FakeFiles::read(const std::string& path) {
   return node->content;
 }
 
-bool FakeFiles::exists(const std::string& path) {
-  if (faults_.check("files.exists", path)) return false;
-  return has(path);
+Presence FakeFiles::exists(const std::string& path) {
+  if (std::optional<Error> error = faults_.check("files.exists", path)) return *error;
+  return Presence::of(has(path));
 }
 
-bool FakeFiles::isDirectory(const std::string& path) {
-  if (faults_.check("files.isDirectory", path)) return false;
+Presence FakeFiles::isDirectory(const std::string& path) {
+  if (std::optional<Error> error = faults_.check("files.isDirectory", path)) return *error;
   const std::lock_guard lock(mutex_);
   const NodePointer node = nodeAt(path);
-  return node != nullptr && node->isDirectory;
+  return Presence::of(node != nullptr && node->isDirectory);
 }
 
 Status FakeFiles::copy(const std::string& source, const std::string& target) {

@@ -85,8 +85,8 @@ class FakeFiles : public Files {
   // "files.makeTemporary", "files.write", "files.setOwner", "files.flushAndClose", "files.rename"
   // and "files.flushDirectoryOf". A failing write leaves half of its bytes.
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
-  [[nodiscard]] bool exists(const std::string& path) override;
-  [[nodiscard]] bool isDirectory(const std::string& path) override;
+  [[nodiscard]] Presence exists(const std::string& path) override;
+  [[nodiscard]] Presence isDirectory(const std::string& path) override;
   Status copy(const std::string& source, const std::string& target) override;
   Status remove(const std::string& path) override;
   Status create(const std::string& path, std::span<const std::uint8_t> bytes) override;

@@ -151,12 +151,26 @@ TEST_F(FakeFilesTest, PowerReturnsAfterACrash) {
 
 // MARK: Failures
 
+TEST_F(FakeFilesTest, AFailedLookFindsNeitherAFileNorItsAbsence) {
+  files.put("/tmp/a", "a");
+  for (const char* path : {"/tmp/a", "/tmp/none"}) {
+    faults.failAt("files.exists", 1, EACCES);
+    faults.failAt("files.isDirectory", 1, EIO);
+    const Presence file = files.exists(path);
+    const Presence directory = files.isDirectory(path);
+    EXPECT_FALSE(file.isThere() || file.isAbsent());
+    EXPECT_FALSE(directory.isThere() || directory.isAbsent());
+    EXPECT_EQ(file.error()->code, EACCES);
+    EXPECT_EQ(directory.error()->code, EIO);
+  }
+}
+
 TEST_F(FakeFilesTest, EveryOperationFailsAtItsOwnPointAndChangesNothing) {
   files.put("/tmp/a", "a");
   const auto attempt = [this](const std::string& operation) {
     if (operation == "files.read") return files.read("/tmp/a").ok();
-    if (operation == "files.exists") return files.exists("/tmp/a");
-    if (operation == "files.isDirectory") return files.isDirectory("/tmp");
+    if (operation == "files.exists") return files.exists("/tmp/a").error() == nullptr;
+    if (operation == "files.isDirectory") return files.isDirectory("/tmp").error() == nullptr;
     if (operation == "files.copy") return files.copy("/tmp/a", "/tmp/b").ok();
     if (operation == "files.remove") return files.remove("/tmp/a").ok();
     if (operation == "files.create") return files.create("/tmp/b", bytesOf("b")).ok();

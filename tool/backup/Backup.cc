@@ -82,7 +82,9 @@ Result<BackupFile> keep(LinuxFiles& files, const std::string& directory,
     Result<std::string> target = files.linkTarget(file.path);
     if (!target) return target.error();
     file.linkTarget = std::move(target).value();
-    if (!files.exists(file.path)) return file;
+    const Presence end = files.exists(file.path);
+    if (end.error() != nullptr) return *end.error();
+    if (end.isAbsent()) return file;
   } else {
     file.state = BackupFile::State::Regular;
   }
@@ -106,7 +108,12 @@ Result<std::string> makeDirectoryFor(LinuxFiles& files, const CalendarTime& time
   if (const Status made = files.makeDirectory(parent, kPrivate); !made) return made.error();
   const std::string first = nameFor(time);
   std::string name = first;
-  for (int i = 2; files.exists(pathOfBackup(name)); ++i) name = first + "-" + std::to_string(i);
+  for (int i = 2;; ++i) {
+    const Presence taken = files.exists(pathOfBackup(name));
+    if (taken.error() != nullptr) return *taken.error();
+    if (taken.isAbsent()) break;
+    name = first + "-" + std::to_string(i);
+  }
   if (const Status made = files.makeDirectory(pathOfBackup(name), kPrivate); !made) {
     return made.error();
   }
@@ -120,8 +127,8 @@ Status removeBackup(LinuxFiles& files, const std::string& name) {
   const std::string directory = pathOfBackup(name);
   // The manifest first, so that a half-removed backup is known as one.
   const std::string manifest = appendPathComponent(directory, kManifestName);
-  if (files.exists(manifest)) {
-    if (Status removed = files.remove(manifest); !removed) return removed;
+  if (Status removed = files.remove(manifest); !removed && removed.error().code != ENOENT) {
+    return removed;
   }
   const Result<std::vector<std::string>> names = files.list(directory);
   if (!names) return names.error();
@@ -207,7 +214,7 @@ Result<std::vector<FoundBackup>> findBackups(OpenedRoot& device) {
     if (!isBackupName(name)) continue;
     FoundBackup backup{name, std::nullopt, "it has no manifest: it was not finished", true};
     const std::string path = appendPathComponent(pathOfBackup(name), kManifestName);
-    if (device.files().exists(path)) {
+    if (!device.files().exists(path).isAbsent()) {
       backup.unfinished = false;
       const Result<Bytes> bytes = device.files().read(path);
       Result<BackupManifest> manifest =

@@ -2,6 +2,7 @@
 
 #include "host/LinuxFiles.h"
 #include "tool/editing/AccountEditor.h"
+#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/values/PropertyText.h"
 
@@ -11,7 +12,7 @@ namespace {
 // Reading creates nothing, so only a lock file that is there already is waited for.
 void waitForMigration(OpenedRoot& device, Output& output) {
   const std::string lock(kAccountMigrationLockFilename);
-  if (!device.files().exists(lock)) return;
+  if (!isThere(device.files(), lock)) return;
   if (const auto holder = device.lockHolder()) {
     output.progress("Waiting for " + inWords(*holder));
   }

@@ -204,6 +204,36 @@ TEST_F(Migrate, RemovesTheBackupsThatKilledRunsDidNotFinish) {
   EXPECT_EQ(backups()[0], "2001-01-01-00-00-01");
 }
 
+TEST_F(Migrate, KeepsABackupWhoseManifestNobodyCanLookAt) {
+  root_.putSettings(12, {mailAccount("A")});
+  const std::string backup = std::string(kBackups) + "/2001-01-01-00-00-00";
+  root_.putText(backup + "/settings", "of a migration long ago");
+  fs::create_symlink("manifest.plist", root_.at(backup + "/manifest.plist"));
+  ASSERT_EQ(migrate({"--keep", "1"}).status, 0);
+  ASSERT_EQ(backups().size(), 2U);
+  EXPECT_EQ(backups()[0], "2001-01-01-00-00-00");
+  EXPECT_TRUE(fs::exists(root_.at(backup + "/settings")));
+}
+
+TEST_F(Migrate, RefusesWhereNobodyCanTellWhatIsThere) {
+  for (const char* path :
+       {ToolRoot::kSentinel, ToolRoot::kLegacyMail, ToolRoot::kLegacyExchange}) {
+    SCOPED_TRACE(path);
+    root_.put(ToolRoot::kSettings, sampleSettings(7));
+    root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+    fs::remove(root_.at(path));
+    fs::create_symlink(fs::path(path).filename(), root_.at(path));
+    const auto before = root_.snapshot();
+    const ToolResult result = migrate({"--accept-loss"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_NE(result.err.find(root_.at(path) + ": Too many levels of symbolic links"),
+              std::string::npos)
+        << result.err;
+    expectUntouched(before);
+    fs::remove(root_.at(path));
+  }
+}
+
 // Each save stamps the settings as current, and no later run would make up for a missing step.
 TEST_F(Migrate, AMigrationThatWasCutShortIsToldAndUndone) {
   root_.put(ToolRoot::kSettings, sampleSettings(7));

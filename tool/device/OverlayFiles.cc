@@ -44,26 +44,33 @@ Result<Bytes> OverlayFiles::read(const std::string& path) {
   return *changed->second;
 }
 
-bool OverlayFiles::exists(const std::string& path) {
+Presence OverlayFiles::exists(const std::string& path) {
   const auto changed = changes_.find(path);
-  if (changed != changes_.end()) return changed->second.has_value();
-  return directories_.contains(path) || real_.exists(path);
+  if (changed != changes_.end()) return Presence::of(changed->second.has_value());
+  if (directories_.contains(path)) return Presence::of(true);
+  return real_.exists(path);
 }
 
-bool OverlayFiles::isDirectory(const std::string& path) {
-  return directories_.contains(path) || (!changes_.contains(path) && real_.isDirectory(path));
+Presence OverlayFiles::isDirectory(const std::string& path) {
+  if (directories_.contains(path)) return Presence::of(true);
+  if (changes_.contains(path)) return Presence::of(false);
+  return real_.isDirectory(path);
 }
 
 Status OverlayFiles::copy(const std::string& source, const std::string& target) {
   Result<Bytes> bytes = read(source);
   if (!bytes) return bytes.error();
-  if (exists(target)) return errorAt(target, EEXIST);
+  const Presence inTheWay = exists(target);
+  if (inTheWay.error() != nullptr) return *inTheWay.error();
+  if (inTheWay.isThere()) return errorAt(target, EEXIST);
   return put(target, std::move(bytes).value());
 }
 
 Status OverlayFiles::remove(const std::string& path) {
-  if (isDirectory(path)) return errorAt(path, EISDIR);
-  if (!exists(path)) return errorAt(path, ENOENT);
+  if (Status file = checkThatNoDirectoryIsAt(path); !file) return file;
+  const Presence there = exists(path);
+  if (there.error() != nullptr) return *there.error();
+  if (there.isAbsent()) return errorAt(path, ENOENT);
   changes_[path] = std::nullopt;
   return {};
 }
@@ -73,8 +80,10 @@ Status OverlayFiles::create(const std::string& path, std::span<const std::uint8_
 }
 
 Status OverlayFiles::makeDirectory(const std::string& path, unsigned) {
-  if (isDirectory(path)) return {};
-  if (exists(path)) return errorAt(path, ENOTDIR);
+  if (isDirectory(path).isThere()) return {};
+  const Presence inTheWay = exists(path);
+  if (inTheWay.error() != nullptr) return *inTheWay.error();
+  if (inTheWay.isThere()) return errorAt(path, ENOTDIR);
   if (Status above = makeDirectory(directoryOf(path), 0); !above) return above;
   directories_.insert(path);
   return {};
@@ -97,10 +106,10 @@ Status OverlayFiles::rename(const std::string& source, const std::string& target
   if (!bytes) return bytes.error();
   if (Status moved = put(target, std::move(bytes).value()); !moved) return moved;
   // What was there only between two renames was never there.
-  if (real_.exists(source)) {
-    changes_[source] = std::nullopt;
-  } else {
+  if (real_.exists(source).isAbsent()) {
     changes_.erase(source);
+  } else {
+    changes_[source] = std::nullopt;
   }
   return {};
 }
@@ -110,13 +119,20 @@ Status OverlayFiles::flushDirectoryOf(const std::string&) {
 }
 
 Status OverlayFiles::checkDirectoryOf(const std::string& path) {
-  if (!isDirectory(directoryOf(path))) return errorAt(path, ENOENT);
-  return {};
+  const Presence directory = isDirectory(directoryOf(path));
+  if (directory.error() != nullptr) return *directory.error();
+  return directory.isThere() ? Status() : errorAt(path, ENOENT);
+}
+
+Status OverlayFiles::checkThatNoDirectoryIsAt(const std::string& path) {
+  const Presence directory = isDirectory(path);
+  if (directory.error() != nullptr) return *directory.error();
+  return directory.isAbsent() ? Status() : errorAt(path, EISDIR);
 }
 
 Status OverlayFiles::put(const std::string& path, Bytes bytes) {
   if (Status there = checkDirectoryOf(path); !there) return there;
-  if (isDirectory(path)) return errorAt(path, EISDIR);
+  if (Status file = checkThatNoDirectoryIsAt(path); !file) return file;
   changes_[path] = std::move(bytes);
   return {};
 }

@@ -20,8 +20,8 @@ class OverlayFiles : public Files {
   explicit OverlayFiles(Files& real) : real_(real) {}
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
-  [[nodiscard]] bool exists(const std::string& path) override;
-  [[nodiscard]] bool isDirectory(const std::string& path) override;
+  [[nodiscard]] Presence exists(const std::string& path) override;
+  [[nodiscard]] Presence isDirectory(const std::string& path) override;
   Status copy(const std::string& source, const std::string& target) override;
   Status remove(const std::string& path) override;
   Status create(const std::string& path, std::span<const std::uint8_t> bytes) override;
@@ -47,6 +47,7 @@ class OverlayFiles : public Files {
 
   // Fails where a file at `path` would have no directory to lie in.
   Status checkDirectoryOf(const std::string& path);
+  Status checkThatNoDirectoryIsAt(const std::string& path);
   Status put(const std::string& path, Bytes bytes);
 
   Files& real_;

@@ -39,7 +39,7 @@ TEST_F(OverlayFilesTest, ReadsTheRealFilesUntilTheyAreWritten) {
 TEST_F(OverlayFilesTest, WhatIsRemovedIsGoneAndCanBeMadeAgain) {
   real_.put(file_, "real");
   ASSERT_TRUE(overlay_.remove(file_));
-  EXPECT_FALSE(overlay_.exists(file_));
+  EXPECT_TRUE(overlay_.exists(file_).isAbsent());
   EXPECT_EQ(content(file_), missing_);
   EXPECT_EQ(overlay_.remove(file_).error().code, ENOENT);
   ASSERT_TRUE(overlay_.create(file_, bytes("again")));
@@ -65,8 +65,8 @@ TEST_F(OverlayFilesTest, FilesNeedADirectory) {
   EXPECT_EQ(overlay_.makeTemporary(lost).error().code, ENOENT);
   ASSERT_TRUE(overlay_.makeDirectory("/nowhere/deep", 0777));
   EXPECT_TRUE(overlay_.create(lost, bytes("x")));
-  EXPECT_TRUE(overlay_.isDirectory("/nowhere"));
-  EXPECT_FALSE(real_.isDirectory("/nowhere"));
+  EXPECT_TRUE(overlay_.isDirectory("/nowhere").isThere());
+  EXPECT_TRUE(real_.isDirectory("/nowhere").isAbsent());
 }
 
 TEST_F(OverlayFilesTest, CopiesOnlyToWhereNothingIs) {
@@ -80,7 +80,7 @@ TEST_F(OverlayFilesTest, CopiesOnlyToWhereNothingIs) {
 TEST_F(OverlayFilesTest, ARenamedRealFileIsGoneFromItsOldPlace) {
   real_.put(file_, "real");
   ASSERT_TRUE(overlay_.rename(file_, file_ + "2"));
-  EXPECT_FALSE(overlay_.exists(file_));
+  EXPECT_TRUE(overlay_.exists(file_).isAbsent());
   EXPECT_EQ(content(file_ + "2"), "real");
 }
 

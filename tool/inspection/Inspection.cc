@@ -13,6 +13,7 @@
 #include "store/AccountsManager.h"
 #include "store/RSRuntimeFixMailAccount.h"
 #include "tool/frame/Errors.h"
+#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
 
@@ -56,7 +57,7 @@ std::optional<Result<PropertyList>> readPropertyListAt(const std::string& path) 
   Error error = bytes.error();
   // A file that nobody may look at is not one that is not there.
   const bool mayBeThere = error.code != 0 && error.code != ENOENT && error.code != ENOTDIR;
-  if (!mayBeThere && !files.exists(path)) return std::nullopt;
+  if (!mayBeThere && files.exists(path).isAbsent()) return std::nullopt;
   // Where the file lies is told beside the reason.
   const std::string place = path + ": ";
   const std::size_t at = error.message.find(place);
@@ -137,7 +138,7 @@ InspectedFiles filesOfRoot() {
 
 Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files) {
   InspectedFiles judged = files;
-  if (ProcessContext::current().platform().files.exists(removalSentinelPath())) {
+  if (isThere(ProcessContext::current().platform().files, removalSentinelPath())) {
     // The next migration converts nothing, and inspectSurroundings() tells what it deletes.
     judged.legacyExchange.content.reset();
     judged.legacyMail.content.reset();

@@ -11,6 +11,7 @@
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
@@ -30,7 +31,7 @@ std::string octal(unsigned mode) {
 std::string legacyFilesLeft() {
   std::string left;
   for (const std::string& legacy : {daAccountPath(), mailAccountsPath()}) {
-    if (ProcessContext::current().platform().files.exists(legacy)) {
+    if (isThere(ProcessContext::current().platform().files, legacy)) {
       left += (left.empty() ? "" : " and ") + legacy;
     }
   }
@@ -39,7 +40,7 @@ std::string legacyFilesLeft() {
 
 void inspectSentinel(Findings& findings) {
   const std::string sentinel = removalSentinelPath();
-  if (!ProcessContext::current().platform().files.exists(sentinel)) return;
+  if (!isThere(ProcessContext::current().platform().files, sentinel)) return;
   FindingList list(findings, sentinel);
   const std::string left = legacyFilesLeft();
   if (left.empty()) {
@@ -102,7 +103,7 @@ void inspectSettingsFile(LinuxHost& host, Findings& findings) {
   if (!attributes) return;
   if (attributes->kind == FileAttributes::Kind::Link) {
     list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
-    if (!ProcessContext::current().platform().files.exists(path)) {
+    if (ProcessContext::current().platform().files.exists(path).isAbsent()) {
       list.add(finding::kUnreadable,
                "The link leads to no file of the device: the settings count as missing, and a save "
                "would put an empty file in the link's place.");

@@ -10,6 +10,7 @@
 #include "store/AccountsManager.h"
 #include "tool/device/WatchedFiles.h"
 #include "tool/frame/Errors.h"
+#include "tool/frame/KnownPresence.h"
 
 namespace accountsettings {
 
@@ -133,7 +134,7 @@ Ledger MigrationHost::ledger() {
   input.settings = dictionaryIn(files_.settings);
   for (LegacyFile& file : legacyFilesOf(files_)) {
     const bool isExchange = file.path == files_.legacyExchange.name;
-    const bool stillThere = rehearsal_->files().exists(file.path);
+    const bool stillThere = isThere(rehearsal_->files(), file.path);
     input.legacyFiles.push_back(
         {std::move(file),
          isExchange ? "_migrateDAAccounts:" : "_migrateMailAccounts:", stillThere});
@@ -155,7 +156,7 @@ std::vector<std::string> MigrationHost::written() {
 std::vector<std::string> MigrationHost::removed() {
   std::vector<std::string> paths;
   for (const auto& [path, bytes] : rehearsal_->files().changes()) {
-    if (!bytes && device_.files().exists(path)) paths.push_back(path);
+    if (!bytes && !device_.files().exists(path).isAbsent()) paths.push_back(path);
   }
   return paths;
 }
@@ -225,7 +226,9 @@ std::optional<std::string> MigrationHost::faultOnDisk() {
 std::optional<std::string> MigrationHost::faultOf(const std::string& path,
                                                   const std::optional<Bytes>& meant) {
   if (!meant) {
-    if (!device_.files().exists(path)) return std::nullopt;
+    const Presence left = device_.files().exists(path);
+    if (left.isAbsent()) return std::nullopt;
+    if (left.error() != nullptr) return left.error()->message;
     return device_.shown(path) + ": it should have gone";
   }
   const Result<Bytes> now = device_.files().read(path);

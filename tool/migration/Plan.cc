@@ -6,6 +6,7 @@
 #include "migration/MigrationPaths.h"
 #include "store/AccountsManager.h"
 #include "tool/backup/DeviceInspection.h"
+#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/migration/MigrationHost.h"
 
@@ -14,9 +15,9 @@ namespace {
 
 void decide(Plan& plan, const InspectedFiles& files) {
   Files& real = ProcessContext::current().platform().files;
-  plan.legacyMail = real.exists(files.legacyMail.name);
-  plan.legacyExchange = real.exists(files.legacyExchange.name);
-  plan.interruptedRemoval = real.exists(removalSentinelPath());
+  plan.legacyMail = isThere(real, files.legacyMail.name);
+  plan.legacyExchange = isThere(real, files.legacyExchange.name);
+  plan.interruptedRemoval = isThere(real, removalSentinelPath());
   plan.versionUpgrade = !plan.legacyMail && !plan.legacyExchange &&
                         AccountsManager::accountSettingsNeedsToBeMigrated();
   const auto& settings = files.settings.content;
@@ -80,7 +81,7 @@ void tellSteps(Plan& plan, const std::vector<StepRecord>& steps) {
 
 void tellFiles(Plan& plan, OverlayFiles& overlay, Files& real) {
   for (const auto& [path, bytes] : overlay.changes()) {
-    const bool wasThere = real.exists(path);
+    const bool wasThere = isThere(real, path);
     if (!bytes) {
       if (wasThere) plan.files.push_back({path, PlannedFile::Fate::Removed});
       continue;

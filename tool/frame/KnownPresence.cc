@@ -1,0 +1,15 @@
+#include "tool/frame/KnownPresence.h"
+
+#include "tool/frame/Errors.h"
+
+namespace accountsettings {
+
+bool isThere(Files& files, const std::string& path) {
+  const Presence presence = files.exists(path);
+  if (const Error* error = presence.error()) {
+    throw Prevented("", error->message, adviceFor(error->code));
+  }
+  return presence.isThere();
+}
+
+}  // namespace accountsettings
