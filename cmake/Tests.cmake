@@ -1,13 +1,22 @@
 # How the test programs are built and registered.
 
-# What the test programs include most, compiled once for all of them.
+# as_test_objects(NAME SOURCE ...) compiles, once for all the test programs that link NAME, what
+# they have in common.
+function(as_test_objects name)
+  add_library(${name} OBJECT ${ARGN})
+  # As a program is compiled, not a library: what is precompiled fits one of the two.
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(${name} PRIVATE -fPIE)
+  target_link_libraries(${name} PRIVATE GTest::gmock)
+  if(NOT name STREQUAL as_test_headers)
+    target_precompile_headers(${name} REUSE_FROM as_test_headers)
+  endif()
+endfunction()
+
+# What the test programs include most.
 if(AS_BUILD_TESTS)
-  add_library(as_test_headers OBJECT "${PROJECT_SOURCE_DIR}/testing/Precompiled.cc")
+  as_test_objects(as_test_headers "${PROJECT_SOURCE_DIR}/testing/Precompiled.cc")
   target_precompile_headers(as_test_headers PRIVATE "${PROJECT_SOURCE_DIR}/testing/Precompiled.h")
-  target_link_libraries(as_test_headers PRIVATE GTest::gmock)
-  # As the programs are compiled that use them.
-  set_target_properties(as_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-  target_compile_options(as_test_headers PRIVATE -fPIE)
   # A compiler's cache may answer with headers precompiled at another time from the same text.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(as_test_headers PRIVATE "SHELL:-Xclang -fno-pch-timestamp")

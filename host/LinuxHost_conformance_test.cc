@@ -11,7 +11,7 @@
 #include "host/ProcessTable.h"
 #include "plist/BinaryWriter.h"
 #include "plist/Reader.h"
-#include "testing/ConformanceSuite.h"
+#include "testing/ConformanceDevice.h"
 
 namespace accountsettings::testing {
 namespace {
@@ -19,10 +19,9 @@ namespace {
 constexpr const char* kAccounts = "mobile:x:501:502::/var/mobile:/bin/sh\n";
 constexpr const char* kGroups = "mobile:*:502:\n";
 
-template <bool UseOpenat2>
 class LinuxDevice : public ConformanceDevice {
  public:
-  LinuxDevice() {
+  explicit LinuxDevice(bool useOpenat2) {
     for (const char* path : {"tmp", "var/mobile/Library/Preferences"}) {
       std::filesystem::create_directories(device_.path(path));
     }
@@ -30,7 +29,7 @@ class LinuxDevice : public ConformanceDevice {
     device_.write("etc/group", kGroups);
     HostOptions options;
     options.root = device_.root();
-    options.useOpenat2 = UseOpenat2;
+    options.useOpenat2 = useOpenat2;
     options.systemLog = &log_;
     host_ = std::move(LinuxHost::create(options)).value();
   }
@@ -112,13 +111,11 @@ class LinuxDevice : public ConformanceDevice {
   std::unique_ptr<LinuxHost> host_;
 };
 
-template <bool UseOpenat2>
-std::unique_ptr<ConformanceDevice> makeDevice() {
-  return std::make_unique<LinuxDevice<UseOpenat2>>();
+}  // namespace
+
+std::vector<ConformanceFactory> conformanceDevices() {
+  return {{"LinuxOpenat2", [] { return std::make_unique<LinuxDevice>(true); }},
+          {"LinuxSafeWalk", [] { return std::make_unique<LinuxDevice>(false); }}};
 }
 
-}  // namespace
 }  // namespace accountsettings::testing
-
-AS_INSTANTIATE_CONFORMANCE_SUITE(LinuxOpenat2, makeDevice<true>);
-AS_INSTANTIATE_CONFORMANCE_SUITE(LinuxSafeWalk, makeDevice<false>);

@@ -1,13 +1,13 @@
-// ConformanceSuite holds the tests that every implementation of the platform has to
-// pass, the fake one and the real ones alike. Include it in one test file of a program,
-// derive from ConformanceDevice, and name a factory for it:
+// ConformanceSuite holds the tests that every implementation of the platform has to pass, the fake
+// one and the real ones alike. Include it in one source file of a test program, and in another or
+// in the same derive from ConformanceDevice and define conformanceDevices():
 //
 //   class MyDevice : public ConformanceDevice { ... };
-//   std::unique_ptr<ConformanceDevice> makeMyDevice() { return std::make_unique<MyDevice>(); }
-//   AS_INSTANTIATE_CONFORMANCE_SUITE(Mine, makeMyDevice);
+//   std::vector<ConformanceFactory> accountsettings::testing::conformanceDevices() {
+//     return {{"Mine", [] { return std::make_unique<MyDevice>(); }}};
+//   }
 //
-// Each test makes a device of its own and drops it at the end. The macro may stand more than
-// once, with different names and factories.
+// Each test makes a device of its own and drops it at the end.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -17,51 +17,16 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <optional>
 #include <regex>
 #include <set>
-#include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
 
-#include "platform/Platform.h"
+#include "testing/ConformanceDevice.h"
 
 namespace accountsettings::testing {
-
-// ConformanceDevice is one device to test, with what a test has to set up or look at past the
-// platform's interfaces. It begins with the directories /tmp and
-// /var/mobile/Library/Preferences, knows the account and the group "mobile", and makes temporary
-// files beside their destination.
-class ConformanceDevice {
- public:
-  virtual ~ConformanceDevice() = default;
-
-  [[nodiscard]] virtual Platform platform() = 0;
-
-  // Stores a value where copyAppPreference() or ownDefault() is to find it.
-  virtual void setPreference(const std::string& domain, const std::string& key,
-                             const PropertyList& value) = 0;
-  virtual void setOwnDefault(const std::string& key, const PropertyList& value) = 0;
-
-  // Starts a process with this command name that runs until it is killed; answers its identifier.
-  // The platform's processes must list it, and may list it alone.
-  // The device ends it at the latest when it is dropped.
-  virtual int startProcess(const std::string& commandName) = 0;
-
-  // The permission bits of what lies at a device path.
-  [[nodiscard]] virtual unsigned mode(const std::string& path) = 0;
-  // Whether this process has the right to give files to other accounts.
-  [[nodiscard]] virtual bool mayGiveFilesAway() { return true; }
-  // Whether it belongs to this account and group.
-  [[nodiscard]] virtual bool isOwnedBy(const std::string& path, const std::string& owner,
-                                       const std::string& group) = 0;
-};
-
-using ConformanceFactory = std::unique_ptr<ConformanceDevice> (*)();
 
 class ConformanceTest : public ::testing::TestWithParam<ConformanceFactory> {
  protected:
@@ -72,7 +37,7 @@ class ConformanceTest : public ::testing::TestWithParam<ConformanceFactory> {
     return std::string(kDirectory) + "/" + name;
   }
 
-  std::unique_ptr<ConformanceDevice> device = GetParam()();
+  std::unique_ptr<ConformanceDevice> device = GetParam().make();
   Platform platform = device->platform();
 };
 
@@ -494,16 +459,21 @@ TEST_P(IdentifiersConformance, MakesDistinctUUIDsInUpperCase) {
   }
 }
 
-}  // namespace accountsettings::testing
+inline std::string nameOfDevice(const ::testing::TestParamInfo<ConformanceFactory>& tested) {
+  return tested.param.name;
+}
 
-// Runs the whole suite over the devices that `factory` makes.
-#define AS_INSTANTIATE_CONFORMANCE_SUITE(name, factory)                                \
-  namespace accountsettings::testing {                                                 \
-  INSTANTIATE_TEST_SUITE_P(name, FilesConformance, ::testing::Values(&factory));       \
-  INSTANTIATE_TEST_SUITE_P(name, LocksConformance, ::testing::Values(&factory));       \
-  INSTANTIATE_TEST_SUITE_P(name, ProcessesConformance, ::testing::Values(&factory));   \
-  INSTANTIATE_TEST_SUITE_P(name, PreferencesConformance, ::testing::Values(&factory)); \
-  INSTANTIATE_TEST_SUITE_P(name, ClockConformance, ::testing::Values(&factory));       \
-  INSTANTIATE_TEST_SUITE_P(name, IdentifiersConformance, ::testing::Values(&factory)); \
-  }                                                                                    \
-  static_assert(true)
+INSTANTIATE_TEST_SUITE_P(All, FilesConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, LocksConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, ProcessesConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, PreferencesConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, ClockConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, IdentifiersConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+
+}  // namespace accountsettings::testing

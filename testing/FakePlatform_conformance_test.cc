@@ -1,7 +1,7 @@
 // The fake device passes the suite that the real ones pass.
 #include <memory>
 
-#include "testing/ConformanceSuite.h"
+#include "testing/ConformanceDevice.h"
 #include "testing/FakePlatform.h"
 
 namespace accountsettings::testing {
@@ -35,11 +35,10 @@ class FakeConformanceDevice : public ConformanceDevice {
   int lastProcess_ = 1000;
 };
 
-std::unique_ptr<ConformanceDevice> makeFakeDevice() {
-  return std::make_unique<FakeConformanceDevice>();
+}  // namespace
+
+std::vector<ConformanceFactory> conformanceDevices() {
+  return {{"Fake", [] { return std::make_unique<FakeConformanceDevice>(); }}};
 }
 
-}  // namespace
 }  // namespace accountsettings::testing
-
-AS_INSTANTIATE_CONFORMANCE_SUITE(Fake, makeFakeDevice);
