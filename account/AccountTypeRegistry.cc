@@ -1,3 +1,4 @@
+// Reads the properties of the account types once for a process, and answers from them.
 #include "account/AccountTypeRegistry.h"
 
 #include <mutex>

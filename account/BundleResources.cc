@@ -1,3 +1,4 @@
+// Finds and reads the property lists and texts of the plug-in bundle.
 #include "account/BundleResources.h"
 
 #include "platform/ProcessContext.h"

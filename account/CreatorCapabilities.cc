@@ -1,3 +1,4 @@
+// The capabilities' type information, which a module and the library have in common.
 #include "account/CreatorCapabilities.h"
 
 #include "account/DeviceLocalAccount.h"

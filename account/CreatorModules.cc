@@ -1,3 +1,4 @@
+// Loads the modules that create accounts, and finds the classes that they register.
 #include "account/CreatorModules.h"
 
 #include <algorithm>

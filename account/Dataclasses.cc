@@ -1,3 +1,4 @@
+// The data classes: their canonical order, and what follows from it for lists of them.
 #include "account/Dataclasses.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The account that stands for what is on the device alone.
 #include "account/DeviceLocalAccount.h"
 
 #include <algorithm>

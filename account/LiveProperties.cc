@@ -1,3 +1,4 @@
+// The properties of a loaded account, which tell its store when its identity changes.
 #include "account/LiveProperties.h"
 
 #include <utility>

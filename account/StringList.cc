@@ -1,3 +1,4 @@
+// Lists of strings, read from property lists and turned into them.
 #include "account/StringList.h"
 
 #include <algorithm>

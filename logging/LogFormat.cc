@@ -1,3 +1,4 @@
+// Puts the arguments of a log line into its format.
 #include "logging/LogFormat.h"
 
 #include "plist/Description.h"

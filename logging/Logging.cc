@@ -1,3 +1,4 @@
+// Writes the system's log lines, and asks once whether it is to trace.
 #include "logging/Logging.h"
 
 #include <mutex>

@@ -1,3 +1,4 @@
+// The order of a whole migration, from the copy aside to the record of the run.
 #include "migration/AccountsDataMigrator.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Finds the standalone CalDAV accounts that are the calendars of a mail account, by look-up.
 #include "migration/CalDAVMatching.h"
 
 #include <tuple>

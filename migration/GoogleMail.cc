@@ -1,3 +1,4 @@
+// Asks the device, once for a process, how this region calls the service of Gmail accounts.
 #include "migration/GoogleMail.h"
 
 #include <mutex>

@@ -1,3 +1,4 @@
+// Turns the descriptions of legacy files into the properties of accounts.
 #include "migration/LegacyDescriptions.h"
 
 #include <optional>

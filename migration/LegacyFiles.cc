@@ -1,3 +1,4 @@
+// Reads the descriptions in a legacy file, whatever they describe.
 #include "migration/LegacyFiles.h"
 
 #include <utility>

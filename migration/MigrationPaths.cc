@@ -1,3 +1,4 @@
+// Where the files of a migration lie on a device.
 #include "migration/MigrationPaths.h"
 
 #include "platform/ProcessContext.h"

@@ -1,3 +1,4 @@
+// Look-ups that the version steps have in common.
 #include "migration/StepReading.h"
 
 #include <algorithm>

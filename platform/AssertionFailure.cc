@@ -1,3 +1,4 @@
+// The exception for programming and installation errors; its type lives here.
 #include "platform/AssertionFailure.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Keeps the classes that modules register, by name.
 #include "platform/ClassRegistry.h"
 
 #include <utility>

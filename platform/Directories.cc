@@ -1,3 +1,4 @@
+// Joins paths on the device.
 #include "platform/Directories.h"
 
 namespace accountsettings {

@@ -1,3 +1,4 @@
+// The context that code finds when it asks for the current one, and what hangs on it.
 #include "platform/ProcessContext.h"
 
 #include <atomic>

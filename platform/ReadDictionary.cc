@@ -1,3 +1,4 @@
+// Reads a file that is to hold a dictionary.
 #include "platform/ReadDictionary.h"
 
 #include "plist/Reader.h"

@@ -1,3 +1,4 @@
+// Gives mail accounts the class that their directory tells, and says so to the mail application.
 #include "store/RSRuntimeFixMailAccount.h"
 
 #include <optional>

@@ -1,3 +1,4 @@
+// The small services of the fake device: preferences, answers, notifications and their like.
 #include "testing/FakeDevice.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The fake device's files in memory, with what a crash leaves of them.
 #include "testing/FakeFiles.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The fake device's locks, which exclude threads as the real ones exclude processes.
 #include "testing/FakeLocks.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// The fake device's modules: what each one registers when it is loaded.
 #include "testing/FakeModules.h"
 
 #include <algorithm>

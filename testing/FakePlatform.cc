@@ -1,3 +1,4 @@
+// The fake device as the library sees it.
 #include "testing/FakePlatform.h"
 
 namespace accountsettings::testing {

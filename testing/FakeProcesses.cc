@@ -1,3 +1,4 @@
+// The fake device's processes, its clock and its event loop.
 #include "testing/FakeProcesses.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Hands out the resources that are shipped, or those that a test puts in their place.
 #include "testing/FakeResources.h"
 
 #include <filesystem>

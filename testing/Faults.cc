@@ -1,3 +1,4 @@
+// Decides which operations of the fake device fail, and keeps count of them.
 #include "testing/Faults.h"
 
 #include <algorithm>

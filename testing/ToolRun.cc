@@ -1,3 +1,4 @@
+// Runs the command as a process of its own, and keeps what it wrote.
 #include "testing/ToolRun.h"
 
 #include <fcntl.h>
