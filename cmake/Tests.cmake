@@ -23,14 +23,16 @@ if(AS_BUILD_TESTS)
   endif()
 endif()
 
-# as_test(NAME LAYER layer SOURCES ... [LIBS ...] [TIMEOUT seconds] [ENVIRONMENT ...])
-# builds the test program NAME over LAYER's objects and registers it. Modules that a test loads
-# at run time find the library's symbols in the test program.
+# as_test(NAME [LAYER layer] SOURCES ... [LIBS ...] [SLOW filter...])
+# builds the test program NAME, over LAYER's objects if one is named, and registers it with the label
+# quick. The tests that SLOW names, patterns of GoogleTest's filter, take a second or more of processor
+# time (the build is not optimised); they are registered apart as NAME_slow, without the label. Modules
+# that a test loads at run time find the library's symbols in the test program.
 function(as_test name)
   if(NOT AS_BUILD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(arg "" "LAYER;TIMEOUT" "SOURCES;LIBS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "" "LAYER" "SOURCES;LIBS;SLOW" ${ARGN})
   set(objects)
   if(arg_LAYER)
     as_objects_up_to(${arg_LAYER} objects)
@@ -39,12 +41,25 @@ function(as_test name)
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
   target_precompile_headers(${name} REUSE_FROM as_test_headers)
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main ${CMAKE_DL_LIBS})
-  add_test(NAME ${name} COMMAND ${name})
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 600)
+
+  list(JOIN arg_SLOW ":" slow)
+  set(tests ${name})
+  if(slow STREQUAL "*")
+    add_test(NAME ${name} COMMAND ${name})
+  else()
+    add_test(NAME ${name} COMMAND ${name} "--gtest_filter=-${slow}")
+    set_tests_properties(${name} PROPERTIES LABELS quick)
+    if(slow)
+      add_test(NAME ${name}_slow COMMAND ${name} "--gtest_filter=${slow}")
+      list(APPEND tests ${name}_slow)
+    endif()
   endif()
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
-  if(arg_ENVIRONMENT)
-    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${arg_ENVIRONMENT}")
-  endif()
+  set_tests_properties(${tests} PROPERTIES TIMEOUT 600)
 endfunction()
+
+if(AS_BUILD_TESTS)
+  add_test(NAME layer_check_tests
+    COMMAND ${CMAKE_COMMAND} -DWORK=${PROJECT_BINARY_DIR}/layer_check_tests
+            -P ${PROJECT_SOURCE_DIR}/cmake/CheckLayers_test.cmake)
+  set_tests_properties(layer_check_tests PROPERTIES LABELS quick)
+endif()
