@@ -12,9 +12,9 @@ set(AS_PUBLIC_HEADERS
   platform/AssertionFailure.h platform/ClassRegistry.h platform/Clock.h platform/Configuration.h
   platform/Device.h platform/Directories.h platform/ExclusiveFileLock.h platform/Files.h
   platform/ForwardingFiles.h platform/MigratorBase.h platform/Modules.h platform/Notifications.h
-  platform/Platform.h platform/PlatformWith.h platform/Preferences.h platform/ProcessContext.h
-  platform/Processes.h platform/ReadDictionary.h platform/Resources.h platform/SystemLog.h
-  testing/ConformanceSuite.h
+  platform/Platform.h platform/PlatformWith.h platform/Preferences.h platform/Presence.h
+  platform/ProcessContext.h platform/Processes.h platform/ReadDictionary.h platform/Resources.h platform/SystemLog.h
+  testing/ConformanceDevice.h testing/ConformanceSuite.h
 
   # Accounts, their store, and the system log.
   account/AccountConstants.h account/BasicAccount.h account/CreatorCapabilities.h

@@ -60,6 +60,8 @@ set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.h
 set(headers_of_tool/frame/Terminal.cc fcntl.h signal.h sys/ioctl.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})
 set(headers_of_bench ${posix_headers} malloc.h benchmark/benchmark.h)
+# The C library that the property lists are measured beside.
+set(headers_of_bench/plist_bench.cc plist/plist.h)
 set(headers_of_tests ${posix_headers} ${linux_headers} ${test_headers})
 
 # Where sources do not all open with a sentence that says what they are for.

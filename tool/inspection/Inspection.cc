@@ -13,7 +13,6 @@
 #include "store/AccountsManager.h"
 #include "store/RSRuntimeFixMailAccount.h"
 #include "tool/frame/Errors.h"
-#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
 
@@ -138,7 +137,7 @@ InspectedFiles filesOfRoot() {
 
 Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files) {
   InspectedFiles judged = files;
-  if (isThere(ProcessContext::current().platform().files, removalSentinelPath())) {
+  if (ProcessContext::current().platform().files.exists(removalSentinelPath()).isThere()) {
     // The next migration converts nothing, and inspectSurroundings() tells what it deletes.
     judged.legacyExchange.content.reset();
     judged.legacyMail.content.reset();

@@ -11,7 +11,6 @@
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
 #include "tool/device/OpenedRoot.h"
-#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
@@ -31,7 +30,8 @@ std::string octal(unsigned mode) {
 std::string legacyFilesLeft() {
   std::string left;
   for (const std::string& legacy : {daAccountPath(), mailAccountsPath()}) {
-    if (isThere(ProcessContext::current().platform().files, legacy)) {
+    // What cannot be looked at would be deleted all the same.
+    if (!ProcessContext::current().platform().files.exists(legacy).isAbsent()) {
       left += (left.empty() ? "" : " and ") + legacy;
     }
   }
@@ -40,8 +40,15 @@ std::string legacyFilesLeft() {
 
 void inspectSentinel(Findings& findings) {
   const std::string sentinel = removalSentinelPath();
-  if (!isThere(ProcessContext::current().platform().files, sentinel)) return;
+  const Presence presence = ProcessContext::current().platform().files.exists(sentinel);
+  if (presence.isAbsent()) return;
   FindingList list(findings, sentinel);
+  if (!presence.isThere()) {
+    list.add(finding::kUnreadable,
+             "It cannot be told whether a removal of the legacy files was interrupted (" +
+                 presence.error().message + "): a migration may delete them unconverted.");
+    return;
+  }
   const std::string left = legacyFilesLeft();
   if (left.empty()) {
     list.add(finding::kLeftoverSentinel,
