@@ -46,7 +46,7 @@ void inspectSentinel(Findings& findings) {
   if (!presence.isThere()) {
     list.add(finding::kUnreadable,
              "It cannot be told whether a removal of the legacy files was interrupted (" +
-                 presence.error().message + "): a migration may delete them unconverted.");
+                 presence.error()->message + "): a migration may delete them unconverted.");
     return;
   }
   const std::string left = legacyFilesLeft();
