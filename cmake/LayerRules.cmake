@@ -58,6 +58,7 @@ set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
 set(headers_of_host ${posix_headers} ${linux_headers})
 set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp openssl/evp.h)
 set(headers_of_tool/frame/Terminal.cc fcntl.h signal.h sys/ioctl.h unistd.h)
+set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})
 set(headers_of_bench ${posix_headers} malloc.h benchmark/benchmark.h)
 # The C library that the property lists are measured beside.

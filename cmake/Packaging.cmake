@@ -1,22 +1,21 @@
-# Installation and packages: the run-time files, the development files, and two Debian packages
-# that hold the one and the other.
+# Installation: the libraries, the command and what belongs to it, and what programs are built with.
+# debian/ divides the same files among the packages of a distribution.
 include(CMakePackageConfigHelpers)
 
-set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 set(AS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/AccountSettings")
+set(AS_DOC_DIR "${CMAKE_INSTALL_DATADIR}/doc")
 
+# Libraries.
 set_target_properties(accountsettings-host PROPERTIES EXPORT_NAME host)
 foreach(library accountsettings accountsettings-host)
   set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${library} EXPORT AccountSettingsTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
-            NAMELINK_COMPONENT development)
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endforeach()
 
-install(DIRECTORY "${AS_INCLUDE_ROOT}/accountsettings" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        COMPONENT development)
-install(EXPORT AccountSettingsTargets NAMESPACE AccountSettings:: DESTINATION ${AS_CMAKE_DIR}
-        COMPONENT development)
+# Headers, and what CMake and pkg-config need.
+install(DIRECTORY "${AS_INCLUDE_ROOT}/accountsettings" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT AccountSettingsTargets NAMESPACE AccountSettings:: DESTINATION ${AS_CMAKE_DIR})
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/AccountSettingsConfig.cmake.in"
   "${PROJECT_BINARY_DIR}/AccountSettingsConfig.cmake" INSTALL_DESTINATION ${AS_CMAKE_DIR})
@@ -24,56 +23,37 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/AccountSettingsConfigVer
   COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/AccountSettingsConfig.cmake"
               "${PROJECT_BINARY_DIR}/AccountSettingsConfigVersion.cmake"
-        DESTINATION ${AS_CMAKE_DIR} COMPONENT development)
+        DESTINATION ${AS_CMAKE_DIR})
 
 # The pkg-config file finds its prefix from where it lies, so that an installation can be moved.
 file(RELATIVE_PATH AS_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" AS_PREFIX_FROM_PKGCONFIG "${AS_PREFIX_FROM_PKGCONFIG}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/accountsettings.pc.in"
                "${PROJECT_BINARY_DIR}/accountsettings.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/accountsettings.pc"
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+install(FILES "${PROJECT_BINARY_DIR}/accountsettings.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-configure_file("${PROJECT_SOURCE_DIR}/docs/accountsettings.1.in"
-               "${PROJECT_BINARY_DIR}/accountsettings.1" @ONLY)
-file(ARCHIVE_CREATE OUTPUT "${PROJECT_BINARY_DIR}/accountsettings.1.gz"
-     PATHS "${PROJECT_BINARY_DIR}/accountsettings.1" FORMAT raw COMPRESSION GZip)
-install(FILES "${PROJECT_BINARY_DIR}/accountsettings.1.gz"
-        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+# What belongs to the command.
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/accountsettings-migrate.service"
-        DESTINATION lib/systemd/system COMPONENT runtime)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/completions/accountsettings.bash"
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-        RENAME accountsettings COMPONENT runtime)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/completions/_accountsettings"
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT runtime)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/completions/accountsettings.fish"
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT runtime)
-install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/accountsettings COMPONENT runtime)
+        DESTINATION lib/systemd/system)
+set(completions "${PROJECT_SOURCE_DIR}/packaging/completions")
+install(FILES "${completions}/accountsettings.bash" RENAME accountsettings
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES "${completions}/_accountsettings"
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES "${completions}/accountsettings.fish"
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME accountsettings)
-set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
-set(CPACK_PACKAGE_CONTACT "AccountSettings maintainers <maintainers@accountsettings.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
-set(CPACK_STRIP_FILES ON)
-set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_COMPONENTS_ALL runtime development)
-set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME accountsettings)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION admin)
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-  "This package has the command, the libraries, the migrator, and a service that migrates a
-machine's own settings at boot.")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libaccountsettings-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "This package has the headers, and what cmake and pkg-config need to build against the libraries.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "accountsettings (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
-include(CPack)
+# Documents. The reference is there after `cmake --build BUILD --target reference`.
+foreach(page accountsettings.1 libaccountsettings.3 accountsettings-host.plist.5)
+  configure_file("${PROJECT_SOURCE_DIR}/docs/${page}.in" "${PROJECT_BINARY_DIR}/${page}" @ONLY)
+  string(REGEX MATCH "[0-9]$" section "${page}")
+  install(FILES "${PROJECT_BINARY_DIR}/${page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}")
+endforeach()
+install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION ${AS_DOC_DIR}/accountsettings)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION ${AS_DOC_DIR}/libaccountsettings-dev
+        PATTERN "*_test.sh" EXCLUDE)
+install(FILES "${PROJECT_SOURCE_DIR}/docs/ABI.md" "${PROJECT_SOURCE_DIR}/docs/EMBEDDING.md"
+              "${PROJECT_SOURCE_DIR}/docs/FORMATS.md"
+        DESTINATION ${AS_DOC_DIR}/libaccountsettings-doc)
+install(DIRECTORY "${PROJECT_BINARY_DIR}/reference/html" OPTIONAL
+        DESTINATION ${AS_DOC_DIR}/libaccountsettings-doc)

@@ -10,5 +10,4 @@ target_link_libraries(AccountsDataMigrator PRIVATE accountsettings)
 target_link_options(AccountsDataMigrator PRIVATE
   "-Wl,--version-script=${PROJECT_SOURCE_DIR}/migration/plugin_exports.map" ${AS_NO_UNDEFINED})
 install(TARGETS AccountsDataMigrator
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/${AS_PRIVATE_SUBDIR}/${AS_BUNDLE_NAME}"
-          COMPONENT runtime)
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/${AS_PRIVATE_SUBDIR}/${AS_BUNDLE_NAME}")

@@ -1,38 +1,63 @@
 #!/usr/bin/env bash
-# Builds the Debian packages, unpacks them into an empty folder, and uses what is there: the command,
-# the plug-in, the libraries, the headers, the CMake package and the pkg-config file.
+# Makes the Debian packages of the built tree, lets lintian judge them, and uses what they hold: the
+# command, the plug-in, the libraries, the headers, the CMake package and the pkg-config file, unpacked
+# into an empty folder. Then it installs, upgrades and purges them in a private copy of this system.
 # usage: packages_test.sh BUILD SOURCE COMPILER
 set -euo pipefail
 build=$1 source=$2 compiler=$3
-for program in dpkg-deb cpack pkg-config readelf nm; do
+for program in dpkg-deb dh pkg-config readelf nm; do
   command -v "$program" >/dev/null || { echo "NOT RUN: packages (no $program here)"; exit 77; }
 done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*" >&2; exit 1; }
+not_run() { echo "NOT RUN: $*"; }
 
-# The packages, unpacked side by side under one root.
-(cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/packages") >"$work/log" 2>&1 ||
-  { cat "$work/log"; fail "cpack"; }
+# The packages, made without touching the sources and without building anything twice.
+if command -v doxygen >/dev/null; then
+  cmake --build "$build" --target reference >"$work/log" 2>&1 || { cat "$work/log"; fail "the reference"; }
+else
+  not_run "the package of the reference (no doxygen here)"
+fi
+mkdir "$work/source"
+cp -r "$source/debian" "$source/CHANGELOG.md" "$work/source"
+(cd "$work/source" && BUILT=$build DEB_BUILD_OPTIONS=noautodbgsym debian/rules binary) >"$work/log" 2>&1 ||
+  { cat "$work/log"; fail "making the packages"; }
+
+# lintian finds nothing but that no licence has been chosen yet, for which the copyright file waits.
+if command -v lintian >/dev/null; then
+  lintian --allow-root --tag-display-limit 0 "$work"/*.deb >"$work/lintian" || true
+  grep '^[EW]:' "$work/lintian" | grep -v ' no-copyright-file$' && fail "lintian"
+  [ ! -e "$source/debian/copyright" ] || ! grep no-copyright-file "$work/lintian" || fail "the copyright file"
+else
+  not_run "lintian over the packages (no lintian here)"
+fi
+
+# All of them, unpacked side by side under one root.
 mkdir "$work/root"
-for package in accountsettings libaccountsettings-dev; do
-  file=$(ls "$work"/packages/"$package"_*.deb) || fail "no package $package"
-  [ "$(dpkg-deb -f "$file" Package)" = "$package" ] || fail "$file calls itself otherwise"
+for package in accountsettings libaccountsettings1 libaccountsettings-dev libaccountsettings-doc; do
+  file=$(ls "$work/$package"_*.deb) || fail "no package $package"
   dpkg-deb -x "$file" "$work/root"
 done
+dpkg-deb --ctrl-tarfile "$work"/libaccountsettings1_*.deb | tar -t >"$work/log"
+grep -q shlibs "$work/log" && grep -q symbols "$work/log" || fail "shlibs and symbols are not in the package"
 usr=$work/root/usr
 library=$(find "$usr" -name 'libaccountsettings.so.1')
 libdir=$(dirname "$library")
 tool=$usr/bin/accountsettings
-for each in bin/accountsettings share/man/man1/accountsettings.1.gz lib/systemd/system/accountsettings-migrate.service \
-  share/bash-completion/completions/accountsettings share/zsh/site-functions/_accountsettings \
-  share/fish/vendor_completions.d/accountsettings.fish; do
-  [ -s "$usr/$each" ] || fail "$each is not in the package"
+[ "$libdir" = "$usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)" ] || fail "the libraries are in $libdir"
+for each in bin/accountsettings ../lib/systemd/system/accountsettings-migrate.service \
+  share/bash-completion/completions/accountsettings share/zsh/vendor-completions/_accountsettings \
+  share/fish/vendor_completions.d/accountsettings.fish share/accountsettings/schema \
+  share/man/man1/accountsettings.1.gz share/man/man3/libaccountsettings.3.gz \
+  share/man/man5/accountsettings-host.plist.5.gz share/doc/libaccountsettings-dev/examples/list_accounts.cc \
+  share/doc/libaccountsettings-doc/EMBEDDING.md; do
+  [ -s "$usr/$each" ] || fail "$each is not in the packages"
 done
 gzip -cd "$usr/share/man/man1/accountsettings.1.gz" | cmp - "$build/accountsettings.1" || fail "the manual page"
 
 # The service names the command so that it is found wherever an installation puts it.
-grep '^ExecStart=accountsettings migrate ' "$usr/lib/systemd/system/accountsettings-migrate.service" >/dev/null ||
+grep '^ExecStart=accountsettings migrate ' "$work/root/lib/systemd/system/accountsettings-migrate.service" >/dev/null ||
   fail "the service names a path"
 
 # Nothing but the C++ standard library and libc is needed by the library and the plug-in.
@@ -42,9 +67,14 @@ for each in "$library" "$libdir/accountsettings/Ferrant.migrator/AccountsDataMig
       -e '^libc\.so' -e '^libm\.so' -e '^ld-linux' && fail "$each needs more than it may"
 done
 
-# The library shows its own names alone.
-nm -DC --defined-only "$library" | sed 's/^[0-9a-f]* . //' |
-  grep -v -e 'accountsettings::' | grep . && fail "the library exports foreign names"
+# Libraries, plug-in and command are hardened as the distribution wants it.
+for each in "$library" "$libdir/libaccountsettings-host.so.1" \
+  "$libdir/accountsettings/Ferrant.migrator/AccountsDataMigrator.so" "$tool"; do
+  readelf -Wld "$each" >"$work/log"
+  grep GNU_RELRO "$work/log" >/dev/null && grep NOW "$work/log" >/dev/null || fail "$each is not bound at once"
+  nm -D --undefined-only "$each" | grep __stack_chk_fail >/dev/null || fail "$each has no stack protector"
+done
+readelf -h "$tool" | grep 'DYN' >/dev/null || fail "the command is at a fixed address"
 
 # The command works from where it was unpacked, with the bundle that lies beside the library.
 "$tool" --version
@@ -53,10 +83,15 @@ nm -DC --defined-only "$library" | sed 's/^[0-9a-f]* . //' |
 "$tool" show --root "$work/device" | grep 'version 12' >/dev/null || fail "the device was not migrated"
 
 # A project of its own finds, builds and runs against the package.
-cmake -S "$source/examples" -B "$work/examples" -DCMAKE_CXX_COMPILER="$compiler" \
+cmake -S "$usr/share/doc/libaccountsettings-dev/examples" -B "$work/examples" -DCMAKE_CXX_COMPILER="$compiler" \
   -DCMAKE_PREFIX_PATH="$usr" >"$work/log" 2>&1 || { cat "$work/log"; fail "find_package"; }
 cmake --build "$work/examples" -j 2 >"$work/log" 2>&1 || { cat "$work/log"; fail "building the examples"; }
 "$work/examples/example_list_accounts" "$work/device" | grep . >/dev/null || fail "list_accounts printed nothing"
+if [ -x "$work/examples/example_own_platform" ]; then
+  "$work/examples/example_own_platform" >"$work/log" || { cat "$work/log"; fail "a platform of one's own"; }
+else
+  not_run "the conformance suite over a platform of one's own (no GoogleTest here)"
+fi
 
 # So does the program that the README shows, without a warning. It says what is missing.
 mkdir "$work/readme"
@@ -105,4 +140,24 @@ ls "$work/headers"/*.cc | xargs -P 4 -n 4 "$compiler" -std=c++20 -fsyntax-only -
   -I"$usr/include" -I"$work/own" || fail "a header does not stand alone"
 "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror -I"$work/own" -I"$usr/include" "$work/all.cc" ||
   fail "headers of a program's own are in the way"
+
+# Installed, used, upgraded and purged in a private copy of this system, of which nothing stays.
+if [ "$(id -u)" -ne 0 ] || ! unshare -m true 2>/dev/null; then
+  not_run "installing, upgrading and purging the packages (no right to a private root)"
+else
+  cp "$work"/*.deb "$work/root"
+  for package in accountsettings libaccountsettings1 libaccountsettings-dev; do
+    dpkg-deb -R "$work/$package"_*.deb "$work/next"
+    sed -i -E 's/^Version: .*/&+next/; s/\(= [^)]*/&+next/' "$work/next/DEBIAN/control"
+    dpkg-deb --root-owner-group -b "$work/next" "$work/root/$package.next.deb" >/dev/null
+    rm -rf "$work/next"
+  done
+  unshare -m "$(dirname "$0")/private_root.sh" "$work/root" >"$work/log" 2>&1 || status=$?
+  if [ "${status:-0}" -eq 77 ]; then
+    not_run "installing, upgrading and purging the packages ($(tail -1 "$work/log"))"
+  elif [ "${status:-0}" -ne 0 ]; then
+    cat "$work/log"
+    fail "installing, upgrading and purging the packages"
+  fi
+fi
 echo "The packages hold what they promise."
