@@ -28,7 +28,7 @@ _accountsettings() {
     check) words="$common" ;;
     plan) words="--out -o --exit-code $common" ;;
     migrate) words="--verbose -v --dry-run -n --no-backup --keep --accept-loss --plan --reveal $common" ;;
-    diff) words="--reveal $common" ;;
+    diff) words="--verbose -v --reveal $common" ;;
     restore) words="--list -l --dry-run -n $common" ;;
     history) words="$common" ;;
     get) words="--reveal $common" ;;

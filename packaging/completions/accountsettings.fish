@@ -45,6 +45,7 @@ complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l keep -x 
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l accept-loss -d 'Go on although something will be lost'
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l plan -r -F -d 'Go on only if nothing changed since this plan was made (see plan --out)'
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l reveal -d 'Show passwords and tokens too'
+complete -c accountsettings -n '__fish_seen_subcommand_from diff' -s v -l verbose -d 'Show what removed accounts held'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s l -l list -d 'List the backups'

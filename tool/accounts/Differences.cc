@@ -68,25 +68,6 @@ const PropertyList* valueNear(const Dictionary& dictionary, std::string_view key
   return dictionary.find(key);
 }
 
-// Calls `visit` with each key in which two dictionaries differ and both values, until it answers
-// false.
-template <class Visit>
-void forEachDifference(const Dictionary& before, const Dictionary& after, const Visit& visit) {
-  if (before.identicalTo(after)) return;
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    const std::string_view key = before.begin()[i].key();
-    const PropertyList* old = &before.begin()[i].value();
-    const PropertyList* now = valueNear(after, key, i);
-    if (differs(key, old, now) && !visit(key, old, now)) return;
-  }
-  for (std::size_t i = 0; i < after.size(); ++i) {
-    const std::string_view key = after.begin()[i].key();
-    if (valueNear(before, key, i)) continue;
-    const PropertyList* missing = nullptr;
-    if (!visit(key, missing, &after.begin()[i].value())) return;
-  }
-}
-
 // Children, or none, on both sides: what is different about them the children show themselves.
 bool isAboutChildren(std::string_view key, const PropertyList* before, const PropertyList* after) {
   return key == kAccountChildAccounts && (!before || before->array()) && (!after || after->array());
@@ -126,67 +107,92 @@ class Comparison {
   Comparison(const Array& before, const Array& after, const AccountMatching& matching)
       : before_(before), after_(after), matching_(matching) {}
 
-  Differences run() {
+  [[nodiscard]] Differences differences() const {
     Differences differences;
     differences.accounts = compareLists({before_}, {after_}, differences.reordered);
     return differences;
   }
 
+  [[nodiscard]] std::vector<std::string> changedAccounts() const {
+    std::vector<std::string> names;
+    walk({before_}, {after_}, [&](const Place& from, const Place& to) {
+      const bool isTold = !from || !to || matching_.isMove(*from, *to) ||
+                          isChanged(*accountAt(before_, *from), *accountAt(after_, *to)) ||
+                          tellsSomething(change(from, to));
+      if (isTold) names.push_back(to ? nameAt(after_, *to) : nameAt(before_, *from));
+    });
+    return names;
+  }
+
  private:
   using Kind = AccountChange::Kind;
+  using Place = std::optional<AccountPlace>;
 
-  // Changed and added accounts in the new order, then those that were removed or moved in the old.
-  // `reordered` tells whether the accounts of both sides stand in another order.
-  std::vector<AccountChange> compareLists(const Siblings& old, const Siblings& now,
-                                          bool& reordered) {
-    std::vector<AccountChange> changes;
-    if (old.members.identicalTo(now.members)) return changes;
+  // Calls `tell` with the accounts of two lists that may differ, with their places on both sides:
+  // those that changed or were added in the new order, then those that were removed or moved
+  // elsewhere in the old. Answers whether the accounts of both sides stand in another order.
+  template <class Tell>
+  bool walk(const Siblings& old, const Siblings& now, const Tell& tell) const {
+    bool reordered = false;
     std::size_t last = 0;
+    if (old.members.identicalTo(now.members)) return reordered;
     for (std::size_t i = 0; i < now.members.size(); ++i) {
       if (!now.members[i].dictionary()) continue;
       const AccountPlace place = now.place(i);
       const auto from = matching_.predecessorOf(place);
-      if (!from) {
-        changes.push_back(change(Kind::Added, std::nullopt, place));
-      } else if (old.hold(*from)) {
+      if (from && !old.hold(*from)) continue;  // told where it was
+      if (from) {
         const std::size_t index = from->isChild() ? from->child : from->top;
         reordered |= index < last;
         last = index;
         if (*accountAt(before_, *from) == *accountAt(after_, place)) continue;
-        AccountChange found = change(Kind::Changed, from, place);
-        if (!found.keys.empty() || !found.children.empty()) changes.push_back(std::move(found));
       }
+      tell(from, place);
     }
     for (std::size_t i = 0; i < old.members.size(); ++i) {
       if (!old.members[i].dictionary()) continue;
       const auto to = matching_.successorOf(old.place(i));
-      if (!to) {
-        changes.push_back(change(Kind::Removed, old.place(i), std::nullopt));
-      } else if (!now.hold(*to)) {
-        changes.push_back(change(Kind::Changed, old.place(i), to));
-        changes.back().movedTo = to->isChild() ? accountLabel(after_[to->top], to->top) : "";
-      }
+      if (!to || !now.hold(*to)) tell(old.place(i), to);
     }
+    return reordered;
+  }
+
+  std::vector<AccountChange> compareLists(const Siblings& old, const Siblings& now,
+                                          bool& reordered) const {
+    std::vector<AccountChange> changes;
+    reordered = walk(old, now, [&](const Place& from, const Place& to) {
+      AccountChange found = change(from, to);
+      if (tellsSomething(found)) changes.push_back(std::move(found));
+    });
     compareStrangers(old.members, now.members, changes);
     return changes;
   }
 
-  AccountChange change(Kind kind, std::optional<AccountPlace> from,
-                       std::optional<AccountPlace> to) {
+  static bool tellsSomething(const AccountChange& change) {
+    return change.kind != Kind::Changed || change.movedTo || !change.keys.empty() ||
+           !change.children.empty();
+  }
+
+  static std::string nameAt(const Array& accounts, AccountPlace place) {
+    return accountLabel(*accountAt(accounts, place), place.isChild() ? place.child : place.top);
+  }
+
+  // Of an account that stood at `from` and stands at `to`; none where it is new, or gone.
+  AccountChange change(const Place& from, const Place& to) const {
     const Dictionary none;
     const Dictionary& old = from ? *accountAt(before_, *from) : none;
     const Dictionary& now = to ? *accountAt(after_, *to) : none;
-    const Dictionary& shown = to ? now : old;
-    const AccountPlace place = to ? *to : *from;
-    AccountChange change{kind,
-                         accountLabel(shown, place.isChild() ? place.child : place.top),
-                         accountTitle(shown),
-                         old,
-                         {},
-                         {}};
+    AccountChange change;
+    change.kind = !from ? Kind::Added : !to ? Kind::Removed : Kind::Changed;
+    change.account = to ? nameAt(after_, *to) : nameAt(before_, *from);
+    change.label = accountTitle(to ? now : old);
+    change.before = old;
+    if (from && to && matching_.isMove(*from, *to)) {
+      change.movedTo = to->isChild() ? nameAt(after_, to->parent()) : "";
+    }
     bool reordered = false;
     change.children = compareLists(childrenOf(before_, from), childrenOf(after_, to), reordered);
-    forEachDifference(old, now, [&](auto key, auto* before, auto* after) {
+    forEachDifference(old, now, [&](auto key, const auto* before, const auto* after) {
       const bool isList = (!before || !from->isChild()) && (!after || !to->isChild()) &&
                           isAboutChildren(key, before, after);
       // The children tell for themselves, but not of their order or of a list that has none.
@@ -197,7 +203,7 @@ class Comparison {
     return change;
   }
 
-  static Siblings childrenOf(const Array& accounts, std::optional<AccountPlace> place) {
+  static Siblings childrenOf(const Array& accounts, const Place& place) {
     static const Array kNone;
     // Deeper descendants are nobody's children.
     if (!place || place->isChild()) return {kNone, Siblings::kNowhere};
@@ -273,14 +279,19 @@ Differences differencesBetween(const Array& before, const Array& after) {
 
 Differences differencesBetween(const Array& before, const Array& after,
                                const AccountMatching& matching) {
-  return Comparison(before, after, matching).run();
+  return Comparison(before, after, matching).differences();
+}
+
+std::vector<std::string> changedAccounts(const Array& before, const Array& after,
+                                         const AccountMatching& matching) {
+  return Comparison(before, after, matching).changedAccounts();
 }
 
 Differences differencesBetween(const Dictionary& before, const Dictionary& after) {
   Differences differences = differencesBetween(accountsIn(before), accountsIn(after));
   // "Accounts" that is no list of accounts is compared like any other key.
   const bool list = listsAccounts(before) && listsAccounts(after);
-  forEachDifference(before, after, [&](auto key, auto* old, auto* now) {
+  forEachDifference(before, after, [&](auto key, const auto* old, const auto* now) {
     if (!list || key != kPlistAccountsKey) differences.root.push_back(keyChange(key, old, now));
     return true;
   });
@@ -296,9 +307,24 @@ AccountCounts countsOf(const Differences& differences, const Array& before) {
   return counts;
 }
 
+void forEachDifference(const Dictionary& before, const Dictionary& after, const KeyVisitor& visit) {
+  if (before.identicalTo(after)) return;
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    const std::string_view key = before.begin()[i].key();
+    const PropertyList* old = &before.begin()[i].value();
+    const PropertyList* now = valueNear(after, key, i);
+    if (differs(key, old, now) && !visit(key, old, now)) return;
+  }
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    const std::string_view key = after.begin()[i].key();
+    if (valueNear(before, key, i)) continue;
+    if (!visit(key, nullptr, &after.begin()[i].value())) return;
+  }
+}
+
 bool isChanged(const Dictionary& before, const Dictionary& after) {
   bool isOwn = false;
-  forEachDifference(before, after, [&](auto key, auto* old, auto* now) {
+  forEachDifference(before, after, [&](auto key, const auto* old, const auto* now) {
     isOwn = !isAboutChildren(key, old, now);
     return !isOwn;
   });

@@ -3,6 +3,7 @@
 // nothing are compared as sets.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -52,11 +53,19 @@ struct Differences {
 // The same where it is known already which account is which.
 [[nodiscard]] Differences differencesBetween(const Array& before, const Array& after,
                                              const AccountMatching& matching);
-// The same for whole settings files, with their other top-level keys.
+// The names of the accounts of which they tell, for less.
+[[nodiscard]] std::vector<std::string> changedAccounts(const Array& before, const Array& after,
+                                                       const AccountMatching& matching);
+// The differences of whole settings files, with their other top-level keys.
 [[nodiscard]] Differences differencesBetween(const Dictionary& before, const Dictionary& after);
 
 // What became of the accounts of `before`. A top-level value that is no account counts as one.
 [[nodiscard]] AccountCounts countsOf(const Differences& differences, const Array& before);
+// The key, its value before and its value after, one of which may be nullptr. False ends the visit.
+using KeyVisitor = std::function<bool(std::string_view key, const PropertyList* before,
+                                      const PropertyList* after)>;
+// Calls `visit` for each key in which two states of an account differ, those that are new at last.
+void forEachDifference(const Dictionary& before, const Dictionary& after, const KeyVisitor& visit);
 // Whether a key differs between two states of an account; which children it lists does not count.
 [[nodiscard]] bool isChanged(const Dictionary& before, const Dictionary& after);
 // The list of accounts in a settings file; an empty one where "Accounts" is no list.

@@ -17,7 +17,8 @@ PropertyList shownValue(const std::string& key, const PropertyList& value, bool 
 // DifferenceLines writes one difference after the other.
 class DifferenceLines {
  public:
-  DifferenceLines(Output& output, bool reveal) : output_(output), reveal_(reveal) {}
+  DifferenceLines(Output& output, const DifferencesOptions& options)
+      : output_(output), options_(options) {}
 
   void write(const KeyChange& change, const std::string& indent) {
     const std::string name = change.key.empty() ? "value" : change.key;
@@ -43,6 +44,7 @@ class DifferenceLines {
                               : change.movedTo->empty() ? "  now no child any more"
                                                         : "  now a child of " + *change.movedTo;
     mark(sign, label + "  " + change.account + moved, indent);
+    if (options_.foldRemoved && change.kind == AccountChange::Kind::Removed) return;
     for (const KeyChange& each : change.keys) write(each, indent + "    ");
     for (const AccountChange& each : change.children) write(each, indent + "    ");
   }
@@ -54,7 +56,7 @@ class DifferenceLines {
   }
 
   std::string lineOf(const KeyChange& change, const PropertyList& value) const {
-    return propertyLine(shownValue(change.key, value, reveal_), kValueWidth);
+    return propertyLine(shownValue(change.key, value, options_.reveal), kValueWidth);
   }
 
   static std::string membersOf(const KeyChange& change) {
@@ -69,7 +71,7 @@ class DifferenceLines {
   }
 
   Output& output_;
-  bool reveal_;
+  const DifferencesOptions& options_;
 };
 
 Dictionary forScripts(const KeyChange& change, bool reveal) {
@@ -117,12 +119,12 @@ Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
 
 }  // namespace
 
-void writeDifferences(Output& output, const Differences& differences, bool reveal,
-                      const std::string& indent) {
-  DifferenceLines lines(output, reveal);
-  for (const KeyChange& each : differences.root) lines.write(each, indent);
-  for (const AccountChange& each : differences.accounts) lines.write(each, indent);
-  if (differences.reordered) output.line(indent + "The accounts stand in another order.");
+void writeDifferences(Output& output, const Differences& differences,
+                      const DifferencesOptions& options) {
+  DifferenceLines lines(output, options);
+  for (const KeyChange& each : differences.root) lines.write(each, options.indent);
+  for (const AccountChange& each : differences.accounts) lines.write(each, options.indent);
+  if (differences.reordered) output.line(options.indent + "The accounts stand in another order.");
 }
 
 std::string countsInWords(const AccountCounts& counts) {

@@ -10,9 +10,15 @@
 
 namespace accountsettings {
 
-// "+" came, "-" went, "~" changed; `indent` stands before every line.
-void writeDifferences(Output& output, const Differences& differences, bool reveal,
-                      const std::string& indent = "");
+struct DifferencesOptions {
+  bool reveal = false;
+  bool foldRemoved = false;  // one line for each account that went
+  std::string indent = {};   // before every line
+};
+
+// "+" came, "-" went, "~" changed.
+void writeDifferences(Output& output, const Differences& differences,
+                      const DifferencesOptions& options);
 // "3 accounts before, 4 after; 2 kept, 1 changed, 1 added". What there is none of is left out.
 [[nodiscard]] std::string countsInWords(const AccountCounts& counts);
 [[nodiscard]] Dictionary countsForScripts(const AccountCounts& counts);

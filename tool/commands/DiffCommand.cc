@@ -80,6 +80,7 @@ void DiffCommand::describe(OptionSet& options) {
   options.argument("OLD", old_,
                    "A settings file, or a device root or a backup with its legacy files");
   options.argument("NEW", new_, "What to compare it with");
+  options.flag("-v,--verbose", verbose_, "Show what removed accounts held");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
   options.example(
       "accountsettings diff old device",
@@ -110,7 +111,7 @@ ExitStatus DiffCommand::run(Session& session) {
     output.line(output.paint(Colour::Bold, "--- " + headlineOf(before)));
     output.line(output.paint(Colour::Bold, "+++ " + headlineOf(after)));
     output.line(differences.empty() ? "The account settings are the same." : countsInWords(counts));
-    writeDifferences(output, differences, reveal_);
+    writeDifferences(output, differences, {.reveal = reveal_, .foldRemoved = !verbose_});
   }
   return differences.empty() ? ExitStatus::Done : ExitStatus::No;
 }

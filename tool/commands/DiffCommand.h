@@ -15,6 +15,7 @@ class DiffCommand : public Command {
  private:
   std::string old_;
   std::string new_;
+  bool verbose_ = false;
   bool reveal_ = false;
 };
 

@@ -48,13 +48,15 @@ TEST(Diff, DifferencesAreShownAccountByAccount) {
                             "+ LDAP  N\n"
                             "    + Identifier: \"N\"\n"
                             "    + Type: \"LDAP\"\n"
-                            "- Mail \"Mail of B\"  B\n"
-                            "    - Identifier: \"B\"\n"
-                            "    - Type: \"Mail\"\n"
-                            "    - Class: \"IMAPAccount\"\n"
-                            "    - DisplayName: \"Mail of B\"\n"
-                            "    - Username: \"user-B\"\n"
-                            "    ~ Enabled Dataclasses: -Mail\n");
+                            "- Mail \"Mail of B\"  B\n");
+  const ToolResult verbose = runTool({"diff", "-v", before.path(), after.path()});
+  EXPECT_EQ(verbose.out, result.out +
+                             "    - Identifier: \"B\"\n"
+                             "    - Type: \"Mail\"\n"
+                             "    - Class: \"IMAPAccount\"\n"
+                             "    - DisplayName: \"Mail of B\"\n"
+                             "    - Username: \"user-B\"\n"
+                             "    ~ Enabled Dataclasses: -Mail\n");
   const ToolResult json = runTool({"diff", "--json", before.path(), after.path()});
   EXPECT_EQ(json.status, 1);
   EXPECT_EQ(schemaErrors("diff.schema.json", json.out), "");
@@ -75,6 +77,28 @@ TEST(Diff, AnAccountThatBecameAChildIsNotShownAsLost) {
   const ToolResult json = runTool({"diff", "--json", before.path(), after.path()});
   EXPECT_EQ(schemaErrors("diff.schema.json", json.out), "");
   EXPECT_THAT(json.out, HasSubstr("\"movedTo\": \"P\""));
+}
+
+TEST(Diff, LegacyDescriptionsAreTheAccountsThatTheyBecome) {
+  ToolRoot before;
+  ToolRoot after;
+  const Dictionary description{
+      {"uniqueId", "U"}, {"AccountType", "IMAPAccount"}, {"AccountName", "Home"}};
+  before.putSettings(12, {mailAccount("A")});
+  before.put(ToolRoot::kLegacyMail,
+             Dictionary{{"MailAccounts", Array{description, with(description, "uniqueId", "A")}}});
+  after.putSettings(12, {mailAccount("A"), Dictionary{{"Identifier", "U"},
+                                                      {"Type", "Mail"},
+                                                      {"Class", "IMAPAccount"},
+                                                      {"DisplayName", "Home"},
+                                                      {"Port", 993}}});
+  const ToolResult result = runTool({"diff", before.path(), after.path()});
+  EXPECT_THAT(result.out, HasSubstr(before.path() + " (with its legacy files)\n"));
+  EXPECT_THAT(result.out, HasSubstr("2 accounts before, 2 after; 1 kept, 1 changed\n"));
+  EXPECT_THAT(result.out, HasSubstr("    + Port: 993\n"));
+  EXPECT_EQ(runTool({"diff", before.path(), before.path()}).status, 0);
+  before.putText(ToolRoot::kLegacyMail, "<plist><dict></plist>");
+  EXPECT_EQ(runTool({"diff", before.path(), after.path()}).status, 3);
 }
 
 TEST(Diff, SecretsAreHiddenUnlessAskedFor) {

@@ -225,7 +225,7 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
     if (!written) throw CommandFailure(ExitStatus::Broken, shown_, written.error().message);
     return;
   }
-  writeDifferences(output, differences, options_.reveal);
+  writeDifferences(output, differences, {.reveal = options_.reveal});
   if (differences.empty()) {
     output.line("Nothing to change: the settings hold this already.");
   } else if (saved) {

@@ -191,10 +191,10 @@ class LedgerMaker {
         if (namesakes.first == nullptr) namesakes.first = &each;
         if (each.parent == nullptr) ++namesakes.topLevel;
       }
-      namesakes_.erase("");
     }
-    const auto found = namesakes_.find(identifierOf(*traveller.account));
-    return found == namesakes_.end() ? nullptr : &found->second;
+    const std::string_view identifier = identifierOf(*traveller.account);
+    const auto found = namesakes_.find(identifier);
+    return found == namesakes_.end() || identifier.empty() ? nullptr : &found->second;
   }
 
   // Whether a top-level account before or after it has its identifier.
@@ -255,22 +255,19 @@ class LedgerMaker {
   void noteKeys(Traveller& traveller, const Dictionary& before, std::string_view step,
                 const Array& accounts) {
     const Dictionary& after = *accountAt(accounts, *traveller.place);
-    if (before == after) return;
-    for (const auto& entry : *traveller.original) {
-      const std::string_view key = entry.key();
-      const PropertyList* old = before.find(key);
-      const PropertyList* now = after.find(key);
-      const bool same = old == nullptr ? now == nullptr : now != nullptr && *now == *old;
-      if (same || isStructure(key, entry.value())) continue;
+    forEachDifference(before, after, [&](auto key, const auto* old, const auto* now) {
+      const PropertyList* original = traveller.original->find(key);
+      if (original == nullptr || isStructure(key, *original)) return true;
       KeyHistory& history = traveller.keys[std::string(key)];
       history = {step, "", ""};
-      if (now != nullptr) continue;
+      if (now != nullptr) return true;
       history.to = destinationOf(key, *old, before, after, *traveller.place, accounts);
       if (history.to.empty()) {
         history.rule = whyKeyIsDropped(step, before, key, traveller.place->isChild(),
                                        !traveller.legacyStep.empty(), isRepeated(traveller));
       }
-    }
+      return true;
+    });
   }
 
   // Where the value went that left the account: to another of its keys, or to its parent.
@@ -299,7 +296,8 @@ class LedgerMaker {
       ledger_.keys.dropped += size;
       const bool cameTooLate = traveller.goneStep.empty();
       addAccount(Fate::Dropped, traveller, "", cameTooLate ? kLoadStep : traveller.goneStep,
-                 cameTooLate ? "an earlier removal of the legacy files was interrupted and is only "
+                 cameTooLate ? "an earlier removal of the legacy files was "
+                               "interrupted and is only "
                                "finished"
                              : traveller.goneRule);
       return;
@@ -307,11 +305,10 @@ class LedgerMaker {
     const Array& accounts = accountsIn(input_.result);
     const AccountPlace place = *traveller.place;
     const Dictionary& now = *accountAt(accounts, place);
+    const bool changed = isChanged(*traveller.account, now);
     if (traveller.same == nullptr) {
       AccountCounts& counts = ledger_.accounts;
-      ++(traveller.isMoved()                  ? counts.moved
-         : isChanged(*traveller.account, now) ? counts.changed
-                                              : counts.kept);
+      ++(traveller.isMoved() ? counts.moved : changed ? counts.changed : counts.kept);
       ++survivors_;
       if (traveller.isMoved()) {
         addAccount(Fate::Moved, traveller,
@@ -320,26 +317,24 @@ class LedgerMaker {
                    "", "");
       }
     }
-    if (*traveller.original == now) {
-      ledger_.keys.kept += size;
-    } else {
-      for (const auto& entry : *traveller.original) judgeKey(traveller, entry, now);
-    }
+    ledger_.keys.kept += size;
+    if (changed || traveller.account != traveller.original) judgeKeys(traveller, now);
   }
 
-  void judgeKey(const Traveller& traveller, const Dictionary::Entry& entry, const Dictionary& now) {
-    const PropertyList* value = now.find(entry.key());
-    if (isStructure(entry.key(), entry.value()) || (value != nullptr && *value == entry.value())) {
-      ++ledger_.keys.kept;
-      return;
-    }
-    const auto found = traveller.keys.find(entry.key());
-    const KeyHistory history = found == traveller.keys.end() ? KeyHistory() : found->second;
-    const Fate fate = value != nullptr      ? Fate::Changed
-                      : !history.to.empty() ? Fate::Moved
-                                            : Fate::Dropped;
-    add({fate, *traveller.file, traveller.name(), accountTitle(*traveller.account),
-         std::string(entry.key()), history.to, std::string(history.step), history.rule});
+  void judgeKeys(const Traveller& traveller, const Dictionary& now) {
+    forEachDifference(*traveller.original, now, [&](auto key, const auto* old, const auto* value) {
+      if (old == nullptr) return false;  // those that are new come last
+      if (isStructure(key, *old)) return true;
+      --ledger_.keys.kept;
+      const auto found = traveller.keys.find(key);
+      const KeyHistory history = found == traveller.keys.end() ? KeyHistory() : found->second;
+      const Fate fate = value != nullptr      ? Fate::Changed
+                        : !history.to.empty() ? Fate::Moved
+                                              : Fate::Dropped;
+      add({fate, *traveller.file, traveller.name(), accountTitle(*traveller.account),
+           std::string(key), history.to, std::string(history.step), history.rule});
+      return true;
+    });
   }
 
   void addAccount(Fate fate, const Traveller& traveller, std::string to, std::string_view step,

@@ -103,7 +103,7 @@ void writeSteps(Output& output, const MigrationReport& report, bool reveal) {
     if (differences.empty()) {
       output.line("    no account changed");
     } else {
-      writeDifferences(output, differences, reveal, "    ");
+      writeDifferences(output, differences, {.reveal = reveal, .indent = "    "});
     }
   }
 }

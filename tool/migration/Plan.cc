@@ -29,7 +29,8 @@ void giveReasons(Plan& plan, const InspectedFiles& files) {
   const std::string current = std::to_string(AccountsManager::currentVersion());
   const auto say = [&](std::string reason) { plan.reasons.push_back(std::move(reason)); };
   if (plan.interruptedRemoval) {
-    say("An earlier removal of the legacy files was interrupted: this run finishes it and does "
+    say("An earlier removal of the legacy files was interrupted: this run "
+        "finishes it and does "
         "nothing else.");
     return;
   }
@@ -71,11 +72,7 @@ void tellDroppedAccounts(Plan& plan, const Ledger& ledger) {
 
 void tellSteps(Plan& plan, const std::vector<StepRecord>& steps) {
   for (const StepRecord& each : steps) {
-    PlannedStep planned{each.step, {}};
-    for (AccountChange& change : each.differences().accounts) {
-      planned.changedAccounts.push_back(std::move(change.account));
-    }
-    plan.steps.push_back(std::move(planned));
+    plan.steps.push_back({each.step, changedAccounts(each.before, each.after, each.matching)});
   }
 }
 
