@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "account/AccountTypeRegistry.h"
+#include "account/RecordProblems.h"
 #include "logging/Logging.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ProcessContext.h"
@@ -37,6 +38,17 @@ std::shared_ptr<BasicAccount> BasicAccount::accountWithTypeClass(std::string_vie
   return _initWithTypeClass(type, accountClass);
 }
 
+RecordProblems recordProblemsOf(const Dictionary& properties) {
+  RecordProblems problems;
+  const std::string_view type = properties.string(kAccountType).value_or("");
+  // The registry is asked in any case: a device without one cannot load anything.
+  const bool isKnown = BasicAccount::_isValidAccountType(type);
+  problems.noType = type.empty();
+  problems.unknownType = !isKnown && !problems.noType;
+  problems.noClass = properties.string(kAccountClass).value_or("").empty();
+  return problems;
+}
+
 std::shared_ptr<BasicAccount> BasicAccount::accountWithProperties(const Dictionary& properties) {
   return initWithProperties(properties);
 }
@@ -60,14 +72,13 @@ std::shared_ptr<BasicAccount> BasicAccount::_initWithTypeClass(std::string_view 
 }
 
 bool BasicAccount::canMakeRecordOf(const Dictionary& properties) {
-  // Both checks are always made, so that the log tells everything that is wrong.
-  const bool isTypeValid = _isValidAccountType(properties.string(kAccountType).value_or(""));
-  if (!isTypeValid) {
+  // The log tells everything that is wrong.
+  const RecordProblems problems = recordProblemsOf(properties);
+  if (problems.noType || problems.unknownType) {
     systemLog("[%s] Invalid account type: %@", kInitWithProperties, properties.get(kAccountType));
   }
-  const bool hasClass = !properties.string(kAccountClass).value_or("").empty();
-  if (!hasClass) systemLog("[%s] Missing account class.", kInitWithProperties);
-  return isTypeValid && hasClass;
+  if (problems.noClass) systemLog("[%s] Missing account class.", kInitWithProperties);
+  return !problems.any();
 }
 
 Dictionary BasicAccount::propertiesOfNewAccount(std::string_view type,

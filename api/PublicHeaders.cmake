@@ -18,10 +18,11 @@ set(AS_PUBLIC_HEADERS
 
   # Accounts, their store, and the system log.
   account/AccountConstants.h account/BasicAccount.h account/CreatorCapabilities.h
-  account/DeviceLocalAccount.h account/LiveProperties.h account/StringList.h
+  account/DeviceLocalAccount.h account/LiveProperties.h account/RecordProblems.h
+  account/StringList.h
   logging/LogFormat.h logging/Logging.h
   migration/GoogleMail.h
-  store/AccountsManager.h store/RSRuntimeFixMailAccount.h
+  store/AccountsManager.h store/LoadProblems.h store/RSRuntimeFixMailAccount.h
 
   # The host for Linux.
-  host/LinuxHost.h host/LogSinks.h host/PollEventLoop.h)
+  host/LinuxHost.h host/LinuxProgram.h host/LogSinks.h host/PollEventLoop.h)

@@ -4,6 +4,7 @@
 
 #include "account/BasicAccount.h"
 #include "host/LinuxHost.h"
+#include "host/LinuxProgram.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ProcessContext.h"
 #include "plist/PropertyList.h"

@@ -11,15 +11,8 @@ int main(int argc, char** argv) {
     std::cerr << "usage: example_edit_account ROOT IDENTIFIER NAME\n";
     return 2;
   }
-  accountsettings::HostOptions options;
-  options.root = argv[1];
-  auto host = accountsettings::LinuxHost::create(options);
-  if (!host) {
-    std::cerr << host.error().message << '\n';
-    return 3;
-  }
-  accountsettings::ProcessContext context((*host)->platform());
-  accountsettings::ProcessContext::setDefault(&context);
+  const accountsettings::LinuxProgram program({.root = argv[1]});
+  if (!program) return program.complain();
 
   // Settings in an older format must be migrated, not edited: every save marks them as current.
   AccountsManager::waitForMigrationToFinish();

@@ -20,15 +20,8 @@ void print(const BasicAccount& account, const char* indent) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  accountsettings::HostOptions options;
-  if (argc > 1) options.root = argv[1];
-  auto host = accountsettings::LinuxHost::create(options);
-  if (!host) {
-    std::cerr << host.error().message << '\n';
-    return 3;
-  }
-  accountsettings::ProcessContext context((*host)->platform());
-  accountsettings::ProcessContext::setDefault(&context);
+  const accountsettings::LinuxProgram program({.root = argc > 1 ? argv[1] : "/"});
+  if (!program) return program.complain();
 
   const auto store = AccountsManager::init();
   for (const auto& account : store->allBasicSyncableAccounts()) {

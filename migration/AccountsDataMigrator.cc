@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "logging/Logging.h"
+#include "migration/LegacyFormats.h"
+#include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
 
 namespace accountsettings {
@@ -84,10 +86,12 @@ bool AccountsDataMigrator::convertAndUpgrade(const MigrationNeeds& needs, Accoun
   systemLog("Migrating accounts");
   // A legacy file that could not be converted holds nothing up: the upgrade goes on without it.
   if (needs.oldDAAccounts) {
-    (void)runStep("_migrateDAAccounts:", &AccountsDataMigrator::_migrateDAAccounts, store);
+    (void)runStep(kLegacyExchange.conversion.selector, &AccountsDataMigrator::_migrateDAAccounts,
+                  store);
   }
   if (needs.oldMailAccounts) {
-    (void)runStep("_migrateMailAccounts:", &AccountsDataMigrator::_migrateMailAccounts, store);
+    (void)runStep(kLegacyMail.conversion.selector, &AccountsDataMigrator::_migrateMailAccounts,
+                  store);
   }
   return _migrateNewAccountsInfo(store);
 }
@@ -97,8 +101,7 @@ void AccountsDataMigrator::finishSuccessfulMigration(bool legacyFiles) {
   if (_saveMigrationInformation()) _saveCollatedMigrationInformation();
   const Platform& platform = ProcessContext::current().platform();
   // Most devices have no such marker.
-  (void)platform.files.remove(
-      appendPathComponent(platform.directories.mailDataDirectory(), "AutoFetchEnabled"));
+  (void)platform.files.remove(autoFetchMarkerPath());
   platform.notifications.postAppPreferencesChanged("com.zelqo.mobilemail", "MailAccounts");
 }
 

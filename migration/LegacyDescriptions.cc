@@ -5,37 +5,24 @@
 #include <span>
 #include <utility>
 
-#include "account/StringList.h"
 #include "migration/GoogleMail.h"
+#include "migration/LegacyFormats.h"
 
 namespace accountsettings {
 namespace {
 
-// A key of an old description and the account property that took its place.
-struct RenamedKey {
-  std::string_view oldKey;
-  std::string_view newKey;
-};
-
-// What the mail application called things before accounts had common names for them.
-constexpr RenamedKey kMailKeys[] = {
-    {"AccountType", "Class"},
-    {"AccountName", "DisplayName"},
-    {"uniqueId", "Identifier"},
-};
-constexpr RenamedKey kExchangeKeys[] = {
-    {"DAAccountConfigurationClass", "Class"},
-    {"DAAccountDescription", "DisplayName"},
-    {"DAAccountConfigurationAccountID", "Identifier"},
-};
-
-// Moves each value under an old key to its new key, over whatever is there.
-void renameKeys(Dictionary& properties, std::span<const RenamedKey> keys) {
-  for (const RenamedKey& key : keys) {
-    auto value = properties.get(key.oldKey);
+// Moves each value under an old key to the key that took its place, over whatever is there.
+void renameKeys(Dictionary& properties, const LegacyFormat& format) {
+  const std::pair<std::string_view, std::string_view> renamed[] = {
+      {format.classKey, "Class"},
+      {format.nameKey, "DisplayName"},
+      {format.identifierKey, "Identifier"},
+  };
+  for (const auto& [oldKey, newKey] : renamed) {
+    auto value = properties.get(oldKey);
     if (!value) continue;
-    properties.remove(key.oldKey);
-    properties.set(key.newKey, std::move(*value));
+    properties.remove(oldKey);
+    properties.set(newKey, std::move(*value));
   }
 }
 
@@ -108,7 +95,7 @@ Array takeEnabledDataclasses(Dictionary& properties) {
 
 Dictionary mailAccountProperties(const Dictionary& description, std::string_view type) {
   Dictionary properties = description;
-  renameKeys(properties, kMailKeys);
+  renameKeys(properties, kLegacyMail);
   properties.set("Type", type);
   if (const auto accountClass = classOf(properties, type)) {
     const std::string typeString = typeStringOfMailAccountClass(*accountClass);
@@ -120,11 +107,11 @@ Dictionary mailAccountProperties(const Dictionary& description, std::string_view
   return properties;
 }
 
-Dictionary exchangeAccountProperties(const Dictionary& description) {
+Dictionary exchangeAccountProperties(const Dictionary& description, std::string_view type) {
   Dictionary properties = description;
-  renameKeys(properties, kExchangeKeys);
+  renameKeys(properties, kLegacyExchange);
   properties.set("Enabled Dataclasses", takeEnabledDataclasses(properties));
-  properties.set("Type", "Exchange");
+  properties.set("Type", type);
   properties.set("Type String", "Exchange");
   properties.set("Short Type String", "Exchange");
   return properties;

@@ -16,8 +16,9 @@ namespace accountsettings {
 [[nodiscard]] Dictionary mailAccountProperties(const Dictionary& description,
                                                std::string_view type);
 
-// The same for a description of the legacy Exchange file.
-[[nodiscard]] Dictionary exchangeAccountProperties(const Dictionary& description);
+// The same for a description of the legacy Exchange file, which knew one type.
+[[nodiscard]] Dictionary exchangeAccountProperties(const Dictionary& description,
+                                                   std::string_view type = "Exchange");
 
 // The account type of a mail account of this class; "Mail" for classes that have none of their own.
 [[nodiscard]] std::string typeOfMailAccountClass(std::string_view accountClass);

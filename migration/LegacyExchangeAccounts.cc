@@ -2,8 +2,8 @@
 // accounts of the store.
 #include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
-#include "migration/LegacyDescriptions.h"
 #include "migration/LegacyFiles.h"
+#include "migration/LegacyFormats.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
 
@@ -27,19 +27,20 @@ std::shared_ptr<BasicAccount> AccountsDataMigrator::_convertExchangeAccountDescr
 
 bool AccountsDataMigrator::_migrateDAAccounts(AccountsManager& store) {
   Files& files = ProcessContext::current().platform().files;
-  const std::optional<Dictionary> file = readDictionary(files, daAccountPath());
+  const std::optional<Dictionary> file = readDictionary(files, kLegacyExchange.path());
   if (file && !file->empty()) foundOldDAAccountsToMigrate_ = true;
   collate("OldExchangeAccount", file);
+  const LegacyList& list = kLegacyExchange.lists.front();
   // All or nothing: one description that cannot be converted keeps the whole file out.
   const auto accounts = convertDescriptions(
-      file, "DAAccountsKey",
+      file, list.key,
       [this](const Dictionary& each) { return _convertExchangeAccountDescription(each); },
       [](const PropertyList& each) {
         systemLog("%s. Could not convert the description for the Exchange account %@",
                   kMigrateMethod, each);
       });
-  if (accounts) store.replaceAccountsWithTypesWithAccounts({"Exchange"}, *accounts);
-  removeOriginalOf(files, daAccountPath());
+  if (accounts) store.replaceAccountsWithTypesWithAccounts({std::string(list.type)}, *accounts);
+  removeOriginalOf(files, kLegacyExchange.path());
   return accounts.has_value();
 }
 

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "migration/MigrationPaths.h"
+
 namespace accountsettings {
 
 std::optional<std::vector<std::shared_ptr<BasicAccount>>> convertDescriptions(
@@ -25,7 +27,7 @@ std::optional<std::vector<std::shared_ptr<BasicAccount>>> convertDescriptions(
 }
 
 void removeOriginalOf(Files& files, const std::string& legacyFile) {
-  (void)files.remove(legacyFile + ".original");
+  (void)files.remove(originalOf(legacyFile));
 }
 
 }  // namespace accountsettings

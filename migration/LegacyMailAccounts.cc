@@ -2,8 +2,8 @@
 // the store.
 #include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
-#include "migration/LegacyDescriptions.h"
 #include "migration/LegacyFiles.h"
+#include "migration/LegacyFormats.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
 #include "store/RSRuntimeFixMailAccount.h"
@@ -49,35 +49,33 @@ std::shared_ptr<BasicAccount> AccountsDataMigrator::_convertMailAccountDescripti
 
 bool AccountsDataMigrator::_migrateMailAccounts(AccountsManager& store) {
   Files& files = ProcessContext::current().platform().files;
-  const std::optional<Dictionary> file = readDictionary(files, mailAccountsPath());
+  const std::optional<Dictionary> file = readDictionary(files, kLegacyMail.path());
   if (file && !file->empty()) foundOldMailAccountsToMigrate_ = true;
   collate("OldMailAccounts", file);
 
-  const auto convertAs = [this](std::string_view type) {
-    return [this, type](const Dictionary& description) {
-      return _convertMailAccountDescriptionType(description, type);
-    };
+  const auto convert = [&](const LegacyList& list, const char* kind) {
+    return convertDescriptions(
+        file, list.key,
+        [&](const Dictionary& description) {
+          return _convertMailAccountDescriptionType(description, list.type);
+        },
+        [&](const PropertyList& description) {
+          systemLog("%s. Could not convert the description for the %s account %@", kMigrateMethod,
+                    kind, description);
+        });
   };
   // All or nothing: one description that cannot be converted keeps the whole file out.
   bool converted = false;
-  const auto delivery = convertDescriptions(
-      file, "DeliveryAccounts", convertAs("SMTP"), [](const PropertyList& description) {
-        systemLog("%s. Could not convert the description for the delivery account %@",
-                  kMigrateMethod, description);
-      });
-  if (delivery) {
-    const auto incoming = convertDescriptions(
-        file, "MailAccounts", convertAs("Mail"), [](const PropertyList& description) {
-          systemLog("%s. Could not convert the description for the incoming account %@",
-                    kMigrateMethod, description);
-        });
-    if (incoming) {
-      store.replaceAccountsWithTypesWithAccounts({"SMTP"}, *delivery);
-      store.replaceAccountsWithTypesWithAccounts({"Mail"}, *incoming);
+  const LegacyList& deliveryList = kLegacyMail.lists[0];
+  const LegacyList& incomingList = kLegacyMail.lists[1];
+  if (const auto delivery = convert(deliveryList, "delivery")) {
+    if (const auto incoming = convert(incomingList, "incoming")) {
+      store.replaceAccountsWithTypesWithAccounts({std::string(deliveryList.type)}, *delivery);
+      store.replaceAccountsWithTypesWithAccounts({std::string(incomingList.type)}, *incoming);
       converted = true;
     }
   }
-  removeOriginalOf(files, mailAccountsPath());
+  removeOriginalOf(files, kLegacyMail.path());
   return converted;
 }
 

@@ -40,8 +40,7 @@ class LegacyMigration : public testing::MigrationTest {
     const PropertyList accounts = savedAccounts();
     if (accounts.array() == nullptr) return identifiers;
     for (const PropertyList& each : *accounts.array()) {
-      identifiers.emplace_back(
-          stringOf(each.dictionary()->find("Identifier")).value_or("no identifier"));
+      identifiers.emplace_back(each.dictionary()->string("Identifier").value_or("no identifier"));
     }
     return identifiers;
   }

@@ -31,14 +31,6 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-std::string settingsCopyPath() {
-  const std::string directory = appendPathComponent(
-      ProcessContext::current().platform().directories.sharedResourcesDirectory(),
-      "Library/Logs/CrashReporter");
-  const std::string settings = AccountsManager::fullPathToAccountSettingsPlist();
-  return appendPathComponent(directory, settings.substr(settings.rfind('/') + 1));
-}
-
 // The pattern "Y-M-d-H-M-S", as it always was: the year of the week, the month where one expects
 // the minutes, and tenths of a second.
 std::string dateForFileName(const CalendarTime& time) {
@@ -111,7 +103,7 @@ void AccountsDataMigrator::_saveCollatedMigrationInformation() {
   const Platform& platform = ProcessContext::current().platform();
   collate("NewAccounSettings",
           readDictionary(platform.files, AccountsManager::fullPathToAccountSettingsPlist()));
-  const std::string directory = inHomeDirectory("Library/Logs/CrashReporter/AccountMigration");
+  const std::string directory = migrationRecordsDirectory();
   if (!haveRecordDirectory(platform.files, directory)) return;
   // A run that had nothing to do has no record.
   if (!collatedMigrationData_) return;

@@ -1,33 +1,29 @@
 // VersionStepDispatch decides which version steps the settings need and runs them. A settings file
 // of version n was written by a system that had the first n steps behind it.
 #include "migration/AccountsDataMigrator.h"
+#include "migration/MigrationSteps.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
 
 namespace accountsettings {
 namespace {
 
-struct VersionStep {
-  std::string_view selector;
-  bool (AccountsDataMigrator::*run)(AccountsManager& store);
+// What runs the steps of kVersionSteps, in their order.
+constexpr bool (AccountsDataMigrator::*kRuns[])(AccountsManager& store) = {
+    &AccountsDataMigrator::_migrateAccountsFrom7A149,
+    &AccountsDataMigrator::_migrateAccountsFrom7A150,
+    &AccountsDataMigrator::_migrateAccountsFrom7A153,
+    &AccountsDataMigrator::_migrateAccountsFrom7A241,
+    &AccountsDataMigrator::_migrateAccountsFrom7A242,
+    &AccountsDataMigrator::_migrateAccountsFrom8A293,
+    &AccountsDataMigrator::_migrateAccountsFrom8B117,
+    &AccountsDataMigrator::_migrateAccountsFrom8C136,
+    &AccountsDataMigrator::_migrateAccountsFrom8F191,
+    &AccountsDataMigrator::_migrateAccountsFrom9A182,
+    &AccountsDataMigrator::_migrateAccountsFrom9A334,
+    &AccountsDataMigrator::_migrateAccountsFrom9B176,
 };
-
-// A step's place is the version that it upgrades. The steps of versions 6 and 7 record none.
-constexpr VersionStep kVersionSteps[] = {
-    {"_migrateAccountsFrom7A149:", &AccountsDataMigrator::_migrateAccountsFrom7A149},
-    {"_migrateAccountsFrom7A150:", &AccountsDataMigrator::_migrateAccountsFrom7A150},
-    {"_migrateAccountsFrom7A153:", &AccountsDataMigrator::_migrateAccountsFrom7A153},
-    {"_migrateAccountsFrom7A241:", &AccountsDataMigrator::_migrateAccountsFrom7A241},
-    {"_migrateAccountsFrom7A242:", &AccountsDataMigrator::_migrateAccountsFrom7A242},
-    {"_migrateAccountsFrom8A293:", &AccountsDataMigrator::_migrateAccountsFrom8A293},
-    {"_migrateAccountsFrom8B117:", &AccountsDataMigrator::_migrateAccountsFrom8B117},
-    {"_migrateAccountsFrom8C136:", &AccountsDataMigrator::_migrateAccountsFrom8C136},
-    {"_migrateAccountsFrom8F191:", &AccountsDataMigrator::_migrateAccountsFrom8F191},
-    {"_migrateAccountsFrom9A182:", &AccountsDataMigrator::_migrateAccountsFrom9A182},
-    {"_migrateAccountsFrom9A334:", &AccountsDataMigrator::_migrateAccountsFrom9A334},
-    {"_migrateAccountsFrom9B176:", &AccountsDataMigrator::_migrateAccountsFrom9B176},
-};
-static_assert(std::size(kVersionSteps) == 12);
+static_assert(std::size(kRuns) == kVersionSteps.size());
 
 }  // namespace
 
@@ -39,9 +35,8 @@ bool AccountsDataMigrator::_migrateNewAccountsInfo(AccountsManager& store) {
   const auto saved = file ? file->get(kPlistVersionKey) : std::nullopt;
   // Unsigned, so that a negative version counts as one from the future, which needs nothing.
   const auto version = static_cast<std::uint64_t>(saved ? saved->integerValue() : 0);
-  for (std::uint64_t each = version; each < std::size(kVersionSteps); ++each) {
-    const VersionStep& step = kVersionSteps[each];
-    if (!runStep(step.selector, step.run, store)) return false;
+  for (std::uint64_t each = version; each < kVersionSteps.size(); ++each) {
+    if (!runStep(kVersionSteps[each].step.selector, kRuns[each], store)) return false;
   }
   return true;
 }

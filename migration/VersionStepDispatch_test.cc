@@ -1,4 +1,5 @@
 // Tests of which version steps run.
+#include "migration/MigrationSteps.h"
 #include "testing/DocumentPath.h"
 #include "testing/MigrationTest.h"
 
@@ -34,8 +35,14 @@ class RecordingMigrator : public AccountsDataMigrator {
   }
 };
 
-const std::vector<std::string> kAllSteps = {"7A149", "7A150", "7A153", "7A241", "7A242", "8A293",
-                                            "8B117", "8C136", "8F191", "9A182", "9A334", "9B176"};
+// The names of the steps that settings of this version need, by the table.
+std::vector<std::string> stepsFrom(std::int64_t version) {
+  std::vector<std::string> names;
+  for (const VersionStep& each : kVersionSteps) {
+    if (each.before >= version) names.emplace_back(each.step.name);
+  }
+  return names;
+}
 
 class VersionSteps : public testing::MigrationTest {
  protected:
@@ -53,21 +60,31 @@ class VersionSteps : public testing::MigrationTest {
 };
 
 TEST_F(VersionSteps, AVersionRunsItsOwnStepAndAllLaterOnes) {
-  for (std::size_t version = 0; version <= 12; ++version) {
-    EXPECT_EQ(
-        stepsFor(version),
-        std::vector(kAllSteps.begin() + static_cast<std::ptrdiff_t>(version), kAllSteps.end()))
-        << version;
+  for (std::int64_t version = 0; version <= AccountsManager::currentVersion(); ++version) {
+    EXPECT_EQ(stepsFor(version), stepsFrom(version)) << version;
   }
+  EXPECT_THAT(stepsFor(9), ElementsAre("9A182", "9A334", "9B176"));
+}
+
+TEST_F(VersionSteps, AreKnownByTheBuildWhoseDataTheyTake) {
+  for (const VersionStep& each : kVersionSteps) {
+    EXPECT_EQ(each.step.selector, "_migrateAccountsFrom" + std::string(each.step.name) + ":");
+    EXPECT_EQ(nameOfStep(each.step.selector), each.step.name);
+    EXPECT_EQ(meaningOfStep(each.step.selector), each.step.meaning);
+  }
+  EXPECT_EQ(nameOfStep("_migrateMailAccounts:"), "legacy mail");
+  EXPECT_EQ(meaningOfStep("_migrateDAAccounts:"), "take over the legacy Exchange file");
+  EXPECT_EQ(nameOfStep("_unheardOf:"), "_unheardOf:");
+  EXPECT_EQ(meaningOfStep("_unheardOf:"), "_unheardOf:");
 }
 
 TEST_F(VersionSteps, NoVersionReadsAsTheOldest) {
-  EXPECT_EQ(steps(), kAllSteps);  // no file
+  EXPECT_EQ(steps(), stepsFrom(0));  // no file
   fake.files.put(kSettings, "no property list");
-  EXPECT_EQ(steps(), kAllSteps);
+  EXPECT_EQ(steps(), stepsFrom(0));
   fake.files.putPropertyList(kSettings, Dictionary{{"Accounts", Array()}});
-  EXPECT_EQ(steps(), kAllSteps);
-  EXPECT_EQ(stepsFor("no number"), kAllSteps);
+  EXPECT_EQ(steps(), stepsFrom(0));
+  EXPECT_EQ(stepsFor("no number"), stepsFrom(0));
 }
 
 TEST_F(VersionSteps, VersionsFromTheFutureAndNegativeOnesRunNothing) {

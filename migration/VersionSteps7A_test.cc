@@ -245,7 +245,7 @@ TEST_F(DeviceAccountStep, ItReplacesEveryOtherOneInPlaceWhereTheIdentifierIsTheS
     const PropertyList result = after(&AccountsDataMigrator::_migrateAccountsFrom7A153, accounts);
     std::string all;
     for (const PropertyList& each : *result.array()) {
-      all += std::string(*each.dictionary()->find("Identifier")->stringValue()) + " ";
+      all += std::string(*each.dictionary()->string("Identifier")) + " ";
     }
     return all;
   };

@@ -92,7 +92,7 @@ class AccountsManager {
   // MARK: Main - for every client.
 
   // The version of the settings that this store writes: 12.
-  [[nodiscard]] static std::int64_t currentVersion() noexcept { return 12; }
+  [[nodiscard]] static constexpr std::int64_t currentVersion() noexcept { return 12; }
   // The device path of the settings file.
   [[nodiscard]] static std::string fullPathToAccountSettingsPlist();
   // A store of what the settings file holds; a missing or unreadable file gives an empty store.
@@ -247,8 +247,8 @@ class AccountsManager {
   // Whether the legacy mail file, or the legacy Exchange file, is known to be there.
   [[nodiscard]] static bool _oldMailAccountsInformationFound();
   [[nodiscard]] static bool _oldDAAccountsInformationFound();
-  // Removes the settings file, if it is known to be there, so that legacy files are converted to a new one. A
-  // failure is logged.
+  // Removes the settings file, if it is known to be there, so that legacy files are converted to a
+  // new one. A failure is logged.
   static void removeNewAccountSettingsToMigrateOldAccountInformation();
   // In memory only: a save always writes currentVersion().
   void setDataVersion(std::int64_t version) noexcept;

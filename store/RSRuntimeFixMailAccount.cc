@@ -59,24 +59,33 @@ FixResult RSRuntimeFixMailAccount::fixBasicAccountIfNeededLoggingMessage(
   const std::optional<std::string> type = account.type();
   if (!type || !supportedAccountTypes().contains(*type)) return FixResult::NothingToDo;
   const std::optional<std::string> accountClass = account.accountClass();
-  if (accountClass && supportedMailClasses().contains(*accountClass)) {
-    return FixResult::NothingToDo;
-  }
+  if (accountClass && isMailClass(*accountClass)) return FixResult::NothingToDo;
   shouldNotifyMobileMail_ = true;
   return _cleanupAccountClass(account) ? FixResult::Fixed : FixResult::Unfixable;
 }
 
 bool RSRuntimeFixMailAccount::_cleanupAccountClass(BasicAccount& account) {
   const std::optional<PropertyList> stored = account.accountPropertyForKey("AccountPath");
-  const std::string_view path = stringOf(stored ? &*stored : nullptr).value_or("");
+  const auto told = mailClassToldBy(stringOf(stored ? &*stored : nullptr).value_or(""));
+  if (told) {
+    account.setAccountClass(*told);
+  } else {
+    systemLog("Could not fix the class of the mail account: %@", account.properties().values());
+  }
+  return told.has_value();
+}
+
+bool RSRuntimeFixMailAccount::isMailClass(std::string_view accountClass) {
+  return supportedMailClasses().contains(accountClass);
+}
+
+std::optional<std::string_view> RSRuntimeFixMailAccount::mailClassToldBy(
+    std::string_view accountPath) {
   for (const auto& [pattern, accountClass] :
        ProcessContext::current().state(repairTableSlot).rows) {
-    if (path.find(pattern) == std::string_view::npos) continue;
-    account.setAccountClass(accountClass);
-    return true;
+    if (accountPath.find(pattern) != std::string_view::npos) return accountClass;
   }
-  systemLog("Could not fix the class of the mail account: %@", account.properties().values());
-  return false;
+  return std::nullopt;
 }
 
 void RSRuntimeFixMailAccount::accountsHaveBeenSaved(bool saved) {

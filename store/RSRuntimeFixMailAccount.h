@@ -3,6 +3,7 @@
 // informs the mail application once repaired accounts have been written.
 #pragma once
 
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -22,6 +23,12 @@ class RSRuntimeFixMailAccount : public RuntimeFixer {
   // Sets the class that the account's "AccountPath" tells, and answers whether it tells one; where
   // not, the account is named in the system log.
   bool _cleanupAccountClass(BasicAccount& account);
+
+  // Whether the mail application has this class: an account that names one is left alone.
+  [[nodiscard]] static bool isMailClass(std::string_view accountClass);
+  // The class that a mail directory of this path tells, or none.
+  [[nodiscard]] static std::optional<std::string_view> mailClassToldBy(
+      std::string_view accountPath);
 
  private:
   bool shouldNotifyMobileMail_ = false;

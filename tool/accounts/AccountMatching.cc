@@ -5,14 +5,13 @@
 #include <utility>
 
 #include "account/AccountConstants.h"
-#include "account/StringList.h"
 
 namespace accountsettings {
 
 namespace {
 
 std::string_view textUnder(const Dictionary& account, std::string_view key) {
-  return stringOf(account.find(key)).value_or(std::string_view());
+  return account.string(key).value_or("");
 }
 
 bool isSameAccount(const PropertyList& before, const PropertyList& after) {
@@ -127,8 +126,7 @@ std::string_view identifierOf(const Dictionary& account) {
 const Array& childrenAt(const Array& accounts, std::size_t top) {
   static const Array kNone;
   const Dictionary* account = top < accounts.size() ? accounts[top].dictionary() : nullptr;
-  const PropertyList* children = account ? account->find(kAccountChildAccounts) : nullptr;
-  return children != nullptr && children->array() != nullptr ? *children->array() : kNone;
+  return account != nullptr ? account->arrayOrEmpty(kAccountChildAccounts) : kNone;
 }
 
 const Dictionary* accountAt(const Array& accounts, AccountPlace place) {

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "account/AccountConstants.h"
+#include "account/StringList.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
@@ -78,6 +79,9 @@ void writeBranch(Output& output, const std::vector<AccountNode>& accounts,
     const std::string under = inner + (account.children.empty() ? "   " : "│  ");
     const std::string details = detailsText(account, !options.allProperties);
     if (!details.empty()) output.line(under + details);
+    if (!account.notLoaded.empty()) {
+      output.line(under + output.paint(Colour::Red, "not loaded: " + account.notLoaded));
+    }
     if (options.allProperties) writeProperties(output, account, under, options.reveal);
     writeBranch(output, account.children, inner, options);
   }
@@ -128,10 +132,9 @@ Array accountsForScripts(const std::vector<AccountNode>& accounts, bool reveal) 
     entry.set("name", account.name);
     entry.set("username", account.username);
     if (account.enabled) {
-      Array enabled;
-      for (const std::string& each : *account.enabled) enabled.append(each);
-      entry.set("enabledDataclasses", enabled);
+      entry.set("enabledDataclasses", arrayOf(*account.enabled));
     }
+    if (!account.notLoaded.empty()) entry.set("notLoaded", account.notLoaded);
     entry.set("properties", reveal ? account.properties : withSecretsHidden(account.properties));
     if (!account.children.empty()) {
       entry.set("children", accountsForScripts(account.children, reveal));

@@ -3,34 +3,31 @@
 #include <algorithm>
 
 #include "account/AccountConstants.h"
+#include "account/StringList.h"
+#include "migration/LegacyFormats.h"
 #include "store/AccountsManager.h"
+#include "store/LoadProblems.h"
 
 namespace accountsettings {
 
 namespace {
 
-const Array* listUnder(const PropertyList& root, std::string_view key) {
-  const Dictionary* dictionary = root.dictionary();
-  const PropertyList* value = dictionary == nullptr ? nullptr : dictionary->find(key);
-  return value == nullptr ? nullptr : value->array();
-}
-
 AccountNode nodeOf(const Dictionary& properties, const AccountNode* parent,
                    std::size_t& strangers) {
   AccountNode node;
   node.properties = properties;
-  node.identifier = textOf(properties, kAccountIdentifier);
-  node.type = textOf(properties, kAccountType);
+  node.identifier = properties.string(kAccountIdentifier).value_or("");
+  node.type = properties.string(kAccountType).value_or("");
   if (node.type.empty() && parent != nullptr) node.type = parent->type;
-  node.accountClass = textOf(properties, kAccountClass);
-  node.name = textOf(properties, kAccountDisplayName);
-  node.username = textOf(properties, kAccountUsername);
-  node.enabled = stringsOf(properties.find(kAccountEnabledDataclasses));
+  node.accountClass = properties.string(kAccountClass).value_or("");
+  node.name = properties.string(kAccountDisplayName).value_or("");
+  node.username = properties.string(kAccountUsername).value_or("");
+  node.enabled = stringListOf(properties.find(kAccountEnabledDataclasses));
   // Deeper descendants are nobody's children: the store knows two levels.
-  const PropertyList* children = properties.find(kAccountChildAccounts);
-  if (parent != nullptr || children == nullptr || children->array() == nullptr) return node;
+  const Array* children = properties.array(kAccountChildAccounts);
+  if (parent != nullptr || children == nullptr) return node;
   node.properties.remove(kAccountChildAccounts);
-  for (const PropertyList& child : *children->array()) {
+  for (const PropertyList& child : *children) {
     if (const Dictionary* dictionary = child.dictionary()) {
       node.children.push_back(nodeOf(*dictionary, &node, strangers));
     } else {
@@ -40,34 +37,13 @@ AccountNode nodeOf(const Dictionary& properties, const AccountNode* parent,
   return node;
 }
 
-void addAccounts(AccountTree& tree, const Array* list) {
-  if (list == nullptr) return;
-  for (const PropertyList& account : *list) {
+void addAccounts(AccountTree& tree, const Array& list) {
+  for (const PropertyList& account : list) {
     if (const Dictionary* dictionary = account.dictionary()) {
       tree.accounts.push_back(nodeOf(*dictionary, nullptr, tree.strangers));
     } else {
       ++tree.strangers;
     }
-  }
-}
-
-// Where a legacy description keeps what an account keeps elsewhere.
-struct LegacyKeys {
-  std::string_view accountClass;
-  std::string_view name;
-  std::string_view identifier;
-};
-
-void addDescriptions(AccountTree& tree, const PropertyList& file, std::string_view listKey,
-                     std::string_view type, const LegacyKeys& keys) {
-  const std::size_t first = tree.accounts.size();
-  addAccounts(tree, listUnder(file, listKey));
-  for (std::size_t i = first; i < tree.accounts.size(); ++i) {
-    AccountNode& node = tree.accounts[i];
-    node.type = type;
-    node.accountClass = textOf(node.properties, keys.accountClass);
-    node.name = textOf(node.properties, keys.name);
-    node.identifier = textOf(node.properties, keys.identifier);
   }
 }
 
@@ -83,30 +59,34 @@ AccountTree accountTreeOf(const PropertyList& settings) {
   AccountTree tree;
   const Dictionary* root = settings.dictionary();
   if (root == nullptr) return tree;
-  for (const auto& entry : *root) {
-    if (entry.key() == kPlistVersionKey) {
-      tree.version = entry.value().integerValue();
-    } else if (entry.key() != kPlistAccountsKey) {
-      tree.foreignKeys.emplace_back(entry.key());
+  for (const auto& [key, value] : *root) {
+    if (key == kPlistVersionKey) {
+      tree.version = value.integerValue();
+    } else if (key != kPlistAccountsKey) {
+      tree.foreignKeys.emplace_back(key);
     }
   }
-  addAccounts(tree, listUnder(settings, kPlistAccountsKey));
+  addAccounts(tree, root->arrayOrEmpty(kPlistAccountsKey));
+  for (AccountNode& account : tree.accounts) account.notLoaded = whyNotLoaded(account.properties);
   return tree;
 }
 
-AccountTree legacyMailTreeOf(const PropertyList& file) {
-  constexpr LegacyKeys kKeys{"AccountType", "AccountName", "uniqueId"};
+AccountTree legacyTreeOf(const PropertyList& file, const LegacyFormat& format) {
   AccountTree tree;
-  addDescriptions(tree, file, "MailAccounts", kMailAccountType, kKeys);
-  addDescriptions(tree, file, "DeliveryAccounts", kSMTPAccountType, kKeys);
-  return tree;
-}
-
-AccountTree legacyExchangeTreeOf(const PropertyList& file) {
-  constexpr LegacyKeys kKeys{"DAAccountConfigurationClass", "DAAccountDescription",
-                             "DAAccountConfigurationAccountID"};
-  AccountTree tree;
-  addDescriptions(tree, file, "DAAccountsKey", kExchangeAccountType, kKeys);
+  const Dictionary* root = file.dictionary();
+  if (root == nullptr) return tree;
+  // The last list holds what people ask for first.
+  for (auto list = format.lists.rbegin(); list != format.lists.rend(); ++list) {
+    const std::size_t first = tree.accounts.size();
+    addAccounts(tree, root->arrayOrEmpty(list->key));
+    for (std::size_t place = first; place < tree.accounts.size(); ++place) {
+      AccountNode& node = tree.accounts[place];
+      node.type = list->type;
+      node.accountClass = node.properties.string(format.classKey).value_or("");
+      node.name = node.properties.string(format.nameKey).value_or("");
+      node.identifier = node.properties.string(format.identifierKey).value_or("");
+    }
+  }
   return tree;
 }
 
@@ -119,33 +99,18 @@ void keepOnly(std::vector<AccountNode>& accounts,
   });
 }
 
-std::optional<std::vector<std::string>> stringsOf(const PropertyList* value) {
-  if (value == nullptr || value->array() == nullptr) return std::nullopt;
-  std::vector<std::string> strings;
-  for (const PropertyList& each : *value->array()) {
-    if (const auto string = each.stringValue()) strings.emplace_back(*string);
-  }
-  return strings;
-}
-
-std::string textOf(const Dictionary& dictionary, std::string_view key) {
-  const PropertyList* value = dictionary.find(key);
-  return std::string(value == nullptr ? std::string_view()
-                                      : value->stringValue().value_or(std::string_view()));
-}
-
 std::string accountTitle(const Dictionary& account) {
-  const std::string type = textOf(account, kAccountType);
-  std::string name = textOf(account, kAccountDisplayName);
-  if (name.empty()) name = textOf(account, kAccountUsername);
+  const std::string type(account.string(kAccountType).value_or(""));
+  std::string name(account.string(kAccountDisplayName).value_or(""));
+  if (name.empty()) name = account.string(kAccountUsername).value_or("");
   if (type.empty() || name.empty()) return type + name;
   return type + " \"" + name + "\"";
 }
 
 std::string accountLabel(const PropertyList& account, std::size_t index) {
   if (const Dictionary* properties = account.dictionary()) {
-    std::string identifier = textOf(*properties, kAccountIdentifier);
-    if (!identifier.empty()) return identifier;
+    const auto identifier = properties->string(kAccountIdentifier);
+    if (identifier && !identifier->empty()) return std::string(*identifier);
   }
   return "#" + std::to_string(index + 1);
 }

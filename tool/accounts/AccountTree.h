@@ -12,6 +12,8 @@
 
 namespace accountsettings {
 
+struct LegacyFormat;
+
 struct AccountNode {
   Dictionary properties;  // everything stored, the children aside
   std::string identifier;
@@ -20,6 +22,7 @@ struct AccountNode {
   std::string name;
   std::string username;
   std::optional<std::vector<std::string>> enabled;  // none where no list is stored
+  std::string notLoaded;  // why the store does not load it, for example "it has no class"
   std::vector<AccountNode> children;
 };
 
@@ -32,12 +35,13 @@ struct AccountTree {
   [[nodiscard]] std::size_t childCount() const;
 };
 
-// The tree of a settings file's root, which may be of any kind.
+// The tree of a settings file's root, which may be of any kind. Asks the type registry of
+// ProcessContext::current().
 [[nodiscard]] AccountTree accountTreeOf(const PropertyList& settings);
 
-// The descriptions of a legacy file, as accounts of their future types.
-[[nodiscard]] AccountTree legacyMailTreeOf(const PropertyList& file);
-[[nodiscard]] AccountTree legacyExchangeTreeOf(const PropertyList& file);
+// The descriptions of a legacy file's root, which may be of any kind, as accounts of their future
+// types.
+[[nodiscard]] AccountTree legacyTreeOf(const PropertyList& file, const LegacyFormat& format);
 
 // Keeps what `wanted` accepts: an account with all its children, or with those that are accepted.
 void keepOnly(std::vector<AccountNode>& accounts,
@@ -47,9 +51,5 @@ void keepOnly(std::vector<AccountNode>& accounts,
 [[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);
 // The account's type and its name, else its user's, for people.
 [[nodiscard]] std::string accountTitle(const Dictionary& account);
-// The strings of a list; none where the value is no list.
-[[nodiscard]] std::optional<std::vector<std::string>> stringsOf(const PropertyList* value);
-// The string under the key, or an empty one.
-[[nodiscard]] std::string textOf(const Dictionary& dictionary, std::string_view key);
 
 }  // namespace accountsettings

@@ -191,7 +191,8 @@ class Comparison {
       change.movedTo = to->isChild() ? nameAt(after_, to->parent()) : "";
     }
     bool reordered = false;
-    change.children = compareLists(childrenOf(before_, from), childrenOf(after_, to), reordered);
+    change.children =
+        compareLists(childrenUnder(before_, from), childrenUnder(after_, to), reordered);
     forEachDifference(old, now, [&](auto key, const auto* before, const auto* after) {
       const bool isList = (!before || !from->isChild()) && (!after || !to->isChild()) &&
                           isAboutChildren(key, before, after);
@@ -203,7 +204,7 @@ class Comparison {
     return change;
   }
 
-  static Siblings childrenOf(const Array& accounts, const Place& place) {
+  static Siblings childrenUnder(const Array& accounts, const Place& place) {
     static const Array kNone;
     // Deeper descendants are nobody's children.
     if (!place || place->isChild()) return {kNone, Siblings::kNowhere};
@@ -267,12 +268,6 @@ bool isSetValued(std::string_view key) {
   return std::find(kSets.begin(), kSets.end(), key) != kSets.end();
 }
 
-const Array& accountsIn(const Dictionary& settings) {
-  static const Array kNone;
-  const PropertyList* accounts = settings.find(kPlistAccountsKey);
-  return accounts && accounts->array() ? *accounts->array() : kNone;
-}
-
 Differences differencesBetween(const Array& before, const Array& after) {
   return differencesBetween(before, after, AccountMatching(before, after));
 }
@@ -288,7 +283,8 @@ std::vector<std::string> changedAccounts(const Array& before, const Array& after
 }
 
 Differences differencesBetween(const Dictionary& before, const Dictionary& after) {
-  Differences differences = differencesBetween(accountsIn(before), accountsIn(after));
+  Differences differences = differencesBetween(before.arrayOrEmpty(kPlistAccountsKey),
+                                               after.arrayOrEmpty(kPlistAccountsKey));
   // "Accounts" that is no list of accounts is compared like any other key.
   const bool list = listsAccounts(before) && listsAccounts(after);
   forEachDifference(before, after, [&](auto key, const auto* old, const auto* now) {

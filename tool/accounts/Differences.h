@@ -68,8 +68,6 @@ using KeyVisitor = std::function<bool(std::string_view key, const PropertyList* 
 void forEachDifference(const Dictionary& before, const Dictionary& after, const KeyVisitor& visit);
 // Whether a key differs between two states of an account; which children it lists does not count.
 [[nodiscard]] bool isChanged(const Dictionary& before, const Dictionary& after);
-// The list of accounts in a settings file; an empty one where "Accounts" is no list.
-[[nodiscard]] const Array& accountsIn(const Dictionary& settings);
 
 // Whether the list under this key of an account is a set.
 [[nodiscard]] bool isSetValued(std::string_view key);

@@ -62,12 +62,12 @@ Status keepContent(LinuxFiles& files, const std::string& directory, BackupFile& 
   file.sha256 = sha256(*bytes);
   file.attributes.size = bytes->size();
   file.savedAs = std::string(nameOf(file.role)) + "-" + lastComponent(file.path);
-  if (file.role == BackupRole::Settings) file.formatVersion = versionIn(*bytes);
+  if (file.role == PathRole::Settings) file.formatVersion = versionIn(*bytes);
   return files.writeAtomically(appendPathComponent(directory, file.savedAs), *bytes);
 }
 
 Result<BackupFile> keep(LinuxFiles& files, const std::string& directory,
-                        const WatchedPath& watched) {
+                        const TouchedPath& watched) {
   BackupFile file;
   file.role = watched.role;
   file.path = watched.path;
@@ -142,22 +142,6 @@ Status removeBackup(LinuxFiles& files, const std::string& name) {
 
 }  // namespace
 
-std::vector<WatchedPath> pathsThatAMigrationTouches() {
-  Directories& directories = ProcessContext::current().platform().directories;
-  const std::string settings = accountSettingsAccountsPath();
-  const std::string copies =
-      appendPathComponent(directories.sharedResourcesDirectory(), "Library/Logs/CrashReporter");
-  return {{BackupRole::Settings, settings},
-          {BackupRole::SettingsCopy, appendPathComponent(copies, lastComponent(settings))},
-          {BackupRole::LegacyMail, mailAccountsPath()},
-          {BackupRole::LegacyMailOriginal, mailAccountsPath() + ".original"},
-          {BackupRole::LegacyExchange, daAccountPath()},
-          {BackupRole::LegacyExchangeOriginal, daAccountPath() + ".original"},
-          {BackupRole::Sentinel, removalSentinelPath()},
-          {BackupRole::AutoFetchMarker,
-           appendPathComponent(directories.mailDataDirectory(), "AutoFetchEnabled")}};
-}
-
 std::string backupsDirectory() {
   return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
                              "Library/Logs/AccountMigrationBackups");
@@ -172,7 +156,7 @@ Result<BackupManifest> makeBackup(OpenedRoot& device) {
   manifest.name = *name;
   manifest.toolVersion = kToolVersion;
   Status kept;
-  for (const WatchedPath& watched : pathsThatAMigrationTouches()) {
+  for (const TouchedPath& watched : pathsThatAMigrationTouches()) {
     Result<BackupFile> file = keep(files, pathOfBackup(*name), watched);
     if (!file) {
       kept = file.error();

@@ -14,13 +14,6 @@ namespace accountsettings {
 
 class OpenedRoot;
 
-// The device paths that a migration may change or remove, with their roles.
-struct WatchedPath {
-  BackupRole role;
-  std::string path;
-};
-[[nodiscard]] std::vector<WatchedPath> pathsThatAMigrationTouches();
-
 // The device path of the directory that holds the backups.
 [[nodiscard]] std::string backupsDirectory();
 

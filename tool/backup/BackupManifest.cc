@@ -4,7 +4,6 @@
 #include <array>
 
 #include "plist/Reader.h"
-#include "tool/accounts/AccountTree.h"
 #include "tool/frame/Version.h"
 
 namespace accountsettings {
@@ -12,12 +11,6 @@ namespace accountsettings {
 namespace {
 
 constexpr std::string_view kFormat = "accountsettings.backup";
-
-constexpr std::array<std::string_view, 8> kRoleNames = {
-    "settings",        "settings-copy",
-    "legacy-mail",     "legacy-mail-original",
-    "legacy-exchange", "legacy-exchange-original",
-    "sentinel",        "auto-fetch-marker"};
 
 constexpr std::array<std::string_view, 3> kStateNames = {"absent", "regular", "link"};
 
@@ -54,16 +47,16 @@ std::uint64_t numberUnder(const Dictionary& entry, std::string_view key) {
 }
 
 Result<BackupFile> fileFrom(const Dictionary& entry) {
-  const auto role = indexOf(kRoleNames, textOf(entry, "Role"));
-  const auto state = indexOf(kStateNames, textOf(entry, "State"));
+  const auto role = pathRoleNamed(entry.string("Role").value_or(""));
+  const auto state = indexOf(kStateNames, entry.string("State").value_or(""));
   if (!role || !state) return Error{"the manifest names an unknown kind of file"};
   BackupFile file;
-  file.role = static_cast<BackupRole>(*role);
+  file.role = *role;
   file.state = static_cast<BackupFile::State>(*state);
-  file.path = textOf(entry, "Path");
-  file.savedAs = textOf(entry, "Saved As");
-  file.linkTarget = textOf(entry, "Link Target");
-  file.sha256 = textOf(entry, "SHA-256");
+  file.path = entry.string("Path").value_or("");
+  file.savedAs = entry.string("Saved As").value_or("");
+  file.linkTarget = entry.string("Link Target").value_or("");
+  file.sha256 = entry.string("SHA-256").value_or("");
   // Bits that give a program its owner's rights are nothing that settings ever had; whoever can
   // write to the backup shall not gain them.
   file.attributes.mode = static_cast<unsigned>(numberUnder(entry, "Mode")) & 0777U;
@@ -82,11 +75,7 @@ Result<BackupFile> fileFrom(const Dictionary& entry) {
 
 }  // namespace
 
-std::string_view nameOf(BackupRole role) {
-  return kRoleNames[static_cast<std::size_t>(role)];
-}
-
-const BackupFile* BackupManifest::fileInRole(BackupRole role) const {
+const BackupFile* BackupManifest::fileInRole(PathRole role) const {
   const auto found = std::find_if(files.begin(), files.end(),
                                   [&](const BackupFile& file) { return file.role == role; });
   return found == files.end() ? nullptr : &*found;
@@ -107,23 +96,20 @@ Result<BackupManifest> manifestFrom(const std::string& name, const Bytes& bytes)
   const Result<PropertyList> value = readPropertyList(bytes);
   if (!value) return Error{"the manifest is damaged: " + value.error().message};
   const Dictionary* root = value->dictionary();
-  if (root == nullptr || textOf(*root, "Format") != kFormat) {
+  if (root == nullptr || root->string("Format") != kFormat) {
     return Error{"the manifest is not one of a backup"};
   }
   BackupManifest manifest;
   manifest.name = name;
-  manifest.toolVersion = textOf(*root, "Tool Version");
-  const PropertyList* files = root->find("Files");
-  if (files == nullptr || files->array() == nullptr) return Error{"the manifest lists no files"};
-  for (const PropertyList& each : *files->array()) {
+  manifest.toolVersion = root->string("Tool Version").value_or("");
+  const Array* files = root->array("Files");
+  if (files == nullptr) return Error{"the manifest lists no files"};
+  for (const PropertyList& each : *files) {
     Result<BackupFile> file = fileFrom(each.dictionary() ? *each.dictionary() : Dictionary());
     if (!file) return file.error();
     manifest.files.push_back(std::move(file).value());
   }
-  const PropertyList* outcome = root->find("Outcome");
-  if (outcome != nullptr && outcome->dictionary() != nullptr) {
-    manifest.outcome = *outcome->dictionary();
-  }
+  if (const Dictionary* outcome = root->dictionary("Outcome")) manifest.outcome = *outcome;
   return manifest;
 }
 

@@ -9,32 +9,18 @@
 #include <vector>
 
 #include "host/LinuxFiles.h"
+#include "migration/MigrationPaths.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 
 namespace accountsettings {
-
-// What a file is to the migration.
-enum class BackupRole {
-  Settings,
-  SettingsCopy,
-  LegacyMail,
-  LegacyMailOriginal,
-  LegacyExchange,
-  LegacyExchangeOriginal,
-  Sentinel,
-  AutoFetchMarker
-};
-
-// The role's word in the manifest and in machine output.
-[[nodiscard]] std::string_view nameOf(BackupRole role);
 
 // One file as it stood. Where nothing lay at the path, `state` is Absent, and putting the backup
 // back removes what has come to lie there.
 struct BackupFile {
   enum class State { Absent, Regular, Link };
 
-  BackupRole role = BackupRole::Settings;
+  PathRole role = PathRole::Settings;
   std::string path;  // the device path
   State state = State::Absent;
   std::string savedAs;     // the name in the backup's directory; empty where nothing was to keep
@@ -51,7 +37,7 @@ struct BackupManifest {
   // What the migration did, added when it had ended; empty where it was cut short.
   Dictionary outcome;
 
-  [[nodiscard]] const BackupFile* fileInRole(BackupRole role) const;
+  [[nodiscard]] const BackupFile* fileInRole(PathRole role) const;
   [[nodiscard]] Dictionary asDictionary() const;
 };
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "account/StringList.h"
-#include "tool/frame/StepNames.h"
+#include "migration/MigrationSteps.h"
 
 namespace accountsettings {
 
@@ -15,13 +15,8 @@ std::size_t filesKept(const BackupManifest& manifest) {
                     [](const auto& file) { return file.state != BackupFile::State::Absent; }));
 }
 
-bool flagIn(const Dictionary& outcome, std::string_view key) {
-  const PropertyList* value = outcome.find(key);
-  return value != nullptr && value->booleanValue();
-}
-
 std::string outcomeText(const BackupManifest& manifest) {
-  const BackupFile* settings = manifest.fileInRole(BackupRole::Settings);
+  const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
   std::string from = "without settings before";
   if (settings != nullptr && settings->state != BackupFile::State::Absent) {
     from = settings->formatVersion ? "from version " + std::to_string(*settings->formatVersion)
@@ -37,8 +32,8 @@ std::string outcomeText(const BackupManifest& manifest) {
   } else {
     text += ", only rewritten";
   }
-  if (!flagIn(manifest.outcome, "Result")) text += ", answered no";
-  if (!flagIn(manifest.outcome, "As Meant")) text += ", NOT WHAT WAS MEANT";
+  if (!manifest.outcome.boolean("Result")) text += ", answered no";
+  if (!manifest.outcome.boolean("As Meant")) text += ", NOT WHAT WAS MEANT";
   return text;
 }
 
@@ -59,7 +54,7 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   }
   const BackupManifest& manifest = *backup.manifest;
   entry.set("toolVersion", manifest.toolVersion);
-  const BackupFile* settings = manifest.fileInRole(BackupRole::Settings);
+  const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
   if (settings != nullptr && settings->formatVersion) {
     entry.set("fromVersion", *settings->formatVersion);
   }
@@ -70,8 +65,8 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   entry.set("files", files);
   entry.set("finished", !manifest.outcome.empty());
   if (manifest.outcome.empty()) return entry;
-  entry.set("result", flagIn(manifest.outcome, "Result"));
-  entry.set("asMeant", flagIn(manifest.outcome, "As Meant"));
+  entry.set("result", manifest.outcome.boolean("Result"));
+  entry.set("asMeant", manifest.outcome.boolean("As Meant"));
   entry.set("steps", arrayOf(stringListOf(manifest.outcome.find("Steps")).value_or(StringList())));
   return entry;
 }

@@ -42,9 +42,9 @@ Findings inspectDevice(OpenedRoot& device, const InspectedFiles& files) {
   Findings findings = inspectRoot(device, files);
   if (migrating) return findings;
   const auto manifest = backupOfCutShortMigration(device);
-  const BackupFile* kept = manifest ? manifest->fileInRole(BackupRole::Settings) : nullptr;
+  const BackupFile* kept = manifest ? manifest->fileInRole(PathRole::Settings) : nullptr;
   if (kept != nullptr && wereStamped(files.settings, *kept)) {
-    findings.push_back({&finding::kMigrationCutShort, kept->path, "", "",
+    findings.push_back({&kFindingKinds[finding::kMigrationCutShort], kept->path, "", "",
                         "The migration that kept the backup " + manifest->name +
                             " was cut short: upgrade steps may be missing, and no later migration "
                             "runs them."});

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/LinuxFiles.h"
+#include "migration/MigrationPaths.h"
 
 namespace accountsettings {
 
@@ -13,8 +14,8 @@ using State = BackupFile::State;
 
 // A manifest is input: it shall lead nowhere but to the files that a migration touches.
 bool isWatched(const BackupFile& file) {
-  const std::vector<WatchedPath> watched = pathsThatAMigrationTouches();
-  return std::any_of(watched.begin(), watched.end(), [&](const WatchedPath& each) {
+  const std::vector<TouchedPath> watched = pathsThatAMigrationTouches();
+  return std::any_of(watched.begin(), watched.end(), [&](const TouchedPath& each) {
     return each.role == file.role && each.path == file.path;
   });
 }
@@ -74,7 +75,7 @@ Status applyRestore(OpenedRoot& device, const std::vector<RestoreStep>& steps) {
   // before.
   const auto passOf = [](const RestoreStep& step) {
     if (step.action != Action::Remove) return 1;
-    return step.file.role == BackupRole::Sentinel ? 0 : 2;
+    return step.file.role == PathRole::Sentinel ? 0 : 2;
   };
   for (const int pass : {0, 1, 2}) {
     for (const RestoreStep& step : steps) {

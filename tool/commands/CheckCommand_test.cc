@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "host/LinuxFiles.h"
+#include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
@@ -20,7 +21,7 @@ namespace fs = std::filesystem;
 std::vector<std::string> findingsIn(const ToolResult& result) {
   std::vector<std::string> found;
   const Dictionary document = documentIn(result.out);
-  for (const PropertyList& each : *document.find("findings")->array()) {
+  for (const PropertyList& each : *document.array("findings")) {
     const auto text = [&](const char* key) {
       const PropertyList* value = each.dictionary()->find(key);
       return value ? std::string(*value->stringValue()) : std::string("-");
@@ -358,7 +359,7 @@ TEST(Check, AnswersScriptsInTheDocumentedForm) {
   EXPECT_EQ(document.get("clean"), PropertyList(false));
   EXPECT_EQ(document.get("source"),
             PropertyList(Dictionary{{"kind", "device root"}, {"path", root.path()}}));
-  const Dictionary& first = *(*document.find("findings")->array())[0].dictionary();
+  const Dictionary& first = *at(document, "findings", 0).dictionary();
   EXPECT_EQ(first.get("severity"), PropertyList("error"));
   EXPECT_EQ(first.get("file"), PropertyList(root.settingsPath()));
   EXPECT_EQ(first.get("blocksMigration"), PropertyList(true));

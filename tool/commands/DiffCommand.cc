@@ -44,7 +44,8 @@ void addLegacyAccounts(Array& accounts, const std::vector<LegacyFile>& files) {
     if (file.problem) throw Prevented(file.path, *file.problem, "see 'accountsettings check'");
     for (const LegacySection& section : file.sections) {
       for (const LegacyDescription& each : section.descriptions) {
-        if (held.contains(textOf(each.properties, kAccountIdentifier))) continue;
+        if (held.contains(std::string(each.properties.string(kAccountIdentifier).value_or(""))))
+          continue;
         accounts.append(each.properties);
       }
     }
@@ -59,7 +60,7 @@ Dictionary contentOf(const Input& input, const CommonOptions& options) {
   CommonOptions here = options;
   if (input.kind == Input::Kind::DeviceRoot) here.root = input.path;
   const OpenedRoot device(here, DefaultLog::Nowhere);
-  Array accounts = accountsIn(settings);
+  Array accounts = settings.arrayOrEmpty(kPlistAccountsKey);
   addLegacyAccounts(accounts, legacyFilesOf(input.files));
   settings.set(kPlistAccountsKey, accounts);
   return settings;
@@ -96,7 +97,7 @@ ExitStatus DiffCommand::run(Session& session) {
   const Input after = openInput(new_, session.options);
   const Dictionary old = contentOf(before, session.options);
   const Differences differences = differencesBetween(old, contentOf(after, session.options));
-  const AccountCounts counts = countsOf(differences, accountsIn(old));
+  const AccountCounts counts = countsOf(differences, old.arrayOrEmpty(kPlistAccountsKey));
   Output& output = session.output;
   if (output.json()) {
     Dictionary document{{"format", "accountsettings.diff"}, {"formatVersion", 1},

@@ -62,7 +62,7 @@ TEST(Diff, DifferencesAreShownAccountByAccount) {
   EXPECT_EQ(schemaErrors("diff.schema.json", json.out), "");
   const Dictionary document = documentIn(json.out);
   EXPECT_EQ(document.get("same"), PropertyList(false));
-  EXPECT_EQ(document.find("accounts")->array()->size(), 3U);
+  EXPECT_EQ(document.array("accounts")->size(), 3U);
 }
 
 TEST(Diff, AnAccountThatBecameAChildIsNotShownAsLost) {

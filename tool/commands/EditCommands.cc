@@ -12,8 +12,8 @@ namespace {
 constexpr const char* kIdentifierHelp = "The account's identifier, or a child's";
 
 bool storesAsEnabled(const BasicAccount& account, std::string_view dataclass) {
-  const PropertyList* stored = account.properties().find(kAccountEnabledDataclasses);
-  return stored && stored->array() && containsString(*stored->array(), dataclass);
+  return containsString(account.properties().values().arrayOrEmpty(kAccountEnabledDataclasses),
+                        dataclass);
 }
 
 }  // namespace

@@ -67,8 +67,8 @@ class Edit : public ::testing::Test {
     return files;
   }
 
-  [[nodiscard]] Array accounts() const { return *root.settings().find("Accounts")->array(); }
-  [[nodiscard]] Array children() const { return *root.account(2).find("ChildAccounts")->array(); }
+  [[nodiscard]] Array accounts() const { return *root.settings().array("Accounts"); }
+  [[nodiscard]] Array children() const { return *root.account(2).array("ChildAccounts"); }
 
   ToolRoot root;
 };
@@ -158,7 +158,7 @@ TEST_F(Edit, EnableAndDisableChangeTheStoredList) {
                   .find("Enabled Dataclasses")
                   ->array()
                   ->contains(PropertyList("com.zelqo.Dataclass.Notes")));
-  EXPECT_EQ(root.account(0).find("Enabled Dataclasses")->array()->size(), 2U);
+  EXPECT_EQ(root.account(0).array("Enabled Dataclasses")->size(), 2U);
   ASSERT_EQ(run({"disable", "A", "Mail"}).status, 0);
   EXPECT_EQ(root.account(0).get("Enabled Dataclasses"),
             PropertyList(Array{"com.zelqo.Dataclass.Notes"}));

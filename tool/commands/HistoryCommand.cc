@@ -1,6 +1,7 @@
 #include "tool/commands/HistoryCommand.h"
 
 #include "host/LinuxFiles.h"
+#include "migration/MigrationPaths.h"
 #include "tool/backup/Backup.h"
 #include "tool/backup/BackupText.h"
 #include "tool/device/OpenedRoot.h"
@@ -39,7 +40,8 @@ ExitStatus HistoryCommand::run(Session& session) {
   }
   if (!backups.empty()) output.line("Migrations, from their backups:");
   for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));
-  if (!records.empty()) output.line("Records in " + device.shown(recordFilesDirectory()) + ":");
+  if (!records.empty())
+    output.line("Records in " + device.shown(migrationRecordsDirectory()) + ":");
   for (const RecordFile& each : records) {
     output.line("  " + each.name + "  " + recordLine(each));
   }

@@ -28,7 +28,7 @@ Input deviceRoot(const std::string& path, const CommonOptions& options) {
 
 Input backup(const std::string& path) {
   const BackupManifest manifest = readManifest(path);
-  const auto fileInRole = [&](BackupRole role) -> InspectedFile {
+  const auto fileInRole = [&](PathRole role) -> InspectedFile {
     const BackupFile* file = manifest.fileInRole(role);
     if (file == nullptr || file->savedAs.empty()) return {path, std::nullopt};
     const std::string saved = path + "/" + file->savedAs;
@@ -36,8 +36,8 @@ Input backup(const std::string& path) {
   };
   return {Input::Kind::Backup,
           path,
-          {fileInRole(BackupRole::Settings), fileInRole(BackupRole::LegacyExchange),
-           fileInRole(BackupRole::LegacyMail)}};
+          {fileInRole(PathRole::Settings), fileInRole(PathRole::LegacyExchange),
+           fileInRole(PathRole::LegacyMail)}};
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include "host/LogSinks.h"
 #include "migration/MigrationPaths.h"
+#include "migration/MigrationSteps.h"
 #include "tool/backup/DeviceInspection.h"
-#include "tool/frame/StepNames.h"
 #include "tool/inspection/FindingsText.h"
 
 namespace accountsettings {

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 #include "tool/commands/SampleAccounts.h"
 
@@ -93,15 +94,15 @@ TEST_F(Migrate, TellsWhichStepsRanAndWhatEachChanged) {
   account.set("uniqueId", "U");
   root_.putSettings(1, {account});
   const Dictionary result = document();
-  const Array& steps = *result.find("steps")->array();
+  const Array& steps = *result.array("steps");
   ASSERT_EQ(steps.size(), 11U);
   const Dictionary& first = *steps[0].dictionary();
   EXPECT_EQ(text(first, "step"), "_migrateAccountsFrom7A150:");
-  const Dictionary& changes = *first.find("changes")->dictionary();
-  const Dictionary& change = *(*changes.find("accounts")->array())[0].dictionary();
+  const Dictionary& changes = *first.dictionary("changes");
+  const Dictionary& change = *at(changes, "accounts", 0).dictionary();
   EXPECT_EQ(text(change, "account"), "U");
   EXPECT_EQ(text(change, "change"), "changed");
-  const Dictionary& key = *(*change.find("keys")->array())[0].dictionary();
+  const Dictionary& key = *at(change, "keys", 0).dictionary();
   EXPECT_EQ(text(key, "key"), "Identifier");
   EXPECT_EQ(text(key, "before"), "A");
   EXPECT_EQ(text(key, "after"), "U");
@@ -124,11 +125,11 @@ TEST_F(Migrate, ConvertsLegacyFilesAndRemovesThem) {
   root_.put(ToolRoot::kLegacyExchange, sampleLegacyExchange());
   const Dictionary result = document();
   EXPECT_EQ(result.get("accountsBefore"), PropertyList(39));
-  EXPECT_EQ(result.find("removed")->array()->size(), 2U);
+  EXPECT_EQ(result.array("removed")->size(), 2U);
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyExchange));
-  const Dictionary& ledger = *result.find("ledger")->dictionary();
-  EXPECT_EQ(ledger.find("accounts")->dictionary()->get("dropped"), PropertyList(0));
+  const Dictionary& ledger = *result.dictionary("ledger");
+  EXPECT_EQ(at(ledger, "accounts", "dropped"), PropertyList(0));
 }
 
 TEST_F(Migrate, ADryRunTouchesNothingAndTellsTheSame) {
@@ -141,7 +142,7 @@ TEST_F(Migrate, ADryRunTouchesNothingAndTellsTheSame) {
   for (const char* key : {"accountsAfter", "written", "removed"}) {
     EXPECT_EQ(rehearsed.get(key), done.get(key)) << key;
   }
-  EXPECT_EQ(rehearsed.find("steps")->array()->size(), done.find("steps")->array()->size());
+  EXPECT_EQ(rehearsed.array("steps")->size(), done.array("steps")->size());
 }
 
 TEST_F(Migrate, KeepsABackupThatOnlyItsOwnerMayRead) {
@@ -156,17 +157,17 @@ TEST_F(Migrate, KeepsABackupThatOnlyItsOwnerMayRead) {
     EXPECT_EQ(entry.status().permissions(), fs::perms(0600)) << entry.path();
   }
   const Dictionary manifest = manifestOf(backups()[0]);
-  const Dictionary& settings = *(*manifest.find("Files")->array())[0].dictionary();
+  const Dictionary& settings = *at(manifest, "Files", 0).dictionary();
   EXPECT_EQ(text(settings, "Role"), "settings");
   EXPECT_EQ(text(settings, "Path"), ToolRoot::kSettings);
   EXPECT_EQ(settings.get("Mode"), PropertyList(0600));
   EXPECT_EQ(settings.get("Hard Links"), PropertyList(1));
   EXPECT_EQ(settings.get("Format Version"), PropertyList(9));
   EXPECT_EQ(text(settings, "SHA-256").size(), 64U);
-  const Dictionary& outcome = *manifest.find("Outcome")->dictionary();
+  const Dictionary& outcome = *manifest.dictionary("Outcome");
   EXPECT_EQ(outcome.get("Result"), PropertyList(true));
   EXPECT_EQ(outcome.get("As Meant"), PropertyList(true));
-  EXPECT_EQ(outcome.find("Steps")->array()->size(), 3U);
+  EXPECT_EQ(outcome.array("Steps")->size(), 3U);
 }
 
 TEST_F(Migrate, NoBackupKeepsNone) {
@@ -216,8 +217,7 @@ TEST_F(Migrate, KeepsABackupWhoseManifestNobodyCanLookAt) {
 }
 
 TEST_F(Migrate, RefusesWhereNobodyCanTellWhatIsThere) {
-  for (const char* path :
-       {ToolRoot::kSentinel, ToolRoot::kLegacyMail, ToolRoot::kLegacyExchange}) {
+  for (const char* path : {ToolRoot::kSentinel, ToolRoot::kLegacyMail, ToolRoot::kLegacyExchange}) {
     SCOPED_TRACE(path);
     root_.put(ToolRoot::kSettings, sampleSettings(7));
     root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
@@ -559,8 +559,8 @@ TEST_F(Migrate, AnInterruptedRemovalIsFinishedAndTheLedgerSaysWhy) {
   root_.putText(ToolRoot::kSentinel, "Old Account Information Removal Sentinel");
   ASSERT_EQ(migrate().status, 3);
   const Dictionary result = document({"--accept-loss"});
-  const Dictionary& ledger = *result.find("ledger")->dictionary();
-  EXPECT_EQ(ledger.find("accounts")->dictionary()->get("dropped"), PropertyList(27));
+  const Dictionary& ledger = *result.dictionary("ledger");
+  EXPECT_EQ(at(ledger, "accounts", "dropped"), PropertyList(27));
   EXPECT_EQ(ledger.get("unexplained"), PropertyList(0));
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
   ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);

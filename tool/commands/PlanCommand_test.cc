@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "store/AccountsManager.h"
+#include "testing/DocumentPath.h"
 #include "testing/PlatformTest.h"
 #include "testing/ToolRun.h"
 #include "tool/frame/Json.h"
@@ -63,7 +64,7 @@ TEST(Plan, TellsTheStepsOfAVersionUpgrade) {
   EXPECT_EQ(textsUnder(plan, "steps", "step"),
             (Texts{"_migrateAccountsFrom9A182:", "_migrateAccountsFrom9A334:",
                    "_migrateAccountsFrom9B176:"}));
-  const Dictionary& decision = *plan.find("decision")->dictionary();
+  const Dictionary& decision = *plan.dictionary("decision");
   EXPECT_TRUE(flag(decision, "versionUpgrade"));
   EXPECT_EQ(decision.get("version"), PropertyList(9));
   EXPECT_EQ(decision.get("reasons"),
@@ -76,17 +77,16 @@ TEST(Plan, TellsLegacyFilesAndTheFilesThatWouldBeWrittenAndRemoved) {
   root.put(ToolRoot::kLegacyMail, legacyMail({description("A"), description("B")}));
   root.putText("/var/mobile/Library/Mail/AutoFetchEnabled", "");
   const Dictionary plan = planOf(root);
-  EXPECT_TRUE(flag(*plan.find("decision")->dictionary(), "legacyMail"));
+  EXPECT_TRUE(flag(*plan.dictionary("decision"), "legacyMail"));
   EXPECT_EQ(textsUnder(plan, "steps", "step").front(), "_migrateMailAccounts:");
   EXPECT_EQ(textsUnder(plan, "steps", "step").size(), 13U);
-  const Dictionary& file = *(*plan.find("legacyFiles")->array())[0].dictionary();
+  const Dictionary& file = *at(plan, "legacyFiles", 0).dictionary();
   EXPECT_EQ(file.get("file"), PropertyList(root.at(ToolRoot::kLegacyMail)));
   EXPECT_EQ(file.get("descriptions"), PropertyList(2));
   EXPECT_EQ(file.get("notConvertible"), PropertyList(Array()));
   std::map<std::string, std::string> fates;
-  for (const PropertyList& each : *plan.find("files")->array()) {
-    fates[std::string(*each.dictionary()->find("file")->stringValue())] =
-        *each.dictionary()->find("fate")->stringValue();
+  for (const PropertyList& each : *plan.array("files")) {
+    fates[std::string(*each.dictionary()->string("file"))] = *each.dictionary()->string("fate");
   }
   EXPECT_EQ(fates[root.at(ToolRoot::kLegacyMail)], "removed");
   EXPECT_EQ(fates[root.at("/var/mobile/Library/Mail/AutoFetchEnabled")], "removed");
@@ -98,7 +98,7 @@ TEST(Plan, TellsWhichDescriptionsWouldNotConvertAndThatTheirFileIsLost) {
   root.put(ToolRoot::kLegacyMail, legacyMail({description("A"), Dictionary{{"uniqueId", "B"}}}));
   const Dictionary plan = planOf(root);
   EXPECT_TRUE(flag(plan, "blocked"));
-  const Dictionary& file = *(*plan.find("legacyFiles")->array())[0].dictionary();
+  const Dictionary& file = *at(plan, "legacyFiles", 0).dictionary();
   EXPECT_EQ(file.get("notConvertible"),
             PropertyList(Array{Dictionary{{"account", "B"},
                                           {"section", "MailAccounts"},
@@ -133,7 +133,7 @@ TEST(Plan, TellsAnInterruptedRemoval) {
   root.put(ToolRoot::kLegacyMail, legacyMail({description("L")}));
   root.putText(ToolRoot::kSentinel, "x");
   const Dictionary plan = planOf(root);
-  EXPECT_TRUE(flag(*plan.find("decision")->dictionary(), "interruptedRemoval"));
+  EXPECT_TRUE(flag(*plan.dictionary("decision"), "interruptedRemoval"));
   EXPECT_TRUE(flag(plan, "blocked"));
   EXPECT_EQ(textsUnder(plan, "steps", "step"), Texts{});
 }
@@ -207,8 +207,8 @@ TEST(Plan, IsSavedWithTheDigestsOfItsInputs) {
   EXPECT_EQ(schemaErrors("plan.schema.json", saved), "");
   const Dictionary plan = documentIn(saved);
   std::map<std::string, bool> digested;
-  for (const PropertyList& each : *plan.find("inputs")->array()) {
-    digested[std::string(*each.dictionary()->find("path")->stringValue())] =
+  for (const PropertyList& each : *plan.array("inputs")) {
+    digested[std::string(*each.dictionary()->string("path"))] =
         each.dictionary()->contains("sha256");
   }
   EXPECT_TRUE(digested.at(ToolRoot::kSettings));

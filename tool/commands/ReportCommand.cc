@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/LinuxFiles.h"
+#include "migration/MigrationPaths.h"
 #include "platform/Directories.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
@@ -88,14 +89,14 @@ class ReportMaker {
   void learnFromRecords() {
     for (const RecordFile& record : findRecordFiles(device_.files())) {
       const auto content =
-          readPropertyListAt(appendPathComponent(recordFilesDirectory(), record.name));
+          readPropertyListAt(appendPathComponent(migrationRecordsDirectory(), record.name));
       if (content && *content) redactor_.learn(**content);
     }
   }
 
   Array fileFacts() {
     Array facts;
-    for (const WatchedPath& each : pathsThatAMigrationTouches()) {
+    for (const TouchedPath& each : pathsThatAMigrationTouches()) {
       Dictionary entry{{"path", each.path}, {"role", nameOf(each.role)}};
       const Result<FileAttributes> attributes = device_.files().attributes(each.path);
       entry.set("present", PropertyList(attributes.ok()));

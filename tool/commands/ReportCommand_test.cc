@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
@@ -70,10 +71,9 @@ TEST_F(Report, TellsTheStructureAndNothingPersonal) {
   EXPECT_EQ(schemaErrors("report.schema.json", text()), "");
 
   const Dictionary report = documentIn(text());
-  const Dictionary& settings =
-      *report.find("settings")->dictionary()->find("content")->dictionary();
+  const Dictionary& settings = *at(report, "settings", "content").dictionary();
   EXPECT_EQ(settings.get("Version"), PropertyList(9));
-  const Dictionary& account = *(*settings.find("Accounts")->array())[0].dictionary();
+  const Dictionary& account = *at(settings, "Accounts", 0).dictionary();
   EXPECT_EQ(account.size(), personalAccount().size());
   EXPECT_EQ(account.get("Type"), PropertyList("Mail"));
   EXPECT_EQ(account.get("Class"), PropertyList("IMAPAccount"));
@@ -81,7 +81,7 @@ TEST_F(Report, TellsTheStructureAndNothingPersonal) {
   EXPECT_EQ(account.get("Enabled Dataclasses"), PropertyList(Array{"com.zelqo.Dataclass.Mail"}));
   EXPECT_EQ(account.get("Identifier"), PropertyList("identifier-1"));
   EXPECT_EQ(account.get("Sync Identifier"), PropertyList("identifier-1"));
-  EXPECT_EQ(account.get("Username"), (*account.find("EmailAddresses")->array())[0]);
+  EXPECT_EQ(account.get("Username"), at(account, "EmailAddresses", 0));
 }
 
 TEST_F(Report, FindingsAndPlanNameAccountsByTheSameStandIns) {
@@ -91,13 +91,12 @@ TEST_F(Report, FindingsAndPlanNameAccountsByTheSameStandIns) {
   ASSERT_EQ(run().status, 0);
   expectNothingPersonal(text());
   const Dictionary report = documentIn(text());
-  const Dictionary& plan = *report.find("plan")->dictionary();
-  const Dictionary& finding = *(*plan.find("findings")->array())[0].dictionary();
+  const Dictionary& plan = *report.dictionary("plan");
+  const Dictionary& finding = *at(plan, "findings", 0).dictionary();
   EXPECT_EQ(finding.get("code"), PropertyList("unfixable-class"));
   EXPECT_EQ(finding.get("account"), PropertyList("identifier-1"));
   EXPECT_FALSE(plan.contains("inputs"));
-  EXPECT_EQ((*plan.find("droppedAccounts")->array())[0].dictionary()->get("account"),
-            PropertyList("identifier-1"));
+  EXPECT_EQ(at(plan, "droppedAccounts", 0, "account"), PropertyList("identifier-1"));
 }
 
 TEST_F(Report, ListsWhatItReplaced) {
@@ -108,9 +107,8 @@ TEST_F(Report, ListsWhatItReplaced) {
   const Dictionary summary = documentIn(result.out);
   EXPECT_EQ(summary.get("replaced"), documentIn(text()).get("replaced"));
   std::map<std::string, std::int64_t> values;
-  for (const PropertyList& each : *summary.find("replaced")->array()) {
-    values[std::string(*each.dictionary()->find("kind")->stringValue())] =
-        each.dictionary()->find("values")->integerValue();
+  for (const PropertyList& each : *summary.array("replaced")) {
+    values[std::string(*each.dictionary()->string("kind"))] = each.dictionary()->integer("values");
   }
   EXPECT_EQ(values["identifier"], 1);
   EXPECT_EQ(values["secret"], 2);
@@ -144,7 +142,7 @@ TEST_F(Report, LogLinesLoseTheirObjectsAndWhatIsPersonal) {
   ASSERT_EQ(run({"--include-log", root.at("/log")}).status, 0);
   expectNothingPersonal(text());
   const Dictionary report = documentIn(text());
-  const Array& lines = *report.find("log")->array();
+  const Array& lines = *report.array("log");
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_EQ(lines[0], PropertyList("Saving { (not shown) } done"));
   EXPECT_TRUE(lines[1].stringValue()->starts_with("account identifier-1 of user-"));
@@ -160,10 +158,10 @@ TEST_F(Report, TellsWhatWasMigratedWhen) {
   expectNothingPersonal(text());
   EXPECT_EQ(schemaErrors("report.schema.json", text()), "");
   const Dictionary report = documentIn(text());
-  const Array& backups = *report.find("backups")->array();
+  const Array& backups = *report.array("backups");
   ASSERT_EQ(backups.size(), 1U);
   EXPECT_EQ(backups[0].dictionary()->get("fromVersion"), PropertyList(9));
-  EXPECT_EQ(backups[0].dictionary()->find("steps")->array()->size(), 3U);
+  EXPECT_EQ(at(backups, 0, "steps").array()->size(), 3U);
 }
 
 TEST_F(Report, KnowsInALogTheAccountsThatAreNoLongerThere) {
@@ -196,7 +194,7 @@ TEST_F(Report, UnreadableFilesAreToldWithTheReason) {
   ASSERT_EQ(run().status, 0);
   expectNothingPersonal(text());
   const Dictionary report = documentIn(text());
-  EXPECT_TRUE(report.find("settings")->dictionary()->contains("problem"));
+  EXPECT_TRUE(report.dictionary("settings")->contains("problem"));
 }
 
 TEST_F(Report, RefusesBadInput) {

@@ -168,7 +168,7 @@ class ForeignManifest : public Restore {
 
   // The manifest with a changed value in its entry of the settings file.
   void change(std::string_view key, PropertyList value) {
-    Array files = *manifest_.find("Files")->array();
+    Array files = *manifest_.array("Files");
     Dictionary file = *files[0].dictionary();
     file.set(key, std::move(value));
     files.set(0, file);

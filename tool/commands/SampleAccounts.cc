@@ -5,6 +5,7 @@
 #include <string>
 
 #include "account/AccountConstants.h"
+#include "migration/LegacyFormats.h"
 #include "store/AccountsManager.h"
 
 namespace accountsettings {
@@ -342,9 +343,9 @@ Dictionary sampleLegacyMail() {
       ++number;
       const std::string user = std::string(person) + "@" + std::string(kind.host);
       Dictionary description{
-          {"AccountType", kind.accountClass},
-          {"AccountName", std::string(kind.name) + " of " + std::string(person)},
-          {"uniqueId", identifier(4, number)},
+          {kLegacyMail.classKey, kind.accountClass},
+          {kLegacyMail.nameKey, std::string(kind.name) + " of " + std::string(person)},
+          {kLegacyMail.identifierKey, identifier(4, number)},
           {kAccountUsername, user},
           {"Hostname", kind.host},
           {"AccountPath", "~/Library/Mail/" + std::string(kind.name) + "-" + user},
@@ -352,14 +353,14 @@ Dictionary sampleLegacyMail() {
       addAll(description, oddities(number));
       incoming.append(std::move(description));
     }
-    Dictionary delivery{{"AccountName", "Outgoing of " + std::string(person)},
-                        {"uniqueId", identifier(5, number)},
+    Dictionary delivery{{kLegacyMail.nameKey, "Outgoing of " + std::string(person)},
+                        {kLegacyMail.identifierKey, identifier(5, number)},
                         {kAccountUsername, std::string(person) + "@home.example"},
                         {"Hostname", "smtp.home.example"}};
     addAll(delivery, oddities(number));
     outgoing.append(std::move(delivery));
   }
-  return {{"MailAccounts", incoming}, {"DeliveryAccounts", outgoing}};
+  return {{kLegacyMail.lists[1].key, incoming}, {kLegacyMail.lists[0].key, outgoing}};
 }
 
 Dictionary sampleLegacyExchange() {
@@ -369,9 +370,9 @@ Dictionary sampleLegacyExchange() {
     for (const std::string_view company : {"north", "south", "east", "west"}) {
       ++number;
       Dictionary description{
-          {"DAAccountConfigurationClass", "ASAccount"},
-          {"DAAccountDescription", std::string(company) + " of " + std::string(person)},
-          {"DAAccountConfigurationAccountID", identifier(6, number)},
+          {kLegacyExchange.classKey, "ASAccount"},
+          {kLegacyExchange.nameKey, std::string(company) + " of " + std::string(person)},
+          {kLegacyExchange.identifierKey, identifier(6, number)},
           {kAccountUsername, person},
           {"Hostname", "exchange." + std::string(company) + ".example"},
           {"DAAccountEnabledForCalendar", number % 2 == 0},
@@ -380,7 +381,7 @@ Dictionary sampleLegacyExchange() {
       accounts.append(std::move(description));
     }
   }
-  return {{"DAAccountsKey", accounts}};
+  return {{kLegacyExchange.lists[0].key, accounts}};
 }
 
 }  // namespace accountsettings

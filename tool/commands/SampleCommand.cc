@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/LinuxFiles.h"
+#include "migration/MigrationSteps.h"
 #include "plist/BinaryWriter.h"
 #include "plist/XmlWriter.h"
 #include "store/AccountsManager.h"
@@ -21,23 +22,37 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t kLegacyFiles = -1;
 
+// The version of the settings that a build wrote: the one that its step takes. Not a constant
+// expression for a build that has no step.
+constexpr std::int64_t versionOfBuild(std::string_view build) {
+  const VersionStep* step = kVersionSteps.data();
+  while (step->step.name != build) ++step;
+  return step->before;
+}
+
 // A release by the build that wrote its settings.
 struct Release {
   const char* name;
   std::int64_t version;  // of its settings, or kLegacyFiles
-  const char* meaning;
+
+  [[nodiscard]] std::string meaning() const {
+    if (version == kLegacyFiles) return "legacy mail and Exchange files, no settings yet";
+    if (version == AccountsManager::currentVersion()) return "settings of the current release";
+    const std::string whose = version == 0 ? "the oldest release" : "build " + std::string(name);
+    return "settings of " + whose + " (version " + std::to_string(version) + ")";
+  }
 };
 
 constexpr std::array<Release, 9> kReleases = {{
-    {"current", 12, "settings of the current release"},
-    {"legacy", kLegacyFiles, "legacy mail and Exchange files, no settings yet"},
-    {"oldest", 0, "settings of the oldest release (version 0)"},
-    {"7A153", 2, "settings of build 7A153 (version 2)"},
-    {"8A293", 5, "settings of build 8A293 (version 5)"},
-    {"8C136", 7, "settings of build 8C136 (version 7)"},
-    {"9A182", 9, "settings of build 9A182 (version 9)"},
-    {"9A334", 10, "settings of build 9A334 (version 10)"},
-    {"9B176", 11, "settings of build 9B176 (version 11)"},
+    {"current", AccountsManager::currentVersion()},
+    {"legacy", kLegacyFiles},
+    {"oldest", kVersionSteps.front().before},
+    {"7A153", versionOfBuild("7A153")},
+    {"8A293", versionOfBuild("8A293")},
+    {"8C136", versionOfBuild("8C136")},
+    {"9A182", versionOfBuild("9A182")},
+    {"9A334", versionOfBuild("9A334")},
+    {"9B176", versionOfBuild("9B176")},
 }};
 
 const Release& releaseNamed(const std::string& name) {
@@ -121,7 +136,7 @@ std::vector<DeviceFile> filesOf(const Release& release) {
     files.push_back({inPreferences("com.zelqo.accountsettings.plist"),
                      orRefuse(writeBinary(sampleSettings(release.version)))});
   }
-  if (release.version == 12) return files;
+  if (release.version == AccountsManager::currentVersion()) return files;
   // A migration of this device leaves the dated record of what it did.
   files.push_back({inPreferences("com.zelqo.accountsettings-logging.plist"),
                    orRefuse(writeXml(Dictionary{{"RSSaveMigrationInformation", true}}))});
@@ -163,7 +178,7 @@ void show(Output& output, const std::string& root, const Release& release,
     return;
   }
   output.line(std::string(dryRun ? "Would write" : "Wrote") + " a device root with " +
-              release.meaning + ":");
+              release.meaning() + ":");
   for (const DeviceFile& each : files) output.line("  " + root + each.path);
   if (!dryRun) output.line("Look at it with: accountsettings show --root " + root);
 }

@@ -34,7 +34,7 @@ std::vector<Dictionary> unknownValuesOf(const Dictionary& settings) {
     }
     if (!values.empty()) found.push_back(values);
   };
-  for (const PropertyList& account : *settings.find("Accounts")->array()) {
+  for (const PropertyList& account : *settings.array("Accounts")) {
     take(account);
     const PropertyList* children = account.dictionary()->find("ChildAccounts");
     if (children == nullptr) continue;
@@ -59,9 +59,9 @@ TEST_P(SampleOfRelease, IsFoundSoundMigratesAndKeepsUnknownKeysToTheBit) {
   EXPECT_EQ(after.get("Version"), PropertyList(12));
   const std::vector<Dictionary> kept = unknownValuesOf(after);
   const Dictionary document = documentIn(migrated.out);
-  const Dictionary& ledger = *document.find("ledger")->dictionary();
+  const Dictionary& ledger = *document.dictionary("ledger");
   EXPECT_EQ(ledger.get("unexplained"), PropertyList(0));
-  for (const PropertyList& entry : *ledger.find("entries")->array()) {
+  for (const PropertyList& entry : *ledger.array("entries")) {
     const PropertyList* key = entry.dictionary()->find("key");
     if (key == nullptr) continue;
     EXPECT_FALSE(key->stringValue()->starts_with("X-"));
@@ -79,20 +79,20 @@ TEST_F(Sample, TheCurrentDeviceHasADozenAccountsOfManyTypesAndACloudAccountWithC
   const Dictionary settings = sampleSettings(12);
   std::set<std::string> types;
   std::size_t children = 0;
-  for (const PropertyList& account : *settings.find("Accounts")->array()) {
-    types.emplace(*account.dictionary()->find("Type")->stringValue());
+  for (const PropertyList& account : *settings.array("Accounts")) {
+    types.emplace(*account.dictionary()->string("Type"));
     const PropertyList* list = account.dictionary()->find("ChildAccounts");
     if (list != nullptr) children += list->array()->size();
   }
-  EXPECT_GE(settings.find("Accounts")->array()->size(), 12U);
+  EXPECT_GE(settings.array("Accounts")->size(), 12U);
   EXPECT_GE(types.size(), 10U);
   EXPECT_EQ(children, 4U);
 }
 
 TEST_F(Sample, LegacyDevicesHoldDozensOfDescriptions) {
-  EXPECT_EQ(sampleLegacyMail().find("MailAccounts")->array()->size(), 24U);
-  EXPECT_EQ(sampleLegacyMail().find("DeliveryAccounts")->array()->size(), 3U);
-  EXPECT_EQ(sampleLegacyExchange().find("DAAccountsKey")->array()->size(), 12U);
+  EXPECT_EQ(sampleLegacyMail().array("MailAccounts")->size(), 24U);
+  EXPECT_EQ(sampleLegacyMail().array("DeliveryAccounts")->size(), 3U);
+  EXPECT_EQ(sampleLegacyExchange().array("DAAccountsKey")->size(), 12U);
 }
 
 TEST_F(Sample, NamesWhatItWrote) {

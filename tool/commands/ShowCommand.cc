@@ -1,9 +1,12 @@
 #include "tool/commands/ShowCommand.h"
 
 #include <algorithm>
+#include <functional>
 
+#include "migration/LegacyFormats.h"
 #include "tool/accounts/AccountText.h"
 #include "tool/commands/Input.h"
+#include "tool/device/OpenedRoot.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
@@ -30,7 +33,7 @@ std::size_t countOf(const AccountTree& tree) {
 }
 
 std::optional<Section> sectionOf(const char* key, const char* title, const InspectedFile& file,
-                                 AccountTree (*treeOf)(const PropertyList&)) {
+                                 const std::function<AccountTree(const PropertyList&)>& treeOf) {
   if (!file.content) return std::nullopt;
   const Result<PropertyList>& content = *file.content;
   Section section{.key = key, .title = title, .file = file.name};
@@ -51,9 +54,12 @@ std::vector<Section> sectionsOf(const Input& input) {
     if (section) sections.push_back(std::move(*section));
   };
   add(sectionOf("settings", "Settings", input.files.settings, accountTreeOf));
-  add(sectionOf("legacyMail", "Legacy mail file", input.files.legacyMail, legacyMailTreeOf));
+  const auto treeOf = [](const LegacyFormat& format) {
+    return [&format](const PropertyList& file) { return legacyTreeOf(file, format); };
+  };
+  add(sectionOf("legacyMail", "Legacy mail file", input.files.legacyMail, treeOf(kLegacyMail)));
   add(sectionOf("legacyExchange", "Legacy Exchange file", input.files.legacyExchange,
-                legacyExchangeTreeOf));
+                treeOf(kLegacyExchange)));
   return sections;
 }
 
@@ -140,7 +146,12 @@ bool ShowCommand::wanted(const AccountNode& account) const {
 }
 
 ExitStatus ShowCommand::run(Session& session) {
-  const Input input = openInput(path_.value_or(session.options.root), session.options);
+  CommonOptions options = session.options;
+  const std::string path = path_.value_or(options.root);
+  if (kindOfInput(path) == Input::Kind::DeviceRoot) options.root = path;
+  // Whose type registry tells which accounts are loaded.
+  const OpenedRoot device(options, DefaultLog::Nowhere);
+  const Input input = openInput(path, options);
   Output& output = session.output;
   std::vector<Section> sections = sectionsOf(input);
   Dictionary document{{"format", "accountsettings.show"},

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
@@ -40,6 +41,29 @@ TEST(Show, DrawsATreeWithChildrenUnderTheirParents) {
                             "      1 more property\n");
 }
 
+TEST(Show, TellsWhyAnAccountIsNotLoaded) {
+  ToolRoot root;
+  root.putSettings(12, {Dictionary{{"Identifier", "M"}, {"Type", "Mail"}, {"Class", "Unheard"}},
+                        Dictionary{{"Identifier", "L"}, {"Type", "LDAP"}}, plainAccount()});
+  const std::string mail = "its mail class is unknown and its \"AccountPath\" does not tell it";
+  EXPECT_EQ(runTool({"show", root.path()}).out, "device root " + root.path() +
+                                                    "\n\n"
+                                                    "Settings, version 12: 3 accounts\n"
+                                                    "├─ Mail  Unheard  M\n"
+                                                    "│     not loaded: " +
+                                                    mail +
+                                                    "\n"
+                                                    "├─ LDAP  L\n"
+                                                    "│     not loaded: it has no class\n"
+                                                    "└─ LDAP  LDAPAccount  A\n"
+                                                    "      1 more property\n");
+  const ToolResult result = runTool({"show", root.path(), "--json"});
+  EXPECT_EQ(schemaErrors("show.schema.json", result.out), "");
+  const Dictionary document = documentIn(result.out);
+  EXPECT_EQ(at(document, "settings", "accounts", 0, "notLoaded"), PropertyList(mail));
+  EXPECT_FALSE(at(document, "settings", "accounts", 2).dictionary()->contains("notLoaded"));
+}
+
 TEST(Show, DrawsATable) {
   ToolRoot root;
   root.putSettings(12, {cloudAccount(), plainAccount()});
@@ -72,9 +96,9 @@ TEST(Show, FiltersByTypeClassDataclassAndIdentifier) {
     std::string identifiers;
     const ToolResult result = runTool(filter);
     const Dictionary document = documentIn(result.out);
-    const Dictionary& settings = *document.find("settings")->dictionary();
-    for (const PropertyList& each : *settings.find("accounts")->array()) {
-      identifiers += std::string(*each.dictionary()->find("identifier")->stringValue());
+    const Dictionary& settings = *document.dictionary("settings");
+    for (const PropertyList& each : *settings.array("accounts")) {
+      identifiers += std::string(*each.dictionary()->string("identifier"));
     }
     return identifiers;
   };
@@ -227,8 +251,8 @@ TEST(Show, ItsJsonShowsATerminalNoControlCharacters) {
   EXPECT_EQ(out.find("\xC2\x9B"), std::string::npos);
   EXPECT_NE(out.find("\\u009b\\u007f\""), std::string::npos) << out;
   const Dictionary document = documentIn(out);
-  const PropertyList* accounts = document.find("settings")->dictionary()->find("accounts");
-  EXPECT_EQ((*accounts->array())[0].dictionary()->get("name"), account.get("DisplayName"));
+  const PropertyList* accounts = document.dictionary("settings")->find("accounts");
+  EXPECT_EQ(at(*accounts, 0, "name"), account.get("DisplayName"));
 }
 
 TEST(Show, TextsThatAreNotUnicodeFollowTheSchemaToo) {

@@ -19,14 +19,9 @@ namespace {
 std::optional<std::size_t> placeOfChild(const Array& children, const std::string& identifier) {
   for (std::size_t place = 0; place < children.size(); ++place) {
     const Dictionary* child = children[place].dictionary();
-    if (child && stringOf(child->find(kAccountIdentifier)) == identifier) return place;
+    if (child && child->string(kAccountIdentifier) == identifier) return place;
   }
   return std::nullopt;
-}
-
-Array childrenOf(const BasicAccount& parent) {
-  const PropertyList* children = parent.properties().find(kAccountChildAccounts);
-  return children && children->array() ? *children->array() : Array();
 }
 
 }  // namespace
@@ -68,7 +63,7 @@ EditedAccount accountToEdit(const AccountsManager& store, const std::string& ide
   const auto found = store.accountWithIdentifier(identifier);
   if (found && found->identifier() == identifier) return {found, nullptr, 0};
   if (found) {
-    const Array children = childrenOf(*found);
+    const Array children = found->properties().values().arrayOrEmpty(kAccountChildAccounts);
     if (const auto place = placeOfChild(children, identifier)) {
       auto child = BasicAccount::accountWithProperties(*children[*place].dictionary());
       if (child) {
@@ -135,7 +130,7 @@ void AccountEditor::put(const EditedAccount& account) {
     store_->updateAccount(account.record);
     return;
   }
-  Array children = childrenOf(*account.parent);
+  Array children = account.parent->properties().values().arrayOrEmpty(kAccountChildAccounts);
   children.set(account.place, account.record->propertiesToSave());
   account.parent->setAccountPropertyForKey(std::move(children), kAccountChildAccounts);
   store_->updateAccount(account.parent);

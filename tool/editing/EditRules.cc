@@ -4,9 +4,10 @@
 #include <array>
 #include <optional>
 
+#include "account/RecordProblems.h"
 #include "account/StringList.h"
 #include "plist/Description.h"
-#include "tool/accounts/AccountTree.h"
+#include "store/LoadProblems.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Output.h"
 #include "tool/inspection/InspectionParts.h"
@@ -128,26 +129,26 @@ void requireSupports(const BasicAccount& account, const std::string& dataclass) 
 
 void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
                    const StringList& enabled) {
-  const std::string type = textOf(properties, kAccountType);
+  const std::string type(properties.string(kAccountType).value_or(""));
   const std::string where = "an account of type '" + type + "'";
   if (typeProblem(properties)) {
     throw Prevented(where, "the type registry does not know this type",
                     "'accountsettings show' lists accounts with types that it knows");
   }
-  if (!hasClass(properties)) throw Prevented(where, "the account class is required");
+  if (recordProblemsOf(properties).noClass) throw Prevented(where, "the account class is required");
   const MailClass mail = mailClassOf(properties);
   if (mail.result != FixResult::NothingToDo) {
     throw Prevented(where, "the class '" + mail.found + "' is no mail class",
                     "give the class that handles it, for example IMAPAccount or POPAccount");
   }
   const auto account = BasicAccount::accountWithProperties(properties);
-  for (const auto& entry : properties) {
-    const std::string place = where + ", key '" + std::string(entry.key()) + "'";
-    requireKind(place, entry.key(), entry.value());
-    requireCarriedLists(*account, entry.key(), entry.value(), place);
+  for (const auto& [key, value] : properties) {
+    const std::string place = where + ", key '" + std::string(key) + "'";
+    requireKind(place, key, value);
+    requireCarriedLists(*account, key, value, place);
   }
   for (const std::string& dataclass : enabled) requireCarried(*account, dataclass, where);
-  const std::string identifier = textOf(properties, kAccountIdentifier);
+  const std::string identifier(properties.string(kAccountIdentifier).value_or(""));
   if (identifier.empty()) return;
   for (const auto& other : store.allBasicSyncableAccounts()) {
     if (other->identifier() == identifier) {

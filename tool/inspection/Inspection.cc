@@ -5,14 +5,13 @@
 #include <cerrno>
 #include <utility>
 
-#include "account/BasicAccount.h"
-#include "account/StringList.h"
+#include "account/RecordProblems.h"
 #include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
-#include "store/RSRuntimeFixMailAccount.h"
 #include "tool/frame/Errors.h"
+#include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
 
@@ -41,8 +40,7 @@ bool anyBlocksEdits(const Findings& findings) {
 }
 
 std::int64_t versionOf(const Dictionary& settings) {
-  const PropertyList* version = settings.find(kPlistVersionKey);
-  return version ? version->integerValue() : 0;
+  return settings.integer(kPlistVersionKey);
 }
 
 std::string quoted(std::string_view text) {
@@ -74,36 +72,20 @@ bool isForbidden(const Error& error) {
 }
 
 std::optional<std::string> typeProblem(const Dictionary& properties) {
-  const std::string_view type = stringOf(properties.find(kAccountType)).value_or("");
-  if (type.empty()) return "has no \"Type\"";
-  if (BasicAccount::_isValidAccountType(type)) return std::nullopt;
-  return "has the type " + quoted(type) + ", which the type registry does not know";
+  const RecordProblems problems = recordProblemsOf(properties);
+  if (problems.noType) return "has no \"Type\"";
+  if (!problems.unknownType) return std::nullopt;
+  return "has the type " + quoted(*properties.string(kAccountType)) +
+         ", which the type registry does not know";
 }
 
-bool hasClass(const Dictionary& properties) {
-  return !stringOf(properties.find(kAccountClass)).value_or("").empty();
-}
-
-MailClass mailClassOf(const Dictionary& properties) {
-  MailClass mail;
-  RSRuntimeFixMailAccount fixer;
-  const auto type = stringOf(properties.find(kAccountType));
-  if (!type || !fixer.supportedAccountTypes().contains(*type)) return mail;
-  const auto account = BasicAccount::accountWithProperties(properties);
-  if (!account) return mail;
-  mail.found = account->accountClass().value_or("");
-  mail.result = fixer.fixBasicAccountIfNeededLoggingMessage(*account, "inspecting accounts");
-  mail.repaired = account->accountClass().value_or("");
-  return mail;
-}
-
-void FindingList::add(const FindingKind& kind, std::string meaning) {
+void FindingList::add(finding::Kind kind, std::string meaning) {
   addForAccount(kind, {}, {}, std::move(meaning));
 }
 
-void FindingList::addForAccount(const FindingKind& kind, const std::string& account,
-                                std::string key, std::string meaning) {
-  findings_.push_back({&kind, file_, account, std::move(key), std::move(meaning)});
+void FindingList::addForAccount(finding::Kind kind, const std::string& account, std::string key,
+                                std::string meaning) {
+  findings_.push_back({&kFindingKinds[kind], file_, account, std::move(key), std::move(meaning)});
 }
 
 Findings inspectFiles(const InspectedFiles& files) {

@@ -22,8 +22,13 @@ enum class Severity { Note, Warning, Error };
 // "note", "warning" or "error".
 [[nodiscard]] std::string_view nameOf(Severity severity);
 
+namespace finding {
+enum Kind : std::size_t;  // listed in FindingKinds.h
+}
+
 // FindingKind is what all findings of one sort have in common.
 struct FindingKind {
+  finding::Kind id;
   const char* code;  // a stable word for scripts
   Severity severity;
   // A migration would lose something, or cannot read it: it goes on only when told to.

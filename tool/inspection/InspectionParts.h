@@ -21,8 +21,8 @@ class FindingList {
   // `findings` must outlive the list.
   FindingList(Findings& findings, std::string file) : findings_(findings), file_(std::move(file)) {}
 
-  void add(const FindingKind& kind, std::string meaning);
-  void addForAccount(const FindingKind& kind, const std::string& account, std::string key,
+  void add(finding::Kind kind, std::string meaning);
+  void addForAccount(finding::Kind kind, const std::string& account, std::string key,
                      std::string meaning);
 
  private:
@@ -47,16 +47,7 @@ void inspectSurroundings(OpenedRoot& device, Findings& findings);
 // Whether this user's rights are what stands in the way.
 [[nodiscard]] bool isForbidden(const Error& error);
 
-// Why an account of these properties is not loaded on account of its type ("has no ..."), or none.
+// What is wrong with the type of an account of these properties ("has no ..."), or none.
 [[nodiscard]] std::optional<std::string> typeProblem(const Dictionary& properties);
-[[nodiscard]] bool hasClass(const Dictionary& properties);
-
-// MailClass is what loading makes of a mail account's class.
-struct MailClass {
-  FixResult result = FixResult::NothingToDo;
-  std::string found;
-  std::string repaired;  // where the result is Fixed
-};
-[[nodiscard]] MailClass mailClassOf(const Dictionary& properties);
 
 }  // namespace accountsettings

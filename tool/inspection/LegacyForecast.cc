@@ -1,9 +1,8 @@
 #include "tool/inspection/LegacyForecast.h"
 
-#include <functional>
+#include <string_view>
 
-#include "account/AccountConstants.h"
-#include "migration/LegacyDescriptions.h"
+#include "account/RecordProblems.h"
 #include "plist/Description.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
@@ -11,9 +10,8 @@
 namespace accountsettings {
 namespace {
 
-using Convert = std::function<Dictionary(const Dictionary& description)>;
-
-LegacyDescription describe(const PropertyList& stored, const Convert& convert, std::size_t index) {
+LegacyDescription describe(const PropertyList& stored, const LegacyFormat& format,
+                           std::string_view type, std::size_t index) {
   LegacyDescription description;
   const Dictionary* dictionary = stored.dictionary();
   if (!dictionary) {
@@ -21,34 +19,26 @@ LegacyDescription describe(const PropertyList& stored, const Convert& convert, s
     description.problem = "is " + std::string(kindInWords(stored)) + " instead of a dictionary";
     return description;
   }
-  description.properties = convert(*dictionary);
+  description.properties = format.properties(*dictionary, type);
   description.label = accountLabel(description.properties, index);
   description.problem = typeProblem(description.properties);
-  if (!hasClass(description.properties)) {
+  if (recordProblemsOf(description.properties).noClass) {
     description.problem = "tells no account class";
   }
   return description;
 }
 
-void addSection(LegacyFile& file, std::string key, std::string_view replacedType,
-                const Convert& convert) {
-  LegacySection section{std::move(key), std::string(replacedType), {}};
-  const PropertyList* stored = file.content.find(section.key);
-  if (stored && stored->array()) {
-    std::size_t index = 0;
-    for (const PropertyList& each : *stored->array()) {
-      section.descriptions.push_back(describe(each, convert, index++));
-    }
+LegacySection sectionOf(const Dictionary& content, const LegacyFormat& format,
+                        const LegacyList& list) {
+  LegacySection section{std::string(list.key), std::string(list.type), {}};
+  std::size_t index = 0;
+  for (const PropertyList& each : content.arrayOrEmpty(list.key)) {
+    section.descriptions.push_back(describe(each, format, list.type, index++));
   }
-  file.sections.push_back(std::move(section));
+  return section;
 }
 
-LegacyFile legacyFileOf(const InspectedFile& inspected) {
-  LegacyFile file;
-  file.path = inspected.name;
-  file.exists = inspected.content.has_value();
-  if (!file.exists) return file;
-  const Result<PropertyList>& content = *inspected.content;
+void readContent(LegacyFile& file, const Result<PropertyList>& content) {
   if (!content) {
     file.problem = content.error().message;
     file.forbidden = isForbidden(content.error());
@@ -57,11 +47,18 @@ LegacyFile legacyFileOf(const InspectedFile& inspected) {
   } else {
     file.problem = "its root is " + std::string(kindInWords(*content)) + " instead of a dictionary";
   }
-  return file;
 }
 
-Convert asMailAccountOf(std::string_view type) {
-  return [type](const Dictionary& each) { return mailAccountProperties(each, type); };
+LegacyFile legacyFileOf(const InspectedFile& inspected, const LegacyFormat& format) {
+  LegacyFile file;
+  file.path = inspected.name;
+  file.format = &format;
+  file.exists = inspected.content.has_value();
+  if (file.exists) readContent(file, *inspected.content);
+  for (const LegacyList& list : format.lists) {
+    file.sections.push_back(sectionOf(file.content, format, list));
+  }
+  return file;
 }
 
 }  // namespace
@@ -82,12 +79,8 @@ std::size_t LegacyFile::descriptionCount() const {
 }
 
 std::vector<LegacyFile> legacyFilesOf(const InspectedFiles& files) {
-  LegacyFile exchange = legacyFileOf(files.legacyExchange);
-  addSection(exchange, "DAAccountsKey", kExchangeAccountType, exchangeAccountProperties);
-  LegacyFile mail = legacyFileOf(files.legacyMail);
-  addSection(mail, "DeliveryAccounts", kSMTPAccountType, asMailAccountOf(kSMTPAccountType));
-  addSection(mail, "MailAccounts", kMailAccountType, asMailAccountOf(kMailAccountType));
-  return {std::move(exchange), std::move(mail)};
+  return {legacyFileOf(files.legacyExchange, kLegacyExchange),
+          legacyFileOf(files.legacyMail, kLegacyMail)};
 }
 
 }  // namespace accountsettings

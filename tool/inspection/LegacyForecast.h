@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "migration/LegacyFormats.h"
 #include "plist/PropertyList.h"
 #include "tool/inspection/Inspection.h"
 
@@ -27,6 +28,7 @@ struct LegacySection {
 
 struct LegacyFile {
   std::string path;  // as the inspected file is named
+  const LegacyFormat* format = nullptr;
   bool exists = false;
   std::optional<std::string> problem;  // why it cannot be read, where it exists
   bool forbidden = false;              // this user's rights are that problem

@@ -9,6 +9,7 @@
 
 #include "account/AccountConstants.h"
 #include "plist/Description.h"
+#include "store/LoadProblems.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
@@ -26,16 +27,14 @@ struct Present {
 // The accounts that loading the settings yields.
 std::vector<Present> loadedAccounts(const Dictionary* settings) {
   std::vector<Present> accounts;
-  const PropertyList* stored = settings ? settings->find(kPlistAccountsKey) : nullptr;
-  if (!stored || !stored->array()) return accounts;
+  if (!settings) return accounts;
   std::size_t index = 0;
-  for (const PropertyList& account : *stored->array()) {
+  for (const PropertyList& account : settings->arrayOrEmpty(kPlistAccountsKey)) {
     const std::string label = accountLabel(account, index++);
     const Dictionary* properties = account.dictionary();
-    if (properties && !typeProblem(*properties) && hasClass(*properties)) {
-      accounts.push_back(
-          {label, textOf(*properties, kAccountIdentifier), textOf(*properties, kAccountType)});
-    }
+    if (!properties || loadProblemsOf(*properties).any()) continue;
+    accounts.push_back({label, std::string(properties->string(kAccountIdentifier).value_or("")),
+                        std::string(*properties->string(kAccountType))});
   }
   return accounts;
 }
@@ -139,7 +138,7 @@ class LegacyInspection {
   void tellRepeats(const LegacySection& section, std::set<std::string>& identifiers,
                    FindingList& list) {
     for (const LegacyDescription& description : section.descriptions) {
-      const std::string identifier = textOf(description.properties, kAccountIdentifier);
+      const std::string identifier(description.properties.string(kAccountIdentifier).value_or(""));
       if (!identifier.empty() && !identifiers.insert(identifier).second) {
         list.addForAccount(finding::kDuplicateIdentifier, description.label, section.key,
                            "Another description before it has the same identifier: only one of "
@@ -152,7 +151,8 @@ class LegacyInspection {
   void replaceAccounts(const LegacySection& section, FindingList& list) {
     std::map<std::string, const LegacyDescription*, std::less<>> incoming;
     for (const LegacyDescription& description : section.descriptions) {
-      incoming[textOf(description.properties, kAccountIdentifier)] = &description;
+      const auto identifier = description.properties.string(kAccountIdentifier).value_or("");
+      incoming[std::string(identifier)] = &description;
     }
     incoming.erase("");
     std::vector<Present> kept;
@@ -162,7 +162,7 @@ class LegacyInspection {
         list.addForAccount(finding::kLegacyReplaces, account.label, section.key,
                            "The settings hold an account with the identifier of this "
                            "description: the stored values stay, and the description's are lost.");
-        account.type = textOf(replacement->second->properties, kAccountType);
+        account.type = replacement->second->properties.string(kAccountType).value_or("");
         kept.push_back(account);
         incoming.erase(replacement);
       } else if (account.type == section.replacedType) {
@@ -176,8 +176,8 @@ class LegacyInspection {
       }
     }
     for (const auto& [identifier, description] : incoming) {
-      kept.push_back(
-          {description->label, identifier, textOf(description->properties, kAccountType)});
+      kept.push_back({description->label, identifier,
+                      std::string(description->properties.string(kAccountType).value_or(""))});
     }
     present_ = std::move(kept);
   }

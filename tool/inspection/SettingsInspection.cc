@@ -9,6 +9,7 @@
 #include "account/StringList.h"
 #include "plist/Description.h"
 #include "store/AccountsManager.h"
+#include "store/LoadProblems.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
 
@@ -24,11 +25,11 @@ class SettingsInspection {
 
   void inspect(const Dictionary& settings) {
     inspectVersion(settings);
-    for (const Dictionary::Entry& entry : settings) {
-      if (entry.key() != kPlistVersionKey && entry.key() != kPlistAccountsKey) {
-        list_.addForAccount(finding::kForeignRootKey, {}, std::string(entry.key()),
-                            "The key " + quoted(entry.key()) +
-                                " at the root of the file is dropped by every save.");
+    for (const auto& [key, value] : settings) {
+      if (key != kPlistVersionKey && key != kPlistAccountsKey) {
+        list_.addForAccount(
+            finding::kForeignRootKey, {}, std::string(key),
+            "The key " + quoted(key) + " at the root of the file is dropped by every save.");
       }
     }
     const PropertyList* accounts = settings.find(kPlistAccountsKey);
@@ -130,7 +131,7 @@ class SettingsInspection {
       list_.addForAccount(finding::kUnknownType, label, std::string(kAccountType),
                           "The account " + *problem + consequence);
     }
-    const bool classed = hasClass(properties);
+    const bool classed = !recordProblemsOf(properties).noClass;
     if (!classed) {
       list_.addForAccount(finding::kMissingClass, label, std::string(kAccountClass),
                           "The account has no \"Class\"" + consequence);
@@ -140,7 +141,7 @@ class SettingsInspection {
 
   void inspectIdentifier(const Dictionary& properties, const std::string& label) {
     const std::string key(kAccountIdentifier);
-    const auto identifier = stringOf(properties.find(kAccountIdentifier));
+    const auto identifier = properties.string(kAccountIdentifier);
     if (!identifier) {
       if (!properties.contains("uniqueId")) {
         list_.addForAccount(finding::kMissingIdentifier, label, key,
@@ -178,7 +179,7 @@ class SettingsInspection {
 
   void inspectDataclasses(const Dictionary& properties, const std::string& label) {
     const auto enabled = stringListOf(properties.find(kAccountEnabledDataclasses));
-    const auto type = stringOf(properties.find(kAccountType));
+    const auto type = properties.string(kAccountType);
     if (!enabled || !type) return;
     const StringList supported =
         BasicAccount::supportedDataclassesForAccountType(*type).value_or(StringList());
@@ -196,10 +197,8 @@ class SettingsInspection {
   }
 
   void inspectChildren(const Dictionary& properties, const std::string& parent) {
-    const PropertyList* children = properties.find(kAccountChildAccounts);
-    if (!children || !children->array()) return;
     std::size_t index = 0;
-    for (const PropertyList& child : *children->array()) {
+    for (const PropertyList& child : properties.arrayOrEmpty(kAccountChildAccounts)) {
       inspectChild(child, parent + "/" + accountLabel(child, index++));
     }
   }
@@ -220,12 +219,12 @@ class SettingsInspection {
                           "The child " + *problem + consequence);
       return;
     }
-    if (!hasClass(*properties)) {
+    if (recordProblemsOf(*properties).noClass) {
       list_.addForAccount(finding::kInvalidChild, label, std::string(kAccountClass),
                           "The child has no \"Class\"" + consequence);
       return;
     }
-    const auto identifier = stringOf(properties->find(kAccountIdentifier));
+    const auto identifier = properties->string(kAccountIdentifier);
     if (!identifier) {
       list_.addForAccount(finding::kMissingChildIdentifier, label, std::string(kAccountIdentifier),
                           "The child has no identifier: it gets another one each time it is "

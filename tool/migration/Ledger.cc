@@ -54,9 +54,9 @@ bool isStructure(std::string_view key, const PropertyList& value) {
   return key == kAccountChildAccounts && value.array() != nullptr;
 }
 
-const Array& accountsIn(const std::optional<Dictionary>& settings) {
+const Array& storedAccounts(const std::optional<Dictionary>& settings) {
   static const Array kNone;
-  return settings ? accountsIn(*settings) : kNone;
+  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
 }
 
 std::size_t strangersIn(const Array& accounts) {
@@ -73,13 +73,13 @@ class LedgerMaker {
   Ledger make() {
     enterSettings();
     for (const LedgerLegacyFile& file : input_.legacyFiles) enterLegacyFile(file);
-    const Array* accounts = &accountsIn(input_.settings);
+    const Array* accounts = &storedAccounts(input_.settings);
     if (!steps_.empty()) pass(kLoadStep, *accounts, steps_.front().before, true, nullptr);
     for (const StepRecord& step : steps_) {
       pass(step.step, step.before, step.after, step.result, &step.matching);
       accounts = &step.after;
     }
-    pass(kSaveStep, *accounts, accountsIn(input_.result), true, nullptr);
+    pass(kSaveStep, *accounts, storedAccounts(input_.result), true, nullptr);
     for (const Traveller& traveller : travellers_) judge(traveller);
     countAdded();
     return std::move(ledger_);
@@ -91,7 +91,7 @@ class LedgerMaker {
   void enterSettings() {
     if (!input_.settings) return;
     for (const auto& entry : *input_.settings) enterRootKey(entry.key(), entry.value());
-    const Array& accounts = accountsIn(input_.settings);
+    const Array& accounts = storedAccounts(input_.settings);
     Traveller* parent = nullptr;
     forEachAccount(accounts, [&](AccountPlace place, const Dictionary& account) {
       Traveller& traveller = travellers_.emplace_back();
@@ -105,7 +105,7 @@ class LedgerMaker {
         parent = &traveller;
       }
     });
-    std::size_t staying = strangersIn(accountsIn(input_.result));
+    std::size_t staying = strangersIn(storedAccounts(input_.result));
     for (std::size_t top = 0; top < accounts.size(); ++top) {
       if (accounts[top].dictionary() != nullptr) continue;
       if (staying > 0) {
@@ -138,14 +138,14 @@ class LedgerMaker {
       if (isList || legacy.stillThere) {
         ++ledger_.keys.kept;
       } else {
-        add({Fate::Dropped, file.path, "", "", std::string(entry.key()), "", legacy.step,
+        add({Fate::Dropped, file.path, "", "", std::string(entry.key()), "",
+             std::string(legacy.step()),
              "only the account descriptions of a legacy file are taken over"});
       }
     }
     for (const LegacySection& section : file.sections) {
       for (std::size_t i = 0; i < section.descriptions.size(); ++i) {
-        enterDescription(legacy, section.descriptions[i],
-                         (*file.content.find(section.key)->array())[i], i);
+        enterDescription(legacy, section.descriptions[i], (*file.content.array(section.key))[i], i);
       }
     }
   }
@@ -157,14 +157,14 @@ class LedgerMaker {
       ++ledger_.accounts.kept;
       if (stored.dictionary() != nullptr) ledger_.keys.kept += stored.dictionary()->size();
     } else if (stored.dictionary() == nullptr) {
-      dropMember(legacy.file.path, description.label, legacy.step);
+      dropMember(legacy.file.path, description.label, legacy.step());
     } else {
       Traveller& traveller = travellers_.emplace_back();
       traveller.file = &legacy.file.path;
       traveller.original = stored.dictionary();
       traveller.account = &description.properties;
       traveller.number = number;
-      traveller.legacyStep = legacy.step;
+      traveller.legacyStep = legacy.step();
       const Namesakes* namesakes = namesakesOf(traveller);
       if (namesakes != nullptr) traveller.same = namesakes->first;
     }
@@ -302,7 +302,7 @@ class LedgerMaker {
                              : traveller.goneRule);
       return;
     }
-    const Array& accounts = accountsIn(input_.result);
+    const Array& accounts = storedAccounts(input_.result);
     const AccountPlace place = *traveller.place;
     const Dictionary& now = *accountAt(accounts, place);
     const bool changed = isChanged(*traveller.account, now);
@@ -347,7 +347,7 @@ class LedgerMaker {
   // Those in the result that nothing of the input became.
   void countAdded() {
     std::size_t now = 0;
-    forEachAccount(accountsIn(input_.result), [&](AccountPlace, const Dictionary&) { ++now; });
+    forEachAccount(storedAccounts(input_.result), [&](AccountPlace, const Dictionary&) { ++now; });
     ledger_.accounts.added = now - survivors_;
   }
 

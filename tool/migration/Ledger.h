@@ -48,8 +48,10 @@ struct Ledger {
 // One legacy file that was there before.
 struct LedgerLegacyFile {
   LegacyFile file;
-  std::string step;         // the selector of its conversion
   bool stillThere = false;  // after the migration
+
+  // The selector of its conversion.
+  [[nodiscard]] std::string_view step() const { return file.format->conversion.selector; }
 };
 
 struct LedgerInput {

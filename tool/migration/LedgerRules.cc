@@ -1,38 +1,91 @@
+// LedgerRules.cc has one row for each step of a migration: a step that may drop nothing says so
+// too.
 #include "tool/migration/LedgerRules.h"
 
-#include "account/BasicAccount.h"
-#include "tool/accounts/AccountTree.h"
+#include "account/AccountConstants.h"
+#include "migration/LegacyFormats.h"
+#include "store/LoadProblems.h"
 
 namespace accountsettings {
 
 namespace {
 
-constexpr std::string_view kExchangeStep = "_migrateDAAccounts:";
-constexpr std::string_view kMailStep = "_migrateMailAccounts:";
-constexpr std::string_view kDeviceLocalStep = "_migrateAccountsFrom7A153:";
+// Each answers why, or nothing where the step does not drop the account or the key.
+struct StepRule {
+  std::string_view step;
+  // The account goes, with all its keys, for another that is made anew.
+  std::string_view (*whyReplaced)(std::string_view type) = nullptr;
+  std::string_view (*whyAccount)(const Dictionary& account) = nullptr;
+  std::string_view (*whyKeyOfChild)(std::string_view key) = nullptr;
+};
 
-// Whether the step makes all accounts of this type anew.
-bool isReplacedIn(std::string_view step, std::string_view type) {
-  if (step == kExchangeStep) return type == kExchangeAccountType;
-  if (step == kMailStep) return type == kMailAccountType || type == kSMTPAccountType;
-  return step == kDeviceLocalStep && type == kOnMyDeviceAccountType;
+std::string_view whyGivesWay(const LegacyFormat& format, std::string_view type) {
+  for (const LegacyList& list : format.lists) {
+    if (list.type != type) continue;
+    return "the accounts of the legacy file take the place of all accounts of their types";
+  }
+  return {};
 }
 
-std::string whyReplaced(std::string_view step) {
-  if (step == kDeviceLocalStep) return "the on-this-device account is made anew";
-  return "the accounts of the legacy file take the place of all accounts of their types";
+std::string_view whyOnMyDeviceGoes(std::string_view type) {
+  return type == kOnMyDeviceAccountType ? "the on-this-device account is made anew" : "";
 }
 
-std::string whyNotLoaded(const Dictionary& account) {
-  const std::string type = textOf(account, kAccountType);
-  if (!BasicAccount::_isValidAccountType(type)) {
-    return type.empty() ? "it has no type" : "its type \"" + type + "\" is unknown";
+std::string_view whyCalendarGoes(const Dictionary& account) {
+  return account.string(kAccountClass) == "MobileCalDAVAccount"
+             ? "the mail account of the same person serves its calendars now"
+             : "";
+}
+
+std::string_view whyChildLosesItsName(std::string_view key) {
+  return key == kAccountDisplayName ? "children of the cloud account have no name of their own"
+                                    : "";
+}
+
+constexpr StepRule kRules[] = {
+    {.step = "_migrateDAAccounts:",
+     .whyReplaced = [](std::string_view type) { return whyGivesWay(kLegacyExchange, type); }},
+    {.step = "_migrateMailAccounts:",
+     .whyReplaced = [](std::string_view type) { return whyGivesWay(kLegacyMail, type); }},
+    {.step = "_migrateAccountsFrom7A149:"},
+    {.step = "_migrateAccountsFrom7A150:"},
+    {.step = "_migrateAccountsFrom7A153:", .whyReplaced = whyOnMyDeviceGoes},
+    {.step = "_migrateAccountsFrom7A241:"},
+    {.step = "_migrateAccountsFrom7A242:", .whyAccount = whyCalendarGoes},
+    {.step = "_migrateAccountsFrom8A293:"},
+    {.step = "_migrateAccountsFrom8B117:"},
+    {.step = "_migrateAccountsFrom8C136:", .whyKeyOfChild = whyChildLosesItsName},
+    {.step = "_migrateAccountsFrom8F191:"},
+    {.step = "_migrateAccountsFrom9A182:"},
+    {.step = "_migrateAccountsFrom9A334:"},
+    {.step = "_migrateAccountsFrom9B176:"},
+};
+
+constexpr const StepRule* ruleOf(std::string_view step) {
+  for (const StepRule& each : kRules) {
+    if (each.step == step) return &each;
   }
-  if (textOf(account, kAccountClass).empty()) return "it has no class";
-  if (type == kMailAccountType || type == kQuorraAccountType) {
-    return "its mail class is unknown and its \"AccountPath\" does not tell it";
+  return nullptr;
+}
+
+constexpr bool everyStepHasItsRule() {
+  for (const LegacyFormat& each : kLegacyFormats) {
+    if (ruleOf(each.conversion.selector) == nullptr) return false;
   }
-  return "";
+  for (const VersionStep& each : kVersionSteps) {
+    if (ruleOf(each.step.selector) == nullptr) return false;
+  }
+  return std::size(kRules) == kLegacyFormats.size() + kVersionSteps.size();
+}
+static_assert(everyStepHasItsRule());
+
+bool isOutsideOfSteps(std::string_view step) {
+  return step == kLoadStep || step == kSaveStep;
+}
+
+std::string_view whyReplaced(const StepRule& rule, const Dictionary& account) {
+  if (rule.whyReplaced == nullptr) return {};
+  return rule.whyReplaced(account.string(kAccountType).value_or(""));
 }
 
 }  // namespace
@@ -40,26 +93,26 @@ std::string whyNotLoaded(const Dictionary& account) {
 std::string whyAccountIsDropped(std::string_view step, const Dictionary& account, bool isChild,
                                 bool parentIsGone) {
   if (isChild) return parentIsGone ? "it goes with its parent" : "";
-  if (step == kLoadStep || step == kSaveStep) return whyNotLoaded(account);
-  if (isReplacedIn(step, textOf(account, kAccountType))) return whyReplaced(step);
-  if (step == "_migrateAccountsFrom7A242:" &&
-      textOf(account, kAccountClass) == "MobileCalDAVAccount") {
-    return "the mail account of the same person serves its calendars now";
-  }
-  return "";
+  if (isOutsideOfSteps(step)) return whyNotLoaded(account);
+  const StepRule* rule = ruleOf(step);
+  if (rule == nullptr) return "";
+  std::string_view why = whyReplaced(*rule, account);
+  if (why.empty() && rule->whyAccount != nullptr) why = rule->whyAccount(account);
+  return std::string(why);
 }
 
 std::string whyKeyIsDropped(std::string_view step, const Dictionary& account, std::string_view key,
                             bool isChild, bool fromLegacyFile, bool repeated) {
-  if (isReplacedIn(step, textOf(account, kAccountType))) return whyReplaced(step);
-  if (step == "_migrateAccountsFrom8C136:" && isChild && key == kAccountDisplayName) {
-    return "children of the cloud account have no name of their own";
-  }
-  if (step == kLoadStep || step == kSaveStep) {
+  if (isOutsideOfSteps(step)) {
     if (repeated) return "a later account with the same identifier is written in its place";
     if (fromLegacyFile) return "the settings held this account already, and their values stay";
+    return "";
   }
-  return "";
+  const StepRule* rule = ruleOf(step);
+  if (rule == nullptr) return "";
+  std::string_view why = whyReplaced(*rule, account);
+  if (why.empty() && isChild && rule->whyKeyOfChild != nullptr) why = rule->whyKeyOfChild(key);
+  return std::string(why);
 }
 
 }  // namespace accountsettings

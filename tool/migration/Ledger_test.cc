@@ -195,7 +195,7 @@ class LegacyLedger : public LedgerTest {
     LedgerInput input;
     input.settingsPath = "/settings";
     input.result = settings(after);
-    input.legacyFiles.push_back({legacyFile(content), kStep, stillThere});
+    input.legacyFiles.push_back({legacyFile(content), stillThere});
     return makeLedger(input, {step(kStep, {}, after, result)});
   }
 
@@ -251,7 +251,7 @@ TEST_F(LegacyLedger, AValueThatTheSettingsHadAlreadyExplainsTheDrop) {
   input.settingsPath = "/settings";
   input.settings = settings({account("U")});
   input.result = settings({account("U")});
-  input.legacyFiles.push_back({legacyFile({{"MailAccounts", Array{description_}}}), kStep});
+  input.legacyFiles.push_back({legacyFile({{"MailAccounts", Array{description_}}})});
   const Array before{account("U")};
   const Array converted{with(account("U"), "X", 1)};
   const Ledger ledger = makeLedger(input, {step(kStep, before, converted)});

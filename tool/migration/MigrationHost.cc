@@ -133,11 +133,8 @@ Ledger MigrationHost::ledger() {
   input.settingsPath = files_.settings.name;
   input.settings = dictionaryIn(files_.settings);
   for (LegacyFile& file : legacyFilesOf(files_)) {
-    const bool isExchange = file.path == files_.legacyExchange.name;
     const bool stillThere = isThere(rehearsal_->files(), file.path);
-    input.legacyFiles.push_back(
-        {std::move(file),
-         isExchange ? "_migrateDAAccounts:" : "_migrateMailAccounts:", stillThere});
+    input.legacyFiles.push_back({std::move(file), stillThere});
   }
   input.result = result_;
   return makeLedger(input, rehearsal_->steps());

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "account/StringList.h"
+#include "migration/MigrationSteps.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/DifferencesText.h"
-#include "tool/frame/StepNames.h"
 
 namespace accountsettings {
 

@@ -63,7 +63,7 @@ void tellDroppedAccounts(Plan& plan, const Ledger& ledger) {
   }
   // Both entries are written, but the values of one of them are lost.
   for (const Finding& finding : plan.findings) {
-    if (finding.kind == &finding::kDuplicateIdentifier) {
+    if (finding.kind->id == finding::kDuplicateIdentifier) {
       plan.dropped.push_back({finding.file, finding.account,
                               "another account with the same identifier takes its place"});
     }

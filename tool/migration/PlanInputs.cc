@@ -6,7 +6,6 @@
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
 #include "store/AccountsManager.h"
-#include "tool/accounts/AccountTree.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Json.h"
 #include "tool/values/Digest.h"
@@ -51,23 +50,20 @@ std::vector<PlanInput> readPlanInputs(const std::string& file) {
   const std::string makeOne = "save one with 'accountsettings plan --out FILE'";
   if (!read) throw Prevented(file, "this is no saved plan: " + read.error().message, makeOne);
   const Dictionary* plan = read->dictionary();
-  const PropertyList* inputs = plan ? plan->find("inputs") : nullptr;
-  if (!inputs || !inputs->array() || textOf(*plan, "format") != kPlanFormat) {
+  const Array* inputs = plan ? plan->array("inputs") : nullptr;
+  if (!inputs || plan->string("format") != kPlanFormat) {
     throw Prevented(file, "this is no saved plan", makeOne);
   }
-  if (plan->find("formatVersion") == nullptr ||
-      plan->find("formatVersion")->integerValue() != kPlanFormatVersion) {
+  if (plan->integer("formatVersion") != kPlanFormatVersion) {
     throw Prevented(file, "the plan was saved by another version of this program", makeOne);
   }
   std::vector<PlanInput> result;
-  for (const PropertyList& each : *inputs->array()) {
+  for (const PropertyList& each : *inputs) {
     const Dictionary* input = each.dictionary();
-    if (!input || textOf(*input, "path").empty()) {
-      throw Prevented(file, "the plan's inputs are damaged", makeOne);
-    }
-    const std::string digest = textOf(*input, "sha256");
-    result.push_back(
-        {textOf(*input, "path"), digest.empty() ? std::nullopt : std::optional(digest)});
+    const std::string path(input ? input->string("path").value_or("") : "");
+    if (path.empty()) throw Prevented(file, "the plan's inputs are damaged", makeOne);
+    const std::string digest(input->string("sha256").value_or(""));
+    result.push_back({path, digest.empty() ? std::nullopt : std::optional(digest)});
   }
   return result;
 }

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "account/StringList.h"
-#include "tool/frame/StepNames.h"
+#include "migration/MigrationSteps.h"
 #include "tool/frame/Version.h"
 
 namespace accountsettings {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/LinuxFiles.h"
+#include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
 #include "tool/frame/Errors.h"
@@ -14,26 +15,27 @@ namespace accountsettings {
 namespace {
 
 bool holdsSomething(const Dictionary& record, std::string_view key) {
-  const PropertyList* value = record.find(key);
-  return value != nullptr && value->dictionary() != nullptr && !value->dictionary()->empty();
+  const Dictionary* value = record.dictionary(key);
+  return value != nullptr && !value->empty();
 }
 
 RecordFile recordFrom(Files& files, const std::string& name) {
   RecordFile record;
   record.name = name;
-  const auto content = readDictionary(files, appendPathComponent(recordFilesDirectory(), name));
+  const auto content =
+      readDictionary(files, appendPathComponent(migrationRecordsDirectory(), name));
   if (!content) return record;
   record.readable = true;
   record.legacyMail = holdsSomething(*content, "OldMailAccounts");
   record.legacyExchange = holdsSomething(*content, "OldExchangeAccount");
   if (holdsSomething(*content, "OldAccountSettings")) {
-    record.fromVersion = versionOf(*content->find("OldAccountSettings")->dictionary());
+    record.fromVersion = versionOf(*content->dictionary("OldAccountSettings"));
   }
   return record;
 }
 
 std::vector<std::string> recordNames(LinuxFiles& files) {
-  Result<std::vector<std::string>> names = files.list(recordFilesDirectory());
+  Result<std::vector<std::string>> names = files.list(migrationRecordsDirectory());
   if (names) return std::move(names).value();
   const Error& error = names.error();
   if (error.code == ENOENT) return {};
@@ -41,11 +43,6 @@ std::vector<std::string> recordNames(LinuxFiles& files) {
 }
 
 }  // namespace
-
-std::string recordFilesDirectory() {
-  return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
-                             "Library/Logs/CrashReporter/AccountMigration");
-}
 
 std::vector<RecordFile> findRecordFiles(LinuxFiles& files) {
   std::vector<RecordFile> records;

@@ -21,8 +21,6 @@ struct RecordFile {
   bool legacyExchange = false;
 };
 
-// The device path of the directory that holds the records.
-[[nodiscard]] std::string recordFilesDirectory();
 // The records of the root that `files` and ProcessContext::current() stand on, by name. Throws
 // Prevented where they may not be looked at.
 [[nodiscard]] std::vector<RecordFile> findRecordFiles(LinuxFiles& files);
