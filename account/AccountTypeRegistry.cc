@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "account/AccountConstants.h"
-#include "account/BasicAccount.h"
 #include "account/BundleResources.h"
 #include "account/Dataclasses.h"
 #include "platform/AssertionFailure.h"
@@ -52,7 +51,7 @@ void reduceSupportedDataclasses(Dictionary& type, bool multitasking) {
 }  // namespace
 
 AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types) {
-  const bool multitasking = BasicAccount::isMultitaskingEnabled();
+  const bool multitasking = deviceIsMultitasking();
   for (const auto& [type, properties] : types) {
     if (properties.dictionary() == nullptr) continue;
     Entry entry{*properties.dictionary(), {}};
@@ -70,6 +69,16 @@ const AccountTypeRegistry& AccountTypeRegistry::current() {
   const std::lock_guard lock(state.mutex);
   if (!state.registry) state.registry = AccountTypeRegistry(readTypes());
   return *state.registry;
+}
+
+void requireAccountTypes() {
+  (void)AccountTypeRegistry::current();
+}
+
+bool deviceIsMultitasking() {
+  const auto architecture =
+      ProcessContext::current().platform().deviceAnswers.copyDeviceAnswer("CPUArchitecture");
+  return !architecture || architecture->stringValue() != "armv6";
 }
 
 const AccountTypeRegistry::Entry* AccountTypeRegistry::find(std::string_view type) const noexcept {

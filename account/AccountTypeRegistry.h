@@ -34,4 +34,11 @@ class AccountTypeRegistry {
   std::map<std::string, Entry, std::less<>> entries_;
 };
 
+// Sees to it that the registry is there, as the first use of any operation of the class
+// BasicAccount or DeviceLocalAccount does. AssertionFailure as AccountTypeRegistry::current().
+void requireAccountTypes();
+
+// Whether the device's processor is strong enough to do several things at once.
+[[nodiscard]] bool deviceIsMultitasking();
+
 }  // namespace accountsettings

@@ -212,6 +212,7 @@ std::optional<std::string> BasicAccount::parentAccountIdentifier() const {
 }
 
 std::optional<std::string> BasicAccount::createNewAccountUID() {
+  requireAccountTypes();
   return ProcessContext::current().platform().identifiers.makeUUID();
 }
 

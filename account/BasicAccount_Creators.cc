@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "account/AccountTypeRegistry.h"
 #include "account/BasicAccount.h"
 #include "account/BundleResources.h"
 #include "account/CreatorModules.h"
@@ -59,10 +60,12 @@ Array creatorEntries(const std::optional<std::string>& type) {
 }  // namespace
 
 std::optional<Dictionary> BasicAccount::_creatorsInfo() {
+  requireAccountTypes();
   return bundleDictionaryNamed(kAccountCreatorsResource);
 }
 
 const std::optional<Dictionary>& BasicAccount::_accountCreationMap() {
+  requireAccountTypes();
   auto& state = ProcessContext::current().state(creationMapSlot);
   std::call_once(state.loaded, [&state] { state.creators = _creatorsInfo(); });
   return state.creators;

@@ -29,6 +29,7 @@ const PropertyList* typeProperty(std::string_view type, std::string_view key) {
 
 // The boolean under `key` in the data class's entry; false where either is missing.
 bool dataclassFlag(std::string_view dataclass, std::string_view key) {
+  requireAccountTypes();
   auto& state = ProcessContext::current().state(dataclassPropertiesSlot);
   std::call_once(state.loaded, [&state] {
     state.properties = BasicAccount::_dataclassesProperties().value_or(Dictionary());
@@ -54,6 +55,7 @@ bool BasicAccount::_isValidAccountType(std::string_view type) {
 }
 
 const StringList& BasicAccount::allSupportedDataclasses() {
+  requireAccountTypes();
   return allDataclasses();
 }
 
@@ -94,6 +96,7 @@ bool BasicAccount::userConfirmationIsRequiredByDataclass(std::string_view datacl
 
 StringList BasicAccount::removeActionsIncompatibleWithSingleStoreDataclass(
     const StringList& actions) {
+  requireAccountTypes();
   StringList remaining = actions;
   const auto last =
       std::find(remaining.rbegin(), remaining.rend(), kDataclassToggleActionKeepLocalData);
@@ -102,12 +105,12 @@ StringList BasicAccount::removeActionsIncompatibleWithSingleStoreDataclass(
 }
 
 bool BasicAccount::isMultitaskingEnabled() {
-  const auto architecture =
-      ProcessContext::current().platform().deviceAnswers.copyDeviceAnswer("CPUArchitecture");
-  return !architecture || architecture->stringValue() != "armv6";
+  requireAccountTypes();
+  return deviceIsMultitasking();
 }
 
 std::optional<Dictionary> BasicAccount::_dataclassesProperties() {
+  requireAccountTypes();
   return bundleDictionaryNamed(kDataclassesResource);
 }
 

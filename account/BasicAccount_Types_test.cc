@@ -133,6 +133,21 @@ TEST_F(TypesTest, AMissingRegistryStopsEveryUseUntilItIsThere) {
   EXPECT_THROW((void)BasicAccount::accountWithTypeClass("T", "C"), AssertionFailure);
   EXPECT_THROW((void)BasicAccount::deleteAccountActionsForAccountType("T"), AssertionFailure);
   EXPECT_THROW((void)BasicAccount::_isValidAccountType(""), AssertionFailure);
+  // Also operations that ask the registry for nothing: it is read when the class is first used.
+  EXPECT_THROW((void)BasicAccount::allSupportedDataclasses(), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::createNewAccountUID(), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::displayToggleForDataclass(kMail), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::multipleStoresSupportedByDataclass(kMail), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::userConfirmationIsRequiredByDataclass(kMail), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::removeActionsIncompatibleWithSingleStoreDataclass({}),
+               AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::isMultitaskingEnabled(), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::_accountCreationMap(), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::_creatorsInfo(), AssertionFailure);
+  EXPECT_THROW((void)BasicAccount::_dataclassesProperties(), AssertionFailure);
+  EXPECT_THROW((void)DeviceLocalAccount::typeString(), AssertionFailure);
+  EXPECT_THROW((void)DeviceLocalAccount::basicAccountProperties(), AssertionFailure);
+  EXPECT_THROW((void)DeviceLocalAccount::tetheredSourceForDataClass(kMail), AssertionFailure);
   expectLog({});
   putType({kMail});
   EXPECT_NO_THROW(use());
@@ -228,6 +243,8 @@ TEST_F(TypesTest, EachDataClassAnswersItsThreeFlags) {
                                 {kNotes, Dictionary{{"Display Dataclass Switch", true}}},
                                 {kContacts, Dictionary{{"Requires User Confirmation", true}}},
                                 {kBookmarks, "text"}});
+  (void)BasicAccount::allSupportedDataclasses();  // the registry is read by now
+  fake.faults.forgetCalls();
   const auto flags = [](const char* dataclass) {
     return std::vector<bool>{BasicAccount::multipleStoresSupportedByDataclass(dataclass),
                              BasicAccount::displayToggleForDataclass(dataclass),

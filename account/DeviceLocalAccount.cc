@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "account/AccountTypeRegistry.h"
+#include "account/UpperCase.h"
 #include "platform/ProcessContext.h"
 
 namespace accountsettings {
@@ -39,11 +41,8 @@ std::string localized(std::string_view key) {
 std::string localizedForDevice(std::string_view prefix) {
   const std::optional<PropertyList> answer =
       ProcessContext::current().platform().deviceAnswers.copyDeviceAnswer("DeviceClass");
-  std::string device(answer ? answer->stringValue().value_or(kZumi) : kZumi);
-  for (char& each : device) {
-    if (each >= 'a' && each <= 'z') each = static_cast<char>(each - 'a' + 'A');
-    if (each == ' ') each = '_';
-  }
+  std::string device = upperCased(answer ? answer->stringValue().value_or(kZumi) : kZumi);
+  std::ranges::replace(device, ' ', '_');
   return localized(std::string(prefix) + "_" + device);
 }
 
@@ -87,6 +86,7 @@ std::string DeviceLocalAccount::_identifier() {
 }
 
 std::string DeviceLocalAccount::typeString() {
+  requireAccountTypes();
   return localizedForDevice("ON_MY_DEVICE_TYPE");
 }
 
@@ -105,6 +105,7 @@ std::shared_ptr<DeviceLocalAccount> DeviceLocalAccount::accountWithBasicAccount(
 }
 
 std::string DeviceLocalAccount::tetheredSourceForDataClass(std::string_view dataclass) {
+  requireAccountTypes();
   const auto connection = ProcessContext::current().platform().deviceInfo.connect();
   if (connection == nullptr) return std::string(kZumi);
   // Without a name the whole domain is asked for, so that a system named at its top decides.

@@ -133,6 +133,11 @@ TEST_F(DeviceLocalAccountTest, TheKindOfDeviceCompletesTheKeyInUpperCaseWithoutS
   EXPECT_EQ(DeviceLocalAccount::typeString(), "<ON_MY_DEVICE_TYPE_MY_OWN_DEVICE-2>");
 }
 
+TEST_F(DeviceLocalAccountTest, TheKindOfDeviceMayBeNamedInOtherLetters) {
+  fake.deviceAnswers.set("DeviceClass", "Gerät für Väter");
+  EXPECT_EQ(DeviceLocalAccount::typeString(), "ON_MY_DEVICE_TYPE_GERÄT_FÜR_VÄTER");
+}
+
 TEST_F(DeviceLocalAccountTest, AnAnswerThatIsNoTextCountsAsNone) {
   putText("ON_MY_DEVICE_TYPE_ZUMI");
   fake.deviceAnswers.set("DeviceClass", 5);

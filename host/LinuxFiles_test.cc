@@ -210,6 +210,13 @@ TEST_P(LinuxFilesTest, ACopyKeepsThePermissionBitsWhateverTheUmask) {
   EXPECT_EQ(modeOf(device.path("copy")), 0664U);
 }
 
+TEST_P(LinuxFilesTest, ATemporaryFileKeepsTheModeWithWhichItWasCreated) {
+  const Umask mask(0277);
+  const auto temporary = files.makeTemporary(kFile);
+  ASSERT_TRUE(temporary.ok());
+  EXPECT_EQ(modeOf(device.path((*temporary)->path())), 0400U);
+}
+
 TEST_P(LinuxFilesTest, AFailedCopyLeavesNothing) {
   device.write(kFile, std::string(5000, 'x'));
   EXPECT_EQ(inChild([&] {
@@ -322,7 +329,7 @@ TEST_P(LinuxFilesTest, AFailedReplacementByALinkLeavesNothing) {
 // MARK: Saving
 
 TEST_P(LinuxFilesTest, TemporaryFilesAreFreshPrivateAndKnownByTheirNames) {
-  const Umask mask(0777);
+  const Umask mask(0077);
   const auto first = files.makeTemporary(kFile);
   const auto second = files.makeTemporary(kFile);
   ASSERT_TRUE(first.ok() && second.ok());

@@ -63,14 +63,8 @@ Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::create(const Roo
     FileDescriptor file(::openat(parent->get(), name->c_str(),
                                  O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (file) {
-      std::unique_ptr<LinuxTemporaryFile> made(
+      return std::unique_ptr<LinuxTemporaryFile>(
           new LinuxTemporaryFile(std::move(file), path, root.shown(path), names));
-      // The umask may have taken bits away.
-      if (Status mode = made->setMode(0600); !mode) {
-        ::unlinkat(parent->get(), name->c_str(), 0);
-        return mode.error();
-      }
-      return made;
     }
     if (errno != EEXIST) return systemError(root.shown(path));
   }

@@ -49,8 +49,14 @@ void PollEventLoop::run(std::chrono::duration<double> limit) {
   }
 }
 
+bool PollEventLoop::isInterrupted() {
+  const bool before = wasInterrupted_;
+  wasInterrupted_ = interrupted_ && interrupted_();
+  return wasInterrupted_ && !before;
+}
+
 bool PollEventLoop::waitOnce(std::chrono::duration<double> limit) {
-  if (interrupted_ && interrupted_()) return true;
+  if (isInterrupted()) return true;
   std::vector<pollfd> polled;
   polled.reserve(sources_.size());
   for (const Source& source : sources_) polled.push_back({source.descriptor, POLLIN, 0});

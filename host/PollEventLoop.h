@@ -12,7 +12,7 @@ namespace accountsettings {
 
 class PollEventLoop : public EventLoop {
  public:
-  // `interrupted` may be empty; see HostOptions.
+  // `interrupted` may be empty; see HostOptions. A run ends when it begins to answer true.
   explicit PollEventLoop(std::function<bool()> interrupted);
 
   // Has `handler` called from run() when `descriptor` can be read or was closed by the other side.
@@ -31,8 +31,12 @@ class PollEventLoop : public EventLoop {
 
   // Waits once; answers whether the run is over.
   bool waitOnce(std::chrono::duration<double> limit);
+  // Whether an interruption has begun. One that lasts ends a single run: whoever waits for
+  // something in turns would else turn without waiting.
+  bool isInterrupted();
 
   std::function<bool()> interrupted_;
+  bool wasInterrupted_ = false;
   std::vector<Source> sources_;
 };
 

@@ -139,5 +139,16 @@ TEST(PollEventLoop, AnInterruptionEndsTheRun) {
   EXPECT_TRUE(interrupted);
 }
 
+TEST(PollEventLoop, AnInterruptionThatLastsEndsOneRunOnly) {
+  bool interrupted = true;
+  PollEventLoop loop([&] { return interrupted; });
+  loop.run(Seconds(3600));
+  EXPECT_GE(timeOf(loop, 0.06), Seconds(0.06));
+  interrupted = false;
+  EXPECT_GE(timeOf(loop, 0.01), Seconds(0.01));
+  interrupted = true;
+  loop.run(Seconds(3600));
+}
+
 }  // namespace
 }  // namespace accountsettings

@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
 #include "migration/StepReading.h"
 #include "platform/ProcessContext.h"
@@ -131,8 +132,8 @@ void CalDAVFolding::deleteFolded(AccountsManager& store) const {
       for (std::size_t match = 0; match < candidates.matches; ++match) {
         const std::size_t before = store.count();
         store.deleteAccount(account);
-        // Once nothing has that identifier, more deletions change nothing.
-        if (store.count() == before) break;
+        // Once nothing has that identifier, more deletions change nothing, but each is traced.
+        if (store.count() == before && !getRSLoggingEnabled()) break;
       }
     }
   }

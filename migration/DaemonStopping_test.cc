@@ -161,6 +161,14 @@ TEST_F(DaemonStopping, TheRequestIsMentionedFirstAndTheWebEngineLockLookedAtAfte
   EXPECT_EQ(fake.webEngineLock.takes, 1);
 }
 
+TEST_F(DaemonStopping, AWebEngineLockThatTheEventLoopGaveAwayIsTakenAgain) {
+  fake.processes.add(9, "dataaccessd", ExitsUpon::Notification, Seconds(1));
+  fake.webEngineLock.held = true;
+  fake.faults.doAt("eventLoop.run", 1, [&] { fake.webEngineLock.held = false; });
+  AccountsManager::killDataAccessIfNecessary();
+  EXPECT_EQ(fake.webEngineLock.takes, 1);
+}
+
 TEST_F(DaemonStopping, AKillThatIsRefusedIsWaitedForAllTheSame) {
   fake.processes.add(9, "dataaccessd", ExitsUpon::Kill);
   fake.faults.failAlways("processes.kill", EPERM);

@@ -99,6 +99,14 @@ TEST_F(LegacyExchangeAccounts, WithoutAnIdentifierThePropertiesHaveNoneAndTheRec
   EXPECT_EQ(fake.identifiers.made(), 1);
 }
 
+TEST_F(LegacyExchangeAccounts, WithoutAnIdentifierADescriptionKeepsItsOwnSyncIdentifier) {
+  const auto account = AccountsDataMigrator()._convertExchangeAccountDescription(
+      {{"DAAccountConfigurationClass", "DAExchange"}, {"Sync Identifier", "its own"}});
+  ASSERT_TRUE(account);
+  EXPECT_TRUE(account->identifier());
+  EXPECT_EQ(account->syncStoreIdentifier(), "its own");
+}
+
 TEST_F(LegacyExchangeAccounts, TheIdentifierBecomesTheSyncIdentifierToo) {
   const auto account = AccountsDataMigrator()._convertExchangeAccountDescription(description("E"));
   ASSERT_TRUE(account);
@@ -197,6 +205,19 @@ TEST_F(LegacyExchangeAccounts, AnEmptyListCountsAsFoundAndAMissingFileDoesNot) {
   EXPECT_TRUE(removalIsMentioned());
   fake.files.erase(kLegacyExchange);
   EXPECT_FALSE(removalIsMentioned());
+  fake.files.putPropertyList(kLegacyExchange, Dictionary());
+  EXPECT_FALSE(removalIsMentioned());
+}
+
+TEST_F(LegacyExchangeAccounts, AnyTopLevelKeyCountsAsFound) {
+  fake.files.putPropertyList(kLegacyExchange, Dictionary{{"Another key", 1}});
+  const auto store = storeOf({});
+  AccountsDataMigrator migrator;
+  (void)migrator._migrateDAAccounts(*store);
+  fake.log.clear();
+  fake.faults.failAt("files.remove", 1);
+  (void)migrator._removeOldAccountsInfo();
+  EXPECT_TRUE(fake.log.contains(std::string("Could not delete ") + kLegacyExchange));
 }
 
 }  // namespace

@@ -138,6 +138,18 @@ TEST_F(VersionSteps7A, ADeliveryAccountTakesThePlaceOfAnIncomingOneOfTheSameIden
   EXPECT_GE(store->countOfBasicAccountsWithTypes({"SMTP"}), 1U);
 }
 
+TEST_F(VersionSteps7A, AnAccountWithoutAStoredIdentifierStandsInTheListOnceAfterwards) {
+  for (const char* type : {"Quorra", "Mail", "Exchange", "SMTP"}) {
+    AccountsDataMigrator migrator;
+    const auto store = storeOf({account(type, "IMAPAccount", {{"Identifier", 5}}),
+                                account("CalDAV", "MobileCalDAVAccount", {{"Identifier", "c"}})});
+    EXPECT_TRUE(migrator._migrateAccountsFrom7A150(*store));
+    ASSERT_EQ(store->count(), 2U) << type;
+    EXPECT_EQ(store->allBasicAccounts()[0]->type(), "CalDAV");
+    EXPECT_EQ(store->allBasicAccounts()[1]->type(), type);
+  }
+}
+
 TEST_F(VersionSteps7A, MailAccountsAreSeenToBeforeExchangeAndDeliveryAccounts) {
   AccountsDataMigrator migrator;
   const auto store = storeOf({account("SMTP", "S", {{"Identifier", ""}}),
@@ -390,6 +402,15 @@ TEST_F(VersionSteps7A, OneCalDAVAccountMayFoldIntoSeveralMailAccounts) {
     EXPECT_EQ(each.dictionary()->get("Enabled Dataclasses"),
               PropertyList(dataclasses({"Calendars", "Mail", "Notes"})));
   }
+}
+
+TEST_F(VersionSteps7A, EachMatchOfACalDAVAccountIsTracedAsADeletion) {
+  switchTracingOn();
+  (void)after7A242({account("Mail", "GmailAccount", {{"Identifier", "1"}, {"Username", "me"}}),
+                    account("Mail", "GmailAccount", {{"Identifier", "2"}, {"Username", "me"}}),
+                    account("Mail", "GmailAccount", {{"Identifier", "3"}, {"Username", "me"}}),
+                    calDAV("c", "calendars.gmail.test", "me", "/calendar/dav/me/user")});
+  EXPECT_EQ(fake.log.count("Deleting account:"), 3U);
 }
 
 TEST_F(VersionSteps7A, AnInactiveMailAccountStillTakesItsCalendars) {

@@ -168,6 +168,14 @@ TEST_F(AccountsManagerQueries, ChildWithoutATypeIsOfItsParentsType) {
   EXPECT_THAT(recordsOf(store->accountsWithTypes({"CalDAV"})), ElementsAre("P", "c"));
 }
 
+TEST_F(AccountsManagerQueries,
+       ChildrenFollowOnlyThatOneOfTwoParentsWithOneIdentifierThatHoldsThem) {
+  const Dictionary child = mailAccount("c", "IMAPAccount");
+  const auto store =
+      storeOf({account("P"), account("Q"), account("P", {{"ChildAccounts", Array{child}}})});
+  EXPECT_EQ(store->accountsWithTypes({"Mail"}).size(), 1U);
+}
+
 TEST_F(AccountsManagerQueries, ChildrenBelongToTheRecordTheyWereLoadedFrom) {
   const auto store = storeOf({account("P", {{"ChildAccounts", Array{account("c")}}})});
   // A record of the same identifier takes the parent's name, not its children.

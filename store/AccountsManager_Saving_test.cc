@@ -12,6 +12,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing::FixerRecord;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::ScriptedStore;
 
@@ -172,6 +173,14 @@ TEST_F(AccountsManagerSaving, AccountWithoutIdentifierIsWrittenUnmerged) {
   const Dictionary nameless = with(withK("A", 1), {{"Identifier", 5}});
   const auto store = loaded({nameless});
   putSettings({with(withK("A", 2), {{"Identifier", 5}})});
+  store->saveAllAccounts();
+  EXPECT_EQ(savedAccounts(), Array{nameless});
+}
+
+TEST_F(AccountsManagerSaving, AccountWithoutIdentifierIsNotTheOneWhoseIdentifierIsEmpty) {
+  const Dictionary nameless = with(withK("A", 1), {{"Identifier", 5}});
+  const auto store = loaded({nameless});
+  putSettings({withK("", 2)});
   store->saveAllAccounts();
   EXPECT_EQ(savedAccounts(), Array{nameless});
 }
@@ -441,6 +450,18 @@ TEST_F(AccountsManagerSaving, AccountThatLosesItsIdentifierIsNamedAtTheSnapshot)
   store->saveAllAccounts();
   expectLog({nameless->description() +
              " returned a nil identifier. Account properties may not get saved"});
+}
+
+TEST_F(AccountsManagerSaving, TheTraceShowsWhatIsWrittenNotTheMemory) {
+  switchTracingOn();
+  const auto store = loaded({account("A")});
+  putSettings({account("A", {{"theirs", 1}})});
+  takeLog();
+  store->saveAllAccounts();
+  const Strings lines = takeLog();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_TRUE(lines.back().starts_with("CalDAV:{"));
+  EXPECT_THAT(lines.back(), HasSubstr("theirs = 1;"));
 }
 
 TEST_F(AccountsManagerSaving, SavesAreTraced) {

@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <span>
 
-#include "account/BasicAccount.h"
+#include "account/AccountConstants.h"
+#include "account/Dataclasses.h"
 #include "plist/Reader.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Json.h"
@@ -70,7 +71,7 @@ PropertyList valueFromText(const std::string& text, const std::string& type,
 
 std::string dataclassFromText(const std::string& text) {
   std::vector<std::string_view> names;
-  for (const std::string& dataclass : BasicAccount::allSupportedDataclasses()) {
+  for (const std::string& dataclass : allDataclasses()) {
     if (dataclass == text || shortDataclass(dataclass) == text) return dataclass;
     names.push_back(shortDataclass(dataclass));
   }
