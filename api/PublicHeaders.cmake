@@ -10,10 +10,11 @@ set(AS_PUBLIC_HEADERS
 
   # The services of a device, for whoever supplies them.
   platform/AssertionFailure.h platform/ClassRegistry.h platform/Clock.h platform/Configuration.h
-  platform/Device.h platform/Directories.h platform/ExclusiveFileLock.h platform/Files.h
-  platform/ForwardingFiles.h platform/MigratorBase.h platform/Modules.h platform/Notifications.h
-  platform/Platform.h platform/PlatformWith.h platform/Preferences.h platform/Presence.h
-  platform/ProcessContext.h platform/Processes.h platform/ReadDictionary.h platform/Resources.h platform/SystemLog.h
+  platform/Device.h platform/Directories.h platform/ExclusiveFileLock.h platform/FileWatches.h
+  platform/Files.h platform/ForwardingFiles.h platform/MigratorBase.h platform/Modules.h
+  platform/Notifications.h platform/Platform.h platform/PlatformWith.h platform/Preferences.h
+  platform/Presence.h platform/ProcessContext.h platform/Processes.h platform/ReadDictionary.h
+  platform/Resources.h platform/SystemLog.h platform/WriterLocks.h
   testing/ConformanceDevice.h testing/ConformanceSuite.h
 
   # Accounts, their store, and the system log.
@@ -22,7 +23,8 @@ set(AS_PUBLIC_HEADERS
   account/StringList.h
   logging/LogFormat.h logging/Logging.h
   migration/GoogleMail.h
-  store/AccountsManager.h store/LoadProblems.h store/RSRuntimeFixMailAccount.h
+  store/AccountsManager.h store/AccountsWatcher.h store/ChangeListener.h store/LastSave.h
+  store/LoadProblems.h store/RSRuntimeFixMailAccount.h
 
   # The host for Linux.
   host/LinuxHost.h host/LinuxProgram.h host/LogSinks.h host/PollEventLoop.h)

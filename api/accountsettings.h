@@ -10,3 +10,4 @@
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 #include "store/AccountsManager.h"
+#include "store/AccountsWatcher.h"

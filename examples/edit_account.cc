@@ -29,10 +29,8 @@ int main(int argc, char** argv) {
   account->setDisplayName(argv[3]);
   store->saveAllAccounts();
 
-  // A save reports failures in the system log only; the file tells whether it took place.
-  const auto saved = AccountsManager::init()->accountWithIdentifier(argv[2]);
-  if (saved == nullptr || saved->displayName() != std::string(argv[3])) {
-    std::cerr << "The change was not saved; the system log tells why.\n";
+  if (const accountsettings::Error* error = store->lastSave().error()) {
+    std::cerr << "The change was not saved: " << error->message << '\n';
     return 4;
   }
   std::cout << "Saved.\n";

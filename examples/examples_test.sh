@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs every example on sample devices, the two modules from a private copy of the libraries whose
-# creators information names them.   usage: examples_test.sh BUILD TOOL SOURCE
+# Runs every example on sample devices, the two modules from a private copy of the libraries, beside
+# whose bundle lie files that name them.   usage: examples_test.sh BUILD TOOL
 set -euo pipefail
-build=$1 tool=$2 source=$3
+build=$1 tool=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*" >&2; exit 1; }
@@ -18,6 +18,19 @@ if "$build/bin/example_edit_account" "$work/device" none "New name" 2>/dev/null;
   fail "edit_account edits an account that is not there"
 fi
 
+[ "$("$build/bin/example_listen_to_saves" "$work/device" $mail "Told name")" = "change 1 of $mail" ] ||
+  fail "listen_to_saves is not told of its own save"
+
+"$build/bin/example_watch_accounts" "$work/device" 1 >"$work/watched" &
+watcher=$!
+until grep -q Watching "$work/watched"; do
+  kill -0 $watcher || fail "watch_accounts has ended"
+  sleep 0.05
+done
+"$tool" set $mail DisplayName "Name of another" --root "$work/device" >/dev/null
+wait $watcher || fail "watch_accounts"
+grep "^change 1 of $mail\$" "$work/watched" >/dev/null || fail "watch_accounts: $(cat "$work/watched")"
+
 "$tool" sample "$work/old" --release oldest >/dev/null
 "$build/bin/example_migrate_myself" "$work/old" >"$work/out" 2>/dev/null || fail "migrate_myself"
 grep '^Version 12, 10 accounts$' "$work/out" >/dev/null || fail "migrate_myself: $(cat "$work/out")"
@@ -25,17 +38,17 @@ grep '^Version 12, 10 accounts$' "$work/out" >/dev/null || fail "migrate_myself:
 cp -a "$build/lib" "$work/lib"
 mkdir -p "$work/lib/accountsettings/modules"
 cp "$work"/lib/example_*_module.so "$work/lib/accountsettings/modules/"
-python3 - "$source/resources/AccountCreators.plist" \
-  "$work/lib/accountsettings/Ferrant.migrator/Resources/AccountCreators.plist" <<'END'
+# What packages of modules bring: a file each in the folder beside the bundle.
+mkdir "$work/lib/accountsettings/AccountCreators.d"
+python3 - "$work/lib/accountsettings/AccountCreators.d" <<'END'
 import plistlib, sys
-creators = plistlib.load(open(sys.argv[1], "rb"))
-creators["Mail"] = [
-    {"Type": "FullAccount", "Description": {
-        "Framework": "/modules/example_full_account_module.so", "Class": "ExampleAccountCreator"}},
-    {"Type": "NotifierAccount", "Description": {
-        "Framework": "/modules/example_notifier_module.so", "Class": "ExampleNotifier",
-        "Supported Dataclasses": ["com.zelqo.Dataclass.Mail"]}}]
-plistlib.dump(creators, open(sys.argv[2], "wb"))
+def drop_in(name, entry):
+    plistlib.dump({"Mail": [entry]}, open(f"{sys.argv[1]}/{name}.plist", "wb"))
+drop_in("full", {"Type": "FullAccount", "Description": {
+    "Framework": "/modules/example_full_account_module.so", "Class": "ExampleAccountCreator"}})
+drop_in("notifier", {"Type": "NotifierAccount", "Description": {
+    "Framework": "/modules/example_notifier_module.so", "Class": "ExampleNotifier",
+    "Supported Dataclasses": ["com.zelqo.Dataclass.Mail"]}})
 END
 "$tool" enable $mail Mail --root "$work/device" >/dev/null
 LD_LIBRARY_PATH=$work/lib EXAMPLE_NOTIFIER_OUTPUT=$work/heard \

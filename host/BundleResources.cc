@@ -1,7 +1,9 @@
 #include "host/BundleResources.h"
 
+#include <filesystem>
 #include <utility>
 
+#include "host/DropIns.h"
 #include "host/FileIO.h"
 #include "plist/Reader.h"
 
@@ -25,8 +27,12 @@ bool isFileName(std::string_view name) {
 
 }  // namespace
 
-BundleResources::BundleResources(std::string directory, std::vector<std::string> languages)
-    : directory_(std::move(directory)), languages_(std::move(languages)) {}
+BundleResources::BundleResources(std::string directory, std::vector<std::string> languages,
+                                 std::string dropIns, SystemLog& log)
+    : directory_(std::move(directory)),
+      dropIns_(std::move(dropIns)),
+      log_(log),
+      languages_(std::move(languages)) {}
 
 std::optional<std::string> BundleResources::pathOf(std::string_view name) {
   std::string path = directory_ + '/' + std::string(name) + ".plist";
@@ -36,7 +42,9 @@ std::optional<std::string> BundleResources::pathOf(std::string_view name) {
 }
 
 Result<Bytes> BundleResources::read(const std::string& path) {
-  return readRegular(openerOf(path), kLargestResource, path);
+  const std::string name = std::filesystem::path(path).stem();
+  return withDropIns(readRegular(openerOf(path), kLargestResource, path),
+                     dropIns_ + '/' + name + ".d", log_);
 }
 
 std::string BundleResources::localizedString(std::string_view key, std::string_view defaultValue,

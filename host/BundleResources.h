@@ -1,5 +1,6 @@
 // BundleResources are the resources of the plug-in bundle: property lists
-// Resources/NAME.plist and string tables Resources/LANG/TABLE.plist.
+// Resources/NAME.plist and string tables Resources/LANG/TABLE.plist. Installed modules complete
+// the creators information by files in a folder beside the bundle.
 #pragma once
 
 #include <map>
@@ -7,13 +8,17 @@
 #include <vector>
 
 #include "platform/Resources.h"
+#include "platform/SystemLog.h"
 
 namespace accountsettings {
 
 class BundleResources : public Resources {
  public:
-  // `directory` is the Resources directory on this machine; `languages` are tried in order.
-  BundleResources(std::string directory, std::vector<std::string> languages);
+  // `directory` is the Resources directory on this machine; `languages` are tried in order. The
+  // resource NAME is completed by the files in `dropIns`/NAME.d; what is wrong with one of them is
+  // written to `log`, which must outlive the resources.
+  BundleResources(std::string directory, std::vector<std::string> languages, std::string dropIns,
+                  SystemLog& log);
 
   [[nodiscard]] std::optional<std::string> pathOf(std::string_view name) override;
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
@@ -25,6 +30,8 @@ class BundleResources : public Resources {
   [[nodiscard]] const Dictionary& tableIn(const std::string& language, std::string_view table);
 
   std::string directory_;
+  std::string dropIns_;
+  SystemLog& log_;
   std::vector<std::string> languages_;
   std::map<std::string, Dictionary> tables_;  // by path
 };

@@ -6,6 +6,7 @@
 
 #include "host/HostTest.h"
 #include "host/Language.h"
+#include "plist/Reader.h"
 #include "plist/XmlWriter.h"
 
 namespace accountsettings {
@@ -56,7 +57,9 @@ class BundleResourcesTest : public ::testing::Test {
   }
 
   testing::TemporaryDirectory directory;
-  BundleResources resources{directory.path(), {"de-AT", "de", "en"}};
+  testing::KeptLog log;
+  BundleResources resources{
+      directory.path(), {"de-AT", "de", "en"}, directory.path() / "beside", log};
 };
 
 TEST_F(BundleResourcesTest, FindsAndReadsAPropertyList) {
@@ -74,6 +77,52 @@ TEST_F(BundleResourcesTest, ANameIsNoPath) {
   EXPECT_EQ(resources.pathOf(""), std::nullopt);
   EXPECT_EQ(resources.localizedString("key", "default", "../en/Table"), "default");
   std::filesystem::remove(directory.path() / "../Other.plist");
+}
+
+TEST_F(BundleResourcesTest, DropInsAddTheirEntriesInTheOrderOfTheirNames) {
+  write("Creators.plist", Dictionary{{"Mail", Array{"packaged"}}, {"Notes", Array{"packaged"}}});
+  write("beside/Creators.d/20-b.plist", Dictionary{{"Mail", Array{"b"}}, {"New", Array{"b"}}});
+  write("beside/Creators.d/10-a.plist", Dictionary{{"Mail", Array{"a1", "a2"}}});
+  write("beside/Creators.d/unused.txt", Dictionary{{"Mail", Array{"unused"}}});
+  write("beside/Others.d/c.plist", Dictionary{{"Mail", Array{"unused"}}});
+  const Result<Bytes> bytes = resources.read(*resources.pathOf("Creators"));
+  ASSERT_TRUE(bytes.ok());
+  EXPECT_EQ(*readPropertyList(*bytes),
+            PropertyList(Dictionary{{"Mail", Array{"packaged", "a1", "a2", "b"}},
+                                    {"Notes", Array{"packaged"}},
+                                    {"New", Array{"b"}}}));
+  EXPECT_THAT(log.lines, ::testing::IsEmpty());
+}
+
+TEST_F(BundleResourcesTest, ADropInThatIsWrongIsLoggedAndTheOthersCount) {
+  write("Creators.plist", Dictionary{{"Mail", Array{"packaged"}}, {"Table", Dictionary()}});
+  const std::string folder = directory.path() / "beside/Creators.d";
+  testing::DeviceRoot::writeFile(folder + "/1.plist", "nonsense");
+  write("beside/Creators.d/2.plist", Array{1});
+  write("beside/Creators.d/3.plist",
+        Dictionary{{"Mail", "text"}, {"Table", Array{1}}, {"New", Array{1}}});
+  std::filesystem::create_directories(folder + "/4.plist");
+  write("beside/Creators.d/5.plist", Dictionary{{"Mail", Array{"good"}}});
+  const Result<Bytes> bytes = resources.read(*resources.pathOf("Creators"));
+  ASSERT_TRUE(bytes.ok());
+  EXPECT_EQ(*readPropertyList(*bytes),
+            PropertyList(Dictionary{
+                {"Mail", Array{"packaged", "good"}}, {"Table", Dictionary()}, {"New", Array{1}}}));
+  ASSERT_EQ(log.lines.size(), 5U);
+  EXPECT_TRUE(log.lines[0].starts_with(folder + "/1.plist: "));
+  EXPECT_EQ(log.lines[1], folder + "/2.plist: a dictionary of lists was expected");
+  EXPECT_EQ(log.lines[2],
+            folder + "/3.plist: the value of \"Mail\" is no list that adds to a list");
+  EXPECT_EQ(log.lines[3],
+            folder + "/3.plist: the value of \"Table\" is no list that adds to a list");
+  EXPECT_EQ(log.lines[4], folder + "/4.plist: Is a directory");
+}
+
+TEST_F(BundleResourcesTest, AResourceThatIsMissingOrDamagedIsNotMadeOfDropIns) {
+  write("beside/Creators.d/1.plist", Dictionary{{"Mail", Array{1}}});
+  EXPECT_EQ(resources.read(directory.path() / "Creators.plist").error().code, ENOENT);
+  testing::DeviceRoot::writeFile(directory.path() / "Creators.plist", "nonsense");
+  EXPECT_EQ(resources.read(*resources.pathOf("Creators")).value(), testing::bytesOf("nonsense"));
 }
 
 TEST_F(BundleResourcesTest, TheFirstLanguageWithTheKeyCounts) {

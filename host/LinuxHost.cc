@@ -12,6 +12,8 @@
 #include "host/DynamicWebEngineLock.h"
 #include "host/FileIO.h"
 #include "host/FlockLocks.h"
+#include "host/FlockWriterLocks.h"
+#include "host/InotifyWatches.h"
 #include "host/Language.h"
 #include "host/LibraryLocation.h"
 #include "host/LinuxFiles.h"
@@ -86,8 +88,11 @@ struct LinuxHost::Services {
         names(accountNamesOf(root)),
         files(root, *names, systemLog, configuration.temporaryDirectory),
         resources(appendPathComponent(plugInDirectoryOf(configuration), kBundleResources),
-                  languagesFor(configuration.language.value_or(localeOfMessages()))),
+                  languagesFor(configuration.language.value_or(localeOfMessages())),
+                  plugInDirectoryOf(configuration), systemLog),
         locks(root, options.interrupted),
+        writerLocks(root, options.writerLockLimit, options.interrupted),
+        fileWatches(root),
         processes(root.isThisMachine(), options.processFilter),
         eventLoop(options.interrupted),
         webEngineLock(configuration.webEngineLibrary),
@@ -109,6 +114,8 @@ struct LinuxHost::Services {
   LinuxFiles files;
   BundleResources resources;
   FlockLocks locks;
+  FlockWriterLocks writerLocks;
+  InotifyWatches fileWatches;
   ProcessTable processes;
   PollEventLoop eventLoop;
   DynamicWebEngineLock webEngineLock;
@@ -139,7 +146,9 @@ struct LinuxHost::Services {
                     .identifiers = identifiers,
                     .directories = directories,
                     .systemLog = systemLog,
-                    .configuration = values};
+                    .configuration = values,
+                    .writerLocks = writerLocks,
+                    .fileWatches = fileWatches};
 };
 
 LinuxHost::LinuxHost(std::unique_ptr<Services> services) noexcept

@@ -2,6 +2,7 @@
 // at its start, makes a ProcessContext from its platform(), and uses the library.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -42,6 +43,8 @@ struct HostOptions {
   std::vector<std::string> builtInModules = {"DeviceLocalAccount"};
   // False resolves every path by the walk that serves kernels without openat2.
   bool useOpenat2 = true;
+  // How long a save waits for another program that holds the settings, before it fails.
+  std::chrono::milliseconds writerLockLimit{10'000};
 };
 
 // Use one host from one thread at a time; several hosts may exist at once.

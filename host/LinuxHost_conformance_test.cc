@@ -9,6 +9,7 @@
 #include "host/HostTest.h"
 #include "host/LinuxHost.h"
 #include "host/ProcessTable.h"
+#include "platform/PlatformWith.h"
 #include "plist/BinaryWriter.h"
 #include "plist/Reader.h"
 #include "testing/ConformanceDevice.h"
@@ -42,26 +43,7 @@ class LinuxDevice : public ConformanceDevice {
 
   // On a root in a temporary directory there are no processes; the test's own children serve.
   [[nodiscard]] Platform platform() override {
-    const Platform host = host_->platform();
-    return Platform{host.files,
-                    host.resources,
-                    host.locks,
-                    processes_,
-                    host.eventLoop,
-                    host.webEngineLock,
-                    host.notifications,
-                    host.preferences,
-                    host.deviceAnswers,
-                    host.deviceInfo,
-                    host.restrictions,
-                    host.externalSources,
-                    host.cloudAccountModel,
-                    host.modules,
-                    host.clock,
-                    host.identifiers,
-                    host.directories,
-                    host.systemLog,
-                    host.configuration};
+    return platformWith(host_->platform(), {.processes = &processes_});
   }
 
   void setPreference(const std::string& domain, const std::string& key,

@@ -73,9 +73,11 @@ bool AccountsDataMigrator::executeMigrationSteps() {
   // Also where nothing was to be done and where the upgrade failed.
   store->setDataVersion(AccountsManager::currentVersion());
   store->saveAllAccounts();
+  // Settings that were not even tried to be written hold nothing of what was converted.
+  const bool legacyFilesAreDone = needs->legacyFiles() && !store->lastSave().refused();
   store.reset();
 
-  if (result) finishSuccessfulMigration(needs->legacyFiles());
+  if (result) finishSuccessfulMigration(legacyFilesAreDone);
   AccountsManager::_setShouldSkipNotifications(false);
   return result;
 }
@@ -96,8 +98,8 @@ bool AccountsDataMigrator::convertAndUpgrade(const MigrationNeeds& needs, Accoun
   return _migrateNewAccountsInfo(store);
 }
 
-void AccountsDataMigrator::finishSuccessfulMigration(bool legacyFiles) {
-  if (legacyFiles) _removeOldAccountsInfo();
+void AccountsDataMigrator::finishSuccessfulMigration(bool removeLegacyFiles) {
+  if (removeLegacyFiles) _removeOldAccountsInfo();
   if (_saveMigrationInformation()) _saveCollatedMigrationInformation();
   const Platform& platform = ProcessContext::current().platform();
   // Most devices have no such marker.

@@ -31,7 +31,8 @@ class AccountsDataMigrator : public MigratorBase {
   bool performMigration() override;
   // REQUIRES: the migration lock is held. Switches change notifications off; they are on again
   // afterwards, except where an interrupted removal of the legacy files was found and ended. False
-  // where the upgrade fails: the settings are saved all the same, the legacy files kept. False too,
+  // where the upgrade fails: the settings are saved all the same, the legacy files kept; they are
+  // kept too where the save was refused (LastSave::refused()), whatever the result. False too,
   // with a line in the system log and the settings and legacy files as they were, where nobody can
   // tell whether the sentinel or a legacy file is there.
   bool executeMigrationSteps() override;
@@ -134,8 +135,8 @@ class AccountsDataMigrator : public MigratorBase {
   // Converts the legacy files that are there and upgrades the settings. Answers whether the upgrade
   // succeeded, which alone decides.
   bool convertAndUpgrade(const MigrationNeeds& needs, AccountsManager& store);
-  // What follows a migration that succeeded; `legacyFiles` tells that there were some.
-  void finishSuccessfulMigration(bool legacyFiles);
+  // What follows a migration that succeeded; `removeLegacyFiles` where there were some.
+  void finishSuccessfulMigration(bool removeLegacyFiles);
   // Puts the file, or an empty dictionary where it could not be read, into the collated record.
   // Does nothing where records are not kept.
   void collate(std::string_view key, const std::optional<Dictionary>& file);

@@ -282,6 +282,29 @@ TEST_F(Migration, NothingIsTouchedWhereNobodyCanTellWhatIsThere) {
   }
 }
 
+TEST_F(Migration, LegacyFilesStayWhereTheSettingsWereNotEvenTriedToBeWritten) {
+  const std::vector<std::function<void()>> obstacles = {
+      [&] { fake.writerLocks.holdElsewhere(kSettings); },
+      [&] { fake.faults.failAlways("files.read", EIO); },
+  };
+  for (const auto& obstacle : obstacles) {
+    putSettings(12, oneMailAccount());
+    putLegacyMail();
+    const auto before = fake.files.bytes(kSettings);
+    obstacle();
+    EXPECT_TRUE(migrate());
+    EXPECT_EQ(fake.files.bytes(kSettings), before);
+    EXPECT_TRUE(fake.files.has(kLegacyMail));
+    EXPECT_FALSE(fake.files.has(kSentinel));
+    fake.faults.clear();
+    fake.writerLocks.releaseElsewhere(kSettings);
+    // The next run does what this one could not.
+    EXPECT_TRUE(migrate());
+    EXPECT_FALSE(fake.files.has(kLegacyMail));
+    EXPECT_NE(fake.files.bytes(kSettings), before);
+  }
+}
+
 TEST_F(Migration, TheSettingsCopyIsMadeBeforeTheSentinelIsLookedFor) {
   putSettings(12, {});
   EXPECT_TRUE(migrate());

@@ -8,6 +8,7 @@
 #include "platform/Device.h"
 #include "platform/Directories.h"
 #include "platform/ExclusiveFileLock.h"
+#include "platform/FileWatches.h"
 #include "platform/Files.h"
 #include "platform/Modules.h"
 #include "platform/Notifications.h"
@@ -15,6 +16,7 @@
 #include "platform/Processes.h"
 #include "platform/Resources.h"
 #include "platform/SystemLog.h"
+#include "platform/WriterLocks.h"
 
 namespace accountsettings {
 
@@ -38,6 +40,8 @@ struct Platform {
   Directories& directories;
   SystemLog& systemLog;
   Configuration& configuration;
+  WriterLocks& writerLocks = noWriterLocks();
+  FileWatches& fileWatches = noFileWatches();
 };
 
 }  // namespace accountsettings

@@ -15,6 +15,7 @@ struct OtherServices {
   Clock* clock = nullptr;
   Identifiers* identifiers = nullptr;
   SystemLog* systemLog = nullptr;
+  WriterLocks* writerLocks = nullptr;
 };
 
 [[nodiscard]] inline Platform platformWith(const Platform& platform, const OtherServices& others) {
@@ -39,7 +40,9 @@ struct OtherServices {
           chosen(others.identifiers, platform.identifiers),
           platform.directories,
           chosen(others.systemLog, platform.systemLog),
-          platform.configuration};
+          platform.configuration,
+          chosen(others.writerLocks, platform.writerLocks),
+          platform.fileWatches};
 }
 
 }  // namespace accountsettings

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -18,6 +19,9 @@
 #include "account/BasicAccount.h"
 #include "platform/ExclusiveFileLock.h"
 #include "plist/PropertyList.h"
+#include "plist/Result.h"
+#include "store/ChangeListener.h"
+#include "store/LastSave.h"
 
 namespace accountsettings {
 
@@ -97,7 +101,7 @@ class AccountsManager {
   [[nodiscard]] static std::string fullPathToAccountSettingsPlist();
   // A store of what the settings file holds; a missing or unreadable file gives an empty store.
   // Accounts of which no record can be made, and children without identifier, are logged and passed
-  // over. Nothing is written.
+  // over. Nothing is written. See loadError() for a file that could not be read.
   [[nodiscard]] static std::unique_ptr<AccountsManager> init();
   // The same; for use inside a migration. Takes no lock.
   [[nodiscard]] static std::unique_ptr<AccountsManager> initInsideOfMigration();
@@ -106,6 +110,11 @@ class AccountsManager {
       const std::optional<Array>& accountsInfo);
   // The version in the file that the store was built from, else 0; see setDataVersion().
   [[nodiscard]] std::int64_t dataVersion() const noexcept;
+  // Why the settings file could not be read when the store was loaded: the disk failed, say, or
+  // descriptors were used up. nullptr where it was read, where there was none and where it held
+  // something else. Such a store is empty and never saves, so as not to replace what nobody has
+  // seen; a store that is loaded later may.
+  [[nodiscard]] const Error* loadError() const noexcept;
 
   // Queries. None, or an empty list, where nothing is found.
   // The top-level account; for the identifier of a child its parent.
@@ -165,16 +174,35 @@ class AccountsManager {
   void removeChildWithIdentifierFromAccount(std::string_view identifier, const Account& parent);
 
   // Merges every account with what the file holds now, replaces the file, and tells the notifiers
-  // what has changed since this was last told. A failure to write is logged and leaves the file as
-  // it was. AssertionFailure, with the file written, where a notifier is not
-  // there or the creators information is malformed.
+  // what has changed since this was last told. No other program that saves replaces the file
+  // between that reading and the replacing, where the platform has such a lock. Accounts that are
+  // in the file only, because another program added them after this store was loaded, are dropped:
+  // a program that is not to lose them loads, edits and saves within withSettingsLocked(). A
+  // failure is logged, told by lastSave(), and leaves file and memory as they were.
+  // AssertionFailure, with the file written, where a notifier is not there or the creators
+  // information is malformed.
   void saveAllAccounts();
+  // What became of the last save of this store, and why it failed. The reference is good until the
+  // next one.
+  [[nodiscard]] const LastSave& lastSave() const noexcept;
+  // Does `work` while no other program that saves may replace the settings: a store that is loaded,
+  // edited and saved in it loses nobody's edit. Waits, for a bounded time, for whoever holds them;
+  // fails where they did all the time, and then `work` is not done. What `work` throws is passed
+  // on. Keep it short, and do not migrate in it. Does nothing but the work on a platform without
+  // such a lock.
+  static Status withSettingsLocked(const std::function<void()>& work);
   // Key by key: the memory's value where it was changed, added or removed since the original, else
   // the disk's. `inMemory` itself where there is no original or nothing on disk.
   [[nodiscard]] Dictionary mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
       const Dictionary& inMemory, const Dictionary& original,
       const std::optional<Dictionary>& onDisk) const;
 
+  // Registers a function of this program with the current context. After each save that tells the
+  // notifiers, it is called once, after them, with what was added, deleted or changed; it hears of
+  // changes that concern the data classes given, as their notifiers do, or, without any, of every
+  // account of which anything changed. Saves of other processes are told by AccountsWatcher.
+  [[nodiscard]] static ListenerRegistration addChangeListener(ChangeListener listener,
+                                                              StringList dataclasses = {});
   // Tells the notifiers of the account's type and the data class directly, also while others are
   // skipped. AssertionFailure where a notifier is not there or the creators information is
   // malformed.
@@ -266,8 +294,9 @@ class AccountsManager {
       const std::optional<Dictionary>& root);
   // The parts of saveAllAccounts(), in order.
   bool fixAccountsBeforeSaving();
-  [[nodiscard]] Dictionary rootMergedWithDisk();
-  bool writeRoot(const Dictionary& root);
+  [[nodiscard]] LastSave mergeAndReplace();
+  [[nodiscard]] Dictionary mergedWith(const std::optional<Dictionary>& rootOnDisk) const;
+  [[nodiscard]] LastSave writeRoot(const Dictionary& root);
   // Makes what is in memory the state that the next save compares with.
   void moveBaselines();
   void tellFixers(bool saved);

@@ -14,27 +14,32 @@
 
 namespace accountsettings {
 
+// Callers hand in entries of the store's own list (allBasicAccounts()) or the parent that a child
+// keeps, and both may go or move while the store changes: each edit holds its accounts by itself.
+
 void AccountsManager::updateAccount(const Account& account) {
   if (account == nullptr) return;
-  RSLog("Updating account:%@", account->properties().values());
-  const std::optional<std::string> identifier = account->identifier();
+  const Account entered = account;
+  RSLog("Updating account:%@", entered->properties().values());
+  const std::optional<std::string> identifier = entered->identifier();
   if (!identifier) return;
   const auto places = contents_->ordered.placesOf(*identifier);
   for (auto place = places.rbegin(); place != places.rend(); ++place) {
-    contents_->ordered.replace(*place, account);
-    contents_->topLevel.set(*identifier, account);
-    _loadChildrenFromAccount(account);
+    contents_->ordered.replace(*place, entered);
+    contents_->topLevel.set(*identifier, entered);
+    _loadChildrenFromAccount(entered);
   }
 }
 
 void AccountsManager::insertAccount(const Account& account) {
   if (account == nullptr) return;
-  RSLog("Inserting account:", account->properties().values());
-  const std::optional<std::string> identifier = account->identifier();
+  const Account entered = account;
+  RSLog("Inserting account:", entered->properties().values());
+  const std::optional<std::string> identifier = entered->identifier();
   if (!identifier || contents_->topLevel.find(*identifier) != nullptr) return;
-  contents_->topLevel.set(*identifier, account);
-  contents_->ordered.append(account);
-  _loadChildrenFromAccount(account);
+  contents_->topLevel.set(*identifier, entered);
+  contents_->ordered.append(entered);
+  _loadChildrenFromAccount(entered);
 }
 
 void AccountsManager::deleteAccount(const Account& account) {
@@ -58,12 +63,13 @@ void AccountsManager::replaceAccountWithAccount(const Account& oldAccount,
   if (oldAccount == nullptr || newAccount == nullptr) return;
   const auto place = contents_->ordered.placeOf(*oldAccount);
   if (!place) return;
+  const Account entered = newAccount;
   if (const auto identifier = oldAccount->identifier()) {
     _removeChildrenForAccountWithIdentifier(*identifier);
     contents_->topLevel.remove(*identifier);
   }
-  contents_->ordered.replace(*place, newAccount);
-  _loadChildrenFromAccount(newAccount);
+  contents_->ordered.replace(*place, entered);
+  _loadChildrenFromAccount(entered);
 }
 
 void AccountsManager::replaceAccountsWithTypesWithAccounts(const StringList& types,

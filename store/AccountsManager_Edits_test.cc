@@ -521,5 +521,134 @@ TEST_F(AccountsManagerEdits, NothingIsTracedWhenTracingIsOff) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
+// The identifier that a record stores, where it reports another.
+
+// Reports "DeviceLocalAccount" whatever it stores.
+std::shared_ptr<BasicAccount> reportingAnother(std::string_view stored) {
+  return DeviceLocalAccount::accountWithProperties(
+      {{"Type", "OnMyDevice"}, {"Class", "DeviceLocalAccount"}, {"Identifier", stored}});
+}
+
+TEST_F(AccountsManagerEdits, ReplacingKeepsAnAccountUnderTheIdentifierThatItStores) {
+  const auto store = storeOf({account("A")});
+  const Account kept = reportingAnother("stored");
+  store->insertAccount(kept);
+  ASSERT_EQ(store->accountWithIdentifier("DeviceLocalAccount"), kept);
+  store->replaceAccountsWithTypesWithAccounts({"Mail"}, {});
+  EXPECT_EQ(store->accountWithIdentifier("stored"), kept);
+  EXPECT_EQ(store->accountWithIdentifier("DeviceLocalAccount"), nullptr);
+}
+
+TEST_F(AccountsManagerEdits, ReplacingAppendsAnAccountUnderTheIdentifierThatItStores) {
+  const auto store = storeOf({account("A")});
+  const Account appended = reportingAnother("stored");
+  store->replaceAccountsWithTypesWithAccounts({"OnMyDevice"}, {appended});
+  EXPECT_EQ(store->allBasicAccounts().back(), appended);
+  EXPECT_EQ(store->accountWithIdentifier("stored"), appended);
+  EXPECT_EQ(store->accountWithIdentifier("DeviceLocalAccount"), nullptr);
+}
+
+TEST_F(AccountsManagerEdits, ReplacingTakesThePlaceOfTheAccountThatStoresTheIdentifier) {
+  const auto store = storeOf({account("stored"), account("DeviceLocalAccount")});
+  const Account replacement = reportingAnother("stored");
+  store->replaceAccountsWithTypesWithAccounts({"OnMyDevice"}, {replacement});
+  ASSERT_EQ(store->count(), 2U);
+  EXPECT_EQ(store->allBasicAccounts()[0], replacement);
+}
+
+TEST_F(AccountsManagerEdits, EveryEditGivesAChildTheVeryRecordThatHoldsItAsItsParent) {
+  const auto store = storeOf({parent("P", {account("c")}), account("Q")});
+  const auto parentOf = [&](std::string_view child) {
+    const Account found = childIn(*store, child);
+    return found != nullptr ? found->parentAccount() : nullptr;
+  };
+  const Account updated = record(parent("P", {account("c")}));
+  store->updateAccount(updated);
+  EXPECT_EQ(parentOf("c"), updated);
+  const Account q = store->accountWithIdentifier("Q");
+  store->addChildToAccount(record(account("d")), q);
+  EXPECT_EQ(parentOf("d"), q);
+  const Account moved = record(account("d"));
+  moved->setParentAccount(updated);
+  store->replaceAccountsWithTypesWithAccounts({}, {moved});
+  EXPECT_EQ(parentOf("d"), updated);
+  EXPECT_EQ(store->accountWithIdentifier("d"), updated);
+  const Account replacement = record(parent("R", {account("e")}));
+  store->replaceAccountWithAccount(q, replacement);
+  EXPECT_EQ(parentOf("e"), replacement);
+  const Account inserted = record(parent("I", {account("f")}));
+  store->insertAccount(inserted);
+  EXPECT_EQ(parentOf("f"), inserted);
+}
+
+// Accounts that are handed in by the store's own references, which an edit moves or frees. What
+// would be read after it was freed shows under AddressSanitizer.
+
+TEST_F(AccountsManagerEdits, AListedAccountThatWasReplacedIsInsertedByItsPlace) {
+  const auto store = storeOf({account("A"), account("B")});
+  store->replaceAccountWithAccount(store->allBasicAccounts()[0],
+                                   record(parent("N", {account("c")})));
+  store->insertAccount(store->allBasicAccounts()[0]);
+  EXPECT_THAT(listed(*store), ElementsAre("N", "B", "N"));
+  EXPECT_EQ(store->accountWithIdentifier("c"), store->accountWithIdentifier("N"));
+}
+
+TEST_F(AccountsManagerEdits, AListedAccountWithAChangedIdentifierIsInsertedByItsPlace) {
+  const auto store = storeOf({parent("A", {account("c")}), account("B")});
+  store->allBasicAccounts()[0]->setAccountPropertyForKey("N", "Identifier");
+  store->insertAccount(store->allBasicAccounts()[0]);
+  EXPECT_THAT(listed(*store), ElementsAre("N", "B", "N"));
+  EXPECT_EQ(store->accountWithIdentifier("N"), store->allBasicAccounts()[2]);
+}
+
+TEST_F(AccountsManagerEdits, AListedAccountThatASaveFoundUnfixableIsInsertedByItsPlace) {
+  const auto store = storeOf({mailAccount("A", "IMAPAccount"), account("B")});
+  store->allBasicAccounts()[0]->setAccountClass("no mail class");
+  store->saveAllAccounts();
+  ASSERT_EQ(store->accountWithIdentifier("A"), nullptr);
+  store->insertAccount(store->allBasicAccounts()[0]);
+  EXPECT_THAT(listed(*store), ElementsAre("A", "B", "A"));
+  EXPECT_NE(store->accountWithIdentifier("A"), nullptr);
+}
+
+TEST_F(AccountsManagerEdits, EveryEditTakesTheListsOwnEntries) {
+  const auto store = storeOf({parent("A", {account("c")}), account("B"), account("C")});
+  store->updateAccount(store->allBasicAccounts()[0]);
+  store->addChildToAccount(store->allBasicAccounts()[2], store->allBasicAccounts()[0]);
+  store->removeChildWithIdentifierFromAccount("c", store->allBasicAccounts()[0]);
+  store->replaceAccountWithAccount(store->allBasicAccounts()[1], store->allBasicAccounts()[2]);
+  EXPECT_THAT(listed(*store), ElementsAre("A", "C", "C"));
+  store->replaceAccountsWithTypesWithAccounts({"CalDAV"}, store->allBasicAccounts());
+  EXPECT_THAT(listed(*store), ElementsAre("A", "C", "C"));
+  store->deleteAccount(store->allBasicAccounts()[0]);
+  EXPECT_THAT(listed(*store), ElementsAre("C", "C"));
+}
+
+TEST_F(AccountsManagerEdits, TheParentThatAForgottenChildKeepsIsTakenByReference) {
+  const auto store = storeOf({parent("A", {account("c"), account("d")})});
+  // Nobody but the store holds the child, and the child holds the reference that is handed in.
+  const std::shared_ptr<BasicAccount>& kept = childIn(*store, "c")->parentAccount();
+  store->removeChildWithIdentifierFromAccount("c", kept);
+  EXPECT_EQ(childIn(*store, "c"), nullptr);
+  EXPECT_NE(childIn(*store, "d"), nullptr);
+  const std::shared_ptr<BasicAccount>& again = childIn(*store, "d")->parentAccount();
+  store->_loadChildrenFromAccount(again);
+  EXPECT_NE(childIn(*store, "d"), nullptr);
+  const std::shared_ptr<BasicAccount>& last = childIn(*store, "d")->parentAccount();
+  store->addChildToAccount(record(account("e")), last);
+  EXPECT_NE(childIn(*store, "e"), nullptr);
+}
+
+TEST_F(AccountsManagerEdits, ChildrenAreForgottenByAnIdentifierThatOneOfThemHolds) {
+  Dictionary child = account("c");
+  child.set("Holder", "A long identifier of the parent, kept by the child");
+  const auto store =
+      storeOf({parent("A long identifier of the parent, kept by the child", {child})});
+  const std::string_view held = *childIn(*store, "c")->properties().find("Holder")->stringValue();
+  store->accountWithIdentifier("c")->removeAccountPropertyForKey("ChildAccounts");
+  store->_removeChildrenForAccountWithIdentifier(held);
+  EXPECT_EQ(childIn(*store, "c"), nullptr);
+}
+
 }  // namespace
 }  // namespace accountsettings

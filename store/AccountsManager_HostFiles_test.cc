@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -196,6 +197,25 @@ TEST_F(AccountsManagerHostFiles, WithoutTheRightToWriteTheDirectoryNothingIsSave
   });
   EXPECT_EQ(lines, 0);
   EXPECT_EQ(content(), before);
+}
+
+TEST_F(AccountsManagerHostFiles, AStoreThatWasLoadedWithoutDescriptorsReplacesNothing) {
+  fill(3);
+  const std::string before = content();
+  EXPECT_EQ(testing::inChild([&] {
+              struct rlimit limit {};
+              if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 99;
+              const struct rlimit none { 0, limit.rlim_max };
+              ::setrlimit(RLIMIT_NOFILE, &none);
+              const auto store = AccountsManager::init();
+              ::setrlimit(RLIMIT_NOFILE, &limit);
+              if (store->loadError() == nullptr || store->loadError()->code != EMFILE) return 1;
+              store->saveAllAccounts();
+              return store->lastSave().outcome() == LastSave::Outcome::NeverLoaded ? 0 : 2;
+            }),
+            0);
+  EXPECT_EQ(content(), before);
+  EXPECT_EQ(AccountsManager::init()->count(), 3U);
 }
 
 TEST_F(AccountsManagerHostFiles, FullDiskLeavesTheOldFile) {

@@ -18,8 +18,10 @@ std::unique_ptr<AccountsManager> AccountsManager::init() {
 
 std::unique_ptr<AccountsManager> AccountsManager::initInsideOfMigration() {
   SettingsFile file;
-  std::unique_ptr<AccountsManager> store = initWithRoot(file.read());
+  const Result<std::optional<Dictionary>> root = file.read();
+  std::unique_ptr<AccountsManager> store = initWithRoot(root ? *root : std::nullopt);
   store->contents_->file = std::move(file);
+  if (!root) store->contents_->loadError = root.error();
   return store;
 }
 
@@ -35,12 +37,16 @@ std::unique_ptr<AccountsManager> AccountsManager::initWithRoot(
   std::optional<Array> accountsInfo;
   std::int64_t version = 0;
   if (root) {
-    if (const Array* accounts = root->array(kPlistAccountsKey)) accountsInfo = *accounts;
+    accountsInfo = accountsOf(*root);
     version = root->integer(kPlistVersionKey);
   }
   std::unique_ptr<AccountsManager> store = initWithAccounsInfoArray(accountsInfo);
   store->setDataVersion(version);
   return store;
+}
+
+const Error* AccountsManager::loadError() const noexcept {
+  return contents_->loadError ? &*contents_->loadError : nullptr;
 }
 
 void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accountsInfo) {
@@ -73,9 +79,10 @@ void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accounts
 }
 
 void AccountsManager::_loadChildrenFromAccount(const Account& parent) {
-  const std::optional<std::string> parentIdentifier = parent->identifier();
+  const Account kept = parent;  // a child that is forgotten may be who keeps the reference
+  const std::optional<std::string> parentIdentifier = kept->identifier();
   if (parentIdentifier) _removeChildrenForAccountWithIdentifier(*parentIdentifier);
-  for (const PropertyList& description : childDescriptionsOf(*parent).value_or(Array())) {
+  for (const PropertyList& description : childDescriptionsOf(*kept).value_or(Array())) {
     const Account child = recordOf(description);
     // What counts is the identifier in the file. A fresh one would be another at every load.
     const std::optional<std::string> identifier =
@@ -86,7 +93,7 @@ void AccountsManager::_loadChildrenFromAccount(const Account& parent) {
     }
     // A parent without identifier could never be told to forget its children again.
     if (!parentIdentifier) continue;
-    child->setParentAccount(parent);
+    child->setParentAccount(kept);
     contents_->children.set(*identifier, child, *parentIdentifier);
   }
 }

@@ -1,9 +1,7 @@
 // AccountsManager_Notifications.cc tells the owners of data classes that accounts changed. The
 // creators information names a notifier class per account type and data class; after a save each
 // class gets one list of change records.
-#include <algorithm>
 #include <atomic>
-#include <iterator>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -15,7 +13,9 @@
 #include "account/StringList.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ProcessContext.h"
+#include "store/AccountChanges.h"
 #include "store/AccountsManager.h"
+#include "store/ChangeListeners.h"
 #include "store/IdentifierMap.h"
 #include "store/NotificationSwitch.h"
 #include "store/StoreContents.h"
@@ -33,10 +33,6 @@ const ProcessContext::Slot<NotificationState> notificationSlot{};
 constexpr const char* kSourceFile = "AccountsManager";
 constexpr const char* kLookup = "+[AccountsManager _notifierClassNamesForAccountType:dataclass:]";
 constexpr const char* kMalformed = "Malformed AccountCreators information. Could not find ";
-
-// Data classes in ascending order, without repeats. They live as long as the properties in which
-// they were found.
-using Dataclasses = std::vector<std::string_view>;
 
 ClassObject& notifierClass(const std::string& name, const char* method) {
   ClassObject* found = classNamed(name);
@@ -62,76 +58,6 @@ std::string loadedNotifierClassName(const Dictionary& description, const std::st
         kSourceFile);
   }
   return std::string(*name);
-}
-
-// The data classes stored as enabled, as they stand; the record's own rules play no part.
-Dataclasses enabledIn(const Dictionary& properties) {
-  Dataclasses enabled;
-  for (const PropertyList& each : properties.arrayOrEmpty(kAccountEnabledDataclasses)) {
-    if (const auto dataclass = each.stringValue()) enabled.push_back(*dataclass);
-  }
-  std::sort(enabled.begin(), enabled.end());
-  enabled.erase(std::unique(enabled.begin(), enabled.end()), enabled.end());
-  return enabled;
-}
-
-// Whether notifiers of an enabled data class are interested in a change of the key.
-bool isNotified(std::string_view key) {
-  return key != kAccountEnabledDataclasses && key != kAccountChildAccounts && key != "IsActive";
-}
-
-// Whether each notified entry of `left` stands in `right` as well.
-bool notifiedEntriesStandIn(const Dictionary& left, const Dictionary& right) {
-  const Dictionary::Entry* beside = right.begin();
-  for (const auto& [key, value] : left) {
-    // Two states of one account mostly agree in their order.
-    const bool isBeside = beside != right.end() && beside->key() == key;
-    const PropertyList* other = isBeside ? &beside->value() : right.find(key);
-    if (isNotified(key) && (other == nullptr || *other != value)) return false;
-    if (beside != right.end()) ++beside;
-  }
-  return true;
-}
-
-Dataclasses dataclassesConcernedByChange(const Dictionary& original, const Dictionary& current) {
-  if (original.identicalTo(current)) return {};
-  const Dataclasses before = enabledIn(original);
-  const Dataclasses now = enabledIn(current);
-  Dataclasses switched;
-  std::set_symmetric_difference(before.begin(), before.end(), now.begin(), now.end(),
-                                std::back_inserter(switched));
-  if (now.empty() ||
-      (notifiedEntriesStandIn(original, current) && notifiedEntriesStandIn(current, original))) {
-    return switched;
-  }
-  Dataclasses concerned;
-  std::set_union(switched.begin(), switched.end(), now.begin(), now.end(),
-                 std::back_inserter(concerned));
-  return concerned;
-}
-
-Dataclasses dataclassesConcerned(AccountChangeType changeType, const Dictionary& original,
-                                 const Dictionary& current) {
-  switch (changeType) {
-    case AccountChangeType::Added:
-      return enabledIn(current);
-    case AccountChangeType::Deleted:
-      return enabledIn(original);
-    case AccountChangeType::Modified:
-      return dataclassesConcernedByChange(original, current);
-  }
-  return {};
-}
-
-// The string under `key` in the current properties, else in the original ones.
-std::optional<std::string> textOfEither(std::string_view key,
-                                        const std::optional<Dictionary>& current,
-                                        const std::optional<Dictionary>& original) {
-  for (const auto* each : {&current, &original}) {
-    const auto text = *each ? (*each)->string(key) : std::nullopt;
-    if (text) return std::string(*text);
-  }
-  return std::nullopt;
 }
 
 }  // namespace
@@ -190,30 +116,27 @@ void AccountsManager::accountDidChangeForDataclass(const BasicAccount& account,
 void AccountsManager::_addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
     NotificationSet& notifications, AccountChangeType changeType,
     const std::optional<Dictionary>& original, const std::optional<Dictionary>& current) const {
-  static const Dictionary kNone;
-  const Dataclasses concerned =
-      dataclassesConcerned(changeType, original ? *original : kNone, current ? *current : kNone);
+  const Dataclasses concerned = dataclassesConcerned(changeType, original, current);
   if (concerned.empty()) return;
-  const auto type = textOfEither(kAccountType, current, original);
+  const Dictionary record = changeRecord(changeType, original, current);
+  const auto type = stringOf(record.find(kRSChangeAccountTypeKey));
   std::set<std::string> notifiers;
   for (const std::string_view dataclass : concerned) {
-    const StringList names = _notifierClassNamesForAccountTypeDataclass(type, dataclass);
+    const StringList names = _notifierClassNamesForAccountTypeDataclass(
+        type ? std::optional(std::string(*type)) : std::nullopt, dataclass);
     notifiers.insert(names.begin(), names.end());
   }
-  if (notifiers.empty()) return;
-  Dictionary record{{kRSChangeAccountChangeTypeKey, static_cast<std::int32_t>(changeType)}};
-  record.set(kRSChangeAccountIdentifierKey, textOfEither(kAccountIdentifier, current, original));
-  record.set(kRSChangeAccountTypeKey, type);
-  record.set(kRSChangeAccountOriginallyEnabledDataclassesKey,
-             original ? original->arrayOrEmpty(kAccountEnabledDataclasses) : Array());
   for (const std::string& name : notifiers) notifications[name].append(record);
 }
 
 void AccountsManager::_sendNotificationsForChangedAccounts() {
   constexpr const char* kMethod = "-[AccountsManager _sendNotificationsForChangedAccounts]";
   NotificationSet notifications;
+  ListenerNews& news = contents_->news;
+  news = ListenerNews::forListeners();
   const auto add = [&](AccountChangeType changeType, const std::optional<Dictionary>& original,
                        const std::optional<Dictionary>& current) {
+    news.add(changeType, original, current);
     _addNotificationToDictionaryForChangeTypeOriginalPropertiesCurrentProperties(
         notifications, changeType, original, current);
   };

@@ -615,5 +615,17 @@ TEST_F(AccountsManagerNotifications, MissingGroupNameAnswersItsKey) {
             "SUBSCRIBED_CALENDAR_GROUP_TITLE");
 }
 
+TEST_F(AccountsManagerNotifications, AnEmptyCreatorsListIsAListAndNamesNobody) {
+  fake.resources.put("AccountCreators", Dictionary{{"CalDAV", Array()}});
+  EXPECT_THAT(AccountsManager::_notifierClassNamesForAccountTypeDataclass("CalDAV", kMail),
+              IsEmpty());
+  const Account account = record(StoreTest::account("A"));
+  EXPECT_EQ(
+      account->_creatorClassNameForAccountTypeCreatorTypeLoader("CalDAV", "FullAccount", nullptr),
+      std::nullopt);
+  EXPECT_THROW((void)AccountsManager::_notifierClassNamesForAccountTypeDataclass("Mail", kMail),
+               AssertionFailure);
+}
+
 }  // namespace
 }  // namespace accountsettings

@@ -10,6 +10,8 @@
 #include "store/AccountsManager.h"
 #include "store/InBatches.h"
 #include "store/NotificationSwitch.h"
+#include "store/SettingsGuard.h"
+#include "store/SettingsHistory.h"
 #include "store/StoreContents.h"
 
 namespace accountsettings {
@@ -37,13 +39,20 @@ Dictionary merged(const Dictionary& inMemory, const Dictionary& original,
 void AccountsManager::saveAllAccounts() {
   RSLog("Saving all accounts");
   const bool fixedAny = fixAccountsBeforeSaving();
-  const bool saved = writeRoot(rootMergedWithDisk());
-  if (saved) moveBaselines();
+  contents_->lastSave = mergeAndReplace();
+  const bool saved = contents_->lastSave.saved();
+  if (saved) {
+    moveBaselines();
+  } else {
+    systemLog("Failed to save accounts to filesystem.");
+  }
   // Told also where the save failed, as what was fixed stays fixed in memory.
   if (fixedAny) tellFixers(true);
   if (!saved || notificationsAreSkipped()) return;
   _sendNotificationsForChangedAccounts();
   _setOriginalAccountDictionaries();
+  // Last, so that a listener may itself save.
+  std::exchange(contents_->news, {}).tell();
 }
 
 bool AccountsManager::fixAccountsBeforeSaving() {
@@ -65,8 +74,33 @@ bool AccountsManager::fixAccountsBeforeSaving() {
   return fixedAny;
 }
 
-Dictionary AccountsManager::rootMergedWithDisk() {
-  const std::unique_ptr<AccountsManager> onDisk = initWithRoot(contents_->file.read());
+LastSave AccountsManager::mergeAndReplace() {
+  using Outcome = LastSave::Outcome;
+  // What nobody has seen is not replaced by what little this store holds.
+  if (const Error* error = loadError()) {
+    systemLog("The account settings could not be read when they were loaded. %@", *error);
+    return {Outcome::NeverLoaded, *error};
+  }
+  // From reading the file again until it is replaced, no other program may replace it.
+  const Result<std::unique_ptr<SettingsGuard>> guard = SettingsGuard::take();
+  if (!guard) {
+    systemLog("The account settings could not be locked. %@", guard.error());
+    return {Outcome::NotLocked, guard.error()};
+  }
+  const Result<std::optional<Dictionary>> onDisk = contents_->file.read();
+  if (!onDisk) {
+    systemLog("The account settings could not be read again to be merged with. %@", onDisk.error());
+    return {Outcome::NotReadAgain, onDisk.error()};
+  }
+  const Dictionary root = mergedWith(*onDisk);
+  OwnSave ownSave;
+  LastSave save = writeRoot(root);
+  if (save.saved()) ownSave.succeeded(*onDisk ? accountsOf(**onDisk) : Array(), accountsOf(root));
+  return save;
+}
+
+Dictionary AccountsManager::mergedWith(const std::optional<Dictionary>& rootOnDisk) const {
+  const std::unique_ptr<AccountsManager> onDisk = initWithRoot(rootOnDisk);
   std::vector<PropertyList> accounts;
   accounts.reserve(count());
   forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
@@ -100,14 +134,22 @@ SerializedSettings AccountsManager::serializeSettings(const Dictionary& root) co
   return {std::move(bytes).value(), std::nullopt};
 }
 
-bool AccountsManager::writeRoot(const Dictionary& root) {
+LastSave AccountsManager::writeRoot(const Dictionary& root) {
   SerializedSettings serialized = serializeSettings(root);
   if (!serialized.data || serialized.error) {
     systemLog("Failed to serialize account settings data: %@", serialized.error);
   }
-  const bool saved = contents_->file.replace(std::move(serialized.data), root);
-  if (!saved) systemLog("Failed to save accounts to filesystem.");
-  return saved;
+  const bool hasData = serialized.data.has_value();
+  Result<Bytes> data = hasData ? Result<Bytes>(std::move(*serialized.data))
+                               : Error{serialized.error.value_or("no data"), 0};
+  const Status replaced = contents_->file.replace(std::move(data), root);
+  if (replaced) return LastSave::success();
+  return {hasData ? LastSave::Outcome::NotWritten : LastSave::Outcome::NotSerialized,
+          replaced.error()};
+}
+
+const LastSave& AccountsManager::lastSave() const noexcept {
+  return contents_->lastSave;
 }
 
 void AccountsManager::moveBaselines() {

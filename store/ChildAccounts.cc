@@ -18,13 +18,14 @@ void ChildAccounts::set(std::string_view childIdentifier, Account child,
 void ChildAccounts::forgetChildrenOf(std::string_view parentIdentifier) {
   const std::vector<std::string>* children = childrenByParent_.find(parentIdentifier);
   if (children == nullptr) return;
+  const std::string forgotten(parentIdentifier);  // it may be a view of what is removed here
   for (const std::string& child : *children) {
     const std::string* parent = parents_.find(child);
-    if (parent == nullptr || *parent != parentIdentifier) continue;
+    if (parent == nullptr || *parent != forgotten) continue;
     parents_.remove(child);
     accounts_.remove(child);
   }
-  childrenByParent_.remove(parentIdentifier);
+  childrenByParent_.remove(forgotten);
 }
 
 void ChildAccounts::clear() {

@@ -5,21 +5,25 @@
 #include <optional>
 
 #include "plist/PropertyList.h"
+#include "plist/Result.h"
 
 namespace accountsettings {
 
 class SettingsFile {
  public:
-  // The dictionary in the file now; none where the file is missing, unreadable or holds something
-  // else.
-  [[nodiscard]] std::optional<Dictionary> read();
-  // Replaces the file, whole or not at all, by `data`, which is `root` serialised. Without data, as
-  // after any other failure, it answers false; the file is as it was and nothing else stays behind.
-  bool replace(std::optional<Bytes> data, const Dictionary& root);
+  // The dictionary in the file now; none where there is no file or it holds something else. Fails
+  // where the file cannot be read: nobody can tell then what it holds.
+  [[nodiscard]] Result<std::optional<Dictionary>> read();
+  // Replaces the file, whole or not at all, by `data`, which is `root` serialised. After a failure,
+  // which lacking data is too, the file is as it was and nothing else stays behind.
+  Status replace(Result<Bytes> data, const Dictionary& root);
 
  private:
   Bytes knownBytes_;
   Dictionary knownRoot_;
 };
+
+// The list of accounts in a settings file's root; empty where it has none.
+[[nodiscard]] Array accountsOf(const Dictionary& root);
 
 }  // namespace accountsettings

@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "plist/PropertyList.h"
 #include "store/AccountsByIdentifier.h"
 #include "store/AccountsManager.h"
+#include "store/ChangeListeners.h"
 #include "store/ChildAccounts.h"
 #include "store/InBatches.h"
 #include "store/OrderedAccounts.h"
@@ -36,6 +38,11 @@ struct AccountsManager::Contents {
   std::int64_t dataVersion = 0;
   std::vector<std::unique_ptr<RuntimeFixer>> runtimeFixers;
   SettingsFile file;
+  // Why the file could not be read when this store was loaded.
+  std::optional<Error> loadError;
+  LastSave lastSave;
+  // What the listeners are to be told of the save that goes on.
+  ListenerNews news;
 
   void reserve(std::size_t accounts) {
     topLevel.reserve(accounts);

@@ -413,6 +413,38 @@ TEST_P(PreferencesConformance, OwnDefaultsAreADomainOfTheirOwn) {
   EXPECT_FALSE(platform.preferences.copyAppPreference("com.example.some", "Key").has_value());
 }
 
+// MARK: Writer locks. A platform may be without them.
+
+class WriterLocksConformance : public ConformanceTest {
+ protected:
+  const std::string path = inDirectory("a");
+};
+
+TEST_P(WriterLocksConformance, AFileIsHeldByOneAtATime) {
+  auto first = platform.writerLocks.hold(path);
+  ASSERT_TRUE(first.ok()) << first.error().message;
+  if (*first == nullptr) GTEST_SKIP() << "this platform has no such locks";
+  std::atomic<bool> letGo{false};
+  std::thread other([&] {
+    // It waits, and gives up or gets the file when it is free.
+    const auto second = platform.writerLocks.hold(path);
+    EXPECT_TRUE(!second.ok() || letGo);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  letGo = true;
+  first->reset();
+  other.join();
+  EXPECT_TRUE(platform.writerLocks.hold(path).ok());
+}
+
+TEST_P(WriterLocksConformance, HoldingCreatesNothingAndNeedsNoFile) {
+  const auto held = platform.writerLocks.hold(path);
+  EXPECT_TRUE(held.ok());
+  EXPECT_TRUE(platform.files.exists(path).isAbsent());
+  EXPECT_TRUE(platform.writerLocks.hold(inDirectory("none/b")).ok());
+  EXPECT_TRUE(platform.files.exists(inDirectory("none")).isAbsent());
+}
+
 // MARK: Clock and identifiers
 
 class ClockConformance : public ConformanceTest {};
@@ -470,6 +502,8 @@ INSTANTIATE_TEST_SUITE_P(All, LocksConformance, ::testing::ValuesIn(conformanceD
 INSTANTIATE_TEST_SUITE_P(All, ProcessesConformance, ::testing::ValuesIn(conformanceDevices()),
                          nameOfDevice);
 INSTANTIATE_TEST_SUITE_P(All, PreferencesConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, WriterLocksConformance, ::testing::ValuesIn(conformanceDevices()),
                          nameOfDevice);
 INSTANTIATE_TEST_SUITE_P(All, ClockConformance, ::testing::ValuesIn(conformanceDevices()),
                          nameOfDevice);

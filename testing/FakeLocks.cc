@@ -99,4 +99,42 @@ void FakeLocks::releaseElsewhere(std::string_view name) {
   freed_.notify_all();
 }
 
+// FakeHeldFile frees the file when it goes.
+class FakeHeldFile : public WriterLocks::Held {
+ public:
+  FakeHeldFile(FakeWriterLocks& locks, std::string path) : locks_(locks), path_(std::move(path)) {}
+  FakeHeldFile(const FakeHeldFile&) = delete;
+  FakeHeldFile& operator=(const FakeHeldFile&) = delete;
+  ~FakeHeldFile() override {
+    locks_.releaseElsewhere(path_);
+    locks_.faults_.note("writerLocks.release", path_);
+  }
+
+ private:
+  FakeWriterLocks& locks_;
+  std::string path_;
+};
+
+Result<std::unique_ptr<WriterLocks::Held>> FakeWriterLocks::hold(const std::string& path) {
+  if (std::optional<Error> error = faults_.check("writerLocks.hold", path)) return *error;
+  const std::lock_guard lock(mutex_);
+  if (!held_.insert(path).second) return failure(path, EBUSY);
+  return std::unique_ptr<Held>(std::make_unique<FakeHeldFile>(*this, path));
+}
+
+bool FakeWriterLocks::isHeld(const std::string& path) const {
+  const std::lock_guard lock(mutex_);
+  return held_.contains(path);
+}
+
+void FakeWriterLocks::holdElsewhere(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  held_.insert(path);
+}
+
+void FakeWriterLocks::releaseElsewhere(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  held_.erase(path);
+}
+
 }  // namespace accountsettings::testing

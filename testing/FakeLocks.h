@@ -8,11 +8,13 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
 
 #include "platform/ExclusiveFileLock.h"
+#include "platform/WriterLocks.h"
 #include "testing/Faults.h"
 
 namespace accountsettings::testing {
@@ -53,6 +55,27 @@ class FakeLocks : public Locks {
   std::condition_variable freed_;
   std::map<std::string, State, std::less<>> states_;
   char elsewhere_ = 0;
+};
+
+// FakeWriterLocks tells who holds a file against other writers. Another process holds it for as
+// long as a test says, and whoever waits for it then gives up at once.
+class FakeWriterLocks : public WriterLocks {
+ public:
+  explicit FakeWriterLocks(Faults& faults) : faults_(faults) {}
+
+  // The operation is "writerLocks.hold"; "writerLocks.release" is recorded.
+  [[nodiscard]] Result<std::unique_ptr<Held>> hold(const std::string& path) override;
+
+  [[nodiscard]] bool isHeld(const std::string& path) const;
+  void holdElsewhere(const std::string& path);
+  void releaseElsewhere(const std::string& path);
+
+ private:
+  friend class FakeHeldFile;
+
+  Faults& faults_;
+  mutable std::mutex mutex_;
+  std::set<std::string> held_;
 };
 
 }  // namespace accountsettings::testing

@@ -22,7 +22,9 @@ Platform FakePlatform::platform() {
                   identifiers,
                   directories,
                   log,
-                  configuration};
+                  configuration,
+                  writerLocks,
+                  fileWatches};
 }
 
 }  // namespace accountsettings::testing

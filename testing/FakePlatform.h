@@ -4,6 +4,7 @@
 
 #include "platform/Platform.h"
 #include "testing/FakeDevice.h"
+#include "testing/FakeFileWatches.h"
 #include "testing/FakeFiles.h"
 #include "testing/FakeLocks.h"
 #include "testing/FakeModules.h"
@@ -26,6 +27,8 @@ class FakePlatform {
   FakeFiles files{faults};
   FakeResources resources{faults};
   FakeLocks locks{faults};
+  FakeWriterLocks writerLocks{faults};
+  FakeFileWatches fileWatches{faults};
   FakeClock clock{faults};
   FakeEventLoop eventLoop{faults, clock};
   FakeProcesses processes{faults, clock};

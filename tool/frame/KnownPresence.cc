@@ -1,3 +1,4 @@
+// KnownPresence.cc turns a look that failed into the end of the command.
 #include "tool/frame/KnownPresence.h"
 
 #include "tool/frame/Errors.h"

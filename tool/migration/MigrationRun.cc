@@ -113,7 +113,8 @@ Rehearsal::Rehearsal(const Platform& real, SystemLog& log, ChangeObserver::Progr
                                                 .notifications = &silence_->notices,
                                                 .clock = &silence_->clock,
                                                 .identifiers = &silence_->identifiers,
-                                                .systemLog = &log});
+                                                .systemLog = &log,
+                                                .writerLocks = &noWriterLocks()});
   ProcessContext context(platform);
   result_ = runMigration(context, observer_);
 }
