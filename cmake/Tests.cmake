@@ -1,12 +1,15 @@
 # How the test programs are built and registered.
 
+# Test code is not optimised, whatever is tested with it: that takes half the time to compile.
+set(AS_TEST_OPTIONS -O0)
+
 # as_test_objects(NAME SOURCE ...) compiles, once for all the test programs that link NAME, what
 # they have in common.
 function(as_test_objects name)
   add_library(${name} OBJECT ${ARGN})
   # As a program is compiled, not a library: what is precompiled fits one of the two.
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-  target_compile_options(${name} PRIVATE -fPIE)
+  target_compile_options(${name} PRIVATE -fPIE ${AS_TEST_OPTIONS})
   target_link_libraries(${name} PRIVATE GTest::gmock)
   if(NOT name STREQUAL as_test_headers)
     target_precompile_headers(${name} REUSE_FROM as_test_headers)
@@ -40,6 +43,7 @@ function(as_test name)
   add_executable(${name} ${arg_SOURCES} ${objects})
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
   target_precompile_headers(${name} REUSE_FROM as_test_headers)
+  target_compile_options(${name} PRIVATE ${AS_TEST_OPTIONS})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main ${CMAKE_DL_LIBS})
 
   list(JOIN arg_SLOW ":" slow)
