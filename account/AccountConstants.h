@@ -1,12 +1,14 @@
-// The names by which every client spells account properties, account types, data
-// classes and the actions offered for them. The texts are what files and resources hold.
+/// \file
+/// The names by which every client spells account properties, account types, data
+/// classes and the actions offered for them. The texts are what files and resources hold.
 #pragma once
 
 #include <string_view>
 
 namespace accountsettings {
 
-// Property keys of an account.
+/// Property keys of an account.
+///@{
 inline constexpr std::string_view kAccountIdentifier = "Identifier";
 inline constexpr std::string_view kAccountSyncIdentifier = "Sync Identifier";
 inline constexpr std::string_view kAccountType = "Type";
@@ -22,8 +24,10 @@ inline constexpr std::string_view kAccountPreventRecentsSyncing = "Prevent Recen
 inline constexpr std::string_view kCalendarsAccountSubscribedCalendars = "Subscribed Calendars";
 inline constexpr std::string_view kAccountCalendarsWereMigrated = "CalendarsWereMigrated";
 inline constexpr std::string_view kAccountChildAccounts = "ChildAccounts";
+///@}
 
-// Account types.
+/// Account types.
+///@{
 inline constexpr std::string_view kSubscribedCalendarAccountType = "Subscribed Calendar";
 inline constexpr std::string_view kCalDAVAccountType = "CalDAV";
 inline constexpr std::string_view kCardDAVAccountType = "CardDAV";
@@ -39,8 +43,10 @@ inline constexpr std::string_view kOnMyDeviceAccountType = "OnMyDevice";
 inline constexpr std::string_view kIMAPNotesAccountType = "IMAPNotes";
 inline constexpr std::string_view kZelqoAccountType = "ZelqoAccount";
 inline constexpr std::string_view kKetchIMAPAccountType = "KetchIMAP";
+///@}
 
-// Data classes, in canonical order.
+/// Data classes, in canonical order.
+///@{
 inline constexpr std::string_view kAccountDataclassMail = "com.zelqo.Dataclass.Mail";
 inline constexpr std::string_view kAccountDataclassContacts = "com.zelqo.Dataclass.Contacts";
 inline constexpr std::string_view kAccountDataclassCalendars = "com.zelqo.Dataclass.Calendars";
@@ -58,29 +64,38 @@ inline constexpr std::string_view kAccountDataclassKeyValue = "com.zelqo.Datacla
 inline constexpr std::string_view kAccountDataclassQuillet = "com.zelqo.Dataclass.Quillet";
 inline constexpr std::string_view kAccountDataclassSharedStreams =
     "com.zelqo.Dataclass.SharedStreams";
+///@}
 
-// Keys of an account type's entry in "AccountTypesProperties".
+/// Keys of an account type's entry in "AccountTypesProperties".
+///@{
 inline constexpr std::string_view kPropertiesSupportedDataclasses = "Supported Dataclasses";
 inline constexpr std::string_view kPropertiesEnableDataclassActions = "Enable Actions";
 inline constexpr std::string_view kPropertiesDisableDataclassActions = "Disable Actions";
 inline constexpr std::string_view kPropertiesDeleteAccountActions = "Delete Account Actions";
 inline constexpr std::string_view kPropertiesShowRemindersSeparately = "Show Reminders Separately";
+///@}
 
-// Toggle actions: choices offered when a data class is switched on or off.
+/// Toggle actions: choices offered when a data class is switched on or off.
+///@{
 inline constexpr std::string_view kDataclassToggleActionNone = "None";
 inline constexpr std::string_view kDataclassToggleActionKeepLocalData = "Keep Local Data";
 inline constexpr std::string_view kDataclassToggleActionMergeLocalData = "Merge Local Data";
 inline constexpr std::string_view kDataclassToggleActionDeleteLocalData = "Delete Local Data";
 inline constexpr std::string_view kDataclassToggleActionMergeSyncData = "Merge Sync Data";
 inline constexpr std::string_view kDataclassToggleActionDeleteSyncData = "Delete Sync Data";
+///@}
 
-// Delete actions: choices offered when an account is deleted.
+/// Delete actions: choices offered when an account is deleted.
+///@{
 inline constexpr std::string_view kAccountDeleteActionMergeData = "Merge Data";
 inline constexpr std::string_view kAccountDeleteActionDeleteData = "Delete Data";
+///@}
 
-// Keys of a data class's entry in "DataclassesProperties".
+/// Keys of a data class's entry in "DataclassesProperties".
+///@{
 inline constexpr std::string_view kDataclassSupportsMultipleStores = "Supports Multiple Stores";
 inline constexpr std::string_view kDataclassDisplaySwitch = "Display Dataclass Switch";
 inline constexpr std::string_view kDataclassRequiresUserConfirmation = "Requires User Confirmation";
+///@}
 
 }  // namespace accountsettings

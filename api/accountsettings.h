@@ -1,5 +1,6 @@
-// accountsettings.h gives a program what it needs to read, edit, save and migrate the accounts of a
-// device that runs Linux. Modules and makers of a platform of their own include single headers.
+/// \file
+/// accountsettings.h gives a program what it needs to read, edit, save and migrate the accounts of
+/// a device that runs Linux. Modules and makers of a platform of their own include single headers.
 #pragma once
 
 #include "account/BasicAccount.h"

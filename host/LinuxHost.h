@@ -1,5 +1,6 @@
-// LinuxHost implements the platform's interfaces on Linux, for one device root. A program makes one
-// at its start, makes a ProcessContext from its platform(), and uses the library.
+/// \file
+/// LinuxHost implements the platform's interfaces on Linux, for one device root. A program makes
+/// one at its start, makes a ProcessContext from its platform(), and uses the library.
 #pragma once
 
 #include <chrono>
@@ -20,65 +21,67 @@ struct HostConfiguration;
 class LinuxFiles;
 class PollEventLoop;
 
-// What a program says of itself and of the root. The defaults serve this machine's own "/".
+/// What a program says of itself and of the root. The defaults serve this machine's own "/".
 struct HostOptions {
-  // The directory on this machine beneath which every device path lies. On any other root than
-  // "/" the host touches no process of this machine and loads no code from the root.
+  /// The directory on this machine beneath which every device path lies. On any other root than
+  /// "/" the host touches no process of this machine and loads no code from the root.
   std::string root = "/";
-  // A configuration file of this machine, instead of etc/accountsettings/host.plist beneath the
-  // root.
+  /// A configuration file of this machine, instead of etc/accountsettings/host.plist beneath the
+  /// root.
   std::optional<std::string> configFile = {};
-  // The name under which this program logs and keeps its own defaults.
+  /// The name under which this program logs and keeps its own defaults.
   std::string programName = "accountsettings";
-  // Where the system log and the host's own messages go; nullptr: syslog. Must outlive the host.
+  /// Where the system log and the host's own messages go; nullptr: syslog. Must outlive the host.
   SystemLog* systemLog = nullptr;
-  // Takes the place of the notifications on the system bus where set. Must outlive the host.
+  /// Takes the place of the notifications on the system bus where set. Must outlive the host.
   Notifications* notifications = nullptr;
-  // Processes that it answers false for are neither listed nor signalled.
+  /// Processes that it answers false for are neither listed nor signalled.
   std::function<bool(int)> processFilter = {};
-  // Asked while the host waits for a lock or in the event loop: true ends the wait, a lock's with
-  // a failure of the code EINTR. Without it an interrupted wait goes on.
+  /// Asked while the host waits for a lock or in the event loop: true ends the wait, a lock's with
+  /// a failure of the code EINTR. Without it an interrupted wait goes on.
   std::function<bool()> interrupted = {};
-  // File names of modules whose classes are part of the program: loading one loads nothing.
+  /// File names of modules whose classes are part of the program: loading one loads nothing.
   std::vector<std::string> builtInModules = {"DeviceLocalAccount"};
-  // False resolves every path by the walk that serves kernels without openat2.
+  /// False resolves every path by the walk that serves kernels without openat2.
   bool useOpenat2 = true;
-  // How long a save waits for another program that holds the settings, before it fails.
+  /// How long a save waits for another program that holds the settings, before it fails.
   std::chrono::milliseconds writerLockLimit{10'000};
 };
 
-// Use one host from one thread at a time; several hosts may exist at once.
+/// Use one host from one thread at a time; several hosts may exist at once.
 class LinuxHost {
  public:
-  // Opens the root and reads the configuration; fails where either cannot be done, with a message
-  // that names the file, the key and what was expected. `size` is how the library knows which
-  // options the caller's HostOptions has; it fails where they are others than its own.
+  /// Opens the root and reads the configuration; fails where either cannot be done, with a message
+  /// that names the file, the key and what was expected. `size` is how the library knows which
+  /// options the caller's HostOptions has; it fails where they are others than its own.
   [[nodiscard]] static Result<std::unique_ptr<LinuxHost>> create(
       const HostOptions& options, std::size_t size = sizeof(HostOptions));
   ~LinuxHost();
   LinuxHost(const LinuxHost&) = delete;
   LinuxHost& operator=(const LinuxHost&) = delete;
 
-  // The services, which live as long as the host. To replace some, see platformWith().
+  /// The services, which live as long as the host. To replace some, see platformWith().
   [[nodiscard]] const Platform& platform() const noexcept;
 
-  // What was read from the configuration file, completed by the defaults.
+  /// What was read from the configuration file, completed by the defaults.
   [[nodiscard]] const HostConfiguration& configuration() const noexcept;
-  // The services with what they offer beyond their interfaces.
+  /// The services with what they offer beyond their interfaces.
+  ///@{
   [[nodiscard]] LinuxFiles& files() noexcept;
   [[nodiscard]] PollEventLoop& eventLoop() noexcept;
   [[nodiscard]] AccountNames& accountNames() noexcept;
-  // True where the root is this machine's own "/".
+  ///@}
+  /// True where the root is this machine's own "/".
   [[nodiscard]] bool rootIsThisMachine() const noexcept;
-  // Where a device path lies on this machine, for messages.
+  /// Where a device path lies on this machine, for messages.
   [[nodiscard]] std::string pathOnThisMachine(const std::string& devicePath) const;
 
-  // Why a save of the file at `devicePath` would fail, as far as can be told without making
-  // anything: an unknown owner, a directory that is missing, closed or on another file system, no
-  // right to give files away.
+  /// Why a save of the file at `devicePath` would fail, as far as can be told without making
+  /// anything: an unknown owner, a directory that is missing, closed or on another file system, no
+  /// right to give files away.
   [[nodiscard]] Status saveCanSucceed(const std::string& devicePath);
-  // The process that holds the lock on the file at `devicePath`, or none. Its identifier is 0 or
-  // less where it lives outside this process's view, and its name empty where it cannot be had.
+  /// The process that holds the lock on the file at `devicePath`, or none. Its identifier is 0 or
+  /// less where it lives outside this process's view, and its name empty where it cannot be had.
   [[nodiscard]] Result<std::optional<Process>> lockHolder(const std::string& devicePath);
 
  private:

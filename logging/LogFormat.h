@@ -1,6 +1,7 @@
-// LogFormat is a format text that was checked against the types of its arguments when
-// the call was compiled; LogArgument is one of those arguments, described only when a
-// line is really written. Which types a placeholder can show is decided here.
+/// \file
+/// LogFormat is a format text that was checked against the types of its arguments when
+/// the call was compiled; LogArgument is one of those arguments, described only when a
+/// line is really written. Which types a placeholder can show is decided here.
 #pragma once
 
 #include <concepts>
@@ -17,17 +18,17 @@ namespace accountsettings {
 
 namespace detail {
 
-// What a placeholder may show: "%@" takes objects and texts, "%s" texts, "%ld" and "%d" integers.
+/// What a placeholder may show: "%@" takes objects and texts, "%s" texts, "%ld" and "%d" integers.
 enum class LogKind { None, Object, Text, Integer };
 
 template <class T, class... Others>
 concept OneOf = (std::same_as<T, Others> || ...);
 
-// std::string, std::string_view, const char*, string literals.
+/// std::string, std::string_view, const char*, string literals.
 template <class T>
 concept LoggedText = std::convertible_to<const T&, std::string_view>;
 
-// Integers and booleans (shown as 0 and 1), no characters.
+/// Integers and booleans (shown as 0 and 1), no characters.
 template <class T>
 concept LoggedInteger = std::integral<T> && !OneOf<T, char, wchar_t, char8_t, char16_t, char32_t>;
 
@@ -37,13 +38,13 @@ concept LoggedPropertyList = OneOf<T, PropertyList, Dictionary, Array>;
 template <class T>
 concept LoggedList = OneOf<T, std::vector<std::string>, std::vector<std::string_view>>;
 
-// A class that describes itself, for example an account.
+/// A class that describes itself, for example an account.
 template <class T>
 concept Described = requires(const T& object) {
   { object.description() } -> std::convertible_to<std::string>;
 };
 
-// Pointers, owning ones too, and std::optional: something to show, or nothing.
+/// Pointers, owning ones too, and std::optional: something to show, or nothing.
 template <class T>
 concept Nullable = !std::is_array_v<T> && requires(const T& holder) {
   static_cast<bool>(holder);
@@ -67,8 +68,8 @@ consteval LogKind logKindOf() {
   }
 }
 
-// Placeholder is the first one in a text: where it begins, its length, and what it takes. `kind` is
-// None for "%%"; `length` is 0 where there is no placeholder, or an unknown one at `begin`.
+/// Placeholder is the first one in a text: where it begins, its length, and what it takes. `kind`
+/// is None for "%%"; `length` is 0 where there is no placeholder, or an unknown one at `begin`.
 struct Placeholder {
   std::size_t begin = std::string_view::npos;
   std::size_t length = 0;
@@ -87,13 +88,13 @@ constexpr Placeholder findPlaceholder(std::string_view text) {
   return {begin, 0, LogKind::None};
 }
 
-// Whether a placeholder of one kind can show an argument of the other.
+/// Whether a placeholder of one kind can show an argument of the other.
 constexpr bool canShow(LogKind placeholder, LogKind argument) {
   return placeholder == argument || (placeholder == LogKind::Object && argument == LogKind::Text);
 }
 
-// Whether every placeholder of `text` is known and has an argument that it can show. Arguments
-// beyond the placeholders are fine.
+/// Whether every placeholder of `text` is known and has an argument that it can show. Arguments
+/// beyond the placeholders are fine.
 template <class... Args>
 consteval bool formatFits(std::string_view text) {
   const LogKind arguments[] = {logKindOf<Args>()..., LogKind::None};
@@ -110,10 +111,11 @@ consteval bool formatFits(std::string_view text) {
   return true;
 }
 
-// Not constexpr on purpose: a format that reaches it does not compile.
+/// Not constexpr on purpose: a format that reaches it does not compile.
 void logFormatDoesNotFitItsArguments();
 
-// Append what a placeholder shows to `line`.
+/// Append what a placeholder shows to `line`.
+///@{
 void appendLogged(std::string& line, const PropertyList& value);
 void appendLogged(std::string& line, const Dictionary& value);
 void appendLogged(std::string& line, const Array& value);
@@ -121,6 +123,7 @@ void appendLogged(std::string& line, const std::vector<std::string>& texts);
 void appendLogged(std::string& line, const std::vector<std::string_view>& texts);
 void appendLoggedText(std::string& line, std::string_view text);
 void appendLoggedNothing(std::string& line);
+///@}
 
 template <class T>
 void appendLoggedValue(std::string& line, const T& value) {
@@ -144,6 +147,7 @@ void appendLoggedValue(std::string& line, const T& value) {
 
 }  // namespace detail
 
+/// \copydoc LogFormat.h
 template <class... Args>
 class LogFormat {
  public:
@@ -158,7 +162,7 @@ class LogFormat {
   std::string_view text_;
 };
 
-// LogArgument refers to an argument, which must outlive it.
+/// LogArgument refers to an argument, which must outlive it.
 class LogArgument {
  public:
   LogArgument() noexcept = default;
@@ -168,7 +172,7 @@ class LogArgument {
           detail::appendLoggedValue(line, *static_cast<const T*>(argument));
         }) {}
 
-  // Appends the argument as its placeholder shows it.
+  /// Appends the argument as its placeholder shows it.
   void appendTo(std::string& line) const { append_(line, value_); }
 
  private:

@@ -1,6 +1,7 @@
-// AssertionFailure is thrown for programming and installation errors: a missing
-// resource, a malformed creators entry, a missing argument. It stops the
-// operation; where nobody catches it, it ends the process.
+/// \file
+/// AssertionFailure is thrown for programming and installation errors: a missing
+/// resource, a malformed creators entry, a missing argument. It stops the
+/// operation; where nobody catches it, it ends the process.
 #pragma once
 
 #include <stdexcept>
@@ -8,10 +9,11 @@
 
 namespace accountsettings {
 
+/// \copydoc AssertionFailure.h
 class AssertionFailure : public std::runtime_error {
  public:
-  // `method` in the system's notation, for example "-[BasicAccount init]"; `sourceFile` is the
-  // name of the class whose source raised it, for example "BasicAccount".
+  /// `method` in the system's notation, for example "-[BasicAccount init]"; `sourceFile` is the
+  /// name of the class whose source raised it, for example "BasicAccount".
   AssertionFailure(const std::string& message, std::string method, std::string sourceFile);
   ~AssertionFailure() override;
 

@@ -1,4 +1,5 @@
-// Clock tells the time; Identifiers makes fresh random identifiers.
+/// \file
+/// Clock tells the time; Identifiers makes fresh random identifiers.
 #pragma once
 
 #include <chrono>
@@ -7,9 +8,9 @@
 
 namespace accountsettings {
 
-// CalendarTime is a moment as the device's clock on the wall shows it.
+/// CalendarTime is a moment as the device's clock on the wall shows it.
 struct CalendarTime {
-  int weekBasedYear = 0;  // the ISO rule
+  int weekBasedYear = 0;  ///< the ISO rule
   int year = 0;
   int month = 1;
   int day = 1;
@@ -19,22 +20,23 @@ struct CalendarTime {
   int millisecond = 0;
 };
 
+/// \copydoc Clock.h
 class Clock {
  public:
   virtual ~Clock() = default;
 
-  // Seconds since some fixed moment; never runs backwards.
+  /// Seconds since some fixed moment; never runs backwards.
   [[nodiscard]] virtual std::chrono::duration<double> monotonic() = 0;
-  // The current local time.
+  /// The current local time.
   [[nodiscard]] virtual CalendarTime localTime() = 0;
 };
 
-// Identifiers makes the identifiers of new accounts.
+/// Identifiers makes the identifiers of new accounts.
 class Identifiers {
  public:
   virtual ~Identifiers() = default;
 
-  // A random UUID in upper case, 8-4-4-4-12; none where no randomness can be had.
+  /// A random UUID in upper case, 8-4-4-4-12; none where no randomness can be had.
   [[nodiscard]] virtual std::optional<std::string> makeUUID() = 0;
 };
 

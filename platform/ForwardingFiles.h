@@ -1,5 +1,6 @@
-// ForwardingFiles passes every call on to other files. What derives from it looks on: it is told
-// before each call and after each change, and may override what it does otherwise.
+/// \file
+/// ForwardingFiles passes every call on to other files. What derives from it looks on: it is told
+/// before each call and after each change, and may override what it does otherwise.
 #pragma once
 
 #include <memory>
@@ -12,9 +13,10 @@
 
 namespace accountsettings {
 
+/// \copydoc ForwardingFiles.h
 class ForwardingFiles : public Files {
  public:
-  // `files` must outlive this.
+  /// `files` must outlive this.
   explicit ForwardingFiles(Files& files) : files_(files) {}
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override {
@@ -67,11 +69,11 @@ class ForwardingFiles : public Files {
   }
 
  protected:
-  // Before each call, those to temporary files too.
+  /// Before each call, those to temporary files too.
   virtual void willCall() {}
-  // After each call that changes something, with what it answered. Answers what the caller gets.
+  /// After each call that changes something, with what it answered. Answers what the caller gets.
   virtual Status didChange(Status status) { return status; }
-  // A write to a temporary file.
+  /// A write to a temporary file.
   virtual Status writeTo(TemporaryFile& file, std::span<const std::uint8_t> bytes) {
     willCall();
     return didChange(file.write(bytes));

@@ -1,4 +1,5 @@
-// Modules loads code at run time: creator modules by path, and plug-in bundles.
+/// \file
+/// Modules loads code at run time: creator modules by path, and plug-in bundles.
 #pragma once
 
 #include <string>
@@ -8,14 +9,16 @@
 
 namespace accountsettings {
 
+/// \copydoc Modules.h
 class Modules {
  public:
   virtual ~Modules() = default;
 
-  // Loads the module at `path` (system root plus the "Framework" of a creators entry) with all its
-  // symbols resolved at once, and lets it register its classes. The error is the loader's own text.
+  /// Loads the module at `path` (system root plus the "Framework" of a creators entry) with all its
+  /// symbols resolved at once, and lets it register its classes. The error is the loader's own
+  /// text.
   virtual Status loadDynamicLibrary(const std::string& path, ClassRegistry& registry) = 0;
-  // Loads the code of the bundle at `path` likewise; fails where there is no such bundle.
+  /// Loads the code of the bundle at `path` likewise; fails where there is no such bundle.
   virtual Status loadBundle(const std::string& path, ClassRegistry& registry) = 0;
 };
 

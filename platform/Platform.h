@@ -1,6 +1,7 @@
-// Platform gathers the device's services that the system calls on. It does not own
-// them; whoever makes a Platform keeps them alive as long as the ProcessContext that
-// uses it.
+/// \file
+/// Platform gathers the device's services that the system calls on. It does not own
+/// them; whoever makes a Platform keeps them alive as long as the ProcessContext that
+/// uses it.
 #pragma once
 
 #include "platform/Clock.h"
@@ -20,6 +21,7 @@
 
 namespace accountsettings {
 
+/// \copydoc Platform.h
 struct Platform {
   Files& files;
   Resources& resources;

@@ -1,12 +1,13 @@
-// platformWith makes a platform in which some services are replaced.
+/// \file
+/// platformWith makes a platform in which some services are replaced.
 #pragma once
 
 #include "platform/Platform.h"
 
 namespace accountsettings {
 
-// The services that take another's place; nullptr leaves the one that is there. They must outlive
-// the platform's users.
+/// The services that take another's place; nullptr leaves the one that is there. They must outlive
+/// the platform's users.
 struct OtherServices {
   Files* files = nullptr;
   Locks* locks = nullptr;

@@ -1,6 +1,7 @@
-// Presence is what a look at a path answers: something is there, nothing is, or the look failed.
-// A failure is no absence, so nothing turns a presence into a yes or no by itself: whoever asks
-// says which of the three counts.
+/// \file
+/// Presence is what a look at a path answers: something is there, nothing is, or the look failed.
+/// A failure is no absence, so nothing turns a presence into a yes or no by itself: whoever asks
+/// says which of the three counts.
 #pragma once
 
 #include <optional>
@@ -12,14 +13,18 @@ namespace accountsettings {
 
 class [[nodiscard]] Presence {
  public:
-  // What a look that found out answers, and what one that failed does.
+  /// What a look that found out answers, and what one that failed does.
+  ///@{
   [[nodiscard]] static Presence of(bool there) { return Presence(there); }
   Presence(Error error) : error_(std::move(error)) {}
+  ///@}
 
-  // Known to be there; known not to be. Both are false after a failed look.
+  /// Known to be there; known not to be. Both are false after a failed look.
+  ///@{
   [[nodiscard]] bool isThere() const noexcept { return !error_ && there_; }
   [[nodiscard]] bool isAbsent() const noexcept { return !error_ && !there_; }
-  // Why it is not known; nullptr where it is. Lives as long as this.
+  ///@}
+  /// Why it is not known; nullptr where it is. Lives as long as this.
   [[nodiscard]] const Error* error() const noexcept { return error_ ? &*error_ : nullptr; }
 
  private:

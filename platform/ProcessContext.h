@@ -1,7 +1,8 @@
-// ProcessContext is one process's world: the platform it runs on, and everything that
-// lives once per process (type registry, creators information, notification switch,
-// once-flags, cached switches). A program makes one at start; a test makes one for
-// itself, and two of them may live on two threads at once.
+/// \file
+/// ProcessContext is one process's world: the platform it runs on, and everything that
+/// lives once per process (type registry, creators information, notification switch,
+/// once-flags, cached switches). A program makes one at start; a test makes one for
+/// itself, and two of them may live on two threads at once.
 #pragma once
 
 #include <cstddef>
@@ -12,39 +13,40 @@
 
 namespace accountsettings {
 
+/// \copydoc ProcessContext.h
 class ProcessContext {
  public:
-  // The services behind `platform` must outlive the context. `size` is how the library knows which
-  // services the caller's Platform has; AssertionFailure where they are others than its own.
+  /// The services behind `platform` must outlive the context. `size` is how the library knows which
+  /// services the caller's Platform has; AssertionFailure where they are others than its own.
   explicit ProcessContext(const Platform& platform, std::size_t size = sizeof(Platform));
   ~ProcessContext();
   ProcessContext(const ProcessContext&) = delete;
   ProcessContext& operator=(const ProcessContext&) = delete;
 
-  // This thread's override if one is set, else the program's default. AssertionFailure where
-  // neither exists.
+  /// This thread's override if one is set, else the program's default. AssertionFailure where
+  /// neither exists.
   [[nodiscard]] static ProcessContext& current();
-  // Makes `context` the program's default (nullptr: none). It must outlive its use.
+  /// Makes `context` the program's default (nullptr: none). It must outlive its use.
   static void setDefault(ProcessContext* context) noexcept;
 
-  // The services that the context was made with.
+  /// The services that the context was made with.
   [[nodiscard]] const Platform& platform() const noexcept;
-  // The classes that modules registered in this context.
+  /// The classes that modules registered in this context.
   [[nodiscard]] ClassRegistry& classes() noexcept;
 
-  // Slot names one piece of per-process state. Each layer defines its own as static objects in its
-  // own source file; the object's address is the name.
+  /// Slot names one piece of per-process state. Each layer defines its own as static objects in its
+  /// own source file; the object's address is the name.
   template <class State>
   struct Slot {};
 
-  // The state of `slot`, default-constructed on first use. Creation is safe between threads.
+  /// The state of `slot`, default-constructed on first use. Creation is safe between threads.
   template <class State>
   [[nodiscard]] State& state(const Slot<State>& slot) {
     return *static_cast<State*>(
         stateAt(&slot, [] { return std::shared_ptr<void>(std::make_shared<State>()); }));
   }
 
-  // Override makes a context the current one on this thread for as long as it lives.
+  /// Override makes a context the current one on this thread for as long as it lives.
   class Override {
    public:
     explicit Override(ProcessContext& context) noexcept;

@@ -1,4 +1,5 @@
-// readDictionary reads a property-list file whose root is a dictionary.
+/// \file
+/// readDictionary reads a property-list file whose root is a dictionary.
 #pragma once
 
 #include <optional>
@@ -9,8 +10,8 @@
 
 namespace accountsettings {
 
-// The dictionary in the file, or none where the file is missing, unreadable, no property list, or
-// holds something else at its root.
+/// The dictionary in the file, or none where the file is missing, unreadable, no property list, or
+/// holds something else at its root.
 [[nodiscard]] std::optional<Dictionary> readDictionary(Files& files, const std::string& path);
 
 }  // namespace accountsettings

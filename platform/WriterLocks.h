@@ -1,5 +1,6 @@
-// WriterLocks keeps apart the programs that read a file, work on what they read and replace it. It
-// is advisory: whoever writes without it is not kept out.
+/// \file
+/// WriterLocks keeps apart the programs that read a file, work on what they read and replace it. It
+/// is advisory: whoever writes without it is not kept out.
 #pragma once
 
 #include <memory>
@@ -9,10 +10,11 @@
 
 namespace accountsettings {
 
+/// \copydoc WriterLocks.h
 class WriterLocks {
  public:
-  // Held keeps other holders out, on this thread and others and in other processes, until it is
-  // destroyed.
+  /// Held keeps other holders out, on this thread and others and in other processes, until it is
+  /// destroyed.
   class Held {
    public:
     virtual ~Held() = default;
@@ -20,13 +22,13 @@ class WriterLocks {
 
   virtual ~WriterLocks() = default;
 
-  // Waits, for a bounded time, until nobody else holds the file at `path`, and holds it; it need
-  // not be there, and nothing is created. Empty where there is no way to hold it, which keeps
-  // nobody from writing. Fails where somebody held it all the time, or the wait was ended (EINTR).
+  /// Waits, for a bounded time, until nobody else holds the file at `path`, and holds it; it need
+  /// not be there, and nothing is created. Empty where there is no way to hold it, which keeps
+  /// nobody from writing. Fails where somebody held it all the time, or the wait was ended (EINTR).
   [[nodiscard]] virtual Result<std::unique_ptr<Held>> hold(const std::string& path) = 0;
 };
 
-// For a platform without such locks: nobody waits for anybody. Lives as long as the program.
+/// For a platform without such locks: nobody waits for anybody. Lives as long as the program.
 [[nodiscard]] WriterLocks& noWriterLocks();
 
 }  // namespace accountsettings

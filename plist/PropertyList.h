@@ -1,8 +1,9 @@
-// PropertyList is one value of a property list: a string, an integer, a real,
-// a boolean, a date, data, a UID, an array or a dictionary. Values are cheap to
-// copy: containers, strings and data share their storage and are cloned only
-// when a shared one is changed. Different threads may hold copies of one value;
-// one value itself is used from one thread at a time.
+/// \file
+/// PropertyList is one value of a property list: a string, an integer, a real,
+/// a boolean, a date, data, a UID, an array or a dictionary. Values are cheap to
+/// copy: containers, strings and data share their storage and are cloned only
+/// when a shared one is changed. Different threads may hold copies of one value;
+/// one value itself is used from one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -24,43 +25,47 @@ namespace accountsettings {
 
 class PropertyList;
 
-// The content of a file.
+/// The content of a file.
 using Bytes = std::vector<std::uint8_t>;
 
-// Containers may lie in each other so deep in a file: no reader takes more, no writer writes more.
+/// Containers may lie in each other so deep in a file: no reader takes more, no writer writes more.
 inline constexpr std::size_t kMaxNesting = 512;
 
 namespace detail {
 struct Access;
 }
 
-// Array is an ordered list of values with value semantics and O(1) copies.
+/// Array is an ordered list of values with value semantics and O(1) copies.
 class Array {
  public:
   Array() noexcept = default;
-  // An array whose one element is an array is written Array{PropertyList(inner)}: compilers
-  // disagree whether Array{inner} holds `inner` or is a copy of it.
+  /// An array whose one element is an array is written Array{PropertyList(inner)}: compilers
+  /// disagree whether Array{inner} holds `inner` or is a copy of it.
+  ///@{
   Array(std::initializer_list<PropertyList> values);
   explicit Array(std::vector<PropertyList> values);
+  ///@}
 
   [[nodiscard]] std::size_t size() const noexcept { return node_ ? node_->size : 0; }
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-  // The value at `index`, which must be less than size().
+  /// The value at `index`, which must be less than size().
   [[nodiscard]] const PropertyList& operator[](std::size_t index) const noexcept;
-  // The values in order; the pointers live until the next change.
+  /// The values in order; the pointers live until the next change.
+  ///@{
   [[nodiscard]] const PropertyList* begin() const noexcept;
   [[nodiscard]] const PropertyList* end() const noexcept;
+  ///@}
   [[nodiscard]] bool contains(const PropertyList& value) const;
 
   void append(PropertyList value);
-  // Replaces the value at `index`, which must be less than size().
+  /// Replaces the value at `index`, which must be less than size().
   void set(std::size_t index, PropertyList value);
-  // Removes the value at `index`, which must be less than size().
+  /// Removes the value at `index`, which must be less than size().
   void removeAt(std::size_t index);
-  // Removes every element equal to `value`; answers how many went.
+  /// Removes every element equal to `value`; answers how many went.
   std::size_t removeAll(const PropertyList& value);
 
-  // True when both are the same storage: equality without looking inside.
+  /// True when both are the same storage: equality without looking inside.
   [[nodiscard]] bool identicalTo(const Array& other) const noexcept {
     return node_.get() == other.node_.get();
   }
@@ -75,59 +80,65 @@ class Array {
   detail::Shared<Node> node_;
 };
 
-// Dictionary maps string keys to values, keeps insertion order, and has value
-// semantics with O(1) copies. Equality ignores the order. A look-up takes
-// constant time in a large dictionary; a removal moves the entries behind it.
+/// Dictionary maps string keys to values, keeps insertion order, and has value
+/// semantics with O(1) copies. Equality ignores the order. A look-up takes
+/// constant time in a large dictionary; a removal moves the entries behind it.
 class Dictionary {
  public:
-  // Entry is what iteration yields: key() and value(), which a structured binding names.
+  /// Entry is what iteration yields: key() and value(), which a structured binding names.
   struct Entry;
 
   Dictionary() noexcept = default;
-  // Where a key repeats, its last value counts.
+  /// Where a key repeats, its last value counts.
   Dictionary(std::initializer_list<std::pair<std::string_view, PropertyList>> entries);
 
   [[nodiscard]] std::size_t size() const noexcept { return node_ ? node_->size : 0; }
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-  // The value under `key`, or nullptr; the pointer lives until the next change.
+  /// The value under `key`, or nullptr; the pointer lives until the next change.
   [[nodiscard]] const PropertyList* find(std::string_view key) const noexcept;
-  // A copy of the value under `key`, or none.
+  /// A copy of the value under `key`, or none.
   [[nodiscard]] std::optional<PropertyList> get(std::string_view key) const;
   [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
 
-  // Typed look-ups, for reading what somebody else wrote: a value of another kind is answered like
-  // a missing key. None copies or allocates; views, pointers and references live until the next
-  // change. Who must tell a missing key from a wrong kind uses find().
-  //
-  // The text of the string under `key`, or none.
+  /// Typed look-ups, for reading what somebody else wrote: a value of another kind is answered like
+  /// a missing key. None copies or allocates; views, pointers and references live until the next
+  /// change. Who must tell a missing key from a wrong kind uses find().
+  ///
+  /// The text of the string under `key`, or none.
   [[nodiscard]] std::optional<std::string_view> string(std::string_view key) const noexcept;
-  // The container under `key`, or nullptr.
+  /// The container under `key`, or nullptr.
+  ///@{
   [[nodiscard]] const Array* array(std::string_view key) const noexcept;
   [[nodiscard]] const Dictionary* dictionary(std::string_view key) const noexcept;
-  // The array under `key`, or an empty one: for who only walks over it.
+  ///@}
+  /// The array under `key`, or an empty one: for who only walks over it.
   [[nodiscard]] const Array& arrayOrEmpty(std::string_view key) const noexcept;
-  // The total readings of the value under `key` (PropertyList::integerValue, booleanValue), which
-  // make something of every kind; 0 and false where the key is missing.
+  /// The total readings of the value under `key` (PropertyList::integerValue, booleanValue), which
+  /// make something of every kind; 0 and false where the key is missing.
+  ///@{
   [[nodiscard]] std::int64_t integer(std::string_view key) const noexcept;
   [[nodiscard]] bool boolean(std::string_view key) const noexcept;
+  ///@}
 
-  // The entries in insertion order; the pointers live until the next change. A loop may name both
-  // parts: for (const auto& [key, value] : dictionary).
+  /// The entries in insertion order; the pointers live until the next change. A loop may name both
+  /// parts: for (const auto& [key, value] : dictionary).
+  ///@{
   [[nodiscard]] const Entry* begin() const noexcept;
   [[nodiscard]] const Entry* end() const noexcept;
-  // Prefetches the first entries, at most so many, and their strings, for who is about to read some
-  // of many dictionaries.
+  ///@}
+  /// Prefetches the first entries, at most so many, and their strings, for who is about to read
+  /// some of many dictionaries.
   void prefetch(std::size_t most = 4) const noexcept;
 
-  // Stores the value under `key`, in its old place where the key exists, else last.
+  /// Stores the value under `key`, in its old place where the key exists, else last.
   void set(std::string_view key, PropertyList value);
-  // Stores a value that is present; removes the key where it is missing.
+  /// Stores a value that is present; removes the key where it is missing.
   template <class T>
   void set(std::string_view key, std::optional<T> value);
-  // Answers whether the key was there.
+  /// Answers whether the key was there.
   bool remove(std::string_view key);
 
-  // True when both are the same storage: equality without looking inside.
+  /// True when both are the same storage: equality without looking inside.
   [[nodiscard]] bool identicalTo(const Dictionary& other) const noexcept {
     return node_.get() == other.node_.get();
   }
@@ -142,6 +153,7 @@ class Dictionary {
   detail::Shared<Node> node_;
 };
 
+/// \copydoc PropertyList.h
 class PropertyList {
  public:
   enum class Kind : std::uint8_t {
@@ -156,9 +168,9 @@ class PropertyList {
     Dictionary
   };
 
-  // An empty string, which is also what a moved-from value becomes.
+  /// An empty string, which is also what a moved-from value becomes.
   PropertyList() noexcept : text_() {}
-  PropertyList(std::string_view text);  // UTF-8; a lone surrogate stands as its three bytes
+  PropertyList(std::string_view text);  ///< UTF-8; a lone surrogate stands as its three bytes
   PropertyList(const std::string& text) : PropertyList(std::string_view(text)) {}
   PropertyList(const char* text) : PropertyList(std::string_view(text)) {}
   PropertyList(Array array) noexcept : kind_(Kind::Array), array_(std::move(array)) {}
@@ -175,9 +187,9 @@ class PropertyList {
         unsigned_(std::is_unsigned_v<T> &&
                   static_cast<std::uint64_t>(integer) > std::uint64_t{kMaxSigned}),
         integer_(static_cast<std::int64_t>(integer)) {}
-  // `seconds` since 2001-01-01T00:00:00Z.
+  /// `seconds` since 2001-01-01T00:00:00Z.
   static PropertyList date(double seconds) noexcept;
-  // The bytes are copied.
+  /// The bytes are copied.
   static PropertyList data(std::span<const std::uint8_t> bytes);
   static PropertyList uid(std::uint64_t value) noexcept;
 
@@ -189,11 +201,11 @@ class PropertyList {
   PropertyList& operator=(PropertyList&& other) noexcept;
   ~PropertyList() { clear(); }
 
-  // What the value is; it changes only with the value as a whole.
+  /// What the value is; it changes only with the value as a whole.
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
 
-  // The value itself where it has that kind, else nullptr or none. The pointers
-  // and views live as long as this value is not changed.
+  /// The value itself where it has that kind, else nullptr or none. The pointers
+  /// and views live as long as this value is not changed.
   [[nodiscard]] const Array* array() const noexcept {
     return kind_ == Kind::Array ? &array_ : nullptr;
   }
@@ -206,21 +218,21 @@ class PropertyList {
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> dataValue() const noexcept;
   [[nodiscard]] std::optional<std::uint64_t> uidValue() const noexcept;
 
-  // Total readings of any kind. A boolean as it is; a number that is not zero;
-  // the strings "YES" and "true", or one that begins with a digit 1 to 9.
+  /// Total readings of any kind. A boolean as it is; a number that is not zero;
+  /// the strings "YES" and "true", or one that begins with a digit 1 to 9.
   [[nodiscard]] bool booleanValue() const noexcept;
-  // An integer; a real cut off; a boolean as 0 or 1; the leading digits of a
-  // string (after an optional sign); else 0. Out of range is cut to the nearest end.
+  /// An integer; a real cut off; a boolean as 0 or 1; the leading digits of a
+  /// string (after an optional sign); else 0. Out of range is cut to the nearest end.
   [[nodiscard]] std::int64_t integerValue() const noexcept;
-  // An integer above 2^63-1, which integerValue() cannot tell.
+  /// An integer above 2^63-1, which integerValue() cannot tell.
   [[nodiscard]] bool isUnsigned() const noexcept { return unsigned_; }
-  // As integerValue(), but exact above 2^63-1 and 0 below 0.
+  /// As integerValue(), but exact above 2^63-1 and 0 below 0.
   [[nodiscard]] std::uint64_t unsignedValue() const noexcept;
 
-  // True when both are the same scalar or the same storage.
+  /// True when both are the same scalar or the same storage.
   [[nodiscard]] bool identicalTo(const PropertyList& other) const noexcept;
-  // Deep equality by kind: an integer, a real and a boolean are never equal to
-  // each other; reals and dates compare by bits, all NaNs being equal.
+  /// Deep equality by kind: an integer, a real and a boolean are never equal to
+  /// each other; reals and dates compare by bits, all NaNs being equal.
   friend bool operator==(const PropertyList& left, const PropertyList& right);
 
  private:
@@ -254,14 +266,14 @@ class PropertyList {
 
 static_assert(sizeof(PropertyList) == 16);
 
-// Entry is one key of a dictionary with its value.
+/// Entry is one key of a dictionary with its value.
 struct Dictionary::Entry {
  public:
   [[nodiscard]] std::string_view key() const noexcept {
     return key_ ? key_->text() : std::string_view();
   }
   [[nodiscard]] const PropertyList& value() const noexcept { return value_; }
-  // What a structured binding reads: the key, then the value.
+  /// What a structured binding reads: the key, then the value.
   template <std::size_t Part>
   [[nodiscard]] std::tuple_element_t<Part, Entry> get() const noexcept;
 

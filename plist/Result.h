@@ -1,6 +1,7 @@
-// Result carries either a value or an Error; Status is the Result of an
-// operation that yields nothing. An Error says where and what, so that its
-// message can be shown as it stands.
+/// \file
+/// Result carries either a value or an Error; Status is the Result of an
+/// operation that yields nothing. An Error says where and what, so that its
+/// message can be shown as it stands.
 #pragma once
 
 #include <optional>
@@ -10,15 +11,15 @@
 
 namespace accountsettings {
 
-// Error is a failure told in words. `code` is the system's error number where
-// there is one, else 0.
+/// Error is a failure told in words. `code` is the system's error number where
+/// there is one, else 0.
 struct Error {
   std::string message;
   int code = 0;
 };
 
-// Result<T> holds a T or an Error, never both. Reading the side that is not
-// held is a programming error and undefined.
+/// Result<T> holds a T or an Error, never both. Reading the side that is not
+/// held is a programming error and undefined.
 template <class T>
 class [[nodiscard]] Result {
  public:
@@ -43,7 +44,7 @@ class [[nodiscard]] Result {
   std::variant<T, Error> state_;
 };
 
-// Result<void> succeeds when it holds no Error.
+/// Result<void> succeeds when it holds no Error.
 template <>
 class [[nodiscard]] Result<void> {
  public:
@@ -58,7 +59,7 @@ class [[nodiscard]] Result<void> {
   std::optional<Error> error_;
 };
 
-// What an operation that yields nothing answers.
+/// What an operation that yields nothing answers.
 using Status = Result<void>;
 
 }  // namespace accountsettings

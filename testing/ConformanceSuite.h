@@ -1,13 +1,14 @@
-// ConformanceSuite holds the tests that every implementation of the platform has to pass, the fake
-// one and the real ones alike. Include it in one source file of a test program, and in another or
-// in the same derive from ConformanceDevice and define conformanceDevices():
-//
-//   class MyDevice : public ConformanceDevice { ... };
-//   std::vector<ConformanceFactory> accountsettings::testing::conformanceDevices() {
-//     return {{"Mine", [] { return std::make_unique<MyDevice>(); }}};
-//   }
-//
-// Each test makes a device of its own and drops it at the end.
+/// \file
+/// ConformanceSuite holds the tests that every implementation of the platform has to pass, the fake
+/// one and the real ones alike. Include it in one source file of a test program, and in another or
+/// in the same derive from ConformanceDevice and define conformanceDevices():
+///
+///   class MyDevice : public ConformanceDevice { ... };
+///   std::vector<ConformanceFactory> accountsettings::testing::conformanceDevices() {
+///     return {{"Mine", [] { return std::make_unique<MyDevice>(); }}};
+///   }
+///
+/// Each test makes a device of its own and drops it at the end.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -49,7 +50,7 @@ class FilesConformance : public ConformanceTest {
     const Status written = files.create(target, bytesOf(text));
     ASSERT_TRUE(written.ok()) << written.error().message;
   }
-  // The file's content, or the error's number in brackets.
+  /// The file's content, or the error's number in brackets.
   std::string content(const std::string& source) {
     const Result<Bytes> bytes = files.read(source);
     if (!bytes) return "[" + std::to_string(bytes.error().code) + "]";
@@ -344,7 +345,7 @@ class ProcessesConformance : public ConformanceTest {
     EXPECT_TRUE(processes.ok()) << processes.error().message;
     return processes ? *processes : std::vector<Process>();
   }
-  // The identifiers of the processes with this command name.
+  /// The identifiers of the processes with this command name.
   std::vector<int> named(const std::string& name) {
     std::vector<int> identifiers;
     for (const Process& process : list()) {
