@@ -53,7 +53,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION ${AS_DOC_DIR}/acc
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION ${AS_DOC_DIR}/libaccountsettings-dev
         PATTERN "*_test.sh" EXCLUDE)
 install(FILES "${PROJECT_SOURCE_DIR}/docs/ABI.md" "${PROJECT_SOURCE_DIR}/docs/EMBEDDING.md"
-              "${PROJECT_SOURCE_DIR}/docs/FORMATS.md"
+              "${PROJECT_SOURCE_DIR}/docs/FORMATS.md" "${PROJECT_SOURCE_DIR}/docs/GUIDE.md"
         DESTINATION ${AS_DOC_DIR}/libaccountsettings-doc)
 install(DIRECTORY "${PROJECT_BINARY_DIR}/reference/html" OPTIONAL
         DESTINATION ${AS_DOC_DIR}/libaccountsettings-doc)

@@ -26,15 +26,8 @@ int main(int argc, char** argv) {
     std::cerr << "usage: example_listen_to_saves ROOT IDENTIFIER NAME\n";
     return 2;
   }
-  accountsettings::HostOptions options;
-  options.root = argv[1];
-  auto host = accountsettings::LinuxHost::create(options);
-  if (!host) {
-    std::cerr << host.error().message << '\n';
-    return 3;
-  }
-  accountsettings::ProcessContext context((*host)->platform());
-  accountsettings::ProcessContext::setDefault(&context);
+  const accountsettings::LinuxProgram program({.root = argv[1]});
+  if (!program) return program.complain();
 
   // Every save of this process is told from here on, until the registration goes.
   const auto registration = AccountsManager::addChangeListener(print);

@@ -11,15 +11,8 @@ int main(int argc, char** argv) {
     std::cerr << "usage: example_watch_accounts ROOT TIMES\n";
     return 2;
   }
-  accountsettings::HostOptions options;
-  options.root = argv[1];
-  auto host = accountsettings::LinuxHost::create(options);
-  if (!host) {
-    std::cerr << host.error().message << '\n';
-    return 3;
-  }
-  accountsettings::ProcessContext context((*host)->platform());
-  accountsettings::ProcessContext::setDefault(&context);
+  const accountsettings::LinuxProgram program({.root = argv[1]});
+  if (!program) return program.complain();
 
   int left = std::atoi(argv[2]);
   const auto print = [&left](const accountsettings::Array& changes) {

@@ -51,7 +51,7 @@ for each in bin/accountsettings ../lib/systemd/system/accountsettings-migrate.se
   share/fish/vendor_completions.d/accountsettings.fish share/accountsettings/schema \
   share/man/man1/accountsettings.1.gz share/man/man3/libaccountsettings.3.gz \
   share/man/man5/accountsettings-host.plist.5.gz share/doc/libaccountsettings-dev/examples/list_accounts.cc \
-  share/doc/libaccountsettings-doc/EMBEDDING.md; do
+  share/doc/libaccountsettings-doc/GUIDE.md; do
   [ -s "$usr/$each" ] || fail "$each is not in the packages"
 done
 gzip -cd "$usr/share/man/man1/accountsettings.1.gz" | cmp - "$build/accountsettings.1" || fail "the manual page"
