@@ -1,3 +1,4 @@
+// Look-ups of names in the system's database, or in a root's own passwd and group files.
 #include "host/AccountNames.h"
 
 #include <grp.h>

@@ -1,3 +1,4 @@
+// How the resources and string tables of the plug-in bundle are read.
 #include "host/BundleResources.h"
 
 #include <filesystem>

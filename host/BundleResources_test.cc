@@ -1,3 +1,4 @@
+// Tests of the bundle's resources and string tables.
 #include "host/BundleResources.h"
 
 #include <stdlib.h>

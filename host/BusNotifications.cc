@@ -1,3 +1,4 @@
+// Notifications as signals, put together for the bus.
 #include "host/BusNotifications.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The device's answers, restrictions and sources, as the configuration gives them.
 #include "host/ConfiguredServices.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Values of preference domains, read from their files.
 #include "host/DomainPreferences.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Modules and bundles, loaded with the dynamic loader.
 #include "host/DynamicModules.h"
 
 #include <dlfcn.h>

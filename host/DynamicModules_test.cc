@@ -1,3 +1,4 @@
+// Tests of loading modules and bundles, and of what is refused.
 #include "host/DynamicModules.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// The web engine's lock, found in its library when it is first asked for.
 #include "host/DynamicWebEngineLock.h"
 
 #include <dlfcn.h>

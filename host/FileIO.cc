@@ -1,3 +1,4 @@
+// Reading and writing through descriptors, interrupted calls and full disks included.
 #include "host/FileIO.h"
 
 #include <fcntl.h>

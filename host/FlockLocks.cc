@@ -1,3 +1,4 @@
+// Lock files, opened so that no link is followed, and taken with flock.
 #include "host/FlockLocks.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Tests of lock files: who waits for whom, and what may lie in a lock's place.
 #include "host/FlockLocks.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The configuration's keys, read one by one, each wrong value an error that names its place.
 #include "host/HostConfiguration.h"
 
 #include <array>

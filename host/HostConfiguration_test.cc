@@ -1,3 +1,4 @@
+// Tests of the configuration's keys, defaults and errors.
 #include "host/HostConfiguration.h"
 
 #include "host/HostTest.h"

@@ -1,3 +1,4 @@
+// Language tags, from the special to the general.
 #include "host/Language.h"
 
 #include <algorithm>

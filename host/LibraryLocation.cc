@@ -1,3 +1,4 @@
+// The directory of the loaded library, asked of the dynamic loader.
 #include "host/LibraryLocation.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// The operations on files beneath a root, each through descriptors of its directories.
 #include "host/LinuxFiles.h"
 
 #include <dirent.h>

@@ -1,3 +1,4 @@
+// Tests of files on a real file system: links, owners, modes, and what is not a file.
 #include "host/LinuxFiles.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// How the parts of the host are made and put together.
 #include "host/LinuxHost.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Tests of the host as a whole: what it opens, and what it refuses to.
 #include "host/LinuxHost.h"
 
 #include <cerrno>

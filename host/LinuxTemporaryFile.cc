@@ -1,3 +1,4 @@
+// A temporary file from its making to its place, or to its removal.
 #include "host/LinuxTemporaryFile.h"
 
 #include <fcntl.h>

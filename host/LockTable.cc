@@ -1,3 +1,4 @@
+// The lines of /proc/locks.
 #include "host/LockTable.h"
 
 #include <fcntl.h>

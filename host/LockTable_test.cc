@@ -1,3 +1,4 @@
+// Tests of who is found to hold a lock.
 #include "host/LockTable.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Log lines on their way to syslog, a stream or a file.
 #include "host/LogSinks.h"
 
 #include <fcntl.h>

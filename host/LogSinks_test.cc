@@ -1,3 +1,4 @@
+// Tests of where log lines go, and of files that cannot be opened or written.
 #include "host/LogSinks.h"
 
 #include <fcntl.h>

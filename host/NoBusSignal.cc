@@ -1,3 +1,4 @@
+// The bus of a build without sd-bus: nothing can be sent.
 #include "host/BusSignal.h"
 
 namespace accountsettings {

@@ -1,3 +1,4 @@
+// Waiting for descriptors with poll.
 #include "host/PollEventLoop.h"
 
 #include <poll.h>

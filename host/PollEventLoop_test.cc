@@ -1,3 +1,4 @@
+// Tests of waiting: what is handled, when a wait ends, and what interrupts it.
 #include "host/PollEventLoop.h"
 
 #include <pthread.h>

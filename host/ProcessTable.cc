@@ -1,3 +1,4 @@
+// Processes, read from /proc.
 #include "host/ProcessTable.h"
 
 #include <dirent.h>

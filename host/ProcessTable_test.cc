@@ -1,3 +1,4 @@
+// Tests of the processes that are listed, named and signalled.
 #include "host/ProcessTable.h"
 
 #include <signal.h>

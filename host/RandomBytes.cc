@@ -1,3 +1,4 @@
+// The kernel's randomness, with getrandom.
 #include "host/RandomBytes.h"
 
 #include <sys/random.h>

@@ -1,3 +1,4 @@
+// Opening beneath the root with openat2, and by hand where that call is missing.
 #include "host/RootDirectory.h"
 
 #include <fcntl.h>

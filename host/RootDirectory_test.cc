@@ -1,3 +1,4 @@
+// Tests that no path leads out of the root, whichever way it is opened.
 #include "host/RootDirectory.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The walk from component to component, links followed by hand.
 #include "host/SafeWalk.h"
 
 #include <fcntl.h>

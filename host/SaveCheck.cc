@@ -1,3 +1,4 @@
+// What a save needs, asked in the order in which a save would.
 #include "host/SaveCheck.h"
 
 #include <fcntl.h>

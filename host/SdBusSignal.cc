@@ -1,3 +1,4 @@
+// Signals sent with sd-bus.
 #include <systemd/sd-bus.h>
 
 #include <memory>

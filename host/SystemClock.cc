@@ -1,3 +1,4 @@
+// Time and identifiers of this machine.
 #include "host/SystemClock.h"
 
 #include <array>

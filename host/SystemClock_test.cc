@@ -1,3 +1,4 @@
+// Tests of the clock's readings and of the identifiers' form.
 #include "host/SystemClock.h"
 
 #include <stdlib.h>

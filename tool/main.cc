@@ -14,7 +14,8 @@ ExitStatus runCommand(Command& command, Session& session) {
     return command.run(session);
   } catch (const CommandFailure& failure) {
     session.output.progress("");
-    session.output.note(failure.what());
+    const std::string advice = adviceWithRoot(session.options, failure.advice());
+    session.output.note(failure.problem() + (advice.empty() ? "" : "; " + advice));
     return failure.status();
   } catch (const AssertionFailure& failure) {
     session.output.progress("");

@@ -1,3 +1,4 @@
+// The lines and columns in which accounts are shown, and their form for scripts.
 #include "tool/accounts/AccountText.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// How accounts, children and legacy descriptions are read into a tree.
 #include "tool/accounts/AccountTree.h"
 
 #include <algorithm>

@@ -1,6 +1,8 @@
+// The lines that tell differences, and their form for scripts.
 #include "tool/accounts/DifferencesText.h"
 
 #include "account/StringList.h"
+#include "tool/frame/Words.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
@@ -91,22 +93,14 @@ Array forScripts(const std::vector<KeyChange>& changes, bool reveal) {
   return array;
 }
 
-const char* wordFor(AccountChange::Kind kind) {
-  switch (kind) {
-    case AccountChange::Kind::Added:
-      return "added";
-    case AccountChange::Kind::Removed:
-      return "removed";
-    case AccountChange::Kind::Changed:
-      break;
-  }
-  return "changed";
+std::string_view nameOf(AccountChange::Kind kind) {
+  return wordFor<AccountChange::Kind, 3>(kind, {"added", "removed", "changed"});
 }
 
 Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
   Array array;
   for (const AccountChange& each : changes) {
-    Dictionary entry{{"change", wordFor(each.kind)},
+    Dictionary entry{{"change", nameOf(each.kind)},
                      {"account", each.account},
                      {"label", each.label},
                      {"keys", forScripts(each.keys, reveal)}};

@@ -1,3 +1,4 @@
+// How personal values are told from the words of the account model, and replaced.
 #include "tool/accounts/Redactor.h"
 
 #include <algorithm>

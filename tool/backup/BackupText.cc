@@ -1,3 +1,4 @@
+// The line that tells a backup, and its form for scripts.
 #include "tool/backup/BackupText.h"
 
 #include <algorithm>

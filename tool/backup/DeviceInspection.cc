@@ -1,10 +1,11 @@
+// What the newest backup adds to the findings about a device.
 #include "tool/backup/DeviceInspection.h"
 
 #include <algorithm>
 
 #include "store/AccountsManager.h"
 #include "tool/backup/Backup.h"
-#include "tool/inspection/FindingKinds.h"
+#include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
 
@@ -40,15 +41,15 @@ bool wereStamped(const InspectedFile& settings, const BackupFile& kept) {
 Findings inspectDevice(OpenedRoot& device, const InspectedFiles& files) {
   const bool migrating = isMigrating(device);  // first, as it may end meanwhile
   Findings findings = inspectRoot(device, files);
-  if (migrating) return findings;
-  const auto manifest = backupOfCutShortMigration(device);
+  const auto manifest = migrating ? std::nullopt : backupOfCutShortMigration(device);
   const BackupFile* kept = manifest ? manifest->fileInRole(PathRole::Settings) : nullptr;
   if (kept != nullptr && wereStamped(files.settings, *kept)) {
-    findings.push_back({&kFindingKinds[finding::kMigrationCutShort], kept->path, "", "",
-                        "The migration that kept the backup " + manifest->name +
-                            " was cut short: upgrade steps may be missing, and no later migration "
-                            "runs them."});
+    FindingList(findings, kept->path)
+        .add(finding::kMigrationCutShort,
+             "The migration that kept the backup " + manifest->name +
+                 " was cut short: upgrade steps may be missing, and no later migration runs them.");
   }
+  for (Finding& each : findings) each.action = adviceWithRoot(device.options(), each.action);
   return findings;
 }
 

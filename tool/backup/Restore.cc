@@ -1,3 +1,4 @@
+// How a backup is compared with the device and put back.
 #include "tool/backup/Restore.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// `check`: findings about a device root, a settings file or a backup.
 #include "tool/commands/CheckCommand.h"
 
 #include "plist/Reader.h"
@@ -10,36 +11,11 @@
 namespace accountsettings {
 namespace {
 
-// What was looked at, and what was found there.
-struct Checked {
-  Input::Kind kind = Input::Kind::SettingsFile;
-  std::string path;
-  Findings findings;
-  ShownPath shown = [](const std::string& file) { return file; };
-};
-
-Checked checkRoot(const CommonOptions& options, OpenedRoot& device) {
-  return {Input::Kind::DeviceRoot, options.root, inspectDevice(device, filesOfRoot()),
-          [&device](const std::string& file) { return device.shown(file); }};
-}
-
-// A file that is no property list is not refused: that is what there is to find.
-Checked checkSettingsFile(const std::string& path) {
-  InspectedFiles files;
-  files.settings = {path, readPropertyList(readFile(path))};
-  return {Input::Kind::SettingsFile, path, inspectFiles(files)};
-}
-
-Checked checkBackup(const std::string& path, const CommonOptions& options) {
-  return {Input::Kind::Backup, path, inspectFiles(openInput(path, options).files)};
-}
-
-Dictionary documentOf(const Checked& checked) {
-  return {{"format", "accountsettings.check"},
-          {"formatVersion", 1},
-          {"source", Dictionary{{"kind", nameOf(checked.kind)}, {"path", checked.path}}},
-          {"clean", checked.findings.empty()},
-          {"findings", findingsForScripts(checked.findings, checked.shown)}};
+// The content of a settings file or a backup. A file that is no property list is not refused: that
+// is what there is to find.
+InspectedFiles filesOf(Input::Kind kind, const std::string& path, const CommonOptions& options) {
+  if (kind == Input::Kind::Backup) return openInput(path, options).files;
+  return {{path, readPropertyList(readFile(path))}, {}, {}};
 }
 
 }  // namespace
@@ -56,24 +32,27 @@ void CheckCommand::describe(OptionSet& options) {
 }
 
 ExitStatus CheckCommand::run(Session& session) {
-  CommonOptions options = session.options;
-  const std::string path = path_.value_or(options.root);
+  const std::string path = path_.value_or(session.options.root);
   const Input::Kind kind = kindOfInput(path);
-  if (kind == Input::Kind::DeviceRoot) options.root = path;
-  OpenedRoot device(options, DefaultLog::Nowhere);
-  const Checked checked = kind == Input::Kind::DeviceRoot ? checkRoot(options, device)
-                          : kind == Input::Kind::Backup   ? checkBackup(path, options)
-                                                          : checkSettingsFile(path);
+  const bool isRoot = kind == Input::Kind::DeviceRoot;
+  if (isRoot) session.options.root = path;
+  OpenedRoot device(session.options, DefaultLog::Nowhere);
+  const Findings findings = isRoot ? inspectDevice(device, filesOfRoot())
+                                   : inspectFiles(filesOf(kind, path, session.options));
+  const ShownPath shown = [&](const std::string& file) {
+    return isRoot ? device.shown(file) : file;
+  };
   Output& output = session.output;
   if (output.json()) {
-    const Status written = output.value(documentOf(checked));
-    if (!written) throw Prevented(path, written.error().message);
+    output.document("check", {{"source", Input{kind, path, {}}.forScripts()},
+                              {"clean", findings.empty()},
+                              {"findings", findingsForScripts(findings, shown)}});
   } else {
-    writeFindings(output, checked.findings, checked.shown);
-    output.line("Checked " + std::string(nameOf(checked.kind)) + " " + path + ": found " +
-                countsInWords(checked.findings) + ".");
+    writeFindings(output, findings, shown);
+    output.line("Checked " + Input{kind, path, {}}.description() + ": found " +
+                countsInWords(findings) + ".");
   }
-  return checked.findings.empty() ? ExitStatus::Done : ExitStatus::No;
+  return findings.empty() ? ExitStatus::Done : ExitStatus::No;
 }
 
 }  // namespace accountsettings

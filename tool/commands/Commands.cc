@@ -1,3 +1,4 @@
+// The table of subcommands, in the order in which the help lists them.
 #include "tool/commands/Commands.h"
 
 #include "tool/commands/CheckCommand.h"

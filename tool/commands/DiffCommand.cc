@@ -1,3 +1,4 @@
+// `diff`: what sets two settings files, roots or backups apart.
 #include "tool/commands/DiffCommand.h"
 
 #include <unordered_set>
@@ -15,11 +16,12 @@ namespace accountsettings {
 namespace {
 
 // One side of the comparison. A root without settings counts as one whose settings are empty.
-Dictionary settingsOf(const Input& input) {
+Dictionary settingsOf(const Input& input, Session& session) {
   const InspectedFile& file = input.files.settings;
   if (!file.content) return {};
   const Result<PropertyList>& settings = *file.content;
   if (!settings) {
+    if (input.kind == Input::Kind::DeviceRoot) session.options.root = input.path;
     throw Prevented(file.name, settings.error().message, nextStepFor(settings.error()));
   }
   if (!settings->dictionary()) {
@@ -53,11 +55,11 @@ void addLegacyAccounts(Array& accounts, const std::vector<LegacyFile>& files) {
 }
 
 // What one side of the comparison holds, in the settings and in legacy files.
-Dictionary contentOf(const Input& input, const CommonOptions& options) {
-  Dictionary settings = settingsOf(input);
+Dictionary contentOf(const Input& input, Session& session) {
+  Dictionary settings = settingsOf(input, session);
   const PropertyList* stored = settings.find(kPlistAccountsKey);
   if (!hasLegacyFiles(input) || (stored && !stored->array())) return settings;
-  CommonOptions here = options;
+  CommonOptions here = session.options;
   if (input.kind == Input::Kind::DeviceRoot) here.root = input.path;
   const OpenedRoot device(here, DefaultLog::Nowhere);
   Array accounts = settings.arrayOrEmpty(kPlistAccountsKey);
@@ -69,10 +71,6 @@ Dictionary contentOf(const Input& input, const CommonOptions& options) {
 std::string headlineOf(const Input& input) {
   return input.description() + (input.files.settings.content ? "" : " (no settings file)") +
          (hasLegacyFiles(input) ? " (with its legacy files)" : "");
-}
-
-Dictionary sourceOf(const Input& input) {
-  return {{"kind", nameOf(input.kind)}, {"path", input.path}};
 }
 
 }  // namespace
@@ -95,19 +93,19 @@ void DiffCommand::describe(OptionSet& options) {
 ExitStatus DiffCommand::run(Session& session) {
   const Input before = openInput(old_, session.options);
   const Input after = openInput(new_, session.options);
-  const Dictionary old = contentOf(before, session.options);
-  const Differences differences = differencesBetween(old, contentOf(after, session.options));
+  const Dictionary old = contentOf(before, session);
+  const Differences differences = differencesBetween(old, contentOf(after, session));
   const AccountCounts counts = countsOf(differences, old.arrayOrEmpty(kPlistAccountsKey));
   Output& output = session.output;
   if (output.json()) {
-    Dictionary document{{"format", "accountsettings.diff"}, {"formatVersion", 1},
-                        {"old", sourceOf(before)},          {"new", sourceOf(after)},
-                        {"same", differences.empty()},      {"counts", countsForScripts(counts)}};
+    Dictionary document{{"old", before.forScripts()},
+                        {"new", after.forScripts()},
+                        {"same", differences.empty()},
+                        {"counts", countsForScripts(counts)}};
     for (const auto& entry : differencesForScripts(differences, reveal_)) {
       document.set(entry.key(), entry.value());
     }
-    const Status written = output.value(document);
-    if (!written) throw Prevented(new_, written.error().message);
+    output.document("diff", document);
   } else {
     output.line(output.paint(Colour::Bold, "--- " + headlineOf(before)));
     output.line(output.paint(Colour::Bold, "+++ " + headlineOf(after)));

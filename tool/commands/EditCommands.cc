@@ -1,3 +1,4 @@
+// `set`, `enable`, `disable`, `add` and `remove`: what each does to the accounts in the store.
 #include "tool/commands/EditCommands.h"
 
 #include "account/StringList.h"

@@ -14,6 +14,7 @@
 
 #include "plist/XmlWriter.h"
 #include "testing/ToolRun.h"
+#include "tool/frame/Options.h"
 
 namespace accountsettings::testing {
 namespace {
@@ -51,12 +52,14 @@ class Edit : public ::testing::Test {
     return runTool(std::move(arguments));
   }
 
-  // The command refuses with this status and message, and nothing was touched but the lock.
+  // The command refuses with this status and message, the commands in which are those for the root,
+  // and nothing was touched but the lock.
   void expectRefused(std::vector<std::string> arguments, int status, const std::string& message) {
     const auto before = filesWithoutLock();
     const ToolResult result = run(arguments);
     EXPECT_EQ(result.status, status) << result.out;
-    EXPECT_EQ(result.err, "accountsettings: " + message + "\n");
+    EXPECT_EQ(result.err,
+              "accountsettings: " + adviceWithRoot({.root = root.path()}, message) + "\n");
     EXPECT_EQ(filesWithoutLock(), before);
   }
 
@@ -269,7 +272,7 @@ TEST_F(Edit, RefusesPropertiesThatNobodyWouldRead) {
       {"key 'Identifier': an integer would be read as absent; the key holds a string; give a value "
        "of that kind",
        {{"Identifier", 5}}},
-      {"key 'ChildAccounts': a string would be read as absent; the key holds an array of accounts; "
+      {"key 'ChildAccounts': a string would be read as absent; the key holds an array; "
        "give a value of that kind",
        {{"ChildAccounts", "C"}}},
       {"key 'Enabled Dataclasses': accounts of type 'Mail' cannot carry 'odd'; this type carries "
@@ -477,7 +480,8 @@ TEST_F(Edit, WithoutPermissionNothingIsTouched) {
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.err, "accountsettings: " + root.settingsPath() +
                             ": Saving the settings would fail: " + preferences +
-                            ": Permission denied; 'accountsettings check' tells more; "
+                            ": Permission denied; 'accountsettings check --root " + root.path() +
+                            "' tells more; "
                             "--accept-loss goes on all the same\n");
   EXPECT_EQ(filesWithoutLock(), before);
   ::chmod(root.settingsPath().c_str(), 0600);

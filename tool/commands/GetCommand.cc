@@ -1,3 +1,4 @@
+// `get`: the values of one account, as the store reports them.
 #include "tool/commands/GetCommand.h"
 
 #include "host/LinuxFiles.h"
@@ -61,19 +62,15 @@ ExitStatus GetCommand::run(Session& session) {
   if (!reveal_) values = withSecretsHidden(values);
   Output& output = session.output;
   if (output.json()) {
-    const Status written = output.value(Dictionary{{"format", "accountsettings.get"},
-                                                   {"formatVersion", 1},
-                                                   {"account", identifier_},
-                                                   {"values", values}});
-    if (!written) throw Prevented("account '" + identifier_ + "'", written.error().message);
+    output.document("get", {{"account", identifier_}, {"values", values}});
   } else if (keys_.empty()) {
     output.block(propertyText(values));
   } else {
     for (const auto& entry : values) writeValue(output, entry.value());
   }
   for (const std::string& key : missing) {
-    output.note("account '" + identifier_ + "', key '" + key + "': there is no such value; '" +
-                "accountsettings get " + identifier_ + "' shows all");
+    output.note("account '" + identifier_ + "', key '" + key +
+                "': there is no such value; all: " + device.commandLine({"get", identifier_}));
   }
   return missing.empty() ? ExitStatus::Done : ExitStatus::No;
 }

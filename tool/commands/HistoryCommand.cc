@@ -1,3 +1,4 @@
+// `history`: the migrations that left a backup or a record.
 #include "tool/commands/HistoryCommand.h"
 
 #include "host/LinuxFiles.h"
@@ -17,9 +18,8 @@ void HistoryCommand::describe(OptionSet& options) {
 }
 
 ExitStatus HistoryCommand::run(Session& session) {
-  CommonOptions options = session.options;
-  if (root_) options.root = *root_;
-  OpenedRoot device(options, DefaultLog::Nowhere);
+  if (root_) session.options.root = *root_;
+  OpenedRoot device(session.options, DefaultLog::Nowhere);
   const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<RecordFile> records = findRecordFiles(device.files());
   Output& output = session.output;
@@ -28,15 +28,13 @@ ExitStatus HistoryCommand::run(Session& session) {
     for (const FoundBackup& each : backups) backupEntries.append(backupForScripts(each));
     Array recordEntries;
     for (const RecordFile& each : records) recordEntries.append(recordForScripts(each));
-    (void)output.value(Dictionary{{"format", "accountsettings.history"},
-                                  {"formatVersion", 1},
-                                  {"root", options.root},
-                                  {"backups", backupEntries},
-                                  {"records", recordEntries}});
+    output.document(
+        "history",
+        {{"root", session.options.root}, {"backups", backupEntries}, {"records", recordEntries}});
     return ExitStatus::Done;
   }
   if (backups.empty() && records.empty()) {
-    output.line("No migration of " + options.root + " left a backup or a record.");
+    output.line("No migration of " + session.options.root + " left a backup or a record.");
   }
   if (!backups.empty()) output.line("Migrations, from their backups:");
   for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));

@@ -1,3 +1,4 @@
+// How what a command was given is recognised and read.
 #include "tool/commands/Input.h"
 
 #include <filesystem>
@@ -6,6 +7,7 @@
 #include "tool/backup/Backup.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Errors.h"
+#include "tool/frame/Words.h"
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
@@ -46,6 +48,10 @@ std::string Input::description() const {
   return std::string(nameOf(kind)) + " " + path;
 }
 
+Dictionary Input::forScripts() const {
+  return {{"kind", nameOf(kind)}, {"path", path}};
+}
+
 Input::Kind kindOfInput(const std::string& path) {
   std::error_code code;
   if (!fs::is_directory(path, code)) return Input::Kind::SettingsFile;
@@ -60,15 +66,7 @@ Input openInput(const std::string& path, const CommonOptions& options) {
 }
 
 std::string_view nameOf(Input::Kind kind) {
-  switch (kind) {
-    case Input::Kind::SettingsFile:
-      return "settings file";
-    case Input::Kind::DeviceRoot:
-      return "device root";
-    case Input::Kind::Backup:
-      break;
-  }
-  return "backup";
+  return wordFor<Input::Kind, 3>(kind, {"settings file", "device root", "backup"});
 }
 
 }  // namespace accountsettings

@@ -18,6 +18,7 @@ struct Input {
 
   // "device root /mnt/device", for the first line of what is shown.
   [[nodiscard]] std::string description() const;
+  [[nodiscard]] Dictionary forScripts() const;
 };
 
 // Reads what lies at `path`. Throws Prevented where there is nothing or where it is none of the

@@ -1,55 +1,30 @@
+// `migrate`: plans the migration, carries it out unless something stands against it, and tells how
+// it ended.
 #include "tool/commands/MigrateCommand.h"
 
-#include <algorithm>
-
 #include "host/LogSinks.h"
-#include "migration/MigrationPaths.h"
 #include "migration/MigrationSteps.h"
-#include "tool/backup/DeviceInspection.h"
-#include "tool/inspection/FindingsText.h"
+#include "tool/migration/MigrationSummaryText.h"
 
 namespace accountsettings {
 
 namespace {
 
-// Why the migration is not to begin without --accept-loss; empty where nothing stands against it.
-std::vector<std::string> objections(const MigrationReport& report, const ShownPath& shown) {
-  std::vector<std::string> problems;
-  for (const Finding& finding : report.findings) {
-    if (finding.kind->blocksMigration) problems.push_back(findingInALine(finding, shown));
-  }
-  for (const LedgerEntry& entry : report.ledger.unexplained()) {
-    problems.push_back(shown(entry.file) + ": account " + entry.account +
-                       ": no rule explains why it " +
-                       (entry.key.empty() ? "is dropped" : "loses \"" + entry.key + "\""));
-  }
-  return problems;
+void show(Output& output, const MigrationSummary& summary, const ShownPath& shown,
+          const SummaryTextOptions& options) {
+  output.progress("");
+  if (!output.json()) return writeSummary(output, summary, shown, options);
+  output.document("migrate", summaryForScripts(summary, shown));
 }
 
-// What the rehearsal tells.
-MigrationReport reportOf(MigrationHost& host, const std::string& root, Findings findings) {
-  MigrationReport report;
-  report.root = root;
-  report.findings = std::move(findings);
-  report.outcome = host.rehearsal().result() ? "done" : "answered-no";
-  report.version = host.versionBefore();
-  report.versionAfter = host.versionAfter();
-  report.steps = host.rehearsal().steps();
-  report.ledger = host.ledger();
-  report.written = host.written();
-  report.removed = host.removed();
-  report.finishedRemoval =
-      std::count(report.removed.begin(), report.removed.end(), removalSentinelPath()) > 0 &&
-      report.steps.empty();
-  return report;
-}
-
-void show(Output& output, const MigrationReport& report, const ShownPath& shown,
-          const MigrationTextOptions& options) {
-  if (!output.json()) return writeReport(output, report, shown, options);
-  if (const Status written = output.value(reportForScripts(report, shown)); !written) {
-    output.note("the report: " + written.error().message);
+// The failure that tells why nothing was changed.
+Prevented refusal(const MigrationSummary& summary, std::string_view next) {
+  std::string why = summary.problems.front();
+  if (const std::size_t more = summary.problems.size() - 1; more > 0) {
+    why += " (and " + counted(more, "more thing stands", "more things stand") +
+           " against the migration)";
   }
+  return {"", why, next};
 }
 
 }  // namespace
@@ -79,31 +54,21 @@ void MigrateCommand::checkPlan(OpenedRoot& device) const {
   }
 }
 
-std::optional<std::string> MigrateCommand::carryOut(Session& session, MigrationHost& host,
-                                                    MigrationReport& report) const {
+MigrationSummary MigrateCommand::carryOut(Session& session, MigrationHost& host,
+                                          MigrationSummary planned) const {
   MigrationHost::RunOptions options;
   options.backup = !noBackup_;
   options.keep = static_cast<std::size_t>(keep_);
-  report.steps.clear();  // those of the rehearsal
   options.willBegin = [&] { session.interrupts.emplace(); };
+  planned.steps.clear();  // those of the rehearsal
   const MigrationHost::Outcome outcome = host.run(options);
   session.changed = true;
-  report.backup = outcome.backup;
-  report.undo = commandLineFor(session.options, {"restore", outcome.backup});
-  report.steps = outcome.steps;
-  report.outcome = outcome.fault ? "broken" : outcome.result ? "done" : "answered-no";
-  if (outcome.fault) report.problems.push_back(*outcome.fault);
   for (const std::string& warning : outcome.warnings) session.output.note(warning);
-  if (outcome.fault && !outcome.changed) {
-    report.outcome = "refused";
-    report.backup.clear();
-  }
-  return outcome.fault;
+  return carriedOut(std::move(planned), outcome);
 }
 
 ExitStatus MigrateCommand::run(Session& session) {
   Output& output = session.output;
-  const std::string& root = session.options.root;
   OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   checkPlan(device);
 
@@ -112,44 +77,39 @@ ExitStatus MigrateCommand::run(Session& session) {
   MigrationHost host(device, [&](std::string_view step) {
     output.progress(std::string(doing) + ": " + std::string(meaningOfStep(step)) + " ...");
   });
-  Findings findings = inspectDevice(device, host.files());
-  output.progress("Rehearsing the migration ...");
   DiscardingSink silence;
-  host.rehearse(dryRun_ ? device.log() : silence);
-  MigrationReport report = reportOf(host, root, std::move(findings));
-  report.dryRun = dryRun_;
-
+  MigrationSummary summary =
+      planMigration(device, host, dryRun_ ? device.log() : silence, acceptLoss_);
   const ShownPath shown = [&](const std::string& path) { return device.shown(path); };
-  const auto showReport = [&] {
-    output.progress("");
-    show(output, report, shown, {verbose_, reveal_});
-  };
-  report.problems = objections(report, shown);
-  if (!report.problems.empty() && !acceptLoss_) {
-    report.outcome = "refused";
-    showReport();
-    std::string why = report.problems.front();
-    if (const std::size_t more = report.problems.size() - 1; more > 0) {
-      why += " (and " + counted(more, "more thing stands", "more things stand") +
-             " against the migration)";
+  SummaryTextOptions text{dryRun_, verbose_, reveal_};
+  if (summary.outcome == SummaryOutcome::Refused) {
+    summary.planned = dryRun_;
+    show(output, summary, shown, text);
+    throw refusal(summary,
+                  "nothing was changed; repair what is named, or go on with --accept-loss");
+  }
+  if (dryRun_) {
+    if (const auto changed = changedSince(host.inputs(), device)) {
+      throw Prevented(*changed, "it changed during the rehearsal", "try again");
     }
-    throw Prevented("", why,
-                    "nothing was changed; repair what is named, or go on with --accept-loss");
-  }
-
-  std::optional<std::string> fault;
-  if (!dryRun_) {
+  } else {
     doing = "Migrating";
-    fault = carryOut(session, host, report);
-  } else if (const auto changed = changedSince(host.inputs(), device)) {
-    throw Prevented(*changed, "it changed during the rehearsal", "try again");
+    summary = carryOut(session, host, std::move(summary));
+    text.undo = device.commandLine({"restore", summary.backup});
   }
-  showReport();
-  if (fault && report.outcome == "refused") {
-    throw Prevented("", *fault, "nothing was changed; remove the cause and try again");
+  show(output, summary, shown, text);
+  switch (summary.outcome) {
+    case SummaryOutcome::Done:
+      return ExitStatus::Done;
+    case SummaryOutcome::AnsweredNo:
+      return ExitStatus::No;
+    case SummaryOutcome::Refused:
+      throw refusal(summary, "nothing was changed; remove the cause and try again");
+    case SummaryOutcome::Broken:
+      break;
   }
-  if (fault) throw CommandFailure(ExitStatus::Broken, "", *fault, host.adviceWith(report.backup));
-  return report.outcome == "done" ? ExitStatus::Done : ExitStatus::No;
+  throw CommandFailure(ExitStatus::Broken, "", summary.problems.front(),
+                       host.adviceWith(summary.backup));
 }
 
 }  // namespace accountsettings

@@ -8,7 +8,7 @@
 
 #include "tool/frame/Command.h"
 #include "tool/migration/MigrationHost.h"
-#include "tool/migration/MigrationReport.h"
+#include "tool/migration/MigrationSummary.h"
 
 namespace accountsettings {
 
@@ -20,9 +20,8 @@ class MigrateCommand : public Command {
  private:
   // Throws Prevented where the device has moved away from the plan that was given.
   void checkPlan(OpenedRoot& device) const;
-  // Lets the migration run. Answers how the disk is not what was meant, or none.
-  std::optional<std::string> carryOut(Session& session, MigrationHost& host,
-                                      MigrationReport& report) const;
+  // Lets the planned migration run.
+  MigrationSummary carryOut(Session& session, MigrationHost& host, MigrationSummary planned) const;
 
   bool verbose_ = false;
   bool dryRun_ = false;

@@ -35,7 +35,7 @@ class Migrate : public ::testing::Test {
   [[nodiscard]] Dictionary document(std::vector<std::string> options = {}) {
     options.emplace_back("--json");
     const ToolResult result = migrate(std::move(options));
-    EXPECT_EQ(schemaErrors("migrate.schema.json", result.out), "");
+    EXPECT_EQ(schemaErrors("migration.schema.json", result.out), "");
     return documentIn(result.out);
   }
 
@@ -84,7 +84,9 @@ TEST_F(Migrate, RewritesCurrentSettingsAndSaysSo) {
                             "  keys: " +
                             std::to_string(mailAccount("A").size() + 2) +
                             " kept, 0 moved, 0 changed, 0 dropped\n"
-                            "  wrote " +
+                            "\n"
+                            "Files\n"
+                            "  created " +
                             root_.at(kCopies) + "/com.zelqo.accountsettings.plist\n");
   EXPECT_EQ(root_.settings(), (Dictionary{{"Accounts", Array{mailAccount("A")}}, {"Version", 12}}));
 }
@@ -111,13 +113,13 @@ TEST_F(Migrate, TellsWhichStepsRanAndWhatEachChanged) {
 TEST_F(Migrate, VerboseTellsEachStepToPeople) {
   root_.putSettings(10, {mailAccount("A")});
   const ToolResult result = migrate({"-v"});
-  EXPECT_NE(result.out.find("  9A334: documents on secondary accounts, provisioning\n"
-                            "    no account changed\n"
-                            "  9B176: the Quillet data class, cloud tabs\n"
-                            "    no account changed\n"),
-            std::string::npos)
+  EXPECT_NE(
+      result.out.find("  9A334            documents on secondary accounts, provisioning "
+                      "(changes nothing)\n"
+                      "  9B176            the Quillet data class, cloud tabs (changes nothing)\n"),
+      std::string::npos)
       << result.out;
-  EXPECT_NE(result.out.find("    key \"Version\": changed by save\n"), std::string::npos);
+  EXPECT_NE(result.out.find("\n  key \"Version\": changed by save\n"), std::string::npos);
 }
 
 TEST_F(Migrate, ConvertsLegacyFilesAndRemovesThem) {
@@ -125,7 +127,11 @@ TEST_F(Migrate, ConvertsLegacyFilesAndRemovesThem) {
   root_.put(ToolRoot::kLegacyExchange, sampleLegacyExchange());
   const Dictionary result = document();
   EXPECT_EQ(result.get("accountsBefore"), PropertyList(39));
-  EXPECT_EQ(result.array("removed")->size(), 2U);
+  std::size_t removed = 0;
+  for (const PropertyList& each : *result.array("files")) {
+    removed += each.dictionary()->string("fate") == "removed" ? 1U : 0U;
+  }
+  EXPECT_EQ(removed, 2U);
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyExchange));
   const Dictionary& ledger = *result.dictionary("ledger");
@@ -139,7 +145,7 @@ TEST_F(Migrate, ADryRunTouchesNothingAndTellsTheSame) {
   EXPECT_EQ(root_.snapshot(), before);
   Dictionary done = document();
   EXPECT_EQ(rehearsed.get("dryRun"), PropertyList(true));
-  for (const char* key : {"accountsAfter", "written", "removed"}) {
+  for (const char* key : {"accountsAfter", "files", "directoriesMade"}) {
     EXPECT_EQ(rehearsed.get(key), done.get(key)) << key;
   }
   EXPECT_EQ(rehearsed.array("steps")->size(), done.array("steps")->size());
@@ -471,7 +477,7 @@ TEST_F(Migrate, ASaveThatFailsEndsWith4AndNamesTheBackup) {
       << result.err;
   EXPECT_NE(result.out.find("The migration of " + root_.path() + " went wrong."), std::string::npos)
       << result.out;
-  EXPECT_NE(result.out.find("  was to write " + root_.settingsPath()), std::string::npos);
+  EXPECT_NE(result.out.find("\nFiles, as they were meant\n"), std::string::npos);
   EXPECT_NE(result.err.find(root_.settingsPath() + ": "), std::string::npos) << result.err;
   EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
   ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);
@@ -582,7 +588,7 @@ TEST_F(Migrate, ARunThatOnlyEndsAnInterruptedRemovalSaysThatTheStepsAreStillToCo
                             ", whose settings keep version 9.\n"),
             std::string::npos)
       << result.out;
-  EXPECT_NE(result.out.find("\nRun it again: the upgrade steps are still to come.\n"),
+  EXPECT_NE(result.out.find("\n  Run it again: the upgrade steps are still to come.\n"),
             std::string::npos)
       << result.out;
   EXPECT_EQ(root_.settings().get("Version"), PropertyList(9));
@@ -594,7 +600,7 @@ TEST_F(Migrate, SettingsWithoutAVersionAreNotToldToHaveOne) {
   const ToolResult result = migrate({"--accept-loss"});
   EXPECT_NE(result.out.find("Migrated " + root_.path() + " to version 12: "), std::string::npos)
       << result.out;
-  EXPECT_EQ(document().get("fromVersion"), PropertyList(12));
+  EXPECT_EQ(document().find("decision")->dictionary()->get("version"), PropertyList(12));
   const ToolResult history = runTool({"history", "--root", root_.path()});
   EXPECT_NE(history.out.find("  from settings without a version, only rewritten, 1 file kept\n"),
             std::string::npos)

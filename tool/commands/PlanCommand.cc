@@ -1,9 +1,8 @@
+// `plan`: the summary of a migration that is not carried out, shown or saved.
 #include "tool/commands/PlanCommand.h"
 
 #include "tool/device/OpenedRoot.h"
-#include "tool/frame/Json.h"
-#include "tool/migration/Plan.h"
-#include "tool/migration/PlanText.h"
+#include "tool/migration/MigrationSummaryText.h"
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
@@ -21,28 +20,25 @@ void PlanCommand::describe(OptionSet& options) {
 }
 
 ExitStatus PlanCommand::run(Session& session) {
-  CommonOptions options = session.options;
-  if (root_) options.root = *root_;
-  OpenedRoot device(options, DefaultLog::Nowhere);
+  if (root_) session.options.root = *root_;
+  OpenedRoot device(session.options, DefaultLog::Nowhere);
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
-  const Plan plan = makePlan(device);
-  const bool asDocument = out_ || session.output.json();
-  const Dictionary document = asDocument ? planForScripts(plan, options.root, shown) : Dictionary();
+  MigrationHost host(device);
+  const MigrationSummary plan = planMigration(device, host, device.log());
   Output& output = session.output;
   if (out_) {
-    const Result<std::string> json = toJson(document);
-    if (!json) throw Prevented(*out_, json.error().message);
-    writeFile(*out_, *json + "\n");
+    const Result<std::string> text = documentText(kPlanFormat, summaryForScripts(plan, shown));
+    if (!text) throw Prevented(*out_, text.error().message);
+    writeFile(*out_, *text);
     session.changed = true;
   }
   if (output.json()) {
-    const Status written = output.value(document);
-    if (!written) throw Prevented(options.root, written.error().message);
+    output.document(kPlanFormat, summaryForScripts(plan, shown));
   } else {
-    writePlan(output, plan, shown);
+    writeSummary(output, plan, shown, {.steps = true});
     if (out_) output.line("Saved the plan in " + *out_ + ".");
   }
-  return exitCode_ && plan.pending() ? ExitStatus::Pending : ExitStatus::Done;
+  return exitCode_ && plan.decision.pending() ? ExitStatus::Pending : ExitStatus::Done;
 }
 
 }  // namespace accountsettings

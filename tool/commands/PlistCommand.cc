@@ -1,3 +1,4 @@
+// `plist`: any property list, printed or converted.
 #include "tool/commands/PlistCommand.h"
 
 #include "plist/BinaryWriter.h"

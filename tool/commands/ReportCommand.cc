@@ -1,3 +1,4 @@
+// `report`: the parts of a report, each redacted on its way in.
 #include "tool/commands/ReportCommand.h"
 
 #include <array>
@@ -15,12 +16,10 @@
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/device/OpenedRoot.h"
-#include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/inspection/InspectionParts.h"
-#include "tool/migration/Plan.h"
-#include "tool/migration/PlanText.h"
+#include "tool/migration/MigrationSummaryText.h"
 #include "tool/migration/RecordFiles.h"
 #include "tool/values/ReadFile.h"
 
@@ -40,7 +39,6 @@ class ReportMaker {
   explicit ReportMaker(OpenedRoot& device) : device_(device), files_(filesOfRoot()) {
     std::string root = device.shown("/");
     while (root.ends_with('/')) root.pop_back();
-    // Where somebody keeps the device root is nobody's business.
     redactor_.leaveOut(root);
     for (const InspectedFile* each : allFiles()) {
       if (each->content && *each->content) redactor_.learn(**each->content);
@@ -51,9 +49,7 @@ class ReportMaker {
   }
 
   Dictionary make(const std::optional<std::string>& logFile) {
-    Dictionary report{{"format", "accountsettings.report"},
-                      {"formatVersion", 1},
-                      {"toolVersion", kToolVersion},
+    Dictionary report{{"toolVersion", kToolVersion},
                       {"currentVersion", AccountsManager::currentVersion()},
                       {"files", fileFacts()},
                       {"settings", contentOf(files_.settings)},
@@ -123,9 +119,13 @@ class ReportMaker {
 
   void addPlan(Dictionary& report) {
     try {
-      Dictionary plan = planForScripts(makePlan(device_), "/", devicePath);
-      plan.remove("inputs");  // digests let anybody who guesses a file see that he is right
-      report.set("plan", redactor_.told(plan));
+      MigrationHost host(device_);
+      MigrationSummary plan = planMigration(device_, host, device_.log());
+      // Where somebody keeps the device root is nobody's business.
+      plan.root = "/";
+      for (Finding& each : plan.findings) each.action = each.kind->action;
+      report.set("plan",
+                 redactor_.told(summaryForScripts(plan, devicePath, SummaryDetail::ForSupport)));
     } catch (const CommandFailure& failure) {
       report.set("planProblem", PropertyList(redactor_.sentence(failure.what())));
       report.set("findings",
@@ -193,22 +193,17 @@ ExitStatus ReportCommand::run(Session& session) {
   if (!out_) {
     throw WrongUsage("--out", "the file to write is needed", "see accountsettings report --help");
   }
-  CommonOptions options = session.options;
-  if (root_) options.root = *root_;
-  OpenedRoot device(options, DefaultLog::Nowhere);
+  if (root_) session.options.root = *root_;
+  OpenedRoot device(session.options, DefaultLog::Nowhere);
   ReportMaker maker(device);
   const Dictionary report = maker.make(logFile_);
-  const Result<std::string> json = toJson(report);
-  if (!json) throw Prevented(*out_, json.error().message);
-  writeFile(*out_, *json + "\n");
+  const Result<std::string> text = documentText("report", report);
+  if (!text) throw Prevented(*out_, text.error().message);
+  writeFile(*out_, *text);
   session.changed = true;
   Output& output = session.output;
   if (output.json()) {
-    const Status written = output.value(Dictionary{{"format", "accountsettings.report-summary"},
-                                                   {"formatVersion", 1},
-                                                   {"file", *out_},
-                                                   {"replaced", *report.find("replaced")}});
-    if (!written) throw Prevented(*out_, written.error().message);
+    output.document("report-summary", {{"file", *out_}, {"replaced", *report.find("replaced")}});
     return ExitStatus::Done;
   }
   output.line("Wrote " + *out_ + ". In it stand-ins take the place of:");

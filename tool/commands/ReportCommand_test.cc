@@ -96,7 +96,12 @@ TEST_F(Report, FindingsAndPlanNameAccountsByTheSameStandIns) {
   EXPECT_EQ(finding.get("code"), PropertyList("unfixable-class"));
   EXPECT_EQ(finding.get("account"), PropertyList("identifier-1"));
   EXPECT_FALSE(plan.contains("inputs"));
-  EXPECT_EQ(at(plan, "droppedAccounts", 0, "account"), PropertyList("identifier-1"));
+  const Array& dropped = *at(plan, "ledger", "entries").array();
+  ASSERT_EQ(dropped.size(), 1U);
+  EXPECT_EQ(dropped[0].dictionary()->get("account"), PropertyList("identifier-1"));
+  for (const PropertyList& each : *plan.array("steps")) {
+    EXPECT_FALSE(each.dictionary()->contains("changes"));
+  }
 }
 
 TEST_F(Report, ListsWhatItReplaced) {

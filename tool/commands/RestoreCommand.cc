@@ -1,3 +1,4 @@
+// `restore`: the choice of a backup, and what putting it back did.
 #include "tool/commands/RestoreCommand.h"
 
 #include <algorithm>
@@ -5,6 +6,7 @@
 #include "store/AccountsManager.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/Restore.h"
+#include "tool/frame/Words.h"
 
 namespace accountsettings {
 
@@ -12,16 +14,8 @@ namespace {
 
 using Action = RestoreStep::Action;
 
-const char* wordFor(Action action) {
-  switch (action) {
-    case Action::Write:
-      return "restored";
-    case Action::Remove:
-      return "removed";
-    case Action::Same:
-      break;
-  }
-  return "unchanged";
+std::string_view nameOf(Action action) {
+  return wordFor<Action, 3>(action, {"unchanged", "restored", "removed"});
 }
 
 // Holds the migration lock, so that no migration and no other restore runs meanwhile.
@@ -41,8 +35,9 @@ class LockHeld {
 std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& manifest) {
   Result<std::vector<RestoreStep>> steps = prepareRestore(device, manifest);
   if (!steps) {
-    throw Prevented("backup " + manifest.name, steps.error().message,
-                    "nothing was changed; choose another backup (restore --list)");
+    throw Prevented(
+        "backup " + manifest.name, steps.error().message,
+        "nothing was changed; choose another backup: see 'accountsettings restore --list'");
   }
   return std::move(steps).value();
 }
@@ -72,14 +67,9 @@ Dictionary documentFor(const std::string& root, const std::string& backup, bool 
   for (const RestoreStep& step : steps) {
     files.append(Dictionary{{"role", nameOf(step.file.role)},
                             {"path", step.file.path},
-                            {"action", wordFor(step.action)}});
+                            {"action", nameOf(step.action)}});
   }
-  return {{"format", "accountsettings.restore"},
-          {"formatVersion", 1},
-          {"root", root},
-          {"backup", backup},
-          {"dryRun", dryRun},
-          {"files", files}};
+  return {{"root", root}, {"backup", backup}, {"dryRun", dryRun}, {"files", files}};
 }
 
 }  // namespace
@@ -101,11 +91,12 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
     if (!backup_ && each->manifest) return *each->manifest;
     if (!backup_ || each->name != *backup_) continue;
     if (each->manifest) return *each->manifest;
-    throw Prevented(place + "/" + each->name, each->problem, "choose another (restore --list)");
+    throw Prevented(place + "/" + each->name, each->problem,
+                    "choose another: see 'accountsettings restore --list'");
   }
   if (backup_) {
     throw Prevented(place + "/" + *backup_, "there is no such backup",
-                    "list them with: " + device.commandLine({"restore", "--list"}));
+                    "'accountsettings restore --list' lists them");
   }
   throw Prevented(place, "there is no backup that could be put back",
                   "check --root; only 'migrate' makes backups");
@@ -116,10 +107,8 @@ ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
   if (output.json()) {
     Array backups;
     for (const FoundBackup& each : found) backups.append(backupForScripts(each));
-    (void)output.value(Dictionary{{"format", "accountsettings.backups"},
-                                  {"formatVersion", 1},
-                                  {"directory", device.shown(backupsDirectory())},
-                                  {"backups", backups}});
+    output.document("backups",
+                    {{"directory", device.shown(backupsDirectory())}, {"backups", backups}});
     return ExitStatus::Done;
   }
   if (found.empty()) output.line("There are no backups in " + device.shown(backupsDirectory()));
@@ -139,7 +128,7 @@ ExitStatus RestoreCommand::run(Session& session) {
   session.changed = !dryRun_;
 
   if (output.json()) {
-    (void)output.value(documentFor(session.options.root, manifest.name, dryRun_, steps));
+    output.document("restore", documentFor(session.options.root, manifest.name, dryRun_, steps));
     return ExitStatus::Done;
   }
   output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + ":");
@@ -148,7 +137,7 @@ ExitStatus RestoreCommand::run(Session& session) {
     if (step.action == Action::Same) {
       ++same;
     } else {
-      output.line("  " + padded(wordFor(step.action), 9) + " " + device.shown(step.file.path));
+      output.line("  " + padded(nameOf(step.action), 9) + " " + device.shown(step.file.path));
     }
   }
   if (same > 0) output.line("  " + counted(same, "file is as it was", "files are as they were"));

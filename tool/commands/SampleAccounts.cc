@@ -1,3 +1,4 @@
+// The accounts of an invented person, as each release wrote them.
 #include "tool/commands/SampleAccounts.h"
 
 #include <array>

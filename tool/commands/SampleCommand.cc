@@ -1,3 +1,4 @@
+// `sample`: a device root of each release, small enough to be read.
 #include "tool/commands/SampleCommand.h"
 
 #include <array>
@@ -169,18 +170,14 @@ void show(Output& output, const std::string& root, const Release& release,
   if (output.json()) {
     Array paths;
     for (const DeviceFile& each : files) paths.append(each.path);
-    (void)output.value(Dictionary{{"format", "accountsettings.sample"},
-                                  {"formatVersion", 1},
-                                  {"dryRun", dryRun},
-                                  {"root", root},
-                                  {"release", release.name},
-                                  {"files", paths}});
-    return;
+    return output.document(
+        "sample",
+        {{"dryRun", dryRun}, {"root", root}, {"release", release.name}, {"files", paths}});
   }
   output.line(std::string(dryRun ? "Would write" : "Wrote") + " a device root with " +
               release.meaning() + ":");
   for (const DeviceFile& each : files) output.line("  " + root + each.path);
-  if (!dryRun) output.line("Look at it with: accountsettings show --root " + root);
+  if (!dryRun) output.line("Look at it with: " + commandLineFor({.root = root}, {"show"}));
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ TEST_P(SampleOfRelease, IsFoundSoundMigratesAndKeepsUnknownKeysToTheBit) {
   EXPECT_EQ(check.status, 0) << check.out << check.err;
   const ToolResult migrated = runTool({"migrate", "--root", root(), "--json"});
   ASSERT_EQ(migrated.status, 0) << migrated.err;
-  EXPECT_EQ(schemaErrors("migrate.schema.json", migrated.out), "");
+  EXPECT_EQ(schemaErrors("migration.schema.json", migrated.out), "");
   const Dictionary after = settingsOf(root());
   EXPECT_EQ(after.get("Version"), PropertyList(12));
   const std::vector<Dictionary> kept = unknownValuesOf(after);

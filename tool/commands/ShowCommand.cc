@@ -1,3 +1,4 @@
+// `show`: the accounts of a root, file or backup, filtered, as tree, table or JSON.
 #include "tool/commands/ShowCommand.h"
 
 #include <algorithm>
@@ -94,7 +95,6 @@ void writeSection(Output& output, const Section& section, bool table,
   if (!section.problem.empty()) {
     output.line(std::string(section.title) + ": " +
                 output.paint(Colour::Red, "cannot be read: " + section.problem));
-    output.line("  " + section.file + "; " + section.nextStep);
     return;
   }
   output.line(output.paint(Colour::Bold, summaryOf(section)));
@@ -146,17 +146,14 @@ bool ShowCommand::wanted(const AccountNode& account) const {
 }
 
 ExitStatus ShowCommand::run(Session& session) {
-  CommonOptions options = session.options;
-  const std::string path = path_.value_or(options.root);
-  if (kindOfInput(path) == Input::Kind::DeviceRoot) options.root = path;
+  const std::string path = path_.value_or(session.options.root);
+  if (kindOfInput(path) == Input::Kind::DeviceRoot) session.options.root = path;
   // Whose type registry tells which accounts are loaded.
-  const OpenedRoot device(options, DefaultLog::Nowhere);
-  const Input input = openInput(path, options);
+  const OpenedRoot device(session.options, DefaultLog::Nowhere);
+  const Input input = openInput(path, session.options);
   Output& output = session.output;
   std::vector<Section> sections = sectionsOf(input);
-  Dictionary document{{"format", "accountsettings.show"},
-                      {"formatVersion", 1},
-                      {"source", Dictionary{{"kind", nameOf(input.kind)}, {"path", input.path}}}};
+  Dictionary document{{"source", input.forScripts()}};
   if (!output.json()) output.line(input.description());
   for (Section& section : sections) {
     keepOnly(section.tree.accounts, [&](const AccountNode& each) { return wanted(each); });
@@ -167,15 +164,14 @@ ExitStatus ShowCommand::run(Session& session) {
     }
   }
   if (output.json()) {
-    if (const Status written = output.value(document); !written) {
-      throw Prevented(input.path, written.error().message, "show fewer accounts with a filter");
-    }
+    output.document("show", document);
   } else if (sections.empty()) {
     output.line("There are no account settings and no legacy files here.");
   }
-  const bool allRead = std::all_of(sections.begin(), sections.end(),
-                                   [](const Section& each) { return each.problem.empty(); });
-  return allRead ? ExitStatus::Done : ExitStatus::Prevented;
+  const auto unread = std::find_if(sections.begin(), sections.end(),
+                                   [](const Section& each) { return !each.problem.empty(); });
+  if (unread == sections.end()) return ExitStatus::Done;
+  throw Prevented(unread->file, unread->problem, unread->nextStep);
 }
 
 }  // namespace accountsettings

@@ -174,9 +174,9 @@ TEST(Show, TellsADamagedSettingsFileAndEndsWith3) {
   const ToolResult ofRoot = runTool({"show", root.path()});
   EXPECT_EQ(ofRoot.status, 3);
   EXPECT_NE(ofRoot.out.find("Settings: cannot be read: byte "), std::string::npos) << ofRoot.out;
-  EXPECT_NE(ofRoot.out.find("\n  " + root.settingsPath() + "; see 'accountsettings check'"),
+  EXPECT_NE(ofRoot.err.find("; see 'accountsettings check --root " + root.path() + "'"),
             std::string::npos)
-      << ofRoot.out;
+      << ofRoot.err;
   EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");
   const ToolResult ofFile = runTool({"show", root.settingsPath()});
   EXPECT_EQ(ofFile.status, 3);
@@ -271,7 +271,8 @@ TEST(Show, TextsThatAreNotUnicodeFollowTheSchemaToo) {
   const ToolRoot empty;
   EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");
   EXPECT_EQ(schemaErrors("check.schema.json", runTool({"check", root.path(), "--json"}).out), "");
-  EXPECT_EQ(schemaErrors("plan.schema.json", runTool({"plan", root.path(), "--json"}).out), "");
+  EXPECT_EQ(schemaErrors("migration.schema.json", runTool({"plan", root.path(), "--json"}).out),
+            "");
   EXPECT_EQ(
       schemaErrors("diff.schema.json", runTool({"diff", empty.path(), root.path(), "--json"}).out),
       "");

@@ -1,3 +1,4 @@
+// How the host and the log of a device root are opened, and why they cannot be.
 #include "tool/device/OpenedRoot.h"
 
 #include "host/LinuxFiles.h"

@@ -28,10 +28,8 @@ class OpenedRoot {
   [[nodiscard]] LinuxFiles& files() noexcept { return host_->files(); }
   [[nodiscard]] ProcessContext& context() noexcept { return context_; }
   [[nodiscard]] SystemLog& log() noexcept { return *log_; }
-  // The host configuration that was given instead of the root's own.
-  [[nodiscard]] const std::optional<std::string>& configFile() const noexcept {
-    return options_.config;
-  }
+  // What it was opened with.
+  [[nodiscard]] const CommonOptions& options() const noexcept { return options_; }
   // Where a device path lies on this machine, for messages.
   [[nodiscard]] std::string shown(const std::string& devicePath) const {
     return host_->pathOnThisMachine(devicePath);

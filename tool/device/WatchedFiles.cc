@@ -1,3 +1,4 @@
+// Which failures count as changes that failed.
 #include "tool/device/WatchedFiles.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// How an edit is admitted, saved and told.
 #include "tool/editing/AccountEditor.h"
 
 #include <exception>
@@ -208,17 +209,13 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
                          const std::string& account, bool saved) {
   Output& output = session_.output;
   if (output.json()) {
-    const Dictionary document{{"format", "accountsettings.edit"},
-                              {"formatVersion", 1},
-                              {"command", command},
-                              {"account", account},
-                              {"file", shown_},
-                              {"dryRun", options_.dryRun},
-                              {"saved", saved},
-                              {"changes", differencesForScripts(differences, options_.reveal)}};
-    const Status written = output.value(document);
-    if (!written) throw CommandFailure(ExitStatus::Broken, shown_, written.error().message);
-    return;
+    return output.document("edit",
+                           {{"command", command},
+                            {"account", account},
+                            {"file", shown_},
+                            {"dryRun", options_.dryRun},
+                            {"saved", saved},
+                            {"changes", differencesForScripts(differences, options_.reveal)}});
   }
   writeDifferences(output, differences, {.reveal = options_.reveal});
   if (differences.empty()) {

@@ -1,3 +1,4 @@
+// The keys, types and data classes that an edit may not touch, and why.
 #include "tool/editing/EditRules.h"
 
 #include <algorithm>
@@ -33,31 +34,15 @@ constexpr std::array kFixedKeys = {
     FixedKey{kAccountChildAccounts, "children are edited one by one",
              "give the child's own identifier, or use 'add --parent' and 'remove'"}};
 
-struct TypedKey {
-  std::string_view key;
-  PropertyList::Kind kind;
-  const char* expected;
-};
-
-constexpr std::array kTypedKeys = {
-    TypedKey{kAccountIdentifier, PropertyList::Kind::String, "a string"},
-    TypedKey{kAccountChildAccounts, PropertyList::Kind::Array, "an array of accounts"},
-    TypedKey{kAccountSyncIdentifier, PropertyList::Kind::String, "a string"},
-    TypedKey{kAccountDisplayName, PropertyList::Kind::String, "a string"},
-    TypedKey{kAccountUsername, PropertyList::Kind::String, "a string"},
-    TypedKey{kAccountTypeString, PropertyList::Kind::String, "a string"},
-    TypedKey{kAccountShortTypeString, PropertyList::Kind::String, "a string"},
-    TypedKey{kAccountEnabledDataclasses, PropertyList::Kind::Array, "an array of data classes"},
-    TypedKey{kAccountProvisionedDataclasses, PropertyList::Kind::Array, "an array of data classes"},
-    TypedKey{kCalendarsAccountSubscribedCalendars, PropertyList::Kind::Array, "an array"}};
-
 // Throws where nobody would read the value under the key.
 void requireKind(const std::string& where, std::string_view key, const PropertyList& value) {
-  for (const TypedKey& typed : kTypedKeys) {
-    if (typed.key == key && typed.kind != value.kind()) {
+  for (const ModelKey& model : kModelKeys) {
+    // Anything reads as a boolean.
+    if (model.key == key && model.kind != value.kind() &&
+        model.kind != PropertyList::Kind::Boolean) {
       throw Prevented(where,
                       std::string(kindInWords(value)) + " would be read as absent; the key holds " +
-                          typed.expected,
+                          std::string(model.expected),
                       "give a value of that kind");
     }
   }

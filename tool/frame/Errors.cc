@@ -1,3 +1,4 @@
+// How a failure is put into words.
 #include "tool/frame/Errors.h"
 
 #include <cerrno>
@@ -6,16 +7,12 @@ namespace accountsettings {
 
 namespace {
 
-std::string sentence(std::string_view where, std::string_view why, std::string_view next) {
+std::string problemAt(std::string_view where, std::string_view why) {
   std::string text(where);
   // The reason of a failed call on a file names the file too.
   if (!text.empty() && why.starts_with(text + ": ")) why.remove_prefix(text.size() + 2);
   if (!text.empty() && !why.empty()) text += ": ";
   text += why;
-  if (!next.empty()) {
-    text += "; ";
-    text += next;
-  }
   return text;
 }
 
@@ -42,6 +39,9 @@ std::string_view adviceFor(int errorNumber) {
 
 CommandFailure::CommandFailure(ExitStatus status, std::string_view where, std::string_view why,
                                std::string_view next)
-    : std::runtime_error(sentence(where, why, next)), status_(status) {}
+    : std::runtime_error(problemAt(where, why) + (next.empty() ? "" : "; ") + std::string(next)),
+      status_(status),
+      problem_(problemAt(where, why)),
+      advice_(next) {}
 
 }  // namespace accountsettings

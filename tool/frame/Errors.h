@@ -23,7 +23,8 @@ enum class ExitStatus {
 // helps.
 [[nodiscard]] std::string_view adviceFor(int errorNumber);
 
-// CommandFailure ends the command. main() shows its message and exits with its status.
+// CommandFailure ends the command. main() shows its message, with the commands of the advice for
+// the device that was given, and exits with its status.
 class CommandFailure : public std::runtime_error {
  public:
   // `where` is the file, account or option concerned; `why` the reason; `next` what to do about it,
@@ -32,9 +33,14 @@ class CommandFailure : public std::runtime_error {
                  std::string_view next = {});
 
   [[nodiscard]] ExitStatus status() const noexcept { return status_; }
+  // Where it failed and why, and what to do about it; what() is both.
+  [[nodiscard]] const std::string& problem() const noexcept { return problem_; }
+  [[nodiscard]] const std::string& advice() const noexcept { return advice_; }
 
  private:
   ExitStatus status_;
+  std::string problem_;
+  std::string advice_;
 };
 
 // CommandFailure with the status Prevented, the usual case.

@@ -1,3 +1,4 @@
+// Conversions between property lists and JSON, both ways.
 #include "tool/frame/Json.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The command line, on top of CLI11: options, help, suggestions, and commands to be pasted.
 #include "tool/frame/Options.h"
 
 #include <CLI/App.hpp>
@@ -5,7 +6,9 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <numeric>
+#include <sstream>
 #include <string_view>
 
 #include "tool/frame/Command.h"
@@ -102,6 +105,25 @@ std::string commandLineFor(const CommonOptions& options, const std::vector<std::
   std::for_each(words.begin() + 1, words.end(),
                 [&](const std::string& word) { line += " " + quotedForShell(word); });
   return line;
+}
+
+std::string adviceWithRoot(const CommonOptions& options, std::string_view advice) {
+  constexpr std::string_view kCommand = "'accountsettings ";
+  std::string result;
+  while (true) {
+    const std::size_t begin = advice.find(kCommand);
+    const std::size_t end =
+        begin == std::string_view::npos ? begin : advice.find('\'', begin + kCommand.size());
+    if (end == std::string_view::npos) return result += advice;
+    std::istringstream named(
+        std::string(advice.substr(begin + kCommand.size(), end - begin - kCommand.size())));
+    const std::vector<std::string> words{std::istream_iterator<std::string>(named), {}};
+    const std::string line = commandLineFor(options, words);
+    // A command that holds quotes itself is set off by other ones.
+    const char* quote = line.find('\'') == std::string::npos ? "'" : "`";
+    result.append(advice.substr(0, begin)).append(quote).append(line).append(quote);
+    advice.remove_prefix(end + 1);
+  }
 }
 
 void OptionSet::flag(const std::string& names, bool& target, const std::string& help) {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -29,6 +30,10 @@ struct CommonOptions {
 // The command line, for a shell, that runs the program with these words on the same device.
 [[nodiscard]] std::string commandLineFor(const CommonOptions& options,
                                          const std::vector<std::string>& words);
+
+// The advice with every command that it names in the form 'accountsettings WORDS' made one that
+// works on the same device. All advice goes through here on its way out, once.
+[[nodiscard]] std::string adviceWithRoot(const CommonOptions& options, std::string_view advice);
 
 class OptionSet {
  public:

@@ -1,3 +1,4 @@
+// Lines, colours and progress on the way to standard output and standard error.
 #include "tool/frame/Output.h"
 
 #include <algorithm>
@@ -5,6 +6,7 @@
 
 #include "tool/frame/Json.h"
 #include "tool/frame/Terminal.h"
+#include "tool/frame/Words.h"
 
 namespace accountsettings {
 
@@ -14,24 +16,8 @@ using terminal::Stream;
 
 constexpr std::size_t kPendingLimit = 1 << 16;
 
-const char* codeOf(Colour colour) {
-  switch (colour) {
-    case Colour::Bold:
-      return "1";
-    case Colour::Dim:
-      return "2";
-    case Colour::Red:
-      return "31";
-    case Colour::Green:
-      return "32";
-    case Colour::Yellow:
-      return "33";
-    case Colour::Blue:
-      return "34";
-    case Colour::Plain:
-      break;
-  }
-  return "0";
+std::string_view codeOf(Colour colour) {
+  return wordFor<Colour, 7>(colour, {"0", "1", "2", "31", "32", "33", "34"});
 }
 
 bool colourAllowed() {
@@ -75,12 +61,10 @@ void Output::data(std::string_view bytes) {
   onTerminal_ ? block(bytes) : append(bytes);
 }
 
-Status Output::value(const PropertyList& value) {
-  const Result<std::string> json = toJson(value);
-  if (!json) return json.error();
-  append(*json);
-  append("\n");
-  return {};
+void Output::document(std::string_view name, const Dictionary& content) {
+  const Result<std::string> text = documentText(name, content);
+  if (text) return append(*text);
+  if (written_) written_ = text.error();
 }
 
 void Output::note(std::string_view text) const {
@@ -101,7 +85,7 @@ void Output::progress(std::string_view text) {
 ShownText Output::paint(Colour colour, const ShownText& text) const {
   if (!coloured_ || colour == Colour::Plain || text.string().empty()) return text;
   ShownText painted("");
-  painted.text_ = std::string("\033[") + codeOf(colour) + "m" + text.string() + "\033[0m";
+  painted.text_ = "\033[" + std::string(codeOf(colour)) + "m" + text.string() + "\033[0m";
   return painted;
 }
 
@@ -109,6 +93,14 @@ Status Output::finish() {
   if (written_ && !pending_.empty()) written_ = terminal::write(Stream::Output, pending_);
   pending_.clear();
   return written_;
+}
+
+Result<std::string> documentText(std::string_view name, const Dictionary& content) {
+  Dictionary document{{"format", "accountsettings." + std::string(name)}, {"formatVersion", 1}};
+  for (const auto& entry : content) document.set(entry.key(), entry.value());
+  Result<std::string> json = toJson(document);
+  if (!json) return json;
+  return std::move(json).value() + "\n";
 }
 
 std::string counted(std::size_t count, std::string_view one, std::string_view many) {

@@ -56,15 +56,16 @@ class Output {
   void block(std::string_view lines);
   // Appends what a script asked for as it stands; on a terminal it is made visible line by line.
   void data(std::string_view bytes);
-  // Appends `value` as JSON. Fails where it has no JSON form of a sensible size.
-  Status value(const PropertyList& value);
+  // Appends the document "accountsettings.NAME" as JSON. Where it has no JSON form of a sensible
+  // size finish() tells.
+  void document(std::string_view name, const Dictionary& content);
   // Writes a line to standard error at once.
   void note(std::string_view text) const;
   // Shows `text` in place of the last progress line on the terminal; an empty one removes it.
   void progress(std::string_view text);
   [[nodiscard]] ShownText paint(Colour colour, const ShownText& text) const;
 
-  // Writes what is pending. The error is that of the first write that failed.
+  // Writes what is pending. The error is that of the first text that could not be written.
   Status finish();
 
  private:
@@ -78,6 +79,9 @@ class Output {
   std::string pending_;
   Status written_;
 };
+
+// The JSON text of a document of the program, which begins with its "format" and "formatVersion".
+[[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content);
 
 // Helpers for text: `count` with its noun, and a text made visible and cut to `width` columns.
 [[nodiscard]] std::string counted(std::size_t count, std::string_view one, std::string_view many);

@@ -1,3 +1,4 @@
+// The program's only system calls: streams, terminals, signals and its own user.
 #include "tool/frame/Terminal.h"
 
 #include <fcntl.h>

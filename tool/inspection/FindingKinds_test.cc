@@ -44,8 +44,7 @@ TEST_P(SchemaOfFindings, ListsTheCodesOfTheProgramAndNoOthers) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SchemaOfFindings,
-                         ::testing::Values("check.schema.json", "plan.schema.json",
-                                           "migrate.schema.json"));
+                         ::testing::Values("check.schema.json", "migration.schema.json"));
 
 }  // namespace
 }  // namespace accountsettings::testing

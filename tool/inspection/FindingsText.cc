@@ -1,21 +1,16 @@
+// The lines that tell findings, and their form for scripts.
 #include "tool/inspection/FindingsText.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 namespace accountsettings {
 namespace {
 
 Colour colourOf(Severity severity) {
-  switch (severity) {
-    case Severity::Note:
-      return Colour::Blue;
-    case Severity::Warning:
-      return Colour::Yellow;
-    case Severity::Error:
-      break;
-  }
-  return Colour::Red;
+  return std::array{Colour::Blue, Colour::Yellow, Colour::Red}.at(
+      static_cast<std::size_t>(severity));
 }
 
 std::size_t countOf(const Findings& findings, Severity severity) {
@@ -47,7 +42,7 @@ void writeFindings(Output& output, const Findings& findings, const ShownPath& sh
                 (placeOf(finding).empty() ? " " : "") +
                 output.paint(Colour::Dim, std::string("[") + finding.kind->code + "]"));
     output.line("    " + finding.meaning);
-    output.line("    " + std::string(finding.kind->action));
+    output.line("    " + finding.action);
   }
 }
 
@@ -80,7 +75,7 @@ Array findingsForScripts(const Findings& findings, const ShownPath& shown) {
     if (!finding.account.empty()) entry.set("account", PropertyList(finding.account));
     if (!finding.key.empty()) entry.set("key", PropertyList(finding.key));
     entry.set("meaning", PropertyList(finding.meaning));
-    entry.set("action", PropertyList(finding.kind->action));
+    entry.set("action", PropertyList(finding.action));
     entry.set("blocksMigration", PropertyList(finding.kind->blocksMigration));
     entry.set("blocksEdits", PropertyList(finding.kind->blocksEdits));
     result.append(std::move(entry));

@@ -11,6 +11,7 @@
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/frame/Errors.h"
+#include "tool/frame/Words.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
@@ -18,15 +19,7 @@
 namespace accountsettings {
 
 std::string_view nameOf(Severity severity) {
-  switch (severity) {
-    case Severity::Note:
-      return "note";
-    case Severity::Warning:
-      return "warning";
-    case Severity::Error:
-      break;
-  }
-  return "error";
+  return wordFor<Severity, 3>(severity, {"note", "warning", "error"});
 }
 
 bool anyBlocksMigration(const Findings& findings) {
@@ -85,7 +78,8 @@ void FindingList::add(finding::Kind kind, std::string meaning) {
 
 void FindingList::addForAccount(finding::Kind kind, const std::string& account, std::string key,
                                 std::string meaning) {
-  findings_.push_back({&kFindingKinds[kind], file_, account, std::move(key), std::move(meaning)});
+  findings_.push_back({&kFindingKinds[kind], file_, account, std::move(key), std::move(meaning),
+                       kFindingKinds[kind].action});
 }
 
 Findings inspectFiles(const InspectedFiles& files) {

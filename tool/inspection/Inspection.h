@@ -45,6 +45,7 @@ struct Finding {
   std::string account;  // identifier, else "#" and the place from 1; "PARENT/CHILD" for a child
   std::string key;
   std::string meaning;  // one sentence
+  std::string action;   // what to do about it, for the device that was inspected
 };
 
 using Findings = std::vector<Finding>;

@@ -1,12 +1,14 @@
 // InspectionParts are the pieces that an inspection of a root is made of.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/Inspection.h"
@@ -46,6 +48,27 @@ void inspectSurroundings(OpenedRoot& device, Findings& findings);
 [[nodiscard]] std::optional<Result<PropertyList>> readPropertyListAt(const std::string& path);
 // Whether this user's rights are what stands in the way.
 [[nodiscard]] bool isForbidden(const Error& error);
+
+// ModelKey is a key that the account model reads itself, with the kind of value that it expects.
+struct ModelKey {
+  std::string_view key;
+  PropertyList::Kind kind;
+  std::string_view expected;  // in words
+};
+inline constexpr std::array kModelKeys = {
+    ModelKey{kAccountIdentifier, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountSyncIdentifier, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountType, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountClass, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountDisplayName, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountUsername, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountTypeString, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountShortTypeString, PropertyList::Kind::String, "a string"},
+    ModelKey{kAccountEnabledDataclasses, PropertyList::Kind::Array, "an array"},
+    ModelKey{kAccountProvisionedDataclasses, PropertyList::Kind::Array, "an array"},
+    ModelKey{kAccountChildAccounts, PropertyList::Kind::Array, "an array"},
+    ModelKey{kCalendarsAccountSubscribedCalendars, PropertyList::Kind::Array, "an array"},
+    ModelKey{"IsActive", PropertyList::Kind::Boolean, "a boolean"}};
 
 // What is wrong with the type of an account of these properties ("has no ..."), or none.
 [[nodiscard]] std::optional<std::string> typeProblem(const Dictionary& properties);

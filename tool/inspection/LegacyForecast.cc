@@ -1,3 +1,4 @@
+// How legacy files are read, and each description converted as if the migration ran.
 #include "tool/inspection/LegacyForecast.h"
 
 #include <string_view>

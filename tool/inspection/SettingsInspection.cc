@@ -95,32 +95,17 @@ class SettingsInspection {
 
   // Values of the keys that the account model reads itself.
   void inspectKinds(const Dictionary& properties, const std::string& label) {
-    static constexpr std::string_view kStrings[] = {
-        kAccountIdentifier,  kAccountSyncIdentifier, kAccountType,       kAccountClass,
-        kAccountDisplayName, kAccountUsername,       kAccountTypeString, kAccountShortTypeString};
-    for (const std::string_view key : kStrings) {
-      inspectKind(properties, label, key, Kind::String, "a string");
+    for (const ModelKey& model : kModelKeys) {
+      const PropertyList* value = properties.find(model.key);
+      if (!value || value->kind() == model.kind) continue;
+      std::string consequence = "it counts as absent.";
+      if (model.kind == Kind::Boolean) {
+        consequence = std::string("it reads as ") + (value->booleanValue() ? "true." : "false.");
+      }
+      list_.addForAccount(finding::kWrongKind, label, std::string(model.key),
+                          quoted(model.key) + " is " + std::string(kindInWords(*value)) +
+                              " instead of " + std::string(model.expected) + ": " + consequence);
     }
-    static constexpr std::string_view kArrays[] = {
-        kAccountEnabledDataclasses, kAccountProvisionedDataclasses, kAccountChildAccounts,
-        kCalendarsAccountSubscribedCalendars};
-    for (const std::string_view key : kArrays) {
-      inspectKind(properties, label, key, Kind::Array, "an array");
-    }
-    inspectKind(properties, label, "IsActive", Kind::Boolean, "a boolean");
-  }
-
-  void inspectKind(const Dictionary& properties, const std::string& label, std::string_view key,
-                   Kind kind, std::string_view expected) {
-    const PropertyList* value = properties.find(key);
-    if (!value || value->kind() == kind) return;
-    std::string consequence = "it counts as absent.";
-    if (kind == Kind::Boolean) {
-      consequence = std::string("it reads as ") + (value->booleanValue() ? "true." : "false.");
-    }
-    list_.addForAccount(finding::kWrongKind, label, std::string(key),
-                        quoted(key) + " is " + std::string(kindInWords(*value)) + " instead of " +
-                            std::string(expected) + ": " + consequence);
   }
 
   // Whether the account is loaded at all.

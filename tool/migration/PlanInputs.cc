@@ -1,3 +1,4 @@
+// The digests of a migration's inputs, and their comparison with those of a saved plan.
 #include "tool/migration/PlanInputs.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ std::vector<PlanInput> planInputs(OpenedRoot& device) {
     const Result<Bytes> bytes = device.files().read(path);
     inputs.push_back({path, bytes ? std::optional(sha256(*bytes)) : std::nullopt});
   }
-  if (const auto& given = device.configFile()) {
+  if (const auto& given = device.options().config) {
     const std::string path = std::filesystem::absolute(*given).string();
     inputs.push_back({std::string(kGivenConfiguration) + path, digestOf(path)});
   }
@@ -51,10 +52,10 @@ std::vector<PlanInput> readPlanInputs(const std::string& file) {
   if (!read) throw Prevented(file, "this is no saved plan: " + read.error().message, makeOne);
   const Dictionary* plan = read->dictionary();
   const Array* inputs = plan ? plan->array("inputs") : nullptr;
-  if (!inputs || plan->string("format") != kPlanFormat) {
+  if (!inputs || plan->string("format") != "accountsettings." + std::string(kPlanFormat)) {
     throw Prevented(file, "this is no saved plan", makeOne);
   }
-  if (plan->integer("formatVersion") != kPlanFormatVersion) {
+  if (plan->integer("formatVersion") != 1) {
     throw Prevented(file, "the plan was saved by another version of this program", makeOne);
   }
   std::vector<PlanInput> result;

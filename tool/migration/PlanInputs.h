@@ -12,9 +12,8 @@
 
 namespace accountsettings {
 
-// What a saved plan calls itself.
-inline constexpr std::string_view kPlanFormat = "accountsettings.plan";
-inline constexpr std::int64_t kPlanFormatVersion = 1;
+// What a saved plan calls itself, after "accountsettings.".
+inline constexpr std::string_view kPlanFormat = "plan";
 
 struct PlanInput {
   std::string path;                   // device path, or "--config FILE" of this machine

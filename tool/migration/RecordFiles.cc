@@ -1,3 +1,4 @@
+// How the migrator's records are found and read.
 #include "tool/migration/RecordFiles.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SHA-256, by libcrypto.
 #include "tool/values/Digest.h"
 
 #include <openssl/evp.h>

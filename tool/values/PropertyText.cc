@@ -1,9 +1,9 @@
+// Property lists in lines for people, with secrets hidden.
 #include "tool/values/PropertyText.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <charconv>
 
 #include "plist/Visible.h"
 #include "plist/XmlScalars.h"
@@ -17,9 +17,7 @@ constexpr std::size_t kSizeLimit = std::size_t{1} << 30;
 constexpr std::string_view kDataclassPrefix = "com.zelqo.Dataclass.";
 
 std::string realText(double real) {
-  std::array<char, 32> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), real).ptr;
-  std::string text(digits.data(), end);
+  std::string text = detail::formatReal(real);
   if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
   return text;
 }

@@ -1,3 +1,4 @@
+// Whole files of this machine, read, and replaced so that nobody sees half of one.
 #include "tool/values/ReadFile.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Values and data classes from the words of a command line.
 #include "tool/values/ValueText.h"
 
 #include <charconv>
