@@ -27,4 +27,8 @@ set(AS_PUBLIC_HEADERS
   store/LoadProblems.h store/RSRuntimeFixMailAccount.h
 
   # The host for Linux.
-  host/LinuxHost.h host/LinuxProgram.h host/LogSinks.h host/PollEventLoop.h)
+  host/FileChange.h host/LinuxHost.h host/LinuxProgram.h host/LogSinks.h
+  host/PollEventLoop.h
+
+  # Migrating a device as one.
+  staging/MigrateStaged.h staging/StagedMigration.h)

@@ -10,5 +10,6 @@
 #include "platform/ProcessContext.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
+#include "staging/MigrateStaged.h"
 #include "store/AccountsManager.h"
 #include "store/AccountsWatcher.h"

@@ -38,7 +38,7 @@ set(more_folders_of_testing/ToolRun.cc tool)
 # The headers of the C++ standard library: for everybody.
 set(standard_headers
   algorithm any array atomic barrier bit bitset cctype cerrno charconv chrono climits cmath compare
-  complex concepts condition_variable coroutine csignal cstddef cstdint cstdio cstdlib cstring ctime
+  complex concepts condition_variable coroutine csignal cstdarg cstddef cstdint cstdio cstdlib cstring ctime
   deque exception filesystem forward_list fstream functional future initializer_list iomanip ios
   iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new
   numbers numeric optional ostream queue random ranges ratio regex semaphore set shared_mutex span
@@ -56,7 +56,7 @@ set(linux_headers
   linux/seccomp.h malloc.h sys/eventfd.h sys/inotify.h systemd/sd-bus.h)
 set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
 set(headers_of_host ${posix_headers} ${linux_headers})
-set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp openssl/evp.h)
+set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp)
 set(headers_of_tool/frame/Terminal.cc fcntl.h signal.h sys/ioctl.h unistd.h)
 set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})

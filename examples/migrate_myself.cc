@@ -1,5 +1,5 @@
 // migrate_myself is a program that opens the accounts of a device and makes sure first that they
-// are in the current format: it migrates them itself where nobody has done so yet.
+// are in the current format: it migrates them as one, and looks at what comes out beforehand.
 // usage: example_migrate_myself ROOT
 #include <accountsettings/accountsettings.h>
 
@@ -12,10 +12,19 @@ int main(int argc, char** argv) {
     std::cerr << "usage: example_migrate_myself ROOT\n";
     return 2;
   }
-  const accountsettings::LinuxProgram program({.root = argv[1]});
+  accountsettings::LinuxProgram program({.root = argv[1]});
   if (!program) return program.complain();
 
-  AccountsManager::_migrateAccountsIfNeeded();
+  accountsettings::StagedMigrationOptions migration;
+  migration.judge = [](accountsettings::StagedMigration& staged) {
+    for (const auto& step : staged.steps()) std::cout << step.selector << '\n';
+    return staged.result();  // false would refuse, with nothing touched
+  };
+  const auto outcome = accountsettings::migrateStaged(program.host(), migration);
+  if (!outcome.problem.empty()) {
+    std::cerr << outcome.problem << '\n';
+    return 3;
+  }
   const auto store = AccountsManager::init();
   std::cout << "Version " << store->dataVersion() << ", " << store->count() << " accounts\n";
   return store->dataVersion() == AccountsManager::currentVersion() ? 0 : 1;

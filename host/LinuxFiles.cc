@@ -15,6 +15,7 @@
 #include "host/LinuxTemporaryFile.h"
 #include "host/RootDirectory.h"
 #include "host/SystemError.h"
+#include "platform/Directories.h"
 
 namespace accountsettings {
 
@@ -76,6 +77,19 @@ Result<FileDescriptor> createNew(const RootDirectory::Place& place, mode_t mode,
 Status close(FileDescriptor& file, const std::string& shown) {
   if (file.close() != 0) return systemError(shown);
   return {};
+}
+
+// Writes a file whole and flushes it; `attributes` may be nullptr.
+Status fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> bytes,
+            const FileAttributes* attributes) {
+  Status done = file.write(bytes);
+  if (done && attributes != nullptr) {
+    // The owner first: changing it takes the set-id bits away.
+    done = file.setOwnerNumbers(attributes->owner, attributes->group);
+    if (done) done = file.setMode(attributes->mode);
+  }
+  if (done) done = file.flushAndClose();
+  return done;
 }
 
 }  // namespace
@@ -213,6 +227,31 @@ Status LinuxFiles::replaceWithLink(const std::string& path, const std::string& t
   return flushDirectoryOf(path);
 }
 
+Result<std::string> LinuxFiles::freshPathBeside(const std::string& path) {
+  const std::string directory = directoryPart(path);
+  for (;;) {
+    const std::optional<std::string> name = LinuxTemporaryFile::freshName();
+    if (!name) return systemError("a temporary file's name");
+    std::string fresh = appendPathComponent(directory, *name);
+    const Result<FileAttributes> there = attributes(fresh);
+    if (!there && there.error().code == ENOENT) return fresh;
+    if (!there) return there.error();
+  }
+}
+
+Status LinuxFiles::writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
+                            const FileAttributes& attributes) {
+  const Result<std::unique_ptr<LinuxTemporaryFile>> made =
+      LinuxTemporaryFile::createAt(root_, path, names_);
+  if (!made) return made.error();
+  Status done = fill(**made, bytes, &attributes);
+  if (done) done = flushDirectoryOf(path);
+  if (!done) {
+    if (Status removed = remove(path); !removed) log_.write(removed.error().message);
+  }
+  return done;
+}
+
 Status LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
                                const FileAttributes* attributes) {
   // Always beside the file: another directory may lie on another file system.
@@ -221,13 +260,7 @@ Status LinuxFiles::replaceWith(const std::string& path, std::span<const std::uin
   if (!made) return made.error();
   LinuxTemporaryFile& temporary = **made;
 
-  Status done = temporary.write(bytes);
-  if (done && attributes != nullptr) {
-    // The owner first: changing it takes the set-id bits away.
-    done = temporary.setOwnerNumbers(attributes->owner, attributes->group);
-    if (done) done = temporary.setMode(attributes->mode);
-  }
-  if (done) done = temporary.flushAndClose();
+  Status done = fill(temporary, bytes, attributes);
   if (done) done = rename(temporary.path(), path);
   if (!done) {
     // What went wrong first is what the caller should hear.
@@ -296,6 +329,13 @@ Result<std::vector<std::string>> LinuxFiles::list(const std::string& path) {
   if (errno != 0) return systemError(root_.shown(path));
   std::ranges::sort(names);
   return names;
+}
+
+Status LinuxFiles::setDirectoryMode(const std::string& path, unsigned mode) {
+  const Result<FileDescriptor> directory = root_.open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (!directory) return directory.error();
+  if (::fchmod(directory->get(), mode) != 0) return systemError(root_.shown(path));
+  return {};
 }
 
 Status LinuxFiles::removeDirectory(const std::string& path) {

@@ -68,6 +68,8 @@ class LinuxFiles : public Files {
   [[nodiscard]] Result<std::string> linkTarget(const std::string& path);
   // The names in a directory, in the order of their bytes, "." and ".." left out.
   [[nodiscard]] Result<std::vector<std::string>> list(const std::string& path);
+  // Gives a directory this mode; a final link is not followed.
+  Status setDirectoryMode(const std::string& path, unsigned mode);
   // Removes an empty directory.
   Status removeDirectory(const std::string& path);
   // As writeAtomically(), with the mode, owner and group of `attributes`.
@@ -77,6 +79,14 @@ class LinuxFiles : public Files {
   // group of `attributes`.
   Status replaceWithLink(const std::string& path, const std::string& target,
                          const FileAttributes& attributes);
+
+  // A free path beside `path` for a file that is to take its place, named as makeTemporary() names
+  // its files.
+  [[nodiscard]] Result<std::string> freshPathBeside(const std::string& path);
+  // Makes a new file at a path where nothing is, with the mode, owner and group of `attributes`,
+  // and flushes it and its directory. Nothing stays behind where it fails.
+  Status writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
+                  const FileAttributes& attributes);
 
   // True for names that makeTemporary() gives: what a killed save leaves behind.
   [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;

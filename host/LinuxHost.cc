@@ -35,21 +35,31 @@ constexpr const char* kPrivateSubdirectory = "accountsettings";
 constexpr const char* kBundleResources = "Ferrant.migrator/Resources";
 constexpr std::uint64_t kLargestConfiguration = std::uint64_t{16} << 20;
 
-Result<HostConfiguration> configurationOf(const RootDirectory& root,
-                                          const std::optional<std::string>& given) {
-  const std::string shown = given ? *given : root.shown(kConfigurationFile);
-  const Opener opener =
-      given ? openerOf(*given)
-            : Opener([&root](int flags) { return root.open(kConfigurationFile, flags); });
-  Result<Bytes> bytes = readRegular(opener, kLargestConfiguration, shown);
-  if (!bytes) {
+// The configuration file: one of this machine that was given, else the root's own, which may be
+// missing.
+struct ConfigurationFile {
+  const RootDirectory& root;
+  std::optional<std::string> given;
+
+  [[nodiscard]] std::string shown() const {
+    return given ? *given : root.shown(kConfigurationFile);
+  }
+  [[nodiscard]] Result<std::optional<Bytes>> read() const {
+    const Opener opener =
+        given ? openerOf(*given)
+              : Opener([this](int flags) { return root.open(kConfigurationFile, flags); });
+    Result<Bytes> bytes = readRegular(opener, kLargestConfiguration, shown());
+    if (bytes) return std::optional(std::move(bytes).value());
     const int code = bytes.error().code;
-    if (!given && (code == ENOENT || code == ENOTDIR)) return HostConfiguration();
+    if (!given && (code == ENOENT || code == ENOTDIR)) return std::optional<Bytes>();
     return bytes.error();
   }
-  const bool mayNameCode = root.isThisMachine() || (given && !root.contains(*given));
-  return HostConfiguration::parse(*bytes, shown, mayNameCode);
-}
+  [[nodiscard]] Result<HostConfiguration> parse(const std::optional<Bytes>& bytes) const {
+    if (!bytes) return HostConfiguration();
+    const bool mayNameCode = root.isThisMachine() || (given && !root.contains(*given));
+    return HostConfiguration::parse(*bytes, shown(), mayNameCode);
+  }
+};
 
 std::string besideTheLibrary() {
   return appendPathComponent(libraryDirectory(), kPrivateSubdirectory);
@@ -81,9 +91,13 @@ Service& givenOr(Service* given, std::unique_ptr<Service>& owned, Make make) {
 
 // The members are made in this order, each from those above it.
 struct LinuxHost::Services {
-  Services(const HostOptions& options, RootDirectory&& opened, HostConfiguration&& read)
+  Services(const HostOptions& options, RootDirectory&& opened, HostConfiguration&& read,
+           std::optional<Bytes>&& readFrom)
       : root(std::move(opened)),
+        configurationFile{root, options.configFile},
+        configurationBytes(std::move(readFrom)),
         configuration(std::move(read)),
+        programName(options.programName),
         systemLog(givenOr(options.systemLog, ownedLog,
                           [&] { return std::make_unique<SyslogSink>(options.programName); })),
         names(accountNamesOf(root)),
@@ -100,15 +114,21 @@ struct LinuxHost::Services {
         notifications(givenOr(
             options.notifications, ownedNotifications,
             [&] { return std::make_unique<BusNotifications>(root.isThisMachine(), systemLog); })),
-        preferences(files, configuration.homeDirectory,
-                    configuration.defaultsDomain.value_or(options.programName)),
+        preferences(files, configuration.homeDirectory, defaultsDomain()),
         device(configuration),
         modules(root.isThisMachine(), moduleDirectoryOf(configuration), options.builtInModules),
         directories(configuration, plugInDirectoryOf(configuration)),
         values(configuration) {}
 
+  [[nodiscard]] std::string defaultsDomain() const {
+    return configuration.defaultsDomain.value_or(programName);
+  }
+
   RootDirectory root;
+  ConfigurationFile configurationFile;
+  std::optional<Bytes> configurationBytes;
   HostConfiguration configuration;
+  std::string programName;
   std::unique_ptr<SystemLog> ownedLog;
   SystemLog& systemLog;
   std::unique_ptr<AccountNames> names;
@@ -165,9 +185,13 @@ Result<std::unique_ptr<LinuxHost>> LinuxHost::create(const HostOptions& options,
   }
   Result<RootDirectory> root = RootDirectory::open(options.root, options.useOpenat2);
   if (!root) return root.error();
-  Result<HostConfiguration> configuration = configurationOf(*root, options.configFile);
+  const ConfigurationFile file{*root, options.configFile};
+  Result<std::optional<Bytes>> bytes = file.read();
+  if (!bytes) return bytes.error();
+  Result<HostConfiguration> configuration = file.parse(*bytes);
   if (!configuration) return configuration.error();
-  auto services = std::make_unique<Services>(options, std::move(*root), std::move(*configuration));
+  auto services = std::make_unique<Services>(options, std::move(*root), std::move(*configuration),
+                                             std::move(*bytes));
   for (const std::string& warning : services->configuration.warnings) {
     services->systemLog.write(warning);
   }
@@ -200,6 +224,17 @@ bool LinuxHost::rootIsThisMachine() const noexcept {
 
 std::string LinuxHost::pathOnThisMachine(const std::string& devicePath) const {
   return services_->root.shown(devicePath);
+}
+
+std::unique_ptr<Preferences> LinuxHost::preferencesOver(Files& files) const {
+  return std::make_unique<DomainPreferences>(files, services_->configuration.homeDirectory,
+                                             services_->defaultsDomain());
+}
+
+std::optional<std::string> LinuxHost::changedConfiguration() const {
+  const Result<std::optional<Bytes>> now = services_->configurationFile.read();
+  if (now && *now == services_->configurationBytes) return std::nullopt;
+  return services_->configurationFile.shown();
 }
 
 Status LinuxHost::saveCanSucceed(const std::string& devicePath) {

@@ -76,6 +76,12 @@ class LinuxHost {
   /// Where a device path lies on this machine, for messages.
   [[nodiscard]] std::string pathOnThisMachine(const std::string& devicePath) const;
 
+  /// The preferences as those of platform(), read through other files, which must outlive them.
+  [[nodiscard]] std::unique_ptr<Preferences> preferencesOver(Files& files) const;
+  /// The configuration file, as it is named in messages, where it is not what was read at the
+  /// start; none where it is.
+  [[nodiscard]] std::optional<std::string> changedConfiguration() const;
+
   /// Why a save of the file at `devicePath` would fail, as far as can be told without making
   /// anything: an unknown owner, a directory that is missing, closed or on another file system, no
   /// right to give files away.

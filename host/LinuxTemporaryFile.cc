@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <optional>
 #include <utility>
 
 #include "host/AccountNames.h"
@@ -29,17 +28,6 @@ bool isHexDigit(char character) {
   return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
 }
 
-std::optional<std::string> freshName() {
-  std::array<std::uint8_t, kDigits / 2> random{};
-  if (!fillWithRandomBytes(random)) return std::nullopt;
-  std::string name(kPrefix);
-  for (const std::uint8_t byte : random) {
-    name += "0123456789abcdef"[byte >> 4];
-    name += "0123456789abcdef"[byte & 15];
-  }
-  return name.append(kSuffix);
-}
-
 }  // namespace
 
 LinuxTemporaryFile::LinuxTemporaryFile(FileDescriptor file, std::string path, std::string shown,
@@ -52,6 +40,36 @@ bool LinuxTemporaryFile::isName(std::string_view name) noexcept {
          std::ranges::all_of(name.substr(kPrefix.size(), kDigits), isHexDigit);
 }
 
+std::optional<std::string> LinuxTemporaryFile::freshName() {
+  std::array<std::uint8_t, kDigits / 2> random{};
+  if (!fillWithRandomBytes(random)) return std::nullopt;
+  std::string name(kPrefix);
+  for (const std::uint8_t byte : random) {
+    name += "0123456789abcdef"[byte >> 4];
+    name += "0123456789abcdef"[byte & 15];
+  }
+  return name.append(kSuffix);
+}
+
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createIn(
+    const RootDirectory& root, const FileDescriptor& directory, const std::string& path,
+    AccountNames& names) {
+  const std::string name = lastComponent(path);
+  FileDescriptor file(::openat(directory.get(), name.c_str(),
+                               O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!file) return systemError(root.shown(path));
+  return std::unique_ptr<LinuxTemporaryFile>(
+      new LinuxTemporaryFile(std::move(file), path, root.shown(path), names));
+}
+
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createAt(const RootDirectory& root,
+                                                                         const std::string& path,
+                                                                         AccountNames& names) {
+  const Result<FileDescriptor> parent = root.open(directoryPart(path), O_PATH | O_DIRECTORY);
+  if (!parent) return parent.error();
+  return createIn(root, *parent, path, names);
+}
+
 Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::create(const RootDirectory& root,
                                                                        const std::string& directory,
                                                                        AccountNames& names) {
@@ -60,14 +78,8 @@ Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::create(const Roo
   for (int tries = 0; tries < kMostTries; ++tries) {
     const std::optional<std::string> name = freshName();
     if (!name) return systemError("a temporary file's name");
-    const std::string path = appendPathComponent(directory, *name);
-    FileDescriptor file(::openat(parent->get(), name->c_str(),
-                                 O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (file) {
-      return std::unique_ptr<LinuxTemporaryFile>(
-          new LinuxTemporaryFile(std::move(file), path, root.shown(path), names));
-    }
-    if (errno != EEXIST) return systemError(root.shown(path));
+    auto made = createIn(root, *parent, appendPathComponent(directory, *name), names);
+    if (made || made.error().code != EEXIST) return made;
   }
   return systemError(root.shown(directory), EEXIST);
 }

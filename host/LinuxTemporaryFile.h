@@ -3,7 +3,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/FileDescriptor.h"
 #include "platform/Files.h"
@@ -19,6 +21,12 @@ class LinuxTemporaryFile : public TemporaryFile {
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> create(
       const RootDirectory& root, const std::string& directory, AccountNames& names);
 
+  // Creates it at exactly this path.
+  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createAt(
+      const RootDirectory& root, const std::string& path, AccountNames& names);
+  // A random name that isName() knows; none where no randomness can be had.
+  [[nodiscard]] static std::optional<std::string> freshName();
+
   [[nodiscard]] const std::string& path() const override { return path_; }
   Status write(std::span<const std::uint8_t> bytes) override;
   Status setOwner(std::string_view owner, std::string_view group) override;
@@ -31,6 +39,9 @@ class LinuxTemporaryFile : public TemporaryFile {
   [[nodiscard]] static bool isName(std::string_view name) noexcept;
 
  private:
+  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createIn(
+      const RootDirectory& root, const FileDescriptor& directory, const std::string& path,
+      AccountNames& names);
   LinuxTemporaryFile(FileDescriptor file, std::string path, std::string shown, AccountNames& names);
 
   FileDescriptor file_;

@@ -13,6 +13,7 @@ struct OtherServices {
   Locks* locks = nullptr;
   Processes* processes = nullptr;
   Notifications* notifications = nullptr;
+  Preferences* preferences = nullptr;
   Clock* clock = nullptr;
   Identifiers* identifiers = nullptr;
   SystemLog* systemLog = nullptr;
@@ -30,7 +31,7 @@ struct OtherServices {
           platform.eventLoop,
           platform.webEngineLock,
           chosen(others.notifications, platform.notifications),
-          platform.preferences,
+          chosen(others.preferences, platform.preferences),
           platform.deviceAnswers,
           platform.deviceInfo,
           platform.restrictions,

@@ -39,10 +39,10 @@ complete -c accountsettings -n '__fish_seen_subcommand_from plan' -s o -l out -r
 complete -c accountsettings -n '__fish_seen_subcommand_from plan' -l exit-code -d 'End with status 10 where a migration is pending'
 complete -c accountsettings -n '__fish_seen_subcommand_from plan' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s v -l verbose -d 'Tell what each step changed, and what became of each key'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s n -l dry-run -d 'Rehearse it on files kept in memory, and touch nothing'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s n -l dry-run -d 'Stage it in memory, and touch nothing'
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l no-backup -d 'Keep no backup of the files that may change'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l keep -x -d 'How many backups to keep, at most 10000'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l accept-loss -d 'Go on although something will be lost'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l keep -x -d 'How many backups to keep beside the oldest of each version, at most 10000'
+complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l accept-loss -d 'Go on although something will be lost, or the last run went wrong'
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l plan -r -F -d 'Go on only if nothing changed since this plan was made (see plan --out)'
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -s v -l verbose -d 'Show what removed accounts held'

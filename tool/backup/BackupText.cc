@@ -24,6 +24,10 @@ std::string outcomeText(const BackupManifest& manifest) {
                                    : "from settings without a version";
   }
   if (manifest.outcome.empty()) return from + ", the migration was cut short";
+  const PropertyList* ended = manifest.outcome.find(outcome::kEndedLater);
+  if (ended != nullptr && !manifest.outcome.contains(outcome::kResult)) {
+    return from + ", the migration was cut short and begun anew";
+  }
   std::string text = from;
   if (const auto steps = stringListOf(manifest.outcome.find("Steps")); steps && !steps->empty()) {
     text += ", " + counted(steps->size(), "step", "steps") + " (";
@@ -34,6 +38,7 @@ std::string outcomeText(const BackupManifest& manifest) {
     text += ", only rewritten";
   }
   if (!manifest.outcome.boolean("Result")) text += ", answered no";
+  if (ended != nullptr) text += ", completed after it was cut short";
   if (!manifest.outcome.boolean("As Meant")) text += ", NOT WHAT WAS MEANT";
   return text;
 }

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "plist/PropertyList.h"
-#include "tool/backup/Backup.h"
+#include "staging/Backup.h"
 #include "tool/frame/Output.h"
 
 namespace accountsettings {

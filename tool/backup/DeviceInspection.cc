@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "staging/Backup.h"
 #include "store/AccountsManager.h"
-#include "tool/backup/Backup.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
@@ -17,13 +17,15 @@ bool isMigrating(OpenedRoot& device) {
   return holder && holder->identifier != device.context().platform().processes.ownIdentifier();
 }
 
-// The newest backup that could be put back, where its migration did not come to an end.
+// The newest backup, where its migration did not come to an end and no later one can end it: those
+// of earlier versions of this program do not tell what they meant.
 std::optional<BackupManifest> backupOfCutShortMigration(OpenedRoot& device) {
-  const Result<std::vector<FoundBackup>> found = findBackups(device);
+  const Result<std::vector<FoundBackup>> found = findBackups(device.host());
   if (!found) return std::nullopt;  // others may look at a device without reading its backups
   const auto newest = std::find_if(found->rbegin(), found->rend(),
                                    [](const auto& each) { return each.manifest.has_value(); });
   if (newest == found->rend() || !newest->manifest->outcome.empty()) return std::nullopt;
+  if (newest->manifest->isOpen()) return std::nullopt;
   return newest->manifest;
 }
 

@@ -56,7 +56,7 @@ Result<std::vector<RestoreStep>> prepareRestore(OpenedRoot& device,
     if (!isWatched(file)) return Error{file.path + ": no migration of this device touches it"};
     RestoreStep step{Action::Same, file, {}};
     if (!file.savedAs.empty()) {
-      Result<Bytes> content = readFromBackup(device, manifest, file);
+      Result<Bytes> content = readFromBackup(device.host(), manifest, file);
       if (!content) return content.error();
       step.content = std::move(content).value();
     } else if (file.state == State::Regular) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "plist/Result.h"
-#include "tool/backup/Backup.h"
+#include "staging/Backup.h"
 #include "tool/device/OpenedRoot.h"
 
 namespace accountsettings {

@@ -3,7 +3,7 @@
 
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
-#include "tool/backup/Backup.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/migration/RecordFiles.h"

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "plist/Reader.h"
-#include "tool/backup/Backup.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Words.h"

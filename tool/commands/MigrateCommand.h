@@ -1,13 +1,12 @@
-// MigrateCommand is the migration host: it looks at what it is about to touch, rehearses
-// the migration, keeps a backup, lets the plug-in's migrator run, and compares what is on
-// the disk afterwards with what was rehearsed.
+// MigrateCommand migrates a device: the migration is staged under the lock, judged by what the
+// inspection finds and what would get lost, and committed as one.
 #pragma once
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tool/frame/Command.h"
-#include "tool/migration/MigrationHost.h"
 #include "tool/migration/MigrationSummary.h"
 
 namespace accountsettings {
@@ -18,10 +17,10 @@ class MigrateCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
+  MigrationSummary rehearse(Session& session, OpenedRoot& device) const;
+  MigrationSummary migrate(Session& session, OpenedRoot& device) const;
   // Throws Prevented where the device has moved away from the plan that was given.
-  void checkPlan(OpenedRoot& device) const;
-  // Lets the planned migration run.
-  MigrationSummary carryOut(Session& session, MigrationHost& host, MigrationSummary planned) const;
+  void checkPlan(OpenedRoot& device, const std::vector<PlanInput>& inputs) const;
 
   bool verbose_ = false;
   bool dryRun_ = false;

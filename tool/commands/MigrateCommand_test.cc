@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,22 +74,22 @@ std::string text(const Dictionary& dictionary, const char* key) {
   return value == nullptr ? "" : std::string(value->stringValue().value_or(""));
 }
 
-TEST_F(Migrate, RewritesCurrentSettingsAndSaysSo) {
+TEST_F(Migrate, SaysThatThereIsNothingToDoAndWritesNothing) {
   root_.putSettings(12, {mailAccount("A")});
-  const ToolResult result = migrate({"--no-backup"});
+  const auto before = root_.snapshot();
+  const ToolResult result = migrate();
   EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.out, "Migrated " + root_.path() +
-                            ", which has version 12 already: nothing to convert or upgrade, the "
-                            "file is rewritten.\n"
+  EXPECT_EQ(result.out, "Nothing to do: " + root_.path() +
+                            " has version 12 and is as a migration leaves it.\n"
                             "  1 account before, 1 after; 1 kept\n"
                             "  keys: " +
                             std::to_string(mailAccount("A").size() + 2) +
                             " kept, 0 moved, 0 changed, 0 dropped\n"
                             "\n"
                             "Files\n"
-                            "  created " +
-                            root_.at(kCopies) + "/com.zelqo.accountsettings.plist\n");
-  EXPECT_EQ(root_.settings(), (Dictionary{{"Accounts", Array{mailAccount("A")}}, {"Version", 12}}));
+                            "  none\n");
+  expectUntouched(before);
+  EXPECT_EQ(text(document(), "outcome"), "nothing-to-do");
 }
 
 TEST_F(Migrate, TellsWhichStepsRanAndWhatEachChanged) {
@@ -182,28 +183,35 @@ TEST_F(Migrate, NoBackupKeepsNone) {
   EXPECT_TRUE(backups().empty());
 }
 
-TEST_F(Migrate, KeepsTheNewestBackupsAndNeverNone) {
-  root_.putSettings(12, {mailAccount("A")});
-  for (int i = 0; i < 4; ++i) ASSERT_EQ(migrate({"--keep", "2"}).status, 0);
+TEST_F(Migrate, KeepsTheNewestBackupsAndTheOldestOfEachVersion) {
+  const auto migrateFrom = [&](int version, const char* keep) {
+    root_.putSettings(version, {mailAccount("A")});
+    return migrate({"--keep", keep}).status;
+  };
+  for (int i = 0; i < 4; ++i) ASSERT_EQ(migrateFrom(9, "2"), 0);
+  EXPECT_EQ(backups().size(), 3U);
+  const std::string oldest = backups()[0];
+  ASSERT_EQ(migrateFrom(9, "1"), 0);
   EXPECT_EQ(backups().size(), 2U);
-  ASSERT_EQ(migrate({"--keep", "1"}).status, 0);
-  EXPECT_EQ(backups().size(), 1U);
+  ASSERT_EQ(migrateFrom(10, "1"), 0);
+  EXPECT_EQ(backups().size(), 3U);
+  EXPECT_EQ(backups()[0], oldest);
   EXPECT_EQ(migrate({"--keep", "0"}).status, 2);
-  EXPECT_EQ(backups().size(), 1U);
 }
 
 TEST_F(Migrate, ItsOwnBackupStaysWhateverTheClockSays) {
-  root_.putSettings(12, {mailAccount("A")});
+  root_.putSettings(9, {mailAccount("A")});
   ASSERT_EQ(migrate().status, 0);
   const fs::path first = root_.at(kBackups) + "/" + backups()[0];
   fs::rename(first, root_.at(kBackups) + "/2999-01-01-00-00-00");
-  ASSERT_EQ(migrate({"--keep", "1"}).status, 0);
-  ASSERT_EQ(backups().size(), 1U);
-  EXPECT_LT(backups()[0], "2999");
+  root_.putSettings(9, {mailAccount("B")});
+  const std::string own = text(document({"--keep", "1"}), "backup");
+  const std::vector<std::string> left = backups();
+  EXPECT_EQ(std::count(left.begin(), left.end(), own), 1) << own;
 }
 
 TEST_F(Migrate, RemovesTheBackupsThatKilledRunsDidNotFinish) {
-  root_.putSettings(12, {mailAccount("A")});
+  root_.putSettings(9, {mailAccount("A")});
   root_.putText(std::string(kBackups) + "/2001-01-01-00-00-00/settings", "half of i");
   root_.putText(std::string(kBackups) + "/2001-01-01-00-00-01/manifest.plist", "damaged");
   ASSERT_EQ(migrate().status, 0);
@@ -211,12 +219,18 @@ TEST_F(Migrate, RemovesTheBackupsThatKilledRunsDidNotFinish) {
   EXPECT_EQ(backups()[0], "2001-01-01-00-00-01");
 }
 
-TEST_F(Migrate, KeepsABackupWhoseManifestNobodyCanLookAt) {
-  root_.putSettings(12, {mailAccount("A")});
+// It may be the journal of a run that was killed.
+TEST_F(Migrate, ABackupWhoseManifestNobodyCanLookAtStopsItAndIsKept) {
+  root_.putSettings(9, {mailAccount("A")});
   const std::string backup = std::string(kBackups) + "/2001-01-01-00-00-00";
   root_.putText(backup + "/settings", "of a migration long ago");
   fs::create_symlink("manifest.plist", root_.at(backup + "/manifest.plist"));
-  ASSERT_EQ(migrate({"--keep", "1"}).status, 0);
+  const ToolResult refused = migrate({"--keep", "1"});
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find(root_.at(backup + "/manifest.plist")), std::string::npos)
+      << refused.err;
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(9));
+  ASSERT_EQ(migrate({"--keep", "1", "--accept-loss"}).status, 0);
   ASSERT_EQ(backups().size(), 2U);
   EXPECT_EQ(backups()[0], "2001-01-01-00-00-00");
   EXPECT_TRUE(fs::exists(root_.at(backup + "/settings")));
@@ -249,8 +263,12 @@ TEST_F(Migrate, RefusesWhereNobodyCanTellWhatIsThere) {
 TEST_F(Migrate, AMigrationThatWasCutShortIsToldAndUndone) {
   root_.put(ToolRoot::kSettings, sampleSettings(7));
   ASSERT_EQ(migrate().status, 0);
+  // As earlier versions left it, which did not tell what they meant.
   Dictionary manifest = manifestOf(backups()[0]);
-  manifest.remove("Outcome");
+  manifest.set("Format Version", 1);
+  for (const char* each : {"Outcome", "Meant", "Meant Outcome", "Prepared As"}) {
+    manifest.remove(each);
+  }
   root_.put(kBackups + ("/" + backups()[0]) + "/manifest.plist", manifest);
 
   const std::string reason = root_.settingsPath() + ": The migration that kept the backup " +
@@ -409,25 +427,41 @@ TEST_F(Migrate, AFullDiskStopsItAtTheBackupWithNothingChanged) {
   EXPECT_TRUE(backups().empty()) << "what was begun takes up room";
 }
 
-TEST_F(Migrate, AFullDiskWithoutABackupLeavesTheOldSettingsAndClaimsNothing) {
+TEST_F(Migrate, AFullDiskWithoutABackupIsTheSame) {
   root_.putSettings(9, {mailAccount("A")});
-  const Dictionary before = root_.settings();
+  const auto before = root_.snapshot();
   const ToolResult result =
       ToolRun({"migrate", "--no-backup", "--root", root_.path()}).withFileSizeLimit(64).run();
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.out, "");
-  EXPECT_TRUE(result.err.starts_with("accountsettings: " + root_.settingsPath() +
-                                     ": it does not hold what was meant ("))
-      << result.err;
   EXPECT_TRUE(
-      result.err.ends_with(": File too large); nothing was changed; remove the cause and "
-                           "try again\n"))
+      result.err.ends_with(": File too large; nothing was changed; remove the cause and try "
+                           "again\n"))
       << result.err;
-  EXPECT_EQ(root_.settings(), before);
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(9));
+  EXPECT_FALSE(fs::exists(root_.at("/var/mobile/Library/Logs")));
+}
+
+// A migration that was killed is made up for by the next one.
+TEST_F(Migrate, EndsWhatWasCutShort) {
+  root_.put(ToolRoot::kSettings, sampleSettings(7));
+  ASSERT_EQ(migrate().status, 0);
+  Dictionary manifest = manifestOf(backups()[0]);
+  manifest.remove("Outcome");
+  root_.put(kBackups + ("/" + backups()[0]) + "/manifest.plist", manifest);
+  EXPECT_NE(runTool({"plan", root_.path()}).out.find("was cut short: this run completes it"),
+            std::string::npos);
+  EXPECT_EQ(runTool({"check", root_.path()}).status, 0);
+  const ToolResult result = migrate();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.err.find("completed the migration of backup " + backups()[0]), std::string::npos)
+      << result.err;
+  EXPECT_NE(result.out.find("Completed the migration of"), std::string::npos) << result.out;
+  EXPECT_EQ(text(document(), "outcome"), "nothing-to-do");
 }
 
 TEST_F(Migrate, ALockThatCannotBeTakenIsToldWithItsReason) {
-  root_.putSettings(12, {mailAccount("A")});
+  root_.putSettings(11, {mailAccount("A")});
   ASSERT_EQ(migrate().status, 0);
   fs::remove_all(root_.at("/tmp"));
   for (const std::vector<std::string>& each :
@@ -464,24 +498,50 @@ TEST(MigrateAdvice, TheCommandThatUndoesItWorksAsItIsShown) {
   EXPECT_EQ(std::system(shell.c_str()), 0) << shell;
 }
 
-TEST_F(Migrate, ASaveThatFailsEndsWith4AndNamesTheBackup) {
+TEST_F(Migrate, ASaveThatWouldFailIsKnownBeforehandWhateverIsAccepted) {
   root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
   root_.put("/etc/accountsettings/host.plist", Dictionary{{"TemporaryDirectory", "/nowhere"}});
-  ASSERT_EQ(migrate().status, 3);
-  const ToolResult result = migrate({"--accept-loss"});
+  const auto before = root_.snapshot();
+  for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--accept-loss"}}) {
+    const ToolResult result = migrate(options);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_NE(result.err.find("the settings could not be saved: "), std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find("nothing was changed; remove the cause and try again"),
+              std::string::npos)
+        << result.err;
+    EXPECT_EQ(root_.snapshot(), before);
+  }
+}
+
+TEST_F(Migrate, ALegacyFileThatCannotBeRemovedEndsWith4AndNamesTheBackup) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  const std::string legacy = root_.at(ToolRoot::kLegacyMail);
+  // What is mounted can be read and not removed.
+  if (::mount(legacy.c_str(), legacy.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+    GTEST_SKIP() << "this process may mount nothing";
+  }
+  const ToolResult result = migrate();
+  const ToolResult again = migrate();
+  ::umount2(legacy.c_str(), MNT_DETACH);
   EXPECT_EQ(result.status, 4);
   ASSERT_EQ(backups().size(), 1U);
   EXPECT_NE(result.err.find("put back the backup with: accountsettings restore --root " +
                             root_.path() + " " + backups()[0]),
             std::string::npos)
       << result.err;
+  EXPECT_NE(result.err.find("the legacy file cannot be removed: " + legacy), std::string::npos)
+      << result.err;
   EXPECT_NE(result.out.find("The migration of " + root_.path() + " went wrong."), std::string::npos)
       << result.out;
   EXPECT_NE(result.out.find("\nFiles, as they were meant\n"), std::string::npos);
-  EXPECT_NE(result.err.find(root_.settingsPath() + ": "), std::string::npos) << result.err;
-  EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
+  EXPECT_EQ(root_.settings().get("Version"), PropertyList(12));
+
+  EXPECT_EQ(again.status, 3);
+  EXPECT_NE(again.err.find("did not end as was meant"), std::string::npos) << again.err;
   ASSERT_EQ(runTool({"restore", "--root", root_.path()}).status, 0);
-  EXPECT_EQ(root_.get(ToolRoot::kLegacyMail), PropertyList(sampleLegacyMail()));
+  EXPECT_EQ(migrate().status, 0);
+  EXPECT_FALSE(root_.get(ToolRoot::kLegacyMail));
 }
 
 TEST_F(Migrate, WithoutPermissionItChangesNothing) {

@@ -23,8 +23,7 @@ ExitStatus PlanCommand::run(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
-  MigrationHost host(device);
-  const MigrationSummary plan = planMigration(device, host, device.log());
+  const MigrationSummary plan = planMigration(device, device.log());
   Output& output = session.output;
   if (out_) {
     const Result<std::string> text = documentText(kPlanFormat, summaryForScripts(plan, shown));

@@ -64,7 +64,7 @@ TEST(Plan, SaysWhenNothingIsPending) {
   root.putSettings(12, {mailAccount("A")});
   const Dictionary plan = planOf(root);
   EXPECT_FALSE(flag(plan, "pending"));
-  EXPECT_EQ(outcomeOf(plan), "done");
+  EXPECT_EQ(outcomeOf(plan), "nothing-to-do");
   EXPECT_EQ(textsUnder(plan, "steps", "step"), Texts{});
   EXPECT_EQ(droppedAccounts(plan), Texts{});
   EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 0);

@@ -12,7 +12,7 @@
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/Redactor.h"
-#include "tool/backup/Backup.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/device/OpenedRoot.h"
@@ -75,7 +75,7 @@ class ReportMaker {
       if (!backup.manifest) continue;
       for (const BackupFile& file : backup.manifest->files) {
         if (file.savedAs.empty()) continue;
-        const Result<Bytes> bytes = readFromBackup(device_, *backup.manifest, file);
+        const Result<Bytes> bytes = readFromBackup(device_.host(), *backup.manifest, file);
         const auto content = bytes ? readPropertyList(*bytes) : Result<PropertyList>(Error{});
         if (content) redactor_.learn(*content);
       }
@@ -119,8 +119,7 @@ class ReportMaker {
 
   void addPlan(Dictionary& report) {
     try {
-      MigrationHost host(device_);
-      MigrationSummary plan = planMigration(device_, host, device_.log());
+      MigrationSummary plan = planMigration(device_, device_.log());
       // Where somebody keeps the device root is nobody's business.
       plan.root = "/";
       for (Finding& each : plan.findings) each.action = each.kind->action;

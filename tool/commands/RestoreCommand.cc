@@ -3,7 +3,9 @@
 
 #include <algorithm>
 
+#include "staging/InterruptedMigration.h"
 #include "store/AccountsManager.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/Restore.h"
 #include "tool/frame/Words.h"
@@ -47,7 +49,9 @@ void putBack(Session& session, OpenedRoot& device, const BackupManifest& manifes
   const LockHeld lock(device);
   const std::vector<RestoreStep> steps = prepared(device, manifest);
   session.interrupts.emplace();
-  const Status done = applyRestore(device, steps);
+  Status done = applyRestore(device, steps);
+  // An interrupted or a broken migration is over with this.
+  if (done) done = noteRestore(device.host());
   const std::vector<RestoreStep> left = prepared(device, manifest);
   const auto open = std::find_if(left.begin(), left.end(),
                                  [](const auto& each) { return each.action != Action::Same; });

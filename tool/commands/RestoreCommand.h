@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "tool/backup/Backup.h"
+#include "staging/Backup.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Command.h"
 

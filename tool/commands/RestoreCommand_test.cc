@@ -247,7 +247,7 @@ TEST_F(Restore, RemovesNothingBeforeEverythingIsWritten) {
 
 TEST_F(Restore, TellsThatTheBackupsMayNotBeRead) {
   if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
-  root_.putSettings(12, {});
+  root_.putSettings(11, {});
   ASSERT_EQ(run("migrate").status, 0);
   fs::permissions(root_.path(), fs::perms(0755));
   for (const std::vector<std::string>& each :
@@ -263,7 +263,7 @@ TEST_F(Restore, TellsThatTheBackupsMayNotBeRead) {
 }
 
 TEST_F(Restore, TheTenthBackupOfASecondIsNewerThanTheSecond) {
-  root_.putSettings(12, {});
+  root_.putSettings(11, {});
   ASSERT_EQ(run("migrate").status, 0);
   const std::string first = root_.at(kBackups) + "/2020-01-01-00-00-00";
   fs::rename(root_.at(kBackups) + "/" + backup(), first);

@@ -115,7 +115,7 @@ TEST(Show, FiltersByTypeClassDataclassAndIdentifier) {
 
 TEST(Show, SaysWhatItWasGiven) {
   ToolRoot root;
-  root.putSettings(12, {plainAccount()});
+  root.putSettings(11, {plainAccount()});
   EXPECT_EQ(runTool({"show", root.settingsPath()}).out.substr(0, 14), "settings file ");
   ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
   const std::filesystem::path backups = root.at("/var/mobile/Library/Logs/AccountMigrationBackups");

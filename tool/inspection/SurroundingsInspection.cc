@@ -143,7 +143,9 @@ void inspectSettingsFile(LinuxHost& host, Findings& findings) {
 
 void inspectLock(OpenedRoot& device, Findings& findings) {
   const auto holder = device.lockHolder();
-  if (!holder) return;
+  // A migration looks at the device with the lock held.
+  const int own = ProcessContext::current().platform().processes.ownIdentifier();
+  if (!holder || holder->identifier == own) return;
   FindingList(findings, std::string(kAccountMigrationLockFilename))
       .add(finding::kLockHeld,
            "The migration lock is held by " + inWords(*holder) + ": migrations and edits wait.");

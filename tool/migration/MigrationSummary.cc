@@ -3,10 +3,15 @@
 
 #include <utility>
 
+#include "host/LogSinks.h"
+#include "host/RememberedFiles.h"
+#include "host/StagedFiles.h"
 #include "migration/MigrationPaths.h"
+#include "platform/PlatformWith.h"
+#include "staging/HeldOutput.h"
+#include "staging/InterruptedMigration.h"
 #include "store/AccountsManager.h"
 #include "tool/backup/DeviceInspection.h"
-#include "tool/frame/KnownPresence.h"
 #include "tool/frame/Words.h"
 #include "tool/inspection/FindingsText.h"
 
@@ -39,17 +44,35 @@ std::string aboutSettings(const InspectedFile& settings, std::optional<std::int6
          " for sure: see the findings for what becomes of them.";
 }
 
-MigrationDecision decisionOn(const InspectedFiles& files) {
+// What an interrupted migration means for this one; empty where there is none.
+std::string aboutInterruption(OpenedRoot& device) {
+  const auto interrupted = findInterruptedMigration(device.host());
+  // Others may look at a device without reading its backups.
+  if (!interrupted || !*interrupted) return "";
+  const std::string which = "The migration that kept the backup " + (*interrupted)->journal.name;
+  if ((*interrupted)->remedy == Remedy::Complete) {
+    return which + " was cut short: this run completes it.";
+  }
+  const std::string before =
+      (*interrupted)->missing.empty() ? "" : " puts back the legacy files that it removed, and";
+  return which + " was cut short: this run" + before + " begins anew.";
+}
+
+MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files) {
   Files& real = ProcessContext::current().platform().files;
   MigrationDecision decision;
-  decision.legacyMail = isThere(real, files.legacyMail.name);
-  decision.legacyExchange = isThere(real, files.legacyExchange.name);
-  decision.interruptedRemoval = isThere(real, removalSentinelPath());
-  decision.versionUpgrade = !decision.legacyMail && !decision.legacyExchange &&
-                            AccountsManager::accountSettingsNeedsToBeMigrated();
+  decision.legacyMail = real.exists(files.legacyMail.name).isThere();
+  decision.legacyExchange = real.exists(files.legacyExchange.name).isThere();
+  decision.interruptedRemoval = real.exists(removalSentinelPath()).isThere();
   const Dictionary* settings = dictionaryIn(files.settings);
   if (settings && settings->contains(kPlistVersionKey)) decision.version = versionOf(*settings);
+  decision.versionUpgrade = !decision.legacyMail && !decision.legacyExchange && decision.version &&
+                            *decision.version < AccountsManager::currentVersion();
   std::vector<std::string>& reasons = decision.reasons;
+  if (std::string interruption = aboutInterruption(device); !interruption.empty()) {
+    decision.interruptedMigration = true;
+    reasons.push_back(std::move(interruption));
+  }
   if (decision.interruptedRemoval) {
     reasons.emplace_back(
         "An earlier removal of the legacy files was interrupted: this run finishes it and does "
@@ -66,20 +89,57 @@ MigrationDecision decisionOn(const InspectedFiles& files) {
   return decision;
 }
 
-std::vector<FileFate> fatesOf(const OverlayFiles& overlay, Files& real) {
+std::vector<FileFate> fatesOf(StagedMigration& staged) {
   using Fate = FileFate::Fate;
   std::vector<FileFate> fates;
-  for (const auto& [path, bytes] : overlay.changes()) {
-    const bool wasThere = isThere(real, path);
-    if (!bytes) {
-      if (wasThere) fates.push_back({path, Fate::Removed});
-      continue;
-    }
-    const Result<Bytes> before = wasThere ? real.read(path) : Result<Bytes>(Error{});
-    if (before && *before == *bytes) continue;
-    fates.push_back({path, wasThere ? Fate::Changed : Fate::Created});
+  for (const FileChange& change : staged.changes()) {
+    if (change.kind == FileChange::Kind::MakeDirectory) continue;
+    const auto before = staged.before().entryAt(change.path);
+    const bool wasThere = before && before->has_value();
+    fates.push_back({change.path, change.kind == FileChange::Kind::Remove ? Fate::Removed
+                                  : wasThere                              ? Fate::Changed
+                                                                          : Fate::Created});
   }
   return fates;
+}
+
+std::vector<std::string> directoriesMadeBy(const StagedMigration& staged) {
+  std::vector<std::string> directories;
+  for (const FileChange& change : staged.changes()) {
+    if (change.kind == FileChange::Kind::MakeDirectory) directories.push_back(change.path);
+  }
+  return directories;
+}
+
+std::vector<StepRecord> recordsOf(const std::vector<StagedStep>& steps) {
+  ChangeObserver observer;
+  for (const StagedStep& step : steps) {
+    observer.willRunStep(step.selector, step.before);
+    observer.didRunStep(step.selector, step.after, step.result);
+  }
+  return observer.steps();
+}
+
+Ledger ledgerOf(const InspectedFiles& files, StagedMigration& staged,
+                const std::vector<StepRecord>& steps) {
+  LedgerInput input;
+  input.settingsPath = files.settings.name;
+  if (const Dictionary* settings = dictionaryIn(files.settings)) input.settings = *settings;
+  for (LegacyFile& file : legacyFilesOf(files)) {
+    const bool stillThere = staged.after().exists(file.path).isThere();
+    input.legacyFiles.push_back({std::move(file), stillThere});
+  }
+  input.result = staged.settingsAfter();
+  return makeLedger(input, steps);
+}
+
+// Why it could not be carried out, whatever is accepted; empty where it could.
+std::string obstacleTo(StagedMigration& staged) {
+  const auto& failure = staged.failure();
+  if (!failure) return "";
+  return failure->kind == StagingFailure::Kind::CannotSave
+             ? "the settings could not be saved: " + failure->error.message
+             : failure->error.message;
 }
 
 // Why the migration is not to begin without --accept-loss; empty where nothing stands against it.
@@ -99,7 +159,8 @@ std::vector<std::string> objectionsTo(const MigrationSummary& summary, const Sho
 }  // namespace
 
 std::string_view nameOf(SummaryOutcome outcome) {
-  return wordFor<SummaryOutcome, 4>(outcome, {"done", "answered-no", "refused", "broken"});
+  return wordFor<SummaryOutcome, 6>(
+      outcome, {"nothing-to-do", "completed", "done", "answered-no", "refused", "broken"});
 }
 
 std::optional<Process> daemonToStop() {
@@ -110,40 +171,95 @@ std::optional<Process> daemonToStop() {
   return Process{identifier, std::string(kDaemon)};
 }
 
-MigrationSummary planMigration(OpenedRoot& device, MigrationHost& host, SystemLog& log,
-                               bool acceptLoss) {
+Prevented plugInFailure(const Error& error) {
+  return {"", error.message,
+          "the migration plug-in is missing or damaged: reinstall it, or name its place with "
+          "\"PlugInDirectory\" in the host configuration"};
+}
+
+MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acceptLoss) {
+  // Everything is looked at in the files as the staged run read them, and says nothing to the log.
+  DiscardingSink silence;
+  ProcessContext context(
+      platformWith(device.host().platform(), {.files = &staged.before(), .systemLog = &silence}));
+  const ProcessContext::Override current(context);
+  const InspectedFiles files = filesOfRoot();
+
   MigrationSummary summary;
   summary.root = device.options().root;
-  summary.inputs = host.inputs();
-  summary.decision = decisionOn(host.files());
-  summary.findings = inspectDevice(device, host.files());
-  summary.legacyFiles = legacyFilesOf(host.files());
-  summary.daemon = daemonToStop();
+  summary.inputs = planInputs(device, staged.before());
+  summary.decision = decisionOn(device, files);
+  summary.findings = inspectDevice(device, files);
+  summary.legacyFiles = legacyFilesOf(files);
+  summary.steps = recordsOf(staged.steps());
+  summary.ledger = ledgerOf(files, staged, summary.steps);
+  const auto& result = staged.settingsAfter();
+  summary.versionAfter = result ? versionOf(*result) : 0;
+  summary.files = fatesOf(staged);
+  summary.directories = directoriesMadeBy(staged);
+  if (!summary.files.empty()) summary.daemon = daemonToStop();
 
-  host.rehearse(log);
-  const OverlayFiles& staged = host.rehearsal().files();
-  summary.steps = host.rehearsal().steps();
-  summary.ledger = host.ledger();
-  summary.versionAfter = host.versionAfter();
-  summary.files = fatesOf(staged, device.host().platform().files);
-  summary.directories.assign(staged.madeDirectories().begin(), staged.madeDirectories().end());
   summary.problems =
       objectionsTo(summary, [&](const std::string& path) { return device.shown(path); });
-  summary.outcome = host.rehearsal().result() ? SummaryOutcome::Done : SummaryOutcome::AnsweredNo;
+  summary.outcome = !staged.result()        ? SummaryOutcome::AnsweredNo
+                    : summary.files.empty() ? SummaryOutcome::NothingToDo
+                                            : SummaryOutcome::Done;
   if (!summary.problems.empty() && !acceptLoss) summary.outcome = SummaryOutcome::Refused;
+  if (const std::string obstacle = obstacleTo(staged); !obstacle.empty()) {
+    summary.problems.insert(summary.problems.begin(), obstacle);
+    summary.hasObstacle = true;
+    summary.outcome = SummaryOutcome::Refused;
+  }
   return summary;
 }
 
-MigrationSummary carriedOut(MigrationSummary planned, const MigrationHost::Outcome& outcome) {
+MigrationSummary planMigration(OpenedRoot& device, SystemLog& log, bool acceptLoss,
+                               const StepProgress& progress) {
+  constexpr int kMostTries = 3;
+  for (int tries = 1;; ++tries) {
+    const auto staged = StagedMigration::stage(device.host(), progress);
+    if (staged->failure() && !staged->failure()->isOfDevice()) {
+      throw plugInFailure(staged->failure()->error);
+    }
+    MigrationSummary summary = summaryOf(device, *staged, acceptLoss);
+    const auto changed = staged->firstChange();
+    if (!changed) {
+      staged->log().releaseTo(log);
+      return summary;
+    }
+    if (tries == kMostTries) {
+      throw Prevented(*changed, "it keeps changing while it is looked at", "try again");
+    }
+  }
+}
+
+MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome) {
+  using Kind = MigrationOutcome::Kind;
   MigrationSummary summary = std::move(planned);
   summary.planned = false;
-  summary.steps = outcome.steps;
-  summary.outcome = outcome.result ? SummaryOutcome::Done : SummaryOutcome::AnsweredNo;
-  if (outcome.fault) {
-    summary.outcome = outcome.changed ? SummaryOutcome::Broken : SummaryOutcome::Refused;
-    summary.problems = {*outcome.fault};
+  summary.backup = outcome.backup;
+  if (!outcome.problem.empty() && !summary.hasObstacle) summary.problems = {outcome.problem};
+  switch (outcome.kind) {
+    case Kind::NothingToDo:
+      summary.outcome = SummaryOutcome::NothingToDo;
+      break;
+    case Kind::Completed:
+      summary.outcome = SummaryOutcome::Completed;
+      break;
+    case Kind::Done:
+      summary.outcome = SummaryOutcome::Done;
+      break;
+    case Kind::AnsweredNo:
+      summary.outcome = SummaryOutcome::AnsweredNo;
+      break;
+    case Kind::Refused:
+      summary.outcome = SummaryOutcome::Refused;
+      summary.backup.clear();
+      break;
+    case Kind::Broken:
+      summary.outcome = SummaryOutcome::Broken;
+      break;
   }
-  if (summary.outcome != SummaryOutcome::Refused) summary.backup = outcome.backup;
   return summary;
 }
 

@@ -10,11 +10,12 @@
 #include <vector>
 
 #include "platform/Processes.h"
+#include "staging/MigrateStaged.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/inspection/LegacyForecast.h"
+#include "tool/migration/ChangeObserver.h"
 #include "tool/migration/Ledger.h"
-#include "tool/migration/MigrationHost.h"
 #include "tool/migration/PlanInputs.h"
 
 namespace accountsettings {
@@ -25,12 +26,14 @@ struct MigrationDecision {
   bool legacyExchange = false;
   bool versionUpgrade = false;
   bool interruptedRemoval = false;
+  bool interruptedMigration = false;    // an earlier run was cut short, and is ended first
   std::optional<std::int64_t> version;  // of the settings; none where they tell none
   std::vector<std::string> reasons;     // one sentence each
 
   // Whether there is more to do than to write the settings file anew.
   [[nodiscard]] bool pending() const noexcept {
-    return legacyMail || legacyExchange || versionUpgrade || interruptedRemoval;
+    return legacyMail || legacyExchange || versionUpgrade || interruptedRemoval ||
+           interruptedMigration;
   }
 };
 
@@ -42,6 +45,8 @@ struct FileFate {
 };
 
 enum class SummaryOutcome {
+  NothingToDo,  // everything is as a migration leaves it
+  Completed,    // a migration that was cut short was ended, and nothing else was to do
   Done,
   AnsweredNo,  // the migrator answered no
   Refused,     // something stands against it, and nothing was changed
@@ -56,6 +61,7 @@ struct MigrationSummary {
   MigrationDecision decision;
   SummaryOutcome outcome = SummaryOutcome::Done;
   std::vector<std::string> problems;  // why it is refused or broken, one sentence each
+  bool hasObstacle = false;           // it cannot be carried out, whatever is accepted
   std::int64_t versionAfter = 0;
   std::vector<StepRecord> steps;  // those that ran, or would
   Ledger ledger;
@@ -73,15 +79,24 @@ struct MigrationSummary {
   }
 };
 
-// Rehearses the migration of `host`, which stands on `device`, with its system log going to `log`.
-// It is refused where something would get lost, unless that is accepted. Throws as
-// MigrationHost::rehearse().
-[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device, MigrationHost& host,
-                                             SystemLog& log, bool acceptLoss = false);
+// What `staged`, a migration of `device`, does. It is refused where something would get lost,
+// unless that is accepted, and where it could not be carried out.
+[[nodiscard]] MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged,
+                                         bool acceptLoss = false);
 
-// The same migration once it ran.
+// Stages the migration, without taking a lock and without touching anything, and sums it up; again
+// where an input changes meanwhile. The system's log lines go to `log`. Throws Prevented where
+// there is no plug-in, or an input does not come to rest.
+[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device, SystemLog& log,
+                                             bool acceptLoss = false,
+                                             const StepProgress& progress = {});
+
+// The same migration once it was carried out, or was not.
 [[nodiscard]] MigrationSummary carriedOut(MigrationSummary planned,
-                                          const MigrationHost::Outcome& outcome);
+                                          const MigrationOutcome& outcome);
+
+// To be thrown where the plug-in is missing or damaged.
+[[nodiscard]] Prevented plugInFailure(const Error& error);
 
 // The sync daemon that a migration of the root behind ProcessContext::current() would ask to exit;
 // none where it does not run.

@@ -97,6 +97,14 @@ class SummaryWriter {
       return "The migration of " + root + " went wrong.";
     }
     const std::string after = std::to_string(summary_.versionAfter);
+    if (summary_.outcome == SummaryOutcome::NothingToDo) {
+      return "Nothing to do: " + root + " has version " + after +
+             " and is as a migration leaves it.";
+    }
+    if (summary_.outcome == SummaryOutcome::Completed) {
+      return "Completed the migration of " + root + " that was cut short; it has version " + after +
+             ".";
+    }
     if (summary_.onlyEndsRemoval()) {
       return std::string(summary_.planned ? "Would finish" : "Finished") +
              " an interrupted removal of legacy files in " + root +

@@ -4,12 +4,11 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "host/LinuxFiles.h"
+#include "host/Digest.h"
 #include "migration/MigrationPaths.h"
 #include "store/AccountsManager.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Json.h"
-#include "tool/values/Digest.h"
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
@@ -18,10 +17,16 @@ namespace {
 // A configuration that is not the root's own is told from device paths by these words before it.
 constexpr std::string_view kGivenConfiguration = "--config ";
 
+std::string digestOf(const Bytes& bytes) {
+  Result<std::string> sum = sha256(bytes);
+  if (!sum) throw Prevented("", sum.error().message);
+  return std::move(sum).value();
+}
+
 // None for a file of this machine that cannot be read.
-std::optional<std::string> digestOf(const std::string& file) {
+std::optional<std::string> digestOfFile(const std::string& file) {
   try {
-    return sha256(readFile(file));
+    return digestOf(readFile(file));
   } catch (const CommandFailure&) {
     return std::nullopt;
   }
@@ -29,17 +34,17 @@ std::optional<std::string> digestOf(const std::string& file) {
 
 }  // namespace
 
-std::vector<PlanInput> planInputs(OpenedRoot& device) {
+std::vector<PlanInput> planInputs(OpenedRoot& device, Files& files) {
   std::vector<PlanInput> inputs;
   for (const std::string& path :
        {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(), removalSentinelPath(),
         std::string("/etc/accountsettings/host.plist")}) {
-    const Result<Bytes> bytes = device.files().read(path);
-    inputs.push_back({path, bytes ? std::optional(sha256(*bytes)) : std::nullopt});
+    const Result<Bytes> bytes = files.read(path);
+    inputs.push_back({path, bytes ? std::optional(digestOf(*bytes)) : std::nullopt});
   }
   if (const auto& given = device.options().config) {
     const std::string path = std::filesystem::absolute(*given).string();
-    inputs.push_back({std::string(kGivenConfiguration) + path, digestOf(path)});
+    inputs.push_back({std::string(kGivenConfiguration) + path, digestOfFile(path)});
   }
   return inputs;
 }
@@ -69,8 +74,8 @@ std::vector<PlanInput> readPlanInputs(const std::string& file) {
   return result;
 }
 
-std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs, OpenedRoot& device) {
-  const std::vector<PlanInput> now = planInputs(device);
+std::optional<std::string> changedSince(const std::vector<PlanInput>& planned,
+                                        const std::vector<PlanInput>& now, OpenedRoot& device) {
   const auto missingFrom = [&](const std::vector<PlanInput>& all,
                                const std::vector<PlanInput>& wanted) -> std::optional<std::string> {
     for (const PlanInput& each : wanted) {
@@ -80,8 +85,8 @@ std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs, Op
     return std::nullopt;
   };
   // A plan may also be of inputs that are none now, such as another configuration.
-  const auto changed = missingFrom(inputs, now);
-  return changed ? changed : missingFrom(now, inputs);
+  const auto changed = missingFrom(planned, now);
+  return changed ? changed : missingFrom(now, planned);
 }
 
 }  // namespace accountsettings

@@ -21,12 +21,15 @@ struct PlanInput {
   friend bool operator==(const PlanInput&, const PlanInput&) = default;
 };
 
-// The inputs as they are now.
-[[nodiscard]] std::vector<PlanInput> planInputs(OpenedRoot& device);
+// The inputs as `files` has them, which are those of the device or its files as they were read.
+// Throws Prevented where no digest can be made.
+[[nodiscard]] std::vector<PlanInput> planInputs(OpenedRoot& device, Files& files);
 // The inputs in a saved plan. Throws Prevented where the file is no saved plan.
 [[nodiscard]] std::vector<PlanInput> readPlanInputs(const std::string& file);
-// The first input that is not what the plan was made of, as it is called on this machine, or none.
-[[nodiscard]] std::optional<std::string> changedSince(const std::vector<PlanInput>& inputs,
+// The first of the planned inputs that is another one now, as it is called on this machine, or
+// none.
+[[nodiscard]] std::optional<std::string> changedSince(const std::vector<PlanInput>& planned,
+                                                      const std::vector<PlanInput>& now,
                                                       OpenedRoot& device);
 
 }  // namespace accountsettings

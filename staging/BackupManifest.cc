@@ -1,10 +1,10 @@
-#include "tool/backup/BackupManifest.h"
+// The manifest as a property list, and back: it is input, and checked as such.
+#include "staging/BackupManifest.h"
 
 #include <algorithm>
 #include <array>
 
 #include "plist/Reader.h"
-#include "tool/frame/Version.h"
 
 namespace accountsettings {
 
@@ -13,6 +13,11 @@ namespace {
 constexpr std::string_view kFormat = "accountsettings.backup";
 
 constexpr std::array<std::string_view, 3> kStateNames = {"absent", "regular", "link"};
+constexpr std::array<std::string_view, 3> kChangeNames = {"write", "remove", "make-directory"};
+
+// A manifest is input. Bits that give a program its owner's rights are nothing that settings ever
+// had; whoever can write to the backup shall not gain them.
+constexpr unsigned kSafeMode = 0777;
 
 // The place of `name` in `names`, or none.
 template <class Names>
@@ -46,6 +51,12 @@ std::uint64_t numberUnder(const Dictionary& entry, std::string_view key) {
   return value == nullptr ? 0 : value->unsignedValue();
 }
 
+// A file of the backup's own directory, and no way to another.
+Status checkSavedAs(const std::string& name) {
+  if (name.find('/') == std::string::npos && !name.starts_with('.')) return {};
+  return Error{"the manifest names a file outside the backup"};
+}
+
 Result<BackupFile> fileFrom(const Dictionary& entry) {
   const auto role = pathRoleNamed(entry.string("Role").value_or(""));
   const auto state = indexOf(kStateNames, entry.string("State").value_or(""));
@@ -57,9 +68,7 @@ Result<BackupFile> fileFrom(const Dictionary& entry) {
   file.savedAs = entry.string("Saved As").value_or("");
   file.linkTarget = entry.string("Link Target").value_or("");
   file.sha256 = entry.string("SHA-256").value_or("");
-  // Bits that give a program its owner's rights are nothing that settings ever had; whoever can
-  // write to the backup shall not gain them.
-  file.attributes.mode = static_cast<unsigned>(numberUnder(entry, "Mode")) & 0777U;
+  file.attributes.mode = static_cast<unsigned>(numberUnder(entry, "Mode")) & kSafeMode;
   file.attributes.owner = static_cast<std::uint32_t>(numberUnder(entry, "Owner"));
   file.attributes.group = static_cast<std::uint32_t>(numberUnder(entry, "Group"));
   file.attributes.hardLinks = numberUnder(entry, "Hard Links");
@@ -67,10 +76,40 @@ Result<BackupFile> fileFrom(const Dictionary& entry) {
   if (const PropertyList* version = entry.find("Format Version")) {
     file.formatVersion = version->integerValue();
   }
-  if (file.savedAs.find('/') != std::string::npos || file.savedAs.starts_with('.')) {
-    return Error{"the manifest names a file outside the backup"};
-  }
+  if (const Status inside = checkSavedAs(file.savedAs); !inside) return inside.error();
   return file;
+}
+
+Dictionary dictionaryOf(const MeantChange& change) {
+  Dictionary entry{{"Change", kChangeNames[static_cast<std::size_t>(change.kind)]},
+                   {"Path", change.path}};
+  if (change.kind == FileChange::Kind::Remove) return entry;
+  entry.set("Mode", change.mode);
+  if (change.kind == FileChange::Kind::MakeDirectory) return entry;
+  entry.set("SHA-256", change.sha256);
+  if (change.owner) {
+    entry.set("Owner", change.owner->owner);
+    entry.set("Group", change.owner->group);
+  }
+  if (!change.savedAs.empty()) entry.set("Saved As", change.savedAs);
+  return entry;
+}
+
+Result<MeantChange> meantFrom(const Dictionary& entry) {
+  const auto kind = indexOf(kChangeNames, entry.string("Change").value_or(""));
+  if (!kind) return Error{"the manifest names an unknown kind of change"};
+  MeantChange change;
+  change.kind = static_cast<FileChange::Kind>(*kind);
+  change.path = entry.string("Path").value_or("");
+  change.sha256 = entry.string("SHA-256").value_or("");
+  change.mode = static_cast<unsigned>(numberUnder(entry, "Mode")) & kSafeMode;
+  if (entry.contains("Owner")) {
+    change.owner = FileOwner{static_cast<std::uint32_t>(numberUnder(entry, "Owner")),
+                             static_cast<std::uint32_t>(numberUnder(entry, "Group"))};
+  }
+  change.savedAs = entry.string("Saved As").value_or("");
+  if (const Status inside = checkSavedAs(change.savedAs); !inside) return inside.error();
+  return change;
 }
 
 }  // namespace
@@ -81,13 +120,32 @@ const BackupFile* BackupManifest::fileInRole(PathRole role) const {
   return found == files.end() ? nullptr : &*found;
 }
 
+const MeantChange* BackupManifest::meantAt(const std::string& path) const {
+  const auto found = std::find_if(meant.begin(), meant.end(),
+                                  [&](const MeantChange& each) { return each.path == path; });
+  return found == meant.end() ? nullptr : &*found;
+}
+
+bool BackupManifest::isBroken() const {
+  const PropertyList* asMeant = outcome.find(outcome::kAsMeant);
+  return asMeant != nullptr && !asMeant->booleanValue() && !outcome.contains(outcome::kRestored);
+}
+
 Dictionary BackupManifest::asDictionary() const {
   Array list;
   for (const BackupFile& file : files) list.append(dictionaryOf(file));
   Dictionary root{{"Format", kFormat},
-                  {"Format Version", 1},
+                  {"Format Version", format},
                   {"Tool Version", toolVersion},
                   {"Files", std::move(list)}};
+  if (format >= kFormatOfJournals) {
+    Array changes;
+    for (const MeantChange& change : meant) changes.append(dictionaryOf(change));
+    root.set("Meant", std::move(changes));
+    if (!preparedAs.empty()) root.set("Prepared As", preparedAs);
+    if (isTemporary) root.set("Temporary", true);
+    root.set("Meant Outcome", meantOutcome);
+  }
   if (!outcome.empty()) root.set("Outcome", outcome);
   return root;
 }
@@ -108,6 +166,15 @@ Result<BackupManifest> manifestFrom(const std::string& name, const Bytes& bytes)
     Result<BackupFile> file = fileFrom(each.dictionary() ? *each.dictionary() : Dictionary());
     if (!file) return file.error();
     manifest.files.push_back(std::move(file).value());
+  }
+  manifest.format = root->integer("Format Version");
+  manifest.preparedAs = root->string("Prepared As").value_or("");
+  manifest.isTemporary = root->boolean("Temporary");
+  if (const Dictionary* meant = root->dictionary("Meant Outcome")) manifest.meantOutcome = *meant;
+  for (const PropertyList& each : root->arrayOrEmpty("Meant")) {
+    Result<MeantChange> change = meantFrom(each.dictionary() ? *each.dictionary() : Dictionary());
+    if (!change) return change.error();
+    manifest.meant.push_back(std::move(change).value());
   }
   if (const Dictionary* outcome = root->dictionary("Outcome")) manifest.outcome = *outcome;
   return manifest;

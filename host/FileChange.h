@@ -1,0 +1,56 @@
+// FileChange is one change of one file, complete in itself: what shall stand at a path, and for
+// whom. A list of them is carried out in its order; each file is written once, whole and flushed,
+// and what is as meant already is left out of it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "plist/PropertyList.h"
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+class LinuxFiles;
+class RememberedFiles;
+
+/// An account and a group as the kernel numbers them.
+struct FileOwner {
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+  friend bool operator==(const FileOwner&, const FileOwner&) = default;
+};
+
+/// Bytes that several changes and observers may hold at once.
+using SharedBytes = std::shared_ptr<const Bytes>;
+
+/// One change of one file. Paths are device paths.
+struct FileChange {
+  enum class Kind { Write, Remove, MakeDirectory };
+
+  Kind kind = Kind::Write;
+  std::string path;
+  /// What a written file holds; nullptr for the other kinds.
+  SharedBytes bytes;
+  /// The permission bits of a written file or a directory that is made, whatever the umask.
+  unsigned mode = 0600;
+  /// Whom a written file is given to; none leaves it to whoever writes it.
+  std::optional<FileOwner> owner;
+};
+
+/// Whether the device, as it was read, is as the change means it: by bytes, mode and owner of a
+/// file, by the absence of what goes, by a directory that is there. An error where that cannot be
+/// found out.
+[[nodiscard]] Result<bool> isAsMeant(RememberedFiles& device, const FileChange& change);
+
+/// The mode and owner that a file gets from this change.
+[[nodiscard]] Result<struct FileAttributes> attributesMeant(LinuxFiles& files,
+                                                            const FileChange& change);
+
+/// Carries out one change and flushes it: a file is replaced as a whole, so that a reader sees the
+/// old one or the new one. What is to go may be gone already.
+Status commitChange(LinuxFiles& files, const FileChange& change);
+
+}  // namespace accountsettings

@@ -1,0 +1,177 @@
+// Each question is put to the device once, and its answer kept.
+#include "host/RememberedFiles.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "host/AccountNames.h"
+#include "host/SystemError.h"
+
+namespace accountsettings {
+
+namespace {
+
+bool isAbsence(const Error& error) {
+  return error.code == ENOENT || error.code == ENOTDIR;
+}
+
+Status refusal(const std::string& path) {
+  return systemError(path, EROFS);
+}
+
+// Whether two answers tell the same; what an error says is not compared, only its code.
+template <class Value, class Same>
+bool sameAnswer(const Result<Value>& left, const Result<Value>& right, Same same) {
+  if (left.ok() != right.ok()) return false;
+  return left ? same(*left, *right) : left.error().code == right.error().code;
+}
+
+bool sameAttributes(const std::optional<FileAttributes>& left,
+                    const std::optional<FileAttributes>& right) {
+  if (!left || !right) return left.has_value() == right.has_value();
+  return left->kind == right->kind && left->mode == right->mode && left->owner == right->owner &&
+         left->group == right->group;
+}
+
+Result<std::optional<FileAttributes>> orNone(Result<FileAttributes> attributes) {
+  if (attributes) return std::optional(*attributes);
+  if (isAbsence(attributes.error())) return std::optional<FileAttributes>();
+  return attributes.error();
+}
+
+Result<SharedBytes> shared(Result<Bytes> bytes) {
+  if (!bytes) return bytes.error();
+  return SharedBytes(std::make_shared<const Bytes>(std::move(bytes).value()));
+}
+
+Result<FileOwner> lookUp(AccountNames& names, const std::string& owner, const std::string& group) {
+  const Result<std::uint32_t> ownerNumber = names.ownerNamed(owner);
+  if (!ownerNumber) return ownerNumber.error();
+  const Result<std::uint32_t> groupNumber = names.groupNamed(group);
+  if (!groupNumber) return groupNumber.error();
+  return FileOwner{*ownerNumber, *groupNumber};
+}
+
+// What `answers` has for `key`, asked for where it has nothing yet.
+template <class Answers, class Key, class Ask>
+const typename Answers::mapped_type& remembered(Answers& answers, const Key& key, Ask ask) {
+  const auto found = answers.find(key);
+  return found != answers.end() ? found->second : answers.emplace(key, ask()).first->second;
+}
+
+}  // namespace
+
+RememberedFiles::RememberedFiles(LinuxFiles& files, AccountNames& names)
+    : files_(files), names_(names) {}
+
+Result<SharedBytes> RememberedFiles::readShared(const std::string& path) {
+  return remembered(contents_, path, [&] {
+    Result<SharedBytes> bytes = shared(files_.read(path));
+    if (!bytes) noteFailure(path, bytes.error());
+    return bytes;
+  });
+}
+
+Result<Bytes> RememberedFiles::read(const std::string& path) {
+  const Result<SharedBytes> bytes = readShared(path);
+  if (!bytes) return bytes.error();
+  return Bytes(**bytes);
+}
+
+RememberedFiles::Attributes RememberedFiles::entryAt(const std::string& path) {
+  return remembered(entries_, path, [&] {
+    Attributes there = orNone(files_.attributes(path));
+    if (!there) noteFailure(path, there.error());
+    return there;
+  });
+}
+
+RememberedFiles::Attributes RememberedFiles::targetOf(const std::string& path) {
+  return remembered(targets_, path, [&] {
+    Attributes there = orNone(files_.attributesOfTarget(path));
+    if (!there) noteFailure(path, there.error());
+    return there;
+  });
+}
+
+Presence RememberedFiles::exists(const std::string& path) {
+  const Attributes there = targetOf(path);
+  return there ? Presence::of(there->has_value()) : Presence(there.error());
+}
+
+Presence RememberedFiles::isDirectory(const std::string& path) {
+  const Attributes there = targetOf(path);
+  if (!there) return there.error();
+  return Presence::of(*there && (*there)->kind == FileAttributes::Kind::Directory);
+}
+
+Result<FileOwner> RememberedFiles::ownerNamed(std::string_view owner, std::string_view group) {
+  const std::pair key(std::string{owner}, std::string{group});
+  return remembered(owners_, key, [&] { return lookUp(names_, key.first, key.second); });
+}
+
+void RememberedFiles::noteFailure(const std::string& path, const Error& error) {
+  if (isAbsence(error)) return;
+  const bool known = std::any_of(failures_.begin(), failures_.end(),
+                                 [&](const Failure& each) { return each.path == path; });
+  if (!known) failures_.push_back({path, error});
+}
+
+void RememberedFiles::accept(const std::string& path) {
+  if (const auto entry = entries_.find(path); entry != entries_.end()) {
+    entry->second = orNone(files_.attributes(path));
+  }
+  if (const auto target = targets_.find(path); target != targets_.end()) {
+    target->second = orNone(files_.attributesOfTarget(path));
+  }
+}
+
+std::optional<std::string> RememberedFiles::firstChange() {
+  for (const auto& [path, bytes] : contents_) {
+    const auto same = [](const SharedBytes& left, const SharedBytes& right) {
+      return *left == *right;
+    };
+    if (!sameAnswer(bytes, shared(files_.read(path)), same)) return path;
+  }
+  for (const auto& [path, there] : entries_) {
+    if (!sameAnswer(there, orNone(files_.attributes(path)), sameAttributes)) return path;
+  }
+  for (const auto& [path, there] : targets_) {
+    if (!sameAnswer(there, orNone(files_.attributesOfTarget(path)), sameAttributes)) return path;
+  }
+  for (const auto& [names, owner] : owners_) {
+    if (!sameAnswer(owner, lookUp(names_, names.first, names.second), std::equal_to<>())) {
+      return "the owner \"" + names.first + "\", group \"" + names.second + '"';
+    }
+  }
+  return std::nullopt;
+}
+
+Status RememberedFiles::copy(const std::string&, const std::string& target) {
+  return refusal(target);
+}
+Status RememberedFiles::remove(const std::string& path) {
+  return refusal(path);
+}
+Status RememberedFiles::create(const std::string& path, std::span<const std::uint8_t>) {
+  return refusal(path);
+}
+Status RememberedFiles::makeDirectory(const std::string& path, unsigned) {
+  return refusal(path);
+}
+Status RememberedFiles::writeAtomically(const std::string& path, std::span<const std::uint8_t>) {
+  return refusal(path);
+}
+Result<std::unique_ptr<TemporaryFile>> RememberedFiles::makeTemporary(
+    const std::string& destination) {
+  return refusal(destination).error();
+}
+Status RememberedFiles::rename(const std::string&, const std::string& target) {
+  return refusal(target);
+}
+Status RememberedFiles::flushDirectoryOf(const std::string& path) {
+  return refusal(path);
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,79 @@
+// RememberedFiles reads the device's files and remembers every answer: each file is opened once,
+// and whatever was read or asked, absences and names included, can be compared with the device
+// later. Nothing can be changed through it.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/FileChange.h"
+#include "host/LinuxFiles.h"
+#include "platform/Files.h"
+
+namespace accountsettings {
+
+class AccountNames;
+
+class RememberedFiles : public Files {
+ public:
+  /// Both must outlive this.
+  RememberedFiles(LinuxFiles& files, AccountNames& names);
+
+  [[nodiscard]] Result<Bytes> read(const std::string& path) override;
+  [[nodiscard]] Presence exists(const std::string& path) override;
+  [[nodiscard]] Presence isDirectory(const std::string& path) override;
+  // Each of these fails with EROFS.
+  Status copy(const std::string& source, const std::string& target) override;
+  Status remove(const std::string& path) override;
+  Status create(const std::string& path, std::span<const std::uint8_t> bytes) override;
+  Status makeDirectory(const std::string& path, unsigned mode) override;
+  Status writeAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override;
+  [[nodiscard]] Result<std::unique_ptr<TemporaryFile>> makeTemporary(
+      const std::string& destination) override;
+  Status rename(const std::string& source, const std::string& target) override;
+  Status flushDirectoryOf(const std::string& path) override;
+
+  /// The file's bytes without a copy of them.
+  [[nodiscard]] Result<SharedBytes> readShared(const std::string& path);
+  /// The attributes of what stands at `path` itself, a final link not followed; none where nothing
+  /// does.
+  [[nodiscard]] Result<std::optional<FileAttributes>> entryAt(const std::string& path);
+  /// The same of what the path leads to.
+  [[nodiscard]] Result<std::optional<FileAttributes>> targetOf(const std::string& path);
+  /// The numbers of these names.
+  [[nodiscard]] Result<FileOwner> ownerNamed(std::string_view owner, std::string_view group);
+
+  /// What could not be looked at, in the order in which it was asked; that something is not there
+  /// is an answer and no failure.
+  struct Failure {
+    std::string path;
+    Error error;
+  };
+  [[nodiscard]] const std::vector<Failure>& failures() const noexcept { return failures_; }
+
+  /// Takes what is at `path` now for the answer: whoever asks has made it.
+  void accept(const std::string& path);
+  /// Asks everything again: the first path, or name, whose answer is another one now, or none.
+  [[nodiscard]] std::optional<std::string> firstChange();
+
+  [[nodiscard]] LinuxFiles& device() noexcept { return files_; }
+
+ private:
+  using Attributes = Result<std::optional<FileAttributes>>;
+
+  void noteFailure(const std::string& path, const Error& error);
+
+  LinuxFiles& files_;
+  AccountNames& names_;
+  std::map<std::string, Result<SharedBytes>> contents_;
+  std::map<std::string, Attributes> entries_;
+  std::map<std::string, Attributes> targets_;
+  std::map<std::pair<std::string, std::string>, Result<FileOwner>> owners_;
+  std::vector<Failure> failures_;
+};
+
+}  // namespace accountsettings

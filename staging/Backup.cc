@@ -1,0 +1,364 @@
+// How a backup is made, found, read, and taken away when it is superfluous.
+#include "staging/Backup.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <map>
+#include <set>
+
+#include "host/Digest.h"
+#include "host/LinuxHost.h"
+#include "host/RememberedFiles.h"
+#include "migration/MigrationPaths.h"
+#include "platform/Clock.h"
+#include "platform/ProcessContext.h"
+#include "plist/XmlWriter.h"
+#include "staging/StagedMigration.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+
+namespace {
+
+constexpr unsigned kPrivate = 0700;
+constexpr unsigned kShared = 0755;
+
+std::string lastComponent(const std::string& path) {
+  return path.substr(path.find_last_of('/') + 1);
+}
+
+std::string nameFor(const CalendarTime& time) {
+  std::array<char, 32> text{};
+  const int length =
+      std::snprintf(text.data(), text.size(), "%04d-%02d-%02d-%02d-%02d-%02d", time.year,
+                    time.month, time.day, time.hour, time.minute, time.second);
+  return std::string(text.data(), static_cast<std::size_t>(length));
+}
+
+constexpr std::size_t kDateLength = 19;
+
+// Whether a directory's name is one that nameFor() gives, perhaps with a number behind it.
+bool isBackupName(const std::string& name) {
+  return name.size() >= kDateLength && name.find_first_not_of("0123456789-") == std::string::npos;
+}
+
+// The tenth backup of a second is younger than the second one.
+bool isOlder(const std::string& left, const std::string& right) {
+  const int order = left.compare(0, kDateLength, right, 0, kDateLength);
+  return order != 0 ? order < 0 : left.size() < right.size();
+}
+
+// The names of all backups, oldest first.
+Result<std::vector<std::string>> namesOfBackups(LinuxFiles& files) {
+  Result<std::vector<std::string>> names = files.list(backupsDirectory());
+  if (!names) return names;
+  std::erase_if(*names, [](const std::string& name) { return !isBackupName(name); });
+  std::stable_sort(names->begin(), names->end(), isOlder);
+  return names;
+}
+
+// A name behind all of these, whatever the clock says: which backup is the newest decides what is
+// ended and what is put back.
+std::string nameAfter(const std::vector<std::string>& names, const std::string& now) {
+  if (names.empty() || names.back().compare(0, kDateLength, now) < 0) return now;
+  const std::string& last = names.back();
+  int number = 1;
+  const char* const end = last.data() + last.size();
+  if (last.size() > kDateLength + 1) {
+    const auto [rest, error] = std::from_chars(last.data() + kDateLength + 1, end, number);
+    if (error != std::errc() || rest != end || number < 1) return last + "0";
+  }
+  return last.substr(0, kDateLength) + "-" + std::to_string(number + 1);
+}
+
+bool isAbsence(const Error& error) {
+  return error.code == ENOENT || error.code == ENOTDIR;
+}
+
+// Writes a file of the backup's directory, which is private to whoever makes the backup.
+Status keepBytes(LinuxFiles& files, const std::string& path, const Bytes& bytes) {
+  const FileChange change{FileChange::Kind::Write, path, nullptr, 0600, std::nullopt};
+  const Result<FileAttributes> attributes = attributesMeant(files, change);
+  if (!attributes) return attributes.error();
+  return files.writeNew(path, bytes, *attributes);
+}
+
+// BackupMaker puts one backup together.
+class BackupMaker {
+ public:
+  BackupMaker(LinuxHost& host, StagedMigration& staged) : host_(host), staged_(staged) {}
+
+  // Makes the directory of a new backup and names it in the manifest_.
+  Status begin(const CalendarTime& time);
+  Status keepFiles();
+  Status tellChanges();
+  Status finish();
+
+  MadeBackup backup;
+
+ private:
+  Status makeDirectory(const std::string& path, unsigned mode);
+  Status keep(const TouchedPath& watched);
+  Status keepContent(BackupFile& file);
+
+  LinuxHost& host_;
+  LinuxFiles& files_ = host_.files();
+  StagedMigration& staged_;
+  BackupManifest& manifest_ = backup.manifest;
+  std::map<std::string, std::string> savedAs_;  // by sum
+};
+
+// Makes a directory where it is missing, with those above it, each flushed.
+Status BackupMaker::makeDirectory(const std::string& path, unsigned mode) {
+  const Result<FileAttributes> there = files_.attributesOfTarget(path);
+  if (there) return {};
+  if (!isAbsence(there.error())) return there.error();
+  const std::string parent = path.substr(0, path.find_last_of('/'));
+  if (!parent.empty()) {
+    if (Status above = makeDirectory(parent, kShared); !above) return above;
+  }
+  if (Status made = files_.makeDirectory(path, mode); !made) return made;
+  backup.directories.push_back(path);
+  return files_.flushDirectoryOf(path);
+}
+
+Status BackupMaker::begin(const CalendarTime& time) {
+  if (Status made = makeDirectory(backupsDirectory(), kPrivate); !made) return made;
+  const Result<std::vector<std::string>> names = namesOfBackups(files_);
+  if (!names) return names.error();
+  manifest_.name = nameAfter(*names, nameFor(time));
+  return makeDirectory(pathOfBackup(manifest_.name), kPrivate);
+}
+
+// Keeps the content that the file's path leads to.
+Status BackupMaker::keepContent(BackupFile& file) {
+  const Result<SharedBytes> bytes = staged_.before().readShared(file.path);
+  if (!bytes) return bytes.error();
+  Result<std::string> sum = sha256(**bytes);
+  if (!sum) return sum.error();
+  file.sha256 = std::move(*sum);
+  file.attributes.size = (*bytes)->size();
+  file.savedAs = std::string(nameOf(file.role)) + "-" + lastComponent(file.path);
+  savedAs_.emplace(file.sha256, file.savedAs);
+  return keepBytes(files_, appendPathComponent(pathOfBackup(manifest_.name), file.savedAs),
+                   **bytes);
+}
+
+Status BackupMaker::keep(const TouchedPath& watched) {
+  BackupFile file;
+  file.role = watched.role;
+  file.path = watched.path;
+  const auto there = staged_.before().entryAt(file.path);
+  if (!there) return there.error();
+  if (*there) {
+    file.attributes = **there;
+    if (file.attributes.kind == FileAttributes::Kind::Link) {
+      file.state = BackupFile::State::Link;
+      Result<std::string> target = files_.linkTarget(file.path);
+      if (!target) return target.error();
+      file.linkTarget = std::move(target).value();
+    } else if (file.attributes.kind == FileAttributes::Kind::Regular) {
+      file.state = BackupFile::State::Regular;
+    } else {
+      return {};  // no migration touches what is no file
+    }
+    const Presence end = staged_.before().exists(file.path);
+    if (end.error() != nullptr) return *end.error();
+    if (end.isThere()) {
+      if (Status kept = keepContent(file); !kept) return kept;
+    }
+    if (file.role == PathRole::Settings) file.formatVersion = staged_.versionBefore();
+  }
+  manifest_.files.push_back(std::move(file));
+  return {};
+}
+
+Status BackupMaker::keepFiles() {
+  for (const TouchedPath& watched : pathsThatAMigrationTouches()) {
+    if (Status kept = keep(watched); !kept) return kept;
+  }
+  return {};
+}
+
+Status BackupMaker::tellChanges() {
+  const std::string settings = accountSettingsAccountsPath();
+  for (const FileChange& each : staged_.changes()) {
+    MeantChange change{each.kind, each.path, "", each.mode, each.owner, ""};
+    if (each.kind == FileChange::Kind::Write) {
+      Result<std::string> sum = sha256(*each.bytes);
+      if (!sum) return sum.error();
+      change.sha256 = std::move(*sum);
+      // The copy of the settings holds what is kept already; what is kept nowhere is added, but for
+      // the settings: they are prepared beside their place.
+      if (const auto kept = savedAs_.find(change.sha256); kept != savedAs_.end()) {
+        change.savedAs = kept->second;
+      } else if (each.path != settings) {
+        change.savedAs = "meant-" + lastComponent(each.path);
+        const std::string path = appendPathComponent(pathOfBackup(manifest_.name), change.savedAs);
+        if (Status written = keepBytes(files_, path, *each.bytes); !written) return written;
+      }
+    }
+    manifest_.meant.push_back(std::move(change));
+  }
+  return {};
+}
+
+Status writeManifest(LinuxFiles& files, const BackupManifest& manifest) {
+  const Result<Bytes> bytes = writeXml(manifest.asDictionary());
+  if (!bytes) return bytes.error();
+  const std::string path = appendPathComponent(pathOfBackup(manifest.name), kManifestName);
+  if (Status written = files.writeAtomically(path, *bytes); !written) return written;
+  return files.flushDirectoryOf(path);
+}
+
+Status BackupMaker::finish() {
+  return writeManifest(files_, manifest_);
+}
+
+Status removeBackup(LinuxFiles& files, const std::string& name) {
+  const std::string directory = pathOfBackup(name);
+  // The manifest first, so that a half-removed backup is known as one.
+  const Status removed = files.remove(appendPathComponent(directory, kManifestName));
+  if (!removed && !isAbsence(removed.error())) return removed;
+  const Result<std::vector<std::string>> names = files.list(directory);
+  if (!names) return names.error();
+  for (const std::string& each : *names) {
+    if (Status gone = files.remove(appendPathComponent(directory, each)); !gone) return gone;
+  }
+  return files.removeDirectory(directory);
+}
+
+// Which of the backups, by their places, are not superfluous whatever their number: the oldest of
+// each version of the settings, and those whose migration did not end as was meant.
+std::set<std::size_t> indispensable(const std::vector<FoundBackup>& found) {
+  std::set<std::size_t> places;
+  std::set<std::optional<std::int64_t>> versions;
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    if (!found[i].manifest) continue;
+    const BackupManifest& manifest = *found[i].manifest;
+    const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
+    const bool isFirst = versions.insert(settings ? settings->formatVersion : std::nullopt).second;
+    if (isFirst || manifest.outcome.empty() || manifest.isBroken()) places.insert(i);
+  }
+  return places;
+}
+
+}  // namespace
+
+std::string backupsDirectory() {
+  return appendPathComponent(ProcessContext::current().platform().directories.homeDirectory(),
+                             "Library/Logs/AccountMigrationBackups");
+}
+
+std::string pathOfBackup(const std::string& name) {
+  return appendPathComponent(backupsDirectory(), name);
+}
+
+Result<MadeBackup> makeBackup(LinuxHost& host, StagedMigration& staged, BackupManifest draft) {
+  BackupMaker maker(host, staged);
+  maker.backup.manifest = std::move(draft);
+  Status made = maker.begin(host.platform().clock.localTime());
+  if (made) made = maker.keepFiles();
+  if (made) made = maker.tellChanges();
+  if (made) made = maker.finish();
+  if (made) return std::move(maker.backup);
+  (void)discardBackup(host, maker.backup);  // what stays is known as unfinished
+  return made.error();
+}
+
+Status discardBackup(LinuxHost& host, const MadeBackup& backup) {
+  LinuxFiles& files = host.files();
+  Status removed;
+  for (auto each = backup.directories.rbegin(); each != backup.directories.rend() && removed;
+       ++each) {
+    const bool isBackup = *each == pathOfBackup(backup.manifest.name);
+    removed = isBackup ? removeBackup(files, backup.manifest.name) : files.removeDirectory(*each);
+  }
+  return removed;
+}
+
+Status discardBackup(LinuxHost& host, const std::string& name) {
+  return removeBackup(host.files(), name);
+}
+
+Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary& outcome) {
+  manifest.outcome = outcome;
+  return writeManifest(host.files(), manifest);
+}
+
+Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest) {
+  const Result<std::vector<FoundBackup>> found = findBackups(host);
+  if (!found) return found.error();
+  const std::set<std::size_t> kept = indispensable(*found);
+  std::size_t left = 0;  // that count
+  for (std::size_t i = found->size(); i-- > 0;) {
+    const FoundBackup& each = (*found)[i];
+    if (!each.unfinished) {
+      if (!each.manifest || kept.contains(i)) continue;
+      if (each.name == newest || left < keep) {
+        ++left;
+        continue;
+      }
+    }
+    if (Status removed = removeBackup(host.files(), each.name); !removed) return removed;
+  }
+  return {};
+}
+
+Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
+  LinuxFiles& files = host.files();
+  std::vector<FoundBackup> found;
+  const Result<std::vector<std::string>> names = namesOfBackups(files);
+  if (!names && isAbsence(names.error())) return found;
+  if (!names) return names.error();
+  for (const std::string& name : *names) {
+    FoundBackup backup;
+    backup.name = name;
+    const Result<Bytes> bytes = files.read(appendPathComponent(pathOfBackup(name), kManifestName));
+    if (bytes) {
+      Result<BackupManifest> manifest = manifestFrom(name, *bytes);
+      if (!manifest) backup.problem = manifest.error().message;
+      if (manifest) backup.manifest = std::move(manifest).value();
+    } else if (isAbsence(bytes.error())) {
+      backup.problem = "it has no manifest: it was not finished";
+      backup.unfinished = true;
+    } else {
+      backup.problem = bytes.error().message;
+      backup.unreadable = true;
+    }
+    found.push_back(std::move(backup));
+  }
+  return found;
+}
+
+Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile& file) {
+  LinuxFiles& files = host.files();
+  if (file.state == BackupFile::State::Link) {
+    return files.replaceWithLink(file.path, file.linkTarget, file.attributes);
+  }
+  const Result<Bytes> bytes = readFromBackup(host, manifest, file);
+  if (!bytes) return bytes.error();
+  if (Status back = files.replace(file.path, *bytes, file.attributes); !back) return back;
+  return files.flushDirectoryOf(file.path);
+}
+
+Result<Bytes> readFromBackup(LinuxHost& host, const BackupManifest& manifest,
+                             const std::string& savedAs, const std::string& sum) {
+  const std::string path = appendPathComponent(pathOfBackup(manifest.name), savedAs);
+  Result<Bytes> bytes = host.files().read(path);
+  if (!bytes) return bytes;
+  const Result<std::string> now = sha256(*bytes);
+  if (!now) return now.error();
+  if (*now == sum) return bytes;
+  return Error{host.pathOnThisMachine(path) + ": its sum is not the one in the manifest"};
+}
+
+Result<Bytes> readFromBackup(LinuxHost& host, const BackupManifest& manifest,
+                             const BackupFile& file) {
+  return readFromBackup(host, manifest, file.savedAs, file.sha256);
+}
+
+}  // namespace accountsettings

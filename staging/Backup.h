@@ -1,0 +1,69 @@
+// Backup keeps the files that a migration may change or remove, so that they can be put back byte
+// for byte. A backup is a directory named after its date and time, readable by its owner alone,
+// with the files and a manifest; the manifest is written last, so that a backup without one is
+// known to be incomplete. It is the migration's journal too: see BackupManifest.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "staging/BackupManifest.h"
+
+namespace accountsettings {
+
+class LinuxHost;
+class StagedMigration;
+
+// All paths are those of the device behind ProcessContext::current(), which must be that of the
+// host that is given.
+
+// The device path of the directory that holds the backups, and of one of them.
+[[nodiscard]] std::string backupsDirectory();
+[[nodiscard]] std::string pathOfBackup(const std::string& name);
+
+// A backup that was just made, and the directories that had to be made for it, outermost first.
+struct MadeBackup {
+  BackupManifest manifest;
+  std::vector<std::string> directories;
+};
+// Makes the backup of the watched paths as `staged` read them, with what it means to change;
+// complete and flushed. `draft` is the manifest with what is not about files. The error says what
+// could not be kept; what was begun is then taken away again.
+[[nodiscard]] Result<MadeBackup> makeBackup(LinuxHost& host, StagedMigration& staged,
+                                            BackupManifest draft);
+// Takes a backup away with all that was made for it; by its name, the backup alone.
+Status discardBackup(LinuxHost& host, const MadeBackup& backup);
+Status discardBackup(LinuxHost& host, const std::string& name);
+// Writes what the migration did into the backup's manifest.
+Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary& outcome);
+
+// A backup that was found. Without a manifest it is incomplete or damaged, and `problem` says how.
+struct FoundBackup {
+  std::string name;
+  std::optional<BackupManifest> manifest;
+  std::string problem;
+  bool unfinished = false;  // there is no manifest: nothing was touched when it was given up
+  bool unreadable = false;  // whether there is one cannot be told
+};
+// The root's backups, oldest first; none where there is no directory of backups. Fails where it
+// cannot be read.
+[[nodiscard]] Result<std::vector<FoundBackup>> findBackups(LinuxHost& host);
+
+// Removes backups that are known to be superfluous, and what killed runs began and never finished.
+// Kept are the newest `keep`, the oldest of each version of the settings, `newest`, and every one
+// whose migration did not end as was meant or whose manifest cannot be read. Only while the
+// migration lock is held.
+Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest);
+
+// Puts one file back as it was: bytes, mode and owner, or the link; flushed.
+Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile& file);
+
+// The content that the backup keeps under the name `savedAs`; fails where it is missing or has
+// another sum.
+[[nodiscard]] Result<Bytes> readFromBackup(LinuxHost& host, const BackupManifest& manifest,
+                                           const std::string& savedAs, const std::string& sum);
+[[nodiscard]] Result<Bytes> readFromBackup(LinuxHost& host, const BackupManifest& manifest,
+                                           const BackupFile& file);
+
+}  // namespace accountsettings

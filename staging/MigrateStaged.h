@@ -1,0 +1,84 @@
+// migrateStaged() migrates a device as one: under the migration lock it ends what an earlier run
+// left, runs the migrator once on staged files, lets the caller judge what it would do, and commits
+// it, with a backup that is the journal. A kill at any moment loses nothing: the next call ends it.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "staging/StagedMigration.h"
+
+namespace accountsettings {
+
+class LinuxHost;
+struct Platform;
+
+struct StagedMigrationOptions {
+  /// False removes the journal when the migration is done.
+  bool keepBackup = true;
+  /// How many backups to keep beside the oldest of each format version.
+  std::size_t keep = 5;
+  /// Goes on although the run before ended with another result than was meant.
+  bool acceptBrokenRun = false;
+  /// Asked, with the lock held and nothing touched, whether to commit; false refuses. Asked again
+  /// where the device changed meanwhile and the migration was staged anew.
+  std::function<bool(StagedMigration&)> judge;
+  /// Told that nothing stands against the commit: the next thing is the first change.
+  std::function<void()> willCommit;
+  StepProgress progress;
+  /// What the backup names as the program that made it.
+  std::string madeBy;
+};
+
+struct MigrationOutcome {
+  enum class Kind {
+    NothingToDo,  ///< everything is as a migration would leave it
+    Completed,    ///< what an earlier run began and did not end was ended; nothing else was to do
+    Done,         ///< the migration is committed
+    AnsweredNo,   ///< it is committed, and the migrator answered no
+    Refused,      ///< the judge, or what `failure` and `problem` tell, is against it: untouched
+    Broken        ///< something was written, and the device is not as was meant
+  };
+  /// What stood against the migration where it was refused without the judge.
+  enum class Cause {
+    None,
+    Lock,        ///< the lock cannot be had
+    Staging,     ///< see StagedMigration::failure()
+    Changing,    ///< the device kept changing while the migration was staged
+    Backup,      ///< the backup cannot be kept
+    Settings,    ///< the new settings cannot be written
+    BrokenRun,   ///< the run before was broken: restore it, or accept it
+    Interrupted  ///< what an earlier run left cannot be ended
+  };
+
+  Kind kind = Kind::Refused;
+  Cause cause = Cause::None;
+  /// One sentence: why it was refused, or how the device is not as was meant. Empty else.
+  std::string problem;
+  /// The backup that holds what was there before; empty where none is kept.
+  std::string backup;
+  bool daemonStopped = false;
+  /// The earlier run's backup, where this one completed it or put back what it had removed.
+  std::optional<std::string> completed;
+  std::optional<std::string> putBack;
+  /// What failed without harm: the copy, the record, the marker, the backup's upkeep.
+  std::vector<std::string> warnings;
+  /// Device paths that this run wrote and removed.
+  std::vector<std::string> written;
+  std::vector<std::string> removed;
+  /// What was judged, and committed where it was; nullptr where nothing came to be staged.
+  std::shared_ptr<StagedMigration> staged;
+};
+
+/// Migrates the device of `host`. Blocks until the migration lock is free.
+[[nodiscard]] MigrationOutcome migrateStaged(LinuxHost& host,
+                                             const StagedMigrationOptions& options = {});
+/// The same with other services than the host's, files aside; see platformWith().
+[[nodiscard]] MigrationOutcome migrateStaged(LinuxHost& host, const Platform& platform,
+                                             const StagedMigrationOptions& options);
+
+}  // namespace accountsettings

@@ -1,0 +1,186 @@
+// The single acts of a commit.
+#include "staging/MigrationCommit.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "host/LinuxHost.h"
+#include "host/RememberedFiles.h"
+#include "migration/MigrationPaths.h"
+#include "staging/StagedMigration.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+
+namespace {
+
+bool isLegacyFile(const std::string& path) {
+  const std::string mail = mailAccountsPath();
+  const std::string exchange = daAccountPath();
+  return path == mail || path == originalOf(mail) || path == exchange ||
+         path == originalOf(exchange);
+}
+
+bool isRemoval(const FileChange& change) {
+  return change.kind == FileChange::Kind::Remove;
+}
+
+// For the manifest: what comes of the migration where everything goes well.
+Dictionary outcomeMeant(StagedMigration& staged) {
+  Array steps;
+  for (const StagedStep& step : staged.steps()) steps.append(step.selector);
+  Dictionary outcome{{outcome::kResult, staged.result()},
+                     {outcome::kAsMeant, true},
+                     {outcome::kSteps, std::move(steps)}};
+  if (const auto version = staged.versionBefore()) outcome.set(outcome::kFromVersion, *version);
+  return outcome;
+}
+
+}  // namespace
+
+MigrationCommit::MigrationCommit(LinuxHost& host, StagedMigration& staged)
+    : host_(host), staged_(staged), settings_(accountSettingsAccountsPath()) {}
+
+Status MigrationCommit::makeBackup(const Preparation& preparation) {
+  BackupManifest draft;
+  draft.toolVersion = preparation.madeBy;
+  draft.isTemporary = !preparation.keepBackup;
+  draft.meantOutcome = outcomeMeant(staged_);
+  if (staged_.changeAt(settings_) != nullptr) {
+    Result<std::string> path = host_.files().freshPathBeside(settings_);
+    if (!path) return path.error();
+    preparedAs_ = draft.preparedAs = std::move(path).value();
+  }
+  Result<MadeBackup> made = accountsettings::makeBackup(host_, staged_, std::move(draft));
+  if (!made) return made.error();
+  backup_ = std::move(made).value();
+  for (const std::string& directory : backup_->directories) staged_.before().accept(directory);
+  return {};
+}
+
+Status MigrationCommit::prepareSettings() {
+  if (preparedAs_.empty()) return {};
+  const FileChange& change = *staged_.changeAt(settings_);
+  const Result<FileAttributes> attributes = attributesMeant(host_.files(), change);
+  if (!attributes) return attributes.error();
+  return host_.files().writeNew(preparedAs_, *change.bytes, *attributes);
+}
+
+Status MigrationCommit::giveUp() {
+  if (!preparedAs_.empty()) {
+    const Status removed = host_.files().remove(preparedAs_);
+    if (!removed && removed.error().code != ENOENT) return removed;
+  }
+  if (!backup_) return {};
+  const MadeBackup backup = *std::exchange(backup_, std::nullopt);
+  return discardBackup(host_, backup);
+}
+
+Status MigrationCommit::apply() {
+  removeLegacyFiles();
+  if (const Status replaced = replaceSettings(); !replaced) {
+    if (const Status back = putLegacyFilesBack(); !back) {
+      tellProblem(replaced.error().message +
+                  ", and a legacy file cannot be put back: " + back.error().message);
+    }
+    return replaced;
+  }
+  applyTheRest();
+  return {};
+}
+
+void MigrationCommit::removeLegacyFiles() {
+  for (const FileChange& change : staged_.changes()) {
+    if (!isRemoval(change) || !isLegacyFile(change.path)) continue;
+    if (const Status removed = commitChange(host_.files(), change); !removed) {
+      // A file that stays is converted again by the next run, and those after it with it.
+      return tellProblem("the legacy file cannot be removed: " + removed.error().message);
+    }
+    removed_.push_back(change.path);
+  }
+}
+
+Status MigrationCommit::replaceSettings() {
+  if (preparedAs_.empty()) return {};
+  const Result<FileAttributes> prepared = host_.files().attributes(preparedAs_);
+  if (!prepared) return prepared.error();
+  inode_ = prepared->inode;
+  if (Status renamed = host_.files().rename(preparedAs_, settings_); !renamed) return renamed;
+  preparedAs_.clear();
+  const Status flushed = host_.files().flushDirectoryOf(settings_);
+  if (!flushed) warn("the settings' directory cannot be flushed", flushed.error());
+  return {};
+}
+
+Status MigrationCommit::putLegacyFilesBack() {
+  Status first;
+  for (const std::string& path : removed_) {
+    const auto kept = std::find_if(backup_->manifest.files.begin(), backup_->manifest.files.end(),
+                                   [&](const BackupFile& file) { return file.path == path; });
+    const Status back = putBack(host_, backup_->manifest, *kept);
+    if (!back && first) first = back;
+  }
+  return first;
+}
+
+void MigrationCommit::applyTheRest() {
+  for (const FileChange& change : staged_.changes()) {
+    if (change.path == settings_ || (isRemoval(change) && isLegacyFile(change.path))) continue;
+    const Status done = commitChange(host_.files(), change);
+    if (!done) warn("not done, without harm", done.error());
+  }
+}
+
+void MigrationCommit::verify() {
+  verifySettings();
+  RememberedFiles now(host_.files(), host_.accountNames());
+  for (const FileChange& change : staged_.changes()) {
+    if (!isRemoval(change) || !isLegacyFile(change.path)) continue;
+    const Result<bool> gone = isAsMeant(now, change);
+    if (!gone) tellProblem(gone.error().message);
+    if (gone && !*gone) {
+      tellProblem(host_.pathOnThisMachine(change.path) + ": it should have gone");
+    }
+  }
+}
+
+void MigrationCommit::verifySettings() {
+  const FileChange* meant = staged_.changeAt(settings_);
+  if (meant == nullptr) return;
+  RememberedFiles now(host_.files(), host_.accountNames());
+  const Result<bool> same = isAsMeant(now, *meant);
+  if (!same) return tellProblem(same.error().message);
+  if (*same) return;
+  const std::string shown = host_.pathOnThisMachine(settings_);
+  const auto there = now.entryAt(settings_);
+  if (there && *there && inode_ && (*there)->inode != *inode_) {
+    warnings_.push_back(shown + ": another program has changed the settings since");
+  } else {
+    tellProblem(shown + ": it does not hold what was meant");
+  }
+}
+
+void MigrationCommit::close() {
+  if (!backup_) return;
+  if (problem_.empty() && backup_->manifest.isTemporary) {
+    const MadeBackup backup = *std::exchange(backup_, std::nullopt);
+    const Status gone = discardBackup(host_, backup);
+    if (!gone) warn("the journal stays", gone.error());
+    return;
+  }
+  Dictionary outcome = backup_->manifest.meantOutcome;
+  outcome.set(outcome::kAsMeant, problem_.empty());
+  const Status recorded = recordOutcome(host_, backup_->manifest, outcome);
+  if (!recorded) warn("the backup does not tell what was done", recorded.error());
+}
+
+void MigrationCommit::warn(const std::string& what, const Error& error) {
+  warnings_.push_back(what + ": " + error.message);
+}
+
+void MigrationCommit::tellProblem(std::string problem) {
+  if (problem_.empty()) problem_ = std::move(problem);
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,218 @@
+// The one run of the migrator, and what it would change.
+#include "staging/StagedMigration.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/LinuxHost.h"
+#include "host/RememberedFiles.h"
+#include "host/RootDirectory.h"
+#include "host/StagedFiles.h"
+#include "migration/MigrationPaths.h"
+#include "platform/PlatformWith.h"
+#include "platform/ProcessContext.h"
+#include "platform/ReadDictionary.h"
+#include "platform/WriterLocks.h"
+#include "staging/Backup.h"
+#include "staging/HeldOutput.h"
+#include "staging/PlugInMigrator.h"
+#include "store/AccountsManager.h"
+
+namespace accountsettings {
+
+namespace {
+
+// Keeps what each step was given and what it made of it.
+class StepRecorder : public MigrationObserver {
+ public:
+  StepRecorder(std::vector<StagedStep>& steps, const StepProgress& progress)
+      : steps_(steps), progress_(progress) {}
+
+  void willRunStep(std::string_view step, const Array& accounts) override {
+    if (progress_) progress_(step);
+    steps_.push_back({std::string(step), accounts, {}, true});
+  }
+  void didRunStep(std::string_view, const Array& accounts, bool result) override {
+    steps_.back().after = accounts;
+    steps_.back().result = result;
+  }
+
+ private:
+  std::vector<StagedStep>& steps_;
+  const StepProgress& progress_;
+};
+
+bool liesIn(const std::string& path, const std::string& directory) {
+  return path == directory || path.starts_with(directory + "/");
+}
+
+// Whether the path is only about what is kept for diagnosis: the copy of the settings and the
+// records. What fails there never holds a migration up.
+bool isForDiagnosis(const std::string& path) {
+  return liesIn(path, directoryPart(settingsCopyPath())) ||
+         liesIn(path, directoryPart(migrationRecordsDirectory()));
+}
+
+// Where a change stands in the commit.
+int rankOf(const std::string& path) {
+  const std::string mail = mailAccountsPath();
+  const std::string exchange = daAccountPath();
+  if (path == exchange || path == originalOf(exchange)) return 0;
+  if (path == mail || path == originalOf(mail)) return 1;
+  if (path == removalSentinelPath()) return 2;
+  return path == accountSettingsAccountsPath() ? 3 : 4;
+}
+
+}  // namespace
+
+struct StagedMigration::State {
+  State(LinuxHost& theHost, const Platform& platform)
+      : host(theHost),
+        before(theHost.files(), theHost.accountNames()),
+        after(before, theHost),
+        preferences(theHost.preferencesOver(after)),
+        context(platformWith(platform, {.files = &after,
+                                        .notifications = &notices,
+                                        .preferences = preferences.get(),
+                                        .systemLog = &log,
+                                        .writerLocks = &noWriterLocks()})) {}
+
+  void run(const StepProgress& progress);
+  void collectChanges();
+  // What stands against a commit.
+  void findFailure();
+
+  LinuxHost& host;
+  RememberedFiles before;
+  StagedFiles after;
+  std::unique_ptr<Preferences> preferences;
+  HeldLog log;
+  HeldNotices notices;
+  ProcessContext context;
+  std::optional<StagingFailure> failure;
+  bool result = false;
+  std::vector<StagedStep> steps;
+  std::vector<FileChange> changes;
+  // Parsed when they are asked for.
+  std::optional<std::optional<Dictionary>> settingsBefore;
+  std::optional<std::optional<Dictionary>> settingsAfter;
+};
+
+void StagedMigration::State::run(const StepProgress& progress) {
+  const ProcessContext::Override current(context);
+  const Result<std::unique_ptr<MigratorBase>> migrator = makePlugInMigrator();
+  if (!migrator) {
+    failure = {StagingFailure::Kind::NoPlugIn, "", migrator.error()};
+    return;
+  }
+  StepRecorder recorder(steps, progress);
+  (*migrator)->setObserver(&recorder);
+  // Not performMigration(): who commits holds the lock and stops the daemon, and who only looks
+  // does neither.
+  result = (*migrator)->executeMigrationSteps();
+  collectChanges();
+  findFailure();
+}
+
+void StagedMigration::State::collectChanges() {
+  for (FileChange& change : after.changes()) {
+    // What cannot be compared is written.
+    const Result<bool> same = isAsMeant(before, change);
+    if (!same || !*same) changes.push_back(std::move(change));
+  }
+  const bool isAllForDiagnosis =
+      std::all_of(changes.begin(), changes.end(),
+                  [](const FileChange& each) { return isForDiagnosis(each.path); });
+  if (isAllForDiagnosis) changes.clear();
+  std::stable_sort(changes.begin(), changes.end(),
+                   [](const FileChange& left, const FileChange& right) {
+                     return rankOf(left.path) < rankOf(right.path);
+                   });
+}
+
+void StagedMigration::State::findFailure() {
+  for (const RememberedFiles::Failure& each : before.failures()) {
+    if (isForDiagnosis(each.path)) continue;
+    failure = {StagingFailure::Kind::Unreadable, each.path, each.error};
+    return;
+  }
+  if (const auto& save = after.saveFailure()) {
+    failure = {StagingFailure::Kind::CannotSave, accountSettingsAccountsPath(), *save};
+  }
+}
+
+StagedMigration::StagedMigration(LinuxHost& host, const Platform& platform)
+    : state_(std::make_unique<State>(host, platform)) {}
+StagedMigration::~StagedMigration() = default;
+
+std::shared_ptr<StagedMigration> StagedMigration::stage(LinuxHost& host,
+                                                        const StepProgress& progress) {
+  return stage(host, host.platform(), progress);
+}
+std::shared_ptr<StagedMigration> StagedMigration::stage(LinuxHost& host, const Platform& platform,
+                                                        const StepProgress& progress) {
+  std::shared_ptr<StagedMigration> staged(new StagedMigration(host, platform));
+  staged->state_->run(progress);
+  return staged;
+}
+
+const std::optional<StagingFailure>& StagedMigration::failure() const noexcept {
+  return state_->failure;
+}
+bool StagedMigration::result() const noexcept {
+  return state_->result;
+}
+const std::vector<StagedStep>& StagedMigration::steps() const noexcept {
+  return state_->steps;
+}
+
+const std::vector<FileChange>& StagedMigration::changes() const noexcept {
+  return state_->changes;
+}
+const FileChange* StagedMigration::changeAt(const std::string& path) const {
+  const auto found = std::find_if(state_->changes.begin(), state_->changes.end(),
+                                  [&](const FileChange& each) { return each.path == path; });
+  return found == state_->changes.end() ? nullptr : &*found;
+}
+
+const std::optional<Dictionary>& StagedMigration::settingsBefore() {
+  const ProcessContext::Override current(state_->context);
+  if (!state_->settingsBefore) {
+    state_->settingsBefore = readDictionary(state_->before, accountSettingsAccountsPath());
+  }
+  return *state_->settingsBefore;
+}
+const std::optional<Dictionary>& StagedMigration::settingsAfter() {
+  const ProcessContext::Override current(state_->context);
+  if (!state_->settingsAfter) {
+    state_->settingsAfter = readDictionary(state_->after, accountSettingsAccountsPath());
+  }
+  return *state_->settingsAfter;
+}
+std::optional<std::int64_t> StagedMigration::versionBefore() {
+  const std::optional<Dictionary>& settings = settingsBefore();
+  const PropertyList* version = settings ? settings->find(kPlistVersionKey) : nullptr;
+  return version ? std::optional(version->integerValue()) : std::nullopt;
+}
+
+RememberedFiles& StagedMigration::before() noexcept {
+  return state_->before;
+}
+StagedFiles& StagedMigration::after() noexcept {
+  return state_->after;
+}
+std::optional<std::string> StagedMigration::firstChange() {
+  if (auto configuration = state_->host.changedConfiguration()) return configuration;
+  const auto path = state_->before.firstChange();
+  if (!path) return std::nullopt;
+  return path->starts_with('/') ? state_->host.pathOnThisMachine(*path) : *path;
+}
+
+HeldLog& StagedMigration::log() noexcept {
+  return state_->log;
+}
+HeldNotices& StagedMigration::notices() noexcept {
+  return state_->notices;
+}
+
+}  // namespace accountsettings

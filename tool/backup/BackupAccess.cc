@@ -1,0 +1,32 @@
+// Backups, with what stands in the way told as a failure of the command.
+#include "tool/backup/BackupAccess.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "tool/frame/Errors.h"
+#include "tool/values/ReadFile.h"
+
+namespace accountsettings {
+
+std::vector<FoundBackup> requireBackups(OpenedRoot& device) {
+  Result<std::vector<FoundBackup>> found = findBackups(device.host());
+  if (found) return std::move(found).value();
+  throw Prevented("", found.error().message,
+                  "only the user who migrated, and root, may read the backups");
+}
+
+bool isBackup(const std::string& directory) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(directory + "/" + std::string(kManifestName), ignored);
+}
+
+BackupManifest readManifest(const std::string& directory) {
+  const std::string path = directory + "/" + std::string(kManifestName);
+  const std::string name = std::filesystem::path(directory).filename().string();
+  Result<BackupManifest> manifest = manifestFrom(name, readFile(path));
+  if (!manifest) throw Prevented(path, manifest.error().message, "choose another backup");
+  return std::move(manifest).value();
+}
+
+}  // namespace accountsettings
