@@ -53,21 +53,14 @@ class Edit : public ::testing::Test {
   }
 
   // The command refuses with this status and message, the commands in which are those for the root,
-  // and nothing was touched but the lock.
+  // and nothing was touched.
   void expectRefused(std::vector<std::string> arguments, int status, const std::string& message) {
-    const auto before = filesWithoutLock();
+    const auto before = root.snapshot();
     const ToolResult result = run(arguments);
     EXPECT_EQ(result.status, status) << result.out;
     EXPECT_EQ(result.err,
               "accountsettings: " + adviceWithRoot({.root = root.path()}, message) + "\n");
-    EXPECT_EQ(filesWithoutLock(), before);
-  }
-
-  std::map<std::string, std::string> filesWithoutLock() {
-    auto files = root.snapshot();
-    files.erase(ToolRoot::kLock);
-    files.erase("/tmp");
-    return files;
+    EXPECT_EQ(root.snapshot(), before);
   }
 
   [[nodiscard]] Array accounts() const { return *root.settings().array("Accounts"); }
@@ -114,11 +107,11 @@ TEST_F(Edit, SetUnsetsAKey) {
 }
 
 TEST_F(Edit, NothingIsWrittenWhereNothingChanges) {
-  const auto before = filesWithoutLock();
+  const auto before = root.snapshot();
   const ToolResult result = run({"set", "A", "Username", "user-A"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "Nothing to change: the settings hold this already.\n");
-  EXPECT_EQ(filesWithoutLock(), before);
+  EXPECT_EQ(root.snapshot(), before);
 }
 
 TEST_F(Edit, ADryRunShowsTheChangeAndTouchesNothingAtAll) {
@@ -426,7 +419,7 @@ TEST_F(Edit, ADryRunDoesNotWaitForAMigration) {
 }
 
 TEST_F(Edit, AFullDiskLeavesTheOldFileAndSaysWhy) {
-  const auto before = filesWithoutLock();
+  const auto before = root.snapshot();
   const ToolResult result =
       ToolRun({"set", "A", "X", std::string(4096, 'x'), "--root", root.path()})
           .withFileSizeLimit(1024)
@@ -434,7 +427,7 @@ TEST_F(Edit, AFullDiskLeavesTheOldFileAndSaysWhy) {
   EXPECT_EQ(result.status, 3) << result.out;
   EXPECT_NE(result.err.find("the settings could not be saved: "), std::string::npos) << result.err;
   EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
-  auto after = filesWithoutLock();
+  auto after = root.snapshot();
   after.erase("/var/mobile/Library/Preferences");
   auto expected = before;
   expected.erase("/var/mobile/Library/Preferences");
@@ -474,7 +467,7 @@ TEST_F(Edit, WithoutPermissionNothingIsTouched) {
   ::chmod(root.path().c_str(), 0755);
   ::chmod(root.at("/tmp").c_str(), 0777);
   ::chmod(root.settingsPath().c_str(), 0644);
-  const auto before = filesWithoutLock();
+  const auto before = root.snapshot();
   const ToolResult result =
       ToolRun({"set", "A", "X", "1", "--root", root.path()}).asUser(65534).run();
   EXPECT_EQ(result.status, 3);
@@ -483,7 +476,7 @@ TEST_F(Edit, WithoutPermissionNothingIsTouched) {
                             ": Permission denied; 'accountsettings check --root " + root.path() +
                             "' tells more; "
                             "--accept-loss goes on all the same\n");
-  EXPECT_EQ(filesWithoutLock(), before);
+  EXPECT_EQ(root.snapshot(), before);
   ::chmod(root.settingsPath().c_str(), 0600);
   EXPECT_EQ(ToolRun({"set", "A", "X", "1", "--root", root.path()}).asUser(65534).run().err,
             "accountsettings: " + root.settingsPath() +

@@ -1,11 +1,13 @@
 // How an edit is admitted, saved and told.
 #include "tool/editing/AccountEditor.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 #include "account/StringList.h"
 #include "host/LinuxFiles.h"
+#include "host/LogSinks.h"
 #include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
 #include "platform/ReadDictionary.h"
@@ -81,31 +83,42 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
     : session_(session),
       options_(options),
       device_(session.options, options.dryRun ? DefaultLog::Nowhere : DefaultLog::System),
-      files_(device_.files()),
-      context_(platformWith(device_.host().platform(), {.files = &files_})),
+      lock_(holdLock()),
+      before_(device_.files(), device_.host().accountNames()),
+      staged_(before_, device_.host()),
+      context_(platformWith(device_.host().platform(), {.files = &staged_, .systemLog = &log_})),
       current_(context_),
       path_(AccountsManager::fullPathToAccountSettingsPlist()),
       shown_(device_.shown(path_)) {
-  waitForMigration();
   const InspectedFiles files = filesOfRoot();
   requireCurrentSettings(files.settings.content, shown_);
-  before_ = *(*files.settings.content)->dictionary();
+  settings_ = *(*files.settings.content)->dictionary();
   if (!options_.acceptLoss) refuseLosses(files);
+  forgetLog();  // of looking at the settings
   store_ = AccountsManager::init();
-  loaded_ = settingsToBe();
+  log_.releaseTo(device_.log());
+  loaded_ = stageSave();
+  forgetLog();
 }
 
-void AccountEditor::waitForMigration() {
+void AccountEditor::forgetLog() {
+  DiscardingSink silence;
+  log_.releaseTo(silence);
+}
+
+// No migration and no other edit begins as long as this one is not over.
+std::optional<HeldMigrationLock> AccountEditor::holdLock() {
   const auto holder = device_.lockHolder();
   if (options_.dryRun) {
-    if (!holder) return;
-    throw Prevented(shown_, inWords(*holder) + " is migrating the settings",
-                    "try again when it has ended");
+    if (!holder) return std::nullopt;
+    throw Prevented(device_.shown(AccountsManager::fullPathToAccountSettingsPlist()),
+                    inWords(*holder) + " is migrating the settings", "try again when it has ended");
   }
   if (holder) session_.output.progress("Waiting for " + inWords(*holder));
-  lock_ = AccountsManager::createAndLockMigrationLock();
+  Result<HeldMigrationLock> lock = HeldMigrationLock::take(device_.host());
   session_.output.progress("");
-  if (!lock_) throw device_.lockFailure();
+  if (!lock) throw device_.lockFailure();
+  return std::move(lock).value();
 }
 
 void AccountEditor::refuseLosses(const InspectedFiles& files) {
@@ -146,43 +159,55 @@ void AccountEditor::remove(const EditedAccount& account) {
   }
 }
 
-// What a save would write now: every account merged with what the file holds.
-Dictionary AccountEditor::settingsToBe() const {
-  const auto onDisk = AccountsManager::initInsideOfMigration();
-  Array accounts;
-  for (const auto& account : store_->allBasicAccounts()) {
-    const auto stored = onDisk->accountWithIdentifier(account->identifier().value_or(""));
-    accounts.append(store_->mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
-        account->propertiesToSave(), account->originalProperties(),
-        stored ? std::optional(stored->propertiesToSave()) : std::nullopt));
+// The store's own save on staged files: the settings as they would be.
+Dictionary AccountEditor::stageSave() {
+  AccountsManager::_setShouldSkipNotifications(true);
+  store_->saveAllAccounts();
+  AccountsManager::_setShouldSkipNotifications(false);
+  if (const auto& failure = staged_.saveFailure()) {
+    throw Prevented(shown_, "the settings could not be saved: " + failure->message,
+                    "nothing was changed; remove the cause and try again");
   }
-  return {{kPlistAccountsKey, std::move(accounts)},
-          {kPlistVersionKey, AccountsManager::currentVersion()}};
+  return readDictionary(staged_, path_).value_or(Dictionary());
 }
 
-std::optional<std::string> AccountEditor::save(const Dictionary& meant) {
-  static_cast<void>(files_.takeFailure());
-  std::optional<std::string> notTold = saveAndTell();
-  const auto after = readDictionary(files_, path_);
-  if (after && *after == meant) {
-    session_.changed = true;
-    return notTold;
+void AccountEditor::commit() {
+  const std::vector<FileChange> changes = staged_.changes();
+  const auto change = std::find_if(changes.begin(), changes.end(),
+                                   [&](const FileChange& each) { return each.path == path_; });
+  if (change == changes.end()) return;
+  if (const auto changed = before_.firstChange()) {
+    const bool isPath = changed->starts_with('/');
+    throw Prevented(isPath ? device_.shown(*changed) : *changed, "it changed during the edit",
+                    "nothing was changed; try again");
   }
-  const auto failure = files_.takeFailure();
-  const std::string reason = failure ? failure->message : "the file was changed meanwhile";
-  if (after && *after == before_) {
+  session_.interrupts.emplace();
+  log_.releaseTo(device_.log());
+  const Status written = commitChange(device_.files(), *change);
+  const Result<Bytes> now = device_.files().read(path_);
+  if (now && *now == *change->bytes) {
+    lock_->keepFile();
+    session_.changed = true;
+    return;
+  }
+  const std::string reason = !written ? written.error().message
+                             : !now   ? now.error().message
+                                      : "the file was changed meanwhile";
+  const Result<SharedBytes> before = before_.readShared(path_);
+  if (now && before && *now == **before) {
     throw Prevented(shown_, "the settings could not be saved: " + reason,
                     "nothing was changed; remove the cause and try again");
   }
+  lock_->keepFile();
   throw CommandFailure(ExitStatus::Broken, shown_,
                        "the file does not hold what was meant: " + reason,
                        "look at it with 'accountsettings show' and repeat the edit");
 }
 
-std::optional<std::string> AccountEditor::saveAndTell() {
-  session_.interrupts.emplace();
+// Tells those whom the store's own save tells. Answers why not all were told; none where they were.
+std::optional<std::string> AccountEditor::tellOthers() {
   try {
-    store_->saveAllAccounts();
+    store_->_sendNotificationsForChangedAccounts();
   } catch (const AssertionFailure& failure) {
     return failure.message() + "; correct the creators information";
   } catch (const std::exception& failure) {  // of a module
@@ -192,14 +217,17 @@ std::optional<std::string> AccountEditor::saveAndTell() {
 }
 
 ExitStatus AccountEditor::finish(const std::string& command, const std::string& account) {
-  const Dictionary meant = settingsToBe();
+  const Dictionary meant = stageSave();
   if (meant == loaded_) {
     show({}, command, account, false);
     return ExitStatus::Done;
   }
   std::optional<std::string> notTold;
-  if (!options_.dryRun) notTold = save(meant);
-  show(differencesBetween(before_, meant), command, account, !options_.dryRun);
+  if (!options_.dryRun) {
+    commit();
+    notTold = tellOthers();
+  }
+  show(differencesBetween(settings_, meant), command, account, !options_.dryRun);
   if (!notTold) return ExitStatus::Done;
   throw CommandFailure(ExitStatus::Broken, shown_,
                        "saved, but not all who are to be told of the change were: " + *notTold);

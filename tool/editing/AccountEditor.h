@@ -1,6 +1,7 @@
-// AccountEditor edits the accounts of a device root through the store. It waits for a migration
-// under way and keeps others from beginning, refuses settings that an edit would damage, saves,
-// and reads the file back to see that it holds what was meant.
+// AccountEditor edits the accounts of a device root through the store, on staged files: nothing is
+// touched before it is known that the edit holds. It keeps migrations and other writers away from
+// the first look to the end, refuses settings that an edit would damage, saves, reads the file back
+// to see that it holds what was meant, and then tells those who are to be told.
 #pragma once
 
 #include <memory>
@@ -8,10 +9,13 @@
 #include <string>
 
 #include "account/BasicAccount.h"
+#include "host/RememberedFiles.h"
+#include "host/StagedFiles.h"
+#include "staging/HeldMigrationLock.h"
+#include "staging/HeldOutput.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/Differences.h"
 #include "tool/device/OpenedRoot.h"
-#include "tool/device/WatchedFiles.h"
 #include "tool/frame/Command.h"
 #include "tool/inspection/Inspection.h"
 
@@ -60,26 +64,30 @@ class AccountEditor {
   ExitStatus finish(const std::string& command, const std::string& account);
 
  private:
-  void waitForMigration();
+  // None for a dry run.
+  [[nodiscard]] std::optional<HeldMigrationLock> holdLock();
   void refuseLosses(const InspectedFiles& files);
-  [[nodiscard]] Dictionary settingsToBe() const;
-  // Answers why others were not told of what was saved; none where all were. Throws CommandFailure
-  // where the file does not hold what was meant.
-  [[nodiscard]] std::optional<std::string> save(const Dictionary& meant);
-  [[nodiscard]] std::optional<std::string> saveAndTell();
+  void forgetLog();
+  // Throws Prevented where the settings could not be saved.
+  [[nodiscard]] Dictionary stageSave();
+  // Brings what was staged onto the disk. Throws CommandFailure where the file does not hold it.
+  void commit();
+  [[nodiscard]] std::optional<std::string> tellOthers();
   void show(const Differences& differences, const std::string& command, const std::string& account,
             bool saved);
 
   Session& session_;
   EditOptions options_;
   OpenedRoot device_;
-  WatchedFiles files_;
+  std::optional<HeldMigrationLock> lock_;
+  RememberedFiles before_;
+  StagedFiles staged_;
+  HeldLog log_;
   ProcessContext context_;
   ProcessContext::Override current_;
-  std::unique_ptr<ExclusiveFileLock> lock_;
-  std::string path_;   // the settings file, as a device path
-  std::string shown_;  // the same on this machine
-  Dictionary before_;
+  std::string path_;     // the settings file, as a device path
+  std::string shown_;    // the same on this machine
+  Dictionary settings_;  // as they were
   std::unique_ptr<AccountsManager> store_;
   Dictionary loaded_;  // what a save without any edit would write
 };
