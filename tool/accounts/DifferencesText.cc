@@ -2,6 +2,7 @@
 #include "tool/accounts/DifferencesText.h"
 
 #include "account/StringList.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Words.h"
 #include "tool/values/PropertyText.h"
 
@@ -88,9 +89,7 @@ Dictionary forScripts(const KeyChange& change, bool reveal) {
 }
 
 Array forScripts(const std::vector<KeyChange>& changes, bool reveal) {
-  Array array;
-  for (const KeyChange& each : changes) array.append(forScripts(each, reveal));
-  return array;
+  return listOf(changes, [&](const KeyChange& each) { return forScripts(each, reveal); });
 }
 
 std::string_view nameOf(AccountChange::Kind kind) {

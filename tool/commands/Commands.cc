@@ -22,6 +22,11 @@ std::unique_ptr<Command> makeCommand() {
   return std::make_unique<Subcommand>();
 }
 
+template <bool enable>
+std::unique_ptr<Command> makeSwitch() {
+  return std::make_unique<SwitchCommand>(enable);
+}
+
 }  // namespace
 
 std::span<const CommandEntry> allCommands() {
@@ -37,8 +42,8 @@ std::span<const CommandEntry> allCommands() {
       {"history", "Tell what was migrated when", makeCommand<HistoryCommand>},
       {"get", "Print what an account holds", makeCommand<GetCommand>},
       {"set", "Store a value in an account", makeCommand<SetCommand>},
-      {"enable", "Switch data classes of an account on", makeCommand<EnableCommand>},
-      {"disable", "Switch data classes of an account off", makeCommand<DisableCommand>},
+      {"enable", "Switch data classes of an account on", makeSwitch<true>},
+      {"disable", "Switch data classes of an account off", makeSwitch<false>},
       {"add", "Add an account", makeCommand<AddCommand>},
       {"remove", "Remove an account", makeCommand<RemoveCommand>},
       {"plist", "Print or convert any property list", makeCommand<PlistCommand>},

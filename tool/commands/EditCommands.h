@@ -28,7 +28,7 @@ class SetCommand : public Command {
   bool unset_ = false;
 };
 
-// Switches data classes on (EnableCommand) or off (DisableCommand).
+// Switches data classes on (`enable`) or off (`disable`).
 class SwitchCommand : public Command {
  public:
   explicit SwitchCommand(bool enable) : enable_(enable) {}
@@ -40,16 +40,6 @@ class SwitchCommand : public Command {
   EditOptions edit_;
   std::string identifier_;
   std::vector<std::string> dataclasses_;
-};
-
-class EnableCommand : public SwitchCommand {
- public:
-  EnableCommand() : SwitchCommand(true) {}
-};
-
-class DisableCommand : public SwitchCommand {
- public:
-  DisableCommand() : SwitchCommand(false) {}
 };
 
 class AddCommand : public Command {

@@ -6,6 +6,7 @@
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Json.h"
 #include "tool/migration/RecordFiles.h"
 
 namespace accountsettings {
@@ -24,13 +25,9 @@ ExitStatus HistoryCommand::run(Session& session) {
   const std::vector<RecordFile> records = findRecordFiles(device.files());
   Output& output = session.output;
   if (output.json()) {
-    Array backupEntries;
-    for (const FoundBackup& each : backups) backupEntries.append(backupForScripts(each));
-    Array recordEntries;
-    for (const RecordFile& each : records) recordEntries.append(recordForScripts(each));
-    output.document(
-        "history",
-        {{"root", session.options.root}, {"backups", backupEntries}, {"records", recordEntries}});
+    output.document("history", {{"root", session.options.root},
+                                {"backups", listOf(backups, backupForScripts)},
+                                {"records", listOf(records, recordForScripts)}});
     return ExitStatus::Done;
   }
   if (backups.empty() && records.empty()) {

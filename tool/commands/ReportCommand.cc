@@ -16,6 +16,7 @@
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/inspection/InspectionParts.h"
@@ -133,19 +134,13 @@ class ReportMaker {
   }
 
   Array backups() {
-    Array all;
-    for (const FoundBackup& each : requireBackups(device_)) {
-      all.append(redactor_.told(backupForScripts(each)));
-    }
-    return all;
+    return listOf(requireBackups(device_),
+                  [&](const FoundBackup& each) { return redactor_.told(backupForScripts(each)); });
   }
 
   Array records() {
-    Array all;
-    for (const RecordFile& each : findRecordFiles(device_.files())) {
-      all.append(redactor_.told(recordForScripts(each)));
-    }
-    return all;
+    return listOf(findRecordFiles(device_.files()),
+                  [&](const RecordFile& each) { return redactor_.told(recordForScripts(each)); });
   }
 
   // The last lines of a file that the program's --log made.
@@ -157,18 +152,13 @@ class ReportMaker {
       last.push_back(line);
       if (last.size() > kLogLines) last.pop_front();
     }
-    Array lines;
-    for (const std::string& line : last) lines.append(redactor_.logLine(line));
-    return lines;
+    return listOf(last, [&](const std::string& line) { return redactor_.logLine(line); });
   }
 
   Array replaced() const {
-    Array kinds;
-    for (const Redactor::Count& each : redactor_.counts()) {
-      kinds.append(
-          Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}});
-    }
-    return kinds;
+    return listOf(redactor_.counts(), [](const Redactor::Count& each) {
+      return Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}};
+    });
   }
 
   OpenedRoot& device_;

@@ -8,6 +8,7 @@
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/Restore.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Words.h"
 
 namespace accountsettings {
@@ -109,10 +110,8 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
 ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
   if (output.json()) {
-    Array backups;
-    for (const FoundBackup& each : found) backups.append(backupForScripts(each));
-    output.document("backups",
-                    {{"directory", device.shown(backupsDirectory())}, {"backups", backups}});
+    output.document("backups", {{"directory", device.shown(backupsDirectory())},
+                                {"backups", listOf(found, backupForScripts)}});
     return ExitStatus::Done;
   }
   if (found.empty()) output.line("There are no backups in " + device.shown(backupsDirectory()));

@@ -12,6 +12,7 @@
 #include "store/AccountsManager.h"
 #include "tool/commands/SampleAccounts.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Terminal.h"
 #include "tool/values/ReadFile.h"
 
@@ -168,11 +169,11 @@ void writeDevice(const std::string& root, const std::vector<DeviceFile>& files) 
 void show(Output& output, const std::string& root, const Release& release,
           const std::vector<DeviceFile>& files, bool dryRun) {
   if (output.json()) {
-    Array paths;
-    for (const DeviceFile& each : files) paths.append(each.path);
     return output.document(
-        "sample",
-        {{"dryRun", dryRun}, {"root", root}, {"release", release.name}, {"files", paths}});
+        "sample", {{"dryRun", dryRun},
+                   {"root", root},
+                   {"release", release.name},
+                   {"files", listOf(files, [](const DeviceFile& each) { return each.path; })}});
   }
   output.line(std::string(dryRun ? "Would write" : "Wrote") + " a device root with " +
               release.meaning() + ":");

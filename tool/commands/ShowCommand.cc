@@ -82,9 +82,7 @@ Dictionary sectionForScripts(const Section& section, bool reveal) {
   if (section.tree.version) result.set("version", *section.tree.version);
   result.set("accounts", accountsForScripts(section.tree.accounts, reveal));
   if (!section.tree.foreignKeys.empty()) {
-    Array keys;
-    for (const std::string& key : section.tree.foreignKeys) keys.append(key);
-    result.set("otherKeys", keys);
+    result.set("otherKeys", arrayOf(section.tree.foreignKeys));
   }
   return result;
 }

@@ -15,6 +15,14 @@
 
 namespace accountsettings {
 
+// The list of what `form` makes of each item, for a document.
+template <class Items, class Form>
+[[nodiscard]] Array listOf(const Items& items, const Form& form) {
+  Array list;
+  for (const auto& each : items) list.append(form(each));
+  return list;
+}
+
 // Indented by two spaces, keys in the dictionaries' order, no line break at the end; what a
 // terminal would obey is escaped. Fails for a value that would take more than a gigabyte, as one
 // that shares its parts many times over can.

@@ -11,7 +11,7 @@
 #include "plist/PropertyList.h"
 #include "tool/accounts/AccountMatching.h"
 #include "tool/inspection/LegacyForecast.h"
-#include "tool/migration/ChangeObserver.h"
+#include "tool/migration/StepRecord.h"
 
 namespace accountsettings {
 

@@ -112,12 +112,11 @@ std::vector<std::string> directoriesMadeBy(const StagedMigration& staged) {
 }
 
 std::vector<StepRecord> recordsOf(const std::vector<StagedStep>& steps) {
-  ChangeObserver observer;
-  for (const StagedStep& step : steps) {
-    observer.willRunStep(step.selector, step.before);
-    observer.didRunStep(step.selector, step.after, step.result);
+  std::vector<StepRecord> records;
+  for (const StagedStep& each : steps) {
+    records.emplace_back(each.selector, each.before, each.after, each.result);
   }
-  return observer.steps();
+  return records;
 }
 
 Ledger ledgerOf(const InspectedFiles& files, StagedMigration& staged,
@@ -234,32 +233,12 @@ MigrationSummary planMigration(OpenedRoot& device, SystemLog& log, bool acceptLo
 }
 
 MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome) {
-  using Kind = MigrationOutcome::Kind;
   MigrationSummary summary = std::move(planned);
   summary.planned = false;
   summary.backup = outcome.backup;
   if (!outcome.problem.empty() && !summary.hasObstacle) summary.problems = {outcome.problem};
-  switch (outcome.kind) {
-    case Kind::NothingToDo:
-      summary.outcome = SummaryOutcome::NothingToDo;
-      break;
-    case Kind::Completed:
-      summary.outcome = SummaryOutcome::Completed;
-      break;
-    case Kind::Done:
-      summary.outcome = SummaryOutcome::Done;
-      break;
-    case Kind::AnsweredNo:
-      summary.outcome = SummaryOutcome::AnsweredNo;
-      break;
-    case Kind::Refused:
-      summary.outcome = SummaryOutcome::Refused;
-      summary.backup.clear();
-      break;
-    case Kind::Broken:
-      summary.outcome = SummaryOutcome::Broken;
-      break;
-  }
+  summary.outcome = outcome.kind;
+  if (summary.outcome == SummaryOutcome::Refused) summary.backup.clear();
   return summary;
 }
 

@@ -14,7 +14,6 @@
 #include "tool/device/OpenedRoot.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/inspection/LegacyForecast.h"
-#include "tool/migration/ChangeObserver.h"
 #include "tool/migration/Ledger.h"
 #include "tool/migration/PlanInputs.h"
 
@@ -44,14 +43,8 @@ struct FileFate {
   Fate fate = Fate::Changed;
 };
 
-enum class SummaryOutcome {
-  NothingToDo,  // everything is as a migration leaves it
-  Completed,    // a migration that was cut short was ended, and nothing else was to do
-  Done,
-  AnsweredNo,  // the migrator answered no
-  Refused,     // something stands against it, and nothing was changed
-  Broken       // something was written, and the result is not what was meant
-};
+// How the migration ended, or would end.
+using SummaryOutcome = MigrationOutcome::Kind;
 // Its word for scripts, for example "answered-no".
 [[nodiscard]] std::string_view nameOf(SummaryOutcome outcome);
 

@@ -8,6 +8,7 @@
 #include "migration/MigrationSteps.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/DifferencesText.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/frame/Words.h"
 
@@ -27,6 +28,10 @@ std::string_view nameOf(FileFate::Fate fate) {
 std::string reasonOf(const LedgerEntry& entry) {
   const std::string rule = entry.rule.empty() ? "NO RULE EXPLAINS THIS" : entry.rule;
   return rule + " (" + std::string(nameOfStep(entry.step)) + ")";
+}
+
+std::vector<std::string> changedAccountsOf(const StepRecord& step) {
+  return changedAccounts(step.before, step.after, step.matching);
 }
 
 // An account that is in none of the files afterwards.
@@ -129,8 +134,7 @@ class SummaryWriter {
     heading(summary_.planned ? "Steps that would run" : "Steps");
     if (summary_.steps.empty()) output_.line("  none");
     for (const StepRecord& step : summary_.steps) {
-      const Differences differences = step.differences();
-      const std::size_t changed = differences.accounts.size();
+      const std::size_t changed = changedAccountsOf(step).size();
       output_.line("  " + output_.paint(Colour::Bold, padded(nameOfStep(step.step), 16)) + " " +
                    meaningOfStep(step.step) + " (" +
                    (!step.result   ? "answers no"
@@ -138,7 +142,7 @@ class SummaryWriter {
                                    : counted(changed, "account", "accounts")) +
                    ")");
       if (options_.changes)
-        writeDifferences(output_, differences, {.reveal = options_.reveal, .indent = "    "});
+        writeDifferences(output_, step.differences(), {.reveal = options_.reveal, .indent = "    "});
     }
   }
 
@@ -243,21 +247,16 @@ Dictionary decisionForScripts(const MigrationDecision& decision) {
 }
 
 Array stepsForScripts(const std::vector<StepRecord>& steps, SummaryDetail detail) {
-  Array result;
-  for (const StepRecord& step : steps) {
-    const Differences differences = step.differences();
-    Array changed;
-    for (const AccountChange& each : differences.accounts) changed.append(each.account);
+  return listOf(steps, [&](const StepRecord& step) {
     Dictionary entry{{"step", step.step},
                      {"meaning", meaningOfStep(step.step)},
                      {"result", step.result},
-                     {"changedAccounts", changed}};
+                     {"changedAccounts", arrayOf(changedAccountsOf(step))}};
     if (detail == SummaryDetail::Full) {
-      entry.set("changes", differencesForScripts(differences, false));
+      entry.set("changes", differencesForScripts(step.differences(), false));
     }
-    result.append(std::move(entry));
-  }
-  return result;
+    return entry;
+  });
 }
 
 Array legacyForScripts(const std::vector<LegacyFile>& legacyFiles, const ShownPath& shown) {
@@ -311,21 +310,17 @@ Dictionary ledgerForScripts(const Ledger& ledger, const ShownPath& shown, Summar
 }
 
 Array filesForScripts(const std::vector<FileFate>& fates, const ShownPath& shown) {
-  Array files;
-  for (const FileFate& each : fates) {
-    files.append(Dictionary{{"file", shown(each.path)}, {"fate", nameOf(each.fate)}});
-  }
-  return files;
+  return listOf(fates, [&](const FileFate& each) {
+    return Dictionary{{"file", shown(each.path)}, {"fate", nameOf(each.fate)}};
+  });
 }
 
-Array inputsForScripts(const std::vector<PlanInput>& planInputs) {
-  Array inputs;
-  for (const PlanInput& each : planInputs) {
+Array inputsForScripts(const std::vector<PlanInput>& inputs) {
+  return listOf(inputs, [](const PlanInput& each) {
     Dictionary input{{"path", each.path}};
-    if (each.sha256) input.set("sha256", *each.sha256);
-    inputs.append(std::move(input));
-  }
-  return inputs;
+    input.set("sha256", each.sha256);
+    return input;
+  });
 }
 
 }  // namespace
@@ -337,8 +332,6 @@ void writeSummary(Output& output, const MigrationSummary& summary, const ShownPa
 
 Dictionary summaryForScripts(const MigrationSummary& summary, const ShownPath& shown,
                              SummaryDetail detail) {
-  Array directories;
-  for (const std::string& each : summary.directories) directories.append(shown(each));
   Dictionary document{{"toolVersion", kToolVersion},
                       {"root", summary.root},
                       {"dryRun", summary.planned},
@@ -353,7 +346,7 @@ Dictionary summaryForScripts(const MigrationSummary& summary, const ShownPath& s
                       {"ledger", ledgerForScripts(summary.ledger, shown, detail)},
                       {"legacyFiles", legacyForScripts(summary.legacyFiles, shown)},
                       {"files", filesForScripts(summary.files, shown)},
-                      {"directoriesMade", std::move(directories)},
+                      {"directoriesMade", listOf(summary.directories, shown)},
                       {"findings", findingsForScripts(summary.findings, shown)}};
   if (detail == SummaryDetail::Full) document.set("inputs", inputsForScripts(summary.inputs));
   if (summary.daemon) {
