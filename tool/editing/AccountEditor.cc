@@ -84,9 +84,12 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
       options_(options),
       device_(session.options, options.dryRun ? DefaultLog::Nowhere : DefaultLog::System),
       lock_(holdLock()),
+      writers_(holdWriters()),
       before_(device_.files(), device_.host().accountNames()),
       staged_(before_, device_.host()),
-      context_(platformWith(device_.host().platform(), {.files = &staged_, .systemLog = &log_})),
+      context_(
+          platformWith(device_.host().platform(),
+                       {.files = &staged_, .systemLog = &log_, .writerLocks = &noWriterLocks()})),
       current_(context_),
       path_(AccountsManager::fullPathToAccountSettingsPlist()),
       shown_(device_.shown(path_)) {
@@ -99,6 +102,16 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
   log_.releaseTo(device_.log());
   loaded_ = stageSave();
   forgetLog();
+}
+
+// No program that saves replaces the settings meanwhile.
+std::unique_ptr<WriterLocks::Held> AccountEditor::holdWriters() {
+  if (options_.dryRun) return nullptr;
+  const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
+  auto held = device_.host().platform().writerLocks.hold(path);
+  if (held) return std::move(held).value();
+  throw Prevented(device_.shown(path), "the settings cannot be had: " + held.error().message,
+                  "try again");
 }
 
 void AccountEditor::forgetLog() {
@@ -164,7 +177,7 @@ Dictionary AccountEditor::stageSave() {
   AccountsManager::_setShouldSkipNotifications(true);
   store_->saveAllAccounts();
   AccountsManager::_setShouldSkipNotifications(false);
-  if (const auto& failure = staged_.saveFailure()) {
+  if (const Error* failure = store_->lastSave().error()) {
     throw Prevented(shown_, "the settings could not be saved: " + failure->message,
                     "nothing was changed; remove the cause and try again");
   }
@@ -206,6 +219,7 @@ void AccountEditor::commit() {
 
 // Tells those whom the store's own save tells. Answers why not all were told; none where they were.
 std::optional<std::string> AccountEditor::tellOthers() {
+  writers_.reset();  // whoever is told may save
   try {
     store_->_sendNotificationsForChangedAccounts();
   } catch (const AssertionFailure& failure) {

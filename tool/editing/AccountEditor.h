@@ -11,6 +11,7 @@
 #include "account/BasicAccount.h"
 #include "host/RememberedFiles.h"
 #include "host/StagedFiles.h"
+#include "platform/WriterLocks.h"
 #include "staging/HeldMigrationLock.h"
 #include "staging/HeldOutput.h"
 #include "store/AccountsManager.h"
@@ -66,6 +67,7 @@ class AccountEditor {
  private:
   // None for a dry run.
   [[nodiscard]] std::optional<HeldMigrationLock> holdLock();
+  [[nodiscard]] std::unique_ptr<WriterLocks::Held> holdWriters();
   void refuseLosses(const InspectedFiles& files);
   void forgetLog();
   // Throws Prevented where the settings could not be saved.
@@ -80,6 +82,7 @@ class AccountEditor {
   EditOptions options_;
   OpenedRoot device_;
   std::optional<HeldMigrationLock> lock_;
+  std::unique_ptr<WriterLocks::Held> writers_;
   RememberedFiles before_;
   StagedFiles staged_;
   HeldLog log_;

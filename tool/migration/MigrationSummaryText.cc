@@ -142,7 +142,8 @@ class SummaryWriter {
                                    : counted(changed, "account", "accounts")) +
                    ")");
       if (options_.changes)
-        writeDifferences(output_, step.differences(), {.reveal = options_.reveal, .indent = "    "});
+        writeDifferences(output_, step.differences(),
+                         {.reveal = options_.reveal, .indent = "    "});
     }
   }
 
