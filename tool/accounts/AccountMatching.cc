@@ -1,3 +1,5 @@
+// How an account of one list is found again in another: in place, by identifier, among children, or
+// by where it stands.
 #include "tool/accounts/AccountMatching.h"
 
 #include <algorithm>

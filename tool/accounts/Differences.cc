@@ -1,3 +1,4 @@
+// How two lists of accounts are compared, account by account and key by key.
 #include "tool/accounts/Differences.h"
 
 #include <algorithm>

@@ -240,6 +240,7 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   if (!options_.dryRun) {
     commit();
     notTold = tellOthers();
+    log_.releaseTo(device_.log());
   }
   show(differencesBetween(settings_, meant), command, account, !options_.dryRun);
   if (!notTold) return ExitStatus::Done;

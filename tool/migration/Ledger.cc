@@ -1,3 +1,4 @@
+// The walk of every account and key of the input files through the steps of a migration.
 #include "tool/migration/Ledger.h"
 
 #include <algorithm>
