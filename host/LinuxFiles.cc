@@ -347,6 +347,10 @@ Status LinuxFiles::removeDirectory(const std::string& path) {
   return {};
 }
 
+std::string LinuxFiles::temporaryNameFor(std::string_view sum) {
+  return LinuxTemporaryFile::nameFor(sum);
+}
+
 bool LinuxFiles::isTemporaryName(std::string_view name) noexcept {
   return LinuxTemporaryFile::isName(name);
 }

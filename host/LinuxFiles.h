@@ -88,6 +88,9 @@ class LinuxFiles : public Files {
   Status writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
                   const FileAttributes& attributes);
 
+  // Such a name that is always the same for the same sum (64 hexadecimal digits), for a file whose
+  // maker must find it again.
+  [[nodiscard]] static std::string temporaryNameFor(std::string_view sum);
   // True for names that makeTemporary() gives: what a killed save leaves behind.
   [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;
 

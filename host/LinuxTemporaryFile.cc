@@ -40,6 +40,10 @@ bool LinuxTemporaryFile::isName(std::string_view name) noexcept {
          std::ranges::all_of(name.substr(kPrefix.size(), kDigits), isHexDigit);
 }
 
+std::string LinuxTemporaryFile::nameFor(std::string_view sum) {
+  return std::string(kPrefix).append(sum.substr(0, kDigits)).append(kSuffix);
+}
+
 std::optional<std::string> LinuxTemporaryFile::freshName() {
   std::array<std::uint8_t, kDigits / 2> random{};
   if (!fillWithRandomBytes(random)) return std::nullopt;

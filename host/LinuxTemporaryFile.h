@@ -37,6 +37,8 @@ class LinuxTemporaryFile : public TemporaryFile {
   Status setMode(unsigned mode);
 
   [[nodiscard]] static bool isName(std::string_view name) noexcept;
+  // The name that is always the same for the same sum, in hexadecimal digits.
+  [[nodiscard]] static std::string nameFor(std::string_view sum);
 
  private:
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createIn(

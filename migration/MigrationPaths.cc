@@ -79,6 +79,18 @@ std::vector<TouchedPath> pathsThatAMigrationTouches() {
   return paths;
 }
 
+std::optional<PathRole> roleOfPath(std::string_view path) {
+  for (const Row& row : kTouchedPaths) {
+    if (row.path() == path) return row.role;
+  }
+  return std::nullopt;
+}
+
+bool isLegacy(PathRole role) noexcept {
+  return role == PathRole::LegacyMail || role == PathRole::LegacyMailOriginal ||
+         role == PathRole::LegacyExchange || role == PathRole::LegacyExchangeOriginal;
+}
+
 std::string_view nameOf(PathRole role) {
   return kTouchedPaths[static_cast<std::size_t>(role)].name;
 }

@@ -44,6 +44,10 @@ struct TouchedPath {
 // The files that a migration may write over or remove, one for each role. What it writes beside
 // them takes nothing's place: a record, and the lock file.
 [[nodiscard]] std::vector<TouchedPath> pathsThatAMigrationTouches();
+// What the file at this device path is to a migration; none where it touches no such file.
+[[nodiscard]] std::optional<PathRole> roleOfPath(std::string_view path);
+// Whether it is a legacy file, or the second copy beside one.
+[[nodiscard]] bool isLegacy(PathRole role) noexcept;
 // The role's word in files and in machine output, for example "legacy-mail".
 [[nodiscard]] std::string_view nameOf(PathRole role);
 // The role that has this word; none where there is no such role.

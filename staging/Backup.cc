@@ -12,6 +12,7 @@
 #include "host/Digest.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"
+#include "host/RootDirectory.h"
 #include "migration/MigrationPaths.h"
 #include "platform/Clock.h"
 #include "platform/ProcessContext.h"
@@ -25,10 +26,6 @@ namespace {
 
 constexpr unsigned kPrivate = 0700;
 constexpr unsigned kShared = 0755;
-
-std::string lastComponent(const std::string& path) {
-  return path.substr(path.find_last_of('/') + 1);
-}
 
 std::string nameFor(const CalendarTime& time) {
   std::array<char, 32> text{};
@@ -51,8 +48,18 @@ bool isOlder(const std::string& left, const std::string& right) {
   return order != 0 ? order < 0 : left.size() < right.size();
 }
 
-// The names of all backups, oldest first.
+// A link here would lead to a directory that is not the backups' own, and whose files go with
+// those of a backup that is taken away.
+Status checkRealDirectory(LinuxFiles& files, const std::string& path) {
+  const Result<FileAttributes> there = files.attributes(path);
+  if (!there) return there.error();
+  if (there->kind == FileAttributes::Kind::Directory) return {};
+  return Error{path + ": it must be a directory, and no link to one"};
+}
+
+// All names that backups can have, oldest first; whatever stands there.
 Result<std::vector<std::string>> namesOfBackups(LinuxFiles& files) {
+  if (Status real = checkRealDirectory(files, backupsDirectory()); !real) return real.error();
   Result<std::vector<std::string>> names = files.list(backupsDirectory());
   if (!names) return names;
   std::erase_if(*names, [](const std::string& name) { return !isBackupName(name); });
@@ -86,6 +93,13 @@ Status keepBytes(LinuxFiles& files, const std::string& path, const Bytes& bytes)
   return files.writeNew(path, bytes, *attributes);
 }
 
+// What a backup calls the bytes of a file to be written, and those of a file that it keeps.
+constexpr std::string_view kMeantPrefix = "meant-";
+
+std::string nameOfKept(PathRole role, const std::string& path) {
+  return std::string(nameOf(role)) + "-" + lastComponent(path);
+}
+
 // BackupMaker puts one backup together.
 class BackupMaker {
  public:
@@ -111,7 +125,8 @@ class BackupMaker {
   std::map<std::string, std::string> savedAs_;  // by sum
 };
 
-// Makes a directory where it is missing, with those above it, each flushed.
+// Makes a directory where it is missing, with those above it, each flushed. One that the migration
+// means to make gets the mode that it would have without a backup.
 Status BackupMaker::makeDirectory(const std::string& path, unsigned mode) {
   const Result<FileAttributes> there = files_.attributesOfTarget(path);
   if (there) return {};
@@ -120,7 +135,9 @@ Status BackupMaker::makeDirectory(const std::string& path, unsigned mode) {
   if (!parent.empty()) {
     if (Status above = makeDirectory(parent, kShared); !above) return above;
   }
-  if (Status made = files_.makeDirectory(path, mode); !made) return made;
+  const FileChange* const meant = staged_.changeAt(path);
+  const unsigned meantMode = meant == nullptr ? mode : meant->mode;
+  if (Status made = files_.makeDirectory(path, meantMode); !made) return made;
   backup.directories.push_back(path);
   return files_.flushDirectoryOf(path);
 }
@@ -141,7 +158,7 @@ Status BackupMaker::keepContent(BackupFile& file) {
   if (!sum) return sum.error();
   file.sha256 = std::move(*sum);
   file.attributes.size = (*bytes)->size();
-  file.savedAs = std::string(nameOf(file.role)) + "-" + lastComponent(file.path);
+  file.savedAs = nameOfKept(file.role, file.path);
   savedAs_.emplace(file.sha256, file.savedAs);
   return keepBytes(files_, appendPathComponent(pathOfBackup(manifest_.name), file.savedAs),
                    **bytes);
@@ -178,7 +195,11 @@ Status BackupMaker::keep(const TouchedPath& watched) {
 
 Status BackupMaker::keepFiles() {
   for (const TouchedPath& watched : pathsThatAMigrationTouches()) {
-    if (Status kept = keep(watched); !kept) return kept;
+    const Status kept = keep(watched);
+    if (kept) continue;
+    // An old copy of the settings is worth no migration: nobody reads it but who looks for a fault.
+    if (watched.role != PathRole::SettingsCopy) return kept;
+    backup.warnings.push_back("the old copy of the settings is not kept: " + kept.error().message);
   }
   return {};
 }
@@ -196,7 +217,7 @@ Status BackupMaker::tellChanges() {
       if (const auto kept = savedAs_.find(change.sha256); kept != savedAs_.end()) {
         change.savedAs = kept->second;
       } else if (each.path != settings) {
-        change.savedAs = "meant-" + lastComponent(each.path);
+        change.savedAs = std::string(kMeantPrefix) + lastComponent(each.path);
         const std::string path = appendPathComponent(pathOfBackup(manifest_.name), change.savedAs);
         if (Status written = keepBytes(files_, path, *each.bytes); !written) return written;
       }
@@ -218,17 +239,66 @@ Status BackupMaker::finish() {
   return writeManifest(files_, manifest_);
 }
 
+// Whether a backup can hold a file of this name.
+bool isNameInBackup(const std::string& name) {
+  if (name == kManifestName || name.starts_with(kMeantPrefix)) return true;
+  if (LinuxFiles::isTemporaryName(name)) return true;
+  const std::vector<TouchedPath> kept = pathsThatAMigrationTouches();
+  return std::any_of(kept.begin(), kept.end(), [&](const TouchedPath& each) {
+    return name == nameOfKept(each.role, each.path);
+  });
+}
+
+// Removes nothing where something lies there that is none of a backup's files.
 Status removeBackup(LinuxFiles& files, const std::string& name) {
   const std::string directory = pathOfBackup(name);
-  // The manifest first, so that a half-removed backup is known as one.
-  const Status removed = files.remove(appendPathComponent(directory, kManifestName));
-  if (!removed && !isAbsence(removed.error())) return removed;
+  if (Status real = checkRealDirectory(files, directory); !real) return real;
   const Result<std::vector<std::string>> names = files.list(directory);
   if (!names) return names.error();
   for (const std::string& each : *names) {
+    if (isNameInBackup(each)) continue;
+    return Error{appendPathComponent(directory, each) + ": it is none of a backup's files"};
+  }
+  // The manifest first, so that a half-removed backup is known as one.
+  const Status removed = files.remove(appendPathComponent(directory, kManifestName));
+  if (!removed && !isAbsence(removed.error())) return removed;
+  for (const std::string& each : *names) {
+    if (each == kManifestName) continue;
     if (Status gone = files.remove(appendPathComponent(directory, each)); !gone) return gone;
   }
   return files.removeDirectory(directory);
+}
+
+FoundBackup unreadableBackup(const std::string& name, const Error& error) {
+  FoundBackup backup;
+  backup.name = name;
+  backup.problem = error.message;
+  backup.unreadable = true;
+  return backup;
+}
+
+// The backup of this name, which is a directory.
+FoundBackup readBackup(LinuxFiles& files, const std::string& name) {
+  FoundBackup backup;
+  backup.name = name;
+  const std::string path = appendPathComponent(pathOfBackup(name), kManifestName);
+  const Result<FileAttributes> there = files.attributes(path);
+  if (!there && isAbsence(there.error())) {
+    backup.problem = "it has no manifest: it was not finished";
+    backup.unfinished = true;
+    return backup;
+  }
+  if (!there) return unreadableBackup(name, there.error());
+  if (there->kind != FileAttributes::Kind::Regular) {
+    backup.problem = "the manifest is damaged: it is not a regular file";
+    return backup;
+  }
+  const Result<Bytes> bytes = files.read(path);
+  if (!bytes) return unreadableBackup(name, bytes.error());
+  Result<BackupManifest> manifest = manifestFrom(name, *bytes);
+  if (!manifest) backup.problem = manifest.error().message;
+  if (manifest) backup.manifest = std::move(manifest).value();
+  return backup;
 }
 
 // Which of the backups, by their places, are not superfluous whatever their number: the oldest of
@@ -274,8 +344,13 @@ Status discardBackup(LinuxHost& host, const MadeBackup& backup) {
   Status removed;
   for (auto each = backup.directories.rbegin(); each != backup.directories.rend() && removed;
        ++each) {
-    const bool isBackup = *each == pathOfBackup(backup.manifest.name);
-    removed = isBackup ? removeBackup(files, backup.manifest.name) : files.removeDirectory(*each);
+    if (*each == pathOfBackup(backup.manifest.name)) {
+      removed = removeBackup(files, backup.manifest.name);
+      continue;
+    }
+    removed = files.removeDirectory(*each);
+    // The migration's record lies there too, or what another program wrote meanwhile.
+    if (!removed && removed.error().code == ENOTEMPTY) return {};
   }
   return removed;
 }
@@ -294,6 +369,7 @@ Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& ne
   if (!found) return found.error();
   const std::set<std::size_t> kept = indispensable(*found);
   std::size_t left = 0;  // that count
+  Status first;
   for (std::size_t i = found->size(); i-- > 0;) {
     const FoundBackup& each = (*found)[i];
     if (!each.unfinished) {
@@ -303,9 +379,9 @@ Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& ne
         continue;
       }
     }
-    if (Status removed = removeBackup(host.files(), each.name); !removed) return removed;
+    if (Status removed = removeBackup(host.files(), each.name); !removed && first) first = removed;
   }
-  return {};
+  return first;
 }
 
 Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
@@ -315,23 +391,15 @@ Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
   if (!names && isAbsence(names.error())) return found;
   if (!names) return names.error();
   for (const std::string& name : *names) {
-    FoundBackup backup;
-    backup.name = name;
-    const Result<Bytes> bytes = files.read(appendPathComponent(pathOfBackup(name), kManifestName));
-    if (bytes) {
-      Result<BackupManifest> manifest = manifestFrom(name, *bytes);
-      if (!manifest) backup.problem = manifest.error().message;
-      if (manifest) backup.manifest = std::move(manifest).value();
-    } else if (isAbsence(bytes.error())) {
-      backup.problem = "it has no manifest: it was not finished";
-      backup.unfinished = true;
-    } else {
-      backup.problem = bytes.error().message;
-      backup.unreadable = true;
-    }
-    found.push_back(std::move(backup));
+    const Result<FileAttributes> there = files.attributes(pathOfBackup(name));
+    if (there && there->kind != FileAttributes::Kind::Directory) continue;  // nothing of ours
+    found.push_back(there ? readBackup(files, name) : unreadableBackup(name, there.error()));
   }
   return found;
+}
+
+std::string pathWhilePutBack(const BackupFile& file) {
+  return appendPathComponent(directoryPart(file.path), LinuxFiles::temporaryNameFor(file.sha256));
 }
 
 Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile& file) {
@@ -341,8 +409,15 @@ Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile
   }
   const Result<Bytes> bytes = readFromBackup(host, manifest, file);
   if (!bytes) return bytes.error();
-  if (Status back = files.replace(file.path, *bytes, file.attributes); !back) return back;
-  return files.flushDirectoryOf(file.path);
+  const std::string temporary = pathWhilePutBack(file);
+  Status done = files.remove(temporary);
+  if (!done && !isAbsence(done.error())) return done;
+  done = files.writeNew(temporary, *bytes, file.attributes);
+  if (!done) return done;
+  done = files.rename(temporary, file.path);
+  if (done) return files.flushDirectoryOf(file.path);
+  (void)files.remove(temporary);  // what went wrong first is what the caller should hear
+  return done;
 }
 
 Result<Bytes> readFromBackup(LinuxHost& host, const BackupManifest& manifest,

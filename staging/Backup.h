@@ -26,19 +26,23 @@ class StagedMigration;
 struct MadeBackup {
   BackupManifest manifest;
   std::vector<std::string> directories;
+  // What is missing in it without harm.
+  std::vector<std::string> warnings;
 };
 // Makes the backup of the watched paths as `staged` read them, with what it means to change;
 // complete and flushed. `draft` is the manifest with what is not about files. The error says what
 // could not be kept; what was begun is then taken away again.
 [[nodiscard]] Result<MadeBackup> makeBackup(LinuxHost& host, StagedMigration& staged,
                                             BackupManifest draft);
-// Takes a backup away with all that was made for it; by its name, the backup alone.
+// Takes a backup away with the directories that were made for it and are empty again; by its name,
+// the backup alone. Fails, and removes nothing, where another file than a backup's lies in it.
 Status discardBackup(LinuxHost& host, const MadeBackup& backup);
 Status discardBackup(LinuxHost& host, const std::string& name);
 // Writes what the migration did into the backup's manifest.
 Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary& outcome);
 
-// A backup that was found. Without a manifest it is incomplete or damaged, and `problem` says how.
+// A backup that was found. Without a manifest it is incomplete, unreadable or damaged, and
+// `problem` says how.
 struct FoundBackup {
   std::string name;
   std::optional<BackupManifest> manifest;
@@ -46,8 +50,8 @@ struct FoundBackup {
   bool unfinished = false;  // there is no manifest: nothing was touched when it was given up
   bool unreadable = false;  // whether there is one cannot be told
 };
-// The root's backups, oldest first; none where there is no directory of backups. Fails where it
-// cannot be read.
+// The root's backups, oldest first; none where there is no directory of backups. Links and files of
+// such names are none. Fails where the directory of backups cannot be read, or is a link itself.
 [[nodiscard]] Result<std::vector<FoundBackup>> findBackups(LinuxHost& host);
 
 // Removes backups that are known to be superfluous, and what killed runs began and never finished.
@@ -56,6 +60,9 @@ struct FoundBackup {
 // migration lock is held.
 Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest);
 
+// Where the bytes of a file lie until it is put back: always the same place, so that what a killed
+// run left there is found again.
+[[nodiscard]] std::string pathWhilePutBack(const BackupFile& file);
 // Puts one file back as it was: bytes, mode and owner, or the link; flushed.
 Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile& file);
 

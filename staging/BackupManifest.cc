@@ -159,6 +159,14 @@ Result<BackupManifest> manifestFrom(const std::string& name, const Bytes& bytes)
   }
   BackupManifest manifest;
   manifest.name = name;
+  manifest.format = root->integer("Format Version");
+  if (manifest.format > BackupManifest::kFormatOfJournals) {
+    return Error{"the manifest has the format " + std::to_string(manifest.format) +
+                 ", which only a later version of this program reads"};
+  }
+  if (manifest.format == BackupManifest::kFormatOfJournals && root->array("Meant") == nullptr) {
+    return Error{"the manifest does not list what was meant"};
+  }
   manifest.toolVersion = root->string("Tool Version").value_or("");
   const Array* files = root->array("Files");
   if (files == nullptr) return Error{"the manifest lists no files"};
@@ -167,7 +175,6 @@ Result<BackupManifest> manifestFrom(const std::string& name, const Bytes& bytes)
     if (!file) return file.error();
     manifest.files.push_back(std::move(file).value());
   }
-  manifest.format = root->integer("Format Version");
   manifest.preparedAs = root->string("Prepared As").value_or("");
   manifest.isTemporary = root->boolean("Temporary");
   if (const Dictionary* meant = root->dictionary("Meant Outcome")) manifest.meantOutcome = *meant;

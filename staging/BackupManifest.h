@@ -43,7 +43,8 @@ struct MeantChange {
 };
 
 struct BackupManifest {
-  // The format whose backups are journals too; those before tell nothing of what was meant.
+  // The format whose backups are journals too; those before tell nothing of what was meant. There
+  // is none after it.
   static constexpr std::int64_t kFormatOfJournals = 2;
 
   std::string name;         // of the backup's directory

@@ -20,18 +20,6 @@ constexpr std::string_view kCompleted = "completed";
 constexpr std::string_view kPutBack = "put back";
 constexpr std::string_view kChangedSince = "changed since";
 
-bool isLegacy(PathRole role) {
-  return role == PathRole::LegacyMail || role == PathRole::LegacyMailOriginal ||
-         role == PathRole::LegacyExchange || role == PathRole::LegacyExchangeOriginal;
-}
-
-std::optional<PathRole> roleOf(const std::string& path) {
-  for (const TouchedPath& each : pathsThatAMigrationTouches()) {
-    if (each.path == path) return each.role;
-  }
-  return std::nullopt;
-}
-
 // The sum of the file now; none where there is none.
 Result<std::optional<std::string>> sumAt(LinuxFiles& files, const std::string& path) {
   const Result<Bytes> bytes = files.read(path);
@@ -50,6 +38,30 @@ Result<bool> isThere(LinuxFiles& files, const std::string& path) {
   if (there) return true;
   if (there.error().code == ENOENT || there.error().code == ENOTDIR) return false;
   return there.error();
+}
+
+// What stands where a file was kept.
+enum class Standing { Nothing, AsKept, Another };
+
+Result<Standing> standingOf(LinuxFiles& files, const BackupFile& kept) {
+  using Kind = FileAttributes::Kind;
+  const Result<FileAttributes> there = files.attributes(kept.path);
+  if (!there) {
+    const int code = there.error().code;
+    if (code == ENOENT || code == ENOTDIR) return Standing::Nothing;
+    return there.error();
+  }
+  const bool isLink = kept.state == BackupFile::State::Link;
+  if (kept.state == BackupFile::State::Absent) return Standing::Another;
+  if (there->kind != (isLink ? Kind::Link : Kind::Regular)) return Standing::Another;
+  if (isLink) {
+    const Result<std::string> target = files.linkTarget(kept.path);
+    if (!target) return target.error();
+    if (*target != kept.linkTarget) return Standing::Another;
+  }
+  const Result<std::optional<std::string>> sum = sumAt(files, kept.path);
+  if (!sum) return sum.error();
+  return sum->value_or("") == kept.sha256 ? Standing::AsKept : Standing::Another;
 }
 
 // Removes what killed writes left in a directory where only migrations write.
@@ -72,7 +84,7 @@ Status checkPaths(const BackupManifest& journal) {
     return Error{path + ": the journal names a file that no migration touches"};
   };
   for (const BackupFile& file : journal.files) {
-    if (roleOf(file.path) != file.role) return refuse(file.path);
+    if (roleOfPath(file.path) != file.role) return refuse(file.path);
   }
   for (const MeantChange& change : journal.meant) {
     const bool isDirectory = change.kind == FileChange::Kind::MakeDirectory;
@@ -81,7 +93,9 @@ Status checkPaths(const BackupManifest& journal) {
                           lastComponent(change.path).starts_with("AccountMigrationInformation-");
     const bool isAbove = isDirectory && (change.path + "/").starts_with(logs + "/") &&
                          (records + "/").starts_with(change.path + "/");
-    if (!isRecord && !isAbove && (isDirectory || !roleOf(change.path))) return refuse(change.path);
+    if (!isRecord && !isAbove && (isDirectory || !roleOfPath(change.path))) {
+      return refuse(change.path);
+    }
   }
   if (!journal.preparedAs.empty() &&
       (directoryPart(journal.preparedAs) != directoryPart(settings) ||
@@ -104,12 +118,17 @@ class Diagnosis {
  private:
   Status lookAtSettings();
   Status lookAtLegacyFiles();
+  Status lookAtSentinel();
+  [[nodiscard]] Remedy remedy() const;
 
   LinuxFiles& files_;
   InterruptedMigration found_;
+  bool changesSettings_ = false;  // the migration means to
   bool settingsAsMeant_ = false;
   bool isPrepared_ = false;
   bool anyLegacyLeft_ = false;
+  bool hadSentinel_ = false;
+  bool hasSentinel_ = false;
 };
 
 Status Diagnosis::lookAtSettings() {
@@ -122,8 +141,8 @@ Status Diagnosis::lookAtSettings() {
   if (kept != nullptr && !kept->sha256.empty()) before = kept->sha256;
   found_.settingsAsBefore = *now == before;
   const MeantChange* meant = journal.meantAt(settings);
-  // Without a change of the settings everything else only has to be done.
-  settingsAsMeant_ = meant == nullptr || *now == meant->sha256;
+  changesSettings_ = meant != nullptr;
+  settingsAsMeant_ = changesSettings_ && *now == meant->sha256;
   if (journal.preparedAs.empty()) return {};
   const Result<bool> prepared = isThere(files_, journal.preparedAs);
   if (!prepared) return prepared.error();
@@ -137,33 +156,51 @@ Status Diagnosis::lookAtLegacyFiles() {
     if (!isLegacy(file.role) || meant == nullptr || meant->kind != FileChange::Kind::Remove) {
       continue;
     }
-    const Result<bool> there = isThere(files_, file.path);
-    if (!there) return there.error();
-    if (*there) {
-      anyLegacyLeft_ = true;
-    } else {
-      found_.missing.push_back(file);
-    }
+    const Result<Standing> standing = standingOf(files_, file);
+    if (!standing) return standing.error();
+    if (*standing == Standing::AsKept) anyLegacyLeft_ = true;
+    if (*standing == Standing::Nothing) found_.missing.push_back(file);
+    if (*standing == Standing::Another) found_.keptAlone.push_back(file);
   }
   return {};
+}
+
+Status Diagnosis::lookAtSentinel() {
+  const Result<bool> there = isThere(files_, removalSentinelPath());
+  if (!there) return there.error();
+  hasSentinel_ = *there;
+  const BackupFile* kept = found_.journal.fileInRole(PathRole::Sentinel);
+  hadSentinel_ = kept != nullptr && kept->state != BackupFile::State::Absent;
+  return {};
+}
+
+Remedy Diagnosis::remedy() const {
+  if (settingsAsMeant_) return Remedy::Complete;
+  if (changesSettings_) {
+    // The prepared file gives its name up at the very moment in which it becomes the settings, and
+    // legacy files go only while it is there.
+    const bool wereChanged = !isPrepared_ && !found_.settingsAsBefore && !anyLegacyLeft_;
+    return wereChanged ? Remedy::Forget : Remedy::Restart;
+  }
+  // Legacy files were to go because the settings hold their accounts, or because a sentinel said
+  // so. Where that does not hold any more, they stay.
+  const bool stillHolds =
+      found_.settingsAsBefore && (!hadSentinel_ || hasSentinel_ || !anyLegacyLeft_);
+  if (stillHolds) return Remedy::Complete;
+  return anyLegacyLeft_ ? Remedy::Restart : Remedy::Forget;
 }
 
 Status Diagnosis::make() {
   if (Status safe = checkPaths(found_.journal); !safe) return safe;
   if (Status looked = lookAtSettings(); !looked) return looked;
   if (Status looked = lookAtLegacyFiles(); !looked) return looked;
-  // The prepared file gives its name up at the very moment in which it becomes the settings, and
-  // legacy files go only while it is there.
-  const bool wereReplaced =
-      !isPrepared_ && !found_.settingsAsBefore && !anyLegacyLeft_ && !found_.missing.empty();
-  if (settingsAsMeant_) {
-    found_.remedy = Remedy::Complete;
-  } else if (wereReplaced) {
-    found_.remedy = Remedy::Forget;
-  } else {
-    found_.remedy = Remedy::Restart;
+  if (Status looked = lookAtSentinel(); !looked) return looked;
+  found_.remedy = remedy();
+  if (found_.remedy == Remedy::Forget) {
+    found_.keptAlone.insert(found_.keptAlone.end(), found_.missing.begin(), found_.missing.end());
   }
   if (found_.remedy != Remedy::Restart) found_.missing.clear();
+  found_.sentinelCameSince = !found_.missing.empty() && hasSentinel_ && !hadSentinel_;
   return {};
 }
 
@@ -180,9 +217,11 @@ class Ender {
 
  private:
   Status complete();
+  Status forget();
   Status putBackMissing();
   Status carryOut(const MeantChange& meant);
   Status close(std::string_view how, bool superfluous);
+  void removeTemporaries();
 
   LinuxHost& host_;
   const InterruptedMigration& interrupted_;
@@ -192,6 +231,14 @@ class Ender {
 
 Status Ender::carryOut(const MeantChange& meant) {
   FileChange change{meant.kind, meant.path, nullptr, meant.mode, meant.owner};
+  if (meant.kind == FileChange::Kind::Remove) {
+    // What came to lie there since is no part of this migration.
+    const BackupFile* kept = journal_.fileInRole(roleOfPath(meant.path).value());
+    if (kept == nullptr) return {};
+    const Result<Standing> standing = standingOf(host_.files(), *kept);
+    if (!standing) return standing.error();
+    if (*standing == Standing::Another) return {};
+  }
   if (meant.kind == FileChange::Kind::Write) {
     Result<Bytes> bytes = readFromBackup(host_, journal_, meant.savedAs, meant.sha256);
     if (!bytes) return bytes.error();
@@ -213,7 +260,7 @@ Status Ender::complete() {
     if (meant.path == settings) continue;
     const Status done = carryOut(meant);
     if (done) continue;
-    const auto role = roleOf(meant.path);
+    const auto role = roleOfPath(meant.path);
     if (role && isLegacy(*role)) return done;
     ended_.warnings.push_back(done.error().message);
   }
@@ -225,12 +272,43 @@ Status Ender::putBackMissing() {
     if (Status back = putBack(host_, journal_, file); !back) return back;
     ended_.putBack = true;
   }
+  for (const BackupFile& file : interrupted_.keptAlone) {
+    ended_.warnings.push_back(host_.pathOnThisMachine(file.path) +
+                              ": it is another file than the one in the backup " + journal_.name +
+                              ", which is kept there alone");
+  }
   // The legacy files are back: from here on this must not be taken for a migration that came as far
   // as the settings. A program may have changed these since; then the backup keeps what they were.
-  return close(kPutBack, interrupted_.settingsAsBefore);
+  return close(kPutBack, interrupted_.settingsAsBefore && interrupted_.keptAlone.empty());
+}
+
+Status Ender::forget() {
+  if (!interrupted_.keptAlone.empty()) {
+    ended_.warnings.push_back(
+        "the settings were changed since the migration of backup " + journal_.name +
+        " was cut short: look whether they hold the accounts of the legacy files, which are kept "
+        "in that backup");
+  }
+  return close(kChangedSince, false);
+}
+
+// What killed writes left. In the directory of the settings other programs' files may be on their
+// way.
+void Ender::removeTemporaries() {
+  const std::string settings = accountSettingsAccountsPath();
+  for (const MeantChange& meant : journal_.meant) {
+    const bool isWritten = meant.kind == FileChange::Kind::Write && meant.path != settings;
+    if (isWritten) removeTemporariesIn(host_.files(), directoryPart(meant.path));
+  }
+  for (const BackupFile& file : journal_.files) {
+    const std::string path = pathWhilePutBack(file);
+    const bool isOurs = LinuxFiles::isTemporaryName(lastComponent(path));
+    if (isLegacy(file.role) && isOurs) (void)host_.files().remove(path);
+  }
 }
 
 Status Ender::close(std::string_view how, bool superfluous) {
+  removeTemporaries();
   Dictionary outcome;
   if (how == kCompleted) outcome = journal_.meantOutcome;
   outcome.set(outcome::kEndedLater, how);
@@ -240,11 +318,6 @@ Status Ender::close(std::string_view how, bool superfluous) {
     if (!removed && removed.error().code != ENOENT) {
       ended_.warnings.push_back(removed.error().message);
     }
-  }
-  const std::string settings = accountSettingsAccountsPath();
-  for (const MeantChange& meant : journal_.meant) {
-    const bool isWritten = meant.kind == FileChange::Kind::Write && meant.path != settings;
-    if (isWritten) removeTemporariesIn(host_.files(), directoryPart(meant.path));
   }
   ended_.kept = !superfluous;
   if (!superfluous) return {};
@@ -264,7 +337,7 @@ Result<EndedMigration> Ender::end() {
       done = putBackMissing();
       break;
     case Remedy::Forget:
-      done = close(kChangedSince, false);
+      done = forget();
       break;
   }
   if (!done) return done.error();
@@ -273,12 +346,18 @@ Result<EndedMigration> Ender::end() {
 
 }  // namespace
 
-Result<std::optional<InterruptedMigration>> findInterruptedMigration(LinuxHost& host) {
+Result<std::optional<InterruptedMigration>> findInterruptedMigration(LinuxHost& host,
+                                                                     DamagedJournals damaged) {
   const Result<std::vector<FoundBackup>> found = findBackups(host);
   if (!found) return found.error();
   for (auto each = found->rbegin(); each != found->rend(); ++each) {
+    if (each->unfinished) continue;
     if (each->unreadable) return Error{each->problem};
-    if (!each->manifest) continue;
+    if (!each->manifest) {
+      if (damaged == DamagedJournals::Skip) continue;
+      const std::string path = appendPathComponent(pathOfBackup(each->name), kManifestName);
+      return Error{host.pathOnThisMachine(path) + ": " + each->problem};
+    }
     if (!each->manifest->isOpen()) break;
     Diagnosis diagnosis(host, *each->manifest);
     if (const Status made = diagnosis.make(); !made) return made.error();

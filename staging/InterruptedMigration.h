@@ -17,7 +17,7 @@ class LinuxHost;
 enum class Remedy {
   Complete,  // the settings are as was meant: what is left to do is done
   Restart,   // the settings were not replaced: legacy files that went are put back
-  Forget     // the settings were replaced, and changed by a program since: nothing is left to do
+  Forget     // the settings were changed by a program since: nothing is left to do
 };
 
 // The newest backup, where it is a journal whose migration did not end.
@@ -28,11 +28,21 @@ struct InterruptedMigration {
   bool settingsAsBefore = false;
   // Legacy files that went and have to come back.
   std::vector<BackupFile> missing;
+  // Legacy files that perhaps the journal alone holds: they went, and another file stands in their
+  // place or the settings were changed since.
+  std::vector<BackupFile> keptAlone;
+  // A sentinel stands that was not there: another program's removal was cut short too, and what is
+  // put back would be removed by it unconverted.
+  bool sentinelCameSince = false;
 };
 
+// What is done about a newest backup whose manifest can be read but is none.
+enum class DamagedJournals { Refuse, Skip };
+
 // Looks, and changes nothing. None where there is no such journal; an error where that cannot be
-// found out, or the journal is damaged.
-[[nodiscard]] Result<std::optional<InterruptedMigration>> findInterruptedMigration(LinuxHost& host);
+// found out, or the journal is damaged and not to be skipped.
+[[nodiscard]] Result<std::optional<InterruptedMigration>> findInterruptedMigration(
+    LinuxHost& host, DamagedJournals damaged = DamagedJournals::Refuse);
 
 // How it was ended.
 struct EndedMigration {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/LinuxHost.h"
+#include "migration/MigrationPaths.h"
 #include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "platform/WriterLocks.h"
@@ -104,13 +105,20 @@ bool Run::lastRunWasGood() {
 }
 
 bool Run::endWhatWasCut() {
-  const auto interrupted = findInterruptedMigration(host_);
+  const auto interrupted = findInterruptedMigration(
+      host_, options_.acceptBrokenRun ? DamagedJournals::Skip : DamagedJournals::Refuse);
   if (!interrupted) {
-    if (options_.acceptBrokenRun) return true;
     refuse(Cause::Interrupted, interrupted.error().message);
     return false;
   }
   if (!*interrupted) return true;
+  if ((*interrupted)->sentinelCameSince && !options_.acceptBrokenRun) {
+    refuse(Cause::Sentinel, host_.pathOnThisMachine(removalSentinelPath()) +
+                                ": it would have the legacy files removed that come back from the "
+                                "backup " +
+                                (*interrupted)->journal.name);
+    return false;
+  }
   willCommit();
   touched_ = true;
   const Result<EndedMigration> ended = endInterruptedMigration(host_, **interrupted);

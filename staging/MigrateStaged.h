@@ -22,7 +22,8 @@ struct StagedMigrationOptions {
   bool keepBackup = true;
   /// How many backups to keep beside the oldest of each format version.
   std::size_t keep = 5;
-  /// Goes on although the run before ended with another result than was meant.
+  /// Goes on although the run before ended with another result than was meant, its journal is
+  /// damaged, or a sentinel came since.
   bool acceptBrokenRun = false;
   /// Asked, with the lock held and nothing touched, whether to commit; false refuses. Asked again
   /// where the device changed meanwhile and the migration was staged anew.
@@ -46,13 +47,14 @@ struct MigrationOutcome {
   /// What stood against the migration where it was refused without the judge.
   enum class Cause {
     None,
-    Lock,        ///< the lock cannot be had
-    Staging,     ///< see StagedMigration::failure()
-    Changing,    ///< the device kept changing while the migration was staged
-    Backup,      ///< the backup cannot be kept
-    Settings,    ///< the new settings cannot be written
-    BrokenRun,   ///< the run before was broken: restore it, or accept it
-    Interrupted  ///< what an earlier run left cannot be ended
+    Lock,         ///< the lock cannot be had
+    Staging,      ///< see StagedMigration::failure()
+    Changing,     ///< the device kept changing while the migration was staged
+    Backup,       ///< the backup cannot be kept
+    Settings,     ///< the new settings cannot be written
+    BrokenRun,    ///< the run before was broken: restore it, or accept it
+    Interrupted,  ///< what an earlier run left cannot be ended
+    Sentinel      ///< what it removed comes back only to be removed by a sentinel that came since
   };
 
   Kind kind = Kind::Refused;

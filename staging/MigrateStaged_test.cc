@@ -452,7 +452,7 @@ TEST_F(MigrateStaged, ABackupWhoseManifestCannotBeReadIsNeverRemovedAndAHalfMade
   const std::string unreadable = std::string(kBackups) + "/2000-01-01-00-00-00";
   const std::string unfinished = std::string(kBackups) + "/2000-01-01-00-00-01";
   fs::create_directories(device.path(unreadable + "/manifest.plist"));
-  device.write(unfinished + "/settings", "x");
+  device.write(unfinished + "/settings-com.zelqo.accountsettings.plist", "x");
   putSettings(3);
   StagedMigrationOptions options;
   options.acceptBrokenRun = true;

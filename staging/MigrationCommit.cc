@@ -55,6 +55,7 @@ Status MigrationCommit::makeBackup(const Preparation& preparation) {
   Result<MadeBackup> made = accountsettings::makeBackup(host_, staged_, std::move(draft));
   if (!made) return made.error();
   backup_ = std::move(made).value();
+  warnings_.insert(warnings_.end(), backup_->warnings.begin(), backup_->warnings.end());
   for (const std::string& directory : backup_->directories) staged_.before().accept(directory);
   return {};
 }

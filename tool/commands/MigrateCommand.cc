@@ -54,7 +54,12 @@ Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
                   ", or go on with --accept-loss"};
     case Cause::Interrupted:
       return {"", "what an earlier migration left cannot be told: " + outcome.problem,
-              "nothing was changed; remove the cause, or go on with --accept-loss"};
+              "nothing was changed; remove the cause, or go on without a damaged backup with "
+              "--accept-loss"};
+    case Cause::Sentinel:
+      return {"", outcome.problem,
+              "nothing was changed; remove it to have these files converted, or let it remove them "
+              "with --accept-loss"};
     case Cause::None:
       break;
   }

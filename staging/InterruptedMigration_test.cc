@@ -1,0 +1,318 @@
+// Tests of what becomes of a migration that was cut short, where the device was not left alone
+// since: nothing goes that is not kept and converted, and no backup leads anywhere else.
+#include "staging/InterruptedMigration.h"
+
+#include "host/RootDirectory.h"
+#include "staging/StagingTest.h"
+
+namespace accountsettings {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
+using Kind = MigrationOutcome::Kind;
+using Cause = MigrationOutcome::Cause;
+
+class InterruptedMigrationTest : public testing::StagingTest {
+ protected:
+  [[nodiscard]] std::string manifestOf(const std::string& backup) const {
+    return std::string(kBackups) + "/" + backup + "/" + std::string(kManifestName);
+  }
+  // Takes the outcome out of the newest backup, as if the run had been killed just before.
+  std::string reopen(bool temporary = false) const {
+    std::string name = backups().back();
+    Dictionary manifest = dictionaryAt(device.path(manifestOf(name))).value();
+    manifest.remove("Outcome");
+    if (temporary) manifest.set("Temporary", true);
+    put(manifestOf(name).c_str(), manifest);
+    return name;
+  }
+  // As the device is when a migration from version 3 with the legacy files was killed after these
+  // went and before the settings took their place; answers the journal's name.
+  std::string cutBeforeTheRename() {
+    putSettings(3);
+    putLegacyFiles();
+    const std::string before = device.read(kSettings);
+    EXPECT_EQ(migrate().kind, Kind::Done) << lastProblem;
+    std::string name = reopen();
+    device.write(prepared(name), device.read(kSettings));
+    device.write(kSettings, before);
+    return name;
+  }
+  [[nodiscard]] std::string prepared(const std::string& backup) const {
+    const Dictionary manifest = dictionaryAt(device.path(manifestOf(backup))).value();
+    return std::string(manifest.string("Prepared As").value().substr(1));
+  }
+  [[nodiscard]] std::string endedHow(const std::string& backup) const {
+    const Dictionary manifest = dictionaryAt(device.path(manifestOf(backup))).value();
+    const Dictionary* outcome = manifest.dictionary("Outcome");
+    return std::string(outcome == nullptr ? "" : outcome->string("Ended Later").value_or(""));
+  }
+  void putLaterMail() const {
+    put(kMail, {{"MailAccounts",
+                 Array{Dictionary{{"AccountType", "POPAccount"}, {"uniqueId", "later"}}}}});
+  }
+  void putEditedSettings() const {
+    put(kSettings,
+        {{"Version", 12}, {"Accounts", Array{account("LDAP", "MobileLDAPAccount", "edited")}}});
+  }
+  MigrationOutcome migrateAccepting() {
+    StagedMigrationOptions options;
+    options.acceptBrokenRun = true;
+    return migrate(options);
+  }
+};
+
+// MARK: Legacy files
+
+TEST_F(InterruptedMigrationTest, ALegacyFileThatCameSinceIsConvertedAndNotRemoved) {
+  putSettings(3);
+  putLegacyFiles();
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  reopen();
+  putLaterMail();
+  EXPECT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  EXPECT_THAT(savedIdentifiers(), Contains("later"));
+  EXPECT_FALSE(has(kMail));
+}
+
+TEST_F(InterruptedMigrationTest, ALegacyFileThatIsAsKeptGoesWhenTheRestIsDone) {
+  putSettings(3);
+  putLegacyFiles();
+  const std::string exchange = device.read(kExchange);
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  device.write(kExchange, exchange);
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Completed) << outcome.problem;
+  EXPECT_EQ(outcome.completed, name);
+  EXPECT_FALSE(has(kExchange));
+  EXPECT_EQ(endedHow(name), "completed");
+}
+
+TEST_F(InterruptedMigrationTest, WithoutTheSentinelThatItFoundTheLegacyFilesStay) {
+  for (const bool temporary : {false, true}) {
+    makeDevice();
+    putSettings(3);
+    putLegacyFiles();
+    const std::string sentinel = "Old Account Information Removal Sentinel";
+    device.write(kSentinel, sentinel);
+    ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+    // Killed when the mail file had gone; then the sentinel is removed to save what is left.
+    reopen(temporary);
+    putLegacyFiles();
+    fs::remove(device.path(kMail));
+    const MigrationOutcome outcome = migrate();
+    EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+    EXPECT_TRUE(outcome.putBack.has_value());
+    EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"pop", "gm", "smtp", "exchange"}));
+  }
+}
+
+TEST_F(InterruptedMigrationTest, ARemovalWhoseSentinelStillStandsIsEnded) {
+  putSettings(3);
+  putLegacyFiles();
+  device.write(kSentinel, "Old Account Information Removal Sentinel");
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  device.write(kSentinel, "Old Account Information Removal Sentinel");
+  putLegacyFiles();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.completed, name);
+  for (const char* gone : {kMail, kExchange, kSentinel}) EXPECT_FALSE(has(gone)) << gone;
+}
+
+TEST_F(InterruptedMigrationTest, AJournalThatStayedAfterARefusalRemovesNothing) {
+  const std::string name = cutBeforeTheRename();
+  putLegacyFiles();
+  fs::remove(device.path(prepared(name)));
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_FALSE(outcome.completed.has_value());
+  EXPECT_THAT(savedIdentifiers(),
+              IsSupersetOf({"calendar", "directory", "pop", "gm", "smtp", "exchange"}));
+}
+
+TEST_F(InterruptedMigrationTest, WhereAnotherLegacyFileCameTheOldOneStaysInTheBackup) {
+  const std::string name = cutBeforeTheRename();
+  putLaterMail();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"calendar", "later", "exchange"}));
+  EXPECT_THAT(backups(), Contains(name));
+  EXPECT_THAT(outcome.warnings, ElementsAre(AllOf(HasSubstr("Accounts.plist"), HasSubstr(name))));
+}
+
+// MARK: Settings that were changed since
+
+TEST_F(InterruptedMigrationTest, SettingsThatWereChangedSinceAreLeftAndTheBackupIsNamed) {
+  putSettings(3);
+  putLegacyFiles();
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  putEditedSettings();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_THAT(savedIdentifiers(), Contains("edited"));
+  EXPECT_THAT(outcome.warnings, ElementsAre(AllOf(HasSubstr(name), HasSubstr("legacy files"))));
+  EXPECT_EQ(endedHow(name), "changed since");
+  EXPECT_THAT(backups(), Contains(name));
+}
+
+TEST_F(InterruptedMigrationTest, AnUpgradeThatWasCutAndEditedSinceWarnsOfNothing) {
+  putSettings(3);
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  putEditedSettings();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(endedHow(name), "changed since");
+  EXPECT_THAT(outcome.warnings, IsEmpty());
+}
+
+// MARK: A sentinel that came since
+
+TEST_F(InterruptedMigrationTest, WhatWouldComeBackOnlyToBeRemovedIsNotPutBack) {
+  const std::string name = cutBeforeTheRename();
+  device.write(kSentinel, "Old Account Information Removal Sentinel");
+  const auto before = tree();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_EQ(outcome.cause, Cause::Sentinel);
+  EXPECT_THAT(outcome.problem, AllOf(HasSubstr(".removingOldAccounts"), HasSubstr(name)));
+  EXPECT_EQ(difference(tree(), before), "");
+
+  fs::remove(device.path(kSentinel));
+  EXPECT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"calendar", "pop", "gm", "smtp", "exchange"}));
+}
+
+TEST_F(InterruptedMigrationTest, AcceptedASentinelRemovesWhatCameBack) {
+  cutBeforeTheRename();
+  device.write(kSentinel, "Old Account Information Removal Sentinel");
+  EXPECT_EQ(migrateAccepting().kind, Kind::Done) << lastProblem;
+  for (const char* gone : {kMail, kExchange, kSentinel}) EXPECT_FALSE(has(gone)) << gone;
+}
+
+// MARK: Journals that cannot be used
+
+TEST_F(InterruptedMigrationTest, ADamagedNewestJournalRefusesUntilItIsAccepted) {
+  putSettings(3);
+  const std::string damaged = "2020-01-01-00-00-00";
+  Dictionary later = {{"Format", "accountsettings.backup"}, {"Format Version", 3}};
+  later.set("Files", Array{});
+  later.set("Meant", Array{});
+  Dictionary withoutMeant = {{"Format", "accountsettings.backup"}, {"Format Version", 2}};
+  withoutMeant.set("Files", Array{});
+  for (const auto& [manifest, problem] :
+       std::vector<std::pair<std::optional<Dictionary>, std::string>>{
+           {std::nullopt, "the manifest is damaged"},
+           {later, "only a later version"},
+           {withoutMeant, "does not list what was meant"}}) {
+    SCOPED_TRACE(problem);
+    device.write(manifestOf(damaged), "<plist");
+    if (manifest) put(manifestOf(damaged).c_str(), *manifest);
+    const auto before = tree();
+    const MigrationOutcome outcome = migrate();
+    EXPECT_EQ(outcome.kind, Kind::Refused);
+    EXPECT_EQ(outcome.cause, Cause::Interrupted);
+    EXPECT_THAT(outcome.problem, AllOf(HasSubstr(damaged), HasSubstr(problem)));
+    EXPECT_EQ(difference(tree(), before), "");
+  }
+  EXPECT_EQ(migrateAccepting().kind, Kind::Done) << lastProblem;
+  EXPECT_TRUE(has(manifestOf(damaged)));
+  putSettings(3);
+  EXPECT_EQ(migrate().kind, Kind::Done) << "it is not the newest any more: " << lastProblem;
+}
+
+TEST_F(InterruptedMigrationTest, AJournalThatCannotBeReadRefusesWhateverIsAccepted) {
+  putSettings(3);
+  const std::string manifest = manifestOf("2020-01-01-00-00-00");
+  device.write(manifest, "");
+  fs::resize_file(device.path(manifest), LinuxFiles::kLargestFile + 1);
+  const MigrationOutcome outcome = migrateAccepting();
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_EQ(outcome.cause, Cause::Interrupted);
+  EXPECT_EQ(dictionaryAt(device.path(kSettings))->get("Version"), PropertyList(3));
+}
+
+// MARK: Directories of backups
+
+TEST_F(InterruptedMigrationTest, ALinkOfABackupsNameIsNoneAndItsTargetStays) {
+  putSettings(3);
+  device.write("var/mobile/Library/Mail/letter", "dear");
+  device.write("var/mobile/Library/Other/manifest.plist", "mine");
+  fs::create_directories(device.path(kBackups));
+  const std::string link = std::string(kBackups) + "/2020-01-01-00-00-00";
+  fs::create_directory_symlink("../../Mail", device.path(link));
+  fs::create_directory_symlink("../../Other", device.path(link + "-2"));
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(outcome.warnings, IsEmpty());
+  EXPECT_EQ(device.read("var/mobile/Library/Mail/letter"), "dear");
+  EXPECT_EQ(device.read("var/mobile/Library/Other/manifest.plist"), "mine");
+  EXPECT_TRUE(has(link));
+}
+
+TEST_F(InterruptedMigrationTest, AFileOfABackupsNameIsNone) {
+  putSettings(3);
+  const std::string file = std::string(kBackups) + "/2020-01-01-00-00-00";
+  device.write(file, "no backup");
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(outcome.warnings, IsEmpty());
+  EXPECT_EQ(device.read(file), "no backup");
+}
+
+TEST_F(InterruptedMigrationTest, ALinkInPlaceOfAllBackupsRefuses) {
+  putSettings(3);
+  fs::create_directories(device.path("var/mobile/Library/Mail/2020-01-01-00-00-00"));
+  device.write("var/mobile/Library/Mail/2020-01-01-00-00-00/letter", "dear");
+  fs::create_directories(device.path("var/mobile/Library/Logs"));
+  fs::create_directory_symlink("../Mail", device.path(kBackups));
+  const auto before = tree();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_THAT(outcome.problem, HasSubstr("no link"));
+  EXPECT_EQ(difference(tree(), before), "");
+}
+
+TEST_F(InterruptedMigrationTest, ADirectoryWithFilesOfOthersIsNotRemoved) {
+  putSettings(3);
+  const std::string directory = std::string(kBackups) + "/2020-01-01-00-00-00";
+  device.write(directory + "/letter", "dear");
+  device.write(directory + "/settings-com.zelqo.accountsettings.plist", "kept");
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_EQ(device.read(directory + "/letter"), "dear");
+  EXPECT_TRUE(has(directory + "/settings-com.zelqo.accountsettings.plist"));
+  EXPECT_THAT(outcome.warnings, ElementsAre(HasSubstr("letter")));
+}
+
+TEST_F(InterruptedMigrationTest, AJournalThatGoesLeavesTheRecordsDirectoryAsItIsMeant) {
+  putSettings(3);
+  put("var/mobile/Library/Preferences/com.zelqo.accountsettings-logging.plist",
+      {{"RSSaveMigrationInformation", true}});
+  StagedMigrationOptions options;
+  options.keepBackup = false;
+  const MigrationOutcome outcome = migrate(options);
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(outcome.warnings, IsEmpty());
+  EXPECT_THAT(backups(), IsEmpty());
+  EXPECT_EQ(testing::modeOf(device.path("var/mobile/Library/Logs")), 0777U);
+}
+
+TEST_F(InterruptedMigrationTest, AnOldCopyThatCannotBeReadIsNotKeptAndNothingMore) {
+  putSettings(3);
+  fs::create_symlink("com.zelqo.accountsettings.plist", device.path(kCopy));  // leads to itself
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(outcome.warnings, Contains(HasSubstr("the old copy of the settings is not kept")));
+}
+
+}  // namespace
+}  // namespace accountsettings
