@@ -114,18 +114,23 @@ class KillTrial : public testing::StagingTest, public ::testing::WithParamInterf
     options.keepBackup = GetParam().keepBackup;
     return migrate(options);
   }
-  // Migrates a fresh device in a child that is killed at the call; answers whether it was.
-  bool killedAt(int call) {
-    prepare();
+  // Migrates in a child that is killed at the call; answers whether it was.
+  bool dies(int call) {
     const int end = testing::inChild([&] {
       calls = 0;
       killAt = call;
       counting = true;
       const MigrationOutcome outcome = migrateKit();
-      return outcome.kind == Kind::Done ? 0 : 1;
+      const bool isGood = outcome.kind == Kind::Done || outcome.kind == Kind::Completed ||
+                          outcome.kind == Kind::NothingToDo;
+      return isGood ? 0 : 1;
     });
     EXPECT_TRUE(end == 0 || end == 1000 + SIGKILL) << end;
     return end == 1000 + SIGKILL;
+  }
+  bool killedAt(int call) {
+    prepare();
+    return dies(call);
   }
   // Runs `then` after a kill at each call; answers how many there were.
   int forEachKill(const std::function<void()>& then) {
@@ -206,6 +211,30 @@ TEST_P(KillTrial, TheNextMigrationComesToTheResultOfAnUndisturbedOne) {
   RecordProperty("kills", kills);
   std::printf("%d kills\n", kills);
   EXPECT_GT(kills, 20);
+}
+
+// Which calls of the second run are tried goes on with those of the first, so that all come about.
+TEST_P(KillTrial, ARunThatIsKilledWhileItEndsAnotherIsEndedToo) {
+  constexpr int kCallsOfARun = 80;
+  const int runs = GetParam().sentinel ? 2 : 1;
+  prepare();
+  for (int i = 0; i < runs; ++i) ASSERT_EQ(migrateKit().kind, Kind::Done) << lastProblem;
+  const auto reference = comparableTree();
+  int first = 0;
+  int killedTwice = 0;
+  forEachKill([&] {
+    const int second = ++first * 7 % kCallsOfARun + 1;
+    SCOPED_TRACE("then killed at call " + std::to_string(second));
+    if (dies(second)) ++killedTwice;
+    for (int i = 0; i < runs; ++i) {
+      const Kind kind = migrateKit().kind;
+      EXPECT_TRUE(kind == Kind::Done || kind == Kind::Completed || kind == Kind::NothingToDo)
+          << lastProblem;
+    }
+    EXPECT_EQ(difference(comparableTree(), reference), "");
+    expectNothingLeftOpen();
+  });
+  EXPECT_GT(killedTwice, 15);
 }
 
 TEST_P(KillTrial, AClientThatMigratesForItselfLosesNoAccount) {

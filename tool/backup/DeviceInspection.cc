@@ -17,15 +17,13 @@ bool isMigrating(OpenedRoot& device) {
   return holder && holder->identifier != device.context().platform().processes.ownIdentifier();
 }
 
-// The newest backup, where its migration did not come to an end and no later one can end it: those
-// of earlier versions of this program do not tell what they meant.
-std::optional<BackupManifest> backupOfCutShortMigration(OpenedRoot& device) {
+// The newest backup, where its migration did not come to an end.
+std::optional<BackupManifest> backupWithoutOutcome(OpenedRoot& device) {
   const Result<std::vector<FoundBackup>> found = findBackups(device.host());
   if (!found) return std::nullopt;  // others may look at a device without reading its backups
   const auto newest = std::find_if(found->rbegin(), found->rend(),
                                    [](const auto& each) { return each.manifest.has_value(); });
   if (newest == found->rend() || !newest->manifest->outcome.empty()) return std::nullopt;
-  if (newest->manifest->isOpen()) return std::nullopt;
   return newest->manifest;
 }
 
@@ -43,8 +41,16 @@ bool wereStamped(const InspectedFile& settings, const BackupFile& kept) {
 Findings inspectDevice(OpenedRoot& device, const InspectedFiles& files) {
   const bool migrating = isMigrating(device);  // first, as it may end meanwhile
   Findings findings = inspectRoot(device, files);
-  const auto manifest = migrating ? std::nullopt : backupOfCutShortMigration(device);
-  const BackupFile* kept = manifest ? manifest->fileInRole(PathRole::Settings) : nullptr;
+  const auto manifest = backupWithoutOutcome(device);
+  // The new settings that a migration has prepared are no leftover: by them its end is told.
+  if (manifest && manifest->isOpen()) {
+    std::erase_if(findings, [&](const Finding& each) {
+      return each.kind->id == finding::kStaleTemporary && each.file == manifest->preparedAs;
+    });
+  }
+  // A later migration ends it, but not those of earlier versions, which tell not what they meant.
+  const bool isCutShort = manifest && !manifest->isOpen() && !migrating;
+  const BackupFile* kept = isCutShort ? manifest->fileInRole(PathRole::Settings) : nullptr;
   if (kept != nullptr && wereStamped(files.settings, *kept)) {
     FindingList(findings, kept->path)
         .add(finding::kMigrationCutShort,

@@ -334,6 +334,23 @@ TEST(Check, TellsTemporaryFilesOfAKilledSave) {
   EXPECT_EQ(check(root), Found{"stale-temporary - -"});
 }
 
+TEST(Check, WhatAMigrationThatWasCutShortHasPreparedIsNoLeftover) {
+  ToolRoot root;
+  root.putSettings(3, {mailAccount("A")});
+  ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
+  const std::string backups = "/var/mobile/Library/Logs/AccountMigrationBackups";
+  const fs::path backup = *fs::directory_iterator(root.at(backups));
+  const std::string path = backups + "/" + backup.filename().string() + "/manifest.plist";
+  Dictionary journal = *root.get(path)->dictionary();
+  journal.remove("Outcome");
+  const std::string prepared(journal.string("Prepared As").value());
+  root.put(path, journal);
+  root.putText(prepared, "the new settings");
+  EXPECT_EQ(check(root), Found{});
+  root.putText("/var/mobile/Library/Preferences/.accountsettings-0123456789abcdef.tmp", "half");
+  EXPECT_EQ(check(root), Found{"stale-temporary - -"});
+}
+
 TEST(Check, TellsWhoHoldsTheMigrationLock) {
   ToolRoot root;
   root.putSettings(12, {});
