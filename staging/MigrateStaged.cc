@@ -47,7 +47,7 @@ class Run {
   void finish(MigrationCommit& commit);
   void refuse(Cause cause, std::string problem);
   void refuseAfter(MigrationCommit& commit, Cause cause, const std::string& problem);
-  void listChanges();
+  void listChanges(const MigrationCommit& commit);
   void willCommit();
 
   LinuxHost& host_;
@@ -80,7 +80,6 @@ void Run::willCommit() {
 
 void Run::run() {
   if (!lastRunWasGood() || !endWhatWasCut()) return;
-  removeLeftovers(host_);
   for (int i = 0; i < kMostStagings; ++i) {
     if (attempt()) return;
   }
@@ -159,6 +158,7 @@ bool Run::endWithNothingToDo() {
     refuse(Cause::Changing, *changed);
     return false;
   }
+  removeLeftovers(host_);
   writeLogs();
   outcome_.kind = !staged.result()     ? Kind::AnsweredNo
                   : outcome_.completed ? Kind::Completed
@@ -211,8 +211,11 @@ void Run::finish(MigrationCommit& commit) {
                   : staged.result()         ? Kind::Done
                                             : Kind::AnsweredNo;
   for (const std::string& warning : commit.warnings()) outcome_.warnings.push_back(warning);
-  listChanges();
+  listChanges(commit);
   staged.notices().releaseTo(platform_.notifications);
+  // After a run that went wrong every backup may be needed.
+  if (outcome_.kind == Kind::Broken) return;
+  removeLeftovers(host_);
   if (outcome_.backup.empty()) return;
   if (const Status kept = removeOldBackups(host_, options_.keep, outcome_.backup); !kept) {
     outcome_.warnings.push_back("old backups stay: " + kept.error().message);
@@ -233,10 +236,10 @@ void Run::writeLogs() {
   outcome_.staged->log().releaseTo(log);
 }
 
-void Run::listChanges() {
-  for (const FileChange& change : outcome_.staged->changes()) {
-    if (change.kind == FileChange::Kind::Write) outcome_.written.push_back(change.path);
-    if (change.kind == FileChange::Kind::Remove) outcome_.removed.push_back(change.path);
+void Run::listChanges(const MigrationCommit& commit) {
+  for (const FileChange* change : commit.applied()) {
+    if (change->kind == FileChange::Kind::Write) outcome_.written.push_back(change->path);
+    if (change->kind == FileChange::Kind::Remove) outcome_.removed.push_back(change->path);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -280,6 +281,48 @@ TEST_F(MigrateStaged, ACopyARecordAndAMarkerThatFailAreWarningsAtMost) {
   EXPECT_EQ(dictionaryAt(device.path(kSettings))->get("Version"), PropertyList(12));
 }
 
+TEST_F(MigrateStaged, WhatNoBackupCanHoldIsNotRemoved) {
+  putSettings(3);
+  putLegacyFiles();
+  fs::remove(device.path(std::string(kMail) + ".original"));
+  ASSERT_EQ(::mkfifo(device.path(std::string(kMail) + ".original").c_str(), 0600), 0);
+  const auto before = tree();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.cause, Cause::Staging);
+  EXPECT_THAT(outcome.problem, HasSubstr("Accounts.plist.original: it is no regular file"));
+  EXPECT_EQ(difference(tree(), before), "");
+}
+
+// A file that a mount covers can be read, but neither replaced nor removed.
+TEST_F(MigrateStaged, SettingsThatCannotBeReplacedLeaveTheDeviceAsItWas) {
+  AS_NEEDS_ROOT();
+  for (const bool legacyFileStays : {false, true}) {
+    makeDevice();
+    putSettings(3);
+    putLegacyFiles();
+    const auto before = tree();
+    std::vector<fs::path> covered{device.path(kSettings)};
+    if (legacyFileStays) covered.push_back(device.path(kMail));
+    StagedMigrationOptions options;
+    options.judge = [&](StagedMigration&) {
+      for (const fs::path& each : covered) {
+        if (::mount(each.c_str(), each.c_str(), nullptr, MS_BIND, nullptr) != 0) return false;
+      }
+      return true;
+    };
+    const MigrationOutcome outcome = migrate(options);
+    for (const fs::path& each : covered) ::umount2(each.c_str(), MNT_DETACH);
+    if (outcome.cause == Cause::None) GTEST_SKIP() << "this process may mount nothing";
+    EXPECT_EQ(outcome.kind, Kind::Refused) << lastProblem;
+    EXPECT_EQ(outcome.cause, Cause::Settings);
+    EXPECT_THAT(outcome.warnings, IsEmpty());
+    auto after = tree();
+    after.erase(kLock);  // its file stays where legacy files went and came back
+    EXPECT_EQ(difference(after, before), "");
+    EXPECT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  }
+}
+
 TEST_F(MigrateStaged, ALegacyFileThatStaysIsABrokenMigrationAndStopsTheNext) {
   AS_NEEDS_ROOT();
   putSettings(3);
@@ -299,6 +342,8 @@ TEST_F(MigrateStaged, ALegacyFileThatStaysIsABrokenMigrationAndStopsTheNext) {
   EXPECT_THAT(outcome.problem, HasSubstr("the legacy file cannot be removed"));
   EXPECT_TRUE(has(kMail));
   EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"calendar", "exchange", "pop"}));
+  EXPECT_THAT(outcome.written, Contains("/" + std::string(kSettings)));
+  EXPECT_THAT(outcome.removed, IsEmpty());
 
   const MigrationOutcome next = migrate();
   EXPECT_EQ(next.kind, Kind::Refused);

@@ -79,27 +79,37 @@ Status MigrationCommit::giveUp() {
 }
 
 Status MigrationCommit::apply() {
-  removeLegacyFiles();
-  if (const Status replaced = replaceSettings(); !replaced) {
+  Status done = removeLegacyFiles();
+  if (done) done = replaceSettings();
+  if (!done) {
+    problem_.clear();  // what could not be removed stays, like everything else
+    applied_.clear();
     if (const Status back = putLegacyFilesBack(); !back) {
-      tellProblem(replaced.error().message +
+      leaveOpen_ = true;
+      tellProblem(done.error().message +
                   ", and a legacy file cannot be put back: " + back.error().message);
     }
-    return replaced;
+    return done;
   }
   applyTheRest();
   return {};
 }
 
-void MigrationCommit::removeLegacyFiles() {
+// Fails where a file went and its going cannot be flushed.
+Status MigrationCommit::removeLegacyFiles() {
   for (const FileChange& change : staged_.changes()) {
     if (!isRemoval(change) || !isLegacyFile(change.path)) continue;
-    if (const Status removed = commitChange(host_.files(), change); !removed) {
+    const Status removed = host_.files().remove(change.path);
+    if (!removed && removed.error().code != ENOENT) {
       // A file that stays is converted again by the next run, and those after it with it.
-      return tellProblem("the legacy file cannot be removed: " + removed.error().message);
+      tellProblem("the legacy file cannot be removed: " + removed.error().message);
+      return {};
     }
     removed_.push_back(change.path);
+    if (Status flushed = host_.files().flushDirectoryOf(change.path); !flushed) return flushed;
+    applied_.push_back(&change);
   }
+  return {};
 }
 
 Status MigrationCommit::replaceSettings() {
@@ -109,14 +119,19 @@ Status MigrationCommit::replaceSettings() {
   inode_ = prepared->inode;
   if (Status renamed = host_.files().rename(preparedAs_, settings_); !renamed) return renamed;
   preparedAs_.clear();
-  const Status flushed = host_.files().flushDirectoryOf(settings_);
-  if (!flushed) warn("the settings' directory cannot be flushed", flushed.error());
+  applied_.push_back(staged_.changeAt(settings_));
+  if (const Status flushed = host_.files().flushDirectoryOf(settings_); !flushed) {
+    // After a power cut the old settings may stand there, without the legacy files.
+    leaveOpen_ = true;
+    warn("the settings' directory cannot be flushed", flushed.error());
+  }
   return {};
 }
 
 Status MigrationCommit::putLegacyFilesBack() {
   Status first;
   for (const std::string& path : removed_) {
+    // It is there: what no backup can hold is not removed.
     const auto kept = std::find_if(backup_->manifest.files.begin(), backup_->manifest.files.end(),
                                    [&](const BackupFile& file) { return file.path == path; });
     const Status back = putBack(host_, backup_->manifest, *kept);
@@ -129,7 +144,14 @@ void MigrationCommit::applyTheRest() {
   for (const FileChange& change : staged_.changes()) {
     if (change.path == settings_ || (isRemoval(change) && isLegacyFile(change.path))) continue;
     const Status done = commitChange(host_.files(), change);
-    if (!done) warn("not done, without harm", done.error());
+    if (done) {
+      applied_.push_back(&change);
+    } else if (isRemoval(change) && change.path == removalSentinelPath()) {
+      // The next run would take a new legacy file for one that is converted already.
+      tellProblem("the mark of an interrupted removal cannot be removed: " + done.error().message);
+    } else {
+      warn("not done, without harm", done.error());
+    }
   }
 }
 
@@ -163,7 +185,7 @@ void MigrationCommit::verifySettings() {
 }
 
 void MigrationCommit::close() {
-  if (!backup_) return;
+  if (!backup_ || leaveOpen_) return;
   if (problem_.empty() && backup_->manifest.isTemporary) {
     const MadeBackup backup = *std::exchange(backup_, std::nullopt);
     const Status gone = discardBackup(host_, backup);

@@ -35,7 +35,8 @@ class MigrationCommit {
   Status giveUp();
 
   // Makes every change. A failure says that the settings could not be replaced; then the device is
-  // as it was, and giveUp() may follow, unless problem() tells that not even that came about.
+  // as it was, and giveUp() may follow, unless problem() tells that not even that came about: the
+  // journal then stays open, and a later run puts back what is missing.
   Status apply();
   // Reads the disk back. Afterwards problem() is how it is not as was meant, or empty.
   void verify();
@@ -44,11 +45,13 @@ class MigrationCommit {
 
   [[nodiscard]] const std::string& problem() const noexcept { return problem_; }
   [[nodiscard]] const std::vector<std::string>& warnings() const noexcept { return warnings_; }
+  // The changes that were made, in their order; they live as long as the staged migration.
+  [[nodiscard]] const std::vector<const FileChange*>& applied() const noexcept { return applied_; }
   // The backup's name; empty where none is there any more.
   [[nodiscard]] std::string backup() const { return backup_ ? backup_->manifest.name : ""; }
 
  private:
-  void removeLegacyFiles();
+  Status removeLegacyFiles();
   Status replaceSettings();
   void applyTheRest();
   Status putLegacyFilesBack();
@@ -63,6 +66,8 @@ class MigrationCommit {
   std::optional<std::uint64_t> inode_;  // of the new settings
   std::optional<MadeBackup> backup_;
   std::vector<std::string> removed_;  // of the legacy files
+  std::vector<const FileChange*> applied_;
+  bool leaveOpen_ = false;  // the journal, for a later run to end
   std::string problem_;
   std::vector<std::string> warnings_;
 };

@@ -136,8 +136,30 @@ void StagedMigration::State::findFailure() {
     failure = {StagingFailure::Kind::Unreadable, each.path, each.error};
     return;
   }
+  // Of what is neither a file nor a link no backup can be kept.
+  for (const FileChange& change : changes) {
+    if (change.kind != FileChange::Kind::Remove) continue;
+    const auto entry = before.entryAt(change.path);
+    if (!entry || !*entry || (*entry)->kind == FileAttributes::Kind::Regular ||
+        (*entry)->kind == FileAttributes::Kind::Link) {
+      continue;
+    }
+    failure = {StagingFailure::Kind::Unreadable, change.path,
+               Error{host.pathOnThisMachine(change.path) + ": it is no regular file"}};
+    return;
+  }
   if (const auto& save = after.saveFailure()) {
     failure = {StagingFailure::Kind::CannotSave, accountSettingsAccountsPath(), *save};
+    return;
+  }
+  // A migrator always saves, unless it only ends an interrupted removal. What it removed must not
+  // be removed without that.
+  const std::string settings = accountSettingsAccountsPath();
+  const std::vector<FileChange> made = after.changes();
+  const bool saved = std::any_of(made.begin(), made.end(),
+                                 [&](const FileChange& each) { return each.path == settings; });
+  if (!saved && before.exists(removalSentinelPath()).isAbsent()) {
+    failure = {StagingFailure::Kind::CannotSave, settings, Error{"the settings were not saved"}};
   }
 }
 

@@ -28,11 +28,19 @@ Prevented refusal(const MigrationSummary& summary, std::string_view next) {
   return {"", why, next};
 }
 
+// What a refusal says of the device; `ended` stands for what an earlier run had left, which was
+// ended before.
+std::string unchanged(bool ended) {
+  return ended ? "what an earlier run left was ended, and nothing more was changed; "
+               : "nothing was changed; ";
+}
+
 // The failure that tells why the migration did not begin.
 Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
   using Cause = MigrationOutcome::Cause;
   const std::string stopped = outcome.daemonStopped ? "the sync daemon was stopped; " : "";
-  const std::string untouched = stopped + "nothing was changed; ";
+  const std::string nothing = unchanged(outcome.completed || outcome.putBack);
+  const std::string untouched = stopped + nothing;
   switch (outcome.cause) {
     case Cause::Lock:
       return device.lockFailure();
@@ -121,7 +129,8 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   options.willCommit = [&] { session.interrupts.emplace(); };
 
   const MigrationOutcome outcome = migrateStaged(device.host(), options);
-  session.changed = outcome.kind != MigrationOutcome::Kind::Refused;
+  session.changed =
+      outcome.kind != MigrationOutcome::Kind::Refused || outcome.completed || outcome.putBack;
   if (outcome.putBack) {
     session.output.note("the legacy files that the migration of backup " + *outcome.putBack +
                         " had removed when it was cut short were put back first");
@@ -166,10 +175,10 @@ ExitStatus MigrateCommand::run(Session& session) {
     case SummaryOutcome::AnsweredNo:
       return ExitStatus::No;
     case SummaryOutcome::Refused:
-      throw refusal(summary, summary.hasObstacle
-                                 ? "nothing was changed; remove the cause and try again"
-                                 : "nothing was changed; repair what is named, or go on with "
-                                   "--accept-loss");
+      throw refusal(
+          summary, unchanged(session.changed) +
+                       (summary.hasObstacle ? "remove the cause and try again"
+                                            : "repair what is named, or go on with --accept-loss"));
     case SummaryOutcome::Broken:
       break;
   }
