@@ -122,6 +122,10 @@ std::optional<PropertyList> BasicAccount::accountPropertyForKey(std::string_view
   return value != nullptr ? std::optional(*value) : std::nullopt;
 }
 
+std::optional<std::string_view> BasicAccount::textForKey(std::string_view key) const noexcept {
+  return stringOf(findProperty(key));
+}
+
 std::optional<std::string> BasicAccount::stringPropertyForKey(std::string_view key) const {
   const auto text = stringOf(findProperty(key));
   return text ? std::optional<std::string>(*text) : std::nullopt;

@@ -49,6 +49,9 @@ class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
 
   /// The record's own value, else that of the nearest parent that has one, else none.
   [[nodiscard]] std::optional<PropertyList> accountPropertyForKey(std::string_view key) const;
+  /// The same where it is a string, without a copy: good until the next change of the record or of
+  /// a parent.
+  [[nodiscard]] std::optional<std::string_view> textForKey(std::string_view key) const noexcept;
   /// Stores the record's own value, whatever its parents hold. Does nothing for "Class" and "Type";
   /// a missing value removes the key.
   void setAccountPropertyForKey(std::optional<PropertyList> value, std::string_view key);

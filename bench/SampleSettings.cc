@@ -4,6 +4,8 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace accountsettings {
 namespace {
@@ -108,12 +110,56 @@ Dictionary account(std::size_t number) {
   return account;
 }
 
+// Of every ten accounts one belongs to the hosted service and has a child, one is a Gmail account,
+// and one the CalDAV account that is folded into it.
+Dictionary oldAccount(const Dictionary& sample, std::size_t index) {
+  Dictionary account = sample;
+  const std::string name = "user" + std::to_string(index / 10);
+  switch (index % 10) {
+    case 3:
+      account.set("Type", "CalDAV");
+      account.set("Class", "MobileCalDAVAccount");
+      account.set("CalDAVPrincipalConfiguration",
+                  Dictionary{{"CalDAV_Server_Key", "www.google.com"}, {"Login_Key", name}});
+      account.set("CalDAVAccountConfiguration",
+                  Dictionary{{"CalDAV_PrincipalPath_Key", "/calendar/dav/" + name + "/user"}});
+      break;
+    case 5:
+      account.set("Type", "Quorra");
+      account.set("Class", "QuorraAccount");
+      account.set("IsActive", true);
+      account.set("ChildAccounts", Array{Dictionary{{"Type", "CalDAV"},
+                                                    {"Class", "MobileCalDAVAccount"},
+                                                    {"Identifier", "child-" + name}}});
+      break;
+    case 6:
+      account.set("Type", "Mail");
+      account.set("Class", "GmailAccount");
+      account.set("Username", name);
+      break;
+    default:
+      break;
+  }
+  return account;
+}
+
 }  // namespace
 
 Dictionary sampleSettings(std::size_t accounts, std::int64_t version) {
   Array list;
   for (std::size_t i = 0; i < accounts; ++i) list.append(account(i));
   return {{"Accounts", list}, {"Version", version}};
+}
+
+Dictionary oldSettings(std::size_t count) {
+  const Dictionary sample = sampleSettings(count, 0);
+  const PropertyList accounts = *sample.find("Accounts");
+  std::vector<PropertyList> old;
+  old.reserve(count);
+  for (const PropertyList& each : *accounts.array()) {
+    old.emplace_back(oldAccount(*each.dictionary(), old.size()));
+  }
+  return {{"Version", 0}, {"Accounts", Array(std::move(old))}};
 }
 
 }  // namespace accountsettings

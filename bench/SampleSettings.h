@@ -15,4 +15,9 @@ namespace accountsettings {
 // a class and an identifier of its own.
 [[nodiscard]] Dictionary sampleSettings(std::size_t accounts, std::int64_t version);
 
+// The same as settings of version 0, in which every step of a migration finds work: of every ten
+// accounts one belongs to the hosted service and has a child, one is a Gmail account, and one the
+// CalDAV account that is folded into it.
+[[nodiscard]] Dictionary oldSettings(std::size_t accounts);
+
 }  // namespace accountsettings

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <vector>
 
 #include "host/SystemError.h"
 
@@ -74,6 +76,21 @@ Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit, const std
   }
   bytes.resize(filled);
   return bytes;
+}
+
+Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
+                   const std::string& shown) {
+  // Small enough to stay near the processor, and read into again and again.
+  std::vector<std::uint8_t> piece(std::size_t{256} * 1024);
+  for (;;) {
+    const ssize_t count = ::read(file.get(), piece.data(), piece.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return systemError(shown);
+    if (count == 0) return bytes.empty();
+    const auto size = static_cast<std::size_t>(count);
+    if (size > bytes.size() || std::memcmp(piece.data(), bytes.data(), size) != 0) return false;
+    bytes = bytes.subspan(size);
+  }
 }
 
 Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,

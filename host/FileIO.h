@@ -30,6 +30,9 @@ using Opener = std::function<Result<FileDescriptor>(int flags)>;
 // The rest of the file; fails where it is more than `limit` bytes.
 [[nodiscard]] Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit,
                                     const std::string& shown);
+// Whether the rest of the file is exactly these bytes.
+[[nodiscard]] Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
+                                 const std::string& shown);
 Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                 const std::string& shown);
 

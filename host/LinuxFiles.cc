@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -100,6 +101,20 @@ LinuxFiles::LinuxFiles(const RootDirectory& root, AccountNames& names, SystemLog
 
 Result<Bytes> LinuxFiles::read(const std::string& path) {
   return readRegular(openerIn(root_, path), kLargestFile, root_.shown(path));
+}
+
+Result<std::optional<Bytes>> LinuxFiles::readUnless(const std::string& path,
+                                                    std::span<const std::uint8_t> known) {
+  const Result<FileDescriptor> file =
+      openRegular(openerIn(root_, path), O_RDONLY, root_.shown(path));
+  if (!file) return file.error();
+  const Result<bool> isKnown = holds(*file, known, root_.shown(path));
+  if (!isKnown) return isKnown.error();
+  if (*isKnown) return std::optional<Bytes>();
+  if (::lseek(file->get(), 0, SEEK_SET) != 0) return systemError(root_.shown(path));
+  Result<Bytes> bytes = readAll(*file, kLargestFile, root_.shown(path));
+  if (!bytes) return bytes.error();
+  return std::optional(std::move(*bytes));
 }
 
 Presence LinuxFiles::exists(const std::string& path) {

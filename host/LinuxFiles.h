@@ -45,6 +45,8 @@ class LinuxFiles : public Files {
              std::optional<std::string> temporaryDirectory);
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
+  [[nodiscard]] Result<std::optional<Bytes>> readUnless(
+      const std::string& path, std::span<const std::uint8_t> known) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
   // The copy has the source's permission bits; its owner is this process.

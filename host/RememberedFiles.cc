@@ -95,6 +95,14 @@ RememberedFiles::Attributes RememberedFiles::targetOf(const std::string& path) {
   });
 }
 
+Result<std::optional<Bytes>> RememberedFiles::readUnless(const std::string& path,
+                                                         std::span<const std::uint8_t> known) {
+  const Result<SharedBytes> bytes = readShared(path);
+  if (!bytes) return bytes.error();
+  if (std::ranges::equal(**bytes, known)) return std::optional<Bytes>();
+  return std::optional<Bytes>(**bytes);
+}
+
 Presence RememberedFiles::exists(const std::string& path) {
   const Attributes there = targetOf(path);
   return there ? Presence::of(there->has_value()) : Presence(there.error());

@@ -24,6 +24,8 @@ class RememberedFiles : public Files {
   RememberedFiles(LinuxFiles& files, AccountNames& names);
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
+  [[nodiscard]] Result<std::optional<Bytes>> readUnless(
+      const std::string& path, std::span<const std::uint8_t> known) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
   // Each of these fails with EROFS.

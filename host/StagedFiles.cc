@@ -78,6 +78,14 @@ Result<Bytes> StagedFiles::read(const std::string& path) {
   return Bytes(**bytes);
 }
 
+Result<std::optional<Bytes>> StagedFiles::readUnless(const std::string& path,
+                                                     std::span<const std::uint8_t> known) {
+  const Result<SharedBytes> bytes = readShared(path);
+  if (!bytes) return bytes.error();
+  if (std::ranges::equal(**bytes, known)) return std::optional<Bytes>();
+  return std::optional<Bytes>(**bytes);
+}
+
 Presence StagedFiles::exists(const std::string& path) {
   const Result<Standing> standing = standingAt(path, true);
   return standing ? Presence::of(*standing != Standing::Nothing) : Presence(standing.error());

@@ -25,6 +25,8 @@ class StagedFiles : public Files {
   StagedFiles(RememberedFiles& before, LinuxHost& host);
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
+  [[nodiscard]] Result<std::optional<Bytes>> readUnless(
+      const std::string& path, std::span<const std::uint8_t> known) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
   Status copy(const std::string& source, const std::string& target) override;

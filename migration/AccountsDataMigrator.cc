@@ -7,6 +7,7 @@
 #include "migration/LegacyFormats.h"
 #include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 namespace {
@@ -45,6 +46,7 @@ bool AccountsDataMigrator::performMigration() {
 }
 
 bool AccountsDataMigrator::executeMigrationSteps() {
+  const KeptSettings settings;
   AccountsManager::_setShouldSkipNotifications(true);
   _copyAsideAccountsPlist();
   const Presence sentinel = ProcessContext::current().platform().files.exists(

@@ -7,6 +7,7 @@
 #include "platform/MigratorBase.h"
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 namespace {
@@ -64,6 +65,7 @@ void migrateThroughPlugIn() {
 void AccountsManager::_migrateAccountsIfNeeded() {
   // Set before any test, so that an attempt that fails is not repeated.
   if (std::exchange(ProcessContext::current().state(triggerSlot).triedAlready, true)) return;
+  const KeptSettings settings;
   if (!decide().anything()) return;
   std::unique_ptr<ExclusiveFileLock> lock = createAndLockMigrationLock();
   if (!lock) return;

@@ -4,8 +4,8 @@
 #include "migration/MigrationPaths.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ProcessContext.h"
-#include "platform/ReadDictionary.h"
 #include "store/AccountsManager.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 namespace {
@@ -60,8 +60,7 @@ Result<MigrationNeeds> AccountsManager::migrationNeeds() {
 }
 
 bool AccountsManager::accountSettingsNeedsToBeMigrated() {
-  const std::optional<Dictionary> settings =
-      readDictionary(ProcessContext::current().platform().files, fullPathToAccountSettingsPlist());
+  const std::optional<Dictionary> settings = settingsInFile();
   if (!settings) return false;
   const PropertyList* version = settings->find(kPlistVersionKey);
   if (version == nullptr) {

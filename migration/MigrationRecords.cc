@@ -9,8 +9,8 @@
 #include "migration/AccountsDataMigrator.h"
 #include "migration/MigrationPaths.h"
 #include "platform/ProcessContext.h"
-#include "platform/ReadDictionary.h"
 #include "plist/BinaryWriter.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 namespace {
@@ -101,8 +101,7 @@ void AccountsDataMigrator::collate(std::string_view key, const std::optional<Dic
 void AccountsDataMigrator::_saveCollatedMigrationInformation() {
   systemLog("Saving collated migration information");
   const Platform& platform = ProcessContext::current().platform();
-  collate("NewAccounSettings",
-          readDictionary(platform.files, AccountsManager::fullPathToAccountSettingsPlist()));
+  collate("NewAccounSettings", settingsInFile());
   const std::string directory = migrationRecordsDirectory();
   if (!haveRecordDirectory(platform.files, directory)) return;
   // A run that had nothing to do has no record.

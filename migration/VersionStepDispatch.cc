@@ -3,7 +3,7 @@
 #include "migration/AccountsDataMigrator.h"
 #include "migration/MigrationSteps.h"
 #include "platform/ProcessContext.h"
-#include "platform/ReadDictionary.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 namespace {
@@ -29,8 +29,7 @@ static_assert(std::size(kRuns) == kVersionSteps.size());
 
 bool AccountsDataMigrator::_migrateNewAccountsInfo(AccountsManager& store) {
   // The version is read from the file, once: the steps' own saves write the current version.
-  const auto file = readDictionary(ProcessContext::current().platform().files,
-                                   AccountsManager::fullPathToAccountSettingsPlist());
+  const std::optional<Dictionary> file = settingsInFile();
   collate("OldAccountSettings", file);
   const auto saved = file ? file->get(kPlistVersionKey) : std::nullopt;
   // Unsigned, so that a negative version counts as one from the future, which needs nothing.

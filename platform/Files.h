@@ -4,11 +4,14 @@
 /// of them leave its root.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/Presence.h"
 #include "plist/PropertyList.h"
@@ -39,6 +42,14 @@ class Files {
 
   /// The file's bytes. Refuses what is not a regular file.
   [[nodiscard]] virtual Result<Bytes> read(const std::string& path) = 0;
+  /// The same, but none where the bytes are the known ones, which then need no memory.
+  [[nodiscard]] virtual Result<std::optional<Bytes>> readUnless(
+      const std::string& path, std::span<const std::uint8_t> known) {
+    Result<Bytes> bytes = read(path);
+    if (!bytes) return bytes.error();
+    if (std::ranges::equal(*bytes, known)) return std::optional<Bytes>();
+    return std::optional(std::move(*bytes));
+  }
   /// Whether the path leads to something, and whether to a directory. Absent only where it is known
   /// that nothing is there, or here, that no directory is: whatever else keeps from looking (a
   /// failing disk, a forbidden directory, too many open files) is answered as the failure it is.

@@ -33,6 +33,7 @@ std::optional<std::uint32_t> countUnits(std::string_view text) noexcept {
 }  // namespace
 
 bool BinaryObjects::collect(const PropertyList& root) {
+  reserveFor(root);
   Walk walk(root);
   for (auto event = walk.next(); event != Walk::Event::End; event = walk.next()) {
     if (event == Walk::Event::Leave) {
@@ -42,6 +43,21 @@ bool BinaryObjects::collect(const PropertyList& root) {
     }
   }
   return true;
+}
+
+// Settings are lists of dictionaries: what these hold tells how much there is to be. Of keys and
+// values about every fourth is an object of its own.
+void BinaryObjects::reserveFor(const PropertyList& root) {
+  if (root.dictionary() == nullptr) return;
+  std::size_t values = 0;
+  for (const Entry& entry : *root.dictionary()) {
+    if (entry.value().array() == nullptr) continue;
+    for (const PropertyList& each : *entry.value().array()) {
+      if (each.dictionary() != nullptr) values += each.dictionary()->size();
+    }
+  }
+  refs_.reserve(2 * values);
+  objects_.reserve(values / 2);
 }
 
 template <class Same>

@@ -67,6 +67,7 @@ class BinaryObjects {
     std::uint16_t height;
   };
 
+  void reserveFor(const PropertyList& root);
   bool visit(Walk& walk);
   bool fail(const Walk& walk, std::string_view what);
   // The same few strings come again and again: where one was met lately, its id is at hand.

@@ -1,5 +1,6 @@
 // Dictionary's look-up and changing operations, and the upkeep of the index.
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "plist/KeyIndex.h"
@@ -20,6 +21,12 @@ bool hasKey(const Entry& entry, std::string_view key, std::uint32_t hash) noexce
   if (node == nullptr) return key.empty();
   if (node->hash != hash || node->size != key.size()) return false;
   return node->bytes() == key.data() || node->text() == key;
+}
+
+bool isKey(const Entry& entry, std::string_view key) noexcept {
+  const StringNode* node = Access::key(entry).get();
+  if (node == nullptr) return key.empty();
+  return node->size == key.size() && std::memcmp(node->bytes(), key.data(), key.size()) == 0;
 }
 
 void addToIndex(DictionaryNode& node, std::size_t entry) noexcept {
@@ -73,6 +80,13 @@ Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Propert
 
 const PropertyList* Dictionary::find(std::string_view key) const noexcept {
   if (!node_) return nullptr;
+  if (detail::slotCount(node_->capacity) == 0) {
+    // Hashing the key would take longer than comparing it with the few of its length.
+    for (const Entry& entry : *this) {
+      if (detail::isKey(entry, key)) return &entry.value();
+    }
+    return nullptr;
+  }
   const Entry* found = detail::Access::find(*node_, key, detail::hashOf(key));
   return found != nullptr ? &found->value() : nullptr;
 }

@@ -1,7 +1,6 @@
 // AccountsManager_Edits.cc changes the accounts of a store, in memory. Children are edited through
 // their parent's "ChildAccounts", and their records are made anew each time that list changes.
 #include <algorithm>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -75,10 +74,11 @@ void AccountsManager::replaceAccountWithAccount(const Account& oldAccount,
 void AccountsManager::replaceAccountsWithTypesWithAccounts(const StringList& types,
                                                            const AccountList& accounts) {
   RSLog("Replacing accounts");
-  std::unordered_map<std::string, Account> replacements;
+  IdentifierMap<Account> replacements;
+  replacements.reserve(accounts.size());
   for (const Account& account : accounts) {
     const auto identifier = account != nullptr ? storedIdentifierOf(*account) : std::nullopt;
-    if (identifier) replacements[*identifier] = account;
+    if (identifier) replacements.set(*identifier, account);
   }
 
   // The old map stays in force until the end: it tells the former parents of moved children.
@@ -86,15 +86,18 @@ void AccountsManager::replaceAccountsWithTypesWithAccounts(const StringList& typ
   AccountList ordered;
   std::unordered_set<const BasicAccount*> placed;
   const AccountList former = contents_->ordered.accounts();
+  topLevel.reserve(former.size());
+  ordered.reserve(former.size());
+  placed.reserve(accounts.size());
   // From the last to the first: of accounts that share an identifier the first is then found.
   for (auto each = former.rbegin(); each != former.rend(); ++each) {
-    const std::optional<std::string> identifier = storedIdentifierOf(**each);
-    const auto replacement = identifier ? replacements.find(*identifier) : replacements.end();
-    if (replacement != replacements.end()) {
-      ordered.push_back(replacement->second);
-      topLevel.set(*identifier, replacement->second);
-      placed.insert(replacement->second.get());
-      _loadChildrenFromAccount(replacement->second);
+    const std::optional<std::string_view> identifier = storedIdentifierOf(**each);
+    const Account* replacement = identifier ? replacements.find(*identifier) : nullptr;
+    if (replacement != nullptr) {
+      ordered.push_back(*replacement);
+      topLevel.set(*identifier, *replacement);
+      placed.insert(replacement->get());
+      _loadChildrenFromAccount(*replacement);
     } else if (isOfType(**each, types)) {
       if (identifier) _removeChildrenForAccountWithIdentifier(*identifier);
     } else {

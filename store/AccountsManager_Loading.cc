@@ -8,6 +8,7 @@
 #include "store/AccountsManager.h"
 #include "store/Descriptions.h"
 #include "store/InBatches.h"
+#include "store/ShortCuts.h"
 #include "store/StoreContents.h"
 
 namespace accountsettings {
@@ -34,6 +35,7 @@ std::unique_ptr<AccountsManager> AccountsManager::initWithAccounsInfoArray(
 
 std::unique_ptr<AccountsManager> AccountsManager::initWithRoot(
     const std::optional<Dictionary>& root) {
+  ++settingsWork().storesBuilt;
   std::optional<Array> accountsInfo;
   std::int64_t version = 0;
   if (root) {

@@ -12,6 +12,7 @@
 #include "store/NotificationSwitch.h"
 #include "store/SettingsGuard.h"
 #include "store/SettingsHistory.h"
+#include "store/ShortCuts.h"
 #include "store/StoreContents.h"
 
 namespace accountsettings {
@@ -20,7 +21,8 @@ namespace {
 
 Dictionary merged(const Dictionary& inMemory, const Dictionary& original,
                   const Dictionary& onDisk) {
-  if (inMemory.identicalTo(original)) return onDisk;
+  // Also where the same was stored again: what is on disk needs then not be written anew.
+  if (inMemory == original) return onDisk;
   if (onDisk.identicalTo(original)) return inMemory;
   Dictionary result = onDisk;
   for (const auto& [key, value] : inMemory) {
@@ -100,16 +102,27 @@ LastSave AccountsManager::mergeAndReplace() {
 }
 
 Dictionary AccountsManager::mergedWith(const std::optional<Dictionary>& rootOnDisk) const {
-  const std::unique_ptr<AccountsManager> onDisk = initWithRoot(rootOnDisk);
+  // Building a store of plain accounts would do nothing but answer what they are.
+  PlainAccounts& plainOnDisk = contents_->plainOnDisk;
+  const bool isPlain =
+      shortCutsAreTaken() && plainOnDisk.examine(rootOnDisk ? accountsOf(*rootOnDisk) : Array());
+  const std::unique_ptr<AccountsManager> onDisk = isPlain ? nullptr : initWithRoot(rootOnDisk);
+  const auto propertiesOnDisk =
+      [&](const std::optional<std::string>& identifier) -> std::optional<Dictionary> {
+    if (!identifier) return std::nullopt;
+    if (isPlain) {
+      const Dictionary* properties = plainOnDisk.find(*identifier);
+      return properties != nullptr ? std::optional(*properties) : std::nullopt;
+    }
+    const Account counterpart = onDisk->accountWithIdentifier(*identifier);
+    return counterpart != nullptr ? std::optional(counterpart->propertiesToSave()) : std::nullopt;
+  };
   std::vector<PropertyList> accounts;
   accounts.reserve(count());
   forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
-    const auto identifier = account->identifier();
-    const Account counterpart = identifier ? onDisk->accountWithIdentifier(*identifier) : nullptr;
-    const auto onDiskProperties =
-        counterpart != nullptr ? std::optional(counterpart->propertiesToSave()) : std::nullopt;
     accounts.emplace_back(mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
-        account->propertiesToSave(), account->originalProperties(), onDiskProperties));
+        account->propertiesToSave(), account->originalProperties(),
+        propertiesOnDisk(account->identifier())));
     if (getRSLoggingEnabled()) {
       RSLog("%@:%@", account->type(), accounts.back(), account->enabledDataclasses());
     }
@@ -129,6 +142,9 @@ Dictionary AccountsManager::mergeInMemoryPropertiesOriginalPropertiesOnDiskPrope
 }
 
 SerializedSettings AccountsManager::serializeSettings(const Dictionary& root) const {
+  const Bytes* known = shortCutsAreTaken() ? contents_->file.serializationOf(root) : nullptr;
+  if (known != nullptr) return {*known, std::nullopt};
+  ++settingsWork().serialized;
   Result<Bytes> bytes = writeBinary(root);
   if (!bytes) return {std::nullopt, bytes.error().message};
   return {std::move(bytes).value(), std::nullopt};

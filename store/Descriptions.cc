@@ -24,14 +24,12 @@ std::optional<std::string> identifierIn(const Dictionary& description) {
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::optional<std::string> storedIdentifierOf(const BasicAccount& account) {
-  const std::optional<PropertyList> stored = account.accountPropertyForKey(kAccountIdentifier);
-  const auto text = stringOf(stored ? &*stored : nullptr);
-  return text ? std::optional<std::string>(*text) : std::nullopt;
+std::optional<std::string_view> storedIdentifierOf(const BasicAccount& account) {
+  return account.textForKey(kAccountIdentifier);
 }
 
 bool isOfType(const BasicAccount& account, const StringList& types) {
-  const std::optional<std::string> type = account.type();
+  const std::optional<std::string_view> type = account.textForKey(kAccountType);
   return type && std::find(types.begin(), types.end(), *type) != types.end();
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "account/BasicAccount.h"
 #include "plist/PropertyList.h"
@@ -22,8 +23,8 @@ namespace accountsettings {
 [[nodiscard]] std::optional<std::string> identifierIn(const Dictionary& description);
 
 // The account's "Identifier" as stored in it or its parent, not as a subclass reports it; none
-// where it is no string.
-[[nodiscard]] std::optional<std::string> storedIdentifierOf(const BasicAccount& account);
+// where it is no string. Good until that changes.
+[[nodiscard]] std::optional<std::string_view> storedIdentifierOf(const BasicAccount& account);
 
 // Whether the account's type is one of `types`.
 [[nodiscard]] bool isOfType(const BasicAccount& account, const StringList& types);

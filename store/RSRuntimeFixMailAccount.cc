@@ -22,6 +22,12 @@ const std::set<std::string, std::less<>>& supportedMailClasses() {
   return classes;
 }
 
+const std::set<std::string, std::less<>>& typesLookedAt() {
+  static const std::set<std::string, std::less<>> types{std::string(kQuorraAccountType),
+                                                        std::string(kMailAccountType)};
+  return types;
+}
+
 bool isConfigured(const std::optional<std::string>& value) {
   return value && !value->empty();
 }
@@ -56,12 +62,16 @@ const ProcessContext::Slot<RepairTable> repairTableSlot{};
 
 FixResult RSRuntimeFixMailAccount::fixBasicAccountIfNeededLoggingMessage(
     BasicAccount& account, std::string_view /*loggingMessage*/) {
-  const std::optional<std::string> type = account.type();
-  if (!type || !supportedAccountTypes().contains(*type)) return FixResult::NothingToDo;
-  const std::optional<std::string> accountClass = account.accountClass();
-  if (accountClass && isMailClass(*accountClass)) return FixResult::NothingToDo;
+  if (isInOrder(account.textForKey(kAccountType), account.textForKey(kAccountClass))) {
+    return FixResult::NothingToDo;
+  }
   shouldNotifyMobileMail_ = true;
   return _cleanupAccountClass(account) ? FixResult::Fixed : FixResult::Unfixable;
+}
+
+bool RSRuntimeFixMailAccount::isInOrder(std::optional<std::string_view> type,
+                                        std::optional<std::string_view> accountClass) {
+  return !type || !typesLookedAt().contains(*type) || (accountClass && isMailClass(*accountClass));
 }
 
 bool RSRuntimeFixMailAccount::_cleanupAccountClass(BasicAccount& account) {
@@ -97,9 +107,7 @@ void RSRuntimeFixMailAccount::accountsHaveBeenSaved(bool saved) {
 }
 
 const std::set<std::string, std::less<>>& RSRuntimeFixMailAccount::supportedAccountTypes() const {
-  static const std::set<std::string, std::less<>> types{std::string(kQuorraAccountType),
-                                                        std::string(kMailAccountType)};
-  return types;
+  return typesLookedAt();
 }
 
 void reportMailAccountClassFound() {}

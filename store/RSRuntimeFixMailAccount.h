@@ -16,6 +16,9 @@ namespace accountsettings {
 /// \copydoc RSRuntimeFixMailAccount.h
 class RSRuntimeFixMailAccount : public RuntimeFixer {
  public:
+  /// Whether an account of this type and class needs no repair.
+  [[nodiscard]] static bool isInOrder(std::optional<std::string_view> type,
+                                      std::optional<std::string_view> accountClass);
   /// Looks at accounts of the supported types whose class the mail application does not have.
   FixResult fixBasicAccountIfNeededLoggingMessage(BasicAccount& account,
                                                   std::string_view loggingMessage) override;

@@ -3,14 +3,15 @@
 // over the old file by one call.
 #include "store/SettingsFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <utility>
 
 #include "logging/Logging.h"
 #include "platform/ProcessContext.h"
-#include "plist/Reader.h"
 #include "store/AccountsManager.h"
+#include "store/ShortCuts.h"
 
 namespace accountsettings {
 
@@ -40,16 +41,12 @@ Array accountsOf(const Dictionary& root) {
 }
 
 Result<std::optional<Dictionary>> SettingsFile::read() {
-  Files& files = ProcessContext::current().platform().files;
-  Result<Bytes> bytes = files.read(AccountsManager::fullPathToAccountSettingsPlist());
-  if (!bytes && !tellsAbsence(bytes.error())) return bytes.error();
-  if (!bytes) return std::optional<Dictionary>();
-  if (!knownBytes_.empty() && *bytes == knownBytes_) return std::optional(knownRoot_);
-  const Result<PropertyList> root = readPropertyList(*bytes);
-  if (!root || root->dictionary() == nullptr) return std::optional<Dictionary>();
-  knownBytes_ = std::move(*bytes);
-  knownRoot_ = *root->dictionary();
-  return std::optional(knownRoot_);
+  Result<std::shared_ptr<const KnownSettings>> read = readSettings(known_);
+  if (!read && !tellsAbsence(read.error())) return read.error();
+  if (!read || *read == nullptr) return std::optional<Dictionary>();
+  if (*read != known_) isOwn_ = false;
+  known_ = std::move(*read);
+  return std::optional(known_->root);
 }
 
 Status SettingsFile::replace(Result<Bytes> data, const Dictionary& root) {
@@ -68,9 +65,26 @@ Status SettingsFile::replace(Result<Bytes> data, const Dictionary& root) {
   if (const Status status = files.flushDirectoryOf(path); !status) {
     systemLog("Could not flush the directory of the account settings. %@", status.error().message);
   }
-  knownBytes_ = std::move(*data);
-  knownRoot_ = root;
+  known_ = nowKnown(std::move(*data), root);
+  isOwn_ = true;
   return {};
+}
+
+const Bytes* SettingsFile::serializationOf(const Dictionary& root) const {
+  if (!isOwn_ || known_->root.size() != root.size()) return nullptr;
+  const PropertyList* version = root.find(kPlistVersionKey);
+  const PropertyList* knownVersion = known_->root.find(kPlistVersionKey);
+  const PropertyList* accounts = root.find(kPlistAccountsKey);
+  const PropertyList* knownAccounts = known_->root.find(kPlistAccountsKey);
+  if (version == nullptr || knownVersion == nullptr || !version->identicalTo(*knownVersion)) {
+    return nullptr;
+  }
+  if (accounts == nullptr || knownAccounts == nullptr) return nullptr;
+  const bool areSame = std::equal(
+      accounts->array()->begin(), accounts->array()->end(), knownAccounts->array()->begin(),
+      knownAccounts->array()->end(),
+      [](const PropertyList& each, const PropertyList& known) { return each.identicalTo(known); });
+  return areSame ? &known_->bytes : nullptr;
 }
 
 }  // namespace accountsettings

@@ -2,10 +2,12 @@
 // that a file that nobody has changed since is compared, byte by byte, and not parsed again.
 #pragma once
 
+#include <memory>
 #include <optional>
 
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 
@@ -17,10 +19,13 @@ class SettingsFile {
   // Replaces the file, whole or not at all, by `data`, which is `root` serialised. After a failure,
   // which lacking data is too, the file is as it was and nothing else stays behind.
   Status replace(Result<Bytes> data, const Dictionary& root);
+  // The bytes that this object wrote last, if their root had the very same accounts and version as
+  // `root`, so that serialising it again would give them again; else nullptr.
+  [[nodiscard]] const Bytes* serializationOf(const Dictionary& root) const;
 
  private:
-  Bytes knownBytes_;
-  Dictionary knownRoot_;
+  std::shared_ptr<const KnownSettings> known_;  // what was read or written last
+  bool isOwn_ = false;                          // it was written
 };
 
 // The list of accounts in a settings file's root; empty where it has none.

@@ -15,6 +15,7 @@
 #include "store/ChildAccounts.h"
 #include "store/InBatches.h"
 #include "store/OrderedAccounts.h"
+#include "store/PlainAccounts.h"
 #include "store/SettingsFile.h"
 
 namespace accountsettings {
@@ -43,6 +44,8 @@ struct AccountsManager::Contents {
   LastSave lastSave;
   // What the listeners are to be told of the save that goes on.
   ListenerNews news;
+  // The accounts that the last save found in the file.
+  PlainAccounts plainOnDisk;
 
   void reserve(std::size_t accounts) {
     topLevel.reserve(accounts);

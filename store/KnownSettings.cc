@@ -1,0 +1,84 @@
+// KnownSettings.cc keeps, for each context, the state of the settings file that was known last.
+#include "store/KnownSettings.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/ProcessContext.h"
+#include "plist/Reader.h"
+#include "store/AccountsManager.h"
+#include "store/ShortCuts.h"
+
+namespace accountsettings {
+
+namespace {
+
+// What the process knows. Stores on several threads may share it.
+struct Memory {
+  std::mutex mutex;
+  std::weak_ptr<const KnownSettings> last;
+  std::shared_ptr<const KnownSettings> kept;  // the same, while there are keepers
+  int keepers = 0;
+
+  void know(const std::shared_ptr<const KnownSettings>& settings) {
+    const std::lock_guard guard(mutex);
+    last = settings;
+    if (keepers > 0) kept = settings;
+  }
+  std::shared_ptr<const KnownSettings> known() {
+    const std::lock_guard guard(mutex);
+    return last.lock();
+  }
+};
+
+const ProcessContext::Slot<Memory> memorySlot;
+
+Memory& memory() {
+  return ProcessContext::current().state(memorySlot);
+}
+
+}  // namespace
+
+Result<std::shared_ptr<const KnownSettings>> readSettings(
+    std::shared_ptr<const KnownSettings> expected) {
+  if (!shortCutsAreTaken()) expected = nullptr;
+  const auto known = shortCutsAreTaken() ? memory().known() : nullptr;
+  if (expected == nullptr) expected = known;
+  const Bytes none;
+  Result<std::optional<Bytes>> bytes = ProcessContext::current().platform().files.readUnless(
+      AccountsManager::fullPathToAccountSettingsPlist(),
+      expected != nullptr ? expected->bytes : none);
+  if (!bytes) return bytes.error();
+  if (!*bytes && expected != nullptr) return expected;
+  if (*bytes && known != nullptr && **bytes == known->bytes) return known;
+  ++settingsWork().parsed;
+  Bytes content = std::move(*bytes).value_or(Bytes());
+  const Result<PropertyList> root = readPropertyList(content);
+  if (!root || root->dictionary() == nullptr) return std::shared_ptr<const KnownSettings>();
+  return nowKnown(std::move(content), *root->dictionary());
+}
+
+std::shared_ptr<const KnownSettings> nowKnown(Bytes bytes, Dictionary root) {
+  auto settings =
+      std::make_shared<const KnownSettings>(KnownSettings{std::move(bytes), std::move(root)});
+  memory().know(settings);
+  return settings;
+}
+
+std::optional<Dictionary> settingsInFile() {
+  const auto settings = readSettings();
+  return settings && *settings != nullptr ? std::optional((*settings)->root) : std::nullopt;
+}
+
+KeptSettings::KeptSettings() {
+  const std::lock_guard guard(memory().mutex);
+  ++memory().keepers;
+}
+
+KeptSettings::~KeptSettings() {
+  std::shared_ptr<const KnownSettings> gone;  // released outside the lock
+  const std::lock_guard guard(memory().mutex);
+  if (--memory().keepers == 0) gone = std::move(memory().kept);
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,40 @@
+// KnownSettings are states of the settings file that this process has read or written: the bytes
+// and what they hold. Whoever reads the file again, and finds the bytes that somebody still knows,
+// gets the same values and nothing is parsed.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "plist/PropertyList.h"
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+struct KnownSettings {
+  Bytes bytes;
+  Dictionary root;
+};
+
+// What the settings file holds now: `expected`, where it has these bytes, else the state that was
+// known last in the current context, where somebody still holds it and the file has its bytes, else
+// what parsing them gives. Empty where the file holds no dictionary; fails where it cannot be read.
+[[nodiscard]] Result<std::shared_ptr<const KnownSettings>> readSettings(
+    std::shared_ptr<const KnownSettings> expected = nullptr);
+// A state that was just written, known from now on.
+[[nodiscard]] std::shared_ptr<const KnownSettings> nowKnown(Bytes bytes, Dictionary root);
+// The dictionary in the settings file now; none where the file is missing, unreadable or holds
+// something else.
+[[nodiscard]] std::optional<Dictionary> settingsInFile();
+
+// While a KeptSettings lives, the current context holds the state that was known last, so that
+// steps of one work which ask one after the other parse it once.
+class KeptSettings {
+ public:
+  KeptSettings();
+  ~KeptSettings();
+  KeptSettings(const KeptSettings&) = delete;
+  KeptSettings& operator=(const KeptSettings&) = delete;
+};
+
+}  // namespace accountsettings

@@ -1,0 +1,133 @@
+// PlainAccounts.cc follows what AccountsManager_Loading.cc and BasicAccount::initWithProperties()
+// do with a list; what one of them begins to log, to repair or to make belongs here too.
+#include "store/PlainAccounts.h"
+
+#include <optional>
+#include <utility>
+
+#include "account/AccountConstants.h"
+#include "account/BasicAccount.h"
+#include "account/StringList.h"
+#include "store/InBatches.h"
+#include "store/RSRuntimeFixMailAccount.h"
+
+namespace accountsettings {
+
+namespace {
+
+// Whether a record of the description is made without a word, with the identifier that it brings.
+bool makesRecordQuietly(const Dictionary& description) {
+  return stringOf(description.find(kAccountIdentifier)) &&
+         !stringOf(description.find(kAccountClass)).value_or("").empty() &&
+         BasicAccount::_isValidAccountType(
+             stringOf(description.find(kAccountType)).value_or(std::string_view()));
+}
+
+const Array* childrenOf(const Dictionary& account) {
+  const PropertyList* children = account.find(kAccountChildAccounts);
+  return children != nullptr ? children->array() : nullptr;
+}
+
+bool childrenLoadQuietly(const Dictionary& account) {
+  const Array* children = childrenOf(account);
+  if (children == nullptr) return true;
+  for (const PropertyList& child : *children) {
+    if (child.dictionary() == nullptr || !makesRecordQuietly(*child.dictionary())) return false;
+  }
+  return true;
+}
+
+bool loadsQuietly(const Dictionary& account) {
+  return makesRecordQuietly(account) &&
+         RSRuntimeFixMailAccount::isInOrder(stringOf(account.find(kAccountType)),
+                                            stringOf(account.find(kAccountClass))) &&
+         childrenLoadQuietly(account);
+}
+
+std::string_view identifierOf(const Dictionary& account) {
+  return *stringOf(account.find(kAccountIdentifier));
+}
+
+}  // namespace
+
+bool PlainAccounts::examine(const Array& accounts) {
+  if (arePlain_ && accounts.identicalTo(accounts_)) return true;
+  // Kept until no view refers to it any more.
+  const Array before = std::exchange(accounts_, accounts);
+  const bool werePlain = std::exchange(arePlain_, false);
+  bool sameIdentifiers = werePlain && before.size() == accounts.size();
+  expected_ = 0;
+  for (std::size_t i = 0; i < accounts.size(); ++i) {
+    const Dictionary* account = accounts[i].dictionary();
+    if (account == nullptr) return false;
+    const Dictionary* known = werePlain && i < before.size() ? before[i].dictionary() : nullptr;
+    if (known != nullptr && account->identicalTo(*known)) continue;
+    if (!loadsQuietly(*account)) return false;
+    sameIdentifiers = sameIdentifiers && keepsIdentifiers(i, *account, *known);
+  }
+  arePlain_ = sameIdentifiers || enterIdentifiers();
+  return arePlain_;
+}
+
+const Dictionary* PlainAccounts::find(std::string_view identifier) const {
+  std::optional<std::size_t> place = expected_;
+  if (expected_ >= identifiers_.size() || identifiers_[expected_] != identifier) {
+    const TokenTable::Key key = detail::hashOf(identifier);
+    place = places_.first(key, [&](std::size_t each) { return identifiers_[each] == identifier; });
+    if (!place) {
+      const auto child = childPlaces_.first(
+          key, [&](std::size_t each) { return children_[each].identifier == identifier; });
+      return child ? accounts_[children_[*child].parent].dictionary() : nullptr;
+    }
+  }
+  expected_ = *place + 1;
+  return accounts_[*place].dictionary();
+}
+
+bool PlainAccounts::keepsIdentifiers(std::size_t place, const Dictionary& account,
+                                     const Dictionary& before) {
+  const Array* children = childrenOf(account);
+  const Array* childrenBefore = childrenOf(before);
+  const bool sameChildren = children == nullptr || childrenBefore == nullptr
+                                ? children == childrenBefore
+                                : children->identicalTo(*childrenBefore);
+  if (!sameChildren || identifierOf(account) != identifierOf(before)) return false;
+  identifiers_[place] = identifierOf(account);
+  return true;
+}
+
+bool PlainAccounts::enterIdentifiers() {
+  identifiers_.clear();
+  children_.clear();
+  places_.clear();
+  childPlaces_.clear();
+  identifiers_.reserve(accounts_.size());
+  places_.reserve(accounts_.size());
+  bool areUnique = true;
+  visitInBatches(
+      accounts_.begin(), accounts_.end(), fetchDescription, [&](const PropertyList& account) {
+        const std::string_view identifier = identifierOf(*account.dictionary());
+        const TokenTable::Key key = detail::hashOf(identifier);
+        const auto isSame = [&](std::size_t each) { return identifiers_[each] == identifier; };
+        areUnique = areUnique && !places_.first(key, isSame) && enterChildren(identifiers_.size());
+        places_.add(key, identifiers_.size());
+        identifiers_.push_back(identifier);
+      });
+  return areUnique;
+}
+
+bool PlainAccounts::enterChildren(std::size_t parent) {
+  const Array* children = childrenOf(*accounts_[parent].dictionary());
+  if (children == nullptr) return true;
+  for (const PropertyList& child : *children) {
+    const std::string_view identifier = identifierOf(*child.dictionary());
+    const TokenTable::Key key = detail::hashOf(identifier);
+    const auto isSame = [&](std::size_t each) { return children_[each].identifier == identifier; };
+    if (childPlaces_.first(key, isSame)) return false;
+    childPlaces_.add(key, children_.size());
+    children_.push_back({identifier, parent});
+  }
+  return true;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,53 @@
+// PlainAccounts tells what a store built from a list of account dictionaries would hold, without
+// building it. It does so for lists that are plain: loading them would log nothing, repair nothing
+// and make no identifier, and no identifier repeats in them. A save that meets the list which the
+// save before wrote looks only at what has changed.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "plist/PropertyList.h"
+#include "store/TokenTable.h"
+
+namespace accountsettings {
+
+class PlainAccounts {
+ public:
+  // Looks at a list, of which it keeps a copy. Answers whether it is plain. AssertionFailure where
+  // the account types cannot be read.
+  bool examine(const Array& accounts);
+
+  // REQUIRES: the last list that was examined is plain.
+  // What AccountsManager::accountWithIdentifier() would find in a store built from it: an account,
+  // or the parent of a child, with this identifier; else nullptr. Good until the next list.
+  [[nodiscard]] const Dictionary* find(std::string_view identifier) const;
+
+ private:
+  struct Child {
+    std::string_view identifier;
+    std::size_t parent = 0;  // its place in the list
+  };
+
+  // Whether the account, new at this place, has the identifiers, its own and its children's, that
+  // the one there before had; if so, notes where its own is now.
+  [[nodiscard]] bool keepsIdentifiers(std::size_t place, const Dictionary& account,
+                                      const Dictionary& before);
+  // Enters all identifiers anew; false where one repeats.
+  [[nodiscard]] bool enterIdentifiers();
+  [[nodiscard]] bool enterChildren(std::size_t parent);
+
+  bool arePlain_ = false;
+  Array accounts_;
+  // Views into the dictionaries of the list, which keeps them alive and unchanged.
+  std::vector<std::string_view> identifiers_;  // by place
+  std::vector<Child> children_;
+  TokenTable places_;       // from hashes of identifiers to places in identifiers_
+  TokenTable childPlaces_;  // the same, to places in children_
+  // The place behind the one found last: accounts are looked up in the order of the list more often
+  // than not.
+  mutable std::size_t expected_ = 0;
+};
+
+}  // namespace accountsettings
