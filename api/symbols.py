@@ -40,7 +40,11 @@ def public_names():
         code = re.sub(r"//.*", "", text)
         names.update(re.findall(r"^(?:class|struct) (?:\[\[nodiscard\]\] )?(\w+)[^;]*$", code, re.M))
         names.update(re.findall(r"\b(\w+|operator==)\(", code))
-        own = re.sub(r"^namespace (?:accountsettings::)?detail \{.*?^\}  // namespace|//[^\n]*", "", text, flags=re.M | re.S)
+        if header.startswith("testing/"):
+            continue  # those that run the suite define what it asks for
+        own = re.sub(r"^namespace (?:accountsettings::)?detail \{.*?^\}  // namespace|//[^\n]*", "", text,
+                     flags=re.M | re.S)
+        own = re.sub(r"<[^;{}]*?>", "", own)
         functions.update(re.findall(r"^(?:\[\[|\w)[^;{}()]*\b(\w+)\((?=[^{};]*;)", own, re.M))
     return names, functions
 
@@ -57,7 +61,7 @@ def listed(version, known):
             first = re.search(r"accountsettings::([\w=]+)", name)
             if first and "PRIVATE" not in node and first.group(1) not in declared:
                 faults.append(f"{name} stands under {node}, and no public header declares it")
-            if first and "PRIVATE" not in node:
+            if first:
                 missing.discard(first.group(1))
             quoted = f'(c++)"{key}"' if "::" in name else key
             lines.append(f" {quoted} {known.get(quoted, version)}")

@@ -123,23 +123,23 @@ flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs accountse
 # The include path that is handed out holds nothing but accountsettings/.
 [ "$(ls "$usr/include")" = accountsettings ] || fail "the include path holds more than accountsettings/"
 
-# Each header can be included on its own, and no header of a program's own is taken for one of them
-# or hides one, whichever folder comes first.
-mkdir "$work/own" "$work/headers"
+# No header of a program's own is taken for one of them or hides one, whichever folder comes first.
+mkdir "$work/own"
 find "$usr/include/accountsettings" -mindepth 2 -name '*.h' -printf '%P\n' | sort >"$work/list"
-while read -r header; do
-  mkdir -p "$work/own/${header%/*}"
-  echo "#define OWN_${header//[\/.]/_}" >"$work/own/$header"
-  printf '#include <accountsettings/%s>\n#include "%s"\n#ifndef OWN_%s\n#error not the own one\n#endif\n' \
-    "$header" "$header" "${header//[\/.]/_}" >"$work/headers/${header//[\/.]/_}.cc"
-done <"$work/list"
 [ "$(wc -l <"$work/list")" -gt 30 ] || fail "headers are missing"
-cat "$work/headers"/*.cc >"$work/all.cc"
-echo '#include <accountsettings/accountsettings.h>' >>"$work/all.cc"
-ls "$work/headers"/*.cc | xargs -P 4 -n 4 "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror \
-  -I"$usr/include" -I"$work/own" || fail "a header does not stand alone"
-"$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror -I"$work/own" -I"$usr/include" "$work/all.cc" ||
-  fail "headers of a program's own are in the way"
+echo '#include <accountsettings/accountsettings.h>' >"$work/all.cc"
+while read -r header; do
+  name=${header//[\/.]/_}
+  mkdir -p "$work/own/${header%/*}"
+  echo "#define OWN_$name" >"$work/own/$header"
+  printf '#include <accountsettings/%s>\n#include "%s"\n#ifndef OWN_%s\n#error not the own one\n#endif\n' \
+    "$header" "$header" "$name" >>"$work/all.cc"
+done <"$work/list"
+for order in "-I$usr/include -I$work/own" "-I$work/own -I$usr/include"; do
+  # shellcheck disable=SC2086 - the order is two words
+  "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Werror $order "$work/all.cc" ||
+    fail "headers of a program's own are in the way ($order)"
+done
 
 # Installed, used, upgraded and purged in a private copy of this system, of which nothing stays.
 if [ "$(id -u)" -ne 0 ] || ! unshare -m true 2>/dev/null; then
