@@ -64,6 +64,3 @@ set(headers_of_bench ${posix_headers} malloc.h benchmark/benchmark.h)
 # The C library that the property lists are measured beside.
 set(headers_of_bench/plist_bench.cc plist/plist.h)
 set(headers_of_tests ${posix_headers} ${linux_headers} ${test_headers})
-
-# Where sources do not all open with a sentence that says what they are for.
-set(folders_without_openings host tool)

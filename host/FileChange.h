@@ -1,6 +1,7 @@
-// FileChange is one change of one file, complete in itself: what shall stand at a path, and for
-// whom. A list of them is carried out in its order; each file is written once, whole and flushed,
-// and what is as meant already is left out of it.
+/// \file
+/// FileChange is one change of one file, complete in itself: what shall stand at a path, and for
+/// whom. A list of them is carried out in its order; each file is written once, whole and flushed,
+/// and what is as meant already is left out of it.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,8 @@
-// migrateStaged() migrates a device as one: under the migration lock it ends what an earlier run
-// left, runs the migrator once on staged files, lets the caller judge what it would do, and commits
-// it, with a backup that is the journal. A kill at any moment loses nothing: the next call ends it.
+/// \file
+/// migrateStaged() migrates a device as one: under the migration lock it ends what an earlier run
+/// left, runs the migrator once on staged files, lets the caller judge what it would do, and
+/// commits it, with a backup that is the journal. A kill at any moment loses nothing: the next call
+/// ends it.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +31,10 @@ struct StagedMigrationOptions {
   /// where the device changed meanwhile and the migration was staged anew.
   std::function<bool(StagedMigration&)> judge;
   /// Told that nothing stands against the commit: the next thing is the first change.
+  ///@{
   std::function<void()> willCommit;
   StepProgress progress;
+  ///@}
   /// What the backup names as the program that made it.
   std::string madeBy;
 };
@@ -62,16 +66,22 @@ struct MigrationOutcome {
   /// One sentence: why it was refused, or how the device is not as was meant. Empty else.
   std::string problem;
   /// The backup that holds what was there before; empty where none is kept.
+  ///@{
   std::string backup;
   bool daemonStopped = false;
+  ///@}
   /// The earlier run's backup, where this one completed it or put back what it had removed.
+  ///@{
   std::optional<std::string> completed;
   std::optional<std::string> putBack;
+  ///@}
   /// What failed without harm: the copy, the record, the marker, the backup's upkeep.
   std::vector<std::string> warnings;
   /// Device paths that this run wrote and removed.
+  ///@{
   std::vector<std::string> written;
   std::vector<std::string> removed;
+  ///@}
   /// What was judged, and committed where it was; nullptr where nothing came to be staged.
   std::shared_ptr<StagedMigration> staged;
 };

@@ -1,6 +1,7 @@
-// StagedMigration is what one migration of a device does, found out by running the plug-in's
-// migrator once on staged files: everything is read from the device, and nothing is changed. It can
-// be looked at, judged, and committed.
+/// \file
+/// StagedMigration is what one migration of a device does, found out by running the plug-in's
+/// migrator once on staged files: everything is read from the device, and nothing is changed. It
+/// can be looked at, judged, and committed.
 #pragma once
 
 #include <cstdint>
@@ -79,8 +80,10 @@ class StagedMigration {
   [[nodiscard]] const FileChange* changeAt(const std::string& path) const;
 
   /// The settings' dictionary as it was and as it would be; none where there is none.
+  ///@{
   [[nodiscard]] const std::optional<Dictionary>& settingsBefore();
   [[nodiscard]] const std::optional<Dictionary>& settingsAfter();
+  ///@}
   /// The settings' "Version" as it was; none where they tell none.
   [[nodiscard]] std::optional<std::int64_t> versionBefore();
 
@@ -94,8 +97,10 @@ class StagedMigration {
   [[nodiscard]] std::optional<std::string> firstChange();
 
   /// The system's log lines and the notices, held back.
+  ///@{
   [[nodiscard]] HeldLog& log() noexcept;
   [[nodiscard]] HeldNotices& notices() noexcept;
+  ///@}
 
  private:
   struct State;
