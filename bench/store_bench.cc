@@ -16,11 +16,14 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "bench/SampleSettings.h"
 #include "host/LinuxHost.h"
+#include "host/RememberedFiles.h"
+#include "host/StagedFiles.h"
 #include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
@@ -28,58 +31,6 @@
 
 namespace accountsettings {
 namespace {
-
-// MemoryFiles holds files by path; whatever a save does not need fails.
-class MemoryFiles : public Files {
- public:
-  std::map<std::string, Bytes> files;
-
-  Result<Bytes> read(const std::string& path) override {
-    const auto found = files.find(path);
-    if (found == files.end()) return Error{path + ": no such file", 0};
-    return found->second;
-  }
-  bool exists(const std::string& path) override { return files.count(path) != 0; }
-  bool isDirectory(const std::string&) override { return false; }
-  Status copy(const std::string&, const std::string&) override { return refused(); }
-  Status remove(const std::string& path) override {
-    files.erase(path);
-    return {};
-  }
-  Status create(const std::string&, std::span<const std::uint8_t>) override { return refused(); }
-  Status makeDirectory(const std::string&, unsigned) override { return refused(); }
-  Status writeAtomically(const std::string&, std::span<const std::uint8_t>) override {
-    return refused();
-  }
-  Result<std::unique_ptr<TemporaryFile>> makeTemporary(const std::string& destination) override {
-    return {std::make_unique<Temporary>(*this, destination + ".new")};
-  }
-  Status rename(const std::string& source, const std::string& target) override {
-    files[target] = std::move(files[source]);
-    files.erase(source);
-    return {};
-  }
-  Status flushDirectoryOf(const std::string&) override { return {}; }
-
- private:
-  class Temporary : public TemporaryFile {
-   public:
-    Temporary(MemoryFiles& owner, std::string path) : owner_(owner), path_(std::move(path)) {}
-    const std::string& path() const override { return path_; }
-    Status write(std::span<const std::uint8_t> bytes) override {
-      owner_.files[path_].assign(bytes.begin(), bytes.end());
-      return {};
-    }
-    Status setOwner(std::string_view, std::string_view) override { return {}; }
-    Status flushAndClose() override { return {}; }
-
-   private:
-    MemoryFiles& owner_;
-    std::string path_;
-  };
-
-  static Status refused() { return Error{"not part of a save", 0}; }
-};
 
 // The system log's lines would be part of what is measured.
 class SilentLog : public SystemLog {
@@ -125,12 +76,13 @@ class Device {
     options.systemLog = &log_;
     writeAccountNames();
     host_ = std::move(LinuxHost::create(std::move(options)).value());
+    remembered_.emplace(host_->files(), host_->accountNames());
+    memory_.emplace(*remembered_, *host_);
     Platform platform = host_->platform();
     context_ = std::make_unique<ProcessContext>(
-        inMemory ? platformWith(platform, {.files = &memory_}) : platform);
+        inMemory ? platformWith(platform, {.files = &*memory_}) : platform);
     override_ = std::make_unique<ProcessContext::Override>(*context_);
     settings_ = settingsFile(accounts, root_ / "scratch");
-    isInMemory_ = inMemory;
     putSettings();
   }
   ~Device() { std::filesystem::remove_all(root_); }
@@ -139,11 +91,8 @@ class Device {
 
   void putSettings() {
     const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
-    if (isInMemory_) {
-      memory_.files[path] = settings_;
-    } else if (!host_->platform().files.create(path, settings_)) {
-      std::abort();
-    }
+    Files& files = ProcessContext::current().platform().files;
+    if (!files.writeAtomically(path, settings_)) std::abort();
   }
 
  private:
@@ -162,12 +111,12 @@ class Device {
 
   std::filesystem::path root_;
   SilentLog log_;
-  MemoryFiles memory_;
   std::unique_ptr<LinuxHost> host_;
+  std::optional<RememberedFiles> remembered_;
+  std::optional<StagedFiles> memory_;
   std::unique_ptr<ProcessContext> context_;
   std::unique_ptr<ProcessContext::Override> override_;
   Bytes settings_;
-  bool isInMemory_ = true;
 };
 
 void countAccounts(benchmark::State& state) {
