@@ -195,7 +195,7 @@ Status BackupMaker::keep(const TouchedPath& watched) {
 
 Status BackupMaker::keepFiles() {
   for (const TouchedPath& watched : pathsThatAMigrationTouches()) {
-    const Status kept = keep(watched);
+    Status kept = keep(watched);
     if (kept) continue;
     // An old copy of the settings is worth no migration: nobody reads it but who looks for a fault.
     if (watched.role != PathRole::SettingsCopy) return kept;
@@ -260,7 +260,7 @@ Status removeBackup(LinuxFiles& files, const std::string& name) {
     return Error{appendPathComponent(directory, each) + ": it is none of a backup's files"};
   }
   // The manifest first, so that a half-removed backup is known as one.
-  const Status removed = files.remove(appendPathComponent(directory, kManifestName));
+  Status removed = files.remove(appendPathComponent(directory, kManifestName));
   if (!removed && !isAbsence(removed.error())) return removed;
   for (const std::string& each : *names) {
     if (each == kManifestName) continue;

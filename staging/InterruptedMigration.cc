@@ -258,7 +258,7 @@ Status Ender::complete() {
   const std::string settings = accountSettingsAccountsPath();
   for (const MeantChange& meant : journal_.meant) {
     if (meant.path == settings) continue;
-    const Status done = carryOut(meant);
+    Status done = carryOut(meant);
     if (done) continue;
     const auto role = roleOfPath(meant.path);
     if (role && isLegacy(*role)) return done;
