@@ -31,10 +31,8 @@ struct StagedMigrationOptions {
   /// where the device changed meanwhile and the migration was staged anew.
   std::function<bool(StagedMigration&)> judge;
   /// Told that nothing stands against the commit: the next thing is the first change.
-  ///@{
   std::function<void()> willCommit;
   StepProgress progress;
-  ///@}
   /// What the backup names as the program that made it.
   std::string madeBy;
 };
@@ -66,10 +64,8 @@ struct MigrationOutcome {
   /// One sentence: why it was refused, or how the device is not as was meant. Empty else.
   std::string problem;
   /// The backup that holds what was there before; empty where none is kept.
-  ///@{
   std::string backup;
   bool daemonStopped = false;
-  ///@}
   /// The earlier run's backup, where this one completed it or put back what it had removed.
   ///@{
   std::optional<std::string> completed;
