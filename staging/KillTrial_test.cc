@@ -206,7 +206,7 @@ TEST_P(KillTrial, TheNextMigrationComesToTheResultOfAnUndisturbedOne) {
     }
     EXPECT_EQ(difference(comparableTree(), reference), "");
     expectNothingLeftOpen();
-    if (!GetParam().keepBackup) EXPECT_TRUE(backups().empty());
+    EXPECT_TRUE(GetParam().keepBackup || backups().empty());
   });
   RecordProperty("kills", kills);
   std::printf("%d kills\n", kills);
@@ -312,7 +312,7 @@ INSTANTIATE_TEST_SUITE_P(Devices, KillTrial,
                                            Kit{"BothWithoutBackup", true, true, false, false},
                                            Kit{"BothWithRecord", true, true, false, true, true},
                                            Kit{"Sentinel", true, true, true}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& kit) { return std::string(kit.param.name); });
 
 }  // namespace
 }  // namespace accountsettings

@@ -76,7 +76,7 @@ TEST_F(AccountsManagerListeners, MayWantCertainDataclassesOnly) {
 
 TEST_F(AccountsManagerListeners, AreCalledAfterTheListedNotifiersInTheOrderOfRegistration) {
   struct Notifier : ClassObject, NoteAccountChangesCapability {
-    explicit Notifier(Strings& order) : order(order) {}
+    explicit Notifier(Strings& calls) : order(calls) {}
     void noteAccountChanges(const Array&) override { order.emplace_back("listed"); }
     Strings& order;
   };

@@ -128,8 +128,8 @@ TEST_F(AccountsManagerLocking, APlatformWithoutTheLockSavesAsEver) {
                    platform.directories,
                    platform.systemLog,
                    platform.configuration};
-  ProcessContext context(without);
-  const ProcessContext::Override there(context);
+  ProcessContext withoutLock(without);
+  const ProcessContext::Override there(withoutLock);
   const auto store = loaded({account("A")});
   bool done = false;
   EXPECT_TRUE(AccountsManager::withSettingsLocked([&] {

@@ -42,7 +42,9 @@ std::string matched(const Array& before, const Array& after) {
   std::string all;
   forEachAccount(before, [&](Place place, const Dictionary&) {
     const auto successor = matching.successorOf(place);
-    if (successor) EXPECT_EQ(matching.predecessorOf(*successor), place);
+    if (successor) {
+      EXPECT_EQ(matching.predecessorOf(*successor), place);
+    }
     all += (all.empty() ? "" : " ") + text(place) + ">" + (successor ? text(*successor) : "-");
   });
   return all;

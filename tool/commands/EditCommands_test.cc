@@ -58,8 +58,9 @@ class Edit : public ::testing::Test {
     const auto before = root.snapshot();
     const ToolResult result = run(arguments);
     EXPECT_EQ(result.status, status) << result.out;
-    EXPECT_EQ(result.err,
-              "accountsettings: " + adviceWithRoot({.root = root.path()}, message) + "\n");
+    CommonOptions options;
+    options.root = root.path();
+    EXPECT_EQ(result.err, "accountsettings: " + adviceWithRoot(options, message) + "\n");
     EXPECT_EQ(root.snapshot(), before);
   }
 

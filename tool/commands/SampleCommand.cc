@@ -178,7 +178,10 @@ void show(Output& output, const std::string& root, const Release& release,
   output.line(std::string(dryRun ? "Would write" : "Wrote") + " a device root with " +
               release.meaning() + ":");
   for (const DeviceFile& each : files) output.line("  " + root + each.path);
-  if (!dryRun) output.line("Look at it with: " + commandLineFor({.root = root}, {"show"}));
+  if (dryRun) return;
+  CommonOptions there;
+  there.root = root;
+  output.line("Look at it with: " + commandLineFor(there, {"show"}));
 }
 
 }  // namespace
