@@ -16,10 +16,8 @@ namespace accountsettings {
 namespace {
 
 bool isLegacyFile(const std::string& path) {
-  const std::string mail = mailAccountsPath();
-  const std::string exchange = daAccountPath();
-  return path == mail || path == originalOf(mail) || path == exchange ||
-         path == originalOf(exchange);
+  const std::optional<PathRole> role = roleOfPath(path);
+  return role && isLegacy(*role);
 }
 
 bool isRemoval(const FileChange& change) {

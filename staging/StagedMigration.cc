@@ -55,12 +55,25 @@ bool isForDiagnosis(const std::string& path) {
 
 // Where a change stands in the commit.
 int rankOf(const std::string& path) {
-  const std::string mail = mailAccountsPath();
-  const std::string exchange = daAccountPath();
-  if (path == exchange || path == originalOf(exchange)) return 0;
-  if (path == mail || path == originalOf(mail)) return 1;
-  if (path == removalSentinelPath()) return 2;
-  return path == accountSettingsAccountsPath() ? 3 : 4;
+  const std::optional<PathRole> role = roleOfPath(path);
+  if (!role) return 4;  // the record and its directories
+  switch (*role) {
+    case PathRole::LegacyExchange:
+    case PathRole::LegacyExchangeOriginal:
+      return 0;
+    case PathRole::LegacyMail:
+    case PathRole::LegacyMailOriginal:
+      return 1;
+    case PathRole::Sentinel:
+      return 2;
+    case PathRole::Settings:
+      return 3;
+    case PathRole::AutoFetchMarker:
+      return 5;
+    case PathRole::SettingsCopy:
+      break;
+  }
+  return 6;
 }
 
 }  // namespace

@@ -48,12 +48,24 @@ std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& mani
 // Puts everything back, and looks whether it is there.
 void putBack(Session& session, OpenedRoot& device, const BackupManifest& manifest) {
   const LockHeld lock(device);
+  // Nor may a program that saves come between the look at the files and their replacement.
+  const auto settings = device.host().platform().writerLocks.hold(accountSettingsAccountsPath());
+  if (!settings) {
+    throw Prevented("", settings.error().message, "nothing was changed; try again");
+  }
   const std::vector<RestoreStep> steps = prepared(device, manifest);
   session.interrupts.emplace();
   Status done = applyRestore(device, steps);
   // An interrupted or a broken migration is over with this.
   if (done) done = noteRestore(device.host());
-  const std::vector<RestoreStep> left = prepared(device, manifest);
+  const Result<std::vector<RestoreStep>> looked = prepareRestore(device, manifest);
+  if (!looked) {
+    throw CommandFailure(
+        ExitStatus::Broken, "backup " + manifest.name,
+        "whether everything was put back cannot be told: " + looked.error().message,
+        "run the same restore again");
+  }
+  const std::vector<RestoreStep>& left = *looked;
   const auto open = std::find_if(left.begin(), left.end(),
                                  [](const auto& each) { return each.action != Action::Same; });
   if (done && open == left.end()) return;

@@ -1,12 +1,16 @@
 // Tests of `restore` and `history`, run as processes: what a migration replaced comes back byte
 // for byte, with mode and owner.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "testing/ToolRun.h"
 #include "tool/commands/SampleAccounts.h"
@@ -90,6 +94,24 @@ TEST_F(Restore, GivesBackSettingsThatWereReplaced) {
   const auto before = states();
   ASSERT_EQ(run("migrate").status, 0);
   ASSERT_EQ(run("restore", {backup()}).status, 0);
+  EXPECT_EQ(states(), before);
+}
+
+TEST_F(Restore, WaitsForAProgramThatIsSaving) {
+  root_.putSettings(9, {mailAccount("A")});
+  const auto before = states();
+  ASSERT_EQ(run("migrate").status, 0);
+  const auto migrated = states();
+  const std::string folder = fs::path(root_.settingsPath()).parent_path();
+  const int held = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(::flock(held, LOCK_EX), 0);
+  std::future<ToolResult> restoring =
+      std::async(std::launch::async, [&] { return run("restore"); });
+  EXPECT_EQ(restoring.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
+  EXPECT_EQ(states(), migrated);
+  ::close(held);
+  const ToolResult result = restoring.get();
+  EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(states(), before);
 }
 
