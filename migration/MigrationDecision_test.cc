@@ -161,10 +161,11 @@ TEST_F(MigrationDecision, NothingIsToBeMigratedWhereNobodyCanTellWhatIsThere) {
     const std::string path = look == 1 ? kLegacyMail : kLegacyExchange;
     fake.faults.failAt("files.exists", look, EMFILE);
     EXPECT_EQ(decide(), (Flags{false, false, false})) << path;
-    expectLog({"+[AccountsManager(MigrationSupport) "
-               "shouldMigrateOldMailAccounts:oldDAAccounts:newAccountSettings:]. Could not find "
-               "out what is to be migrated. Error = " +
-               path + ": Too many open files"});
+    expectLog(
+        {"+[AccountsManager(MigrationSupport) "
+         "shouldMigrateOldMailAccounts:oldDAAccounts:newAccountSettings:]. Could not find "
+         "out what is to be migrated. Error = " +
+         path + ": Too many open files"});
     fake.faults.failAt("files.exists", look, EMFILE);
     const Result<MigrationNeeds> needs = AccountsManager::migrationNeeds();
     ASSERT_FALSE(needs);
