@@ -14,18 +14,11 @@ namespace accountsettings {
 
 namespace {
 
-const Array* arrayUnder(const Dictionary& dictionary, std::string_view key) {
-  const PropertyList* value = dictionary.find(key);
-  return value != nullptr ? value->array() : nullptr;
-}
-
 // The data classes stored as enabled, as they stand; the record's own rules play no part.
 Dataclasses enabledIn(const Dictionary& properties) {
   Dataclasses enabled;
-  if (const Array* stored = arrayUnder(properties, kAccountEnabledDataclasses)) {
-    for (const PropertyList& each : *stored) {
-      if (const auto dataclass = each.stringValue()) enabled.push_back(*dataclass);
-    }
+  for (const PropertyList& each : properties.arrayOrEmpty(kAccountEnabledDataclasses)) {
+    if (const auto dataclass = each.stringValue()) enabled.push_back(*dataclass);
   }
   std::sort(enabled.begin(), enabled.end());
   enabled.erase(std::unique(enabled.begin(), enabled.end()), enabled.end());
@@ -112,12 +105,11 @@ Dataclasses dataclassesConcerned(AccountChangeType changeType,
 
 Dictionary changeRecord(AccountChangeType changeType, const std::optional<Dictionary>& original,
                         const std::optional<Dictionary>& current) {
-  const Array* enabled = original ? arrayUnder(*original, kAccountEnabledDataclasses) : nullptr;
   Dictionary record{{kRSChangeAccountChangeTypeKey, static_cast<std::int32_t>(changeType)}};
   record.set(kRSChangeAccountIdentifierKey, textOfEither(kAccountIdentifier, current, original));
   record.set(kRSChangeAccountTypeKey, textOfEither(kAccountType, current, original));
   record.set(kRSChangeAccountOriginallyEnabledDataclassesKey,
-             enabled != nullptr ? *enabled : Array());
+             original ? original->arrayOrEmpty(kAccountEnabledDataclasses) : Array());
   return record;
 }
 

@@ -36,8 +36,7 @@ bool tellsAbsence(const Error& error) {
 }  // namespace
 
 Array accountsOf(const Dictionary& root) {
-  const PropertyList* accounts = root.find(kPlistAccountsKey);
-  return accounts != nullptr && accounts->array() != nullptr ? *accounts->array() : Array();
+  return root.arrayOrEmpty(kPlistAccountsKey);
 }
 
 Result<std::optional<Dictionary>> SettingsFile::read() {
