@@ -53,8 +53,7 @@ Result<FileAttributes> attributesOf(const RootDirectory& root, const std::string
 Presence presenceFrom(const Result<FileDescriptor>& look) {
   if (look) return Presence::of(true);
   const Error& error = look.error();
-  const bool isAbsence = error.code == ENOENT || error.code == ENOTDIR;
-  return isAbsence ? Presence::of(false) : Presence(error);
+  return isAbsence(error) ? Presence::of(false) : Presence(error);
 }
 
 Opener openerIn(const RootDirectory& root, const std::string& path) {

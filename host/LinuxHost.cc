@@ -50,8 +50,7 @@ struct ConfigurationFile {
               : Opener([this](int flags) { return root.open(kConfigurationFile, flags); });
     Result<Bytes> bytes = readRegular(opener, kLargestConfiguration, shown());
     if (bytes) return std::optional(std::move(bytes).value());
-    const int code = bytes.error().code;
-    if (!given && (code == ENOENT || code == ENOTDIR)) return std::optional<Bytes>();
+    if (!given && isAbsence(bytes.error())) return std::optional<Bytes>();
     return bytes.error();
   }
   [[nodiscard]] Result<HostConfiguration> parse(const std::optional<Bytes>& bytes) const {

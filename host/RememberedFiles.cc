@@ -12,10 +12,6 @@ namespace accountsettings {
 
 namespace {
 
-bool isAbsence(const Error& error) {
-  return error.code == ENOENT || error.code == ENOTDIR;
-}
-
 Status refusal(const std::string& path) {
   return systemError(path, EROFS);
 }

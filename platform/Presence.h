@@ -4,12 +4,19 @@
 /// says which of the three counts.
 #pragma once
 
+#include <cerrno>
 #include <optional>
 #include <utility>
 
 #include "plist/Result.h"
 
 namespace accountsettings {
+
+/// Whether the error of a look or a reading says that nothing is there, which is an answer. Any
+/// other error leaves it open.
+[[nodiscard]] inline bool isAbsence(const Error& error) noexcept {
+  return error.code == ENOENT || error.code == ENOTDIR;
+}
 
 class [[nodiscard]] Presence {
  public:

@@ -81,10 +81,6 @@ std::string nameAfter(const std::vector<std::string>& names, const std::string& 
   return last.substr(0, kDateLength) + "-" + std::to_string(number + 1);
 }
 
-bool isAbsence(const Error& error) {
-  return error.code == ENOENT || error.code == ENOTDIR;
-}
-
 // Writes a file of the backup's directory, which is private to whoever makes the backup.
 Status keepBytes(LinuxFiles& files, const std::string& path, const Bytes& bytes) {
   const FileChange change{FileChange::Kind::Write, path, nullptr, 0600, std::nullopt};

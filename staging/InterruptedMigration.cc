@@ -24,8 +24,7 @@ constexpr std::string_view kChangedSince = "changed since";
 Result<std::optional<std::string>> sumAt(LinuxFiles& files, const std::string& path) {
   const Result<Bytes> bytes = files.read(path);
   if (!bytes) {
-    const int code = bytes.error().code;
-    if (code == ENOENT || code == ENOTDIR) return std::optional<std::string>();
+    if (isAbsence(bytes.error())) return std::optional<std::string>();
     return bytes.error();
   }
   Result<std::string> sum = sha256(*bytes);
@@ -36,7 +35,7 @@ Result<std::optional<std::string>> sumAt(LinuxFiles& files, const std::string& p
 Result<bool> isThere(LinuxFiles& files, const std::string& path) {
   const Result<FileAttributes> there = files.attributes(path);
   if (there) return true;
-  if (there.error().code == ENOENT || there.error().code == ENOTDIR) return false;
+  if (isAbsence(there.error())) return false;
   return there.error();
 }
 
@@ -47,8 +46,7 @@ Result<Standing> standingOf(LinuxFiles& files, const BackupFile& kept) {
   using Kind = FileAttributes::Kind;
   const Result<FileAttributes> there = files.attributes(kept.path);
   if (!there) {
-    const int code = there.error().code;
-    if (code == ENOENT || code == ENOTDIR) return Standing::Nothing;
+    if (isAbsence(there.error())) return Standing::Nothing;
     return there.error();
   }
   const bool isLink = kept.state == BackupFile::State::Link;

@@ -4,11 +4,11 @@
 #include "store/SettingsFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <utility>
 
 #include "logging/Logging.h"
+#include "platform/Presence.h"
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
 #include "store/ShortCuts.h"
@@ -29,10 +29,6 @@ Status fill(TemporaryFile& file, const Bytes& data) {
   return file.flushAndClose();
 }
 
-bool tellsAbsence(const Error& error) {
-  return error.code == ENOENT || error.code == ENOTDIR;
-}
-
 }  // namespace
 
 Array accountsOf(const Dictionary& root) {
@@ -41,7 +37,7 @@ Array accountsOf(const Dictionary& root) {
 
 Result<std::optional<Dictionary>> SettingsFile::read() {
   Result<std::shared_ptr<const KnownSettings>> read = readSettings(known_);
-  if (!read && !tellsAbsence(read.error())) return read.error();
+  if (!read && !isAbsence(read.error())) return read.error();
   if (!read || *read == nullptr) return std::optional<Dictionary>();
   if (*read != known_) isOwn_ = false;
   known_ = std::move(*read);

@@ -2,13 +2,13 @@
 #include "tool/commands/ReportCommand.h"
 
 #include <array>
-#include <cerrno>
 #include <deque>
 #include <sstream>
 
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
 #include "platform/Directories.h"
+#include "platform/Presence.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/Redactor.h"
@@ -102,7 +102,7 @@ class ReportMaker {
         entry.set("mode", PropertyList(attributes->mode));
         entry.set("owner", PropertyList(attributes->owner));
         entry.set("group", PropertyList(attributes->group));
-      } else if (attributes.error().code != ENOENT && attributes.error().code != ENOTDIR) {
+      } else if (!isAbsence(attributes.error())) {
         entry.set("problem", redactor_.sentence(attributes.error().message));
       }
       facts.append(std::move(entry));

@@ -2,11 +2,11 @@
 #include "tool/inspection/Inspection.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 #include "account/RecordProblems.h"
 #include "migration/MigrationPaths.h"
+#include "platform/Presence.h"
 #include "platform/ProcessContext.h"
 #include "plist/Reader.h"
 #include "store/AccountsManager.h"
@@ -46,7 +46,7 @@ std::optional<Result<PropertyList>> readPropertyListAt(const std::string& path) 
   if (bytes) return readPropertyList(*bytes);
   Error error = bytes.error();
   // A file that nobody may look at is not one that is not there.
-  const bool mayBeThere = error.code != 0 && error.code != ENOENT && error.code != ENOTDIR;
+  const bool mayBeThere = error.code != 0 && !isAbsence(error);
   if (!mayBeThere && files.exists(path).isAbsent()) return std::nullopt;
   // Where the file lies is told beside the reason.
   const std::string place = path + ": ";
