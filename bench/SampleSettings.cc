@@ -143,6 +143,19 @@ Dictionary oldAccount(const Dictionary& sample, std::size_t index) {
   return account;
 }
 
+// Settings of version 0 whose accounts are what `finish` makes of them.
+template <class Finish>
+Dictionary oldSettingsWith(std::size_t count, Finish finish) {
+  const Dictionary sample = sampleSettings(count, 0);
+  const PropertyList accounts = *sample.find("Accounts");
+  std::vector<PropertyList> old;
+  old.reserve(count);
+  for (const PropertyList& each : *accounts.array()) {
+    old.emplace_back(finish(oldAccount(*each.dictionary(), old.size()), old.size()));
+  }
+  return {{"Version", 0}, {"Accounts", Array(std::move(old))}};
+}
+
 }  // namespace
 
 Dictionary sampleSettings(std::size_t accounts, std::int64_t version) {
@@ -151,15 +164,18 @@ Dictionary sampleSettings(std::size_t accounts, std::int64_t version) {
   return {{"Accounts", list}, {"Version", version}};
 }
 
-Dictionary oldSettings(std::size_t count) {
-  const Dictionary sample = sampleSettings(count, 0);
-  const PropertyList accounts = *sample.find("Accounts");
-  std::vector<PropertyList> old;
-  old.reserve(count);
-  for (const PropertyList& each : *accounts.array()) {
-    old.emplace_back(oldAccount(*each.dictionary(), old.size()));
-  }
-  return {{"Version", 0}, {"Accounts", Array(std::move(old))}};
+Dictionary oldSettings(std::size_t accounts) {
+  return oldSettingsWith(accounts, [](Dictionary account, std::size_t) { return account; });
+}
+
+Dictionary distinctSettings(std::size_t accounts) {
+  return oldSettingsWith(accounts, [](Dictionary account, std::size_t index) {
+    const std::string number = std::to_string(index);
+    account.set("DisplayName", "Person " + number);
+    account.set("Username", "person" + number);
+    account.set("Hostname", "host" + number + ".example.net");
+    return account;
+  });
 }
 
 }  // namespace accountsettings

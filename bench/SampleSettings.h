@@ -20,4 +20,7 @@ namespace accountsettings {
 // CalDAV account that is folded into it.
 [[nodiscard]] Dictionary oldSettings(std::size_t accounts);
 
+// The same with a display name, a user name and a host of its own for every account.
+[[nodiscard]] Dictionary distinctSettings(std::size_t accounts);
+
 }  // namespace accountsettings
