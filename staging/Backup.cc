@@ -17,7 +17,6 @@
 #include "platform/Clock.h"
 #include "platform/ProcessContext.h"
 #include "plist/XmlWriter.h"
-#include "staging/StagedMigration.h"
 #include "store/AccountsManager.h"
 
 namespace accountsettings {
@@ -99,7 +98,7 @@ std::string nameOfKept(PathRole role, const std::string& path) {
 // BackupMaker puts one backup together.
 class BackupMaker {
  public:
-  BackupMaker(LinuxHost& host, StagedMigration& staged) : host_(host), staged_(staged) {}
+  BackupMaker(LinuxHost& host, const BackupSource& source) : host_(host), source_(source) {}
 
   // Makes the directory of a new backup and names it in the manifest_.
   Status begin(const CalendarTime& time);
@@ -116,7 +115,7 @@ class BackupMaker {
 
   LinuxHost& host_;
   LinuxFiles& files_ = host_.files();
-  StagedMigration& staged_;
+  const BackupSource& source_;
   BackupManifest& manifest_ = backup.manifest;
   std::map<std::string, std::string> savedAs_;  // by sum
 };
@@ -131,8 +130,9 @@ Status BackupMaker::makeDirectory(const std::string& path, unsigned mode) {
   if (!parent.empty()) {
     if (Status above = makeDirectory(parent, kShared); !above) return above;
   }
-  const FileChange* const meant = staged_.changeAt(path);
-  const unsigned meantMode = meant == nullptr ? mode : meant->mode;
+  const auto meant = std::find_if(source_.changes.begin(), source_.changes.end(),
+                                  [&](const FileChange& change) { return change.path == path; });
+  const unsigned meantMode = meant == source_.changes.end() ? mode : meant->mode;
   if (Status made = files_.makeDirectory(path, meantMode); !made) return made;
   backup.directories.push_back(path);
   return files_.flushDirectoryOf(path);
@@ -148,7 +148,7 @@ Status BackupMaker::begin(const CalendarTime& time) {
 
 // Keeps the content that the file's path leads to.
 Status BackupMaker::keepContent(BackupFile& file) {
-  const Result<SharedBytes> bytes = staged_.before().readShared(file.path);
+  const Result<SharedBytes> bytes = source_.before.readShared(file.path);
   if (!bytes) return bytes.error();
   Result<std::string> sum = sha256(**bytes);
   if (!sum) return sum.error();
@@ -164,7 +164,7 @@ Status BackupMaker::keep(const TouchedPath& watched) {
   BackupFile file;
   file.role = watched.role;
   file.path = watched.path;
-  const auto there = staged_.before().entryAt(file.path);
+  const auto there = source_.before.entryAt(file.path);
   if (!there) return there.error();
   if (*there) {
     file.attributes = **there;
@@ -178,12 +178,12 @@ Status BackupMaker::keep(const TouchedPath& watched) {
     } else {
       return {};  // no migration touches what is no file
     }
-    const Presence end = staged_.before().exists(file.path);
+    const Presence end = source_.before.exists(file.path);
     if (end.error() != nullptr) return *end.error();
     if (end.isThere()) {
       if (Status kept = keepContent(file); !kept) return kept;
     }
-    if (file.role == PathRole::Settings) file.formatVersion = staged_.versionBefore();
+    if (file.role == PathRole::Settings) file.formatVersion = source_.formatVersion;
   }
   manifest_.files.push_back(std::move(file));
   return {};
@@ -202,7 +202,7 @@ Status BackupMaker::keepFiles() {
 
 Status BackupMaker::tellChanges() {
   const std::string settings = accountSettingsAccountsPath();
-  for (const FileChange& each : staged_.changes()) {
+  for (const FileChange& each : source_.changes) {
     MeantChange change{each.kind, each.path, "", each.mode, each.owner, ""};
     if (each.kind == FileChange::Kind::Write) {
       Result<std::string> sum = sha256(*each.bytes);
@@ -297,19 +297,23 @@ FoundBackup readBackup(LinuxFiles& files, const std::string& name) {
   return backup;
 }
 
-// Which of the backups, by their places, are not superfluous whatever their number: the oldest of
-// each version of the settings, and those whose migration did not end as was meant.
-std::set<std::size_t> indispensable(const std::vector<FoundBackup>& found) {
-  std::set<std::size_t> places;
+// Tells of each backup, given in their order, whether it stays whatever their number.
+void tellRetention(std::vector<FoundBackup>& found) {
   std::set<std::optional<std::int64_t>> versions;
-  for (std::size_t i = 0; i < found.size(); ++i) {
-    if (!found[i].manifest) continue;
-    const BackupManifest& manifest = *found[i].manifest;
+  for (FoundBackup& each : found) {
+    if (!each.manifest) {
+      each.retention = Retention::Unreadable;
+      continue;
+    }
+    const BackupManifest& manifest = *each.manifest;
     const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
     const bool isFirst = versions.insert(settings ? settings->formatVersion : std::nullopt).second;
-    if (isFirst || manifest.outcome.empty() || manifest.isBroken()) places.insert(i);
+    if (manifest.outcome.empty() || manifest.isBroken()) {
+      each.retention = Retention::NoGoodEnd;
+    } else if (isFirst) {
+      each.retention = Retention::OldestOfVersion;
+    }
   }
-  return places;
 }
 
 }  // namespace
@@ -323,8 +327,8 @@ std::string pathOfBackup(const std::string& name) {
   return appendPathComponent(backupsDirectory(), name);
 }
 
-Result<MadeBackup> makeBackup(LinuxHost& host, StagedMigration& staged, BackupManifest draft) {
-  BackupMaker maker(host, staged);
+Result<MadeBackup> makeBackup(LinuxHost& host, const BackupSource& source, BackupManifest draft) {
+  BackupMaker maker(host, source);
   maker.backup.manifest = std::move(draft);
   Status made = maker.begin(host.platform().clock.localTime());
   if (made) made = maker.keepFiles();
@@ -360,22 +364,24 @@ Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary&
   return writeManifest(host.files(), manifest);
 }
 
+std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
+                                            std::size_t keep) {
+  std::vector<std::string> names;
+  std::size_t left = 0;  // that count
+  for (auto each = found.rbegin(); each != found.rend(); ++each) {
+    const bool counts = !each->unfinished && each->retention == Retention::ByCount;
+    if (each->unfinished || (counts && left++ >= keep)) names.push_back(each->name);
+  }
+  return names;
+}
+
 Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest) {
   const Result<std::vector<FoundBackup>> found = findBackups(host);
   if (!found) return found.error();
-  const std::set<std::size_t> kept = indispensable(*found);
-  std::size_t left = 0;  // that count
   Status first;
-  for (std::size_t i = found->size(); i-- > 0;) {
-    const FoundBackup& each = (*found)[i];
-    if (!each.unfinished) {
-      if (!each.manifest || kept.contains(i)) continue;
-      if (each.name == newest || left < keep) {
-        ++left;
-        continue;
-      }
-    }
-    if (Status removed = removeBackup(host.files(), each.name); !removed && first) first = removed;
+  for (const std::string& each : superfluousBackups(*found, keep)) {
+    if (each == newest) continue;
+    if (Status removed = removeBackup(host.files(), each); !removed && first) first = removed;
   }
   return first;
 }
@@ -391,6 +397,7 @@ Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
     if (there && there->kind != FileAttributes::Kind::Directory) continue;  // nothing of ours
     found.push_back(there ? readBackup(files, name) : unreadableBackup(name, there.error()));
   }
+  tellRetention(found);
   return found;
 }
 

@@ -13,7 +13,7 @@
 namespace accountsettings {
 
 class LinuxHost;
-class StagedMigration;
+class RememberedFiles;
 
 // All paths are those of the device behind ProcessContext::current(), which must be that of the
 // host that is given.
@@ -29,10 +29,16 @@ struct MadeBackup {
   // What is missing in it without harm.
   std::vector<std::string> warnings;
 };
-// Makes the backup of the watched paths as `staged` read them, with what it means to change;
-// complete and flushed. `draft` is the manifest with what is not about files. The error says what
-// could not be kept; what was begun is then taken away again.
-[[nodiscard]] Result<MadeBackup> makeBackup(LinuxHost& host, StagedMigration& staged,
+// What a backup is made of.
+struct BackupSource {
+  RememberedFiles& before;                    // the files as they were read
+  std::optional<std::int64_t> formatVersion;  // of the settings in them
+  // What is meant to be done to them; empty where the backup is no journal.
+  const std::vector<FileChange>& changes;
+};
+// Makes the backup of the watched paths, complete and flushed. `draft` is the manifest with what is
+// not about files. The error says what could not be kept; what was begun is then taken away again.
+[[nodiscard]] Result<MadeBackup> makeBackup(LinuxHost& host, const BackupSource& source,
                                             BackupManifest draft);
 // Takes a backup away with the directories that were made for it and are empty again; by its name,
 // the backup alone. Fails, and removes nothing, where another file than a backup's lies in it.
@@ -40,6 +46,14 @@ Status discardBackup(LinuxHost& host, const MadeBackup& backup);
 Status discardBackup(LinuxHost& host, const std::string& name);
 // Writes what the migration did into the backup's manifest.
 Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary& outcome);
+
+// Whether a backup goes when there are more than are to be kept.
+enum class Retention {
+  ByCount,          // it does
+  OldestOfVersion,  // no older one keeps settings of this version
+  NoGoodEnd,        // its migration or restore did not end as was meant, or not at all
+  Unreadable        // what it holds cannot be told
+};
 
 // A backup that was found. Without a manifest it is incomplete, unreadable or damaged, and
 // `problem` says how.
@@ -49,15 +63,17 @@ struct FoundBackup {
   std::string problem;
   bool unfinished = false;  // there is no manifest: nothing was touched when it was given up
   bool unreadable = false;  // whether there is one cannot be told
+  Retention retention = Retention::ByCount;
 };
 // The root's backups, oldest first; none where there is no directory of backups. Links and files of
 // such names are none. Fails where the directory of backups cannot be read, or is a link itself.
 [[nodiscard]] Result<std::vector<FoundBackup>> findBackups(LinuxHost& host);
 
-// Removes backups that are known to be superfluous, and what killed runs began and never finished.
-// Kept are the newest `keep`, the oldest of each version of the settings, `newest`, and every one
-// whose migration did not end as was meant or whose manifest cannot be read. Only while the
-// migration lock is held.
+// The names of those that are known to be superfluous: they were never finished, or they are none
+// of the newest `keep` whose retention is by count.
+[[nodiscard]] std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
+                                                          std::size_t keep);
+// Removes these, but never `newest`. Only while the migration lock is held.
 Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest);
 
 // Where the bytes of a file lie until it is put back: always the same place, so that what a killed

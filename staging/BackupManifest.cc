@@ -131,6 +131,11 @@ bool BackupManifest::isBroken() const {
   return asMeant != nullptr && !asMeant->booleanValue() && !outcome.contains(outcome::kRestored);
 }
 
+std::optional<std::string> BackupManifest::restoreOf() const {
+  const auto backup = outcome.string(outcome::kRestoreOf);
+  return backup ? std::optional<std::string>(*backup) : std::nullopt;
+}
+
 Dictionary BackupManifest::asDictionary() const {
   Array list;
   for (const BackupFile& file : files) list.append(dictionaryOf(file));

@@ -1,6 +1,7 @@
 // BackupManifest is what a backup says about itself: every file that it keeps with its sum, owner,
 // mode and links, what the migration means to leave in their place, what made it, and what the
 // migration then did. Until that is told, it is the journal by which the migration can be ended.
+// The backup of a restore is no journal: it has an outcome from the beginning.
 #pragma once
 
 #include <cstdint>
@@ -59,15 +60,19 @@ struct BackupManifest {
   Dictionary meantOutcome;
   // It is the journal alone, and goes when the migration has come to its end.
   bool isTemporary = false;
-  // What the migration did, added when it had ended; empty where it was cut short.
+  // What the migration or the restore did, added when it had ended; empty where a migration was cut
+  // short.
   Dictionary outcome;
 
   [[nodiscard]] const BackupFile* fileInRole(PathRole role) const;
   [[nodiscard]] const MeantChange* meantAt(const std::string& path) const;
   // A journal of a migration that did not come to its end.
   [[nodiscard]] bool isOpen() const { return format >= kFormatOfJournals && outcome.empty(); }
-  // Whether the migration ended with another result than was meant, and nothing was restored since.
+  // Whether the migration ended with another result than was meant, or a restore did not come to
+  // its end, and nothing was restored since.
   [[nodiscard]] bool isBroken() const;
+  // The backup that was put back when this one was made; none for that of a migration.
+  [[nodiscard]] std::optional<std::string> restoreOf() const;
   [[nodiscard]] Dictionary asDictionary() const;
 };
 
@@ -84,6 +89,7 @@ inline constexpr std::string_view kSteps = "Steps";       // selectors
 inline constexpr std::string_view kFromVersion = "From Version";
 inline constexpr std::string_view kEndedLater = "Ended Later";  // how, where it was cut short
 inline constexpr std::string_view kRestored = "Restored";       // a backup was put back since
+inline constexpr std::string_view kRestoreOf = "Restore Of";    // the backup that was put back
 }  // namespace outcome
 
 }  // namespace accountsettings

@@ -73,6 +73,12 @@ void removeTemporariesIn(LinuxFiles& files, const std::string& directory) {
   }
 }
 
+// Removes what a killed run left of a file that it was putting back.
+void removeHalfPutBack(LinuxFiles& files, const BackupFile& file) {
+  const std::string path = pathWhilePutBack(file);
+  if (LinuxFiles::isTemporaryName(lastComponent(path))) (void)files.remove(path);
+}
+
 // A journal is input: it shall lead nowhere but to the files that a migration touches.
 Status checkPaths(const BackupManifest& journal) {
   const std::string settings = accountSettingsAccountsPath();
@@ -299,9 +305,7 @@ void Ender::removeTemporaries() {
     if (isWritten) removeTemporariesIn(host_.files(), directoryPart(meant.path));
   }
   for (const BackupFile& file : journal_.files) {
-    const std::string path = pathWhilePutBack(file);
-    const bool isOurs = LinuxFiles::isTemporaryName(lastComponent(path));
-    if (isLegacy(file.role) && isOurs) (void)host_.files().remove(path);
+    if (isLegacy(file.role)) removeHalfPutBack(host_.files(), file);
   }
 }
 
@@ -374,9 +378,14 @@ void removeLeftovers(LinuxHost& host) {
   if (!found) return;
   for (const FoundBackup& each : *found) {
     if (each.unfinished) (void)discardBackup(host, each.name);
-    if (each.manifest) removeTemporariesIn(host.files(), pathOfBackup(each.name));
-    if (!each.manifest || each.manifest->isOpen() || each.manifest->preparedAs.empty()) continue;
-    if (checkPaths(*each.manifest)) (void)host.files().remove(each.manifest->preparedAs);
+    if (!each.manifest) continue;
+    removeTemporariesIn(host.files(), pathOfBackup(each.name));
+    if (!checkPaths(*each.manifest)) continue;
+    for (const BackupFile& file : each.manifest->files) {
+      if (!file.sha256.empty()) removeHalfPutBack(host.files(), file);
+    }
+    const bool isOver = !each.manifest->isOpen() && !each.manifest->preparedAs.empty();
+    if (isOver) (void)host.files().remove(each.manifest->preparedAs);
   }
 }
 

@@ -56,8 +56,8 @@ struct EndedMigration {
 [[nodiscard]] Result<EndedMigration> endInterruptedMigration(
     LinuxHost& host, const InterruptedMigration& interrupted);
 
-// Takes away what killed runs left half-made: backups without a manifest, and files that were
-// prepared by runs that have ended. Only while the migration lock is held.
+// Takes away what killed runs left half-made: backups without a manifest, files that were prepared
+// by runs that have ended, and what was being put back. Only while the migration lock is held.
 void removeLeftovers(LinuxHost& host);
 
 // Notes in every backup whose migration has no good end that a backup was put back since, so that

@@ -96,8 +96,9 @@ bool Run::lastRunWasGood() {
     if (!each->manifest) continue;
     if (!each->manifest->isBroken()) return true;
     outcome_.backup = each->name;
+    const std::string run = each->manifest->restoreOf() ? "the restore" : "the migration";
     refuse(Cause::BrokenRun,
-           "the migration that kept the backup " + each->name + " did not end as was meant");
+           run + " that kept the backup " + each->name + " did not end as was meant");
     return false;
   }
   return true;

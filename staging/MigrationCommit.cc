@@ -50,7 +50,8 @@ Status MigrationCommit::makeBackup(const Preparation& preparation) {
     if (!path) return path.error();
     preparedAs_ = draft.preparedAs = std::move(path).value();
   }
-  Result<MadeBackup> made = accountsettings::makeBackup(host_, staged_, std::move(draft));
+  Result<MadeBackup> made = accountsettings::makeBackup(
+      host_, {staged_.before(), staged_.versionBefore(), staged_.changes()}, std::move(draft));
   if (!made) return made.error();
   backup_ = std::move(made).value();
   warnings_.insert(warnings_.end(), backup_->warnings.begin(), backup_->warnings.end());

@@ -29,7 +29,7 @@ _accountsettings() {
     plan) words="--out -o --exit-code $common" ;;
     migrate) words="--verbose -v --dry-run -n --no-backup --keep --accept-loss --plan --reveal $common" ;;
     diff) words="--verbose -v --reveal $common" ;;
-    restore) words="--list -l --dry-run -n $common" ;;
+    restore) words="--list -l --dry-run -n --no-backup --prune --keep $common" ;;
     history) words="$common" ;;
     get) words="--reveal $common" ;;
     set) words="--type -t --unset --dry-run -n --accept-loss --reveal $common" ;;

@@ -8,7 +8,7 @@ complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a ch
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a plan -d 'Say what a migration would do, touching nothing'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a migrate -d 'Run the migration on a device root'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a diff -d 'Compare two settings files, device roots or backups, account by account'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a restore -d 'Put back what a migration replaced'
+complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a restore -d 'Put back what a migration or restore replaced'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a history -d 'Tell what was migrated when'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a get -d 'Print what an account holds'
 complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a set -d 'Store a value in an account'
@@ -48,8 +48,11 @@ complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l reveal -
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -s v -l verbose -d 'Show what removed accounts held'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from diff' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s l -l list -d 'List the backups'
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s n -l dry-run -d 'Say what would be put back, and touch nothing'
+complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s l -l list -d 'List the backups, and what each is for'
+complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s n -l dry-run -d 'Say what would be put back or pruned, and touch nothing'
+complete -c accountsettings -n '__fish_seen_subcommand_from restore' -l no-backup -d 'Keep no backup of what is replaced'
+complete -c accountsettings -n '__fish_seen_subcommand_from restore' -l prune -d 'Remove the backups beyond --keep, or the one that is named, and put nothing back'
+complete -c accountsettings -n '__fish_seen_subcommand_from restore' -l keep -x -d 'How many backups --prune leaves beside those that stay, at most 10000'
 complete -c accountsettings -n '__fish_seen_subcommand_from history' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from get' -l reveal -d 'Show passwords and tokens too'
 complete -c accountsettings -n '__fish_seen_subcommand_from set' -s t -l type -x -a 'string int bool plist' -d 'What the value is; string where left out'

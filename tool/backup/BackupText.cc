@@ -5,10 +5,16 @@
 
 #include "account/StringList.h"
 #include "migration/MigrationSteps.h"
+#include "tool/frame/Words.h"
 
 namespace accountsettings {
 
 namespace {
+
+std::string_view nameOf(Retention retention) {
+  return wordFor<Retention, 4>(retention,
+                               {"by-count", "oldest-of-version", "no-good-end", "unreadable"});
+}
 
 std::size_t filesKept(const BackupManifest& manifest) {
   return static_cast<std::size_t>(
@@ -16,12 +22,21 @@ std::size_t filesKept(const BackupManifest& manifest) {
                     [](const auto& file) { return file.state != BackupFile::State::Absent; }));
 }
 
-std::string outcomeText(const BackupManifest& manifest) {
+// Which settings the backup puts back.
+std::string settingsText(const BackupManifest& manifest) {
   const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
-  std::string from = "without settings before";
-  if (settings != nullptr && settings->state != BackupFile::State::Absent) {
-    from = settings->formatVersion ? "from version " + std::to_string(*settings->formatVersion)
-                                   : "from settings without a version";
+  if (settings == nullptr || settings->state == BackupFile::State::Absent) {
+    return "without settings before";
+  }
+  return settings->formatVersion ? "from version " + std::to_string(*settings->formatVersion)
+                                 : "from settings without a version";
+}
+
+std::string outcomeText(const BackupManifest& manifest) {
+  const std::string from = settingsText(manifest);
+  if (const auto restored = manifest.restoreOf()) {
+    return from + ", undoes the restore of " + *restored +
+           (manifest.isBroken() ? ", WHICH WAS CUT SHORT" : "");
   }
   if (manifest.outcome.empty()) return from + ", the migration was cut short";
   const PropertyList* ended = manifest.outcome.find(outcome::kEndedLater);
@@ -52,6 +67,11 @@ ShownText backupLine(const Output& output, const FoundBackup& backup) {
          counted(filesKept(*backup.manifest), "file", "files") + " kept";
 }
 
+std::string_view retentionText(Retention retention) {
+  return wordFor<Retention, 4>(
+      retention, {"", "; stays as the oldest of its version", "; stays as the way back", ""});
+}
+
 Dictionary backupForScripts(const FoundBackup& backup) {
   Dictionary entry{{"name", backup.name}, {"complete", backup.manifest.has_value()}};
   if (!backup.manifest) {
@@ -60,6 +80,10 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   }
   const BackupManifest& manifest = *backup.manifest;
   entry.set("toolVersion", manifest.toolVersion);
+  const auto restored = manifest.restoreOf();
+  entry.set("madeBy", restored ? "restore" : "migrate");
+  if (restored) entry.set("restored", *restored);
+  entry.set("retention", nameOf(backup.retention));
   const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
   if (settings != nullptr && settings->formatVersion) {
     entry.set("fromVersion", *settings->formatVersion);
@@ -71,8 +95,9 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   entry.set("files", files);
   entry.set("finished", !manifest.outcome.empty());
   if (manifest.outcome.empty()) return entry;
-  entry.set("result", manifest.outcome.boolean("Result"));
   entry.set("asMeant", manifest.outcome.boolean("As Meant"));
+  if (restored) return entry;
+  entry.set("result", manifest.outcome.boolean("Result"));
   entry.set("steps", arrayOf(stringListOf(manifest.outcome.find("Steps")).value_or(StringList())));
   return entry;
 }

@@ -3,8 +3,15 @@
 
 #include <algorithm>
 
+#include "host/Digest.h"
 #include "host/LinuxFiles.h"
+#include "host/RememberedFiles.h"
 #include "migration/MigrationPaths.h"
+#include "platform/ReadDictionary.h"
+#include "staging/InterruptedMigration.h"
+#include "store/AccountsManager.h"
+#include "tool/frame/Version.h"
+#include "tool/inspection/Inspection.h"
 
 namespace accountsettings {
 
@@ -21,30 +28,44 @@ bool isWatched(const BackupFile& file) {
   });
 }
 
-bool isSame(LinuxFiles& files, const RestoreStep& step) {
-  const Result<FileAttributes> now = files.attributes(step.file.path);
-  const FileAttributes& then = step.file.attributes;
-  if (step.file.state == State::Absent) return !now.ok();
-  if (!now || now->owner != then.owner || now->group != then.group) return false;
-  if (step.file.state == State::Link) {
-    const Result<std::string> target = files.linkTarget(step.file.path);
-    return now->kind == FileAttributes::Kind::Link && target && *target == step.file.linkTarget;
-  }
-  if (now->kind != FileAttributes::Kind::Regular || now->mode != then.mode) return false;
-  const Result<Bytes> content = files.read(step.file.path);
-  return content && *content == step.content;
+Result<bool> holds(LinuxFiles& files, const BackupFile& file) {
+  const Result<Bytes> content = files.read(file.path);
+  if (!content) return content.error();
+  const Result<std::string> sum = sha256(*content);
+  if (!sum) return sum.error();
+  return *sum == file.sha256;
 }
 
-Status apply(LinuxFiles& files, const RestoreStep& step) {
+// Whether the file is what the backup holds; an error where that cannot be told.
+Result<bool> isSame(LinuxFiles& files, const BackupFile& file) {
+  const Result<FileAttributes> now = files.attributes(file.path);
+  const FileAttributes& then = file.attributes;
+  if (!now) {
+    if (isAbsence(now.error())) return file.state == State::Absent;
+    return now.error();
+  }
+  if (file.state == State::Absent) return false;
+  if (now->owner != then.owner || now->group != then.group) return false;
+  if (file.state == State::Link) {
+    if (now->kind != FileAttributes::Kind::Link) return false;
+    const Result<std::string> target = files.linkTarget(file.path);
+    if (!target) return target.error();
+    return *target == file.linkTarget;
+  }
+  if (now->kind != FileAttributes::Kind::Regular || now->mode != then.mode) return false;
+  return holds(files, file);
+}
+
+Action actionFor(bool same, const BackupFile& file) {
+  if (same) return Action::Same;
+  return file.state == State::Absent ? Action::Remove : Action::Write;
+}
+
+Status apply(LinuxHost& host, const BackupManifest& manifest, const RestoreStep& step) {
   if (step.action == Action::Same) return {};
-  if (step.action == Action::Remove) {
-    if (Status removed = files.remove(step.file.path); !removed) return removed;
-    return files.flushDirectoryOf(step.file.path);
-  }
-  if (step.file.state == State::Link) {
-    return files.replaceWithLink(step.file.path, step.file.linkTarget, step.file.attributes);
-  }
-  return files.replace(step.file.path, step.content, step.file.attributes);
+  if (step.action == Action::Write) return putBack(host, manifest, step.file);
+  if (Status removed = host.files().remove(step.file.path); !removed) return removed;
+  return host.files().flushDirectoryOf(step.file.path);
 }
 
 }  // namespace
@@ -54,23 +75,36 @@ Result<std::vector<RestoreStep>> prepareRestore(OpenedRoot& device,
   std::vector<RestoreStep> steps;
   for (const BackupFile& file : manifest.files) {
     if (!isWatched(file)) return Error{file.path + ": no migration of this device touches it"};
-    RestoreStep step{Action::Same, file, {}};
     if (!file.savedAs.empty()) {
-      Result<Bytes> content = readFromBackup(device.host(), manifest, file);
+      const Result<Bytes> content = readFromBackup(device.host(), manifest, file);
       if (!content) return content.error();
-      step.content = std::move(content).value();
     } else if (file.state == State::Regular) {
       return Error{file.path + ": the backup does not hold it"};
     }
-    if (!isSame(device.files(), step)) {
-      step.action = file.state == State::Absent ? Action::Remove : Action::Write;
-    }
-    steps.push_back(std::move(step));
+    steps.push_back({Action::Same, file});
+  }
+  for (RestoreStep& step : steps) {
+    // What cannot be read is put back all the same.
+    const Result<bool> same = isSame(device.files(), step.file);
+    step.action = actionFor(same && *same, step.file);
   }
   return steps;
 }
 
-Status applyRestore(OpenedRoot& device, const std::vector<RestoreStep>& steps) {
+Result<MadeBackup> keepReplaced(OpenedRoot& device, const BackupManifest& manifest) {
+  RememberedFiles before(device.files(), device.host().accountNames());
+  const std::vector<FileChange> nothingMeant;
+  BackupSource source{before, std::nullopt, nothingMeant};
+  const auto settings = readDictionary(before, accountSettingsAccountsPath());
+  if (settings && settings->contains(kPlistVersionKey)) source.formatVersion = versionOf(*settings);
+  BackupManifest draft;
+  draft.toolVersion = kToolVersion;
+  draft.outcome = {{outcome::kRestoreOf, manifest.name}, {outcome::kAsMeant, false}};
+  return makeBackup(device.host(), source, std::move(draft));
+}
+
+Status applyRestore(OpenedRoot& device, const BackupManifest& manifest,
+                    const std::vector<RestoreStep>& steps) {
   // However far it comes, no account is in none of the files: first everything is written, then the
   // rest goes. But a migration that finds the sentinel deletes what was written, so that goes
   // before.
@@ -81,10 +115,28 @@ Status applyRestore(OpenedRoot& device, const std::vector<RestoreStep>& steps) {
   for (const int pass : {0, 1, 2}) {
     for (const RestoreStep& step : steps) {
       if (passOf(step) != pass) continue;
-      if (Status done = apply(device.files(), step); !done) return done;
+      if (Status done = apply(device.host(), manifest, step); !done) return done;
     }
   }
   return {};
+}
+
+Result<std::vector<RestoreStep>> stepsLeft(OpenedRoot& device,
+                                           const std::vector<RestoreStep>& steps) {
+  std::vector<RestoreStep> left;
+  for (const RestoreStep& step : steps) {
+    const Result<bool> same = isSame(device.files(), step.file);
+    if (!same) return same.error();
+    if (!*same) left.push_back({actionFor(false, step.file), step.file});
+  }
+  return left;
+}
+
+Status noteEndOfRestore(OpenedRoot& device, const std::optional<MadeBackup>& kept) {
+  if (Status noted = noteRestore(device.host()); !noted || !kept) return noted;
+  Dictionary outcome = kept->manifest.outcome;
+  outcome.set(outcome::kAsMeant, true);
+  return recordOutcome(device.host(), kept->manifest, outcome);
 }
 
 }  // namespace accountsettings

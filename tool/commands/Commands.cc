@@ -38,7 +38,7 @@ std::span<const CommandEntry> allCommands() {
       {"migrate", "Run the migration on a device root", makeCommand<MigrateCommand>},
       {"diff", "Compare two settings files, device roots or backups, account by account",
        makeCommand<DiffCommand>},
-      {"restore", "Put back what a migration replaced", makeCommand<RestoreCommand>},
+      {"restore", "Put back what a migration or restore replaced", makeCommand<RestoreCommand>},
       {"history", "Tell what was migrated when", makeCommand<HistoryCommand>},
       {"get", "Print what an account holds", makeCommand<GetCommand>},
       {"set", "Store a value in an account", makeCommand<SetCommand>},

@@ -126,7 +126,10 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
     checkPlan(device, summary.inputs);
     return summary.outcome != SummaryOutcome::Refused;
   };
-  options.willCommit = [&] { session.interrupts.emplace(); };
+  options.willCommit = [&] {
+    session.interrupts.emplace();
+    session.changed = true;
+  };
 
   const MigrationOutcome outcome = migrateStaged(device.host(), options);
   session.changed =

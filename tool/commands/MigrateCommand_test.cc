@@ -12,7 +12,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "plist/XmlWriter.h"
 #include "testing/DocumentPath.h"
+#include "testing/TemporaryDirectory.h"
 #include "testing/ToolRun.h"
 #include "tool/commands/SampleAccounts.h"
 
@@ -282,6 +284,11 @@ TEST_F(Migrate, AMigrationThatWasCutShortIsToldAndUndone) {
     const ToolResult result = runTool(arguments);
     EXPECT_EQ(result.status, 3);
     EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
+    if (each.front() == "migrate") continue;
+    EXPECT_NE(result.err.find("; put that backup back with 'accountsettings restore --root " +
+                              root_.path() + "', and migrate again; --accept-loss goes on"),
+              std::string::npos)
+        << result.err;
   }
   const ToolResult check = runTool({"check", "--json", root_.path()});
   EXPECT_EQ(check.status, 1);
@@ -414,6 +421,49 @@ TEST_F(Migrate, RefusesAPlanThatIsNone) {
   std::ofstream(plan) << "{}";
   EXPECT_EQ(migrate({"--plan", plan}).status, 3);
   EXPECT_EQ(migrate({"--plan", plan + ".none"}).status, 3);
+}
+
+// The copy of the settings and the record are best effort: nobody reads them but who looks for a
+// fault.
+TEST_F(Migrate, ADanglingLinkAtTheCopyOrTheRecordsSpoilsNothing) {
+  constexpr const char* kSwitch =
+      "/var/mobile/Library/Preferences/com.zelqo.accountsettings-logging.plist";
+  for (const std::string& place :
+       {kCopies + std::string("/com.zelqo.accountsettings.plist"), std::string(kCopies),
+        std::string("/var/mobile/Library/Logs/CrashReporter"),
+        std::string("/var/mobile/Library/Logs/CrashReporter/AccountMigration")}) {
+    root_.putSettings(9, {mailAccount("A")});
+    root_.put(kSwitch, Dictionary{{"RSSaveMigrationInformation", true}});
+    fs::remove_all(root_.at(place));
+    fs::create_directories(fs::path(root_.at(place)).parent_path());
+    fs::create_symlink("nowhere/at/all", root_.at(place));
+    const ToolResult result = migrate();
+    EXPECT_EQ(result.status, 0) << place << result.err;
+    EXPECT_EQ(root_.settings().get("Version"), PropertyList(12)) << place;
+    EXPECT_EQ(result.out.find("undo with"), result.out.rfind("undo with")) << result.out;
+    EXPECT_EQ(result.err.find("restore"), std::string::npos) << result.err;
+    fs::remove_all(root_.at("/var/mobile/Library/Logs"));
+    fs::remove_all(root_.at(kCopies));
+    fs::create_directories(root_.at(kCopies));
+  }
+}
+
+TEST_F(Migrate, AnIncompleteInstallationIsKnownBeforeAnythingIsTouched) {
+  root_.putSettings(9, {mailAccount("A")});
+  const TemporaryDirectory code;
+  const fs::path bundle = fs::path(AS_TOOL_BINARY).parent_path() / "../lib/accountsettings";
+  fs::copy(bundle, code.path(), fs::copy_options::recursive);
+  fs::remove(code.path() / "Ferrant.migrator/Resources/AccountTypesProperties.plist");
+  const std::string config = code.path() / "host.plist";
+  const Bytes text = *writeXml(Dictionary{{"PlugInDirectory", code.path().string()}});
+  std::ofstream(config).write(reinterpret_cast<const char*>(text.data()),
+                              static_cast<std::streamsize>(text.size()));
+  const auto before = root_.snapshot();
+  const ToolResult result = migrate({"--config", config});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("the installation is incomplete: reinstall it"), std::string::npos)
+      << result.err;
+  expectUntouched(before);
 }
 
 TEST_F(Migrate, AFullDiskStopsItAtTheBackupWithNothingChanged) {

@@ -45,58 +45,96 @@ std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& mani
   return std::move(steps).value();
 }
 
-// Puts everything back, and looks whether it is there.
-void putBack(Session& session, OpenedRoot& device, const BackupManifest& manifest) {
-  const LockHeld lock(device);
-  // Nor may a program that saves come between the look at the files and their replacement.
-  const auto settings = device.host().platform().writerLocks.hold(accountSettingsAccountsPath());
-  if (!settings) {
-    throw Prevented("", settings.error().message, "nothing was changed; try again");
-  }
-  const std::vector<RestoreStep> steps = prepared(device, manifest);
-  session.interrupts.emplace();
-  Status done = applyRestore(device, steps);
-  // An interrupted or a broken migration is over with this.
-  if (done) done = noteRestore(device.host());
-  const Result<std::vector<RestoreStep>> looked = prepareRestore(device, manifest);
-  if (!looked) {
-    throw CommandFailure(
-        ExitStatus::Broken, "backup " + manifest.name,
-        "whether everything was put back cannot be told: " + looked.error().message,
-        "run the same restore again");
-  }
-  const std::vector<RestoreStep>& left = *looked;
-  const auto open = std::find_if(left.begin(), left.end(),
-                                 [](const auto& each) { return each.action != Action::Same; });
-  if (done && open == left.end()) return;
-  const bool untouched =
-      std::equal(left.begin(), left.end(), steps.begin(), steps.end(),
-                 [](const auto& one, const auto& other) { return one.action == other.action; });
-  throw CommandFailure(untouched ? ExitStatus::Prevented : ExitStatus::Broken,
-                       done ? device.shown(open->file.path) : "",
-                       done ? "it is not what the backup holds" : done.error().message,
-                       untouched ? "nothing was changed" : "run the same restore again");
+std::size_t filesToChange(const std::vector<RestoreStep>& steps) {
+  return static_cast<std::size_t>(std::count_if(
+      steps.begin(), steps.end(), [](const auto& each) { return each.action != Action::Same; }));
 }
 
-Dictionary documentFor(const std::string& root, const std::string& backup, bool dryRun,
-                       const std::vector<RestoreStep>& steps) {
-  Array files;
-  for (const RestoreStep& step : steps) {
-    files.append(Dictionary{{"role", nameOf(step.file.role)},
-                            {"path", step.file.path},
-                            {"action", nameOf(step.action)}});
+// What to do where a restore did not come to its end.
+std::string adviceFor(OpenedRoot& device, const BackupManifest& manifest,
+                      const std::optional<MadeBackup>& kept) {
+  std::string advice = "remove the cause and run the same restore again: " +
+                       device.commandLine({"restore", manifest.name});
+  if (kept) {
+    advice += "; what was there before is put back with: " +
+              device.commandLine({"restore", kept->manifest.name});
   }
-  return {{"root", root}, {"backup", backup}, {"dryRun", dryRun}, {"files", files}};
+  return advice;
+}
+
+// The failure of a restore of which at least the first file is not as before, or nobody can tell.
+CommandFailure cutShort(OpenedRoot& device, const BackupManifest& manifest,
+                        const std::optional<MadeBackup>& kept, const std::string& why) {
+  return {ExitStatus::Broken, "backup " + manifest.name, "it is not wholly put back: " + why,
+          adviceFor(device, manifest, kept)};
+}
+
+// The failure of a restore that changed nothing; its own backup, which is of no use, goes.
+Prevented undone(OpenedRoot& device, const std::optional<MadeBackup>& kept,
+                 const std::string& why) {
+  if (kept) {
+    if (const Status gone = discardBackup(device.host(), *kept); !gone) {
+      return {"", why,
+              "nothing was changed, but the backup " + kept->manifest.name +
+                  " that was made for it stays: " + gone.error().message};
+    }
+  }
+  return {"", why, "nothing was changed"};
+}
+
+// Keeps what is about to be replaced.
+MadeBackup kept(OpenedRoot& device, const BackupManifest& manifest) {
+  Result<MadeBackup> made = keepReplaced(device, manifest);
+  if (!made) {
+    throw Prevented("", "what is there now cannot be kept: " + made.error().message,
+                    "nothing was changed; remove the cause, or do without with --no-backup");
+  }
+  return std::move(made).value();
+}
+
+// Does what was prepared, and looks whether it is there.
+void carryOut(OpenedRoot& device, const BackupManifest& manifest,
+              const std::vector<RestoreStep>& steps, const std::optional<MadeBackup>& kept) {
+  const Status done = applyRestore(device, manifest, steps);
+  const Result<std::vector<RestoreStep>> left = stepsLeft(device, steps);
+  if (!done) {
+    const bool untouched = left && left->size() == filesToChange(steps);
+    if (untouched) throw undone(device, kept, done.error().message);
+    throw cutShort(device, manifest, kept, done.error().message);
+  }
+  if (!left) {
+    throw CommandFailure(
+        ExitStatus::Broken, "backup " + manifest.name,
+        "everything was put back, but cannot be read to see whether it is there: " +
+            left.error().message,
+        adviceFor(device, manifest, kept));
+  }
+  if (!left->empty()) {
+    throw cutShort(device, manifest, kept,
+                   device.shown(left->front().file.path) + " is not what the backup holds");
+  }
 }
 
 }  // namespace
 
+// What a restore did, or would do.
+struct RestoreCommand::Restored {
+  std::vector<RestoreStep> steps;
+  std::string backup;  // of what it replaced; empty where there is none
+};
+
 void RestoreCommand::describe(OptionSet& options) {
-  options.argument("BACKUP", backup_, "The backup's name; the newest one where left out");
-  options.flag("-l,--list", list_, "List the backups");
-  options.flag("-n,--dry-run", dryRun_, "Say what would be put back, and touch nothing");
+  options.argument("BACKUP", backup_,
+                   "The backup's name; the newest one that a migration kept where left out");
+  options.flag("-l,--list", list_, "List the backups, and what each is for");
+  options.flag("-n,--dry-run", dryRun_, "Say what would be put back or pruned, and touch nothing");
+  options.flag("--no-backup", noBackup_, "Keep no backup of what is replaced");
+  options.flag("--prune", prune_,
+               "Remove the backups beyond --keep, or the one that is named, and put nothing back");
+  options.number("--keep", keep_, 1, 10000, "N",
+                 "How many backups --prune leaves beside those that stay, at most 10000");
   options.example("accountsettings restore --root old --list",
-                  "Lists the backups that migrations kept on a device.");
+                  "Lists the backups that migrations and restores kept on a device.");
   options.example("accountsettings restore --root old",
                   "Puts the newest backup back: every byte, mode and owner.");
 }
@@ -105,7 +143,8 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
   const std::string place = device.shown(backupsDirectory());
   for (auto each = found.rbegin(); each != found.rend(); ++each) {
-    if (!backup_ && each->manifest) return *each->manifest;
+    // The backup of a restore is asked for by name, so that the same restore can be run twice.
+    if (!backup_ && each->manifest && !each->manifest->restoreOf()) return *each->manifest;
     if (!backup_ || each->name != *backup_) continue;
     if (each->manifest) return *each->manifest;
     throw Prevented(place + "/" + each->name, each->problem,
@@ -127,36 +166,128 @@ ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
     return ExitStatus::Done;
   }
   if (found.empty()) output.line("There are no backups in " + device.shown(backupsDirectory()));
-  for (const FoundBackup& each : found) output.line(backupLine(output, each));
+  for (const FoundBackup& each : found) {
+    output.line(backupLine(output, each) + retentionText(each.retention));
+  }
   return ExitStatus::Done;
+}
+
+// The named backup, unless a migration still needs it, or those that are superfluous.
+std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const {
+  const std::vector<FoundBackup> found = requireBackups(device);
+  if (!backup_) return superfluousBackups(found, static_cast<std::size_t>(keep_));
+  const auto named = std::find_if(found.begin(), found.end(),
+                                  [&](const FoundBackup& each) { return each.name == *backup_; });
+  const std::string shown = device.shown(backupsDirectory()) + "/" + *backup_;
+  if (named == found.end()) {
+    throw Prevented(shown, "there is no such backup",
+                    "'accountsettings restore --list' lists them");
+  }
+  const bool isNewest =
+      std::none_of(named + 1, found.end(), [](const FoundBackup& each) { return each.manifest; });
+  if (isNewest && named->retention == Retention::NoGoodEnd) {
+    throw Prevented(shown, "the run that kept it did not come to a good end",
+                    "nothing was removed; run 'accountsettings migrate', or put it back first");
+  }
+  return {*backup_};
+}
+
+ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
+  std::optional<LockHeld> lock;
+  if (!dryRun_) lock.emplace(device);
+  const std::vector<std::string> names = namesToPrune(device);
+  if (!dryRun_) removeLeftovers(device.host());
+  for (const std::string& name : names) {
+    if (dryRun_) continue;
+    if (const Status gone = discardBackup(device.host(), name); !gone && !isAbsence(gone.error())) {
+      throw CommandFailure(session.changed ? ExitStatus::Broken : ExitStatus::Prevented, "",
+                           "the backup " + name + " cannot be removed: " + gone.error().message,
+                           "remove the cause and try again");
+    }
+    session.changed = true;
+  }
+  Output& output = session.output;
+  if (output.json()) {
+    output.document("prune", {{"root", session.options.root},
+                              {"directory", device.shown(backupsDirectory())},
+                              {"dryRun", dryRun_},
+                              {"removed", arrayOf(names)}});
+    return ExitStatus::Done;
+  }
+  for (const std::string& name : names) {
+    output.line((dryRun_ ? "Would remove backup " : "Removed backup ") + name);
+  }
+  if (names.empty()) output.line("There is no backup to remove.");
+  return ExitStatus::Done;
+}
+
+// Puts everything back, under the lock.
+RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& device,
+                                                 const BackupManifest& manifest) const {
+  const LockHeld lock(device);
+  // Nor may a program that saves come between the look at the files and their replacement.
+  const auto settings = device.host().platform().writerLocks.hold(accountSettingsAccountsPath());
+  if (!settings) {
+    throw Prevented("", settings.error().message, "nothing was changed; try again");
+  }
+  Restored restored{prepared(device, manifest), ""};
+  session.interrupts.emplace();
+  std::optional<MadeBackup> own;
+  if (filesToChange(restored.steps) > 0) {
+    if (!noBackup_) own = kept(device, manifest);
+    session.changed = true;
+    carryOut(device, manifest, restored.steps, own);
+  }
+  if (own) restored.backup = own->manifest.name;
+  removeLeftovers(device.host());
+  // An interrupted or a broken migration is over with this.
+  if (const Status noted = noteEndOfRestore(device, own); !noted) {
+    throw CommandFailure(
+        ExitStatus::Broken, "backup " + manifest.name,
+        "everything is put back, but the backups do not tell so: " + noted.error().message,
+        adviceFor(device, manifest, own));
+  }
+  return restored;
+}
+
+void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
+                          const Restored& restored) const {
+  if (output.json()) {
+    Dictionary document{
+        {"root", device.options().root}, {"backup", manifest.name}, {"dryRun", dryRun_}};
+    if (!restored.backup.empty()) document.set("kept", restored.backup);
+    document.set("files", listOf(restored.steps, [](const RestoreStep& step) {
+                   return Dictionary{{"role", nameOf(step.file.role)},
+                                     {"path", step.file.path},
+                                     {"action", nameOf(step.action)}};
+                 }));
+    return output.document("restore", document);
+  }
+  output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + ":");
+  for (const RestoreStep& step : restored.steps) {
+    if (step.action == Action::Same) continue;
+    output.line("  " + padded(nameOf(step.action), 9) + " " + device.shown(step.file.path));
+  }
+  if (const std::size_t same = restored.steps.size() - filesToChange(restored.steps); same > 0) {
+    output.line("  " + counted(same, "file is as it was", "files are as they were"));
+  }
+  if (dryRun_) output.line("Nothing was touched.");
+  if (!restored.backup.empty()) {
+    output.line("What was there before is backup " + restored.backup +
+                "; undo with: " + device.commandLine({"restore", restored.backup}));
+  }
 }
 
 ExitStatus RestoreCommand::run(Session& session) {
   const bool readsOnly = list_ || dryRun_;
   OpenedRoot device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
-  Output& output = session.output;
-  if (list_) return list(output, device);
+  if (list_) return list(session.output, device);
+  if (prune_) return prune(session, device);
 
   const BackupManifest manifest = chosenBackup(device);
-  const std::vector<RestoreStep> steps = prepared(device, manifest);
-  if (!dryRun_) putBack(session, device, manifest);
-  session.changed = !dryRun_;
-
-  if (output.json()) {
-    output.document("restore", documentFor(session.options.root, manifest.name, dryRun_, steps));
-    return ExitStatus::Done;
-  }
-  output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + ":");
-  std::size_t same = 0;
-  for (const RestoreStep& step : steps) {
-    if (step.action == Action::Same) {
-      ++same;
-    } else {
-      output.line("  " + padded(nameOf(step.action), 9) + " " + device.shown(step.file.path));
-    }
-  }
-  if (same > 0) output.line("  " + counted(same, "file is as it was", "files are as they were"));
-  if (dryRun_) output.line("Nothing was touched.");
+  Restored restored{prepared(device, manifest), ""};
+  if (!dryRun_) restored = putBack(session, device, manifest);
+  show(session.output, device, manifest, restored);
   return ExitStatus::Done;
 }
 

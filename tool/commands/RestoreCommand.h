@@ -1,9 +1,10 @@
-// RestoreCommand puts back what a migration replaced or removed, from the backup that the
-// migration kept.
+// RestoreCommand puts back what a migration or another restore replaced or removed, from the backup
+// that was kept of it, and lists and prunes these backups.
 #pragma once
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "staging/Backup.h"
 #include "tool/device/OpenedRoot.h"
@@ -17,12 +18,23 @@ class RestoreCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
+  struct Restored;
+
   ExitStatus list(Output& output, OpenedRoot& device) const;
+  ExitStatus prune(Session& session, OpenedRoot& device) const;
+  [[nodiscard]] std::vector<std::string> namesToPrune(OpenedRoot& device) const;
   [[nodiscard]] BackupManifest chosenBackup(OpenedRoot& device) const;
+  [[nodiscard]] Restored putBack(Session& session, OpenedRoot& device,
+                                 const BackupManifest& manifest) const;
+  void show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
+            const Restored& restored) const;
 
   std::optional<std::string> backup_;
   bool list_ = false;
   bool dryRun_ = false;
+  bool noBackup_ = false;
+  bool prune_ = false;
+  int keep_ = 5;
 };
 
 }  // namespace accountsettings

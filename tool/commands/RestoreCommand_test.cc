@@ -12,6 +12,7 @@
 #include <fstream>
 #include <future>
 
+#include "host/LinuxFiles.h"
 #include "testing/ToolRun.h"
 #include "tool/commands/SampleAccounts.h"
 
@@ -48,13 +49,16 @@ class Restore : public ::testing::Test {
     return result;
   }
 
-  [[nodiscard]] std::string backup() const {
+  // Their names, oldest first.
+  [[nodiscard]] std::vector<std::string> backups() const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(root_.at(kBackups))) {
-      names.push_back(entry.path().filename());
+      if (entry.is_directory()) names.push_back(entry.path().filename());
     }
-    return *std::max_element(names.begin(), names.end());
+    std::sort(names.begin(), names.end());
+    return names;
   }
+  [[nodiscard]] std::string backup() const { return backups().back(); }
 
   [[nodiscard]] std::string inBackup(const std::string& name) const {
     return root_.at(kBackups) + "/" + backup() + "/" + name;
@@ -135,9 +139,11 @@ TEST_F(Restore, ARestoreThatWasCutShortCanBeRunAgain) {
   fs::copy(inBackup("legacy-mail-Accounts.plist"), root_.at(ToolRoot::kLegacyMail));
   ASSERT_EQ(run("restore").status, 0);
   EXPECT_EQ(states(), before);
+  const std::vector<std::string> kept = backups();
   const ToolResult again = run("restore");
   EXPECT_EQ(again.status, 0);
   EXPECT_NE(again.out.find("8 files are as they were"), std::string::npos) << again.out;
+  EXPECT_EQ(backups(), kept) << "nothing was replaced, and nothing is to be kept";
 }
 
 TEST_F(Restore, ADryRunTouchesNothing) {
@@ -188,15 +194,14 @@ class ForeignManifest : public Restore {
     return kBackups + ("/" + backup()) + "/manifest.plist";
   }
 
-  // The manifest with a changed value in its entry of the settings file.
+  // Changes a value in the manifest's entry of the settings file.
   void change(std::string_view key, PropertyList value) {
     Array files = *manifest_.array("Files");
     Dictionary file = *files[0].dictionary();
     file.set(key, std::move(value));
     files.set(0, file);
-    Dictionary changed = manifest_;
-    changed.set("Files", files);
-    root_.put(manifestPath(), changed);
+    manifest_.set("Files", files);
+    root_.put(manifestPath(), manifest_);
   }
 
   Dictionary manifest_;
@@ -263,8 +268,16 @@ TEST_F(Restore, RemovesNothingBeforeEverythingIsWritten) {
   const ToolResult result =
       ToolRun({"restore", "--root", root_.path()}).withFileSizeLimit(64).run();
   EXPECT_EQ(result.status, 3);
-  EXPECT_TRUE(result.err.ends_with(": File too large; nothing was changed\n")) << result.err;
+  EXPECT_NE(result.err.find("what is there now cannot be kept: "), std::string::npos) << result.err;
+  EXPECT_TRUE(result.err.ends_with(
+      ": File too large; nothing was changed; remove the cause, or do without with --no-backup\n"))
+      << result.err;
+  const ToolResult without =
+      ToolRun({"restore", "--no-backup", "--root", root_.path()}).withFileSizeLimit(64).run();
+  EXPECT_EQ(without.status, 3);
+  EXPECT_TRUE(without.err.ends_with(": File too large; nothing was changed\n")) << without.err;
   EXPECT_EQ(states(), before) << "the settings are all that holds the accounts";
+  EXPECT_EQ(backups().size(), 1U);
 }
 
 TEST_F(Restore, TellsThatTheBackupsMayNotBeRead) {
@@ -302,13 +315,227 @@ TEST_F(Restore, AFullDiskLeavesEachFileWhole) {
   const auto before = states();
   // Room for the old settings, but not for the legacy file.
   const ToolResult result =
-      ToolRun({"restore", "--root", root_.path()}).withFileSizeLimit(1024).run();
+      ToolRun({"restore", "--no-backup", "--root", root_.path()}).withFileSizeLimit(1024).run();
   EXPECT_EQ(result.signal, 0);
   EXPECT_EQ(result.status, 4) << result.err;
-  EXPECT_NE(result.err.find("run the same restore again"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("run the same restore again: accountsettings restore --root " +
+                            root_.path() + " " + backup()),
+            std::string::npos)
+      << result.err;
   EXPECT_EQ(states().at(ToolRoot::kLegacyMail), before.at(ToolRoot::kLegacyMail));
   EXPECT_EQ(run("restore").status, 0);
   EXPECT_EQ(root_.get(ToolRoot::kLegacyMail), PropertyList(sampleLegacyMail()));
+}
+
+constexpr const char* kAccount = "A";
+
+TEST_F(Restore, KeepsWhatItReplacesSoThatItCanBeUndone) {
+  root_.putSettings(9, {mailAccount(kAccount)});
+  const auto before = states();
+  ASSERT_EQ(run("migrate").status, 0);
+  const std::string migration = backup();
+  const ToolResult edit = run("set", {kAccount, "DisplayName", "added since"});
+  ASSERT_EQ(edit.status, 0) << edit.err;
+  const auto edited = states();
+
+  const ToolResult result = run("restore");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(states(), before);
+  const std::string kept = backup();
+  ASSERT_NE(kept, migration);
+  const std::string undo = "accountsettings restore --root " + root_.path() + " " + kept;
+  EXPECT_NE(result.out.find("What was there before is backup " + kept + "; undo with: " + undo),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(run("restore", {"--list"})
+                .out.find(kept + "  from version 12, undoes the restore of " + migration +
+                          ", 2 files kept"),
+            std::string::npos);
+  ASSERT_EQ(run("restore", {kept}).status, 0);
+  EXPECT_EQ(states(), edited);
+}
+
+TEST_F(Restore, WithoutANameItIsTheNewestThatAMigrationKept) {
+  root_.putSettings(9, {mailAccount(kAccount)});
+  const auto before = states();
+  ASSERT_EQ(run("migrate").status, 0);
+  ASSERT_EQ(run("restore").status, 0);
+  EXPECT_EQ(run("restore").status, 0);
+  EXPECT_EQ(states(), before) << "a script that restores twice has not undone it";
+}
+
+TEST_F(Restore, KeepsNoBackupWhereNoneIsWanted) {
+  root_.putSettings(9, {mailAccount(kAccount)});
+  const auto before = states();
+  ASSERT_EQ(run("migrate").status, 0);
+  const ToolResult result = run("restore", {"--no-backup"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out.find("undo with"), std::string::npos);
+  EXPECT_EQ(states(), before);
+  EXPECT_EQ(backups().size(), 1U);
+}
+
+TEST_F(Restore, AMigrationAfterARestoreIsLikeTheFirst) {
+  root_.putSettings(9, {mailAccount(kAccount)});
+  ASSERT_EQ(run("migrate").status, 0);
+  const auto migrated = states();
+  ASSERT_EQ(run("restore").status, 0);
+  EXPECT_EQ(run("check").out.find("cut short"), std::string::npos);
+  const ToolResult again = run("migrate");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(states(), migrated);
+}
+
+// A restore that was killed half-way, by what it leaves: its backup, which tells of no end.
+class CutRestore : public Restore {
+ protected:
+  CutRestore() {
+    root_.putSettings(9, {mailAccount(kAccount)});
+    EXPECT_EQ(run("migrate").status, 0);
+    migration_ = backup();
+    EXPECT_EQ(run("restore").status, 0);
+    const std::string manifest = kBackups + ("/" + backup()) + "/manifest.plist";
+    Dictionary cut = *root_.get(manifest)->dictionary();
+    Dictionary outcome = *cut.dictionary("Outcome");
+    outcome.set("As Meant", false);
+    cut.set("Outcome", outcome);
+    root_.put(manifest, cut);
+  }
+
+  std::string migration_;
+};
+
+TEST_F(CutRestore, StandsInTheWayOfAMigrationUntilItIsEnded) {
+  const auto before = states();
+  const ToolResult refused = run("migrate");
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find("the restore that kept the backup " + backup() +
+                             " did not end as was meant; nothing was changed; put it back with: "
+                             "accountsettings restore --root " +
+                             root_.path() + " " + backup()),
+            std::string::npos)
+      << refused.err;
+  EXPECT_EQ(states(), before);
+  EXPECT_NE(run("restore", {"--list"}).out.find("WHICH WAS CUT SHORT"), std::string::npos);
+  ASSERT_EQ(run("restore", {migration_}).status, 0);
+  EXPECT_EQ(run("migrate").status, 0);
+}
+
+TEST_F(Restore, TheFileThatAKilledRestoreWroteIsToldAndGoesWithTheNext) {
+  root_.putSettings(9, {mailAccount(kAccount)});
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  ASSERT_EQ(run("migrate", {"--accept-loss"}).status, 0);
+  // The place in which the bytes lie until they take their name.
+  const auto manifest = root_.get(kBackups + ("/" + backup()) + "/manifest.plist");
+  std::vector<std::string> halfWritten;
+  for (const PropertyList& each : manifest->dictionary()->arrayOrEmpty("Files")) {
+    const auto sum = each.dictionary()->string("SHA-256");
+    if (!sum) continue;
+    const fs::path place = std::string(*each.dictionary()->string("Path"));
+    halfWritten.push_back(place.parent_path() / LinuxFiles::temporaryNameFor(*sum));
+    root_.putText(halfWritten.back(), "half of it");
+  }
+  ASSERT_EQ(halfWritten.size(), 2U);
+  const std::string found = run("check").out;
+  for (const std::string& each : halfWritten) {
+    EXPECT_NE(found.find(root_.at(each)), std::string::npos) << each << "\n" << found;
+  }
+  ASSERT_EQ(run("restore").status, 0);
+  for (const std::string& each : halfWritten) EXPECT_FALSE(fs::exists(root_.at(each))) << each;
+}
+
+TEST_F(Restore, TheTemporaryFilesOfAnotherBackupsRestoreGoToo) {
+  root_.putSettings(9, {mailAccount(kAccount)});
+  ASSERT_EQ(run("migrate").status, 0);
+  const std::string first = backup();
+  root_.putSettings(10, {mailAccount("B")});
+  ASSERT_EQ(run("migrate").status, 0);
+  const auto manifest = root_.get(kBackups + ("/" + first) + "/manifest.plist");
+  const Dictionary settings = *(*manifest->dictionary()->array("Files"))[0].dictionary();
+  const std::string half = fs::path(ToolRoot::kSettings).parent_path() /
+                           LinuxFiles::temporaryNameFor(*settings.string("SHA-256"));
+  root_.putText(half, "half of it");
+  ASSERT_EQ(run("restore").status, 0);
+  EXPECT_FALSE(fs::exists(root_.at(half)));
+}
+
+TEST_F(ForeignManifest, SaysWhereWhatWasPutBackCannotBeRead) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
+  constexpr unsigned kUser = 12345;
+  change("Mode", 0);
+  change("Owner", kUser);
+  change("Group", kUser);
+  for (const auto& entry : fs::recursive_directory_iterator(root_.path())) {
+    ASSERT_EQ(::lchown(entry.path().c_str(), kUser, kUser), 0);
+  }
+  ASSERT_EQ(::lchown(root_.path().c_str(), kUser, kUser), 0);
+  const ToolResult result = ToolRun({"restore", "--root", root_.path()}).asUser(kUser).run();
+  EXPECT_EQ(result.status, 4) << result.err;
+  EXPECT_NE(result.err.find("everything was put back, but cannot be read to see whether it is "
+                            "there: " +
+                            root_.settingsPath() + ": Permission denied"),
+            std::string::npos)
+      << result.err;
+  EXPECT_EQ(result.err.find("nothing was changed"), std::string::npos);
+  EXPECT_EQ(fs::status(root_.settingsPath()).permissions(), fs::perms::none);
+}
+
+// MARK: Pruning
+
+class Prune : public Restore {
+ protected:
+  // Migrations that kept backups: one of version 9, and `count` of version 10.
+  void migrateOverAndOver(int count) {
+    root_.putSettings(9, {mailAccount(kAccount)});
+    ASSERT_EQ(run("migrate").status, 0);
+    for (int i = 0; i < count; ++i) {
+      root_.putSettings(10, {mailAccount("A" + std::to_string(i))});
+      ASSERT_EQ(run("migrate", {"--keep", "100"}).status, 0);
+    }
+  }
+};
+
+TEST_F(Prune, LeavesTheNewestAndTheOldestOfEachVersion) {
+  migrateOverAndOver(5);
+  const std::vector<std::string> all = backups();
+  ASSERT_EQ(all.size(), 6U);
+  const auto before = root_.snapshot();
+  const ToolResult rehearsal = run("restore", {"--prune", "--keep", "2", "--dry-run"});
+  EXPECT_EQ(rehearsal.status, 0);
+  EXPECT_EQ(rehearsal.out,
+            "Would remove backup " + all[3] + "\nWould remove backup " + all[2] + "\n");
+  EXPECT_EQ(root_.snapshot(), before);
+  const ToolResult result = run("restore", {"--prune", "--keep", "2"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "Removed backup " + all[3] + "\nRemoved backup " + all[2] + "\n");
+  EXPECT_EQ(backups(), (std::vector<std::string>{all[0], all[1], all[4], all[5]}));
+  EXPECT_EQ(run("restore", {"--prune", "--keep", "2"}).out, "There is no backup to remove.\n");
+  EXPECT_NE(run("restore", {"--list"})
+                .out.find(all[0] +
+                          "  from version 9, 3 steps (9A182 to 9B176), 1 file kept; stays as the "
+                          "oldest of its version\n"),
+            std::string::npos);
+}
+
+TEST_F(Prune, RemovesANamedBackupWhateverItIs) {
+  migrateOverAndOver(1);
+  const std::vector<std::string> all = backups();
+  EXPECT_EQ(run("restore", {"--prune", all[0]}).out, "Removed backup " + all[0] + "\n");
+  EXPECT_EQ(backups(), (std::vector<std::string>{all[1]}));
+  const ToolResult gone = run("restore", {"--prune", all[0]});
+  EXPECT_EQ(gone.status, 3);
+  EXPECT_NE(gone.err.find("there is no such backup"), std::string::npos);
+}
+
+TEST_F(CutRestore, ItsBackupIsTheWayBackAndIsNotPruned) {
+  const std::vector<std::string> all = backups();
+  const ToolResult named = run("restore", {"--prune", backup()});
+  EXPECT_EQ(named.status, 3);
+  EXPECT_NE(named.err.find("the run that kept it did not come to a good end; nothing was removed"),
+            std::string::npos)
+      << named.err;
+  EXPECT_EQ(run("restore", {"--prune", "--keep", "1"}).status, 0);
+  EXPECT_EQ(backups(), all);
 }
 
 TEST_F(Restore, HistoryTellsVersionsAndSteps) {
@@ -331,6 +558,8 @@ TEST_F(Restore, TheJsonFollowsTheSchemas) {
   EXPECT_EQ(schemaErrors("history.schema.json", run("history", {"--json"}).out), "");
   EXPECT_EQ(schemaErrors("backups.schema.json", run("restore", {"--list", "--json"}).out), "");
   EXPECT_EQ(schemaErrors("restore.schema.json", run("restore", {"--json"}).out), "");
+  EXPECT_EQ(schemaErrors("backups.schema.json", run("restore", {"--list", "--json"}).out), "");
+  EXPECT_EQ(schemaErrors("prune.schema.json", run("restore", {"--prune", "--json"}).out), "");
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "platform/ReadDictionary.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/DeviceInspection.h"
+#include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 
 namespace accountsettings {
@@ -148,8 +149,11 @@ void AccountEditor::refuseLosses(const InspectedFiles& files) {
   if (blocking > 1) {
     why += " (and " + counted(blocking - 1, "more finding", "more findings") + " of this weight)";
   }
-  throw Prevented("", why,
-                  "'accountsettings check' tells more; --accept-loss goes on all the same");
+  const std::string wayOut =
+      first->kind->id == finding::kMigrationCutShort
+          ? "put that backup back with 'accountsettings restore', and migrate again"
+          : "'accountsettings check' tells more";
+  throw Prevented("", why, wayOut + "; --accept-loss goes on all the same");
 }
 
 void AccountEditor::put(const EditedAccount& account) {

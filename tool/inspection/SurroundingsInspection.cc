@@ -1,5 +1,6 @@
 // SurroundingsInspection judges what lies around the account files: the sentinel of an
 // interrupted removal, who may read and save the settings, leftovers and the lock.
+#include <set>
 #include <string>
 
 #include "host/AccountNames.h"
@@ -61,19 +62,25 @@ void inspectSentinel(Findings& findings) {
   }
 }
 
-// Temporary files that saves of `path` began and never finished, as device paths.
-std::vector<std::string> temporariesOf(const std::string& path, LinuxHost& host) {
-  const std::string directory =
-      host.configuration().temporaryDirectory.value_or(directoryPart(path));
-  const Result<std::vector<std::string>> names = host.files().list(directory);
-  std::vector<std::string> temporaries;
-  if (!names) return temporaries;
-  for (const std::string& name : *names) {
-    if (LinuxFiles::isTemporaryName(name)) {
-      temporaries.push_back(appendPathComponent(directory, name));
+// Temporary files that saves and restores began and never finished, as device paths.
+void inspectTemporaries(LinuxHost& host, Findings& findings) {
+  std::set<std::string> directories;
+  if (const auto& directory = host.configuration().temporaryDirectory) {
+    directories.insert(*directory);
+  }
+  for (const TouchedPath& each : pathsThatAMigrationTouches()) {
+    directories.insert(directoryPart(each.path));
+  }
+  for (const std::string& directory : directories) {
+    const Result<std::vector<std::string>> names = host.files().list(directory);
+    if (!names) continue;  // whoever saves there is told
+    for (const std::string& name : *names) {
+      if (!LinuxFiles::isTemporaryName(name)) continue;
+      FindingList(findings, appendPathComponent(directory, name))
+          .add(finding::kStaleTemporary,
+               "A save or a restore that was killed left this temporary file.");
     }
   }
-  return temporaries;
 }
 
 // An account and a group as the kernel numbers them.
@@ -102,10 +109,7 @@ void inspectSettingsFile(LinuxHost& host, Findings& findings) {
     }
     list.add(finding::kSaveWouldFail, std::move(meaning));
   }
-  for (const std::string& temporary : temporariesOf(path, host)) {
-    FindingList(findings, temporary)
-        .add(finding::kStaleTemporary, "A save that was killed left this temporary file.");
-  }
+  inspectTemporaries(host, findings);
   const Result<FileAttributes> attributes = host.files().attributes(path);
   if (!attributes) return;
   if (attributes->kind == FileAttributes::Kind::Link) {
