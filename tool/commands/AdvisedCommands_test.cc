@@ -8,6 +8,7 @@
 #include "testing/ToolRun.h"
 #include "tool/commands/Commands.h"
 #include "tool/frame/Command.h"
+#include "tool/inspection/FindingKinds.h"
 
 namespace accountsettings::testing {
 namespace {
@@ -31,12 +32,17 @@ class AdvisedCommands : public ::testing::Test {
                      {"--root", root_.path(), "--config", root_.at("/host.plist")});
     const ToolResult result = runTool(arguments);
     const std::string text = result.out + result.err;
+    EXPECT_GT(commandsWith(given, text), 0U) << arguments.front() << "\n" << text;
+  }
+
+  // The number of commands in the text, after each of which `given` must stand.
+  [[nodiscard]] std::size_t commandsWith(const std::string& given, const std::string& text) const {
     std::size_t advised = 0;
     for (std::sregex_iterator at(text.begin(), text.end(), command_), end; at != end; ++at) {
       ++advised;
       EXPECT_TRUE(at->suffix().str().starts_with(given)) << at->str() << "\n" << text;
     }
-    EXPECT_GT(advised, 0U) << arguments.front() << "\n" << text;
+    return advised;
   }
 
   ToolRoot root_;
@@ -89,6 +95,17 @@ TEST_F(AdvisedCommands, AfterAnInterruptedRemoval) {
   root_.putText(ToolRoot::kSentinel, "x");
   hold({"check"});
   hold({"plan"});
+}
+
+TEST_F(AdvisedCommands, OfEveryKindOfFinding) {
+  CommonOptions options;
+  options.root = "/d";
+  options.config = "/c";
+  std::size_t advised = 0;
+  for (const FindingKind& each : kFindingKinds) {
+    advised += commandsWith(" --root /d --config /c", adviceWithRoot(options, each.action));
+  }
+  EXPECT_GE(advised, 4U);
 }
 
 TEST_F(AdvisedCommands, CarryARootThatWasGivenAsAnArgument) {
