@@ -36,8 +36,8 @@ ExitStatus finish(Output& output, ExitStatus status, bool changed) {
   const std::string again = changed ? "" : ": run it again where all of it can be written";
   output.note("standard output: " + written.error().message +
               "; what was to be shown is incomplete" + again);
-  const bool answered =
-      status == ExitStatus::Done || status == ExitStatus::No || status == ExitStatus::Pending;
+  const bool answered = status == ExitStatus::Done || status == ExitStatus::No ||
+                        status == ExitStatus::Pending || status == ExitStatus::Blocked;
   return answered && !changed ? ExitStatus::Prevented : status;
 }
 

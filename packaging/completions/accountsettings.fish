@@ -36,7 +36,7 @@ complete -c accountsettings -n '__fish_seen_subcommand_from show' -l reveal -d '
 complete -c accountsettings -n '__fish_seen_subcommand_from show' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from check' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from plan' -s o -l out -r -F -d 'Save the plan there, for \'migrate --plan FILE\', which refuses it once its inputs have changed'
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -l exit-code -d 'End with status 10 where a migration is pending'
+complete -c accountsettings -n '__fish_seen_subcommand_from plan' -l exit-code -d 'End with status 10 where a migration is pending, with 11 where it is blocked or the device broken'
 complete -c accountsettings -n '__fish_seen_subcommand_from plan' -F
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s v -l verbose -d 'Tell what each step changed, and what became of each key'
 complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s n -l dry-run -d 'Stage it in memory, and touch nothing'

@@ -2,10 +2,13 @@
 #include "tool/accounts/AccountTree.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "account/AccountConstants.h"
+#include "account/RecordProblems.h"
 #include "account/StringList.h"
 #include "migration/LegacyFormats.h"
+#include "plist/Description.h"
 #include "store/AccountsManager.h"
 #include "store/LoadProblems.h"
 
@@ -48,7 +51,39 @@ void addAccounts(AccountTree& tree, const Array& list) {
   }
 }
 
+// Why the store does not load the child; empty where it does. Its mail class does not matter.
+std::string whyChildNotLoaded(const Dictionary& properties) {
+  return recordProblemsOf(properties).any() ? whyNotLoaded(properties) : "";
+}
+
+// Marks what the store does not load, and what gives way to a later account of its identifier.
+void markNotLoaded(std::vector<AccountNode>& accounts) {
+  std::unordered_set<std::string_view> later;
+  for (auto account = accounts.rbegin(); account != accounts.rend(); ++account) {
+    account->notLoaded = whyNotLoaded(account->properties);
+    for (AccountNode& child : account->children) {
+      child.notLoaded = whyChildNotLoaded(child.properties);
+    }
+    if (!account->notLoaded.empty() || account->identifier.empty()) continue;
+    if (!later.insert(account->identifier).second) {
+      account->notLoaded = "a later account has the same identifier and takes its place";
+    }
+  }
+}
+
+std::size_t notLoadedIn(const std::vector<AccountNode>& accounts) {
+  std::size_t count = 0;
+  for (const AccountNode& account : accounts) {
+    count += (account.notLoaded.empty() ? 0U : 1U) + notLoadedIn(account.children);
+  }
+  return count;
+}
+
 }  // namespace
+
+std::size_t AccountTree::notLoadedCount() const {
+  return notLoadedIn(accounts) + strangers;
+}
 
 std::size_t AccountTree::childCount() const {
   std::size_t count = 0;
@@ -67,8 +102,13 @@ AccountTree accountTreeOf(const PropertyList& settings) {
       tree.foreignKeys.emplace_back(key);
     }
   }
+  const PropertyList* accounts = root->find(kPlistAccountsKey);
+  if (accounts != nullptr && accounts->array() == nullptr) {
+    tree.problem = "\"" + std::string(kPlistAccountsKey) + "\" is " +
+                   std::string(kindInWords(*accounts)) + " instead of an array";
+  }
   addAccounts(tree, root->arrayOrEmpty(kPlistAccountsKey));
-  for (AccountNode& account : tree.accounts) account.notLoaded = whyNotLoaded(account.properties);
+  markNotLoaded(tree.accounts);
   return tree;
 }
 

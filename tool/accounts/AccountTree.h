@@ -31,8 +31,11 @@ struct AccountTree {
   std::vector<AccountNode> accounts;
   std::vector<std::string> foreignKeys;  // of the root, beside "Accounts" and "Version"
   std::size_t strangers = 0;             // members of account lists that are no dictionaries
+  std::string problem;                   // why the list of accounts cannot be read
 
   [[nodiscard]] std::size_t childCount() const;
+  // Accounts, children and strangers that the store does not load.
+  [[nodiscard]] std::size_t notLoadedCount() const;
 };
 
 // The tree of a settings file's root, which may be of any kind. Asks the type registry of

@@ -1,10 +1,13 @@
 // `check`: findings about a device root, a settings file or a backup.
 #include "tool/commands/CheckCommand.h"
 
+#include <algorithm>
+
 #include "plist/Reader.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/commands/Input.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/values/ReadFile.h"
 
@@ -16,6 +19,17 @@ namespace {
 InspectedFiles filesOf(Input::Kind kind, const std::string& path, const CommonOptions& options) {
   if (kind == Input::Kind::Backup) return openInput(path, options).files;
   return {{path, readPropertyList(readFile(path))}, {}, {}};
+}
+
+// What could not be read can be judged by nobody.
+ExitStatus statusOf(const Findings& findings) {
+  const bool unread = std::any_of(findings.begin(), findings.end(), [](const Finding& each) {
+    return each.kind->id == finding::kUnreadable || each.kind->id == finding::kForbidden ||
+           each.kind->id == finding::kLegacyUnreadable ||
+           each.kind->id == finding::kLegacyForbidden;
+  });
+  if (unread) return ExitStatus::Prevented;
+  return findings.empty() ? ExitStatus::Done : ExitStatus::No;
 }
 
 }  // namespace
@@ -37,6 +51,7 @@ ExitStatus CheckCommand::run(Session& session) {
   const bool isRoot = kind == Input::Kind::DeviceRoot;
   if (isRoot) session.options.root = path;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
+  if (isRoot) device.requireDevice();
   const Findings findings = isRoot ? inspectDevice(device, filesOfRoot())
                                    : inspectFiles(filesOf(kind, path, session.options));
   const ShownPath shown = [&](const std::string& file) {
@@ -52,7 +67,7 @@ ExitStatus CheckCommand::run(Session& session) {
     output.line("Checked " + Input{kind, path, {}}.description() + ": found " +
                 countsInWords(findings) + ".");
   }
-  return findings.empty() ? ExitStatus::Done : ExitStatus::No;
+  return statusOf(findings);
 }
 
 }  // namespace accountsettings

@@ -43,6 +43,7 @@ void GetCommand::describe(OptionSet& options) {
 
 ExitStatus GetCommand::run(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
+  device.requireDevice();
   waitForMigration(device, session.output);
   requireCurrentSettings(filesOfRoot().settings.content,
                          device.shown(accountSettingsAccountsPath()));

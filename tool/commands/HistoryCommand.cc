@@ -21,6 +21,7 @@ void HistoryCommand::describe(OptionSet& options) {
 ExitStatus HistoryCommand::run(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
+  device.requireDevice();
   const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<RecordFile> records = findRecordFiles(device.files());
   Output& output = session.output;

@@ -20,6 +20,7 @@ Input deviceRoot(const std::string& path, const CommonOptions& options) {
   CommonOptions here = options;
   here.root = path;
   OpenedRoot device(here, DefaultLog::Nowhere);
+  device.requireDevice();
   Input input{Input::Kind::DeviceRoot, path, filesOfRoot()};
   for (InspectedFile* file :
        {&input.files.settings, &input.files.legacyExchange, &input.files.legacyMail}) {

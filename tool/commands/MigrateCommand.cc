@@ -160,6 +160,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
 ExitStatus MigrateCommand::run(Session& session) {
   Output& output = session.output;
   OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
+  device.requireDevice();
   // At once, so that a plan that does not hold any more is refused without a lock; and again by
   // what the migration reads.
   if (plan_) checkPlan(device, planInputs(device, device.files()));

@@ -6,13 +6,27 @@
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
+namespace {
+
+// What stands against a migration outranks that it is pending.
+ExitStatus statusOf(const MigrationSummary& plan) {
+  if (plan.outcome == SummaryOutcome::Refused || plan.outcome == SummaryOutcome::AnsweredNo) {
+    return ExitStatus::Blocked;
+  }
+  return plan.decision.pending() ? ExitStatus::Pending : ExitStatus::Done;
+}
+
+}  // namespace
 
 void PlanCommand::describe(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
   options.text("-o,--out", out_, "FILE",
                "Save the plan there, for 'migrate --plan FILE', which refuses it once its inputs "
                "have changed");
-  options.flag("--exit-code", exitCode_, "End with status 10 where a migration is pending");
+  options.flag(
+      "--exit-code", exitCode_,
+      "End with status 10 where a migration is pending, with 11 where it is blocked or the "
+      "device broken");
   options.example("accountsettings plan --root old --out plan.json",
                   "Says what a migration would do and saves the plan.");
   options.example("accountsettings plan --root old --exit-code --json",
@@ -22,6 +36,7 @@ void PlanCommand::describe(OptionSet& options) {
 ExitStatus PlanCommand::run(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
+  device.requireDevice();
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
   const MigrationSummary plan = planMigration(device, device.log());
   Output& output = session.output;
@@ -37,7 +52,7 @@ ExitStatus PlanCommand::run(Session& session) {
     writeSummary(output, plan, shown, {.steps = true});
     if (out_) output.line("Saved the plan in " + *out_ + ".");
   }
-  return exitCode_ && plan.decision.pending() ? ExitStatus::Pending : ExitStatus::Done;
+  return exitCode_ ? statusOf(plan) : ExitStatus::Done;
 }
 
 }  // namespace accountsettings

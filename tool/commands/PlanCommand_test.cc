@@ -86,6 +86,24 @@ TEST(Plan, TellsTheStepsOfAVersionUpgrade) {
   EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 10);
 }
 
+TEST(Plan, WhatIsBrokenOrBlockedOutranksWhatIsPending) {
+  const auto statusOf = [](const ToolRoot& root) {
+    EXPECT_EQ(runTool({"plan", root.path()}).status, 0);
+    return runTool({"plan", root.path(), "--exit-code"}).status;
+  };
+  ToolRoot root;
+  root.putText(ToolRoot::kSettings, "");
+  EXPECT_EQ(statusOf(root), 11);
+  root.putText(ToolRoot::kSettings, "bplist00");
+  EXPECT_EQ(statusOf(root), 11);
+  for (const int version : {9, 12}) {
+    root.put(ToolRoot::kSettings, Dictionary{{"Version", version}, {"Accounts", Dictionary()}});
+    EXPECT_EQ(statusOf(root), 11) << version;
+  }
+  root.putSettings(9, {Dictionary{{"Identifier", "P"}, {"Type", "Pigeon"}, {"Class", "P"}}});
+  EXPECT_EQ(statusOf(root), 11);
+}
+
 TEST(Plan, TellsLegacyFilesAndTheFilesThatWouldBeWrittenAndRemoved) {
   ToolRoot root;
   root.put(ToolRoot::kLegacyMail, legacyMail({description("A"), description("B")}));

@@ -45,10 +45,10 @@ TEST(Program, TellsItsVersion) {
 
 TEST(Program, SuggestsTheOptionThatWasMeant) {
   expectRefusal({"show", "--jsn"},
-                "--jsn: unknown option; did you mean --json? see accountsettings show --help");
+                "--jsn: unknown option; did you mean '--json'? see accountsettings show --help");
   expectRefusal(
       {"migrate", "--dryrun"},
-      "--dryrun: unknown option; did you mean --dry-run? see accountsettings migrate --help");
+      "--dryrun: unknown option; did you mean '--dry-run'? see accountsettings migrate --help");
   expectRefusal({"sample", "--nonsense"},
                 "--nonsense: unknown option; see accountsettings sample --help");
   expectRefusal({"show", "--zzzzzzzz"},
@@ -150,6 +150,34 @@ TEST(Program, TellsAMissingRoot) {
   EXPECT_EQ(result.out, "");
   EXPECT_NE(result.err.find("/nonexistent-root: No such file or directory"), std::string::npos)
       << result.err;
+}
+
+TEST(Program, RefusesARootThatIsNoDeviceAndNamesTheOneAboveIt) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const std::string wrong = root.at("/var/mobile");
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"show"},
+                                                  {"check"},
+                                                  {"plan", "--exit-code"},
+                                                  {"migrate"},
+                                                  {"restore"},
+                                                  {"history"},
+                                                  {"report", "--out", root.at("/report")},
+                                                  {"diff", wrong, root.path()},
+                                                  {"get", "A"},
+                                                  {"set", "A", "DisplayName", "x"}}) {
+    std::vector<std::string> arguments = command;
+    arguments.insert(arguments.end(), {"--root", wrong});
+    const ToolResult result = runTool(arguments);
+    EXPECT_EQ(result.status, 3) << command.front();
+    EXPECT_EQ(result.err, "accountsettings: " + wrong +
+                              ": this is no device root: it has no /var/mobile; did you mean " +
+                              root.path() + "?\n");
+  }
+  const TemporaryDirectory empty;
+  EXPECT_NE(runTool({"show", empty.path()})
+                .err.find("; give the directory that stands for the device's /\n"),
+            std::string::npos);
 }
 
 TEST(Program, TellsAMalformedConfigurationWithFileAndKey) {

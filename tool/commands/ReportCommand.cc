@@ -184,6 +184,7 @@ ExitStatus ReportCommand::run(Session& session) {
   }
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
+  device.requireDevice();
   ReportMaker maker(device);
   const Dictionary report = maker.make(logFile_);
   const Result<std::string> text = documentText("report", report);

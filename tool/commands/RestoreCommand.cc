@@ -281,6 +281,7 @@ void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManife
 ExitStatus RestoreCommand::run(Session& session) {
   const bool readsOnly = list_ || dryRun_;
   OpenedRoot device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
+  device.requireDevice();
   if (list_) return list(session.output, device);
   if (prune_) return prune(session, device);
 

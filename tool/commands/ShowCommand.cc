@@ -14,10 +14,6 @@ namespace accountsettings {
 
 namespace {
 
-bool isAnyOf(const std::vector<std::string>& wanted, const std::string& value) {
-  return wanted.empty() || std::find(wanted.begin(), wanted.end(), value) != wanted.end();
-}
-
 // One part of the input that holds accounts.
 struct Section {
   const char* key;    // in JSON
@@ -41,11 +37,11 @@ std::optional<Section> sectionOf(const char* key, const char* title, const Inspe
   if (content && content->dictionary() != nullptr) {
     section.tree = treeOf(*content);
     section.found = countOf(section.tree);
+    section.problem = section.tree.problem;
   } else {
-    const Error error = content ? Error{"its root is not a dictionary"} : content.error();
-    section.problem = error.message;
-    section.nextStep = nextStepFor(error);
+    section.problem = content ? "its root is not a dictionary" : content.error().message;
   }
+  section.nextStep = nextStepFor(content ? Error{} : content.error());
   return section;
 }
 
@@ -73,6 +69,9 @@ std::string summaryOf(const Section& section) {
   if (countOf(tree) < section.found) {
     text += " (of " + std::to_string(section.found) + " in all)";
   }
+  if (const std::size_t lost = tree.notLoadedCount(); lost > 0) {
+    text += "; " + std::to_string(lost) + " not loaded";
+  }
   return text;
 }
 
@@ -80,11 +79,24 @@ Dictionary sectionForScripts(const Section& section, bool reveal) {
   if (!section.problem.empty()) return Dictionary{{"error", section.problem}};
   Dictionary result;
   if (section.tree.version) result.set("version", *section.tree.version);
+  result.set("notLoaded", section.tree.notLoadedCount());
   result.set("accounts", accountsForScripts(section.tree.accounts, reveal));
   if (!section.tree.foreignKeys.empty()) {
     result.set("otherKeys", arrayOf(section.tree.foreignKeys));
   }
   return result;
+}
+
+std::vector<const AccountTree*> treesOf(const std::vector<Section>& sections) {
+  std::vector<const AccountTree*> trees;
+  for (const Section& section : sections) trees.push_back(&section.tree);
+  return trees;
+}
+
+bool anyNotLoaded(const std::vector<Section>& sections) {
+  return std::any_of(sections.begin(), sections.end(), [](const Section& section) {
+    return section.problem.empty() && section.tree.notLoadedCount() > 0;
+  });
 }
 
 void writeSection(Output& output, const Section& section, bool table,
@@ -111,11 +123,12 @@ void writeSection(Output& output, const Section& section, bool table,
 void ShowCommand::describe(OptionSet& options) {
   options.argument("PATH", path_,
                    "A settings file, a device root or a backup; the --root where left out");
-  options.list("--type", types_, "TYPE", "Only accounts of this type (may be repeated)");
-  options.list("--class", classes_, "CLASS", "Only accounts of this class (may be repeated)");
-  options.list("--dataclass", dataclasses_, "NAME",
+  options.list("--type", filter_.types, "TYPE", "Only accounts of this type (may be repeated)");
+  options.list("--class", filter_.classes, "CLASS",
+               "Only accounts of this class (may be repeated)");
+  options.list("--dataclass", filter_.dataclasses, "NAME",
                "Only accounts with this data class enabled, for example Mail (may be repeated)");
-  options.list("--id", identifiers_, "PREFIX",
+  options.list("--id", filter_.identifiers, "PREFIX",
                "Only accounts whose identifier begins so (may be repeated)");
   options.flag("--table", table_, "A table, one line for each account");
   options.flag("-a,--all", all_, "Every property of each account");
@@ -128,33 +141,20 @@ void ShowCommand::describe(OptionSet& options) {
       "A table of the accounts in a settings file that have mail switched on.");
 }
 
-bool ShowCommand::wanted(const AccountNode& account) const {
-  const auto enabled = [&](const std::string& wantedClass) {
-    return account.enabled &&
-           std::any_of(account.enabled->begin(), account.enabled->end(), [&](const auto& each) {
-             return each == wantedClass || shortDataclass(each) == wantedClass;
-           });
-  };
-  const auto begins = [&](const std::string& prefix) {
-    return account.identifier.starts_with(prefix);
-  };
-  return isAnyOf(types_, account.type) && isAnyOf(classes_, account.accountClass) &&
-         (dataclasses_.empty() || std::any_of(dataclasses_.begin(), dataclasses_.end(), enabled)) &&
-         (identifiers_.empty() || std::any_of(identifiers_.begin(), identifiers_.end(), begins));
-}
-
 ExitStatus ShowCommand::run(Session& session) {
   const std::string path = path_.value_or(session.options.root);
-  if (kindOfInput(path) == Input::Kind::DeviceRoot) session.options.root = path;
+  const bool isRoot = kindOfInput(path) == Input::Kind::DeviceRoot;
+  if (isRoot) session.options.root = path;
   // Whose type registry tells which accounts are loaded.
   const OpenedRoot device(session.options, DefaultLog::Nowhere);
   const Input input = openInput(path, session.options);
   Output& output = session.output;
   std::vector<Section> sections = sectionsOf(input);
+  const std::optional<CommandFailure> unmatched = filter_.unmatched(treesOf(sections));
   Dictionary document{{"source", input.forScripts()}};
   if (!output.json()) output.line(input.description());
   for (Section& section : sections) {
-    keepOnly(section.tree.accounts, [&](const AccountNode& each) { return wanted(each); });
+    keepOnly(section.tree.accounts, [&](const AccountNode& each) { return filter_.accepts(each); });
     if (output.json()) {
       document.set(section.key, sectionForScripts(section, reveal_));
     } else {
@@ -165,11 +165,16 @@ ExitStatus ShowCommand::run(Session& session) {
     output.document("show", document);
   } else if (sections.empty()) {
     output.line("There are no account settings and no legacy files here.");
+  } else if (anyNotLoaded(sections)) {
+    output.line("");
+    output.line("Why, and what to do about it: " +
+                (isRoot ? device.commandLine({"check"}) : device.commandLine({"check", path})));
   }
   const auto unread = std::find_if(sections.begin(), sections.end(),
                                    [](const Section& each) { return !each.problem.empty(); });
-  if (unread == sections.end()) return ExitStatus::Done;
-  throw Prevented(unread->file, unread->problem, unread->nextStep);
+  if (unread != sections.end()) throw Prevented(unread->file, unread->problem, unread->nextStep);
+  if (unmatched) throw CommandFailure(*unmatched);
+  return ExitStatus::Done;
 }
 
 }  // namespace accountsettings

@@ -4,9 +4,8 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "tool/accounts/AccountTree.h"
+#include "tool/accounts/AccountFilter.h"
 #include "tool/frame/Command.h"
 
 namespace accountsettings {
@@ -17,13 +16,8 @@ class ShowCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
-  [[nodiscard]] bool wanted(const AccountNode& account) const;
-
   std::optional<std::string> path_;
-  std::vector<std::string> types_;
-  std::vector<std::string> classes_;
-  std::vector<std::string> dataclasses_;
-  std::vector<std::string> identifiers_;
+  AccountFilter filter_;
   bool table_ = false;
   bool all_ = false;
   bool reveal_ = false;

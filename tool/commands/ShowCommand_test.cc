@@ -48,7 +48,8 @@ TEST(Show, TellsWhyAnAccountIsNotLoaded) {
   const std::string mail = "its mail class is unknown and its \"AccountPath\" does not tell it";
   EXPECT_EQ(runTool({"show", root.path()}).out, "device root " + root.path() +
                                                     "\n\n"
-                                                    "Settings, version 12: 3 accounts\n"
+                                                    "Settings, version 12: 3 accounts; 2 not "
+                                                    "loaded\n"
                                                     "├─ Mail  Unheard  M\n"
                                                     "│     not loaded: " +
                                                     mail +
@@ -56,12 +57,45 @@ TEST(Show, TellsWhyAnAccountIsNotLoaded) {
                                                     "├─ LDAP  L\n"
                                                     "│     not loaded: it has no class\n"
                                                     "└─ LDAP  LDAPAccount  A\n"
-                                                    "      1 more property\n");
+                                                    "      1 more property\n\n"
+                                                    "Why, and what to do about it: accountsettings "
+                                                    "check --root " +
+                                                    root.path() + "\n");
   const ToolResult result = runTool({"show", root.path(), "--json"});
   EXPECT_EQ(schemaErrors("show.schema.json", result.out), "");
   const Dictionary document = documentIn(result.out);
   EXPECT_EQ(at(document, "settings", "accounts", 0, "notLoaded"), PropertyList(mail));
   EXPECT_FALSE(at(document, "settings", "accounts", 2).dictionary()->contains("notLoaded"));
+}
+
+TEST(Show, TellsDuplicatesChildrenAndEntriesThatAreNotLoaded) {
+  ToolRoot root;
+  Dictionary parent = plainAccount();
+  parent.set("ChildAccounts", Array{Dictionary{{"Identifier", "C"}, {"Type", "Pigeon"}}});
+  root.putSettings(12, {mailAccount("M"), parent, mailAccount("M"), 5});
+  const std::string text = runTool({"show", root.path()}).out;
+  EXPECT_NE(text.find("Settings, version 12: 3 accounts, 1 child; 3 not loaded\n"
+                      "├─ Mail \"Mail of M\"  IMAPAccount  M\n"
+                      "│     user-M | Mail\n"
+                      "│     not loaded: a later account has the same identifier and takes its "
+                      "place\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("not loaded: its type \"Pigeon\" is unknown\n"), std::string::npos) << text;
+  const Dictionary document = documentIn(runTool({"show", root.path(), "--json"}).out);
+  EXPECT_EQ(at(document, "settings", "notLoaded"), PropertyList(3));
+  EXPECT_FALSE(at(document, "settings", "accounts", 2).dictionary()->contains("notLoaded"));
+}
+
+TEST(Show, DoesNotTakeAccountsOfTheWrongKindForNone) {
+  ToolRoot root;
+  root.put(ToolRoot::kSettings, Dictionary{{"Version", 12}, {"Accounts", Dictionary()}});
+  const ToolResult result = runTool({"show", root.path()});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.out.find("cannot be read: \"Accounts\" is a dictionary instead of an array\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.err.find("see 'accountsettings check --root "), std::string::npos) << result.err;
 }
 
 TEST(Show, DrawsATable) {
@@ -109,8 +143,33 @@ TEST(Show, FiltersByTypeClassDataclassAndIdentifier) {
   EXPECT_EQ(found({"--dataclass", "Notes"}), "Z");
   EXPECT_EQ(found({"--dataclass", "com.zelqo.Dataclass.Notes"}), "Z");
   EXPECT_EQ(found({"--id", "A"}), "A");
+  EXPECT_EQ(found({"--type", "ldap"}), "A");
+  EXPECT_EQ(found({"--dataclass", "notes"}), "Z");
+  EXPECT_EQ(found({"--id", "a"}), "A");
   EXPECT_EQ(found({"--type", "Quorra"}), "Z");  // for its child's sake
   EXPECT_EQ(found({"--type", "LDAP", "--id", "Z"}), "");
+}
+
+TEST(Show, AFilterWithoutAMatchTellsWhatThereIs) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount(), plainAccount()});
+  const auto refusal = [&](std::vector<std::string> filter) {
+    filter.insert(filter.begin(), {"show", root.path()});
+    const ToolResult result = runTool(filter);
+    EXPECT_EQ(result.status, 1);
+    return result.err;
+  };
+  EXPECT_EQ(refusal({"--type", "LDPA"}),
+            "accountsettings: --type 'LDPA': no account has it; did you mean 'LDAP'? there are: "
+            "LDAP, Quorra, ZelqoAccount\n");
+  EXPECT_EQ(refusal({"--type", "LDAP", "--dataclass", "Pigeons"}),
+            "accountsettings: --dataclass 'Pigeons': no account has it; there are: Mail, Notes\n");
+  EXPECT_EQ(refusal({"--type", "LDAP", "--type", "Pigeon"}),
+            "accountsettings: --type 'Pigeon': no account has it; there are: LDAP, Quorra, "
+            "ZelqoAccount\n");
+  EXPECT_EQ(refusal({"--type", "LDAP", "--id", "Z"}),
+            "accountsettings: no account has all that was asked for; leave one of the filters "
+            "out\n");
 }
 
 TEST(Show, SaysWhatItWasGiven) {

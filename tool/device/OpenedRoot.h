@@ -24,6 +24,10 @@ class OpenedRoot {
   // Throws Prevented where the root, its configuration or the log cannot be opened.
   OpenedRoot(const CommonOptions& options, DefaultLog defaultLog);
 
+  // Throws Prevented where the root holds no home directory, so that it is no device, and names the
+  // directory above it that was probably meant.
+  void requireDevice();
+
   [[nodiscard]] LinuxHost& host() noexcept { return *host_; }
   [[nodiscard]] LinuxFiles& files() noexcept { return host_->files(); }
   [[nodiscard]] ProcessContext& context() noexcept { return context_; }

@@ -122,6 +122,7 @@ void AccountEditor::forgetLog() {
 
 // No migration and no other edit begins as long as this one is not over.
 std::optional<HeldMigrationLock> AccountEditor::holdLock() {
+  device_.requireDevice();
   const auto holder = device_.lockHolder();
   if (options_.dryRun) {
     if (!holder) return std::nullopt;

@@ -16,7 +16,8 @@ enum class ExitStatus {
   Usage = 2,      // wrong usage
   Prevented = 3,  // the environment or the input prevents the work; nothing was changed
   Broken = 4,     // something was written, and the result is not what was meant
-  Pending = 10    // plan --exit-code: work is pending
+  Pending = 10,   // plan --exit-code: work is pending
+  Blocked = 11    // plan --exit-code: the device is broken, or its migration would not be done
 };
 
 // What to do about a system call that failed with this error number; empty where nothing general

@@ -7,45 +7,16 @@
 #include <algorithm>
 #include <cctype>
 #include <iterator>
-#include <numeric>
 #include <sstream>
 #include <string_view>
 
 #include "tool/frame/Command.h"
+#include "tool/frame/Suggestions.h"
 #include "tool/frame/Version.h"
 
 namespace accountsettings {
 
 namespace {
-
-// The number of letters to change, add or take away to make one word of the other.
-std::size_t distance(const std::string& left, const std::string& right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < left.size(); ++i) {
-    std::size_t diagonal = row[0]++;
-    for (std::size_t j = 0; j < right.size(); ++j) {
-      const std::size_t replaced = diagonal + (left[i] == right[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
-    }
-  }
-  return row.back();
-}
-
-// The word of `words` that was probably meant, or nothing.
-std::string nearestOf(const std::string& word, const std::vector<std::string>& words) {
-  std::string best;
-  std::size_t least = std::max<std::size_t>(word.size() / 3, 2) + 1;
-  for (const std::string& each : words) {
-    const std::size_t steps = distance(word, each);
-    if (steps < least) {
-      least = steps;
-      best = each;
-    }
-  }
-  return best;
-}
 
 std::vector<std::string> optionNames(const CLI::App& app) {
   std::vector<std::string> names;
@@ -246,9 +217,8 @@ void CommandLine::refuse(const std::string& message) const {
       throw WrongUsage("'" + extra + "'", "one argument too many", advice);
     }
     const std::string option = extra.substr(0, extra.find('='));
-    const std::string meant = nearest(option);
-    if (!meant.empty()) advice.insert(0, "did you mean " + meant + "? ");
-    throw WrongUsage(option, "unknown option", advice);
+    throw WrongUsage(option, "unknown option",
+                     suggestionFor(option, optionNames(selected())) + advice);
   }
   throw WrongUsage("", message, advice);
 }
@@ -256,14 +226,8 @@ void CommandLine::refuse(const std::string& message) const {
 void CommandLine::refuseCommand(const std::string& command) const {
   std::vector<std::string> names;
   for (const auto& [name, each] : commands_) names.push_back(name);
-  const std::string meant = nearestOf(command, names);
-  throw WrongUsage(
-      "'" + command + "'", "unknown command",
-      (meant.empty() ? "" : "did you mean '" + meant + "'? ") + "see accountsettings --help");
-}
-
-std::string CommandLine::nearest(const std::string& option) const {
-  return nearestOf(option, optionNames(selected()));
+  throw WrongUsage("'" + command + "'", "unknown command",
+                   suggestionFor(command, names) + "see accountsettings --help");
 }
 
 CLI::App& CommandLine::selected() const {

@@ -81,7 +81,6 @@ class CommandLine {
   void putSubcommandFirst(std::vector<std::string>& arguments) const;
   [[noreturn]] void refuse(const std::string& message) const;
   [[noreturn]] void refuseCommand(const std::string& command) const;
-  [[nodiscard]] std::string nearest(const std::string& option) const;
   [[nodiscard]] CLI::App& selected() const;
 
   std::unique_ptr<CLI::App> app_;
