@@ -24,7 +24,10 @@ struct RegistryState {
 const ProcessContext::Slot<RegistryState> registrySlot{};
 
 [[noreturn]] void fail(const char* message) {
-  throw AssertionFailure(message, "+[BasicAccount initialize]", "BasicAccount");
+  throw AssertionFailure(
+      message, "+[BasicAccount initialize]", "BasicAccount",
+      "Install libaccountsettings whole, with the resources of its plug-in; on a "
+      "platform of one's own, see what Resources has to answer");
 }
 
 Dictionary readTypes() {

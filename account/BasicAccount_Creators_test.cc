@@ -275,8 +275,7 @@ TEST_F(CreatorsTest, AFrameworkOutsideTheSevenBitSetIsNeverAskedFor) {
     const ProcessContext::Override override{fresh};
     const std::string expected = "Could not load the account creator framework " + path +
                                  ". Error the path holds characters outside the 7-bit set";
-    // A message ends at a zero byte.
-    EXPECT_EQ(messageOf([&] { (void)lookUp("SyncAccount"); }), expected.c_str());
+    EXPECT_EQ(messageOf([&] { (void)lookUp("SyncAccount"); }), expected);
   }
   EXPECT_THAT(fake.modules.loads, IsEmpty());
 }

@@ -126,6 +126,7 @@ TEST_F(TypesTest, AMissingRegistryStopsEveryUseUntilItIsThere) {
       FAIL() << "nothing was thrown";
     } catch (const AssertionFailure& failure) {
       EXPECT_EQ(failure.message(), "Could not find AccountTypesProperties.plist");
+      EXPECT_THAT(failure.what(), ::testing::HasSubstr("Install libaccountsettings whole"));
       EXPECT_EQ(failure.method(), "+[BasicAccount initialize]");
       EXPECT_EQ(failure.sourceFile(), "BasicAccount");
     }

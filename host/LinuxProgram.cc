@@ -24,9 +24,7 @@ LinuxProgram::LinuxProgram(const HostOptions& options, std::size_t size)
   ProcessContext::setDefault(&parts_->context.emplace(parts_->host->platform()));
 }
 
-LinuxProgram::~LinuxProgram() {
-  if (*this) ProcessContext::setDefault(nullptr);
-}
+LinuxProgram::~LinuxProgram() = default;
 
 LinuxProgram::operator bool() const noexcept {
   return parts_->context.has_value();

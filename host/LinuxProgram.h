@@ -17,8 +17,9 @@ namespace accountsettings {
 ///   accountsettings::LinuxProgram program({.root = "device"});
 ///   if (!program) return program.complain();
 ///
-/// There is one at a time. It is used from one thread; so is the library, unless a thread sets up a
-/// context of its own (ProcessContext::Override).
+/// There is one at a time, and it outlives the use of every store and account. It is used from one
+/// thread; so is the library, unless a thread sets up a context of its own
+/// (ProcessContext::Override).
 class LinuxProgram {
  public:
   /// The status with which a program ends that could not be set up.
@@ -26,7 +27,7 @@ class LinuxProgram {
 
   /// Serves this machine's own "/" where the options name no other root; for `size` see
   /// LinuxHost::create(). Where the root or its configuration cannot be opened, the program is
-  /// false, and no default is set.
+  /// false, and no default is set. AssertionFailure where the program has a default already.
   explicit LinuxProgram(const HostOptions& options = {}, std::size_t size = sizeof(HostOptions));
   /// Takes the default away.
   ~LinuxProgram();

@@ -21,6 +21,13 @@ TEST(LinuxProgramTest, StandsOnItsRootUntilItEnds) {
   EXPECT_THROW((void)ProcessContext::current(), AssertionFailure);
 }
 
+TEST(LinuxProgramTest, ASecondOneIsRefusedAndTheFirstGoesOn) {
+  const testing::DeviceRoot device;
+  LinuxProgram program({.root = device.root()});
+  EXPECT_THROW(LinuxProgram({.root = device.root()}), AssertionFailure);
+  EXPECT_EQ(&ProcessContext::current(), &program.context());
+}
+
 TEST(LinuxProgramTest, SaysWhichRootCannotBeOpened) {
   const testing::DeviceRoot device;
   const std::string missing = device.root() + "/missing";

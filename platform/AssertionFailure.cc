@@ -6,8 +6,11 @@
 namespace accountsettings {
 
 AssertionFailure::AssertionFailure(const std::string& message, std::string method,
-                                   std::string sourceFile)
-    : std::runtime_error(message), method_(std::move(method)), sourceFile_(std::move(sourceFile)) {}
+                                   std::string sourceFile, const std::string& advice)
+    : std::runtime_error(advice.empty() ? message : message + ". " + advice + "."),
+      message_(message),
+      method_(std::move(method)),
+      sourceFile_(std::move(sourceFile)) {}
 
 AssertionFailure::~AssertionFailure() = default;
 

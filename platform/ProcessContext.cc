@@ -5,7 +5,7 @@
 #include <map>
 #include <mutex>
 
-#include "platform/AssertionFailure.h"
+#include "platform/SameVersion.h"
 
 namespace accountsettings {
 
@@ -24,16 +24,14 @@ struct ProcessContext::Contents {
 };
 
 ProcessContext::ProcessContext(const Platform& platform, std::size_t size) {
-  if (size != sizeof(Platform)) {
-    throw AssertionFailure(
-        "The program was built with the headers of another version of libaccountsettings than the "
-        "one that it runs with; build it anew, or install the version that it was built with",
-        "ProcessContext::ProcessContext", "ProcessContext");
-  }
+  requireSize(size, sizeof(Platform), "ProcessContext::ProcessContext", "ProcessContext");
   contents_ = std::make_unique<Contents>(platform);
 }
 
-ProcessContext::~ProcessContext() = default;
+ProcessContext::~ProcessContext() {
+  ProcessContext* self = this;
+  defaultContext.compare_exchange_strong(self, nullptr);
+}
 
 const Platform& ProcessContext::platform() const noexcept {
   return contents_->platform;
@@ -47,14 +45,27 @@ ProcessContext& ProcessContext::current() {
   ProcessContext* context =
       overridingContext != nullptr ? overridingContext : defaultContext.load();
   if (context == nullptr) {
-    throw AssertionFailure("No process context has been set", "ProcessContext::current",
-                           "ProcessContext");
+    throw AssertionFailure(
+        "There is no process context", "ProcessContext::current", "ProcessContext",
+        "Make a LinuxProgram, or a ProcessContext as the default, before anything "
+        "else of the library, and keep it as long as stores and accounts are used");
   }
   return *context;
 }
 
-void ProcessContext::setDefault(ProcessContext* context) noexcept {
-  defaultContext = context;
+void ProcessContext::setDefault(ProcessContext* context) {
+  if (context == nullptr) {
+    defaultContext = nullptr;
+    return;
+  }
+  ProcessContext* before = nullptr;
+  if (!defaultContext.compare_exchange_strong(before, context) && before != context) {
+    throw AssertionFailure(
+        "The program has another process context already", "ProcessContext::setDefault",
+        "ProcessContext",
+        "Use the LinuxProgram or the ProcessContext that is there, or end it first; "
+        "for one thread alone there is ProcessContext::Override");
+  }
 }
 
 void* ProcessContext::stateAt(const void* slot, std::shared_ptr<void> (*make)()) {

@@ -19,6 +19,8 @@ class ProcessContext {
   /// The services behind `platform` must outlive the context. `size` is how the library knows which
   /// services the caller's Platform has; AssertionFailure where they are others than its own.
   explicit ProcessContext(const Platform& platform, std::size_t size = sizeof(Platform));
+  /// Stores and accounts that were made in it must not be used any more; they may be dropped later.
+  /// The program has no default then, if it was this one.
   ~ProcessContext();
   ProcessContext(const ProcessContext&) = delete;
   ProcessContext& operator=(const ProcessContext&) = delete;
@@ -26,8 +28,9 @@ class ProcessContext {
   /// This thread's override if one is set, else the program's default. AssertionFailure where
   /// neither exists.
   [[nodiscard]] static ProcessContext& current();
-  /// Makes `context` the program's default (nullptr: none). It must outlive its use.
-  static void setDefault(ProcessContext* context) noexcept;
+  /// Makes `context` the program's default (nullptr: none). AssertionFailure where the program has
+  /// another one.
+  static void setDefault(ProcessContext* context);
 
   /// The services that the context was made with.
   [[nodiscard]] const Platform& platform() const noexcept;

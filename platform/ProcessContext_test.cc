@@ -34,7 +34,44 @@ class DefaultContext {
   ~DefaultContext() { ProcessContext::setDefault(nullptr); }
 };
 
-TEST(ProcessContext, WithoutAnyCurrentIsAnAssertionFailure) {
+TEST(ProcessContext, WithoutAnyCurrentOneIsToldToMakeOne) {
+  try {
+    (void)ProcessContext::current();
+    FAIL() << "there is a context";
+  } catch (const AssertionFailure& failure) {
+    EXPECT_EQ(failure.message(), "There is no process context");
+    EXPECT_NE(std::string_view(failure.what()).find("Make a LinuxProgram"), std::string_view::npos)
+        << failure.what();
+  }
+}
+
+TEST(ProcessContext, ASecondDefaultIsRefusedWithWhatToDo) {
+  FakePlatform fake;
+  ProcessContext first(fake.platform());
+  ProcessContext second(fake.platform());
+  const DefaultContext asDefault(first);
+  EXPECT_NO_THROW(ProcessContext::setDefault(&first));
+  try {
+    ProcessContext::setDefault(&second);
+    FAIL() << "a second default was taken";
+  } catch (const AssertionFailure& failure) {
+    EXPECT_NE(std::string_view(failure.what()).find("end it first"), std::string_view::npos)
+        << failure.what();
+  }
+  EXPECT_EQ(&ProcessContext::current(), &first);
+  ProcessContext::setDefault(nullptr);
+  ProcessContext::setDefault(&second);
+  EXPECT_EQ(&ProcessContext::current(), &second);
+}
+
+TEST(ProcessContext, TheDefaultThatEndsIsNoDefaultAnyMore) {
+  FakePlatform fake;
+  {
+    ProcessContext passing(fake.platform());
+    ProcessContext::setDefault(&passing);
+    { ProcessContext other(fake.platform()); }
+    EXPECT_EQ(&ProcessContext::current(), &passing);
+  }
   EXPECT_THROW((void)ProcessContext::current(), AssertionFailure);
 }
 
@@ -140,7 +177,7 @@ TEST(ProcessContext, AProgramOfAnotherVersionIsToldToBeBuiltAnew) {
     ProcessContext context(platform, sizeof(Platform) - sizeof(void*));
     FAIL() << "a platform of another size was taken";
   } catch (const AssertionFailure& failure) {
-    EXPECT_NE(failure.message().find("build it anew"), std::string::npos);
+    EXPECT_NE(std::string_view(failure.what()).find("Build it anew"), std::string_view::npos);
   }
 }
 

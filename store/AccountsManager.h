@@ -190,7 +190,8 @@ class AccountsManager {
   /// a program that is not to lose them loads, edits and saves within withSettingsLocked(). A
   /// failure is logged, told by lastSave(), and leaves file and memory as they were.
   /// AssertionFailure, with the file written, where a notifier is not there or the creators
-  /// information is malformed.
+  /// information is malformed; with nothing written, where the context is not the one that the
+  /// store was made in.
   void saveAllAccounts();
   /// What became of the last save of this store, and why it failed. The reference is good until the
   /// next one.

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <thread>
 
+#include "platform/AssertionFailure.h"
 #include "store/AccountsManager.h"
 #include "testing/StoreTest.h"
 
@@ -139,6 +141,48 @@ TEST_F(AccountsManagerLocking, APlatformWithoutTheLockSavesAsEver) {
   EXPECT_TRUE(done);
   EXPECT_TRUE(store->lastSave().saved());
   EXPECT_EQ(fake.faults.count("writerLocks.hold"), 0U);
+}
+
+// MARK: The context
+
+TEST_F(AccountsManagerLocking, AStoreOfAnotherContextIsNotSavedInThisOne) {
+  testing::FakePlatform otherDevice;
+  otherDevice.files.putDirectory("/var/mobile/Library/Preferences");
+  ProcessContext other(otherDevice.platform());
+  const auto store = loaded({account("A")});
+  const ProcessContext::Override there(other);
+  try {
+    store->saveAllAccounts();
+    FAIL() << "the accounts of one device were saved on another";
+  } catch (const AssertionFailure& failure) {
+    EXPECT_THAT(failure.what(), HasSubstr("AccountsManager::init()"));
+  }
+  EXPECT_TRUE(otherDevice.files.exists(kSettings).isAbsent());
+}
+
+TEST_F(AccountsManagerLocking, AStoreThatOutlivesItsContextSaysWhatToDo) {
+  std::unique_ptr<AccountsManager> store;
+  std::unique_ptr<AccountsManager> dropped;
+  {
+    ProcessContext passing(fake.platform());
+    const ProcessContext::Override there(passing);
+    store = loaded({account("A")});
+    dropped = AccountsManager::init();
+  }
+  dropped.reset();
+  const auto saving = [&] {
+    try {
+      store->saveAllAccounts();
+    } catch (const AssertionFailure& failure) {
+      return std::string(failure.what());
+    }
+    return std::string("saved");
+  };
+  // Another context has come, and on a thread without any there is none.
+  EXPECT_THAT(saving(), HasSubstr("made in another process context"));
+  std::string without;
+  std::thread([&] { without = saving(); }).join();
+  EXPECT_THAT(without, HasSubstr("Make a LinuxProgram"));
 }
 
 // MARK: What became of a save

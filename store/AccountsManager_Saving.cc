@@ -39,6 +39,7 @@ Dictionary merged(const Dictionary& inMemory, const Dictionary& original,
 }  // namespace
 
 void AccountsManager::saveAllAccounts() {
+  contents_->ownContext.require();
   RSLog("Saving all accounts");
   const bool fixedAny = fixAccountsBeforeSaving();
   contents_->lastSave = mergeAndReplace();

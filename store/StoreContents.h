@@ -15,6 +15,7 @@
 #include "store/ChildAccounts.h"
 #include "store/InBatches.h"
 #include "store/OrderedAccounts.h"
+#include "store/OwnContext.h"
 #include "store/PlainAccounts.h"
 #include "store/SettingsFile.h"
 
@@ -26,6 +27,7 @@ struct AccountsManager::Contents {
     Dictionary properties;
   };
 
+  OwnContext ownContext;
   // The top-level accounts by identifier and in order. Both hold the same accounts, apart from
   // repeated identifiers, accounts without one, replaceAccountWithAccount(), accounts that a save
   // found unfixable, and identifiers changed since the account was entered.
