@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Holds what the built libraries export to debian/libaccountsettings1.symbols, in which a change of the
 interface is seen: every name, its version node, and the release that it came with. The names of the
-public nodes must be declared in public headers.
+public nodes must be declared in public headers, and docs/ABI.md must say of each public struct how it
+grows.
 
 usage: symbols.py BUILD            says where they differ, and ends with status 1
        symbols.py BUILD --write    writes the list anew
@@ -28,13 +29,16 @@ def exported_by(library):
     return found
 
 
+def public_headers():
+    with open(os.path.join(SOURCE, "api", "PublicHeaders.cmake"), encoding="utf-8") as file:
+        return re.findall(r"\b\w+/\w+\.h\b", file.read())
+
+
 def public_names():
     """The first names behind `accountsettings::` that public headers declare, and those among them
     that are functions which the libraries must define."""
-    with open(os.path.join(SOURCE, "api", "PublicHeaders.cmake"), encoding="utf-8") as file:
-        headers = re.findall(r"\b\w+/\w+\.h\b", file.read())
     names, functions = {"detail"}, set()
-    for header in headers:
+    for header in public_headers():
         with open(os.path.join(SOURCE, header), encoding="utf-8") as file:
             text = file.read()
         code = re.sub(r"//.*", "", text)
@@ -42,17 +46,33 @@ def public_names():
         names.update(re.findall(r"\b(\w+|operator==)\(", code))
         if header.startswith("testing/"):
             continue  # those that run the suite define what it asks for
-        own = re.sub(r"^namespace (?:accountsettings::)?detail \{.*?^\}  // namespace|//[^\n]*", "", text,
-                     flags=re.M | re.S)
-        own = re.sub(r"<[^;{}]*?>", "", own)
+        own = re.sub(r"<[^;{}]*?>", "", without_detail(text))
         functions.update(re.findall(r"^(?:\[\[|\w)[^;{}()]*\b(\w+)\((?=[^{};]*;)", own, re.M))
     return names, functions
+
+
+def without_detail(text):
+    """The header without its comments and what is in the namespace detail."""
+    return re.sub(r"^namespace (?:accountsettings::)?detail \{.*?^\}  // namespace|//[^\n]*", "", text,
+                  flags=re.M | re.S)
+
+
+def structs_without_promise():
+    """The structs of public headers of which docs/ABI.md does not say whether and how they grow."""
+    with open(os.path.join(SOURCE, "docs", "ABI.md"), encoding="utf-8") as file:
+        promised = set(re.findall(r"`(\w+)`", file.read()))
+    for header in public_headers():
+        with open(os.path.join(SOURCE, header), encoding="utf-8") as file:
+            for name in re.findall(r"^struct (\w+) \{", without_detail(file.read()), re.M):
+                if name not in promised:
+                    yield f"docs/ABI.md does not say how the struct {name} of {header} grows"
 
 
 def listed(version, known):
     """The list as it should be: each name with the release that `known` gives it, else this one."""
     declared, missing = public_names()
-    lines, faults = [], []
+    public_functions = set(missing)
+    lines, faults = [], list(structs_without_promise())
     for library in LIBRARIES:
         file = f"{library}.so.{version.split('.')[0]}"
         lines += [f"{file} libaccountsettings1 #MINVER#", "* Build-Depends-Package: libaccountsettings-dev"]
@@ -61,6 +81,8 @@ def listed(version, known):
             first = re.search(r"accountsettings::([\w=]+)", name)
             if first and "PRIVATE" not in node and first.group(1) not in declared:
                 faults.append(f"{name} stands under {node}, and no public header declares it")
+            if first and "PRIVATE" in node and first.group(1) in public_functions:
+                faults.append(f"{name} is declared in a public header, and stands under {node}")
             if first:
                 missing.discard(first.group(1))
             quoted = f'(c++)"{key}"' if "::" in name else key

@@ -1,12 +1,11 @@
 // How a change is compared with the device and carried out.
-#include "host/FileChange.h"
+#include "host/CommitChange.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "host/LinuxFiles.h"
 #include "host/RememberedFiles.h"
 #include "host/RootDirectory.h"
 

@@ -10,12 +10,8 @@
 #include <string>
 
 #include "plist/PropertyList.h"
-#include "plist/Result.h"
 
 namespace accountsettings {
-
-class LinuxFiles;
-class RememberedFiles;
 
 /// An account and a group as the kernel numbers them.
 struct FileOwner {
@@ -40,18 +36,5 @@ struct FileChange {
   /// Whom a written file is given to; none leaves it to whoever writes it.
   std::optional<FileOwner> owner;
 };
-
-/// Whether the device, as it was read, is as the change means it: by bytes, mode and owner of a
-/// file, by the absence of what goes, by a directory that is there. An error where that cannot be
-/// found out.
-[[nodiscard]] Result<bool> isAsMeant(RememberedFiles& device, const FileChange& change);
-
-/// The mode and owner that a file gets from this change.
-[[nodiscard]] Result<struct FileAttributes> attributesMeant(LinuxFiles& files,
-                                                            const FileChange& change);
-
-/// Carries out one change and flushes it: a file is replaced as a whole, so that a reader sees the
-/// old one or the new one. What is to go may be gone already.
-Status commitChange(LinuxFiles& files, const FileChange& change);
 
 }  // namespace accountsettings

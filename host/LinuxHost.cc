@@ -25,6 +25,7 @@
 #include "host/RootDirectory.h"
 #include "host/SaveCheck.h"
 #include "host/SystemClock.h"
+#include "platform/SameVersion.h"
 
 namespace accountsettings {
 
@@ -178,9 +179,7 @@ LinuxHost::~LinuxHost() = default;
 
 Result<std::unique_ptr<LinuxHost>> LinuxHost::create(const HostOptions& options, std::size_t size) {
   if (size != sizeof(HostOptions)) {
-    return Error{
-        "The program was built with the headers of another version of libaccountsettings-host than "
-        "the one that it runs with; build it anew, or install the version that it was built with"};
+    return Error{std::string(kBuiltForAnotherVersion) + ". " + kBuildItAnew + "."};
   }
   Result<RootDirectory> root = RootDirectory::open(options.root, options.useOpenat2);
   if (!root) return root.error();

@@ -63,14 +63,8 @@ class LinuxHost {
   /// The services, which live as long as the host. To replace some, see platformWith().
   [[nodiscard]] const Platform& platform() const noexcept;
 
-  /// What was read from the configuration file, completed by the defaults.
-  [[nodiscard]] const HostConfiguration& configuration() const noexcept;
-  /// The services with what they offer beyond their interfaces.
-  ///@{
-  [[nodiscard]] LinuxFiles& files() noexcept;
+  /// The event loop of platform(), to which a program adds sources of its own.
   [[nodiscard]] PollEventLoop& eventLoop() noexcept;
-  [[nodiscard]] AccountNames& accountNames() noexcept;
-  ///@}
   /// True where the root is this machine's own "/".
   [[nodiscard]] bool rootIsThisMachine() const noexcept;
   /// Where a device path lies on this machine, for messages.
@@ -89,6 +83,16 @@ class LinuxHost {
   /// The process that holds the lock on the file at `devicePath`, or none. Its identifier is 0 or
   /// less where it lives outside this process's view, and its name empty where it cannot be had.
   [[nodiscard]] Result<std::optional<Process>> lockHolder(const std::string& devicePath);
+
+  // MARK: Internal - for the command of the same version, whose headers are not installed.
+
+  /// What was read from the configuration file, completed by the defaults.
+  [[nodiscard]] const HostConfiguration& configuration() const noexcept;
+  /// The services with what they offer beyond their interfaces.
+  ///@{
+  [[nodiscard]] LinuxFiles& files() noexcept;
+  [[nodiscard]] AccountNames& accountNames() noexcept;
+  ///@}
 
  private:
   struct Services;

@@ -50,7 +50,7 @@ TEST_F(LinuxHostTest, OptionsOfAnotherVersionAreRefused) {
   options.root = device.root();
   const auto host = LinuxHost::create(options, sizeof(HostOptions) - 8);
   ASSERT_FALSE(host);
-  EXPECT_NE(host.error().message.find("build it anew"), std::string::npos);
+  EXPECT_NE(host.error().message.find("Build it anew"), std::string::npos);
 }
 
 // MARK: Configuration files

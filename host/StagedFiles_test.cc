@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "host/CommitChange.h"
 #include "host/Digest.h"
 #include "host/HostTest.h"
 #include "host/LinuxHost.h"

@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 
+#include "host/CommitChange.h"
 #include "host/Digest.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"

@@ -7,6 +7,7 @@
 #include "migration/MigrationPaths.h"
 #include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
+#include "platform/SameVersion.h"
 #include "platform/WriterLocks.h"
 #include "staging/HeldMigrationLock.h"
 #include "staging/HeldOutput.h"
@@ -246,25 +247,27 @@ void Run::listChanges(const MigrationCommit& commit) {
 
 }  // namespace
 
-MigrationOutcome migrateStaged(LinuxHost& host, const StagedMigrationOptions& options) {
-  return migrateStaged(host, host.platform(), options);
-}
-
-MigrationOutcome migrateStaged(LinuxHost& host, const Platform& platform,
-                               const StagedMigrationOptions& options) {
+void detail::migrateStaged(LinuxHost& host, const Platform* others,
+                           const StagedMigrationOptions& options, MigrationOutcome& outcome,
+                           const MigrationSizes& sizes) {
+  const MigrationSizes own;
+  for (const auto& [passed, known] :
+       {std::pair(sizes.platform, own.platform), std::pair(sizes.options, own.options),
+        std::pair(sizes.outcome, own.outcome)}) {
+    requireSize(passed, known, "migrateStaged", "MigrateStaged");
+  }
+  const Platform& platform = others != nullptr ? *others : host.platform();
   ProcessContext context(platform);
   const ProcessContext::Override current(context);
-  MigrationOutcome outcome;
   Result<HeldMigrationLock> lock = HeldMigrationLock::take(host);
   if (!lock) {
     outcome.cause = Cause::Lock;
     outcome.problem = lock.error().message;
-    return outcome;
+    return;
   }
   Run run(host, platform, options, outcome);
   run.run();
   if (run.touched()) lock->keepFile();
-  return outcome;
 }
 
 }  // namespace accountsettings

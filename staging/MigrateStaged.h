@@ -12,13 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "platform/Platform.h"
 #include "staging/StagedMigration.h"
 
 namespace accountsettings {
 
 class LinuxHost;
-struct Platform;
 
+/// What a program asks for; passed with its size, as HostOptions.
 struct StagedMigrationOptions {
   /// False removes the journal when the migration is done.
   bool keepBackup = true;
@@ -37,6 +38,7 @@ struct StagedMigrationOptions {
   std::string madeBy;
 };
 
+/// What came of it. The program makes it, and the library fills in the members that it has.
 struct MigrationOutcome {
   enum class Kind {
     NothingToDo,  ///< everything is as a migration would leave it
@@ -82,11 +84,36 @@ struct MigrationOutcome {
   std::shared_ptr<StagedMigration> staged;
 };
 
-/// Migrates the device of `host`. Blocks until the migration lock is free.
-[[nodiscard]] MigrationOutcome migrateStaged(LinuxHost& host,
-                                             const StagedMigrationOptions& options = {});
+namespace detail {
+
+/// Which members the structs have where the program is compiled.
+struct MigrationSizes {
+  std::size_t platform = sizeof(Platform);
+  std::size_t options = sizeof(StagedMigrationOptions);
+  std::size_t outcome = sizeof(MigrationOutcome);
+};
+
+/// No platform stands for the host's own.
+void migrateStaged(LinuxHost& host, const Platform* platform, const StagedMigrationOptions& options,
+                   MigrationOutcome& outcome, const MigrationSizes& sizes);
+
+}  // namespace detail
+
+/// Migrates the device of `host`. Blocks until the migration lock is free. AssertionFailure where
+/// the library is of another version.
+[[nodiscard]] inline MigrationOutcome migrateStaged(LinuxHost& host,
+                                                    const StagedMigrationOptions& options = {}) {
+  MigrationOutcome outcome;
+  detail::migrateStaged(host, nullptr, options, outcome, {});
+  return outcome;
+}
+
 /// The same with other services than the host's, files aside; see platformWith().
-[[nodiscard]] MigrationOutcome migrateStaged(LinuxHost& host, const Platform& platform,
-                                             const StagedMigrationOptions& options);
+[[nodiscard]] inline MigrationOutcome migrateStaged(LinuxHost& host, const Platform& platform,
+                                                    const StagedMigrationOptions& options) {
+  MigrationOutcome outcome;
+  detail::migrateStaged(host, &platform, options, outcome, {});
+  return outcome;
+}
 
 }  // namespace accountsettings

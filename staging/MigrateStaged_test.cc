@@ -13,6 +13,7 @@
 
 #include "host/ProcessTable.h"
 #include "host/RememberedFiles.h"
+#include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
 #include "staging/Backup.h"
 #include "staging/StagingTest.h"
@@ -472,6 +473,26 @@ TEST_F(MigrateStaged, AStoppedDaemonIsToldOfWhereTheRunIsRefusedAfterwards) {
   EXPECT_EQ(outcome.kind, Kind::Refused);
   EXPECT_TRUE(outcome.daemonStopped);
   EXPECT_THAT(log.lines, IsEmpty());
+}
+
+// MARK: Other versions
+
+TEST_F(MigrateStaged, StructsOfAnotherVersionAreRefusedAndNothingIsTouched) {
+  putSettings(3);
+  const std::string before = device.read(kSettings);
+  const auto host = newHost();
+  const detail::MigrationSizes own;
+  for (const detail::MigrationSizes& sizes :
+       {detail::MigrationSizes{own.platform - 8, own.options, own.outcome},
+        detail::MigrationSizes{own.platform, own.options - 8, own.outcome},
+        detail::MigrationSizes{own.platform, own.options, own.outcome + 8}}) {
+    MigrationOutcome outcome;
+    EXPECT_THROW(detail::migrateStaged(*host, nullptr, {}, outcome, sizes), AssertionFailure);
+    EXPECT_FALSE(outcome.staged);
+  }
+  EXPECT_THROW((void)StagedMigration::stage(*host, host->platform(), {}, own.platform - 8),
+               AssertionFailure);
+  EXPECT_EQ(device.read(kSettings), before);
 }
 
 // MARK: Which backups stay

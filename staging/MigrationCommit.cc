@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "host/CommitChange.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"
 #include "migration/MigrationPaths.h"

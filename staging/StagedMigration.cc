@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/CommitChange.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"
 #include "host/RootDirectory.h"
@@ -12,6 +13,7 @@
 #include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "platform/ReadDictionary.h"
+#include "platform/SameVersion.h"
 #include "platform/WriterLocks.h"
 #include "staging/Backup.h"
 #include "staging/HeldOutput.h"
@@ -185,7 +187,9 @@ std::shared_ptr<StagedMigration> StagedMigration::stage(LinuxHost& host,
   return stage(host, host.platform(), progress);
 }
 std::shared_ptr<StagedMigration> StagedMigration::stage(LinuxHost& host, const Platform& platform,
-                                                        const StepProgress& progress) {
+                                                        const StepProgress& progress,
+                                                        std::size_t size) {
+  requireSize(size, sizeof(Platform), "StagedMigration::stage", "StagedMigration");
   std::shared_ptr<StagedMigration> staged(new StagedMigration(host, platform));
   staged->state_->run(progress);
   return staged;

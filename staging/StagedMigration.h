@@ -4,6 +4,7 @@
 /// can be looked at, judged, and committed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "host/FileChange.h"
+#include "platform/Platform.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 
@@ -23,7 +25,6 @@ class HeldNotices;
 class LinuxHost;
 class RememberedFiles;
 class StagedFiles;
-struct Platform;
 
 /// A conversion or version step that ran, with the accounts that it was given and those that it
 /// left, as lists of the top-level accounts' property dictionaries.
@@ -58,10 +59,12 @@ class StagedMigration {
   /// migration that could be committed, or failure() tells why not.
   [[nodiscard]] static std::shared_ptr<StagedMigration> stage(LinuxHost& host,
                                                               const StepProgress& progress = {});
-  /// The same with other services than the host's, files aside.
+  /// The same with other services than the host's, files aside. `size` is how the library knows
+  /// which services the caller's Platform has; AssertionFailure where they are others than its own.
   [[nodiscard]] static std::shared_ptr<StagedMigration> stage(LinuxHost& host,
                                                               const Platform& platform,
-                                                              const StepProgress& progress);
+                                                              const StepProgress& progress,
+                                                              std::size_t size = sizeof(Platform));
   ~StagedMigration();
   StagedMigration(const StagedMigration&) = delete;
   StagedMigration& operator=(const StagedMigration&) = delete;
@@ -87,15 +90,17 @@ class StagedMigration {
   /// The settings' "Version" as it was; none where they tell none.
   [[nodiscard]] std::optional<std::int64_t> versionBefore();
 
+  /// The first thing that was read or asked and is answered in another way now, as messages name
+  /// it; or none.
+  [[nodiscard]] std::optional<std::string> firstChange();
+
+  // MARK: Internal - for the command of the same version, whose headers are not installed.
+
   /// The device's files as they were read. Ask it for more, and that is remembered and compared
   /// too; looking through it costs no second opening.
   [[nodiscard]] RememberedFiles& before() noexcept;
   /// The files as they would be.
   [[nodiscard]] StagedFiles& after() noexcept;
-  /// The first thing that was read or asked and is answered in another way now, as messages name
-  /// it; or none.
-  [[nodiscard]] std::optional<std::string> firstChange();
-
   /// The system's log lines and the notices, held back.
   ///@{
   [[nodiscard]] HeldLog& log() noexcept;

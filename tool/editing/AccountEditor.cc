@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "account/StringList.h"
+#include "host/CommitChange.h"
 #include "host/LinuxFiles.h"
 #include "host/LogSinks.h"
 #include "platform/AssertionFailure.h"
