@@ -25,6 +25,7 @@
 #include <string_view>
 #include <thread>
 
+#include "plist/Reader.h"
 #include "testing/ConformanceDevice.h"
 
 namespace accountsettings::testing {
@@ -446,6 +447,138 @@ TEST_P(WriterLocksConformance, HoldingCreatesNothingAndNeedsNoFile) {
   EXPECT_TRUE(platform.files.exists(inDirectory("none")).isAbsent());
 }
 
+// MARK: Watches. A platform may be without them.
+
+class FileWatchesConformance : public ConformanceTest {
+ protected:
+  void SetUp() override {
+    Result<std::unique_ptr<FileWatch>> begun = platform.fileWatches.watch(path);
+    if (!begun && begun.error().code == ENOTSUP) GTEST_SKIP() << "this platform has no watches";
+    ASSERT_TRUE(begun.ok()) << begun.error().message;
+    watch = std::move(*begun);
+  }
+
+  void write(const std::string& target, std::string_view text) {
+    const Status written = platform.files.create(target, bytesOf(text));
+    ASSERT_TRUE(written.ok()) << written.error().message;
+  }
+  // Whether a change is told, and then nothing more: who is told for ever never rests.
+  bool isToldOnce() {
+    if (!takes()) return false;
+    for (int turn = 0; turn < 100; ++turn) {
+      if (!takes()) return true;
+    }
+    ADD_FAILURE() << "the same change is told again and again";
+    return false;
+  }
+  bool takes() {
+    const Result<bool> changed = watch->takeChange();
+    EXPECT_TRUE(changed.ok()) << changed.error().message;
+    return changed.ok() && *changed;
+  }
+
+  const std::string path = inDirectory("a");
+  const std::string other = inDirectory("b");
+  std::unique_ptr<FileWatch> watch;
+};
+
+TEST_P(FileWatchesConformance, TellsThatAFileCameWasWrittenReplacedAndRemoved) {
+  write(path, "came");
+  EXPECT_TRUE(isToldOnce()) << "came";
+  write(path, "written");
+  EXPECT_TRUE(isToldOnce()) << "written";
+  write(other, "replaced");
+  ASSERT_TRUE(platform.files.rename(other, path).ok());
+  EXPECT_TRUE(isToldOnce()) << "replaced";
+  ASSERT_TRUE(platform.files.remove(path).ok());
+  EXPECT_TRUE(isToldOnce()) << "removed";
+}
+
+TEST_P(FileWatchesConformance, TellsOfASaveAsTheStoreDoesIt) {
+  auto file = platform.files.makeTemporary(path);
+  ASSERT_TRUE(file.ok()) << file.error().message;
+  ASSERT_TRUE((*file)->write(bytesOf("saved")).ok());
+  ASSERT_TRUE((*file)->flushAndClose().ok());
+  ASSERT_TRUE(platform.files.rename((*file)->path(), path).ok());
+  EXPECT_TRUE(isToldOnce());
+}
+
+TEST_P(FileWatchesConformance, ManyChangesAreToldAtOnce) {
+  for (int turn = 0; turn < 50; ++turn) write(path, std::to_string(turn));
+  EXPECT_TRUE(isToldOnce());
+}
+
+TEST_P(FileWatchesConformance, AWaitEndsWithAChangeThatCameBefore) {
+  write(path, "came");
+  const Result<bool> came = watch->waitForChange(std::chrono::minutes(1));
+  ASSERT_TRUE(came.ok()) << came.error().message;
+  EXPECT_TRUE(*came);
+}
+
+TEST_P(FileWatchesConformance, EachWatchIsToldForItself) {
+  auto second = platform.fileWatches.watch(path);
+  ASSERT_TRUE(second.ok()) << second.error().message;
+  write(path, "came");
+  EXPECT_TRUE(isToldOnce());
+  watch = std::move(*second);
+  EXPECT_TRUE(isToldOnce());
+}
+
+TEST_P(FileWatchesConformance, AMissingDirectoryIsAnErrorThatNamesTheFile) {
+  const auto none = platform.fileWatches.watch(inDirectory("none/a"));
+  ASSERT_FALSE(none.ok());
+  EXPECT_THAT(none.error().message, ::testing::HasSubstr("none"));
+}
+
+// MARK: What is told of the device
+
+class DeviceConformance : public ConformanceTest {};
+
+TEST_P(DeviceConformance, DirectoriesAreAbsoluteAndStayAsTheyAre) {
+  for (const bool home : {false, true}) {
+    const auto ask = [&] {
+      return home ? platform.directories.homeDirectory()
+                  : platform.directories.systemRootDirectory();
+    };
+    const std::string directory = ask();
+    EXPECT_TRUE(directory.starts_with('/')) << directory;
+    EXPECT_TRUE(directory == "/" || !directory.ends_with('/')) << directory;
+    EXPECT_EQ(ask(), directory);
+  }
+}
+
+TEST_P(DeviceConformance, TheResourcesThatTheSystemNeedsAreDictionaries) {
+  for (const char* name : {"AccountTypesProperties", "DataclassesProperties", "AccountCreators"}) {
+    const std::optional<std::string> found = platform.resources.pathOf(name);
+    ASSERT_TRUE(found.has_value()) << name;
+    const Result<Bytes> bytes = platform.resources.read(*found);
+    ASSERT_TRUE(bytes.ok()) << bytes.error().message;
+    const Result<PropertyList> list = readPropertyList(*bytes);
+    ASSERT_TRUE(list.ok()) << name << ": " << list.error().message;
+    EXPECT_NE(list->dictionary(), nullptr) << name;
+  }
+  EXPECT_FALSE(platform.resources.pathOf("NoSuchResource").has_value());
+}
+
+TEST_P(DeviceConformance, TextsWithoutAnEntryAreTheDefaultOrTheKey) {
+  EXPECT_EQ(platform.resources.localizedString("NO_SUCH_KEY", "Default", "Localizable"), "Default");
+  EXPECT_EQ(platform.resources.localizedString("NO_SUCH_KEY", "", "Localizable"), "NO_SUCH_KEY");
+}
+
+TEST_P(DeviceConformance, TheLogTakesEveryText) {
+  for (const std::string_view text : {std::string_view(), std::string_view("two\nlines"),
+                                      std::string_view("%s \xFF\0 end", 10)}) {
+    EXPECT_NO_THROW(platform.systemLog.write(text));
+  }
+  EXPECT_NO_THROW(platform.systemLog.write(std::string(100'000, 'x')));
+}
+
+TEST_P(DeviceConformance, NotificationsNeedNobodyToHear) {
+  EXPECT_NO_THROW(platform.notifications.postSystemNotification("com.example.conformance"));
+  EXPECT_NO_THROW(platform.notifications.postAppPreferencesChanged("com.example", "Key"));
+  EXPECT_NO_THROW(platform.notifications.notifyCloudTabsToggled(true));
+}
+
 // MARK: Clock and identifiers
 
 class ClockConformance : public ConformanceTest {};
@@ -505,6 +638,10 @@ INSTANTIATE_TEST_SUITE_P(All, ProcessesConformance, ::testing::ValuesIn(conforma
 INSTANTIATE_TEST_SUITE_P(All, PreferencesConformance, ::testing::ValuesIn(conformanceDevices()),
                          nameOfDevice);
 INSTANTIATE_TEST_SUITE_P(All, WriterLocksConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, FileWatchesConformance, ::testing::ValuesIn(conformanceDevices()),
+                         nameOfDevice);
+INSTANTIATE_TEST_SUITE_P(All, DeviceConformance, ::testing::ValuesIn(conformanceDevices()),
                          nameOfDevice);
 INSTANTIATE_TEST_SUITE_P(All, ClockConformance, ::testing::ValuesIn(conformanceDevices()),
                          nameOfDevice);

@@ -28,7 +28,7 @@ class FakePlatform {
   FakeResources resources{faults};
   FakeLocks locks{faults};
   FakeWriterLocks writerLocks{faults};
-  FakeFileWatches fileWatches{faults};
+  FakeFileWatches fileWatches{faults, files};
   FakeClock clock{faults};
   FakeEventLoop eventLoop{faults, clock};
   FakeProcesses processes{faults, clock};
