@@ -35,7 +35,7 @@ ON_THIS_MACHINE = re.compile(
 
 SHOWN_FOLDER = "/home/anna"
 CHANGING = re.compile(
-    r"\b(?P<date>20\d\d-\d{1,2}-\d{1,2}(?:[-T :]\d{1,2}){1,3}Z?)"
+    r"\b(?P<date>20\d\d-\d{1,2}-\d{1,2}(?:[-T :]\d{1,2}){1,3}Z?(?:-\d+)?)"
     r"|\b(?P<sum>[0-9a-f]{64})\b"
     r"|\b(?P<identifier>(?!5A0DE000)[0-9A-F]{8}(?:-[0-9A-F]{4}){3}-[0-9A-F]{12})\b"
     r"|\b(?P<version>1\.\d+\.\d+)\b")
