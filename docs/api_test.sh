@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the API documentation, without a warning, and looks whether it has a page for every header
-# that is installed, with what the header's comments say.   usage: api_test.sh DOXYGEN
+# that is installed, and for no other, with what the header's comments say.   usage: api_test.sh DOXYGEN
 set -euo pipefail
 cd "$(dirname "$0")/.."
 rm -rf build/html
@@ -13,6 +13,11 @@ for header in $headers; do
   [ "$header" = Nodes.h ] || [ -s "build/html/${header%.h}_8h.html" ] || fail "no page for $header"
 done
 
+for page in build/html/*_8h.html; do
+  page=${page##*/}
+  grep -w "${page%_8h.html}.h" <<<"$headers" >/dev/null || fail "a page for ${page%_8h.html}.h, which is not installed"
+done
+
 # text_has PAGE WORDS
 text_has() { sed 's/<[^>]*>//g' "build/html/$1" | grep -F -e "$2" >/dev/null || fail "$1 does not say: $2"; }
 text_has AccountsManager_8h.html "AccountsManager is the account store"
@@ -22,4 +27,7 @@ text_has structaccountsettings_1_1HostOptions.html "The name under which this pr
 named=$(sed 's/<[^>]*>//g' build/html/classaccountsettings_1_1BasicAccount.html | grep -c '^Named reads of')
 [ "$named" -ge 7 ] || fail "of seven named reads of an account, $named have their comment"
 text_has index.html "A first program"
+grep -q 'href="md_docs_GUIDE.html"' build/html/index.html || fail "the first page does not lead to the guide"
+text_has md_docs_GUIDE.html "A store is a reading of the settings file"
+grep -q 'href="md_docs_ABI.html"' build/html/md_docs_GUIDE.html || fail "the guide does not lead to what it names"
 echo "$(ls build/html/*_8h.html | wc -l) headers are documented."
