@@ -187,6 +187,21 @@ class XmlReader {
     return true;
   }
 
+  // Moves past CDATA sections between elements, which say no more than the white space in them.
+  bool skipBlankSections() {
+    while (text_.size() - at_ > 1 && text_[at_ + 1] == '!') {
+      const std::size_t start = at_;
+      if (!take("<![CDATA[")) return true;
+      const std::size_t contents = at_;
+      if (!skipPast("]]>", "CDATA section")) return false;
+      if (!trimmed(text_.substr(contents, at_ - 3 - contents)).empty()) {
+        return fail(start, "text where a value belongs");
+      }
+      if (!skipToNext()) return false;
+    }
+    return true;
+  }
+
   bool readProlog() {
     if (sees("<?xml ") || sees("<?xml\t") || sees("<?xml\n")) {
       if (!skipPast("?>", "XML declaration")) return false;
@@ -254,7 +269,7 @@ class XmlReader {
 
   // Reads the next tag between values, and the value that it begins.
   bool readNext() {
-    if (!skipToNext()) return false;
+    if (!skipToNext() || !skipBlankSections()) return false;
     if (atEnd()) return fail(at_, "file ends before </plist>");
     if (!sees("<")) return fail(at_, "text where a value belongs");
     Tag tag;

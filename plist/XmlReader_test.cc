@@ -87,6 +87,17 @@ TEST(XmlReaderTest, ReferencesAndSectionsAreText) {
   EXPECT_TRUE(valueOf("<string>a\r\nb\rc&#13;d</string>") == PropertyList("a\nb\nc\rd"));
 }
 
+TEST(XmlReaderTest, ABlankSectionBetweenElementsIsWhiteSpace) {
+  EXPECT_TRUE(
+      valueOf("<![CDATA[]]><dict><![CDATA[ \n\t]]><key>a</key> <![CDATA[ ]]><!-- b --><![CDATA["
+              " ]]><array><![CDATA[]]></array><![CDATA[ ]]></dict> <![CDATA[ ]]>") ==
+      PropertyList(Dictionary{{"a", Array{}}}));
+  EXPECT_EQ(errorOnLine3("<![CDATA[ x ]]><true/>"), "line 3: text where a value belongs");
+  EXPECT_EQ(errorOnLine3("<array><![CDATA[&#32;]]></array>"), "line 3: text where a value belongs");
+  EXPECT_EQ(errorOf("<plist>\n<![CDATA[ ]]"), "line 2: CDATA section without end");
+  EXPECT_EQ(errorOf("<![CDATA[ ]]><plist><true/></plist>"), "line 1: malformed attribute");
+}
+
 TEST(XmlReaderTest, AnEncodingThatTheBytesBelieIsNotBelieved) {
   EXPECT_TRUE(readText("<?xml version='1.0' encoding='UTF-16'?><plist><true/></plist>").ok());
   EXPECT_EQ(errorOf("<?xml version='1.0' encoding='EBCDIC'?><plist><true/></plist>"),

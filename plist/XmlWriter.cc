@@ -15,6 +15,7 @@
 #include "plist/PointerMap.h"
 #include "plist/Scan.h"
 #include "plist/Text.h"
+#include "plist/Visible.h"
 #include "plist/Walk.h"
 #include "plist/XmlScalars.h"
 #include "plist/XmlText.h"
@@ -42,8 +43,9 @@ constexpr double kMaxGrowth = 64;
 // At least what a value takes without its text: two lines, indented, with its tags.
 constexpr double kTags = 64;
 
-// What stands for a character of a text; empty where it stands for itself.
-std::string_view escapeOf(char character) noexcept {
+// What stands for a character of a text; empty where it stands for itself. Whoever prints a
+// document shall not have a terminal driven by a text in it.
+std::string escapeOf(std::uint32_t character) {
   switch (character) {
     case '&':
       return "&amp;";
@@ -51,25 +53,26 @@ std::string_view escapeOf(char character) noexcept {
       return "&lt;";
     case '>':
       return "&gt;";
-    case '\r':
-      return "&#13;";
-    default:
+    case '\t':
+    case '\n':
       return {};
+    default:
+      return isVisible(character) ? std::string() : "&#" + std::to_string(character) + ";";
   }
 }
 
 // How long a text is when written; none where it has a character that XML forbids.
-std::optional<std::size_t> escapedLength(std::string_view text) noexcept {
+std::optional<std::size_t> escapedLength(std::string_view text) {
   const auto needsALook = [](auto byte) {
-    return (byte < 0x20) | (byte >= 0x80) | (byte == '&') | (byte == '<') | (byte == '>');
+    return (byte < 0x20) | (byte >= 0x7F) | (byte == '&') | (byte == '<') | (byte == '>');
   };
   std::size_t length = text.size();
   std::size_t at = 0;
   while ((at = detail::scan(text, at, needsALook)) < text.size()) {
     const detail::CodePoint point = detail::firstCodePoint(text.substr(at));
     if (point.length == 0 || !detail::isXmlCharacter(point.value)) return std::nullopt;
-    const std::string_view escape = escapeOf(text[at]);
-    if (!escape.empty()) length += escape.size() - 1;
+    const std::string escape = escapeOf(point.value);
+    if (!escape.empty()) length += escape.size() - point.length;
     at += point.length;
   }
   return length;
@@ -262,14 +265,20 @@ class Document {
 
   void putEscaped(std::string_view text) {
     if (!escapes_) return put(text);
-    const auto isEscaped = [](auto byte) {
-      return (byte == '&') | (byte == '<') | (byte == '>') | (byte == '\r');
+    // The last three begin every character beyond ASCII that has an escape, and others.
+    const auto mayHaveEscape = [](auto byte) {
+      return (byte == '&') | (byte == '<') | (byte == '>') | (byte == '\r') | (byte == 0x7F) |
+             (byte == 0xC2) | (byte == 0xD8) | (byte == 0xE2);
     };
-    for (std::size_t at = 0; at <= text.size(); ++at) {
-      const std::size_t plain = at;
-      at = detail::scan(text, at, isEscaped);
-      put(text.substr(plain, at - plain));
-      if (at < text.size()) put(escapeOf(text[at]));
+    while (!text.empty()) {
+      const std::size_t plain = detail::scan(text, 0, mayHaveEscape);
+      put(text.substr(0, plain));
+      text.remove_prefix(plain);
+      if (text.empty()) break;
+      const detail::CodePoint point = detail::firstCodePoint(text);
+      const std::string escape = escapeOf(point.value);
+      put(escape.empty() ? text.substr(0, point.length) : escape);
+      text.remove_prefix(point.length);
     }
   }
 

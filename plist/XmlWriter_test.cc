@@ -69,6 +69,26 @@ TEST(XmlWriterTest, WritesEachScalar) {
   EXPECT_EQ(textOf("a\rb\nc\td"), documentOf("<string>a&#13;b\nc\td</string>\n"));
 }
 
+// Documents are printed: none may drive the terminal or turn the writing direction.
+TEST(XmlWriterTest, EscapesWhatATerminalWouldObey) {
+  const std::string hostile =
+      "a\x7F\xC2\x80\xC2\x9B"
+      "1m\u202E"
+      "b\u2066\u061C\u2028\u00A0\u00E9\u0627\u2014 c";
+  EXPECT_EQ(
+      textOf(hostile),
+      documentOf("<string>a&#127;&#128;&#155;1m&#8238;b&#8294;&#1564;&#8232;\u00A0\u00E9\u0627"
+                 "\u2014 c</string>\n"));
+  for (const PropertyList& value :
+       {PropertyList(hostile), PropertyList(Dictionary{{hostile, 1}})}) {
+    const Result<Bytes> bytes = writeXml(value);
+    ASSERT_TRUE(bytes.ok());
+    const Result<PropertyList> again = readXml(*bytes);
+    ASSERT_TRUE(again.ok());
+    EXPECT_TRUE(*again == value);
+  }
+}
+
 TEST(XmlWriterTest, LongDataIsBrokenIntoLines) {
   const Bytes bytes(100, 0x5A);
   const std::string text = textOf(Array{PropertyList::data(bytes)});
