@@ -1,5 +1,6 @@
 // Tests of `plist`, run as a process.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -97,6 +98,56 @@ TEST_F(Plist, TellsAnEmptyFileADirectoryAndAMissingOne) {
                 ": this is a directory; give a file in it\n");
   EXPECT_EQ(runTool({"plist", at("none")}).err,
             "accountsettings: " + at("none") + ": No such file or directory; check the path\n");
+}
+
+TEST_F(Plist, AFileThatIsWrittenKeepsItsModeAndOwner) {
+  const std::string out = write("out", "old");
+  ASSERT_EQ(::chmod(out.c_str(), 0640), 0);
+  const bool canGiveAway = ::geteuid() == 0;
+  if (canGiveAway) ASSERT_EQ(::chown(out.c_str(), 501, 502), 0);
+  fs::create_symlink("out", at("link"));
+  const std::string source = write("a.json", json_);
+  for (const char* place : {"out", "link"}) {
+    ASSERT_EQ(runTool({"plist", source, "--to", "json", "--out", at(place)}).status, 0);
+    struct stat status {};
+    ASSERT_EQ(::lstat(out.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U) << place;
+    if (canGiveAway) {
+      EXPECT_EQ(status.st_uid, 501U) << place;
+      EXPECT_EQ(status.st_gid, 502U) << place;
+    }
+    EXPECT_EQ(documentIn(content("out")), documentIn(json_));
+  }
+  EXPECT_TRUE(fs::is_symlink(at("link")));
+  EXPECT_EQ(names(), (std::vector<std::string>{"a.json", "link", "out"}));
+}
+
+// Nobody's file becomes somebody else's.
+TEST_F(Plist, AFileThatCannotKeepItsOwnerIsNotWritten) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user needs root";
+  constexpr unsigned kUser = 12345;
+  const std::string source = write("a.json", json_);
+  const std::string out = write("out", "old");
+  ASSERT_EQ(::chmod(directory_.path().c_str(), 0777), 0);
+  const ToolResult result =
+      ToolRun({"plist", source, "--to", "json", "--out", out}).asUser(kUser).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.err, "accountsettings: " + out +
+                            ": the new file cannot be given to user 0 and group 0, whose the old "
+                            "one is; run as a user who may, or change the permissions\n");
+  EXPECT_EQ(content("out"), "old");
+  EXPECT_EQ(names(), (std::vector<std::string>{"a.json", "out"}));
+}
+
+TEST_F(Plist, AFullDiskLeavesTheOldFile) {
+  const std::string out = write("out", "old");
+  const ToolResult result = ToolRun({"plist", write("a.json", json_), "--to", "json", "--out", out})
+                                .withFileSizeLimit(8)
+                                .run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.err, "accountsettings: " + out + ": File too large; make room and try again\n");
+  EXPECT_EQ(content("out"), "old");
+  EXPECT_EQ(names(), (std::vector<std::string>{"a.json", "out"}));
 }
 
 TEST_F(Plist, RefusesAFormThatCannotHoldTheValue) {

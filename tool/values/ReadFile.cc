@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <random>
 #include <system_error>
 
+#include "host/NamedFile.h"
 #include "plist/Reader.h"
 #include "tool/frame/Errors.h"
 
@@ -34,30 +34,6 @@ std::string nameOf(const std::string& path) {
 
 [[noreturn]] void fail(const std::string& path, int code) {
   throw Prevented(nameOf(path), reasonFor(code), adviceFor(code));
-}
-
-// A name beside `target` that nothing has yet.
-fs::path freshNameBeside(const fs::path& target) {
-  std::random_device random;
-  fs::path name = target;
-  name.replace_filename("." + target.filename().string() + ".new-" + std::to_string(random()));
-  return name;
-}
-
-// Answers the error number of the first call that failed, or 0.
-int writeWhole(std::FILE* stream, std::string_view content) {
-  errno = 0;
-  if (std::fwrite(content.data(), 1, content.size(), stream) != content.size() ||
-      std::fflush(stream) != 0) {
-    return errno != 0 ? errno : EIO;
-  }
-  return 0;
-}
-
-void writeInPlace(const std::string& path, std::string_view content) {
-  const OpenFile stream(std::fopen(path.c_str(), "wb"));
-  if (!stream) fail(path, errno);
-  if (const int code = writeWhole(stream.get(), content)) fail(path, code);
 }
 
 }  // namespace
@@ -99,27 +75,13 @@ PropertyList readPropertyListFile(const std::string& path) {
 }
 
 void writeFile(const std::string& path, std::string_view content) {
-  std::error_code code;
-  const fs::file_status status = fs::status(path, code);
-  if (fs::is_directory(status)) {
+  std::error_code ignored;
+  if (fs::is_directory(path, ignored)) {
     throw Prevented(path, "this is a directory", "give the name of a file in it");
   }
-  if (fs::exists(status) && !fs::is_regular_file(status)) return writeInPlace(path, content);
-  // The file that a link leads to is replaced, not the link.
-  const fs::path target = fs::exists(status) ? fs::canonical(path, code) : fs::path(path);
-  const fs::path fresh = freshNameBeside(target);
-  OpenFile stream(std::fopen(fresh.c_str(), "wbx"));
-  if (!stream) fail(path, errno);
-  int failed = writeWhole(stream.get(), content);
-  if (std::fclose(stream.release()) != 0 && failed == 0) failed = errno;
-  if (failed == 0) {
-    fs::rename(fresh, target, code);
-    failed = code.value();
-  }
-  if (failed != 0) {
-    fs::remove(fresh, code);
-    fail(path, failed);
-  }
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
+  const Status written = replaceNamedFile(path, {bytes, content.size()});
+  if (!written) throw Prevented("", written.error().message, adviceFor(written.error().code));
 }
 
 void writeFile(const std::string& path, const Bytes& content) {

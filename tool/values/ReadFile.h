@@ -16,8 +16,8 @@ namespace accountsettings {
 // malformed.
 [[nodiscard]] PropertyList readPropertyListFile(const std::string& path);
 
-// Replaces the file as a whole: whatever happens, it holds the old content or the new. Throws
-// Prevented with the reason.
+// Replaces the file as a whole: whatever happens, it holds the old content or the new. An existing
+// one keeps its mode and owner. Throws Prevented with the reason.
 void writeFile(const std::string& path, std::string_view content);
 void writeFile(const std::string& path, const Bytes& content);
 

@@ -1,0 +1,18 @@
+// NamedFile is for the files of this machine that a person names, outside every device root.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "plist/Result.h"
+
+namespace accountsettings {
+
+// Replaces the regular file that `path` leads to, as a whole: whatever happens, it holds the old
+// content or the new, with the mode and owner that it had. Where there is none, one is made as the
+// umask says. A link stays, and what it leads to is replaced. Anything else that stands there, as a
+// device or a pipe, is written to.
+Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes);
+
+}  // namespace accountsettings
