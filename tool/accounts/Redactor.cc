@@ -9,6 +9,8 @@
 
 #include "account/BasicAccount.h"
 #include "account/Dataclasses.h"
+#include "plist/BinaryWriter.h"
+#include "tool/accounts/KeyWords.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
@@ -64,8 +66,16 @@ bool isModelWord(std::string_view text) {
 // Keys are words of the program that stored them, unless it keeps something for each host, folder
 // or person under their names.
 bool isPersonalKey(std::string_view key) {
-  return !key.starts_with("com.zelqo.") && (key.find_first_of(".@:/") != std::string_view::npos ||
-                                            std::any_of(key.begin(), key.end(), isBeyondAscii));
+  return !key.starts_with("com.zelqo.") &&
+         (key.find_first_of(".@:/") != std::string_view::npos ||
+          std::any_of(key.begin(), key.end(), isBeyondAscii) || !isProgramKey(key));
+}
+
+// What tells a value that stands under a secret key from others; a text is found in sentences too.
+std::string identityOf(const PropertyList& value) {
+  if (const auto text = value.stringValue()) return std::string(*text);
+  const Result<Bytes> bytes = writeBinary(value);
+  return bytes ? std::string(bytes->begin(), bytes->end()) : propertyLine(value, 200);
 }
 
 Kind kindOfKey(std::string_view key) {
@@ -152,19 +162,20 @@ bool isNobodys(std::string_view text) {
 
 void Redactor::learn(const PropertyList& content) {
   budget_ = kMostValues;
-  learnUnder({}, content);
+  learnUnder({}, content, false);
 }
 
-void Redactor::learnUnder(std::string_view key, const PropertyList& value) {
+void Redactor::learnUnder(std::string_view key, const PropertyList& value, bool isSecret) {
   if (!spend()) return;
   if (const Dictionary* dictionary = value.dictionary()) {
     for (const auto& entry : *dictionary) {
       if (isPersonalKey(entry.key())) learnValue(kindOfKey(entry.key()), entry.key());
-      learnUnder(entry.key(), entry.value());
+      learnUnder(entry.key(), entry.value(), isSecret || isSecretKey(entry.key()));
     }
   } else if (const Array* array = value.array()) {
-    for (const PropertyList& each : *array) learnUnder(key, each);
+    for (const PropertyList& each : *array) learnUnder(key, each, isSecret);
   } else if (const auto text = value.stringValue()) {
+    if (isSecret) return learnValue(Kind::Secret, *text);
     if (holdsModelWords(key) && isModelWord(*text)) return;
     learnValue(kindUnder(key), *text);
   }
@@ -220,6 +231,10 @@ PropertyList Redactor::stored(const PropertyList& content) {
 
 PropertyList Redactor::storedUnder(std::string_view key, const PropertyList& value) {
   if (!spend()) return "(not shown)";
+  if (isSecretKey(key)) {
+    return isSeenUnderSecretKey(value) ? value
+                                       : PropertyList(replaced(Kind::Secret, identityOf(value)));
+  }
   if (const Dictionary* dictionary = value.dictionary()) {
     Dictionary result;
     for (const auto& entry : *dictionary) {
@@ -234,18 +249,13 @@ PropertyList Redactor::storedUnder(std::string_view key, const PropertyList& val
     for (const PropertyList& each : *array) result.append(storedUnder(key, each));
     return result;
   }
-  const Kind kind = kindUnder(key);
   if (const auto text = value.stringValue()) {
     const bool model = holdsModelWords(key) && isModelWord(*text);
-    if (kind != Kind::Secret && (model || isNobodys(*text))) return value;
-    return replaced(kind, std::string(*text));
+    if (model || isNobodys(*text)) return value;
+    return replaced(kindUnder(key), std::string(*text));
   }
   if (const auto bytes = value.dataValue()) {
-    return replaced(kind == Kind::Secret ? kind : Kind::Data,
-                    std::string(bytes->begin(), bytes->end()));
-  }
-  if (kind == Kind::Secret && value.kind() != PropertyList::Kind::Boolean) {
-    return replaced(kind, propertyLine(value, 40));
+    return replaced(Kind::Data, std::string(bytes->begin(), bytes->end()));
   }
   return value;
 }

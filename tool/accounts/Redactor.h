@@ -27,8 +27,9 @@ class Redactor {
   // Sentences leave this text out, for example the place of a device root on this machine.
   void leaveOut(std::string text) { leftOut_ = std::move(text); }
 
-  // Content of a file: every text, every data and everything under the keys of secrets is replaced;
-  // what remains are the structure, numbers, dates, and the words of the account model.
+  // Content of a file: every text, every data, every key that no program chose, and everything
+  // under the keys of secrets that may not be seen there is replaced; what remains are the
+  // structure, numbers, dates, and the words of the account model.
   [[nodiscard]] PropertyList stored(const PropertyList& content);
   // A sentence of this program: learned values, mail addresses and UUIDs are replaced.
   [[nodiscard]] std::string sentence(std::string_view text);
@@ -61,7 +62,7 @@ class Redactor {
   // A value that shares its parts many times over could keep this busy for ever; false says that it
   // is enough.
   bool spend();
-  void learnUnder(std::string_view key, const PropertyList& value);
+  void learnUnder(std::string_view key, const PropertyList& value, bool isSecret);
   void learnValue(Kind kind, std::string_view value);
   StandIn& standInFor(Kind kind, const std::string& value);
   std::string replaced(Kind kind, const std::string& value);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "testing/PlatformTest.h"
+#include "tool/accounts/KeyWords.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings::testing {
 namespace {
@@ -24,14 +26,14 @@ TEST_F(RedactorTest, EqualValuesHaveOneStandInWhereverTheyOccur) {
 TEST_F(RedactorTest, TheKeyTellsTheKind) {
   const Dictionary content = {
       {"uniqueId", "a"}, {"Login_Key", "b"}, {"CalDAV_Server_Key", "c"}, {"DisplayName", "d"},
-      {"passWord", "e"}, {"Auth-Token", 5},  {"Anything", "f"},          {"HasPassword", true}};
+      {"passWord", "e"}, {"Auth-Token", 5},  {"Content", "f"},           {"HasPassword", true}};
   EXPECT_EQ(redactor.stored(content), PropertyList(Dictionary{{"uniqueId", "identifier-1"},
                                                               {"Login_Key", "user-1"},
                                                               {"CalDAV_Server_Key", "host-1"},
                                                               {"DisplayName", "name-1"},
                                                               {"passWord", "secret-1"},
                                                               {"Auth-Token", "secret-2"},
-                                                              {"Anything", "text-1"},
+                                                              {"Content", "text-1"},
                                                               {"HasPassword", true}}));
 }
 
@@ -70,6 +72,78 @@ TEST_F(RedactorTest, KeysThatNameHostsAndPersonsGoToo) {
                                                               {"com.zelqo.accounts", 4},
                                                               {"Enabled Dataclasses", 5}}));
   EXPECT_EQ(redactor.sentence("The key \"imap.home.example\""), "The key \"host-1\"");
+}
+
+TEST_F(RedactorTest, NothingIsSeenBeneathASecretKeyButWhetherThereIsSomething) {
+  const Dictionary content{{"AuthToken", Dictionary{{"Expires", PropertyList::date(7)},
+                                                    {"Serial", 4711},
+                                                    {"Hostname", "deep.example"},
+                                                    {"Valid", true}}},
+                           {"Password", 1234},
+                           {"Cookies", Array{PropertyList::data(Bytes{1, 2, 3}), 0.5, true}},
+                           {"PassCode", PropertyList::date(7)},
+                           {"Secret", PropertyList::uid(9)},
+                           {"HasPassword", true},
+                           {"OtherPassword", 1234}};
+  redactor.learn(content);
+  EXPECT_EQ(redactor.stored(content), PropertyList(Dictionary{{"AuthToken", "secret-2"},
+                                                              {"Password", "secret-3"},
+                                                              {"Cookies", "secret-4"},
+                                                              {"PassCode", "secret-5"},
+                                                              {"Secret", "secret-6"},
+                                                              {"HasPassword", true},
+                                                              {"OtherPassword", "secret-3"}}));
+  EXPECT_EQ(redactor.sentence("at deep.example"), "at secret-1");
+  // `get` hides the same.
+  for (const auto& entry : withSecretsHidden(content)) {
+    EXPECT_EQ(entry.value(),
+              entry.key() == "HasPassword" ? PropertyList(true) : PropertyList("(hidden)"))
+        << entry.key();
+  }
+}
+
+TEST_F(RedactorTest, ANameThatIsAKeyGoesToo) {
+  const Dictionary content{{"Folders", Dictionary{{"Anna", 1}, {"Anna Berg", 2}, {"berg", 3}}},
+                           {"McDonald", 4},
+                           {"Anna Account", 5}};
+  redactor.learn(content);
+  EXPECT_EQ(
+      redactor.stored(content),
+      PropertyList(Dictionary{{"Folders", Dictionary{{"name-1", 1}, {"name-2", 2}, {"name-3", 3}}},
+                              {"name-4", 4},
+                              {"name-5", 5}}));
+  EXPECT_EQ(redactor.sentence("The key \"Anna Berg\""), "The key \"name-2\"");
+}
+
+TEST_F(RedactorTest, TheKeysOfProgramsStay) {
+  for (const char* key : {"Type",
+                          "Class",
+                          "Identifier",
+                          "Sync Identifier",
+                          "DisplayName",
+                          "Username",
+                          "Type String",
+                          "Short Type String",
+                          "Enabled Dataclasses",
+                          "Provisioned Dataclasses",
+                          "ChildAccounts",
+                          "CalendarsWereMigrated",
+                          "DAAccountEnabledForCalendar",
+                          "DAAccountConfigurationAccountID",
+                          "CalDAV_PrincipalPath_Key",
+                          "Login_Key",
+                          "uniqueId",
+                          "PortNumber",
+                          "SSLEnabled",
+                          "primaryAccount",
+                          "Hostname",
+                          "EmailAddresses",
+                          "SmtpFooFlag",
+                          "Accounts",
+                          "Version",
+                          "x-uid"}) {
+    EXPECT_EQ(isProgramKey(key), std::string_view(key) != "x-uid") << key;
+  }
 }
 
 TEST_F(RedactorTest, ThePartsOfAUrlAreLearned) {

@@ -204,8 +204,8 @@ ExitStatus ReportCommand::run(Session& session) {
   }
   if (counts.empty()) output.line("  nothing");
   output.line(
-      "Key names, types, classes, numbers and dates are as they were; look it over before "
-      "you send it.");
+      "Types, classes, numbers, dates and the keys that programs use are as they were; look it "
+      "over before you send it.");
   return ExitStatus::Done;
 }
 

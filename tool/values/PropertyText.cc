@@ -122,9 +122,7 @@ class Hider {
 
  private:
   static PropertyList hidden(const PropertyList& value) {
-    // Whether there is a password is worth seeing; what it is is not.
-    if (value.kind() == PropertyList::Kind::Boolean) return value;
-    return PropertyList("(hidden)");
+    return isSeenUnderSecretKey(value) ? value : PropertyList("(hidden)");
   }
 
   PropertyList hide(const PropertyList& value) {
@@ -179,6 +177,10 @@ bool isSecretKey(std::string_view key) {
   }
   return std::any_of(kWords.begin(), kWords.end(),
                      [&](std::string_view word) { return plain.find(word) != std::string::npos; });
+}
+
+bool isSeenUnderSecretKey(const PropertyList& value) {
+  return value.kind() == PropertyList::Kind::Boolean;
 }
 
 Dictionary withSecretsHidden(const Dictionary& dictionary) {

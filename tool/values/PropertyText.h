@@ -18,7 +18,11 @@ namespace accountsettings {
 
 // Whether values under this key are passwords, tokens or the like.
 [[nodiscard]] bool isSecretKey(std::string_view key);
-// The dictionary with "(hidden)" for everything that lies under a secret key, at any depth.
+// Whether the value may be seen although it stands under a secret key: a boolean, which tells
+// whether there is a password and not what it is. Nothing inside a container there may.
+[[nodiscard]] bool isSeenUnderSecretKey(const PropertyList& value);
+// The dictionary with "(hidden)" for everything that lies under a secret key, at any depth, and may
+// not be seen there.
 [[nodiscard]] Dictionary withSecretsHidden(const Dictionary& dictionary);
 
 // A data class without the prefix that all of them share, for people.
