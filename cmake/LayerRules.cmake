@@ -15,7 +15,7 @@ set(folders_of_tool ${library} host staging tool)
 set(folders_of_api ${library} host staging)
 set(folders_of_testing ${library} testing)
 set(folders_of_bench ${library} host staging bench)
-set(folders_of_fuzz plist fuzz)
+set(folders_of_fuzz ${library} host staging tool testing fuzz)
 set(folders_of_examples ${library} host staging)
 set(folders_of_resources)
 set(checked_folders ${library} host staging tool api testing bench fuzz examples resources)
@@ -60,6 +60,8 @@ set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.h
 set(headers_of_tool/frame/Terminal.cc fcntl.h signal.h sys/ioctl.h unistd.h)
 set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})
+# It stands before the calls of the C library.
+set(headers_of_testing/DiskCalls.cc sys/mman.h)
 set(headers_of_bench ${posix_headers} malloc.h benchmark/benchmark.h)
 # The C library that the property lists are measured beside.
 set(headers_of_bench/plist_bench.cc plist/plist.h)

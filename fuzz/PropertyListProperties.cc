@@ -1,9 +1,7 @@
 // The checks; a broken one ends the process, which is how a fuzzer notices.
 #include "fuzz/PropertyListProperties.h"
 
-#include <cstdio>
-#include <cstdlib>
-
+#include "fuzz/Demand.h"
 #include "plist/BinaryReader.h"
 #include "plist/BinaryWriter.h"
 #include "plist/Description.h"
@@ -11,15 +9,8 @@
 #include "plist/XmlWriter.h"
 
 namespace accountsettings {
-namespace {
 
-void demand(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", what);
-  std::abort();
-}
-
-}  // namespace
+using fuzz::demand;
 
 void checkProperties(const Result<PropertyList>& read) {
   if (!read) {
