@@ -12,13 +12,13 @@
 #include "migration/MigrationPaths.h"
 #include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
-#include "platform/ReadDictionary.h"
 #include "platform/SameVersion.h"
 #include "platform/WriterLocks.h"
 #include "staging/Backup.h"
 #include "staging/HeldOutput.h"
 #include "staging/PlugInMigrator.h"
 #include "store/AccountsManager.h"
+#include "store/KnownSettings.h"
 
 namespace accountsettings {
 
@@ -108,9 +108,8 @@ struct StagedMigration::State {
   bool result = false;
   std::vector<StagedStep> steps;
   std::vector<FileChange> changes;
-  // Parsed when they are asked for.
-  std::optional<std::optional<Dictionary>> settingsBefore;
-  std::optional<std::optional<Dictionary>> settingsAfter;
+  std::optional<Dictionary> settingsBefore;
+  std::optional<Dictionary> settingsAfter;
 };
 
 void StagedMigration::State::run(const StepProgress& progress) {
@@ -120,11 +119,16 @@ void StagedMigration::State::run(const StepProgress& progress) {
     failure = {StagingFailure::Kind::NoPlugIn, "", migrator.error()};
     return;
   }
+  // What the migrator reads and leaves it parses itself, or has written: who judges the migration
+  // gets the same values.
+  const KeptSettings known;
+  settingsBefore = settingsInFile();
   StepRecorder recorder(steps, progress);
   (*migrator)->setObserver(&recorder);
   // Not performMigration(): who commits holds the lock and stops the daemon, and who only looks
   // does neither.
   result = (*migrator)->executeMigrationSteps();
+  settingsAfter = settingsInFile();
   collectChanges();
   findFailure();
 }
@@ -214,21 +218,13 @@ const FileChange* StagedMigration::changeAt(const std::string& path) const {
   return found == state_->changes.end() ? nullptr : &*found;
 }
 
-const std::optional<Dictionary>& StagedMigration::settingsBefore() {
-  const ProcessContext::Override current(state_->context);
-  if (!state_->settingsBefore) {
-    state_->settingsBefore = readDictionary(state_->before, accountSettingsAccountsPath());
-  }
-  return *state_->settingsBefore;
+const std::optional<Dictionary>& StagedMigration::settingsBefore() const noexcept {
+  return state_->settingsBefore;
 }
-const std::optional<Dictionary>& StagedMigration::settingsAfter() {
-  const ProcessContext::Override current(state_->context);
-  if (!state_->settingsAfter) {
-    state_->settingsAfter = readDictionary(state_->after, accountSettingsAccountsPath());
-  }
-  return *state_->settingsAfter;
+const std::optional<Dictionary>& StagedMigration::settingsAfter() const noexcept {
+  return state_->settingsAfter;
 }
-std::optional<std::int64_t> StagedMigration::versionBefore() {
+std::optional<std::int64_t> StagedMigration::versionBefore() const {
   const std::optional<Dictionary>& settings = settingsBefore();
   const PropertyList* version = settings ? settings->find(kPlistVersionKey) : nullptr;
   return version ? std::optional(version->integerValue()) : std::nullopt;

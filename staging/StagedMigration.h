@@ -84,11 +84,11 @@ class StagedMigration {
 
   /// The settings' dictionary as it was and as it would be; none where there is none.
   ///@{
-  [[nodiscard]] const std::optional<Dictionary>& settingsBefore();
-  [[nodiscard]] const std::optional<Dictionary>& settingsAfter();
+  [[nodiscard]] const std::optional<Dictionary>& settingsBefore() const noexcept;
+  [[nodiscard]] const std::optional<Dictionary>& settingsAfter() const noexcept;
   ///@}
   /// The settings' "Version" as it was; none where they tell none.
-  [[nodiscard]] std::optional<std::int64_t> versionBefore();
+  [[nodiscard]] std::optional<std::int64_t> versionBefore() const;
 
   /// The first thing that was read or asked and is answered in another way now, as messages name
   /// it; or none.

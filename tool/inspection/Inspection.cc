@@ -103,12 +103,13 @@ Findings inspectFiles(const InspectedFiles& files) {
   return findings;
 }
 
-InspectedFiles filesOfRoot() {
+InspectedFiles filesOfRoot(const std::optional<Dictionary>& settings) {
   const auto fileAt = [](const std::string& path) -> InspectedFile {
     return {path, readPropertyListAt(path)};
   };
-  return {fileAt(accountSettingsAccountsPath()), fileAt(daAccountPath()),
-          fileAt(mailAccountsPath())};
+  const std::string path = accountSettingsAccountsPath();
+  return {settings ? InspectedFile{path, PropertyList(*settings)} : fileAt(path),
+          fileAt(daAccountPath()), fileAt(mailAccountsPath())};
 }
 
 Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files) {

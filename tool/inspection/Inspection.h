@@ -65,8 +65,9 @@ struct InspectedFiles {
   InspectedFile legacyMail;
 };
 [[nodiscard]] Findings inspectFiles(const InspectedFiles& files);
-// Those of the root that ProcessContext::current() stands on.
-[[nodiscard]] InspectedFiles filesOfRoot();
+// Those of the root that ProcessContext::current() stands on. `settings` is what the settings file
+// holds, where somebody has read it already.
+[[nodiscard]] InspectedFiles filesOfRoot(const std::optional<Dictionary>& settings = {});
 // Everything of the device root: settings file, legacy files, sentinel, lock, leftovers, in this
 // order.
 [[nodiscard]] Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files);

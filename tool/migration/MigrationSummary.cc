@@ -113,6 +113,7 @@ std::vector<std::string> directoriesMadeBy(const StagedMigration& staged) {
 
 std::vector<StepRecord> recordsOf(const std::vector<StagedStep>& steps) {
   std::vector<StepRecord> records;
+  records.reserve(steps.size());
   for (const StagedStep& each : steps) {
     records.emplace_back(each.selector, each.before, each.after, each.result);
   }
@@ -182,7 +183,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   ProcessContext context(
       platformWith(device.host().platform(), {.files = &staged.before(), .systemLog = &silence}));
   const ProcessContext::Override current(context);
-  const InspectedFiles files = filesOfRoot();
+  const InspectedFiles files = filesOfRoot(staged.settingsBefore());
 
   MigrationSummary summary;
   summary.root = device.options().root;
