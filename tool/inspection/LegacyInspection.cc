@@ -1,6 +1,7 @@
 // LegacyInspection judges the files of the releases before the settings file: which of their
 // descriptions would convert, what the conversion would put in the place of what, and what
 // would be lost on the way.
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -191,6 +192,8 @@ class LegacyInspection {
 
 void inspectLegacyFiles(const std::vector<LegacyFile>& files, const Dictionary* settings,
                         Findings& findings) {
+  const auto exists = [](const LegacyFile& file) { return file.exists; };
+  if (std::none_of(files.begin(), files.end(), exists)) return;
   LegacyInspection inspection(settings, findings);
   for (const LegacyFile& file : files) {
     if (file.exists) inspection.inspect(file);

@@ -1,14 +1,19 @@
 // SettingsInspection judges the contents of a settings file: its version, its top-level
 // keys, and each account with its children, as loading and saving would treat them.
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 
 #include "account/BasicAccount.h"
 #include "account/StringList.h"
 #include "plist/Description.h"
 #include "store/AccountsManager.h"
+#include "store/InBatches.h"
 #include "store/LoadProblems.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/inspection/InspectionParts.h"
@@ -40,10 +45,12 @@ class SettingsInspection {
                               " instead of an array: no account is loaded, and a save drops them.");
       return;
     }
+    const Array& list = *accounts->array();
+    topLevel_.reserve(list.size());
     std::size_t index = 0;
-    for (const PropertyList& account : *accounts->array()) {
+    visitInBatches(list.begin(), list.end(), fetchDescription, [&](const PropertyList& account) {
       inspectTopLevel(account, accountLabel(account, index++));
-    }
+    });
   }
 
  private:
@@ -134,7 +141,7 @@ class SettingsInspection {
       }
       return;
     }
-    if (!topLevel_.insert(std::string(*identifier)).second) {
+    if (!topLevel_.insert(*identifier).second) {
       list_.addForAccount(finding::kDuplicateIdentifier, label, key,
                           "Another account before it has the same identifier: the next save "
                           "writes both entries as copies of the later one.");
@@ -163,22 +170,30 @@ class SettingsInspection {
   }
 
   void inspectDataclasses(const Dictionary& properties, const std::string& label) {
-    const auto enabled = stringListOf(properties.find(kAccountEnabledDataclasses));
     const auto type = properties.string(kAccountType);
-    if (!enabled || !type) return;
-    const StringList supported =
-        BasicAccount::supportedDataclassesForAccountType(*type).value_or(StringList());
-    const std::set<std::string_view> carried(supported.begin(), supported.end());
+    if (!type) return;
+    const StringList& carried = carriedBy(*type);
     std::set<std::string_view> told;
-    for (const std::string& dataclass : *enabled) {
-      if (!carried.contains(dataclass) && told.insert(dataclass).second) {
-        list_.addForAccount(
-            finding::kUnsupportedDataclass, label, std::string(kAccountEnabledDataclasses),
-            quoted(dataclass) + " is stored as enabled, but accounts of type " + quoted(*type) +
-                " cannot carry it; it is not reported, and some upgrade steps "
-                "remove it.");
-      }
+    for (const PropertyList& each : properties.arrayOrEmpty(kAccountEnabledDataclasses)) {
+      const auto dataclass = each.stringValue();
+      if (!dataclass || std::ranges::find(carried, *dataclass) != carried.end()) continue;
+      if (!told.insert(*dataclass).second) continue;
+      list_.addForAccount(
+          finding::kUnsupportedDataclass, label, std::string(kAccountEnabledDataclasses),
+          quoted(*dataclass) + " is stored as enabled, but accounts of type " + quoted(*type) +
+              " cannot carry it; it is not reported, and some upgrade steps "
+              "remove it.");
     }
+  }
+
+  // The data classes that accounts of the type can carry.
+  const StringList& carriedBy(std::string_view type) {
+    const auto known = carried_.find(type);
+    if (known != carried_.end()) return known->second;
+    return carried_
+        .emplace(type,
+                 BasicAccount::supportedDataclassesForAccountType(type).value_or(StringList()))
+        .first->second;
   }
 
   void inspectChildren(const Dictionary& properties, const std::string& parent) {
@@ -214,7 +229,7 @@ class SettingsInspection {
       list_.addForAccount(finding::kMissingChildIdentifier, label, std::string(kAccountIdentifier),
                           "The child has no identifier: it gets another one each time it is "
                           "loaded.");
-    } else if (!children_.insert(std::string(*identifier)).second) {
+    } else if (!children_.insert(*identifier).second) {
       list_.addForAccount(finding::kDuplicateChildIdentifier, label,
                           std::string(kAccountIdentifier),
                           "Another child before it has the same identifier, and only the later "
@@ -224,8 +239,10 @@ class SettingsInspection {
   }
 
   FindingList& list_;
-  std::set<std::string> topLevel_;
-  std::set<std::string> children_;
+  // Views into the settings, which outlive this.
+  std::unordered_set<std::string_view> topLevel_;
+  std::unordered_set<std::string_view> children_;
+  std::map<std::string, StringList, std::less<>> carried_;
 };
 
 }  // namespace
