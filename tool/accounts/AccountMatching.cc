@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 
 #include "account/AccountConstants.h"
@@ -89,23 +90,13 @@ constexpr Search kSearches[] = {
     {false, typeOfNameless, type},
 };
 
-// A sign, and the list in which it is to be found.
-struct Wanted {
-  std::size_t list = 0;
-  Texts texts = {};
-
-  bool operator==(const Wanted&) const = default;
-};
-
-struct WantedHash {
-  std::size_t operator()(const Wanted& wanted) const noexcept {
-    std::size_t hash = wanted.list;
-    for (const std::string_view each : wanted.texts) {
-      hash = hash * 31 + (each.empty() ? 0 : std::hash<std::string_view>()(each));
-    }
-    return hash;
+std::size_t hashOf(std::size_t list, const Texts& texts) {
+  std::size_t hash = list;
+  for (const std::string_view each : texts) {
+    hash = hash * 31 + (each.empty() ? 0 : std::hash<std::string_view>()(each));
   }
-};
+  return hash;
+}
 
 // The top-level account there and its children.
 template <class Visit>
@@ -149,24 +140,18 @@ class AccountMatcher {
 
   void run(const Search& search) {
     if (before_.empty() || after_.empty()) return;
-    // Those that show the same sign in the same list, in order: the first, and the one after each.
-    std::unordered_map<Wanted, std::size_t, WantedHash> first;
-    std::vector<std::size_t> next(after_.size());
-    for (std::size_t i = after_.size(); i-- > 0;) {
-      const std::optional<Texts> texts = search.after(*after_[i].account);
-      if (!texts) continue;
-      const std::size_t list = search.everywhere ? 0 : listOf(after_[i].place);
-      std::size_t& place = first.try_emplace({list, *texts}, after_.size()).first->second;
-      next[i] = std::exchange(place, i);
-    }
+    enterLaterOnes(search);
     // A parent comes before its children, and so is found before they are looked for.
     for (Candidate& each : before_) {
       const std::optional<Texts> texts = search.before(*each.account);
       const auto list = search.everywhere ? std::optional<std::size_t>(0) : laterListOf(each.place);
       if (!texts || !list) continue;
-      const auto found = first.find({*list, *texts});
-      if (found == first.end() || found->second == after_.size()) continue;
-      pair(each, after_[std::exchange(found->second, next[found->second])]);
+      std::size_t& first = firstOf(search, *list, *texts);
+      if (first >= after_.size()) continue;
+      Candidate& found = after_[first];
+      // Its place in the table is not free again: others stand behind it.
+      first = found.next == kNone ? kGone : found.next;
+      pair(each, found);
     }
     const auto isPaired = [](const Candidate& each) { return each.isPaired; };
     std::erase_if(before_, isPaired);
@@ -174,10 +159,16 @@ class AccountMatcher {
   }
 
  private:
+  static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
+  static constexpr std::size_t kGone = kNone - 1;
+
   struct Candidate {
     AccountPlace place;
     const Dictionary* account;
     bool isPaired = false;
+    // Of a later one, for the search that runs: the hash of its sign, and who shows the same next.
+    std::size_t hash = 0;
+    std::size_t next = kNone;
   };
 
   std::vector<Candidate> candidatesOf(const Array& accounts) const {
@@ -191,9 +182,42 @@ class AccountMatcher {
     return candidates;
   }
 
+  // Makes the table of the first of the later ones that show the same sign in the same list; the
+  // others follow it in order.
+  void enterLaterOnes(const Search& search) {
+    table_.assign(std::bit_ceil(2 * after_.size()), kNone);
+    for (std::size_t i = after_.size(); i-- > 0;) {
+      Candidate& each = after_[i];
+      each.next = kNone;
+      const std::optional<Texts> texts = search.after(*each.account);
+      if (!texts) continue;
+      const std::size_t list = listOf(search, each);
+      each.hash = hashOf(list, *texts);
+      each.next = std::exchange(firstOf(search, list, *texts), i);
+    }
+  }
+
+  // The place in the table of the first with this sign, or where it would stand.
+  std::size_t& firstOf(const Search& search, std::size_t list, const Texts& texts) {
+    const std::size_t hash = hashOf(list, texts);
+    // Multiplied, because a hash may differ in its upper bits alone.
+    std::size_t slot = (hash * 0x9E3779B97F4A7C15U) >> 20U;
+    for (;; ++slot) {
+      std::size_t& first = table_[slot & (table_.size() - 1)];
+      if (first == kNone) return first;
+      if (first == kGone) continue;
+      const Candidate& there = after_[first];
+      if (there.hash == hash && listOf(search, there) == list &&
+          search.after(*there.account) == texts) {
+        return first;
+      }
+    }
+  }
+
   // Lists are told apart by the parent: that of the children at `top`, or the top-level list.
-  static std::size_t listOf(AccountPlace place) {
-    return place.isChild() ? place.top : AccountPlace::kNoChild;
+  static std::size_t listOf(const Search& search, const Candidate& candidate) {
+    if (search.everywhere) return 0;
+    return candidate.place.isChild() ? candidate.place.top : AccountPlace::kNoChild;
   }
   // What became of the list in which the account stood; none where its parent is gone.
   std::optional<std::size_t> laterListOf(AccountPlace place) const {
@@ -203,15 +227,33 @@ class AccountMatcher {
   }
 
   void pair(Candidate& before, Candidate& after) {
-    matching_.successors_.emplace(before.place, after.place);
-    matching_.predecessors_.emplace(after.place, before.place);
+    matching_.successors_.set(before.place, after.place);
+    matching_.predecessors_.set(after.place, before.place);
     before.isPaired = after.isPaired = true;
   }
 
   AccountMatching& matching_;
   std::vector<Candidate> before_;
   std::vector<Candidate> after_;
+  std::vector<std::size_t> table_;  // of places in after_; at most half full
 };
+
+void AccountMatching::Places::set(AccountPlace from, AccountPlace to) {
+  if (from.isChild()) {
+    ofChildren_.emplace(from, to);
+    return;
+  }
+  if (from.top >= ofTopLevel_.size()) ofTopLevel_.resize(from.top + 1);
+  ofTopLevel_[from.top] = to;
+}
+
+std::optional<AccountPlace> AccountMatching::Places::find(AccountPlace from) const {
+  if (!from.isChild()) {
+    return from.top < ofTopLevel_.size() ? ofTopLevel_[from.top] : std::nullopt;
+  }
+  const auto found = ofChildren_.find(from);
+  return found == ofChildren_.end() ? std::nullopt : std::optional(found->second);
+}
 
 AccountMatching::AccountMatching(const Array& before, const Array& after)
     : stays_(std::min(before.size(), after.size())) {
@@ -223,17 +265,11 @@ AccountMatching::AccountMatching(const Array& before, const Array& after)
 }
 
 std::optional<AccountPlace> AccountMatching::successorOf(AccountPlace place) const {
-  return find(successors_, place);
+  return stays(place.top) ? place : successors_.find(place);
 }
 
 std::optional<AccountPlace> AccountMatching::predecessorOf(AccountPlace place) const {
-  return find(predecessors_, place);
-}
-
-std::optional<AccountPlace> AccountMatching::find(const Places& places, AccountPlace place) const {
-  if (stays(place.top)) return place;
-  const auto found = places.find(place);
-  return found == places.end() ? std::nullopt : std::optional(found->second);
+  return stays(place.top) ? place : predecessors_.find(place);
 }
 
 bool AccountMatching::isMove(AccountPlace from, AccountPlace to) const {

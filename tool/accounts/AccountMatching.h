@@ -74,15 +74,23 @@ class AccountMatching {
  private:
   friend class AccountMatcher;
 
-  struct PlaceHash {
-    std::size_t operator()(AccountPlace place) const noexcept {
-      return place.top * 64 + place.child;
-    }
+  // Places by place.
+  class Places {
+   public:
+    void set(AccountPlace from, AccountPlace to);
+    [[nodiscard]] std::optional<AccountPlace> find(AccountPlace from) const;
+
+   private:
+    struct Hash {
+      std::size_t operator()(AccountPlace place) const noexcept {
+        return place.top * 64 + place.child;
+      }
+    };
+    std::vector<std::optional<AccountPlace>> ofTopLevel_;
+    std::unordered_map<AccountPlace, AccountPlace, Hash> ofChildren_;
   };
-  using Places = std::unordered_map<AccountPlace, AccountPlace, PlaceHash>;
 
   [[nodiscard]] bool stays(std::size_t top) const { return top < stays_.size() && stays_[top]; }
-  [[nodiscard]] std::optional<AccountPlace> find(const Places& places, AccountPlace place) const;
 
   std::vector<bool> stays_;  // by place: the same account stands there, with the same children
   Places successors_;        // of all others

@@ -60,10 +60,15 @@ KeyChange keyChange(std::string_view key, const PropertyList* before, const Prop
   return change;
 }
 
+// Keys of dictionaries that were one once lie in one place.
+bool isSameKey(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && (left.data() == right.data() || left == right);
+}
+
 // The value under the key, which most often is at this place of the dictionary.
 const PropertyList* valueNear(const Dictionary& dictionary, std::string_view key,
                               std::size_t place) {
-  if (place < dictionary.size() && dictionary.begin()[place].key() == key) {
+  if (place < dictionary.size() && isSameKey(dictionary.begin()[place].key(), key)) {
     return &dictionary.begin()[place].value();
   }
   return dictionary.find(key);
