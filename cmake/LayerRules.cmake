@@ -52,7 +52,7 @@ set(posix_headers
   sys/ioctl.h sys/mount.h sys/prctl.h sys/random.h sys/resource.h sys/stat.h sys/syscall.h
   sys/sysmacros.h sys/types.h sys/vfs.h sys/wait.h syslog.h unistd.h)
 set(linux_headers
-  link.h linux/audit.h linux/capability.h linux/filter.h linux/fs.h linux/magic.h linux/openat2.h
+  cpuid.h immintrin.h link.h linux/audit.h linux/capability.h linux/filter.h linux/fs.h linux/magic.h linux/openat2.h
   linux/seccomp.h malloc.h sys/eventfd.h sys/inotify.h systemd/sd-bus.h)
 set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
 set(headers_of_host ${posix_headers} ${linux_headers})

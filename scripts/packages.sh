@@ -38,7 +38,7 @@ need_packages() {
   rm -f "$log"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libssl-dev
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev
                 libsystemd-dev)
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" clang-14 lld-14 llvm-14 libclang-rt-14-dev clang-tidy-14
                clang-format-14 libgtest-dev libgmock-dev libbenchmark-dev python3
