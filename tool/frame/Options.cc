@@ -5,6 +5,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <iterator>
 #include <sstream>
@@ -65,6 +66,24 @@ void addCommonOptions(CLI::App& app, CommonOptions& options) {
                  "Where the system log goes: a file, '-' (standard error) or 'syslog'")
       ->type_name("FILE")
       ->group("Common options");
+}
+
+// The command of the table that the arguments name, before which only common options stand; nullptr
+// where there is more to look at.
+const CommandEntry* commandIn(const std::vector<std::string>& arguments,
+                              std::span<const CommandEntry> table) {
+  constexpr std::array<std::string_view, 3> kWithValue = {"--root", "--config", "--log"};
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    const auto named = std::ranges::find_if(
+        table, [&](const CommandEntry& entry) { return argument == entry.name; });
+    if (named != table.end()) return &*named;
+    const std::string_view option = std::string_view(argument).substr(0, argument.find('='));
+    const bool isOne = std::ranges::find(kWithValue, option) != kWithValue.end();
+    if (!isOne && argument != "--json") return nullptr;
+    if (isOne && option.size() == argument.size()) ++i;  // its value follows
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -149,19 +168,31 @@ void OptionSet::example(const std::string& commandLine, const std::string& meani
 }
 
 CommandLine::CommandLine(std::span<const CommandEntry> commands)
-    : app_(std::make_unique<CLI::App>("Looks at, checks, edits and migrates the account settings "
+    : table_(commands),
+      app_(std::make_unique<CLI::App>("Looks at, checks, edits and migrates the account settings "
                                       "of a device, a device image or a backup.",
                                       "accountsettings")) {
   app_->set_version_flag("--version", std::string("accountsettings ") + kToolVersion);
   app_->require_subcommand(1);
   app_->get_formatter()->column_width(32);
-  for (const CommandEntry& entry : commands) {
-    std::unique_ptr<Command> command = entry.make();
-    CLI::App* subcommand = app_->add_subcommand(entry.name, entry.summary);
-    OptionSet set(*subcommand);
-    command->describe(set);
-    addCommonOptions(*subcommand, options_);
-    commands_.emplace(entry.name, std::move(command));
+}
+
+CommandLine::~CommandLine() = default;
+
+void CommandLine::declare(const CommandEntry& entry) {
+  std::unique_ptr<Command> command = entry.make();
+  CLI::App* subcommand = app_->add_subcommand(entry.name, entry.summary);
+  OptionSet set(*subcommand);
+  command->describe(set);
+  addCommonOptions(*subcommand, options_);
+  commands_.emplace(entry.name, std::move(command));
+}
+
+void CommandLine::declareFor(const std::vector<std::string>& arguments) {
+  if (const CommandEntry* plain = commandIn(arguments, table_)) {
+    declare(*plain);
+  } else {
+    for (const CommandEntry& entry : table_) declare(entry);
   }
   // After the subcommands, which would inherit it.
   app_->footer(
@@ -170,9 +201,8 @@ CommandLine::CommandLine(std::span<const CommandEntry> commands)
       "use\nthe device roots that those of accountsettings sample --help write.");
 }
 
-CommandLine::~CommandLine() = default;
-
 Command* CommandLine::parse(std::vector<std::string> arguments) {
+  declareFor(arguments);
   putSubcommandFirst(arguments);
   if (!arguments.empty() && !arguments.front().starts_with('-') &&
       !commands_.contains(arguments.front())) {
@@ -225,7 +255,8 @@ void CommandLine::refuse(const std::string& message) const {
 
 void CommandLine::refuseCommand(const std::string& command) const {
   std::vector<std::string> names;
-  for (const auto& [name, each] : commands_) names.push_back(name);
+  for (const CommandEntry& each : table_) names.emplace_back(each.name);
+  std::sort(names.begin(), names.end());
   throw WrongUsage("'" + command + "'", "unknown command",
                    suggestionFor(command, names) + "see accountsettings --help");
 }

@@ -77,14 +77,19 @@ class CommandLine {
   [[nodiscard]] const std::string& text() const noexcept { return text_; }
 
  private:
+  // Declares the subcommand that is asked for, where that is plain to see, else all of them: to
+  // declare them all takes longer than most of them run.
+  void declareFor(const std::vector<std::string>& arguments);
+  void declare(const CommandEntry& entry);
   // The subcommand's name first, so that options may stand before it.
   void putSubcommandFirst(std::vector<std::string>& arguments) const;
   [[noreturn]] void refuse(const std::string& message) const;
   [[noreturn]] void refuseCommand(const std::string& command) const;
   [[nodiscard]] CLI::App& selected() const;
 
+  std::span<const CommandEntry> table_;
   std::unique_ptr<CLI::App> app_;
-  std::map<std::string, std::unique_ptr<Command>> commands_;
+  std::map<std::string, std::unique_ptr<Command>> commands_;  // those that are declared
   CommonOptions options_;
   std::string text_;
 };
