@@ -101,6 +101,11 @@ ToolRun& ToolRun::killedAfter(std::chrono::microseconds delay, int signal) {
   return *this;
 }
 
+ToolRun& ToolRun::withTimeLimit(unsigned seconds) {
+  timeLimit_ = seconds;
+  return *this;
+}
+
 ToolRun& ToolRun::onTerminal() {
   onTerminal_ = true;
   return *this;
@@ -130,6 +135,7 @@ void ToolRun::becomeTool(int in, int out, int err) const {
   if (user_ && (::setgroups(0, nullptr) != 0 || ::setgid(*user_) != 0 || ::setuid(*user_) != 0)) {
     ::_exit(126);
   }
+  ::alarm(timeLimit_);
   std::vector<char*> arguments = {const_cast<char*>("accountsettings")};
   for (const std::string& each : arguments_) arguments.push_back(const_cast<char*>(each.c_str()));
   arguments.push_back(nullptr);

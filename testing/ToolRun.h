@@ -36,6 +36,8 @@ class ToolRun {
   ToolRun& withoutStream(int stream);
   // The program is killed after this time, or gets another signal, if it has not ended by then.
   ToolRun& killedAfter(std::chrono::microseconds delay, int signal = SIGKILL);
+  // A signal ends the program where it takes longer, as one that waits for ever does.
+  ToolRun& withTimeLimit(unsigned seconds);
   // Standard output is a terminal.
   ToolRun& onTerminal();
   ToolRun& withInput(std::string text);
@@ -52,6 +54,7 @@ class ToolRun {
   std::optional<std::uint64_t> fileSizeLimit_;
   std::optional<std::chrono::microseconds> killDelay_;
   int killSignal_ = 0;
+  unsigned timeLimit_ = 0;  // none
   bool closedOutput_ = false;
   std::vector<int> missingStreams_;
   bool onTerminal_ = false;

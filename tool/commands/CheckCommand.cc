@@ -3,12 +3,14 @@
 
 #include <algorithm>
 
-#include "plist/Reader.h"
+#include "store/AccountsManager.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/commands/Input.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
+#include "tool/inspection/LegacyForecast.h"
+#include "tool/migration/MigrationSummary.h"
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
@@ -18,7 +20,61 @@ namespace {
 // is what there is to find.
 InspectedFiles filesOf(Input::Kind kind, const std::string& path, const CommonOptions& options) {
   if (kind == Input::Kind::Backup) return openInput(path, options).files;
-  return {{path, readPropertyList(readFile(path))}, {}, {}};
+  return {{path, propertyListIn(readFile(path))}, {}, {}};
+}
+
+// What a device, a file or a backup holds.
+struct Contents {
+  std::string settings = "no settings";  // in words
+  std::optional<std::int64_t> version;   // none where the settings tell none
+  std::size_t accounts = 0;
+  std::size_t legacyAccounts = 0;
+  bool pending = false;  // a migration is
+};
+
+std::string inWords(const Contents& contents) {
+  std::string text = contents.settings;
+  if (contents.version) text += " " + std::to_string(*contents.version);
+  if (contents.accounts > 0 || contents.version) {
+    text += ", " + counted(contents.accounts, "account", "accounts");
+  }
+  if (contents.legacyAccounts > 0) {
+    text += ", " + counted(contents.legacyAccounts, "legacy account", "legacy accounts");
+  }
+  return text;
+}
+
+// `device` is nullptr for files by themselves.
+Contents contentsOf(const InspectedFiles& files, OpenedRoot* device) {
+  Contents contents;
+  if (const auto& settings = files.settings.content) {
+    const Dictionary* root = *settings ? (*settings)->dictionary() : nullptr;
+    contents.settings = root == nullptr                    ? "settings that cannot be read"
+                        : root->contains(kPlistVersionKey) ? "version"
+                                                           : "settings without a version";
+    if (root != nullptr && root->contains(kPlistVersionKey)) contents.version = versionOf(*root);
+    if (root != nullptr) contents.accounts = root->arrayOrEmpty(kPlistAccountsKey).size();
+  }
+  for (const LegacyFile& file : legacyFilesOf(files)) {
+    contents.legacyAccounts += file.descriptionCount();
+  }
+  contents.pending =
+      device != nullptr
+          ? decisionOn(*device, files).pending()
+          : contents.legacyAccounts > 0 ||
+                (contents.version && *contents.version < AccountsManager::currentVersion());
+  return contents;
+}
+
+// Of files by themselves. The commands that are advised are for the device in which they lie, if
+// they do in one.
+Findings findingsAlone(const InspectedFiles& files, OpenedRoot& device, const std::string& path) {
+  CommonOptions options = device.options();
+  const std::string above = device.deviceAbove(path);
+  options.root = above.empty() ? "DIR" : above;
+  Findings findings = inspectFiles(files);
+  for (Finding& each : findings) each.action = adviceWithRoot(options, each.action);
+  return findings;
 }
 
 // What could not be read can be judged by nobody.
@@ -52,20 +108,32 @@ ExitStatus CheckCommand::run(Session& session) {
   if (isRoot) session.options.root = path;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   if (isRoot) device.requireDevice();
-  const Findings findings = isRoot ? inspectDevice(device, filesOfRoot())
-                                   : inspectFiles(filesOf(kind, path, session.options));
+  const InspectedFiles files = isRoot ? filesOfRoot() : filesOf(kind, path, session.options);
+  const Findings findings =
+      isRoot ? inspectDevice(device, files) : findingsAlone(files, device, path);
+  const Contents contents = contentsOf(files, isRoot ? &device : nullptr);
   const ShownPath shown = [&](const std::string& file) {
     return isRoot ? device.shown(file) : file;
   };
   Output& output = session.output;
   if (output.json()) {
-    output.document("check", {{"source", Input{kind, path, {}}.forScripts()},
-                              {"clean", findings.empty()},
-                              {"findings", findingsForScripts(findings, shown)}});
+    Dictionary document{{"source", Input{kind, path, {}}.forScripts()},
+                        {"accounts", contents.accounts},
+                        {"legacyAccounts", contents.legacyAccounts},
+                        {"pending", contents.pending},
+                        {"clean", findings.empty()},
+                        {"findings", findingsForScripts(findings, shown)}};
+    document.set("version", contents.version);
+    output.document("check", document);
   } else {
     writeFindings(output, findings, shown);
-    output.line("Checked " + Input{kind, path, {}}.description() + ": found " +
-                countsInWords(findings) + ".");
+    output.line("Checked " + Input{kind, path, {}}.description() + ": " + inWords(contents) +
+                "; found " + countsInWords(findings) + ".");
+    if (contents.pending) {
+      output.line("A migration to version " + std::to_string(AccountsManager::currentVersion()) +
+                  " is pending" +
+                  (isRoot ? "; what it would do: " + device.commandLine({"plan"}) : "."));
+    }
   }
   return statusOf(findings);
 }

@@ -64,8 +64,71 @@ TEST(Check, FindsNothingInSoundSettings) {
   root.putSettings(12, {mailAccount("A")});
   const ToolResult result = runTool({"check", root.path()});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, "Checked device root " + root.path() + ": found nothing.\n");
+  EXPECT_EQ(result.out,
+            "Checked device root " + root.path() + ": version 12, 1 account; found nothing.\n");
   EXPECT_EQ(result.err, "");
+}
+
+TEST(Check, SaysWhatThereIsAndWhetherAMigrationIsPending) {
+  ToolRoot root;
+  const std::string pending = "A migration to version 12 is pending";
+  EXPECT_EQ(runTool({"check", root.path()}).out,
+            "Checked device root " + root.path() + ": no settings; found nothing.\n");
+  root.putSettings(0, {mailAccount("A"), mailAccount("B")});
+  EXPECT_EQ(runTool({"check", root.path()}).out,
+            "Checked device root " + root.path() + ": version 0, 2 accounts; found nothing.\n" +
+                pending + "; what it would do: accountsettings plan --root " + root.path() + "\n");
+  EXPECT_NE(runTool({"check", root.settingsPath()}).out.find(pending + ".\n"), std::string::npos);
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"MailAccounts",
+                       Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "C"}}}}});
+  fs::remove(root.settingsPath());
+  const std::string text = runTool({"check", root.path()}).out;
+  EXPECT_NE(text.find(": no settings, 1 legacy account; found "), std::string::npos) << text;
+  EXPECT_NE(text.find(pending), std::string::npos) << text;
+  const ToolResult result = runTool({"check", root.path(), "--json"});
+  EXPECT_EQ(schemaErrors("check.schema.json", result.out), "");
+  const Dictionary document = documentIn(result.out);
+  EXPECT_EQ(document.get("legacyAccounts"), PropertyList(1));
+  EXPECT_EQ(document.get("pending"), PropertyList(true));
+  EXPECT_FALSE(document.contains("version"));
+}
+
+TEST(Check, SaysOfAFileThatWasCutOffThatItProbablyWas) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A"), mailAccount("B")});
+  const auto problemOf = [&](const std::string& content) {
+    root.putText(ToolRoot::kSettings, content);
+    return runTool({"check", root.path()}).out;
+  };
+  const std::string cutOff = "(it is probably cut off, ";
+  const std::string xml = runTool({"plist", root.settingsPath(), "--to", "xml"}).out;
+  const std::string binary = runTool({"plist", root.settingsPath(), "--to", "binary"}).out;
+  for (const std::string& whole : {xml, binary}) {
+    for (const std::size_t left : {whole.size() - 10, whole.size() / 2, std::size_t{20}}) {
+      const std::string text = problemOf(whole.substr(0, left));
+      EXPECT_NE(text.find(cutOff), std::string::npos) << left << text;
+    }
+  }
+  // Damage elsewhere is none of its end.
+  std::string damaged = xml;
+  damaged.replace(damaged.find("<array>"), 7, "<erray>");
+  EXPECT_EQ(problemOf(damaged).find(cutOff), std::string::npos);
+  damaged = binary;
+  damaged[8] = '\x7F';
+  EXPECT_EQ(problemOf(damaged).find(cutOff), std::string::npos);
+}
+
+TEST(Check, AdvisesOfAFileWhatWorksOnTheDeviceInWhichItLies) {
+  ToolRoot root;
+  root.putText(ToolRoot::kSettings, "");
+  EXPECT_NE(runTool({"check", root.settingsPath()})
+                .out.find("'accountsettings restore --root " + root.path() + " --list'"),
+            std::string::npos);
+  const TemporaryDirectory elsewhere;
+  fs::copy(root.settingsPath(), elsewhere.path() / "file");
+  EXPECT_NE(runTool({"check", elsewhere.path() / "file"}).out.find("restore --root DIR --list'"),
+            std::string::npos);
 }
 
 TEST(Check, SaysInFullWhatItFoundWhatItMeansAndWhatToDo) {
@@ -82,7 +145,7 @@ TEST(Check, SaysInFullWhatItFoundWhatItMeansAndWhatToDo) {
           "is not loaded, and the next save drops it.\n"
           "    Correct the account's \"Type\", or add the type to the type registry.\n"
           "Checked device root " +
-          root.path() + ": found 1 error.\n");
+          root.path() + ": version 12, 1 account; found 1 error.\n");
 }
 
 TEST(Check, TellsAccountsThatAreNotLoaded) {
@@ -202,7 +265,8 @@ TEST(Check, TakesASettingsFileByItself) {
   ::chmod(root.settingsPath().c_str(), 0644);  // of no interest for a file by itself
   const ToolResult result = runTool({"check", root.settingsPath()});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, "Checked settings file " + root.settingsPath() + ": found nothing.\n");
+  EXPECT_EQ(result.out, "Checked settings file " + root.settingsPath() +
+                            ": version 12, 1 account; found nothing.\n");
 }
 
 TEST(Check, TellsLegacyDescriptionsThatWouldNotConvertAndWhy) {
@@ -283,6 +347,11 @@ TEST(Check, TellsALeftoverSentinelAndWhatItWouldDelete) {
   ToolRoot root;
   root.putText(ToolRoot::kSentinel, "Old Account Information Removal Sentinel");
   EXPECT_EQ(check(root), Found{"leftover-sentinel - -"});
+  fs::remove(root.at(ToolRoot::kSentinel));
+  fs::create_directory(root.at(ToolRoot::kSentinel));
+  EXPECT_EQ(check(root), Found{"sentinel-is-directory - -"});
+  fs::remove(root.at(ToolRoot::kSentinel));
+  root.putText(ToolRoot::kSentinel, "Old Account Information Removal Sentinel");
   root.put(ToolRoot::kLegacyMail,
            Dictionary{{"MailAccounts",
                        Array{Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "A"}}}}});

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 
-#include "plist/Reader.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Errors.h"
@@ -35,7 +34,7 @@ Input backup(const std::string& path) {
     const BackupFile* file = manifest.fileInRole(role);
     if (file == nullptr || file->savedAs.empty()) return {path, std::nullopt};
     const std::string saved = path + "/" + file->savedAs;
-    return {saved, readPropertyList(readFile(saved))};
+    return {saved, propertyListIn(readFile(saved))};
   };
   return {Input::Kind::Backup,
           path,

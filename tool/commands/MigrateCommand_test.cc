@@ -154,6 +154,31 @@ TEST_F(Migrate, ADryRunTouchesNothingAndTellsTheSame) {
   EXPECT_EQ(rehearsed.array("steps")->size(), done.array("steps")->size());
 }
 
+TEST_F(Migrate, ADirectoryInAFilesPlaceIsAnsweredAlikeByADryRun) {
+  for (const char* place :
+       {ToolRoot::kSentinel,
+        "/var/shared/Library/Logs/CrashReporter/com.zelqo.accountsettings.plist",
+        ToolRoot::kLegacyMail}) {
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{}, {"--accept-loss"}}) {
+      root_.putSettings(9, {mailAccount("A")});
+      fs::create_directories(root_.at(place));
+      std::vector<std::string> dry = options;
+      dry.insert(dry.end(), {"--dry-run", "--json"});
+      std::vector<std::string> real = options;
+      real.emplace_back("--json");
+      const ToolResult rehearsed = migrate(dry);
+      const ToolResult done = migrate(real);
+      EXPECT_EQ(rehearsed.status, done.status) << place;
+      EXPECT_EQ(text(documentIn(rehearsed.out), "outcome"), text(documentIn(done.out), "outcome"))
+          << place;
+      EXPECT_EQ(rehearsed.err, done.err) << place;
+      EXPECT_TRUE(fs::is_directory(root_.at(place)));
+    }
+    fs::remove(root_.at(place));
+  }
+}
+
 TEST_F(Migrate, KeepsABackupThatOnlyItsOwnerMayRead) {
   root_.putSettings(9, {mailAccount("A")});
   ASSERT_EQ(migrate().status, 0);

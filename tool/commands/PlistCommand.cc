@@ -20,7 +20,7 @@ PropertyList readAnyForm(const std::string& file) {
   const std::string name = file == "-" ? "standard input" : file;
   const Bytes bytes = readFile(file);
   if (bytes.empty()) throw Prevented(name, "it is empty, not a property list", "check the path");
-  Result<PropertyList> value = formOf(bytes) ? readPropertyList(bytes) : fromJson(asText(bytes));
+  Result<PropertyList> value = formOf(bytes) ? propertyListIn(bytes) : fromJson(asText(bytes));
   if (!value) {
     throw Prevented(
         name, value.error().message,

@@ -1,7 +1,9 @@
 // Tests of the frame of the program, run as a process: its command line, its help, its errors.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <array>
+#include <filesystem>
 
 #include "testing/ToolRun.h"
 
@@ -142,6 +144,46 @@ TEST(Program, ACommandThatChangedSomethingKeepsItsStatusWithoutAReader) {
   ToolRoot root;
   root.putSettings(12, {mailAccount("A")});
   EXPECT_EQ(ToolRun({"migrate", "--root", root.path()}).withClosedOutput().run().status, 0);
+}
+
+TEST(Program, AFlagTakesNoValue) {
+  expectRefusal({"plan", "--exit-code=5"},
+                "--exit-code: it takes no value; see accountsettings plan --help");
+  expectRefusal({"check", "--json=no"},
+                "--json: it takes no value; see accountsettings check --help");
+}
+
+TEST(Program, WaitsForNoInputThatMayNeverCome) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const std::string pipe = root.at("/pipe");
+  const std::string huge = root.at("/huge");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  root.putText("/huge", "");
+  std::filesystem::resize_file(huge, std::uintmax_t{5} << 30);
+  for (const std::string& input : {pipe, std::string("/dev/zero"), huge}) {
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"show", input},
+          {"check", input},
+          {"plist", input},
+          {"diff", root.path(), input},
+          {"migrate", "--root", root.path(), "--plan", input},
+          {"report", root.path(), "--out", root.at("/report"), "--include-log", input},
+          {"add", "Mail", "IMAPAccount", "--properties", input, "--root", root.path()}}) {
+      // Whoever waits is ended by a signal, and has no status then.
+      const ToolResult result = ToolRun(command).withTimeLimit(10).run();
+      EXPECT_EQ(result.status, 3) << command.front() << " " << input;
+      EXPECT_NE(result.err.find(input == huge ? "more than a gigabyte" : "no regular file"),
+                std::string::npos)
+          << result.err;
+    }
+  }
+  std::filesystem::remove(root.settingsPath());
+  ASSERT_EQ(::mkfifo(root.settingsPath().c_str(), 0600), 0);
+  for (const char* command : {"show", "check", "migrate"}) {
+    EXPECT_EQ(ToolRun({command, "--root", root.path()}).withTimeLimit(10).run().status, 3)
+        << command;
+  }
 }
 
 TEST(Program, TellsAMissingRoot) {

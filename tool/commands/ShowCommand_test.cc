@@ -232,7 +232,9 @@ TEST(Show, TellsADamagedSettingsFileAndEndsWith3) {
   root.putText(ToolRoot::kSettings, "bplist00 and nothing else");
   const ToolResult ofRoot = runTool({"show", root.path()});
   EXPECT_EQ(ofRoot.status, 3);
-  EXPECT_NE(ofRoot.out.find("Settings: cannot be read: byte "), std::string::npos) << ofRoot.out;
+  EXPECT_NE(ofRoot.out.find("Settings: cannot be read: it is probably cut off, byte "),
+            std::string::npos)
+      << ofRoot.out;
   EXPECT_NE(ofRoot.err.find("; see 'accountsettings check --root " + root.path() + "'"),
             std::string::npos)
       << ofRoot.err;
@@ -240,7 +242,9 @@ TEST(Show, TellsADamagedSettingsFileAndEndsWith3) {
   const ToolResult ofFile = runTool({"show", root.settingsPath()});
   EXPECT_EQ(ofFile.status, 3);
   EXPECT_EQ(ofFile.out, "");
-  EXPECT_NE(ofFile.err.find(root.settingsPath() + ": byte "), std::string::npos) << ofFile.err;
+  EXPECT_NE(ofFile.err.find(root.settingsPath() + ": it is probably cut off, byte "),
+            std::string::npos)
+      << ofFile.err;
 }
 
 TEST(Show, TellsAFileThatIsMissing) {

@@ -41,20 +41,6 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log
   return std::move(opened).value();
 }
 
-// The nearest directory above `root` in which the home directory lies, as a path from here where it
-// is beneath here; empty where there is none.
-std::string deviceAbove(const std::string& root, const std::string& home) {
-  std::error_code code;
-  const fs::path lowest = fs::weakly_canonical(root, code);
-  for (fs::path above = lowest; above.has_relative_path();) {
-    above = above.parent_path();
-    if (!fs::is_directory(above.string() + home, code)) continue;
-    const fs::path fromHere = above.lexically_relative(fs::current_path(code));
-    return fromHere.empty() || *fromHere.begin() == ".." ? above : fromHere;
-  }
-  return "";
-}
-
 }  // namespace
 
 OpenedRoot::OpenedRoot(const CommonOptions& options, DefaultLog defaultLog)
@@ -64,10 +50,22 @@ OpenedRoot::OpenedRoot(const CommonOptions& options, DefaultLog defaultLog)
       context_(host_->platform()),
       current_(context_) {}
 
+std::string OpenedRoot::deviceAbove(const std::string& path) {
+  const std::string home = context_.platform().directories.homeDirectory();
+  std::error_code code;
+  for (fs::path above = fs::weakly_canonical(path, code); above.has_relative_path();) {
+    above = above.parent_path();
+    if (!fs::is_directory(above.string() + home, code)) continue;
+    const fs::path fromHere = above.lexically_relative(fs::current_path(code));
+    return fromHere.empty() || *fromHere.begin() == ".." ? above : fromHere;
+  }
+  return "";
+}
+
 void OpenedRoot::requireDevice() {
   const std::string home = context_.platform().directories.homeDirectory();
   if (!context_.platform().files.exists(home).isAbsent()) return;
-  const std::string above = deviceAbove(options_.root, home);
+  const std::string above = deviceAbove(options_.root);
   throw Prevented(options_.root, "this is no device root: it has no " + home,
                   above.empty() ? "give the directory that stands for the device's /"
                                 : "did you mean " + above + "?");

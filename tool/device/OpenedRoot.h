@@ -24,6 +24,9 @@ class OpenedRoot {
   // Throws Prevented where the root, its configuration or the log cannot be opened.
   OpenedRoot(const CommonOptions& options, DefaultLog defaultLog);
 
+  // The nearest directory of this machine above `path` that holds a home directory, as a path from
+  // here where it is beneath here; empty where there is none.
+  [[nodiscard]] std::string deviceAbove(const std::string& path);
   // Throws Prevented where the root holds no home directory, so that it is no device, and names the
   // directory above it that was probably meant.
   void requireDevice();

@@ -61,6 +61,7 @@ void addCommonOptions(CLI::App& app, CommonOptions& options) {
       ->type_name("FILE")
       ->group("Common options");
   app.add_flag("--json", options.json, "Machine output on standard output")
+      ->disable_flag_override()
       ->group("Common options");
   app.add_option("--log", options.log,
                  "Where the system log goes: a file, '-' (standard error) or 'syslog'")
@@ -117,7 +118,7 @@ std::string adviceWithRoot(const CommonOptions& options, std::string_view advice
 }
 
 void OptionSet::flag(const std::string& names, bool& target, const std::string& help) {
-  app_.add_flag(names, target, help);
+  app_.add_flag(names, target, help)->disable_flag_override();
 }
 
 void OptionSet::text(const std::string& names, std::optional<std::string>& target,
@@ -249,6 +250,11 @@ void CommandLine::refuse(const std::string& message) const {
     const std::string option = extra.substr(0, extra.find('='));
     throw WrongUsage(option, "unknown option",
                      suggestionFor(option, optionNames(selected())) + advice);
+  }
+  constexpr std::string_view kFlagWithValue = " was given a disallowed flag override";
+  if (message.ends_with(kFlagWithValue)) {
+    throw WrongUsage("--" + message.substr(0, message.size() - kFlagWithValue.size()),
+                     "it takes no value", advice);
   }
   throw WrongUsage("", message, advice);
 }

@@ -43,6 +43,7 @@ enum Kind : std::size_t {
   // What lies around them.
   kLeftoverSentinel,
   kSentinelDeletesLegacy,
+  kSentinelIsDirectory,
   kMigrationCutShort,
   kSaveWouldFail,
   kWrongOwner,
@@ -117,6 +118,8 @@ inline constexpr std::array kFindingKinds = std::to_array<FindingKind>({
      "Run 'accountsettings migrate' twice: the first run only finishes the interrupted removal."},
     {finding::kSentinelDeletesLegacy, "sentinel-deletes-legacy", Severity::Error, true, false,
      "If these files are to be converted, remove the sentinel first."},
+    {finding::kSentinelIsDirectory, "sentinel-is-directory", Severity::Error, true, false,
+     "Remove the directory; what it holds is nothing that a migration made."},
     {finding::kMigrationCutShort, "migration-cut-short", Severity::Error, true, true,
      "Put that backup back ('accountsettings restore'), then migrate again."},
     {finding::kSaveWouldFail, "save-would-fail", Severity::Error, true, true,

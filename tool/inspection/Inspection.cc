@@ -8,13 +8,13 @@
 #include "migration/MigrationPaths.h"
 #include "platform/Presence.h"
 #include "platform/ProcessContext.h"
-#include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Words.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
+#include "tool/values/ReadFile.h"
 
 namespace accountsettings {
 
@@ -43,7 +43,7 @@ std::string quoted(std::string_view text) {
 std::optional<Result<PropertyList>> readPropertyListAt(const std::string& path) {
   Files& files = ProcessContext::current().platform().files;
   const Result<Bytes> bytes = files.read(path);
-  if (bytes) return readPropertyList(*bytes);
+  if (bytes) return propertyListIn(*bytes);
   Error error = bytes.error();
   // A file that nobody may look at is not one that is not there.
   const bool mayBeThere = error.code != 0 && !isAbsence(error);

@@ -39,7 +39,7 @@ std::string legacyFilesLeft() {
   return left;
 }
 
-void inspectSentinel(Findings& findings) {
+void inspectSentinel(LinuxFiles& files, Findings& findings) {
   const std::string sentinel = removalSentinelPath();
   const Presence presence = ProcessContext::current().platform().files.exists(sentinel);
   if (presence.isAbsent()) return;
@@ -50,7 +50,17 @@ void inspectSentinel(Findings& findings) {
                  presence.error()->message + "): a migration may delete them unconverted.");
     return;
   }
+  const Result<FileAttributes> attributes = files.attributes(sentinel);
+  const bool isDirectory = attributes && attributes->kind == FileAttributes::Kind::Directory;
+  if (isDirectory) {
+    list.add(
+        finding::kSentinelIsDirectory,
+        "A directory lies in the place of the sentinel: no migration removes it, and each takes "
+        "it for an interrupted removal of the legacy files, which it finishes, and upgrades "
+        "nothing.");
+  }
   const std::string left = legacyFilesLeft();
+  if (left.empty() && isDirectory) return;
   if (left.empty()) {
     list.add(finding::kLeftoverSentinel,
              "An earlier removal of the legacy files was interrupted: the next migration only "
@@ -158,7 +168,7 @@ void inspectLock(OpenedRoot& device, Findings& findings) {
 }  // namespace
 
 void inspectSurroundings(OpenedRoot& device, Findings& findings) {
-  inspectSentinel(findings);
+  inspectSentinel(device.files(), findings);
   inspectSettingsFile(device.host(), findings);
   inspectLock(device, findings);
 }

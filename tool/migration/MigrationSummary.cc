@@ -58,37 +58,6 @@ std::string aboutInterruption(OpenedRoot& device) {
   return which + " was cut short: this run" + before + " begins anew.";
 }
 
-MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files) {
-  Files& real = ProcessContext::current().platform().files;
-  MigrationDecision decision;
-  decision.legacyMail = real.exists(files.legacyMail.name).isThere();
-  decision.legacyExchange = real.exists(files.legacyExchange.name).isThere();
-  decision.interruptedRemoval = real.exists(removalSentinelPath()).isThere();
-  const Dictionary* settings = dictionaryIn(files.settings);
-  if (settings && settings->contains(kPlistVersionKey)) decision.version = versionOf(*settings);
-  decision.versionUpgrade = !decision.legacyMail && !decision.legacyExchange && decision.version &&
-                            *decision.version < AccountsManager::currentVersion();
-  std::vector<std::string>& reasons = decision.reasons;
-  if (std::string interruption = aboutInterruption(device); !interruption.empty()) {
-    decision.interruptedMigration = true;
-    reasons.push_back(std::move(interruption));
-  }
-  if (decision.interruptedRemoval) {
-    reasons.emplace_back(
-        "An earlier removal of the legacy files was interrupted: this run finishes it and does "
-        "nothing else.");
-    return decision;
-  }
-  if (decision.legacyExchange) {
-    reasons.emplace_back("The legacy Exchange file is there: its accounts are converted.");
-  }
-  if (decision.legacyMail) {
-    reasons.emplace_back("The legacy mail file is there: its accounts are converted.");
-  }
-  reasons.push_back(aboutSettings(files.settings, decision.version));
-  return decision;
-}
-
 std::vector<FileFate> fatesOf(StagedMigration& staged) {
   using Fate = FileFate::Fate;
   std::vector<FileFate> fates;
@@ -161,6 +130,37 @@ std::vector<std::string> objectionsTo(const MigrationSummary& summary, const Sho
 std::string_view nameOf(SummaryOutcome outcome) {
   return wordFor<SummaryOutcome, 6>(
       outcome, {"nothing-to-do", "completed", "done", "answered-no", "refused", "broken"});
+}
+
+MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files) {
+  Files& real = ProcessContext::current().platform().files;
+  MigrationDecision decision;
+  decision.legacyMail = real.exists(files.legacyMail.name).isThere();
+  decision.legacyExchange = real.exists(files.legacyExchange.name).isThere();
+  decision.interruptedRemoval = real.exists(removalSentinelPath()).isThere();
+  const Dictionary* settings = dictionaryIn(files.settings);
+  if (settings && settings->contains(kPlistVersionKey)) decision.version = versionOf(*settings);
+  decision.versionUpgrade = !decision.legacyMail && !decision.legacyExchange && decision.version &&
+                            *decision.version < AccountsManager::currentVersion();
+  std::vector<std::string>& reasons = decision.reasons;
+  if (std::string interruption = aboutInterruption(device); !interruption.empty()) {
+    decision.interruptedMigration = true;
+    reasons.push_back(std::move(interruption));
+  }
+  if (decision.interruptedRemoval) {
+    reasons.emplace_back(
+        "An earlier removal of the legacy files was interrupted: this run finishes it and does "
+        "nothing else.");
+    return decision;
+  }
+  if (decision.legacyExchange) {
+    reasons.emplace_back("The legacy Exchange file is there: its accounts are converted.");
+  }
+  if (decision.legacyMail) {
+    reasons.emplace_back("The legacy mail file is there: its accounts are converted.");
+  }
+  reasons.push_back(aboutSettings(files.settings, decision.version));
+  return decision;
 }
 
 std::optional<Process> daemonToStop() {

@@ -36,6 +36,9 @@ struct MigrationDecision {
   }
 };
 
+// What a migration of `device`, which holds `files`, finds to be done. Stages nothing.
+[[nodiscard]] MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files);
+
 // What becomes of one file that does not stay as it is.
 struct FileFate {
   enum class Fate { Created, Changed, Removed };

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 #include <system_error>
 
 #include "host/NamedFile.h"
@@ -17,6 +18,8 @@ namespace accountsettings {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t kMaxFileSize = std::size_t{1} << 30;
 
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -36,13 +39,59 @@ std::string nameOf(const std::string& path) {
   throw Prevented(nameOf(path), reasonFor(code), adviceFor(code));
 }
 
+std::uint64_t bigEndian(const std::uint8_t* bytes) {
+  return std::accumulate(
+      bytes, bytes + 8, std::uint64_t{0},
+      [](std::uint64_t number, std::uint8_t byte) { return number << 8 | byte; });
+}
+
+// Whether a binary file lacks its end, where the table of its objects and the sizes are told.
+bool isCutOffBinary(const Bytes& bytes) {
+  constexpr std::size_t kTrailer = 32;
+  if (bytes.size() < 8 + kTrailer) return true;
+  const std::uint8_t* trailer = bytes.data() + bytes.size() - kTrailer;
+  const std::uint64_t offsetSize = trailer[6];
+  const std::uint64_t count = bigEndian(trailer + 8);
+  const std::uint64_t table = bigEndian(trailer + 24);
+  const std::size_t end = bytes.size() - kTrailer;
+  return offsetSize == 0 || table >= end || (end - table) / offsetSize != count;
+}
+
+// Whether the file ends before the property list does.
+bool isCutOff(const Bytes& bytes) {
+  constexpr std::string_view kEnd = "</plist>";
+  const auto form = formOf(bytes);
+  if (!form) return false;
+  if (*form == PropertyListForm::Binary) return isCutOffBinary(bytes);
+  // In whichever width its characters are.
+  std::string text(bytes.begin(), bytes.end());
+  std::erase(text, '\0');
+  return text.find(kEnd) == std::string::npos;
+}
+
+[[noreturn]] void refuseSize(const std::string& path) {
+  throw Prevented(nameOf(path),
+                  "it holds more than a gigabyte, which nothing does that is read here",
+                  "check the path");
+}
+
+// What never ends, or waits for somebody to write into it, is not begun with.
+void requireRegularFile(const std::string& path) {
+  std::error_code code;
+  const fs::file_status status = fs::status(path, code);
+  if (fs::is_directory(status)) throw Prevented(path, "this is a directory", "give a file in it");
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    throw Prevented(path, "this is no regular file", "copy what it gives into a file first");
+  }
+  if (const std::uintmax_t size = fs::file_size(path, code); !code && size > kMaxFileSize) {
+    refuseSize(path);
+  }
+}
+
 }  // namespace
 
 Bytes readFile(const std::string& path) {
-  std::error_code ignored;
-  if (path != "-" && fs::is_directory(path, ignored)) {
-    throw Prevented(path, "this is a directory", "give a file in it");
-  }
+  if (path != "-") requireRegularFile(path);
   OpenFile opened;
   std::FILE* stream = stdin;
   if (path != "-") {
@@ -55,10 +104,17 @@ Bytes readFile(const std::string& path) {
   for (std::size_t got = 1; got > 0; filled += got) {
     content.resize(std::max<std::size_t>(2 * filled, 1 << 16));
     got = std::fread(content.data() + filled, 1, content.size() - filled, stream);
+    if (filled + got > kMaxFileSize) refuseSize(path);
   }
   if (std::ferror(stream) != 0) fail(path, errno);
   content.resize(filled);
   return content;
+}
+
+Result<PropertyList> propertyListIn(const Bytes& bytes) {
+  Result<PropertyList> value = readPropertyList(bytes);
+  if (value || !isCutOff(bytes)) return value;
+  return Error{"it is probably cut off, " + value.error().message, value.error().code};
 }
 
 PropertyList readPropertyListFile(const std::string& path) {
@@ -66,7 +122,7 @@ PropertyList readPropertyListFile(const std::string& path) {
   if (bytes.empty()) {
     throw Prevented(nameOf(path), "the file is empty, not a property list", "check the path");
   }
-  Result<PropertyList> value = readPropertyList(bytes);
+  Result<PropertyList> value = propertyListIn(bytes);
   if (!value) {
     throw Prevented(nameOf(path), value.error().message,
                     "it is no property list, or a damaged one: take another file or a good copy");
