@@ -73,7 +73,8 @@ struct SdBus {
 Status sendOnSystemBus(const BusSignal& signal) {
   static const SdBus sd;
   if (!sd.problem.empty()) {
-    return Error{"D-Bus cannot be used: " + sd.problem + "; install the package of " AS_BUS_LIBRARY};
+    return Error{"D-Bus cannot be used: " + sd.problem +
+                 "; install the package of " AS_BUS_LIBRARY};
   }
   sd_bus* opened = nullptr;
   if (const int code = sd.openSystem(&opened); code < 0) {

@@ -106,7 +106,9 @@ TEST_F(Plist, AFileThatIsWrittenKeepsItsModeAndOwner) {
   const std::string out = write("out", "old");
   ASSERT_EQ(::chmod(out.c_str(), 0640), 0);
   const bool canGiveAway = ::geteuid() == 0;
-  if (canGiveAway) ASSERT_EQ(::chown(out.c_str(), 501, 502), 0);
+  if (canGiveAway) {
+    ASSERT_EQ(::chown(out.c_str(), 501, 502), 0);
+  }
   fs::create_symlink("out", at("link"));
   const std::string source = write("a.json", json_);
   for (const char* place : {"out", "link"}) {

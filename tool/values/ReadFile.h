@@ -13,8 +13,8 @@ namespace accountsettings {
 // The bytes of the file; "-" is standard input. Throws Prevented with the reason.
 [[nodiscard]] Bytes readFile(const std::string& path);
 
-// The property list in the bytes of a file. The error of one that was probably cut off says so before
-// it names the place.
+// The property list in the bytes of a file. The error of one that was probably cut off says so
+// before it names the place.
 [[nodiscard]] Result<PropertyList> propertyListIn(const Bytes& bytes);
 
 // The property list in the file. Throws Prevented, naming the place in the file where it is
