@@ -83,7 +83,7 @@ expect_fault(store/AccountsManager_test.cc "#include <netdb.h>" "not among the h
 # The folders beside the layers.
 expect_fault(testing/Bad.cc "#include \"tool/frame/Json.h\"" "testing/ may not include from tool/")
 expect_fault(bench/bad.cc "#include \"testing/FakeFiles.h\"" "bench/ may not include from testing/")
-expect_fault(fuzz/bad.cc "#include \"store/AccountsManager.h\"" "fuzz/ may not include from store/")
+expect_fault(fuzz/bad.cc "#include \"bench/Workload.h\"" "fuzz/ may not include from bench/")
 expect_fault(examples/bad.cc "#include \"tool/frame/Json.h\"" "examples/ may not include from tool/")
 expect_fault(staging/Bad.cc "#include \"tool/frame/Json.h\"" "staging/ may not include from tool/")
 expect_fault(newfolder/Bad.cc "" "newfolder/ has no rules")
