@@ -39,6 +39,15 @@ def times(series, of):
     return f"{number(min(series) / min(of))} / {number(statistics.median(rounds))}"
 
 
+def compared(series, of):
+    """How many times `of` the series took, where the two did not run in the same rounds: between the
+    minima, and between the medians."""
+    if not series or not of:
+        return NOT_MEASURED
+    return (f"{number(min(series) / min(of))} / "
+            f"{number(statistics.median(series) / statistics.median(of))}")
+
+
 def growth(by_size):
     """How much more an account costs at the largest size than at the smallest, between minima."""
     if len(by_size) < 2:
@@ -105,7 +114,7 @@ def codec_table(codec, sizes):
         for size in sizes:
             own, c, python = (codec.get(f"{work}/{who}/{size}", []) for who in ("this", "c", "python"))
             rows.append([f"{work.replace('/', ', ')}, {size:,}", spread(own, 1e-6), spread(c, 1e-6),
-                         times(c, own), CODEC_GOALS.get((work, size), ""), times(python, own)])
+                         compared(c, own), CODEC_GOALS.get((work, size), ""), compared(python, own)])
     return table(["accounts", "µs, min / median", "C library, µs", "C library takes, times", "goal",
                   "Python takes, times"], rows)
 
