@@ -4,6 +4,7 @@
 
 #include "platform/AssertionFailure.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/Completions.h"
 #include "tool/frame/Terminal.h"
 
 namespace accountsettings {
@@ -45,6 +46,12 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
   terminal::keepNumbersOfClosedStreams();
   terminal::makeWritesFailInsteadOfEnding();
   CommandLine commandLine(allCommands());
+  if (!arguments.empty() && arguments.front() == kCompleteCommand) {
+    Output output(false);
+    arguments.erase(arguments.begin());
+    writeCompletions(commandLine.complete(arguments), output);
+    return finish(output, ExitStatus::Done, false);
+  }
   Command* command = nullptr;
   try {
     command = commandLine.parse(std::move(arguments));

@@ -1,52 +1,34 @@
-# Completion of accountsettings(1) for bash.
+# Completion of accountsettings(1) for bash: the program itself says what may follow.
 _accountsettings() {
-  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} command="" each
-  for each in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    case $each in
-      sample|show|check|plan|migrate|diff|restore|history|get|set|enable|disable|add|remove|plist|report) command=$each; break ;;
-    esac
+  local words=() word meaning joined=""
+  # Bash takes --root=DIR apart, and leaves quotes and escapes in.
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD}"; do
+    word=${word/#\~\//$HOME/}
+    word=${word//[\\\"\']/}
+    if [[ $word == "=" && ${#words[@]} -gt 0 && ${words[-1]} == --* ]]; then
+      words[-1]+="="
+      joined=yes
+    elif [[ $joined ]]; then
+      words[-1]+=$word
+      joined=""
+    else
+      words+=("$word")
+    fi
   done
+  word=${COMP_WORDS[COMP_CWORD]}
+  [[ $word != "=" ]] || word=""
   COMPREPLY=()
-  case $previous in
-    --root) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
-    --config|--include-log|--log|--out|--plan|--properties|-o)
-      mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
-  esac
-  case $command:$previous in
-    sample:--release)
-      mapfile -t COMPREPLY < <(compgen -W "current legacy oldest 7A153 8A293 8C136 9A182 9A334 9B176" -- "$word"); return ;;
-    set:--type|set:-t)
-      mapfile -t COMPREPLY < <(compgen -W "string int bool plist" -- "$word"); return ;;
-    plist:--to|plist:-t)
-      mapfile -t COMPREPLY < <(compgen -W "text binary xml json" -- "$word"); return ;;
-  esac
-  local common="--root --config --json --log --help -h" words=""
-  case $command in
-    "") words="sample show check plan migrate diff restore history get set enable disable add remove plist report --version --help" ;;
-    sample) words="--release --dry-run -n $common" ;;
-    show) words="--type --class --dataclass --id --table --all -a --reveal $common" ;;
-    check) words="$common" ;;
-    plan) words="--out -o --exit-code $common" ;;
-    migrate) words="--verbose -v --dry-run -n --no-backup --keep --accept-loss --plan --reveal $common" ;;
-    diff) words="--verbose -v --reveal $common" ;;
-    restore) words="--list -l --dry-run -n --no-backup --prune --keep $common" ;;
-    history) words="$common" ;;
-    get) words="--reveal $common" ;;
-    set) words="--type -t --unset --dry-run -n --accept-loss --reveal $common" ;;
-    enable) words="--dry-run -n --accept-loss --reveal $common" ;;
-    disable) words="--dry-run -n --accept-loss --reveal $common" ;;
-    add) words="--parent --name --username --enable --properties --dry-run -n --accept-loss --reveal $common" ;;
-    remove) words="--dry-run -n --accept-loss --reveal $common" ;;
-    plist) words="--to -t --out -o $common" ;;
-    report) words="--out -o --include-log $common" ;;
-  esac
-  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
-  if [[ $word != -* ]]; then
-    case $command in
-      sample|show|check|plan|diff|history|plist|report)
-        local path
-        while IFS= read -r path; do COMPREPLY+=("$path"); done < <(compgen -f -- "$word") ;;
+  local kind="" found
+  while IFS=$'\t' read -r found meaning; do
+    case $found in
+      :files) kind=-f ;;
+      :directories) kind=-d ;;
+      *) COMPREPLY+=("$(printf %q "$found")") ;;
     esac
+  done < <("${COMP_WORDS[0]/#\~\//$HOME/}" __complete "${words[@]}" 2>/dev/null)
+  if [[ $kind ]]; then
+    compopt -o filenames
+    mapfile -t COMPREPLY < <(compgen "$kind" -- "$word")
   fi
 }
-complete -o filenames -F _accountsettings accountsettings
+complete -F _accountsettings accountsettings

@@ -1,85 +1,19 @@
-# Completion of accountsettings(1) for fish.
-set -l commands sample show check plan migrate diff restore history get set enable disable add remove plist report
-complete -c accountsettings -f
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a sample -d 'Write an example device root'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a show -d 'Show the accounts of a device root or a settings file'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a check -d 'Find what is broken or would be lost'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a plan -d 'Say what a migration would do, touching nothing'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a migrate -d 'Run the migration on a device root'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a diff -d 'Compare two settings files, device roots or backups, account by account'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a restore -d 'Put back what a migration or restore replaced'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a history -d 'Tell what was migrated when'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a get -d 'Print what an account holds'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a set -d 'Store a value in an account'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a enable -d 'Switch data classes of an account on'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a disable -d 'Switch data classes of an account off'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a add -d 'Add an account'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a remove -d 'Remove an account'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a plist -d 'Print or convert any property list'
-complete -c accountsettings -n "not __fish_seen_subcommand_from $commands" -a report -d 'Collect what support needs, with personal values replaced'
-complete -c accountsettings -l root -x -a '(__fish_complete_directories)' -d 'The device root to work on'
-complete -c accountsettings -l config -r -F -d 'Host configuration, instead of the root\'s own'
-complete -c accountsettings -l json -d 'Machine output on standard output'
-complete -c accountsettings -l log -r -F -d 'Where the system log goes: a file, \'-\' (standard error) or \'syslog\''
-complete -c accountsettings -s h -l help -d 'Print this help message and exit'
-complete -c accountsettings -n '__fish_seen_subcommand_from sample' -l release -x -a 'current legacy oldest 7A153 8A293 8C136 9A182 9A334 9B176' -d 'Whose settings: a release\'s, named by its build, or none but legacy mail and Exchange files; current where left out'
-complete -c accountsettings -n '__fish_seen_subcommand_from sample' -s n -l dry-run -d 'Say what would be written and write nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from sample' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -l type -x -d 'Only accounts of this type (may be repeated)'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -l class -x -d 'Only accounts of this class (may be repeated)'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -l dataclass -x -d 'Only accounts with this data class enabled, for example Mail (may be repeated)'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -l id -x -d 'Only accounts whose identifier begins so (may be repeated)'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -l table -d 'A table, one line for each account'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -s a -l all -d 'Every property of each account'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from show' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from check' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -s o -l out -r -F -d 'Save the plan there, for \'migrate --plan FILE\', which refuses it once its inputs have changed'
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -l exit-code -d 'End with status 10 where a migration is pending, with 11 where it is blocked or the device broken'
-complete -c accountsettings -n '__fish_seen_subcommand_from plan' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s v -l verbose -d 'Tell what each step changed, and what became of each key'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -s n -l dry-run -d 'Stage it in memory, and touch nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l no-backup -d 'Keep no backup of the files that may change'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l keep -x -d 'How many backups to keep beside the oldest of each version, at most 10000'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l accept-loss -d 'Go on although something will be lost, or the last run went wrong'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l plan -r -F -d 'Go on only if nothing changed since this plan was made (see plan --out)'
-complete -c accountsettings -n '__fish_seen_subcommand_from migrate' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from diff' -s v -l verbose -d 'Show what removed accounts held'
-complete -c accountsettings -n '__fish_seen_subcommand_from diff' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from diff' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s l -l list -d 'List the backups, and what each is for'
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -s n -l dry-run -d 'Say what would be put back or pruned, and touch nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -l no-backup -d 'Keep no backup of what is replaced'
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -l prune -d 'Remove the backups beyond --keep, or the one that is named, and put nothing back'
-complete -c accountsettings -n '__fish_seen_subcommand_from restore' -l keep -x -d 'How many backups --prune leaves beside those that stay, at most 10000'
-complete -c accountsettings -n '__fish_seen_subcommand_from history' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from get' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from set' -s t -l type -x -a 'string int bool plist' -d 'What the value is; string where left out'
-complete -c accountsettings -n '__fish_seen_subcommand_from set' -l unset -d 'Remove the key instead of storing a value'
-complete -c accountsettings -n '__fish_seen_subcommand_from set' -s n -l dry-run -d 'Show what would change and write nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from set' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
-complete -c accountsettings -n '__fish_seen_subcommand_from set' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from enable' -s n -l dry-run -d 'Show what would change and write nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from enable' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
-complete -c accountsettings -n '__fish_seen_subcommand_from enable' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from disable' -s n -l dry-run -d 'Show what would change and write nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from disable' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
-complete -c accountsettings -n '__fish_seen_subcommand_from disable' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l parent -x -d 'Add it as a child of this account'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l name -x -d 'Its display name'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l username -x -d 'Its user name'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l enable -x -d 'A data class to enable (may be repeated)'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l properties -r -F -d 'A property list with more of its properties'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -s n -l dry-run -d 'Show what would change and write nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
-complete -c accountsettings -n '__fish_seen_subcommand_from add' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from remove' -s n -l dry-run -d 'Show what would change and write nothing'
-complete -c accountsettings -n '__fish_seen_subcommand_from remove' -l accept-loss -d 'Save although what no save can keep gets lost (see \'accountsettings check\')'
-complete -c accountsettings -n '__fish_seen_subcommand_from remove' -l reveal -d 'Show passwords and tokens too'
-complete -c accountsettings -n '__fish_seen_subcommand_from plist' -s t -l to -x -a 'text binary xml json' -d 'The form to write; text where left out'
-complete -c accountsettings -n '__fish_seen_subcommand_from plist' -s o -l out -r -F -d 'Write there instead of standard output'
-complete -c accountsettings -n '__fish_seen_subcommand_from plist' -F
-complete -c accountsettings -n '__fish_seen_subcommand_from report' -s o -l out -r -F -d 'Where to write the report (needed)'
-complete -c accountsettings -n '__fish_seen_subcommand_from report' -l include-log -r -F -d 'A file that --log wrote, to put in too'
-complete -c accountsettings -n '__fish_seen_subcommand_from report' -F
+# Completion of accountsettings(1) for fish: the program itself says what may follow.
+function __accountsettings_words
+    set -l typed (commandline -opc)
+    # Quotes and escapes are still in.
+    set -l current (commandline -ct | string replace -ra '[\\\\\'"]' '')
+    set -l option (string match -r -- '^--[a-z-]+=' $current)
+    set -l value (string replace -r -- '^--[a-z-]+=' '' $current)
+    for line in ($typed[1] __complete $typed[2..-1] "$current" 2>/dev/null)
+        switch $line
+            case ':files*'
+                string replace -r -- '^' "$option" (__fish_complete_path "$value")
+            case ':directories*'
+                string replace -r -- '^' "$option" (__fish_complete_directories "$value" '')
+            case '*'
+                echo "$option$line"
+        end
+    end
+end
+complete -c accountsettings -f -a '(__accountsettings_words)'

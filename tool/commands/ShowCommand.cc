@@ -126,7 +126,7 @@ void ShowCommand::describe(OptionSet& options) {
   options.list("--type", filter_.types, "TYPE", "Only accounts of this type (may be repeated)");
   options.list("--class", filter_.classes, "CLASS",
                "Only accounts of this class (may be repeated)");
-  options.list("--dataclass", filter_.dataclasses, "NAME",
+  options.list("--dataclass", filter_.dataclasses, "DATACLASS",
                "Only accounts with this data class enabled, for example Mail (may be repeated)");
   options.list("--id", filter_.identifiers, "PREFIX",
                "Only accounts whose identifier begins so (may be repeated)");

@@ -18,6 +18,7 @@ namespace accountsettings {
 
 class Command;
 struct CommandEntry;
+struct Completion;
 
 // What every subcommand accepts.
 struct CommonOptions {
@@ -73,6 +74,8 @@ class CommandLine {
   // Empty where help or the version was asked for: `text()` then holds it. Throws CommandFailure
   // for wrong usage.
   [[nodiscard]] Command* parse(std::vector<std::string> arguments);
+  // What may stand in the place of the last of these words, the program's name aside.
+  [[nodiscard]] Completion complete(const std::vector<std::string>& words) const;
   [[nodiscard]] const CommonOptions& options() const noexcept { return options_; }
   [[nodiscard]] const std::string& text() const noexcept { return text_; }
 
