@@ -8,6 +8,9 @@
 
 namespace accountsettings {
 
+// The text of SampleAccounts.json.
+extern const char* const kSampleAccountsText;
+
 // The root dictionary of a settings file as the release that wrote this version left it: 0 to 12.
 [[nodiscard]] Dictionary sampleSettings(std::int64_t version);
 
