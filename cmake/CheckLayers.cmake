@@ -117,7 +117,8 @@ endforeach()
 
 file(GLOB folders RELATIVE "${ROOT}" "${ROOT}/*")
 foreach(folder IN LISTS folders)
-  if(folder MATCHES "^(build.*|\\..*)$")
+  # Packages are built in debian/.
+  if(folder MATCHES "^(build.*|debian|\\..*)$")
     continue()
   endif()
   file(GLOB_RECURSE files RELATIVE "${ROOT}" "${ROOT}/${folder}/*.h" "${ROOT}/${folder}/*.cc")

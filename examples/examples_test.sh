@@ -3,6 +3,7 @@
 # whose bundle lie files that name them.   usage: examples_test.sh BUILD TOOL
 set -euo pipefail
 build=$1 tool=$2
+source=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*" >&2; exit 1; }
@@ -39,17 +40,7 @@ cp -a "$build/lib" "$work/lib"
 mkdir -p "$work/lib/accountsettings/modules"
 cp "$work"/lib/example_*_module.so "$work/lib/accountsettings/modules/"
 # What packages of modules bring: a file each in the folder beside the bundle.
-mkdir "$work/lib/accountsettings/AccountCreators.d"
-python3 - "$work/lib/accountsettings/AccountCreators.d" <<'END'
-import plistlib, sys
-def drop_in(name, entry):
-    plistlib.dump({"Mail": [entry]}, open(f"{sys.argv[1]}/{name}.plist", "wb"))
-drop_in("full", {"Type": "FullAccount", "Description": {
-    "Framework": "/modules/example_full_account_module.so", "Class": "ExampleAccountCreator"}})
-drop_in("notifier", {"Type": "NotifierAccount", "Description": {
-    "Framework": "/modules/example_notifier_module.so", "Class": "ExampleNotifier",
-    "Supported Dataclasses": ["com.zelqo.Dataclass.Mail"]}})
-END
+cp -r "$source/AccountCreators.d" "$work/lib/accountsettings/"
 "$tool" enable $mail Mail --root "$work/device" >/dev/null
 LD_LIBRARY_PATH=$work/lib EXAMPLE_NOTIFIER_OUTPUT=$work/heard \
   "$build/bin/example_use_modules" "$work/device" Mail >"$work/out" || fail "use_modules"

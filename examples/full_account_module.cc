@@ -1,6 +1,6 @@
 // full_account_module is a module with a creator class, "ExampleAccountCreator", that builds the
-// full account of a record: the rich object that a mail program, say, works with. A creators
-// entry of the type "FullAccount" with this class makes fullAccountUsingLoader() answer it.
+// full account of a record: the rich object that a mail program, say, works with. Where
+// AccountCreators.d/full_account.plist is installed, fullAccountUsingLoader() answers it.
 #include <accountsettings/account/BasicAccount.h>
 #include <accountsettings/account/CreatorCapabilities.h>
 #include <accountsettings/platform/ClassRegistry.h>

@@ -1,18 +1,7 @@
 // notifier_module is a module with a notifier class, "ExampleNotifier". After each save it hears
 // which accounts of its type were added, changed or deleted, and appends a line for each to the
-// file that the environment variable EXAMPLE_NOTIFIER_OUTPUT names. An entry like this in
-// "AccountCreators" makes the store call it for the calendars of CalDAV accounts:
-//
-//   <key>CalDAV</key>
-//   <array><dict>
-//     <key>Type</key><string>NotifierAccount</string>
-//     <key>Description</key><dict>
-//       <key>Framework</key><string>/usr/lib/accountsettings/modules/example_notifier_module.so</string>
-//       <key>Class</key><string>ExampleNotifier</string>
-//       <key>Supported
-//       Dataclasses</key><array><string>com.zelqo.Dataclass.Calendars</string></array>
-//     </dict>
-//   </dict></array>
+// file that the environment variable EXAMPLE_NOTIFIER_OUTPUT names. The store calls it where
+// AccountCreators.d/notifier.plist is installed.
 #include <accountsettings/account/CreatorCapabilities.h>
 #include <accountsettings/platform/ClassRegistry.h>
 #include <accountsettings/store/AccountsManager.h>
