@@ -146,16 +146,14 @@ void ToolRun::becomeTool(int in, int out, int err) const {
 ToolResult ToolRun::run() {
   Pipe in, err;
   Pipe out(onTerminal_);
+  // Before the tool can write.
+  if (closedOutput_) out.closeRead();
   const pid_t child = ::fork();
   if (child < 0) throw std::runtime_error("fork");
-  if (child == 0) {
-    if (closedOutput_) out.closeRead();
-    becomeTool(in.read, out.write, err.write);
-  }
+  if (child == 0) becomeTool(in.read, out.write, err.write);
   in.closeRead();
   out.closeWrite();
   err.closeWrite();
-  if (closedOutput_) out.closeRead();
   ToolResult result;
   std::thread errors([&] { result.err = readAll(err.read); });
   std::thread output([&] { result.out = out.read >= 0 ? readAll(out.read) : ""; });

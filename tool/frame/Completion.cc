@@ -138,7 +138,8 @@ class Typing {
 
 }  // namespace
 
-Completion CommandLine::complete(const std::vector<std::string>& words) const {
+Completion CommandLine::complete(const std::vector<std::string>& words) {
+  declareAll();
   Typing typing(*app_);
   for (std::size_t index = 0; index + 1 < words.size(); ++index) typing.take(words[index]);
   return typing.endedBy(words.empty() ? "" : words.back());

@@ -189,11 +189,15 @@ void CommandLine::declare(const CommandEntry& entry) {
   commands_.emplace(entry.name, std::move(command));
 }
 
+void CommandLine::declareAll() {
+  for (const CommandEntry& entry : table_) declare(entry);
+}
+
 void CommandLine::declareFor(const std::vector<std::string>& arguments) {
   if (const CommandEntry* plain = commandIn(arguments, table_)) {
     declare(*plain);
   } else {
-    for (const CommandEntry& entry : table_) declare(entry);
+    declareAll();
   }
   // After the subcommands, which would inherit it.
   app_->footer(

@@ -75,7 +75,7 @@ class CommandLine {
   // for wrong usage.
   [[nodiscard]] Command* parse(std::vector<std::string> arguments);
   // What may stand in the place of the last of these words, the program's name aside.
-  [[nodiscard]] Completion complete(const std::vector<std::string>& words) const;
+  [[nodiscard]] Completion complete(const std::vector<std::string>& words);
   [[nodiscard]] const CommonOptions& options() const noexcept { return options_; }
   [[nodiscard]] const std::string& text() const noexcept { return text_; }
 
@@ -83,6 +83,7 @@ class CommandLine {
   // Declares the subcommand that is asked for, where that is plain to see, else all of them: to
   // declare them all takes longer than most of them run.
   void declareFor(const std::vector<std::string>& arguments);
+  void declareAll();
   void declare(const CommandEntry& entry);
   // The subcommand's name first, so that options may stand before it.
   void putSubcommandFirst(std::vector<std::string>& arguments) const;
