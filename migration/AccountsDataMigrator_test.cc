@@ -359,6 +359,16 @@ TEST_F(Migration, AnAssertionFailurePassesAndTheLockIsReleased) {
   EXPECT_FALSE(fake.locks.isHeld(kLock));
 }
 
+TEST_F(Migration, AWebEngineLockThatIsNotThereEndsItBeforeAnythingIsTouched) {
+  putSettings(11, oneMailAccount());
+  fake.processes.add(9, "dataaccessd", ExitsUpon::Notification);
+  fake.faults.doAt("webEngineLock.isHeld", 1,
+                   [] { throw AssertionFailure("no such library", "isHeld", "WebEngineLock"); });
+  EXPECT_THROW(migrate(), AssertionFailure);
+  EXPECT_FALSE(fake.locks.isHeld(kLock));
+  EXPECT_THAT(fake.faults.operations("files."), IsEmpty());
+}
+
 TEST_F(Migration, TheObserverIsAskedUnderTheLockWithTheDaemonGoneAndNothingTouched) {
   putSettings(11, {});
   fake.processes.add(9, "dataaccessd", ExitsUpon::Notification);
