@@ -131,17 +131,28 @@ void RememberedFiles::accept(const std::string& path) {
   }
 }
 
+void RememberedFiles::assume(const AssumedFile& file) {
+  assumed_.insert(file.path);
+  entries_.insert_or_assign(file.path, file.entry);
+  targets_.insert_or_assign(file.path, file.target);
+  contents_.insert_or_assign(
+      file.path, file.bytes ? Result<SharedBytes>(file.bytes) : systemError(file.path, ENOENT));
+}
+
 std::optional<std::string> RememberedFiles::firstChange() {
   for (const auto& [path, bytes] : contents_) {
+    if (assumed_.contains(path)) continue;
     const auto same = [](const SharedBytes& left, const SharedBytes& right) {
       return *left == *right;
     };
     if (!sameAnswer(bytes, shared(files_.read(path)), same)) return path;
   }
   for (const auto& [path, there] : entries_) {
+    if (assumed_.contains(path)) continue;
     if (!sameAnswer(there, orNone(files_.attributes(path)), sameAttributes)) return path;
   }
   for (const auto& [path, there] : targets_) {
+    if (assumed_.contains(path)) continue;
     if (!sameAnswer(there, orNone(files_.attributesOfTarget(path)), sameAttributes)) return path;
   }
   for (const auto& [names, owner] : owners_) {

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <utility>
@@ -17,6 +18,14 @@
 namespace accountsettings {
 
 class AccountNames;
+
+/// What is taken for the device's answer about one path, whatever it says itself.
+struct AssumedFile {
+  std::string path;
+  std::optional<FileAttributes> entry;   ///< what stands there; none: nothing
+  std::optional<FileAttributes> target;  ///< what that leads to, where it is a link
+  SharedBytes bytes;                     ///< what is read there; nullptr where nothing can be
+};
 
 class RememberedFiles : public Files {
  public:
@@ -57,6 +66,8 @@ class RememberedFiles : public Files {
   };
   [[nodiscard]] const std::vector<Failure>& failures() const noexcept { return failures_; }
 
+  /// Answers so from now on, as if the device did. It is not compared with the device.
+  void assume(const AssumedFile& file);
   /// Takes what is at `path` now for the answer: whoever asks has made it.
   void accept(const std::string& path);
   /// Asks everything again: the first path, or name, whose answer is another one now, or none.
@@ -76,6 +87,7 @@ class RememberedFiles : public Files {
   std::map<std::string, Attributes> targets_;
   std::map<std::pair<std::string, std::string>, Result<FileOwner>> owners_;
   std::vector<Failure> failures_;
+  std::set<std::string> assumed_;  // paths
 };
 
 }  // namespace accountsettings

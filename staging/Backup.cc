@@ -298,6 +298,14 @@ FoundBackup readBackup(LinuxFiles& files, const std::string& name) {
   return backup;
 }
 
+// What stands under a backup's name; none where that is nothing of ours.
+std::optional<FoundBackup> backupAt(LinuxFiles& files, const std::string& name) {
+  const Result<FileAttributes> there = files.attributes(pathOfBackup(name));
+  if (!there) return unreadableBackup(name, there.error());
+  if (there->kind != FileAttributes::Kind::Directory) return std::nullopt;
+  return readBackup(files, name);
+}
+
 // Tells of each backup, given in their order, whether it stays whatever their number.
 void tellRetention(std::vector<FoundBackup>& found) {
   std::set<std::optional<std::int64_t>> versions;
@@ -376,11 +384,11 @@ std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& foun
   return names;
 }
 
-Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest) {
-  const Result<std::vector<FoundBackup>> found = findBackups(host);
-  if (!found) return found.error();
+Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, std::size_t keep,
+                        const std::string& newest) {
+  tellRetention(found);  // which the last run may have changed
   Status first;
-  for (const std::string& each : superfluousBackups(*found, keep)) {
+  for (const std::string& each : superfluousBackups(found, keep)) {
     if (each == newest) continue;
     if (Status removed = removeBackup(host.files(), each); !removed && first) first = removed;
   }
@@ -394,12 +402,23 @@ Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
   if (!names && isAbsence(names.error())) return found;
   if (!names) return names.error();
   for (const std::string& name : *names) {
-    const Result<FileAttributes> there = files.attributes(pathOfBackup(name));
-    if (there && there->kind != FileAttributes::Kind::Directory) continue;  // nothing of ours
-    found.push_back(there ? readBackup(files, name) : unreadableBackup(name, there.error()));
+    if (std::optional<FoundBackup> backup = backupAt(files, name)) {
+      found.push_back(std::move(*backup));
+    }
   }
   tellRetention(found);
   return found;
+}
+
+Result<std::optional<BackupManifest>> findNewestBackup(LinuxHost& host) {
+  const Result<std::vector<std::string>> names = namesOfBackups(host.files());
+  if (!names && isAbsence(names.error())) return std::optional<BackupManifest>();
+  if (!names) return names.error();
+  for (auto name = names->rbegin(); name != names->rend(); ++name) {
+    std::optional<FoundBackup> backup = backupAt(host.files(), *name);
+    if (backup && backup->manifest) return std::move(backup->manifest);
+  }
+  return std::optional<BackupManifest>();
 }
 
 std::string pathWhilePutBack(const BackupFile& file) {
@@ -422,6 +441,32 @@ Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile
   if (done) return files.flushDirectoryOf(file.path);
   (void)files.remove(temporary);  // what went wrong first is what the caller should hear
   return done;
+}
+
+Result<AssumedFile> oncePutBack(LinuxHost& host, const BackupManifest& manifest,
+                                const BackupFile& file) {
+  using Kind = FileAttributes::Kind;
+  AssumedFile assumed{file.path, file.attributes, file.attributes, nullptr};
+  Result<Bytes> bytes = Bytes();
+  if (file.state == BackupFile::State::Link) {
+    assumed.entry->kind = Kind::Link;
+    // What it leads to was not removed, and may have changed.
+    const bool isAbsolute = file.linkTarget.starts_with('/');
+    const std::string target =
+        isAbsolute ? file.linkTarget : directoryPart(file.path) + "/" + file.linkTarget;
+    RememberedFiles now(host.files(), host.accountNames());
+    const auto there = now.targetOf(target);
+    if (!there) return there.error();
+    assumed.target = *there;
+    if (!*there || (*there)->kind != Kind::Regular) return assumed;
+    bytes = host.files().read(target);
+  } else {
+    assumed.entry->kind = assumed.target->kind = Kind::Regular;
+    bytes = readFromBackup(host, manifest, file);
+  }
+  if (!bytes) return bytes.error();
+  assumed.bytes = std::make_shared<const Bytes>(std::move(bytes).value());
+  return assumed;
 }
 
 Result<Bytes> readFromBackup(LinuxHost& host, const BackupManifest& manifest,

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/RememberedFiles.h"
 #include "staging/BackupManifest.h"
 
 namespace accountsettings {
@@ -69,18 +70,27 @@ struct FoundBackup {
 // such names are none. Fails where the directory of backups cannot be read, or is a link itself.
 [[nodiscard]] Result<std::vector<FoundBackup>> findBackups(LinuxHost& host);
 
+// The newest of them with a manifest that can be read, without reading those before it.
+[[nodiscard]] Result<std::optional<BackupManifest>> findNewestBackup(LinuxHost& host);
+
 // The names of those that are known to be superfluous: they were never finished, or they are none
 // of the newest `keep` whose retention is by count.
 [[nodiscard]] std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
                                                           std::size_t keep);
-// Removes these, but never `newest`. Only while the migration lock is held.
-Status removeOldBackups(LinuxHost& host, std::size_t keep, const std::string& newest);
+// Removes these of `found`, which are the root's, but never `newest`. Only while the migration lock
+// is held.
+Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, std::size_t keep,
+                        const std::string& newest);
 
 // Where the bytes of a file lie until it is put back: always the same place, so that what a killed
 // run left there is found again.
 [[nodiscard]] std::string pathWhilePutBack(const BackupFile& file);
 // Puts one file back as it was: bytes, mode and owner, or the link; flushed.
 Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile& file);
+
+// What it will then be.
+[[nodiscard]] Result<AssumedFile> oncePutBack(LinuxHost& host, const BackupManifest& manifest,
+                                              const BackupFile& file);
 
 // The content that the backup keeps under the name `savedAs`; fails where it is missing or has
 // another sum.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "account/StringList.h"
 #include "plist/Reader.h"
 
 namespace accountsettings {
@@ -120,6 +121,12 @@ const BackupFile* BackupManifest::fileInRole(PathRole role) const {
   return found == files.end() ? nullptr : &*found;
 }
 
+const BackupFile* BackupManifest::fileAt(const std::string& path) const {
+  const auto found = std::find_if(files.begin(), files.end(),
+                                  [&](const BackupFile& file) { return file.path == path; });
+  return found == files.end() ? nullptr : &*found;
+}
+
 const MeantChange* BackupManifest::meantAt(const std::string& path) const {
   const auto found = std::find_if(meant.begin(), meant.end(),
                                   [&](const MeantChange& each) { return each.path == path; });
@@ -149,6 +156,7 @@ Dictionary BackupManifest::asDictionary() const {
     root.set("Meant", std::move(changes));
     if (!preparedAs.empty()) root.set("Prepared As", preparedAs);
     if (isTemporary) root.set("Temporary", true);
+    if (!added.empty()) root.set("Added Accounts", arrayOf(added));
     root.set("Meant Outcome", meantOutcome);
   }
   if (!outcome.empty()) root.set("Outcome", outcome);
@@ -182,6 +190,9 @@ Result<BackupManifest> manifestFrom(const std::string& name, const Bytes& bytes)
   }
   manifest.preparedAs = root->string("Prepared As").value_or("");
   manifest.isTemporary = root->boolean("Temporary");
+  for (const PropertyList& each : root->arrayOrEmpty("Added Accounts")) {
+    if (const auto identifier = each.stringValue()) manifest.added.emplace_back(*identifier);
+  }
   if (const Dictionary* meant = root->dictionary("Meant Outcome")) manifest.meantOutcome = *meant;
   for (const PropertyList& each : root->arrayOrEmpty("Meant")) {
     Result<MeantChange> change = meantFrom(each.dictionary() ? *each.dictionary() : Dictionary());

@@ -56,6 +56,9 @@ struct BackupManifest {
   std::vector<MeantChange> meant;
   // The path of the new settings until they take their place; empty where they do not change.
   std::string preparedAs;
+  // The identifiers of the top-level accounts that only the new settings hold, where legacy files
+  // go: those that came from these are among them.
+  std::vector<std::string> added;
   // What the outcome will be where everything comes about as is meant.
   Dictionary meantOutcome;
   // It is the journal alone, and goes when the migration has come to its end.
@@ -65,6 +68,7 @@ struct BackupManifest {
   Dictionary outcome;
 
   [[nodiscard]] const BackupFile* fileInRole(PathRole role) const;
+  [[nodiscard]] const BackupFile* fileAt(const std::string& path) const;
   [[nodiscard]] const MeantChange* meantAt(const std::string& path) const;
   // A journal of a migration that did not come to its end.
   [[nodiscard]] bool isOpen() const { return format >= kFormatOfJournals && outcome.empty(); }

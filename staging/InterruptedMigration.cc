@@ -3,14 +3,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
+#include <string_view>
 #include <utility>
 
+#include "account/AccountConstants.h"
 #include "host/CommitChange.h"
 #include "host/Digest.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"
 #include "host/RootDirectory.h"
 #include "migration/MigrationPaths.h"
+#include "platform/ReadDictionary.h"
 #include "store/AccountsManager.h"
 
 namespace accountsettings {
@@ -122,6 +126,7 @@ class Diagnosis {
 
  private:
   Status lookAtSettings();
+  [[nodiscard]] bool settingsHoldAnyOf(const std::vector<std::string>& identifiers) const;
   Status lookAtLegacyFiles();
   Status lookAtSentinel();
   [[nodiscard]] Remedy remedy() const;
@@ -130,6 +135,7 @@ class Diagnosis {
   InterruptedMigration found_;
   bool changesSettings_ = false;  // the migration means to
   bool settingsAsMeant_ = false;
+  bool holdsAdded_ = false;  // an account that only the migration brought
   bool isPrepared_ = false;
   bool anyLegacyLeft_ = false;
   bool hadSentinel_ = false;
@@ -148,11 +154,24 @@ Status Diagnosis::lookAtSettings() {
   const MeantChange* meant = journal.meantAt(settings);
   changesSettings_ = meant != nullptr;
   settingsAsMeant_ = changesSettings_ && *now == meant->sha256;
+  if (!settingsAsMeant_ && !found_.settingsAsBefore) holdsAdded_ = settingsHoldAnyOf(journal.added);
   if (journal.preparedAs.empty()) return {};
   const Result<bool> prepared = isThere(files_, journal.preparedAs);
   if (!prepared) return prepared.error();
   isPrepared_ = *prepared;
   return {};
+}
+
+bool Diagnosis::settingsHoldAnyOf(const std::vector<std::string>& identifiers) const {
+  if (identifiers.empty()) return false;
+  const auto settings = readDictionary(files_, accountSettingsAccountsPath());
+  if (!settings) return false;
+  const std::set<std::string_view> wanted(identifiers.begin(), identifiers.end());
+  const Array accounts = settings->arrayOrEmpty(kPlistAccountsKey);
+  return std::any_of(accounts.begin(), accounts.end(), [&](const PropertyList& each) {
+    const Dictionary* account = each.dictionary();
+    return account != nullptr && wanted.contains(account->string(kAccountIdentifier).value_or(""));
+  });
 }
 
 Status Diagnosis::lookAtLegacyFiles() {
@@ -183,9 +202,11 @@ Remedy Diagnosis::remedy() const {
   if (settingsAsMeant_) return Remedy::Complete;
   if (changesSettings_) {
     // The prepared file gives its name up at the very moment in which it becomes the settings, and
-    // legacy files go only while it is there.
+    // legacy files go only while it is there. But whoever tidied up may have removed it: then the
+    // accounts that came from these files are the proof.
     const bool wereChanged = !isPrepared_ && !found_.settingsAsBefore && !anyLegacyLeft_;
-    return wereChanged ? Remedy::Forget : Remedy::Restart;
+    const bool tookPlace = wereChanged && (holdsAdded_ || found_.journal.added.empty());
+    return tookPlace ? Remedy::Forget : Remedy::Restart;
   }
   // Legacy files were to go because the settings hold their accounts, or because a sentinel said
   // so. Where that does not hold any more, they stay.
@@ -238,7 +259,7 @@ Status Ender::carryOut(const MeantChange& meant) {
   FileChange change{meant.kind, meant.path, nullptr, meant.mode, meant.owner};
   if (meant.kind == FileChange::Kind::Remove) {
     // What came to lie there since is no part of this migration.
-    const BackupFile* kept = journal_.fileInRole(roleOfPath(meant.path).value());
+    const BackupFile* kept = journal_.fileAt(meant.path);
     if (kept == nullptr) return {};
     const Result<Standing> standing = standingOf(host_.files(), *kept);
     if (!standing) return standing.error();
@@ -316,6 +337,7 @@ Status Ender::close(std::string_view how, bool superfluous) {
   if (how == kCompleted) outcome = journal_.meantOutcome;
   outcome.set(outcome::kEndedLater, how);
   if (Status recorded = recordOutcome(host_, journal_, outcome); !recorded) return recorded;
+  ended_.outcome = std::move(outcome);
   if (!journal_.preparedAs.empty()) {
     const Status removed = host_.files().remove(journal_.preparedAs);
     if (!removed && removed.error().code != ENOENT) {
@@ -349,24 +371,29 @@ Result<EndedMigration> Ender::end() {
 
 }  // namespace
 
-Result<std::optional<InterruptedMigration>> findInterruptedMigration(LinuxHost& host,
-                                                                     DamagedJournals damaged) {
-  const Result<std::vector<FoundBackup>> found = findBackups(host);
-  if (!found) return found.error();
-  for (auto each = found->rbegin(); each != found->rend(); ++each) {
-    if (each->unfinished) continue;
-    if (each->unreadable) return Error{each->problem};
-    if (!each->manifest) {
-      if (damaged == DamagedJournals::Skip) continue;
-      const std::string path = appendPathComponent(pathOfBackup(each->name), kManifestName);
-      return Error{host.pathOnThisMachine(path) + ": " + each->problem};
-    }
-    if (!each->manifest->isOpen()) break;
-    Diagnosis diagnosis(host, *each->manifest);
-    if (const Status made = diagnosis.make(); !made) return made.error();
-    return std::optional(diagnosis.take());
+Result<InterruptedMigration> diagnose(LinuxHost& host, BackupManifest journal) {
+  Diagnosis diagnosis(host, std::move(journal));
+  if (const Status made = diagnosis.make(); !made) return made.error();
+  return diagnosis.take();
+}
+
+Result<std::vector<AssumedFile>> filesOnceEnded(LinuxHost& host,
+                                                const InterruptedMigration& interrupted) {
+  std::vector<AssumedFile> files;
+  for (const BackupFile& file : interrupted.missing) {
+    Result<AssumedFile> back = oncePutBack(host, interrupted.journal, file);
+    if (!back) return back.error();
+    files.push_back(std::move(back).value());
   }
-  return std::optional<InterruptedMigration>();
+  if (interrupted.remedy != Remedy::Complete) return files;
+  for (const MeantChange& meant : interrupted.journal.meant) {
+    const BackupFile* kept = interrupted.journal.fileAt(meant.path);
+    if (meant.kind != FileChange::Kind::Remove || kept == nullptr) continue;
+    const Result<Standing> standing = standingOf(host.files(), *kept);
+    if (!standing) return standing.error();
+    if (*standing == Standing::AsKept) files.push_back({meant.path, {}, {}, nullptr});
+  }
+  return files;
 }
 
 Result<EndedMigration> endInterruptedMigration(LinuxHost& host,
@@ -374,11 +401,13 @@ Result<EndedMigration> endInterruptedMigration(LinuxHost& host,
   return Ender(host, interrupted).end();
 }
 
-void removeLeftovers(LinuxHost& host) {
-  const Result<std::vector<FoundBackup>> found = findBackups(host);
-  if (!found) return;
-  for (const FoundBackup& each : *found) {
-    if (each.unfinished) (void)discardBackup(host, each.name);
+Status removeLeftovers(LinuxHost& host, std::vector<FoundBackup>& found) {
+  Status first;
+  for (const FoundBackup& each : found) {
+    if (each.unfinished) {
+      const Status gone = discardBackup(host, each.name);
+      if (!gone && first) first = gone;
+    }
     if (!each.manifest) continue;
     removeTemporariesIn(host.files(), pathOfBackup(each.name));
     if (!checkPaths(*each.manifest)) continue;
@@ -388,6 +417,13 @@ void removeLeftovers(LinuxHost& host) {
     const bool isOver = !each.manifest->isOpen() && !each.manifest->preparedAs.empty();
     if (isOver) (void)host.files().remove(each.manifest->preparedAs);
   }
+  std::erase_if(found, [](const FoundBackup& each) { return each.unfinished; });
+  return first;
+}
+
+Status removeLeftovers(LinuxHost& host) {
+  Result<std::vector<FoundBackup>> found = findBackups(host);
+  return found ? removeLeftovers(host, *found) : found.error();
 }
 
 Status noteRestore(LinuxHost& host) {

@@ -26,6 +26,8 @@ struct InterruptedMigration {
   Remedy remedy = Remedy::Restart;
   // Whether the settings are as they were before the interrupted run.
   bool settingsAsBefore = false;
+  // Legacy files that stand as they were kept, and were to go.
+  std::vector<BackupFile> left;
   // Legacy files that went and have to come back.
   std::vector<BackupFile> missing;
   // Legacy files that perhaps the journal alone holds: they went, and another file stands in their
@@ -36,13 +38,13 @@ struct InterruptedMigration {
   bool sentinelCameSince = false;
 };
 
-// What is done about a newest backup whose manifest can be read but is none.
-enum class DamagedJournals { Refuse, Skip };
+// What is to be done about the migration of this open journal. Looks, and changes nothing; an error
+// where it cannot be found out.
+[[nodiscard]] Result<InterruptedMigration> diagnose(LinuxHost& host, BackupManifest journal);
 
-// Looks, and changes nothing. None where there is no such journal; an error where that cannot be
-// found out, or the journal is damaged and not to be skipped.
-[[nodiscard]] Result<std::optional<InterruptedMigration>> findInterruptedMigration(
-    LinuxHost& host, DamagedJournals damaged = DamagedJournals::Refuse);
+// What the device's files will be once it is ended, as far as another migration reads them.
+[[nodiscard]] Result<std::vector<AssumedFile>> filesOnceEnded(
+    LinuxHost& host, const InterruptedMigration& interrupted);
 
 // How it was ended.
 struct EndedMigration {
@@ -50,15 +52,20 @@ struct EndedMigration {
   std::string backup;  // the journal's name
   bool kept = true;    // the journal stays as a backup
   bool putBack = false;
+  Dictionary outcome;  // as the journal tells it now
   std::vector<std::string> warnings;
 };
 // Ends it. Only while the migration lock is held; can be killed and called again at any moment.
 [[nodiscard]] Result<EndedMigration> endInterruptedMigration(
     LinuxHost& host, const InterruptedMigration& interrupted);
 
-// Takes away what killed runs left half-made: backups without a manifest, files that were prepared
-// by runs that have ended, and what was being put back. Only while the migration lock is held.
-void removeLeftovers(LinuxHost& host);
+// Takes away what killed runs left half-made, of `found`, the root's backups: those without a
+// manifest, which are left out of `found` then, files that were prepared by runs that have ended,
+// and what was being put back. Fails where such a backup stays. Only while the migration lock is
+// held.
+Status removeLeftovers(LinuxHost& host, std::vector<FoundBackup>& found);
+// The same of the backups that are there.
+Status removeLeftovers(LinuxHost& host);
 
 // Notes in every backup whose migration has no good end that a backup was put back since, so that
 // it stands against nothing any more. Only while the migration lock is held.

@@ -3,6 +3,7 @@
 #include "staging/InterruptedMigration.h"
 
 #include "host/RootDirectory.h"
+#include "staging/HeldMigrationLock.h"
 #include "staging/StagingTest.h"
 
 namespace accountsettings {
@@ -58,9 +59,18 @@ class InterruptedMigrationTest : public testing::StagingTest {
     put(kMail, {{"MailAccounts",
                  Array{Dictionary{{"AccountType", "POPAccount"}, {"uniqueId", "later"}}}}});
   }
-  void putEditedSettings() const {
+  // Settings that a program has written anew.
+  void putEditedSettings(const char* identifier = "edited") const {
     put(kSettings,
-        {{"Version", 12}, {"Accounts", Array{account("LDAP", "MobileLDAPAccount", "edited")}}});
+        {{"Version", 12}, {"Accounts", Array{account("LDAP", "MobileLDAPAccount", identifier)}}});
+  }
+  MigrationOutcome plan(const StagedMigrationOptions& options = {}) {
+    const auto before = tree();
+    const auto host = newHost();
+    MigrationOutcome outcome = planStaged(*host, options);
+    EXPECT_EQ(difference(tree(), before), "") << "a plan touches nothing";
+    outcome.staged.reset();
+    return outcome;
   }
   MigrationOutcome migrateAccepting() {
     StagedMigrationOptions options;
@@ -156,12 +166,26 @@ TEST_F(InterruptedMigrationTest, SettingsThatWereChangedSinceAreLeftAndTheBackup
   putLegacyFiles();
   ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
   const std::string name = reopen();
-  putEditedSettings();
+  putEditedSettings("exchange");
   const MigrationOutcome outcome = migrate();
-  EXPECT_THAT(savedIdentifiers(), Contains("edited"));
+  EXPECT_THAT(savedIdentifiers(), ElementsAre("exchange"));
   EXPECT_THAT(outcome.warnings, ElementsAre(AllOf(HasSubstr(name), HasSubstr("legacy files"))));
   EXPECT_EQ(endedHow(name), "changed since");
   EXPECT_THAT(backups(), Contains(name));
+}
+
+// Somebody tidied the prepared settings away, and then a program saved: no account of the legacy
+// files ever was in the settings.
+TEST_F(InterruptedMigrationTest, WithoutAnyAccountOfTheLegacyFilesTheseComeBack) {
+  const std::string name = cutBeforeTheRename();
+  fs::remove(device.path(prepared(name)));
+  putEditedSettings();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_EQ(outcome.putBack, name);
+  EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"edited", "pop", "gm", "smtp", "exchange"}));
+  EXPECT_EQ(endedHow(name), "put back");
+  EXPECT_THAT(backups(), Contains(name)) << "it holds the settings that were edited away";
 }
 
 TEST_F(InterruptedMigrationTest, AnUpgradeThatWasCutAndEditedSinceWarnsOfNothing) {
@@ -238,6 +262,91 @@ TEST_F(InterruptedMigrationTest, AJournalThatCannotBeReadRefusesWhateverIsAccept
   EXPECT_EQ(outcome.kind, Kind::Refused);
   EXPECT_EQ(outcome.cause, Cause::Interrupted);
   EXPECT_EQ(dictionaryAt(device.path(kSettings))->get("Version"), PropertyList(3));
+}
+
+// MARK: Plans
+
+TEST_F(InterruptedMigrationTest, APlanSeesTheLegacyFilesThatWouldBePutBack) {
+  const std::string name = cutBeforeTheRename();
+  std::set<std::string> identifiers;
+  StagedMigrationOptions options;
+  options.judge = [&](StagedMigration& staged) {
+    collectIdentifiers(*staged.settingsAfter(), identifiers);
+    return true;
+  };
+  const MigrationOutcome outcome = plan(options);
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_EQ(outcome.putBack, name);
+  EXPECT_THAT(identifiers,
+              IsSupersetOf({"calendar", "directory", "pop", "gm", "smtp", "exchange"}));
+}
+
+TEST_F(InterruptedMigrationTest, APlanSeesALinkThatWouldBePutBackLeadWhereItLeads) {
+  putLegacyFiles();
+  const std::string elsewhere = "var/mobile/Library/Mail/Elsewhere.plist";
+  fs::rename(device.path(kMail), device.path(elsewhere));
+  fs::create_symlink("Elsewhere.plist", device.path(kMail));
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  fs::rename(device.path(kSettings), device.path(prepared(name)));
+  std::set<std::string> identifiers;
+  StagedMigrationOptions options;
+  options.judge = [&](StagedMigration& staged) {
+    collectIdentifiers(*staged.settingsAfter(), identifiers);
+    return true;
+  };
+  EXPECT_EQ(plan(options).kind, Kind::Done);
+  EXPECT_THAT(identifiers, IsSupersetOf({"pop", "gm", "smtp", "exchange"}));
+  EXPECT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"pop", "gm", "smtp", "exchange"}));
+}
+
+TEST_F(InterruptedMigrationTest, APlanSeesWhatWouldBeCompleted) {
+  putSettings(3);
+  putLegacyFiles();
+  const std::string exchange = device.read(kExchange);
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  device.write(kExchange, exchange);
+  const MigrationOutcome outcome = plan();
+  EXPECT_EQ(outcome.kind, Kind::Completed) << outcome.problem;
+  EXPECT_EQ(outcome.completed, name);
+}
+
+TEST_F(InterruptedMigrationTest, APlanIsRefusedAsTheMigrationWouldBe) {
+  const std::string name = cutBeforeTheRename();
+  device.write(kSentinel, "Old Account Information Removal Sentinel");
+  MigrationOutcome outcome = plan();
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_EQ(outcome.cause, Cause::Sentinel);
+  EXPECT_EQ(outcome.problem, migrate().problem);
+  fs::remove(device.path(kSentinel));
+
+  Dictionary broken = dictionaryAt(device.path(manifestOf(name))).value();
+  broken.set("Outcome", Dictionary{{"As Meant", false}});
+  put(manifestOf(name).c_str(), broken);
+  outcome = plan();
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_EQ(outcome.cause, Cause::BrokenRun);
+  EXPECT_EQ(outcome.backup, name);
+  EXPECT_EQ(outcome.problem, migrate().problem);
+  StagedMigrationOptions accepting;
+  accepting.acceptBrokenRun = true;
+  EXPECT_EQ(plan(accepting).kind, Kind::Done);
+
+  device.write(manifestOf(name), "<plist");
+  outcome = plan();
+  EXPECT_EQ(outcome.cause, Cause::Interrupted);
+  EXPECT_EQ(outcome.problem, migrate().problem);
+  EXPECT_EQ(plan(accepting).kind, Kind::Done);
+}
+
+TEST_F(InterruptedMigrationTest, APlanTakesTheJournalOfARunAtWorkForNoInterruption) {
+  cutBeforeTheRename();
+  const auto host = newHost();
+  const auto lock = HeldMigrationLock::take(*host);
+  ASSERT_TRUE(lock.ok());
+  EXPECT_FALSE(plan().cutShort.has_value());
 }
 
 // MARK: Directories of backups

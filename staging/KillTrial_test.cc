@@ -11,7 +11,7 @@
 #include <functional>
 
 #include "account/BasicAccount.h"
-#include "staging/InterruptedMigration.h"
+#include "staging/EarlierRuns.h"
 #include "staging/PlugInMigrator.h"
 #include "staging/StagingTest.h"
 #include "store/AccountsManager.h"
@@ -128,6 +128,14 @@ class KillTrial : public testing::StagingTest, public ::testing::WithParamInterf
     EXPECT_TRUE(end == 0 || end == 1000 + SIGKILL) << end;
     return end == 1000 + SIGKILL;
   }
+  // What a plan says of the migration that comes next, and that it says so without a touch.
+  MigrationOutcome::Kind planned() {
+    const auto before = tree();
+    const auto host = newHost();
+    const MigrationOutcome outcome = planStaged(*host);
+    EXPECT_EQ(difference(tree(), before), "");
+    return outcome.kind;
+  }
   bool killedAt(int call) {
     prepare();
     return dies(call);
@@ -182,12 +190,12 @@ class KillTrial : public testing::StagingTest, public ::testing::WithParamInterf
     const auto host = newHost();
     ProcessContext context(host->platform());
     const ProcessContext::Override current(context);
-    const auto left = findInterruptedMigration(*host);
-    ASSERT_TRUE(left.ok()) << left.error().message;
-    EXPECT_FALSE(left->has_value());
-    const auto found = findBackups(*host);
-    ASSERT_TRUE(found.ok());
-    for (const FoundBackup& each : *found) EXPECT_TRUE(each.manifest.has_value()) << each.problem;
+    const EarlierRuns runs = lookAtEarlierRuns(*host, false);
+    EXPECT_FALSE(runs.objection.has_value()) << runs.objection->problem;
+    EXPECT_FALSE(runs.interrupted.has_value());
+    for (const FoundBackup& each : runs.backups) {
+      EXPECT_TRUE(each.manifest.has_value()) << each.problem;
+    }
   }
 };
 
@@ -199,7 +207,9 @@ TEST_P(KillTrial, TheNextMigrationComesToTheResultOfAnUndisturbedOne) {
   const auto reference = comparableTree();
   const int kills = forEachKill([&] {
     for (int i = 0; i < runs; ++i) {
+      const Kind foretold = planned();
       const MigrationOutcome outcome = migrateKit();
+      EXPECT_EQ(foretold, outcome.kind) << outcome.problem;
       EXPECT_TRUE(outcome.kind == Kind::Done || outcome.kind == Kind::Completed ||
                   outcome.kind == Kind::NothingToDo)
           << static_cast<int>(outcome.kind) << " " << outcome.problem;

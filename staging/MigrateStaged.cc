@@ -9,9 +9,9 @@
 #include "platform/ProcessContext.h"
 #include "platform/SameVersion.h"
 #include "platform/WriterLocks.h"
+#include "staging/EarlierRuns.h"
 #include "staging/HeldMigrationLock.h"
 #include "staging/HeldOutput.h"
-#include "staging/InterruptedMigration.h"
 #include "staging/MigrationCommit.h"
 #include "store/AccountsManager.h"
 
@@ -25,12 +25,119 @@ constexpr int kMostStagings = 3;
 using Kind = MigrationOutcome::Kind;
 using Cause = MigrationOutcome::Cause;
 
-// Run is one call of migrateStaged(), with the lock held.
-class Run {
+// Attempt stages a migration and has it judged, as often as it takes.
+class Attempt {
  public:
-  Run(LinuxHost& host, const Platform& platform, const StagedMigrationOptions& options,
-      MigrationOutcome& outcome)
+  Attempt(LinuxHost& host, const Platform& platform, const StagedMigrationOptions& options,
+          MigrationOutcome& outcome)
       : host_(host), platform_(platform), options_(options), outcome_(outcome) {}
+
+ protected:
+  void refuse(Cause cause, std::string problem);
+  void refuse(const EarlierRuns::Objection& objection);
+  // False where something stands against it.
+  bool stage(const std::vector<AssumedFile>& assumed);
+  // How it ends where nothing is to be changed.
+  [[nodiscard]] Kind kindWithoutChanges() const;
+
+  LinuxHost& host_;
+  const Platform& platform_;
+  const StagedMigrationOptions& options_;
+  MigrationOutcome& outcome_;
+};
+
+void Attempt::refuse(Cause cause, std::string problem) {
+  outcome_.kind = Kind::Refused;
+  outcome_.cause = cause;
+  outcome_.problem = std::move(problem);
+}
+
+void Attempt::refuse(const EarlierRuns::Objection& objection) {
+  refuse(objection.cause, objection.problem);
+  outcome_.backup = objection.backup;
+}
+
+bool Attempt::stage(const std::vector<AssumedFile>& assumed) {
+  outcome_.cause = Cause::None;
+  outcome_.problem.clear();
+  outcome_.staged = StagedMigration::stageAssuming(host_, platform_, options_.progress, assumed);
+  StagedMigration& staged = *outcome_.staged;
+  if (const auto& failure = staged.failure()) {
+    refuse(Cause::Staging, failure->error.message);
+    return false;
+  }
+  if (options_.judge && !options_.judge(staged)) {
+    refuse(Cause::None, "");
+    return false;
+  }
+  return true;
+}
+
+Kind Attempt::kindWithoutChanges() const {
+  return !outcome_.staged->result() ? Kind::AnsweredNo
+         : outcome_.completed       ? Kind::Completed
+                                    : Kind::NothingToDo;
+}
+
+// Plan is one call of planStaged().
+class Plan : Attempt {
+ public:
+  using Attempt::Attempt;
+  void run();
+
+ private:
+  // What the device will hold when what was cut short is ended.
+  std::vector<AssumedFile> assumeEnded(EarlierRuns& runs);
+  void tellKind();
+};
+
+void Plan::run() {
+  EarlierRuns runs = lookAtEarlierRuns(host_, options_.acceptBrokenRun);
+  const std::vector<AssumedFile> assumed = assumeEnded(runs);
+  for (int i = 0; i < kMostStagings; ++i) {
+    const bool isGood = stage(assumed);
+    const auto changed = outcome_.staged->firstChange();
+    if (!changed) {
+      if (isGood) tellKind();
+      break;
+    }
+    refuse(Cause::Changing, *changed);
+  }
+  if (runs.objection) refuse(*runs.objection);
+}
+
+std::vector<AssumedFile> Plan::assumeEnded(EarlierRuns& runs) {
+  if (!runs.interrupted) return {};
+  const auto holder = host_.lockHolder(std::string(kAccountMigrationLockFilename));
+  if (holder && *holder) {
+    // It is not cut short: its run is at work, and a migration would wait for it.
+    if (runs.objection && runs.objection->cause == Cause::Sentinel) runs.objection.reset();
+    return {};
+  }
+  const InterruptedMigration& interrupted = *runs.interrupted;
+  outcome_.cutShort = interrupted.journal.name;
+  if (interrupted.remedy == Remedy::Complete) outcome_.completed = outcome_.cutShort;
+  if (!interrupted.missing.empty()) outcome_.putBack = outcome_.cutShort;
+  Result<std::vector<AssumedFile>> files = filesOnceEnded(host_, interrupted);
+  if (files) return std::move(*files);
+  if (!runs.objection) {
+    runs.objection = {Cause::Interrupted, files.error().message, interrupted.journal.name};
+  }
+  return {};
+}
+
+void Plan::tellKind() {
+  if (outcome_.staged->changes().empty()) {
+    outcome_.kind = kindWithoutChanges();
+  } else {
+    outcome_.kind = outcome_.staged->result() ? Kind::Done : Kind::AnsweredNo;
+  }
+}
+
+// Run is one call of migrateStaged(), with the lock held.
+class Run : Attempt {
+ public:
+  using Attempt::Attempt;
 
   void run();
   // Whether anything was written.
@@ -38,7 +145,6 @@ class Run {
 
  private:
   bool endWhatWasCut();
-  bool lastRunWasGood();
   // One attempt; false where the device changed under it.
   bool attempt();
   bool endWithNothingToDo();
@@ -46,25 +152,17 @@ class Run {
   void stopDaemon();
   void writeLogs();
   void finish(MigrationCommit& commit);
-  void refuse(Cause cause, std::string problem);
+  // Removes what is superfluous, now that this backup was made; nullptr for none.
+  void keepUpBackups(const BackupManifest* made);
   void refuseAfter(MigrationCommit& commit, Cause cause, const std::string& problem);
   void listChanges(const MigrationCommit& commit);
   void willCommit();
 
-  LinuxHost& host_;
-  const Platform& platform_;
-  const StagedMigrationOptions& options_;
-  MigrationOutcome& outcome_;
+  EarlierRuns runs_;
   HeldLog daemonLog_;
   bool touched_ = false;
   bool toldOfCommit_ = false;
 };
-
-void Run::refuse(Cause cause, std::string problem) {
-  outcome_.kind = Kind::Refused;
-  outcome_.cause = cause;
-  outcome_.problem = std::move(problem);
-}
 
 // What was prepared goes again, so that nothing at all was touched.
 void Run::refuseAfter(MigrationCommit& commit, Cause cause, const std::string& problem) {
@@ -80,56 +178,28 @@ void Run::willCommit() {
 }
 
 void Run::run() {
-  if (!lastRunWasGood() || !endWhatWasCut()) return;
+  runs_ = lookAtEarlierRuns(host_, options_.acceptBrokenRun);
+  if (runs_.objection) return refuse(*runs_.objection);
+  if (runs_.interrupted && !endWhatWasCut()) return;
   for (int i = 0; i < kMostStagings; ++i) {
     if (attempt()) return;
   }
 }
 
-bool Run::lastRunWasGood() {
-  if (options_.acceptBrokenRun) return true;
-  const Result<std::vector<FoundBackup>> found = findBackups(host_);
-  if (!found) {
-    refuse(Cause::Interrupted, found.error().message);
-    return false;
-  }
-  for (auto each = found->rbegin(); each != found->rend(); ++each) {
-    if (!each->manifest) continue;
-    if (!each->manifest->isBroken()) return true;
-    outcome_.backup = each->name;
-    const std::string run = each->manifest->restoreOf() ? "the restore" : "the migration";
-    refuse(Cause::BrokenRun,
-           run + " that kept the backup " + each->name + " did not end as was meant");
-    return false;
-  }
-  return true;
-}
-
 bool Run::endWhatWasCut() {
-  const auto interrupted = findInterruptedMigration(
-      host_, options_.acceptBrokenRun ? DamagedJournals::Skip : DamagedJournals::Refuse);
-  if (!interrupted) {
-    refuse(Cause::Interrupted, interrupted.error().message);
-    return false;
-  }
-  if (!*interrupted) return true;
-  if ((*interrupted)->sentinelCameSince && !options_.acceptBrokenRun) {
-    refuse(Cause::Sentinel, host_.pathOnThisMachine(removalSentinelPath()) +
-                                ": it would have the legacy files removed that come back from the "
-                                "backup " +
-                                (*interrupted)->journal.name);
-    return false;
-  }
   willCommit();
   touched_ = true;
-  const Result<EndedMigration> ended = endInterruptedMigration(host_, **interrupted);
+  const InterruptedMigration interrupted = *runs_.interrupted;
+  outcome_.cutShort = interrupted.journal.name;
+  const Result<EndedMigration> ended = endInterruptedMigration(host_, interrupted);
   if (!ended) {
     outcome_.kind = Kind::Broken;
     outcome_.cause = Cause::Interrupted;
     outcome_.problem = ended.error().message;
-    outcome_.backup = (*interrupted)->journal.name;
+    outcome_.backup = interrupted.journal.name;
     return false;
   }
+  runs_.note(*ended);
   for (const std::string& warning : ended->warnings) outcome_.warnings.push_back(warning);
   if (ended->remedy == Remedy::Complete) outcome_.completed = ended->backup;
   if (ended->putBack) outcome_.putBack = ended->backup;
@@ -138,19 +208,8 @@ bool Run::endWhatWasCut() {
 }
 
 bool Run::attempt() {
-  outcome_.cause = Cause::None;
-  outcome_.problem.clear();
-  outcome_.staged = StagedMigration::stage(host_, platform_, options_.progress);
-  StagedMigration& staged = *outcome_.staged;
-  if (const auto& failure = staged.failure()) {
-    refuse(Cause::Staging, failure->error.message);
-    return true;
-  }
-  if (options_.judge && !options_.judge(staged)) {
-    refuse(Cause::None, "");
-    return true;
-  }
-  return staged.changes().empty() ? endWithNothingToDo() : commit();
+  if (!stage({})) return true;
+  return outcome_.staged->changes().empty() ? endWithNothingToDo() : commit();
 }
 
 // There is nothing to do.
@@ -160,11 +219,9 @@ bool Run::endWithNothingToDo() {
     refuse(Cause::Changing, *changed);
     return false;
   }
-  removeLeftovers(host_);
+  keepUpBackups(nullptr);
   writeLogs();
-  outcome_.kind = !staged.result()     ? Kind::AnsweredNo
-                  : outcome_.completed ? Kind::Completed
-                                       : Kind::NothingToDo;
+  outcome_.kind = kindWithoutChanges();
   staged.notices().releaseTo(platform_.notifications);
   return true;
 }
@@ -208,7 +265,7 @@ void Run::finish(MigrationCommit& commit) {
   StagedMigration& staged = *outcome_.staged;
   commit.close();
   outcome_.problem = commit.problem();
-  outcome_.backup = commit.backup();
+  outcome_.backup = commit.backup() == nullptr ? "" : commit.backup()->name;
   outcome_.kind = !outcome_.problem.empty() ? Kind::Broken
                   : staged.result()         ? Kind::Done
                                             : Kind::AnsweredNo;
@@ -216,12 +273,17 @@ void Run::finish(MigrationCommit& commit) {
   listChanges(commit);
   staged.notices().releaseTo(platform_.notifications);
   // After a run that went wrong every backup may be needed.
-  if (outcome_.kind == Kind::Broken) return;
-  removeLeftovers(host_);
-  if (outcome_.backup.empty()) return;
-  if (const Status kept = removeOldBackups(host_, options_.keep, outcome_.backup); !kept) {
-    outcome_.warnings.push_back("old backups stay: " + kept.error().message);
+  if (outcome_.kind != Kind::Broken) keepUpBackups(commit.backup());
+}
+
+void Run::keepUpBackups(const BackupManifest* made) {
+  Status done = removeLeftovers(host_, runs_.backups);
+  if (made != nullptr) {
+    runs_.backups.push_back({.name = made->name, .manifest = *made, .problem = {}});
+    const Status kept = removeOldBackups(host_, runs_.backups, options_.keep, made->name);
+    if (done) done = kept;
   }
+  if (!done) outcome_.warnings.push_back("old backups stay: " + done.error().message);
 }
 
 void Run::stopDaemon() {
@@ -245,17 +307,30 @@ void Run::listChanges(const MigrationCommit& commit) {
   }
 }
 
+// The structs' sizes where the program was compiled must be those that this library knows.
+void requireSizes(const detail::MigrationSizes& sizes, const char* function) {
+  const detail::MigrationSizes own;
+  for (const auto& [passed, known] :
+       {std::pair(sizes.platform, own.platform), std::pair(sizes.options, own.options),
+        std::pair(sizes.outcome, own.outcome)}) {
+    requireSize(passed, known, function, "MigrateStaged");
+  }
+}
+
 }  // namespace
+
+void detail::planStaged(LinuxHost& host, const StagedMigrationOptions& options,
+                        MigrationOutcome& outcome, const MigrationSizes& sizes) {
+  requireSizes(sizes, "planStaged");
+  ProcessContext context(host.platform());
+  const ProcessContext::Override current(context);
+  Plan(host, host.platform(), options, outcome).run();
+}
 
 void detail::migrateStaged(LinuxHost& host, const Platform* others,
                            const StagedMigrationOptions& options, MigrationOutcome& outcome,
                            const MigrationSizes& sizes) {
-  const MigrationSizes own;
-  for (const auto& [passed, known] :
-       {std::pair(sizes.platform, own.platform), std::pair(sizes.options, own.options),
-        std::pair(sizes.outcome, own.outcome)}) {
-    requireSize(passed, known, "migrateStaged", "MigrateStaged");
-  }
+  requireSizes(sizes, "migrateStaged");
   const Platform& platform = others != nullptr ? *others : host.platform();
   ProcessContext context(platform);
   const ProcessContext::Override current(context);

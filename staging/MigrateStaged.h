@@ -68,8 +68,10 @@ struct MigrationOutcome {
   /// The backup that holds what was there before; empty where none is kept.
   std::string backup;
   bool daemonStopped = false;
-  /// The earlier run's backup, where this one completed it or put back what it had removed.
+  /// The backup of an earlier run that was cut short and is ended first; the same where that means
+  /// to complete it, and where legacy files that it removed are put back.
   ///@{
+  std::optional<std::string> cutShort;
   std::optional<std::string> completed;
   std::optional<std::string> putBack;
   ///@}
@@ -93,11 +95,24 @@ struct MigrationSizes {
   std::size_t outcome = sizeof(MigrationOutcome);
 };
 
+void planStaged(LinuxHost& host, const StagedMigrationOptions& options, MigrationOutcome& outcome,
+                const MigrationSizes& sizes);
 /// No platform stands for the host's own.
 void migrateStaged(LinuxHost& host, const Platform* platform, const StagedMigrationOptions& options,
                    MigrationOutcome& outcome, const MigrationSizes& sizes);
 
 }  // namespace detail
+
+/// What migrateStaged() would do now, found out with nothing touched and no lock taken, so that the
+/// device may change meanwhile. What an earlier run left counts as ended. Where something stands
+/// against the migration, `staged` is what it would do if that were accepted, and `judge` is asked
+/// all the same.
+[[nodiscard]] inline MigrationOutcome planStaged(LinuxHost& host,
+                                                 const StagedMigrationOptions& options = {}) {
+  MigrationOutcome outcome;
+  detail::planStaged(host, options, outcome, {});
+  return outcome;
+}
 
 /// Migrates the device of `host`. Blocks until the migration lock is free. AssertionFailure where
 /// the library is of another version.

@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <set>
 #include <utility>
 
+#include "account/AccountConstants.h"
 #include "host/CommitChange.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"
@@ -16,13 +19,36 @@ namespace accountsettings {
 
 namespace {
 
-bool isLegacyFile(const std::string& path) {
-  const std::optional<PathRole> role = roleOfPath(path);
-  return role && isLegacy(*role);
-}
-
 bool isRemoval(const FileChange& change) {
   return change.kind == FileChange::Kind::Remove;
+}
+
+bool isLegacyRemoval(const FileChange& change) {
+  const std::optional<PathRole> role = roleOfPath(change.path);
+  return isRemoval(change) && role && isLegacy(*role);
+}
+
+std::set<std::string> identifiersIn(const std::optional<Dictionary>& settings) {
+  std::set<std::string> identifiers;
+  if (!settings) return identifiers;
+  for (const PropertyList& each : settings->arrayOrEmpty(kPlistAccountsKey)) {
+    const Dictionary* account = each.dictionary();
+    if (account == nullptr) continue;
+    if (const auto identifier = account->string(kAccountIdentifier)) {
+      identifiers.emplace(*identifier);
+    }
+  }
+  return identifiers;
+}
+
+// The accounts that the settings do not hold and will.
+std::vector<std::string> addedBy(StagedMigration& staged) {
+  const std::set<std::string> before = identifiersIn(staged.settingsBefore());
+  const std::set<std::string> after = identifiersIn(staged.settingsAfter());
+  std::vector<std::string> added;
+  std::set_difference(after.begin(), after.end(), before.begin(), before.end(),
+                      std::back_inserter(added));
+  return added;
 }
 
 // For the manifest: what comes of the migration where everything goes well.
@@ -46,6 +72,8 @@ Status MigrationCommit::makeBackup(const Preparation& preparation) {
   draft.toolVersion = preparation.madeBy;
   draft.isTemporary = !preparation.keepBackup;
   draft.meantOutcome = outcomeMeant(staged_);
+  const auto& changes = staged_.changes();
+  if (std::any_of(changes.begin(), changes.end(), isLegacyRemoval)) draft.added = addedBy(staged_);
   if (staged_.changeAt(settings_) != nullptr) {
     Result<std::string> path = host_.files().freshPathBeside(settings_);
     if (!path) return path.error();
@@ -98,7 +126,7 @@ Status MigrationCommit::apply() {
 // Fails where a file went and its going cannot be flushed.
 Status MigrationCommit::removeLegacyFiles() {
   for (const FileChange& change : staged_.changes()) {
-    if (!isRemoval(change) || !isLegacyFile(change.path)) continue;
+    if (!isLegacyRemoval(change)) continue;
     const Status removed = host_.files().remove(change.path);
     if (!removed && removed.error().code != ENOENT) {
       // A file that stays is converted again by the next run, and those after it with it.
@@ -132,9 +160,7 @@ Status MigrationCommit::putLegacyFilesBack() {
   Status first;
   for (const std::string& path : removed_) {
     // It is there: what no backup can hold is not removed.
-    const auto kept = std::find_if(backup_->manifest.files.begin(), backup_->manifest.files.end(),
-                                   [&](const BackupFile& file) { return file.path == path; });
-    const Status back = putBack(host_, backup_->manifest, *kept);
+    const Status back = putBack(host_, backup_->manifest, *backup_->manifest.fileAt(path));
     if (!back && first) first = back;
   }
   return first;
@@ -142,7 +168,7 @@ Status MigrationCommit::putLegacyFilesBack() {
 
 void MigrationCommit::applyTheRest() {
   for (const FileChange& change : staged_.changes()) {
-    if (change.path == settings_ || (isRemoval(change) && isLegacyFile(change.path))) continue;
+    if (change.path == settings_ || isLegacyRemoval(change)) continue;
     const Status done = commitChange(host_.files(), change);
     if (done) {
       applied_.push_back(&change);
@@ -159,7 +185,7 @@ void MigrationCommit::verify() {
   verifySettings();
   RememberedFiles now(host_.files(), host_.accountNames());
   for (const FileChange& change : staged_.changes()) {
-    if (!isRemoval(change) || !isLegacyFile(change.path)) continue;
+    if (!isLegacyRemoval(change)) continue;
     const Result<bool> gone = isAsMeant(now, change);
     if (!gone) tellProblem(gone.error().message);
     if (gone && !*gone) {
@@ -194,6 +220,7 @@ void MigrationCommit::close() {
   }
   Dictionary outcome = backup_->manifest.meantOutcome;
   outcome.set(outcome::kAsMeant, problem_.empty());
+  backup_->manifest.outcome = outcome;
   const Status recorded = recordOutcome(host_, backup_->manifest, outcome);
   if (!recorded) warn("the backup does not tell what was done", recorded.error());
 }

@@ -47,8 +47,10 @@ class MigrationCommit {
   [[nodiscard]] const std::vector<std::string>& warnings() const noexcept { return warnings_; }
   // The changes that were made, in their order; they live as long as the staged migration.
   [[nodiscard]] const std::vector<const FileChange*>& applied() const noexcept { return applied_; }
-  // The backup's name; empty where none is there any more.
-  [[nodiscard]] std::string backup() const { return backup_ ? backup_->manifest.name : ""; }
+  // The backup as it stands; nullptr where none is there any more.
+  [[nodiscard]] const BackupManifest* backup() const {
+    return backup_ ? &backup_->manifest : nullptr;
+  }
 
  private:
   Status removeLegacyFiles();

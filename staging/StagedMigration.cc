@@ -194,7 +194,13 @@ std::shared_ptr<StagedMigration> StagedMigration::stage(LinuxHost& host, const P
                                                         const StepProgress& progress,
                                                         std::size_t size) {
   requireSize(size, sizeof(Platform), "StagedMigration::stage", "StagedMigration");
+  return stageAssuming(host, platform, progress, {});
+}
+std::shared_ptr<StagedMigration> StagedMigration::stageAssuming(
+    LinuxHost& host, const Platform& platform, const StepProgress& progress,
+    const std::vector<AssumedFile>& assumed) {
   std::shared_ptr<StagedMigration> staged(new StagedMigration(host, platform));
+  for (const AssumedFile& each : assumed) staged->state_->before.assume(each);
   staged->state_->run(progress);
   return staged;
 }

@@ -25,6 +25,7 @@ class HeldNotices;
 class LinuxHost;
 class RememberedFiles;
 class StagedFiles;
+struct AssumedFile;
 
 /// A conversion or version step that ran, with the accounts that it was given and those that it
 /// left, as lists of the top-level accounts' property dictionaries.
@@ -96,6 +97,10 @@ class StagedMigration {
 
   // MARK: Internal - for the command of the same version, whose headers are not installed.
 
+  /// stage(), with `assumed` taken for what the device has.
+  [[nodiscard]] static std::shared_ptr<StagedMigration> stageAssuming(
+      LinuxHost& host, const Platform& platform, const StepProgress& progress,
+      const std::vector<AssumedFile>& assumed);
   /// The device's files as they were read. Ask it for more, and that is remembered and compared
   /// too; looking through it costs no second opening.
   [[nodiscard]] RememberedFiles& before() noexcept;

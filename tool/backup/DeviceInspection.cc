@@ -1,8 +1,6 @@
 // What the newest backup adds to the findings about a device.
 #include "tool/backup/DeviceInspection.h"
 
-#include <algorithm>
-
 #include "staging/Backup.h"
 #include "store/AccountsManager.h"
 #include "tool/inspection/InspectionParts.h"
@@ -19,12 +17,10 @@ bool isMigrating(OpenedRoot& device) {
 
 // The newest backup, where its migration did not come to an end.
 std::optional<BackupManifest> backupWithoutOutcome(OpenedRoot& device) {
-  const Result<std::vector<FoundBackup>> found = findBackups(device.host());
-  if (!found) return std::nullopt;  // others may look at a device without reading its backups
-  const auto newest = std::find_if(found->rbegin(), found->rend(),
-                                   [](const auto& each) { return each.manifest.has_value(); });
-  if (newest == found->rend() || !newest->manifest->outcome.empty()) return std::nullopt;
-  return newest->manifest;
+  const Result<std::optional<BackupManifest>> newest = findNewestBackup(device.host());
+  // Others may look at a device without reading its backups.
+  if (!newest || !*newest || !(*newest)->outcome.empty()) return std::nullopt;
+  return *newest;
 }
 
 // Whether a migration brought the settings of the backup to the current version, or some way there.

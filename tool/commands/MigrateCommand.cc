@@ -18,16 +18,6 @@ void show(Output& output, const MigrationSummary& summary, const ShownPath& show
   output.document("migrate", summaryForScripts(summary, shown));
 }
 
-// The failure that tells why nothing was changed.
-Prevented refusal(const MigrationSummary& summary, std::string_view next) {
-  std::string why = summary.problems.front();
-  if (const std::size_t more = summary.problems.size() - 1; more > 0) {
-    why += " (and " + counted(more, "more thing stands", "more things stand") +
-           " against the migration)";
-  }
-  return {"", why, next};
-}
-
 // What a refusal says of the device; `ended` stands for what an earlier run had left, which was
 // ended before.
 std::string unchanged(bool ended) {
@@ -35,43 +25,38 @@ std::string unchanged(bool ended) {
                : "nothing was changed; ";
 }
 
+// What was ended first, and what failed without harm.
+void tellEnd(Output& output, const MigrationOutcome& outcome) {
+  if (outcome.putBack) {
+    output.note("the legacy files that the migration of backup " + *outcome.putBack +
+                " had removed when it was cut short were put back first");
+  }
+  if (outcome.completed) {
+    output.note("completed the migration of backup " + *outcome.completed +
+                ", which was cut short");
+  }
+  for (const std::string& warning : outcome.warnings) output.note(warning);
+}
+
 // The failure that tells why the migration did not begin.
 Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
   using Cause = MigrationOutcome::Cause;
+  if (outcome.cause == Cause::Lock) return device.lockFailure();
+  if (outcome.cause == Cause::Staging) return plugInFailure(outcome.staged->failure()->error);
   const std::string stopped = outcome.daemonStopped ? "the sync daemon was stopped; " : "";
-  const std::string nothing = unchanged(outcome.completed || outcome.putBack);
-  const std::string untouched = stopped + nothing;
-  switch (outcome.cause) {
-    case Cause::Lock:
-      return device.lockFailure();
-    case Cause::Staging:
-      return plugInFailure(outcome.staged->failure()->error);
-    case Cause::Changing:
-      return {outcome.problem, "it changed while the migration was prepared",
-              untouched + "try again"};
-    case Cause::Backup:
-      return {"", "the backup cannot be kept: " + outcome.problem,
-              untouched + "remove the cause and try again"};
-    case Cause::Settings:
-      return {"", "the settings cannot be written: " + outcome.problem,
-              untouched + "remove the cause and try again"};
-    case Cause::BrokenRun:
-      return {"", outcome.problem,
-              "nothing was changed; put it back with: " +
-                  device.commandLine({"restore", outcome.backup}) +
-                  ", or go on with --accept-loss"};
-    case Cause::Interrupted:
-      return {"", "what an earlier migration left cannot be told: " + outcome.problem,
-              "nothing was changed; remove the cause, or go on without a damaged backup with "
-              "--accept-loss"};
-    case Cause::Sentinel:
-      return {"", outcome.problem,
-              "nothing was changed; remove it to have these files converted, or let it remove them "
-              "with --accept-loss"};
-    case Cause::None:
-      break;
+  const Obstacle obstacle = obstacleIn(device, outcome);
+  return {"", obstacle.problem,
+          stopped + unchanged(outcome.cutShort.has_value()) + obstacle.advice};
+}
+
+// The failure that tells why nothing was changed, after the summary.
+Prevented refusalOf(const MigrationSummary& summary, bool endedEarlier) {
+  std::string why = summary.problems.front();
+  if (const std::size_t more = summary.problems.size() - 1; more > 0) {
+    why += " (and " + counted(more, "more thing stands", "more things stand") +
+           " against the migration)";
   }
-  return {"", outcome.problem, untouched};
+  return {"", why, unchanged(endedEarlier) + summary.advice};
 }
 
 }  // namespace
@@ -95,55 +80,45 @@ void MigrateCommand::describe(OptionSet& options) {
       "Migrates a device, with a backup that 'restore' puts back and its log in a file.");
 }
 
-void MigrateCommand::checkPlan(OpenedRoot& device, const std::vector<PlanInput>& inputs) const {
-  if (!plan_) return;
-  if (const auto changed = changedSince(readPlanInputs(*plan_), inputs, device)) {
-    throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
-                    "make a new plan");
-  }
-}
-
-MigrationSummary MigrateCommand::rehearse(Session& session, OpenedRoot& device) const {
-  MigrationSummary summary = planMigration(device, device.log(), acceptLoss_, [&](auto step) {
-    session.output.progress("Rehearsing: " + std::string(meaningOfStep(step)) + " ...");
-  });
-  checkPlan(device, summary.inputs);
-  return summary;
-}
-
-MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) const {
-  MigrationSummary summary;
+StagedMigrationOptions MigrateCommand::optionsFor(Session& session) const {
   StagedMigrationOptions options;
   options.keepBackup = !noBackup_;
   options.keep = static_cast<std::size_t>(keep_);
   options.acceptBrokenRun = acceptLoss_;
   options.madeBy = kToolVersion;
-  options.progress = [&](std::string_view step) {
-    session.output.progress("Migrating: " + std::string(meaningOfStep(step)) + " ...");
+  const std::string doing = dryRun_ ? "Rehearsing: " : "Migrating: ";
+  options.progress = [&session, doing](std::string_view step) {
+    session.output.progress(doing + std::string(meaningOfStep(step)) + " ...");
   };
-  options.judge = [&](StagedMigration& staged) {
-    summary = summaryOf(device, staged, acceptLoss_);
-    checkPlan(device, summary.inputs);
-    return summary.outcome != SummaryOutcome::Refused;
-  };
-  options.willCommit = [&] {
+  options.willCommit = [&session] {
     session.interrupts.emplace();
     session.changed = true;
   };
+  return options;
+}
 
-  const MigrationOutcome outcome = migrateStaged(device.host(), options);
-  session.changed =
-      outcome.kind != MigrationOutcome::Kind::Refused || outcome.completed || outcome.putBack;
-  if (outcome.putBack) {
-    session.output.note("the legacy files that the migration of backup " + *outcome.putBack +
-                        " had removed when it was cut short were put back first");
-  }
-  if (outcome.completed) {
-    session.output.note("completed the migration of backup " + *outcome.completed +
-                        ", which was cut short");
-  }
-  for (const std::string& warning : outcome.warnings) session.output.note(warning);
+MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) const {
+  MigrationSummary summary;
+  std::optional<std::string> changed;  // since the plan that was given
+  const auto planned = plan_ ? std::optional(readPlanInputs(*plan_)) : std::nullopt;
+  StagedMigrationOptions options = optionsFor(session);
+  options.judge = [&](StagedMigration& staged) {
+    summary = summaryOf(device, staged, acceptLoss_);
+    if (planned) changed = changedSince(*planned, summary.inputs, device);
+    return !changed && summary.outcome != SummaryOutcome::Refused;
+  };
+
   using Cause = MigrationOutcome::Cause;
+  const MigrationOutcome outcome =
+      dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
+  const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
+  session.changed = !dryRun_ && (outcome.kind != MigrationOutcome::Kind::Refused || endedEarlier);
+  if (!dryRun_) tellEnd(session.output, outcome);
+  if (changed && outcome.cause == Cause::None) {
+    throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
+                    unchanged(endedEarlier) + "make a new plan");
+  }
+  if (dryRun_) return onlyPlanned(device, std::move(summary), outcome, acceptLoss_);
   if (outcome.kind == MigrationOutcome::Kind::Broken && outcome.cause == Cause::Interrupted) {
     throw CommandFailure(ExitStatus::Broken, "",
                          "what an earlier migration left cannot be ended: " + outcome.problem,
@@ -161,11 +136,8 @@ ExitStatus MigrateCommand::run(Session& session) {
   Output& output = session.output;
   OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   device.requireDevice();
-  // At once, so that a plan that does not hold any more is refused without a lock; and again by
-  // what the migration reads.
-  if (plan_) checkPlan(device, planInputs(device, device.files()));
   output.progress("Looking at the settings ...");
-  const MigrationSummary summary = dryRun_ ? rehearse(session, device) : migrate(session, device);
+  const MigrationSummary summary = migrate(session, device);
 
   const ShownPath shown = [&](const std::string& path) { return device.shown(path); };
   SummaryTextOptions text{dryRun_, verbose_, reveal_};
@@ -179,10 +151,7 @@ ExitStatus MigrateCommand::run(Session& session) {
     case SummaryOutcome::AnsweredNo:
       return ExitStatus::No;
     case SummaryOutcome::Refused:
-      throw refusal(
-          summary, unchanged(session.changed) +
-                       (summary.hasObstacle ? "remove the cause and try again"
-                                            : "repair what is named, or go on with --accept-loss"));
+      throw refusalOf(summary, session.changed);
     case SummaryOutcome::Broken:
       break;
   }

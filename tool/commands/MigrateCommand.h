@@ -17,10 +17,9 @@ class MigrateCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
-  MigrationSummary rehearse(Session& session, OpenedRoot& device) const;
-  MigrationSummary migrate(Session& session, OpenedRoot& device) const;
-  // Throws Prevented where the device has moved away from the plan that was given.
-  void checkPlan(OpenedRoot& device, const std::vector<PlanInput>& inputs) const;
+  // Plans it, or carries it out.
+  [[nodiscard]] MigrationSummary migrate(Session& session, OpenedRoot& device) const;
+  [[nodiscard]] StagedMigrationOptions optionsFor(Session& session) const;
 
   bool verbose_ = false;
   bool dryRun_ = false;

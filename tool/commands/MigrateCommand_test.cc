@@ -536,6 +536,37 @@ TEST_F(Migrate, EndsWhatWasCutShort) {
   EXPECT_EQ(text(document(), "outcome"), "nothing-to-do");
 }
 
+// A plan answers as the migration would, and its refusal is told with the same words.
+TEST_F(Migrate, APlanKnowsWhatAnEarlierRunHasAgainstTheNextOne) {
+  root_.put(ToolRoot::kSettings, sampleSettings(7));
+  ASSERT_EQ(migrate().status, 0);
+  root_.put(ToolRoot::kSettings, sampleSettings(7));
+  const std::string backup = backups()[0];
+  const std::string path = kBackups + ("/" + backup) + "/manifest.plist";
+  Dictionary broken = manifestOf(backup);
+  broken.set("Outcome", Dictionary{{"As Meant", false}});
+  root_.put(path, broken);
+  const auto before = root_.snapshot();
+  for (const bool damaged : {false, true}) {
+    if (damaged) root_.putText(path, "<plist");
+    SCOPED_TRACE(damaged ? "damaged" : "broken");
+    const ToolResult refused = migrate();
+    EXPECT_EQ(refused.status, 3);
+    const ToolResult rehearsed = migrate({"--dry-run"});
+    EXPECT_EQ(rehearsed.status, 3);
+    EXPECT_EQ(rehearsed.err, refused.err);
+    const ToolResult plan = runTool({"plan", root_.path()});
+    const std::string reason = damaged ? "the manifest is damaged" : "did not end as was meant";
+    EXPECT_NE(plan.out.find(reason), std::string::npos) << plan.out;
+    const ToolResult document = runTool({"plan", root_.path(), "--json"});
+    EXPECT_EQ(text(documentIn(document.out), "outcome"), "refused");
+    EXPECT_EQ(schemaErrors("migration.schema.json", document.out), "");
+    EXPECT_EQ(migrate({"--dry-run", "--accept-loss"}).status, 0);
+    if (!damaged) expectUntouched(before);
+  }
+  EXPECT_EQ(migrate({"--accept-loss"}).status, 0);
+}
+
 TEST_F(Migrate, ALockThatCannotBeTakenIsToldWithItsReason) {
   root_.putSettings(11, {mailAccount("A")});
   ASSERT_EQ(migrate().status, 0);

@@ -38,7 +38,7 @@ ExitStatus PlanCommand::run(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
-  const MigrationSummary plan = planMigration(device, device.log());
+  const MigrationSummary plan = planMigration(device);
   Output& output = session.output;
   if (out_) {
     const Result<std::string> text = documentText(kPlanFormat, summaryForScripts(plan, shown));

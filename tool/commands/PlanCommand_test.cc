@@ -303,7 +303,7 @@ TEST(Plan, AGivenConfigurationIsAnInput) {
   const ToolResult without = migrate({});
   EXPECT_EQ(without.status, 3);
   EXPECT_EQ(without.err, "accountsettings: --config " + config + ": it changed since the plan " +
-                             plan + " was made; make a new plan\n");
+                             plan + " was made; nothing was changed; make a new plan\n");
   ASSERT_EQ(configure("{\"Language\": \"de\"}"), 0);
   EXPECT_EQ(migrate({"--config", config}).status, 3);
 }

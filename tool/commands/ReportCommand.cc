@@ -120,7 +120,7 @@ class ReportMaker {
 
   void addPlan(Dictionary& report) {
     try {
-      MigrationSummary plan = planMigration(device_, device_.log());
+      MigrationSummary plan = planMigration(device_);
       // Where somebody keeps the device root is nobody's business.
       plan.root = "/";
       for (Finding& each : plan.findings) each.action = each.kind->action;

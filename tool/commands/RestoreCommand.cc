@@ -196,7 +196,7 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
   std::optional<LockHeld> lock;
   if (!dryRun_) lock.emplace(device);
   const std::vector<std::string> names = namesToPrune(device);
-  if (!dryRun_) removeLeftovers(device.host());
+  if (!dryRun_) (void)removeLeftovers(device.host());
   for (const std::string& name : names) {
     if (dryRun_) continue;
     if (const Status gone = discardBackup(device.host(), name); !gone && !isAbsence(gone.error())) {
@@ -239,7 +239,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
     carryOut(device, manifest, restored.steps, own);
   }
   if (own) restored.backup = own->manifest.name;
-  removeLeftovers(device.host());
+  (void)removeLeftovers(device.host());
   // An interrupted or a broken migration is over with this.
   if (const Status noted = noteEndOfRestore(device, own); !noted) {
     throw CommandFailure(

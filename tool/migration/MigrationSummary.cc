@@ -8,8 +8,8 @@
 #include "host/StagedFiles.h"
 #include "migration/MigrationPaths.h"
 #include "platform/PlatformWith.h"
+#include "staging/EarlierRuns.h"
 #include "staging/HeldOutput.h"
-#include "staging/InterruptedMigration.h"
 #include "store/AccountsManager.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/frame/Words.h"
@@ -17,6 +17,8 @@
 
 namespace accountsettings {
 namespace {
+
+constexpr const char* kRemoveTheCause = "remove the cause and try again";
 
 const Dictionary* dictionaryIn(const InspectedFile& file) {
   return file.content && *file.content ? (*file.content)->dictionary() : nullptr;
@@ -44,18 +46,45 @@ std::string aboutSettings(const InspectedFile& settings, std::optional<std::int6
          " for sure: see the findings for what becomes of them.";
 }
 
-// What an interrupted migration means for this one; empty where there is none.
-std::string aboutInterruption(OpenedRoot& device) {
-  const auto interrupted = findInterruptedMigration(device.host());
-  // Others may look at a device without reading its backups.
-  if (!interrupted || !*interrupted) return "";
-  const std::string which = "The migration that kept the backup " + (*interrupted)->journal.name;
-  if ((*interrupted)->remedy == Remedy::Complete) {
-    return which + " was cut short: this run completes it.";
+// Adds what the end of a migration that was cut short, and kept that backup, means for the next.
+void addInterruption(MigrationDecision& decision, const std::string& backup, bool completes,
+                     bool putsBack) {
+  std::string reason = "The migration that kept the backup " + backup + " was cut short: this run";
+  if (completes) {
+    reason += " completes it.";
+  } else {
+    reason += putsBack ? " puts back the legacy files that it removed, and begins anew."
+                       : " begins anew.";
   }
-  const std::string before =
-      (*interrupted)->missing.empty() ? "" : " puts back the legacy files that it removed, and";
-  return which + " was cut short: this run" + before + " begins anew.";
+  decision.interruptedMigration = true;
+  decision.reasons.insert(decision.reasons.begin(), std::move(reason));
+}
+
+MigrationDecision decisionOn(const InspectedFiles& files) {
+  Files& real = ProcessContext::current().platform().files;
+  MigrationDecision decision;
+  decision.legacyMail = real.exists(files.legacyMail.name).isThere();
+  decision.legacyExchange = real.exists(files.legacyExchange.name).isThere();
+  decision.interruptedRemoval = real.exists(removalSentinelPath()).isThere();
+  const Dictionary* settings = dictionaryIn(files.settings);
+  if (settings && settings->contains(kPlistVersionKey)) decision.version = versionOf(*settings);
+  decision.versionUpgrade = !decision.legacyMail && !decision.legacyExchange && decision.version &&
+                            *decision.version < AccountsManager::currentVersion();
+  std::vector<std::string>& reasons = decision.reasons;
+  if (decision.interruptedRemoval) {
+    reasons.emplace_back(
+        "An earlier removal of the legacy files was interrupted: this run finishes it and does "
+        "nothing else.");
+    return decision;
+  }
+  if (decision.legacyExchange) {
+    reasons.emplace_back("The legacy Exchange file is there: its accounts are converted.");
+  }
+  if (decision.legacyMail) {
+    reasons.emplace_back("The legacy mail file is there: its accounts are converted.");
+  }
+  reasons.push_back(aboutSettings(files.settings, decision.version));
+  return decision;
 }
 
 std::vector<FileFate> fatesOf(StagedMigration& staged) {
@@ -133,33 +162,14 @@ std::string_view nameOf(SummaryOutcome outcome) {
 }
 
 MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files) {
-  Files& real = ProcessContext::current().platform().files;
-  MigrationDecision decision;
-  decision.legacyMail = real.exists(files.legacyMail.name).isThere();
-  decision.legacyExchange = real.exists(files.legacyExchange.name).isThere();
-  decision.interruptedRemoval = real.exists(removalSentinelPath()).isThere();
-  const Dictionary* settings = dictionaryIn(files.settings);
-  if (settings && settings->contains(kPlistVersionKey)) decision.version = versionOf(*settings);
-  decision.versionUpgrade = !decision.legacyMail && !decision.legacyExchange && decision.version &&
-                            *decision.version < AccountsManager::currentVersion();
-  std::vector<std::string>& reasons = decision.reasons;
-  if (std::string interruption = aboutInterruption(device); !interruption.empty()) {
-    decision.interruptedMigration = true;
-    reasons.push_back(std::move(interruption));
+  MigrationDecision decision = decisionOn(files);
+  // Others may look at a device without reading its backups.
+  const EarlierRuns runs = lookAtEarlierRuns(device.host(), false);
+  if (runs.interrupted) {
+    const InterruptedMigration& interrupted = *runs.interrupted;
+    addInterruption(decision, interrupted.journal.name, interrupted.remedy == Remedy::Complete,
+                    !interrupted.missing.empty());
   }
-  if (decision.interruptedRemoval) {
-    reasons.emplace_back(
-        "An earlier removal of the legacy files was interrupted: this run finishes it and does "
-        "nothing else.");
-    return decision;
-  }
-  if (decision.legacyExchange) {
-    reasons.emplace_back("The legacy Exchange file is there: its accounts are converted.");
-  }
-  if (decision.legacyMail) {
-    reasons.emplace_back("The legacy mail file is there: its accounts are converted.");
-  }
-  reasons.push_back(aboutSettings(files.settings, decision.version));
   return decision;
 }
 
@@ -188,7 +198,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   MigrationSummary summary;
   summary.root = device.options().root;
   summary.inputs = planInputs(device, staged.before());
-  summary.decision = decisionOn(device, files);
+  summary.decision = decisionOn(files);
   summary.findings = inspectDevice(device, files);
   summary.legacyFiles = legacyFilesOf(files);
   summary.steps = recordsOf(staged.steps());
@@ -204,33 +214,81 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   summary.outcome = !staged.result()        ? SummaryOutcome::AnsweredNo
                     : summary.files.empty() ? SummaryOutcome::NothingToDo
                                             : SummaryOutcome::Done;
-  if (!summary.problems.empty() && !acceptLoss) summary.outcome = SummaryOutcome::Refused;
+  if (!summary.problems.empty() && !acceptLoss) {
+    summary.outcome = SummaryOutcome::Refused;
+    summary.advice = "repair what is named, or go on with --accept-loss";
+  }
   if (const std::string obstacle = obstacleTo(staged); !obstacle.empty()) {
     summary.problems.insert(summary.problems.begin(), obstacle);
+    summary.advice = kRemoveTheCause;
     summary.hasObstacle = true;
     summary.outcome = SummaryOutcome::Refused;
   }
   return summary;
 }
 
-MigrationSummary planMigration(OpenedRoot& device, SystemLog& log, bool acceptLoss,
-                               const StepProgress& progress) {
-  constexpr int kMostTries = 3;
-  for (int tries = 1;; ++tries) {
-    const auto staged = StagedMigration::stage(device.host(), progress);
-    if (staged->failure() && !staged->failure()->isOfDevice()) {
-      throw plugInFailure(staged->failure()->error);
-    }
-    MigrationSummary summary = summaryOf(device, *staged, acceptLoss);
-    const auto changed = staged->firstChange();
-    if (!changed) {
-      staged->log().releaseTo(log);
-      return summary;
-    }
-    if (tries == kMostTries) {
-      throw Prevented(*changed, "it keeps changing while it is looked at", "try again");
-    }
+MigrationSummary planMigration(OpenedRoot& device) {
+  MigrationSummary summary;
+  StagedMigrationOptions options;
+  options.judge = [&](StagedMigration& staged) {
+    summary = summaryOf(device, staged);
+    return summary.outcome != SummaryOutcome::Refused;
+  };
+  const MigrationOutcome outcome = planStaged(device.host(), options);
+  return onlyPlanned(device, std::move(summary), outcome);
+}
+
+Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome) {
+  using Cause = MigrationOutcome::Cause;
+  const std::string& problem = outcome.problem;
+  switch (outcome.cause) {
+    case Cause::Changing:
+      return {problem + ": it changed while the migration was prepared", "try again"};
+    case Cause::Backup:
+      return {"the backup cannot be kept: " + problem, kRemoveTheCause};
+    case Cause::Settings:
+      return {"the settings cannot be written: " + problem, kRemoveTheCause};
+    case Cause::BrokenRun:
+      return {problem, "put it back with: " + device.commandLine({"restore", outcome.backup}) +
+                           ", or go on with --accept-loss"};
+    case Cause::Interrupted:
+      return {"what an earlier migration left cannot be told: " + problem,
+              "remove the cause, or go on without a damaged backup with --accept-loss"};
+    case Cause::Sentinel:
+      return {problem,
+              "remove it to have these files converted, or let it remove them with --accept-loss"};
+    case Cause::None:
+    case Cause::Lock:
+    case Cause::Staging:
+      break;
   }
+  return {problem, kRemoveTheCause};
+}
+
+MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
+                             const MigrationOutcome& outcome, bool acceptLoss) {
+  using Cause = MigrationOutcome::Cause;
+  if (outcome.cause == Cause::Changing) {
+    throw Prevented(outcome.problem, "it keeps changing while it is looked at", "try again");
+  }
+  MigrationSummary summary = std::move(planned);
+  if (const auto& failure = outcome.staged->failure()) {
+    if (!failure->isOfDevice()) throw plugInFailure(failure->error);
+    summary = summaryOf(device, *outcome.staged, acceptLoss);
+  }
+  outcome.staged->log().releaseTo(device.log());
+  if (outcome.cutShort) {
+    addInterruption(summary.decision, *outcome.cutShort, outcome.completed.has_value(),
+                    outcome.putBack.has_value());
+  }
+  summary.outcome = outcome.kind;
+  if (outcome.cause != Cause::None && outcome.cause != Cause::Staging) {
+    const Obstacle obstacle = obstacleIn(device, outcome);
+    summary.problems.insert(summary.problems.begin(), obstacle.problem);
+    summary.advice = obstacle.advice;
+    summary.hasObstacle = true;
+  }
+  return summary;
 }
 
 MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome) {

@@ -57,7 +57,8 @@ struct MigrationSummary {
   MigrationDecision decision;
   SummaryOutcome outcome = SummaryOutcome::Done;
   std::vector<std::string> problems;  // why it is refused or broken, one sentence each
-  bool hasObstacle = false;           // it cannot be carried out, whatever is accepted
+  std::string advice;                 // what to do where it is refused
+  bool hasObstacle = false;           // more stands against it than what is found or lost
   std::int64_t versionAfter = 0;
   std::vector<StepRecord> steps;  // those that ran, or would
   Ledger ledger;
@@ -80,16 +81,26 @@ struct MigrationSummary {
 [[nodiscard]] MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged,
                                          bool acceptLoss = false);
 
-// Stages the migration, without taking a lock and without touching anything, and sums it up; again
-// where an input changes meanwhile. The system's log lines go to `log`. Throws Prevented where
-// there is no plug-in, or an input does not come to rest.
-[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device, SystemLog& log,
-                                             bool acceptLoss = false,
-                                             const StepProgress& progress = {});
+// What `migrate` would do now, without taking a lock and without touching anything. Throws
+// Prevented where there is no plug-in, or an input does not come to rest.
+[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device);
+
+// The same migration where planStaged() made `outcome` of it; the system's log lines go to the
+// device's log. Throws as planMigration() does.
+[[nodiscard]] MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
+                                           const MigrationOutcome& outcome,
+                                           bool acceptLoss = false);
 
 // The same migration once it was carried out, or was not.
 [[nodiscard]] MigrationSummary carriedOut(MigrationSummary planned,
                                           const MigrationOutcome& outcome);
+
+// What stands against a migration that was refused without the judge, and what to do about it.
+struct Obstacle {
+  std::string problem;
+  std::string advice;
+};
+[[nodiscard]] Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome);
 
 // To be thrown where the plug-in is missing or damaged.
 [[nodiscard]] Prevented plugInFailure(const Error& error);

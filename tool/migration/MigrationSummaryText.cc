@@ -229,6 +229,11 @@ class SummaryWriter {
       output_.line("");
       output_.line("Because of these, 'migrate' changes nothing unless --accept-loss is given.");
     }
+    if (summary_.planned && summary_.hasObstacle) {
+      output_.line("");
+      output_.line("'migrate' would change nothing: " + summary_.problems.front() + "; " +
+                   summary_.advice);
+    }
   }
 
   Output& output_;
