@@ -98,13 +98,20 @@ struct LinuxHost::Services {
         configurationBytes(std::move(readFrom)),
         configuration(std::move(read)),
         programName(options.programName),
-        systemLog(givenOr(options.systemLog, ownedLog,
-                          [&] { return std::make_unique<SyslogSink>(options.programName); })),
+        ownedLog(options.systemLog == nullptr && root.isThisMachine()
+                     ? std::make_unique<SyslogSink>(programName)
+                     : nullptr),
+        systemLog(options.systemLog != nullptr ? *options.systemLog
+                  : ownedLog                   ? static_cast<SystemLog&>(*ownedLog)
+                                               : noLog),
+        hostLog(options.hostLog != nullptr ? *options.hostLog
+                : ownedLog                 ? ownedLog->ofHost()
+                                           : systemLog),
         names(accountNamesOf(root)),
-        files(root, *names, systemLog, configuration.temporaryDirectory),
+        files(root, *names, hostLog, configuration.temporaryDirectory),
         resources(appendPathComponent(plugInDirectoryOf(configuration), kBundleResources),
                   languagesFor(configuration.language.value_or(localeOfMessages())),
-                  plugInDirectoryOf(configuration), systemLog),
+                  plugInDirectoryOf(configuration), hostLog),
         locks(root, options.interrupted),
         writerLocks(root, options.writerLockLimit, options.interrupted),
         fileWatches(root),
@@ -113,7 +120,7 @@ struct LinuxHost::Services {
         webEngineLock(configuration.webEngineLibrary),
         notifications(givenOr(
             options.notifications, ownedNotifications,
-            [&] { return std::make_unique<BusNotifications>(root.isThisMachine(), systemLog); })),
+            [&] { return std::make_unique<BusNotifications>(root.isThisMachine(), hostLog); })),
         preferences(files, configuration.homeDirectory, defaultsDomain()),
         device(configuration),
         modules(root.isThisMachine(), moduleDirectoryOf(configuration), options.builtInModules),
@@ -129,8 +136,10 @@ struct LinuxHost::Services {
   std::optional<Bytes> configurationBytes;
   HostConfiguration configuration;
   std::string programName;
-  std::unique_ptr<SystemLog> ownedLog;
+  DiscardingSink noLog;
+  std::unique_ptr<LogSink> ownedLog;  // where the program has given none, and there is one to write
   SystemLog& systemLog;
+  SystemLog& hostLog;
   std::unique_ptr<AccountNames> names;
   LinuxFiles files;
   BundleResources resources;
@@ -191,7 +200,7 @@ Result<std::unique_ptr<LinuxHost>> LinuxHost::create(const HostOptions& options,
   auto services = std::make_unique<Services>(options, std::move(*root), std::move(*configuration),
                                              std::move(*bytes));
   for (const std::string& warning : services->configuration.warnings) {
-    services->systemLog.write(warning);
+    services->hostLog.write(warning);
   }
   return std::unique_ptr<LinuxHost>(new LinuxHost(std::move(services)));
 }
@@ -214,6 +223,10 @@ PollEventLoop& LinuxHost::eventLoop() noexcept {
 
 AccountNames& LinuxHost::accountNames() noexcept {
   return *services_->names;
+}
+
+SystemLog& LinuxHost::hostLog() noexcept {
+  return services_->hostLog;
 }
 
 bool LinuxHost::rootIsThisMachine() const noexcept {

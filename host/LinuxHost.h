@@ -31,7 +31,8 @@ struct HostOptions {
   std::optional<std::string> configFile = {};
   /// The name under which this program logs and keeps its own defaults.
   std::string programName = "accountsettings";
-  /// Where the system log and the host's own messages go; nullptr: syslog. Must outlive the host.
+  /// Where the system log goes. Must outlive the host. Where it is nullptr, the log of this
+  /// machine's own root goes to syslog, and that of any other root nowhere.
   SystemLog* systemLog = nullptr;
   /// Takes the place of the notifications on the system bus where set. Must outlive the host.
   Notifications* notifications = nullptr;
@@ -46,6 +47,8 @@ struct HostOptions {
   bool useOpenat2 = true;
   /// How long a save waits for another program that holds the settings, before it fails.
   std::chrono::milliseconds writerLockLimit{10'000};
+  /// Where the host's own messages go; nullptr: to the system log. Must outlive the host.
+  SystemLog* hostLog = nullptr;
 };
 
 /// Use one host from one thread at a time; several hosts may exist at once.
@@ -65,6 +68,8 @@ class LinuxHost {
 
   /// The event loop of platform(), to which a program adds sources of its own.
   [[nodiscard]] PollEventLoop& eventLoop() noexcept;
+  /// The log of the host's own messages, for those of the program too.
+  [[nodiscard]] SystemLog& hostLog() noexcept;
   /// True where the root is this machine's own "/".
   [[nodiscard]] bool rootIsThisMachine() const noexcept;
   /// Where a device path lies on this machine, for messages.

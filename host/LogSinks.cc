@@ -5,7 +5,10 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <ctime>
 #include <utility>
 
 #include "host/SystemError.h"
@@ -13,7 +16,51 @@
 
 namespace accountsettings {
 
-SyslogSink::SyslogSink(std::string programName) : programName_(std::move(programName)) {
+namespace {
+
+// "2026-11-22T04:30:55.123456Z"
+std::string inUTC(std::chrono::system_clock::time_point time) {
+  using std::chrono::microseconds;
+  const auto second = std::chrono::floor<std::chrono::seconds>(time);
+  const std::time_t wholeSeconds = std::chrono::system_clock::to_time_t(second);
+  std::tm parts{};
+  ::gmtime_r(&wholeSeconds, &parts);
+  std::array<char, 32> date{};
+  (void)std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  std::array<char, 48> text{};
+  (void)std::snprintf(text.data(), text.size(), "%s.%06dZ", date.data(),
+                      static_cast<int>(std::chrono::floor<microseconds>(time - second).count()));
+  return text.data();
+}
+
+}  // namespace
+
+LogSink::LogSink(std::string_view root) : root_(visible(root)), host_(*this) {}
+
+void LogSink::write(std::string_view message) {
+  writeLate(message, std::chrono::system_clock::now());
+}
+
+void LogSink::writeLate(std::string_view message, Time arose) {
+  writeAs("notice", message, arose);
+}
+
+void LogSink::HostLines::write(std::string_view message) {
+  writeLate(message, std::chrono::system_clock::now());
+}
+
+void LogSink::HostLines::writeLate(std::string_view message, Time arose) {
+  sink_.writeAs("host", message, arose);
+}
+
+void LogSink::writeAs(std::string_view level, std::string_view message, Time arose) {
+  std::string line(level);
+  line += " [" + root_ + "] " + visible(message);
+  writeLine(arose, line);
+}
+
+SyslogSink::SyslogSink(std::string programName, std::string_view root)
+    : LogSink(root), programName_(std::move(programName)) {
   ::openlog(programName_.c_str(), LOG_PID, LOG_USER);
 }
 
@@ -21,17 +68,18 @@ SyslogSink::~SyslogSink() {
   ::closelog();  // it also forgets the name, which ends here
 }
 
-void SyslogSink::write(std::string_view message) {
-  ::syslog(LOG_NOTICE, "%s", visible(message).c_str());
+void SyslogSink::writeLine(Time, const std::string& line) {
+  ::syslog(LOG_NOTICE, "%s", line.c_str());
 }
 
-LineSink::LineSink(int descriptor) noexcept : descriptor_(descriptor) {}
+LineSink::LineSink(int descriptor, std::string_view root)
+    : LogSink(root), descriptor_(descriptor) {}
 
-Result<std::unique_ptr<LineSink>> LineSink::open(const std::string& path) {
+Result<std::unique_ptr<LineSink>> LineSink::open(const std::string& path, std::string_view root) {
   const int descriptor =
       ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
   if (descriptor < 0) return systemError(path);
-  auto sink = std::make_unique<LineSink>(descriptor);
+  auto sink = std::make_unique<LineSink>(descriptor, root);
   sink->owned_ = true;
   sink->name_ = path;
   return sink;
@@ -41,9 +89,9 @@ LineSink::~LineSink() {
   if (owned_) ::close(descriptor_);
 }
 
-void LineSink::write(std::string_view message) {
-  const std::string line = visible(message) + '\n';
-  std::string_view rest = line;
+void LineSink::writeLine(Time arose, const std::string& line) {
+  const std::string all = inUTC(arose) + ' ' + line + '\n';
+  std::string_view rest = all;
   while (!rest.empty()) {
     const ssize_t count = ::write(descriptor_, rest.data(), rest.size());
     if (count < 0 && errno == EINTR) continue;
@@ -55,15 +103,18 @@ void LineSink::write(std::string_view message) {
   }
 }
 
-Result<std::unique_ptr<SystemLog>> openLogSink(const std::string& target,
-                                               const std::string& programName) {
-  if (target == "-") return std::unique_ptr<SystemLog>(std::make_unique<LineSink>(STDERR_FILENO));
-  if (target == "syslog") {
-    return std::unique_ptr<SystemLog>(std::make_unique<SyslogSink>(programName));
+Result<std::unique_ptr<LogSink>> openLogSink(const std::string& target,
+                                             const std::string& programName,
+                                             std::string_view root) {
+  if (target == "-") {
+    return std::unique_ptr<LogSink>(std::make_unique<LineSink>(STDERR_FILENO, root));
   }
-  Result<std::unique_ptr<LineSink>> file = LineSink::open(target);
+  if (target == "syslog") {
+    return std::unique_ptr<LogSink>(std::make_unique<SyslogSink>(programName, root));
+  }
+  Result<std::unique_ptr<LineSink>> file = LineSink::open(target, root);
   if (!file) return file.error();
-  return std::unique_ptr<SystemLog>(std::move(*file));
+  return std::unique_ptr<LogSink>(std::move(*file));
 }
 
 }  // namespace accountsettings

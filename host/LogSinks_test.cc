@@ -5,18 +5,62 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <regex>
 
 #include "host/HostTest.h"
+#include "host/LinuxHost.h"
+
+namespace {
+
+// What was written to the system's log, which no test really writes to.
+std::vector<std::string> syslogged;
+
+void keep(const char* format, va_list arguments) {
+  std::array<char, 512> text{};
+  (void)std::vsnprintf(text.data(), text.size(), format, arguments);
+  syslogged.emplace_back(text.data());
+}
+
+}  // namespace
+
+// These stand before the C library's in this program, for the host library too.
+extern "C" {
+void openlog(const char*, int, int) {}
+void closelog() {}
+void syslog(int, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  keep(format, arguments);
+  va_end(arguments);
+}
+void __syslog_chk(int, int, const char* format, ...);   // NOLINT(bugprone-reserved-identifier)
+void __syslog_chk(int, int, const char* format, ...) {  // NOLINT(bugprone-reserved-identifier)
+  va_list arguments;
+  va_start(arguments, format);
+  keep(format, arguments);
+  va_end(arguments);
+}
+}
 
 namespace accountsettings {
 namespace {
 
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using testing::modeOf;
 
 class LogFile : public ::testing::Test {
  protected:
-  std::string text() const { return testing::DeviceRoot::readFile(path); }
+  // The file's text; every time that a line begins with is TIME.
+  std::string text() const {
+    static const std::regex time(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{6}Z");
+    return std::regex_replace(testing::DeviceRoot::readFile(path), time, "TIME");
+  }
 
   testing::TemporaryDirectory directory;
   std::string path = directory.path() / "log";
@@ -27,7 +71,25 @@ TEST_F(LogFile, EachMessageIsALineBehindTheOldOnes) {
   const auto sink = std::move(openLogSink(path, "test")).value();
   sink->write("one");
   sink->write("two\nlines");
-  EXPECT_EQ(text(), "old\none\ntwo\\nlines\n");
+  EXPECT_EQ(text(), "old\nTIME notice [/] one\nTIME notice [/] two\\nlines\n");
+}
+
+TEST_F(LogFile, ALineTellsWhoseItIsAndWhichRootItIsAbout) {
+  const auto sink = std::move(openLogSink(path, "test", "/img\n1")).value();
+  sink->write("the system's");
+  sink->ofHost().write("the host's");
+  EXPECT_EQ(text(), "TIME notice [/img\\n1] the system's\nTIME host [/img\\n1] the host's\n");
+}
+
+TEST_F(LogFile, ALineThatWasHeldBackKeepsItsTimeInUTC) {
+  const auto sink = std::move(openLogSink(path, "test")).value();
+  const std::chrono::system_clock::time_point arose(std::chrono::microseconds(1795321855123456));
+  sink->writeLate("held", arose);
+  sink->ofHost().writeLate("before the epoch",
+                           std::chrono::system_clock::time_point(std::chrono::microseconds(-1)));
+  EXPECT_EQ(testing::DeviceRoot::readFile(path),
+            "2026-11-22T04:30:55.123456Z notice [/] held\n"
+            "1969-12-31T23:59:59.999999Z host [/] before the epoch\n");
 }
 
 TEST_F(LogFile, IsPrivateWhenItIsMade) {
@@ -47,9 +109,9 @@ TEST_F(LogFile, TheFirstFailedWriteIsRemembered) {
   EXPECT_FALSE(sink->failure().has_value());
   EXPECT_EQ(testing::inChild([&] {
               ::signal(SIGXFSZ, SIG_IGN);
-              const rlimit limit{6, 6};
+              const rlimit limit{60, 60};
               ::setrlimit(RLIMIT_FSIZE, &limit);
-              sink->write("too long for the rest");
+              sink->write("too long for the rest of what the file may hold");
               return sink->failure() ? sink->failure()->code : 0;
             }),
             EFBIG);
@@ -60,18 +122,35 @@ TEST_F(LogFile, AnOpenDescriptorStaysOpen) {
   { LineSink(descriptor).write("one"); }
   LineSink(descriptor).write("two");
   ::close(descriptor);
-  EXPECT_EQ(text(), "one\ntwo\n");
+  EXPECT_EQ(text(), "TIME notice [/] one\nTIME notice [/] two\n");
 }
 
 TEST(LogSinks, AMinusIsStandardError) {
   ::testing::internal::CaptureStderr();
   std::move(openLogSink("-", "test")).value()->write("a\nb");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "a\\nb\n");
+  EXPECT_TRUE(::testing::internal::GetCapturedStderr().ends_with("Z notice [/] a\\nb\n"));
 }
 
 TEST(LogSinks, TheSystemLogIsASyslogSink) {
   const auto sink = std::move(openLogSink("syslog", "test")).value();
   EXPECT_NE(dynamic_cast<SyslogSink*>(sink.get()), nullptr);
+}
+
+TEST(LogSinks, TheSystemLogKeepsTimesItself) {
+  syslogged.clear();
+  const auto sink = std::move(openLogSink("syslog", "test", "/img")).value();
+  sink->write("a\nb");
+  sink->ofHost().write("%s");
+  EXPECT_THAT(syslogged, ElementsAre("notice [/img] a\\nb", "host [/img] %s"));
+}
+
+TEST(LogSinks, AnImageIsNotLoggedAmongThisMachinesLines) {
+  syslogged.clear();
+  const testing::DeviceRoot device;
+  const auto host = std::move(LinuxHost::create({.root = device.root()})).value();
+  host->platform().systemLog.write("of the system");
+  host->hostLog().write("of the host");
+  EXPECT_THAT(syslogged, IsEmpty());
 }
 
 TEST(LogSinks, DiscardingWritesNothing) {

@@ -25,17 +25,20 @@ std::string unchanged(bool ended) {
                : "nothing was changed; ";
 }
 
-// What was ended first, and what failed without harm.
-void tellEnd(Output& output, const MigrationOutcome& outcome) {
+// Tells, and logs, what was ended first and what failed without harm.
+void tellEnd(Output& output, SystemLog& log, const MigrationOutcome& outcome) {
+  const auto tell = [&](const std::string& text) {
+    output.note(text);
+    log.write(text);
+  };
   if (outcome.putBack) {
-    output.note("the legacy files that the migration of backup " + *outcome.putBack +
-                " had removed when it was cut short were put back first");
+    tell("the legacy files that the migration of backup " + *outcome.putBack +
+         " had removed when it was cut short were put back first");
   }
   if (outcome.completed) {
-    output.note("completed the migration of backup " + *outcome.completed +
-                ", which was cut short");
+    tell("completed the migration of backup " + *outcome.completed + ", which was cut short");
   }
-  for (const std::string& warning : outcome.warnings) output.note(warning);
+  for (const std::string& warning : outcome.warnings) tell(warning);
 }
 
 // The failure that tells why the migration did not begin.
@@ -113,7 +116,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
   const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
   session.changed = !dryRun_ && (outcome.kind != MigrationOutcome::Kind::Refused || endedEarlier);
-  if (!dryRun_) tellEnd(session.output, outcome);
+  if (!dryRun_) tellEnd(session.output, device.commandLog(), outcome);
   if (changed && outcome.cause == Cause::None) {
     throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
                     unchanged(endedEarlier) + "make a new plan");

@@ -728,7 +728,23 @@ TEST_F(Migrate, WritesEveryLineOfTheSystemLogOnALineOfItsOwn) {
   std::ifstream stream(log);
   std::string line;
   std::getline(stream, line);
-  EXPECT_EQ(line, "Account Settings Version out of date: savedVersion=11, currentVersion=12");
+  const std::string time = line.substr(0, line.find(' '));
+  EXPECT_TRUE(std::regex_match(time, std::regex("[0-9]{4}(-[0-9]{2}){2}T([0-9]{2}:){2}[0-9]{2}"
+                                                "[.][0-9]{6}Z")))
+      << time;
+  EXPECT_EQ(line.substr(time.size()),
+            " notice [" + fs::canonical(root_.path()).string() +
+                "] Account Settings Version out of date: savedVersion=11, currentVersion=12");
+}
+
+TEST_F(Migrate, LogsWhatTheHostSaysAsItsOwn) {
+  root_.putSettings(11, {mailAccount("A")});
+  root_.put("/etc/accountsettings/host.plist", Dictionary{{"PlugInDirectory", "/evil"}});
+  const ToolResult result = migrate({"--log", "-"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.err.find("Z host [" + fs::canonical(root_.path()).string() + "] "),
+            std::string::npos)
+      << result.err;
 }
 
 TEST_F(Migrate, AnInterruptedRemovalIsFinishedAndTheLedgerSaysWhy) {

@@ -4,8 +4,11 @@
 #include <filesystem>
 
 #include "host/LinuxFiles.h"
+<<<<<<< HEAD
 #include "host/LogSinks.h"
 #include "platform/Directories.h"
+=======
+>>>>>>> d2b22ee (Tell in every log line when it arose, whose it is and which root it is about)
 #include "store/AccountsManager.h"
 
 namespace accountsettings {
@@ -16,22 +19,35 @@ namespace fs = std::filesystem;
 
 constexpr const char* kProgram = "accountsettings";
 
-std::unique_ptr<SystemLog> openLog(const CommonOptions& options, DefaultLog defaultLog) {
-  if (!options.log) {
-    if (defaultLog == DefaultLog::Nowhere) return std::make_unique<DiscardingSink>();
-    return std::make_unique<SyslogSink>(kProgram);
-  }
-  Result<std::unique_ptr<SystemLog>> sink = openLogSink(*options.log, kProgram);
+// Each line names the root; without links, however the root was given.
+std::string rootForLog(const std::string& root) {
+  std::error_code none;
+  const std::filesystem::path path = std::filesystem::canonical(root, none);
+  return path.empty() ? root : path.string();
+}
+
+// nullptr where --log is not given.
+std::unique_ptr<LogSink> openLog(const CommonOptions& options) {
+  if (!options.log) return nullptr;
+  Result<std::unique_ptr<LogSink>> sink =
+      openLogSink(*options.log, kProgram, rootForLog(options.root));
   if (!sink) throw Prevented("", sink.error().message, "give --log a file that can be written");
   return std::move(sink).value();
 }
 
-std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log) {
+std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, LogSink* log,
+                                    DefaultLog defaultLog) {
+  static DiscardingSink nowhere;
   HostOptions host;
   host.root = options.root;
   host.configFile = options.config;
   host.programName = kProgram;
-  host.systemLog = &log;
+  if (log != nullptr) {
+    host.systemLog = log;
+    host.hostLog = &log->ofHost();
+  } else if (defaultLog == DefaultLog::Nowhere) {
+    host.systemLog = &nowhere;
+  }
   Result<std::unique_ptr<LinuxHost>> opened = LinuxHost::create(std::move(host));
   if (!opened) {
     const std::string_view advice = adviceFor(opened.error().code);
@@ -45,8 +61,8 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, SystemLog& log
 
 OpenedRoot::OpenedRoot(const CommonOptions& options, DefaultLog defaultLog)
     : options_(options),
-      log_(openLog(options, defaultLog)),
-      host_(openHost(options, *log_)),
+      log_(openLog(options)),
+      host_(openHost(options, log_.get(), defaultLog)),
       context_(host_->platform()),
       current_(context_) {}
 

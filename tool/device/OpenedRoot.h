@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/LinuxHost.h"
+#include "host/LogSinks.h"
 #include "platform/ProcessContext.h"
 #include "platform/Processes.h"
 #include "platform/SystemLog.h"
@@ -16,7 +17,8 @@
 
 namespace accountsettings {
 
-// Where the system log goes when --log does not say it.
+// Where the log goes when --log does not say it: the system's log is that of this machine's own
+// root alone.
 enum class DefaultLog { Nowhere, System };
 
 class OpenedRoot {
@@ -34,7 +36,9 @@ class OpenedRoot {
   [[nodiscard]] LinuxHost& host() noexcept { return *host_; }
   [[nodiscard]] LinuxFiles& files() noexcept { return host_->files(); }
   [[nodiscard]] ProcessContext& context() noexcept { return context_; }
-  [[nodiscard]] SystemLog& log() noexcept { return *log_; }
+  // Where the system's own lines go, and where those of the command.
+  [[nodiscard]] SystemLog& log() noexcept { return host_->platform().systemLog; }
+  [[nodiscard]] SystemLog& commandLog() noexcept { return host_->hostLog(); }
   // What it was opened with.
   [[nodiscard]] const CommonOptions& options() const noexcept { return options_; }
   // Where a device path lies on this machine, for messages.
@@ -54,7 +58,7 @@ class OpenedRoot {
 
  private:
   CommonOptions options_;
-  std::unique_ptr<SystemLog> log_;
+  std::unique_ptr<LogSink> log_;
   std::unique_ptr<LinuxHost> host_;
   ProcessContext context_;
   ProcessContext::Override current_;
