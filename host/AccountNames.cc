@@ -1,14 +1,17 @@
 // Look-ups of names in the system's database, or in a root's own passwd and group files.
 #include "host/AccountNames.h"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 
 #include <cerrno>
 #include <charconv>
+#include <ctime>
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/FileIO.h"
@@ -64,6 +67,26 @@ std::optional<std::uint32_t> numberIn(std::string_view line) {
   return number;
 }
 
+bool isSameTime(const timespec& left, const timespec& right) {
+  return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+bool isSameVersion(const struct stat& left, const struct stat& right) {
+  return left.st_dev == right.st_dev && left.st_ino == right.st_ino &&
+         left.st_size == right.st_size && isSameTime(left.st_mtim, right.st_mtim) &&
+         isSameTime(left.st_ctim, right.st_ctim);
+}
+
+// Another change within one tick of the file system's clock would leave the times as they are.
+bool wasChangedJustNow(const struct stat& status) {
+  constexpr std::int64_t kTick = 100'000'000;
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  return (now.tv_sec - status.st_ctim.tv_sec) * 1'000'000'000 + now.tv_nsec -
+             status.st_ctim.tv_nsec <
+         kTick;
+}
+
 }  // namespace
 
 Result<std::uint32_t> SystemAccountNames::ownerNamed(std::string_view name) {
@@ -86,13 +109,30 @@ Result<std::uint32_t> RootAccountNames::groupNamed(std::string_view name) {
   return look("/etc/group", name);
 }
 
-Result<std::uint32_t> RootAccountNames::look(const char* file, std::string_view name) const {
+Result<std::shared_ptr<const Bytes>> RootAccountNames::contentOf(const std::string& file) {
   const std::string shown = root_.shown(file);
-  const Opener opener = [&](int flags) { return root_.open(file, flags); };
-  const Result<Bytes> bytes = readRegular(opener, kLargestDatabase, shown);
+  const Result<FileDescriptor> there = root_.open(file, O_PATH);
+  if (!there) return there.error();
+  const Result<struct stat> status = statusOf(*there, shown);
+  if (!status) return status.error();
+  const std::lock_guard guard(mutex_);
+  Known& known = known_[file];
+  if (known.bytes != nullptr && isSameVersion(known.status, *status)) return known.bytes;
+  Result<Bytes> bytes =
+      readRegular([&](int flags) { return root_.open(file, flags); }, kLargestDatabase, shown);
   if (!bytes) return bytes.error();
+  auto content = std::make_shared<const Bytes>(std::move(*bytes));
+  known = wasChangedJustNow(*status) ? Known() : Known{*status, content};
+  return content;
+}
 
-  std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+Result<std::uint32_t> RootAccountNames::look(const std::string& file, std::string_view name) {
+  const std::string shown = root_.shown(file);
+  const Result<std::shared_ptr<const Bytes>> content = contentOf(file);
+  if (!content) return content.error();
+  const Bytes& bytes = **content;
+
+  std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   for (std::size_t number = 1; !text.empty(); ++number) {
     const std::size_t end = text.find('\n');
     const std::string_view line = text.substr(0, end);
@@ -104,7 +144,7 @@ Result<std::uint32_t> RootAccountNames::look(const char* file, std::string_view 
     }
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   }
-  return unknown(shown, file == std::string_view("/etc/group") ? "group" : "account", name);
+  return unknown(shown, file == "/etc/group" ? "group" : "account", name);
 }
 
 }  // namespace accountsettings

@@ -2,9 +2,16 @@
 // by the system's database, or by the passwd and group files beneath another root.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
 #include <string_view>
 
+#include "plist/PropertyList.h"
 #include "plist/Result.h"
 
 namespace accountsettings {
@@ -27,8 +34,8 @@ class SystemAccountNames : public AccountNames {
   [[nodiscard]] Result<std::uint32_t> groupNamed(std::string_view name) override;
 };
 
-// The names in etc/passwd and etc/group beneath a root, which must outlive it. The files are read
-// at each question.
+// The names in etc/passwd and etc/group beneath a root, which must outlive it. The files are looked
+// at at each question, and read where they changed since the last.
 class RootAccountNames : public AccountNames {
  public:
   explicit RootAccountNames(const RootDirectory& root) noexcept : root_(root) {}
@@ -37,9 +44,18 @@ class RootAccountNames : public AccountNames {
   [[nodiscard]] Result<std::uint32_t> groupNamed(std::string_view name) override;
 
  private:
-  [[nodiscard]] Result<std::uint32_t> look(const char* file, std::string_view name) const;
+  // What one of the files held, and what it was known by when it was read.
+  struct Known {
+    struct stat status {};
+    std::shared_ptr<const Bytes> bytes;
+  };
+
+  [[nodiscard]] Result<std::uint32_t> look(const std::string& file, std::string_view name);
+  [[nodiscard]] Result<std::shared_ptr<const Bytes>> contentOf(const std::string& file);
 
   const RootDirectory& root_;
+  std::mutex mutex_;
+  std::map<std::string, Known> known_;
 };
 
 }  // namespace accountsettings
