@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "host/SystemError.h"
@@ -14,10 +15,10 @@ namespace accountsettings {
 
 namespace {
 
-Status expectRegular(const FileDescriptor& file, const std::string& shown) {
-  const Result<struct stat> status = statusOf(file, shown);
-  if (!status) return status.error();
-  if (S_ISREG(status->st_mode)) return {};
+// The status of what is to be a regular file.
+Result<struct stat> regularStatusOf(const FileDescriptor& file, const std::string& shown) {
+  Result<struct stat> status = statusOf(file, shown);
+  if (!status || S_ISREG(status->st_mode)) return status;
   if (S_ISDIR(status->st_mode)) return systemError(shown, EISDIR);
   if (S_ISLNK(status->st_mode)) return systemError(shown, ELOOP);
   return Error{shown + ": not a regular file", EINVAL};
@@ -25,6 +26,47 @@ Status expectRegular(const FileDescriptor& file, const std::string& shown) {
 
 Error tooLarge(const std::string& shown, std::uint64_t limit) {
   return Error{shown + ": larger than " + std::to_string(limit) + " bytes", EFBIG};
+}
+
+// A regular file that is open, and its status.
+struct RegularFile {
+  FileDescriptor file;
+  struct stat status {};
+};
+
+Result<RegularFile> openWithStatus(const Opener& opener, int flags, const std::string& shown) {
+  // Opening a device can act on it, so what stands there is looked at first. It may be another
+  // file a moment later: the second look is for that, and O_NONBLOCK for what it may be by then.
+  const Result<FileDescriptor> look = opener(O_PATH | (flags & O_NOFOLLOW));
+  if (!look) return look.error();
+  if (const auto regular = regularStatusOf(*look, shown); !regular) return regular.error();
+
+  Result<FileDescriptor> file = opener(flags | O_NONBLOCK | O_NOCTTY);
+  if (!file) return file.error();
+  const auto status = regularStatusOf(*file, shown);
+  if (!status) return status.error();
+  return RegularFile{std::move(*file), *status};
+}
+
+Result<Bytes> readRest(const FileDescriptor& file, const struct stat& status, std::uint64_t limit,
+                       const std::string& shown) {
+  const auto expected = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+  if (expected > limit) return tooLarge(shown, limit);
+
+  // One byte more than expected, so that the end is seen without growing the buffer.
+  Bytes bytes(static_cast<std::size_t>(expected) + 1);
+  std::size_t filled = 0;
+  for (;;) {
+    const ssize_t count = ::read(file.get(), bytes.data() + filled, bytes.size() - filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return systemError(shown);
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+    if (filled > limit) return tooLarge(shown, limit);
+    if (filled == bytes.size()) bytes.resize(bytes.size() * 2);
+  }
+  bytes.resize(filled);
+  return bytes;
 }
 
 }  // namespace
@@ -44,38 +86,15 @@ Result<struct stat> statusOf(const FileDescriptor& file, const std::string& show
 }
 
 Result<FileDescriptor> openRegular(const Opener& opener, int flags, const std::string& shown) {
-  // Opening a device can act on it, so what stands there is looked at first. It may be another
-  // file a moment later: the second look is for that, and O_NONBLOCK for what it may be by then.
-  const Result<FileDescriptor> look = opener(O_PATH | (flags & O_NOFOLLOW));
-  if (!look) return look.error();
-  if (Status regular = expectRegular(*look, shown); !regular) return regular.error();
-
-  Result<FileDescriptor> file = opener(flags | O_NONBLOCK | O_NOCTTY);
-  if (!file) return file;
-  if (Status regular = expectRegular(*file, shown); !regular) return regular.error();
-  return file;
+  Result<RegularFile> opened = openWithStatus(opener, flags, shown);
+  if (!opened) return opened.error();
+  return std::move(opened->file);
 }
 
 Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit, const std::string& shown) {
   const Result<struct stat> status = statusOf(file, shown);
   if (!status) return status.error();
-  const auto expected = static_cast<std::uint64_t>(std::max<off_t>(status->st_size, 0));
-  if (expected > limit) return tooLarge(shown, limit);
-
-  // One byte more than expected, so that the end is seen without growing the buffer.
-  Bytes bytes(static_cast<std::size_t>(expected) + 1);
-  std::size_t filled = 0;
-  for (;;) {
-    const ssize_t count = ::read(file.get(), bytes.data() + filled, bytes.size() - filled);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return systemError(shown);
-    if (count == 0) break;
-    filled += static_cast<std::size_t>(count);
-    if (filled > limit) return tooLarge(shown, limit);
-    if (filled == bytes.size()) bytes.resize(bytes.size() * 2);
-  }
-  bytes.resize(filled);
-  return bytes;
+  return readRest(file, *status, limit, shown);
 }
 
 Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
@@ -105,9 +124,9 @@ Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
 }
 
 Result<Bytes> readRegular(const Opener& opener, std::uint64_t limit, const std::string& shown) {
-  const Result<FileDescriptor> file = openRegular(opener, O_RDONLY, shown);
-  if (!file) return file.error();
-  return readAll(*file, limit, shown);
+  const Result<RegularFile> opened = openWithStatus(opener, O_RDONLY, shown);
+  if (!opened) return opened.error();
+  return readRest(opened->file, opened->status, limit, shown);
 }
 
 }  // namespace accountsettings

@@ -11,7 +11,9 @@
 
 namespace accountsettings {
 
-std::string libraryDirectory() {
+namespace {
+
+std::string findDirectory() {
   static const char anchor = 0;  // any address inside this library
   Dl_info info{};
   if (::dladdr(&anchor, &info) != 0 && info.dli_fname != nullptr) {
@@ -21,6 +23,13 @@ std::string libraryDirectory() {
   }
   throw AssertionFailure("Could not find out where the library lies", "libraryDirectory",
                          "LibraryLocation");
+}
+
+}  // namespace
+
+const std::string& libraryDirectory() {
+  static const std::string directory = findDirectory();
+  return directory;
 }
 
 }  // namespace accountsettings

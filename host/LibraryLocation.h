@@ -7,6 +7,6 @@
 namespace accountsettings {
 
 // The directory of the loaded library, absolute and without links.
-[[nodiscard]] std::string libraryDirectory();
+[[nodiscard]] const std::string& libraryDirectory();
 
 }  // namespace accountsettings
