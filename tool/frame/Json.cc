@@ -20,8 +20,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// What a value takes in memory while it is written, beside its text.
-constexpr std::size_t kValueSize = 64;
 constexpr std::size_t kSizeLimit = std::size_t{1} << 30;
 constexpr std::size_t kDepthLimit = 512;
 
@@ -49,122 +47,161 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// JSON text in which characters that JSON allows to stand, and a terminal would obey, are escaped
-// too. They stand inside strings only.
-std::string escaped(const std::string& json) {
-  std::string result;
-  result.reserve(json.size());
-  for (std::string_view rest = json; !rest.empty();) {
-    const auto plain = static_cast<std::size_t>(
-        std::find_if(rest.begin(), rest.end(),
-                     [](char unit) { return unit == 0x7F || (unit & 0x80) != 0; }) -
-        rest.begin());
-    result += rest.substr(0, plain);
-    rest.remove_prefix(plain);
-    if (rest.empty()) break;
-    const detail::CodePoint first = detail::firstCodePoint(rest);
-    if (isVisible(first.value)) {
-      result += rest.substr(0, first.length);
-    } else {
-      std::array<char, 8> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(first.value));
-      result += escape.data();
-    }
-    rest.remove_prefix(first.length);
+// Appends a character that may not stand in a JSON string as it is, or is beyond ASCII.
+void appendCharacter(std::string& json, std::string_view character, std::uint32_t codePoint) {
+  constexpr std::string_view kShort = "\"\\\b\f\n\r\t";
+  constexpr std::string_view kNames = "\"\\bfnrt";
+  const std::size_t place = codePoint < 0x80 ? kShort.find(character) : std::string_view::npos;
+  if (place != std::string_view::npos) {
+    json += '\\';
+    json += kNames[place];
+  } else if (isVisible(codePoint)) {
+    json += character;
+  } else {
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(codePoint));
+    json += escape.data();
   }
-  return result;
 }
 
-// The form of a value that JSON lacks.
-Json tagged(const char* tag, Json value) {
-  Json form = Json::object();
-  form[tag] = std::move(value);
-  return form;
+// Appends the text as a JSON string. Characters that JSON allows to stand, and a terminal would
+// obey, are escaped too.
+void appendQuoted(std::string& json, std::string_view text) {
+  const auto isPlain = [](char unit) {
+    return unit >= ' ' && unit < 0x7F && unit != '"' && unit != '\\';
+  };
+  json += '"';
+  while (!text.empty()) {
+    const auto plain =
+        static_cast<std::size_t>(std::ranges::find_if_not(text, isPlain) - text.begin());
+    json += text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) break;
+    const detail::CodePoint first = detail::firstCodePoint(text);
+    appendCharacter(json, text.substr(0, first.length), first.value);
+    text.remove_prefix(first.length);
+  }
+  json += '"';
 }
 
-// Writer turns values into JSON, and stops where they take too much.
+// Writer turns values into JSON, and stops where that takes too much.
 class Writer {
  public:
-  Json convert(const PropertyList& value) {
-    size_ += kValueSize;
-    if (tooLarge()) return {};
+  void write(const PropertyList& value) {
+    if (tooLarge()) return;
     switch (value.kind()) {
       case PropertyList::Kind::Array:
-        return convertArray(*value.array());
+        return writeArray(*value.array());
       case PropertyList::Kind::Dictionary:
-        return convertDictionary(*value.dictionary());
+        return writeDictionary(*value.dictionary());
       case PropertyList::Kind::String:
-        return convertText(*value.stringValue());
+        return writeText(*value.stringValue());
       case PropertyList::Kind::Data:
-        size_ += value.dataValue()->size();
-        return tagged("$data", base64(*value.dataValue()));
+        return writeTagged("$data", [&] { appendQuoted(text_, base64(*value.dataValue())); });
       case PropertyList::Kind::Date:
-        return convertDate(*value.dateSeconds());
+        return writeDate(*value.dateSeconds());
       case PropertyList::Kind::Uid:
-        return tagged("$uid", *value.uidValue());
+        return writeTagged("$uid", [&] { text_ += std::to_string(*value.uidValue()); });
       case PropertyList::Kind::Real:
-        return convertReal(*value.real());
+        return writeReal(*value.real());
       case PropertyList::Kind::Boolean:
-        return value.booleanValue();
+        text_ += value.booleanValue() ? "true" : "false";
+        return;
       case PropertyList::Kind::Integer:
         break;
     }
-    return value.isUnsigned() ? Json(value.unsignedValue()) : Json(value.integerValue());
+    text_ += value.isUnsigned() ? std::to_string(value.unsignedValue())
+                                : std::to_string(value.integerValue());
   }
 
-  [[nodiscard]] bool tooLarge() const { return size_ > kSizeLimit; }
+  [[nodiscard]] bool tooLarge() const { return text_.size() > kSizeLimit; }
+  [[nodiscard]] std::string& text() { return text_; }
 
  private:
-  Json convertArray(const Array& array) {
-    Json all = Json::array();
-    all.get_ref<Json::array_t&>().reserve(array.size());
-    for (const PropertyList& each : array) all.push_back(convert(each));
-    return all;
+  // The members of an array or a dictionary, each on a line of its own.
+  template <class Members, class Member>
+  void writeAll(char open, const Members& members, char close, const Member& writeMember) {
+    text_ += open;
+    ++depth_;
+    bool isFirst = true;
+    for (const auto& each : members) {
+      if (!std::exchange(isFirst, false)) text_ += ',';
+      breakLine();
+      writeMember(each);
+    }
+    --depth_;
+    if (!isFirst) breakLine();
+    text_ += close;
   }
 
-  Json convertDictionary(const Dictionary& dictionary) {
-    for (const auto& entry : dictionary) {
-      size_ += entry.key().size();
-      if (kindOfText(entry.key()) != Text::Unicode) return convertEntries(dictionary);
-    }
+  void breakLine() {
+    text_ += '\n';
+    text_.append(2 * depth_, ' ');
+  }
+
+  void writeArray(const Array& array) {
+    writeAll('[', array, ']', [&](const PropertyList& each) { write(each); });
+  }
+
+  void writeDictionary(const Dictionary& dictionary) {
+    const auto isText = [](const Dictionary::Entry& entry) {
+      return kindOfText(entry.key()) == Text::Unicode;
+    };
+    if (!std::ranges::all_of(dictionary, isText)) return writeEntries(dictionary);
     const bool escapeKey = dictionary.size() == 1 && dictionary.begin()->key().starts_with('$');
-    Json all = Json::object();
-    auto& entries = all.get_ref<Json::object_t&>();
-    entries.reserve(dictionary.size());
-    for (const auto& entry : dictionary) {
-      // The keys are known to differ, so that none need be looked for.
-      entries.emplace_back((escapeKey ? "$" : "") + std::string(entry.key()),
-                           convert(entry.value()));
-    }
-    return all;
+    writeAll('{', dictionary, '}', [&](const Dictionary::Entry& entry) {
+      appendQuoted(text_, escapeKey ? "$" + std::string(entry.key()) : entry.key());
+      text_ += ": ";
+      write(entry.value());
+    });
   }
 
   // The form for keys that JSON cannot hold.
-  Json convertEntries(const Dictionary& dictionary) {
-    Json all = Json::array();
-    for (const auto& entry : dictionary) {
-      all.push_back(Json::array({convertText(entry.key()), convert(entry.value())}));
+  void writeEntries(const Dictionary& dictionary) {
+    writeTagged("$entries", [&] {
+      writeAll('[', dictionary, ']', [&](const Dictionary::Entry& entry) {
+        write(Array{PropertyList(entry.key()), entry.value()});
+      });
+    });
+  }
+
+  // The form of a value that JSON lacks.
+  template <class Value>
+  void writeTagged(std::string_view tag, const Value& writeValue) {
+    writeAll('{', std::array{tag}, '}', [&](std::string_view key) {
+      appendQuoted(text_, key);
+      text_ += ": ";
+      writeValue();
+    });
+  }
+
+  void writeText(std::string_view text) {
+    if (kindOfText(text) == Text::Unicode) return appendQuoted(text_, text);
+    writeTagged("$text", [&] { appendQuoted(text_, base64(bytesOf(text))); });
+  }
+
+  void writeReal(double real) {
+    if (std::isfinite(real)) {
+      text_ += Json(real).dump();
+      return;
     }
-    return tagged("$entries", std::move(all));
+    writeTagged("$real", [&] {
+      appendQuoted(text_, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
+    });
   }
 
-  Json convertText(std::string_view text) {
-    size_ += text.size();
-    if (kindOfText(text) == Text::Unicode) return text;
-    return tagged("$text", base64(bytesOf(text)));
+  void writeDate(double seconds) {
+    writeTagged("$date", [&] {
+      if (const auto text = detail::formatDate(seconds)) {
+        appendQuoted(text_, *text);
+      } else {
+        writeReal(seconds);
+      }
+    });
   }
 
-  static Json convertReal(double real) {
-    if (std::isfinite(real)) return real;
-    return tagged("$real", std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
-  }
-
-  static Json convertDate(double seconds) {
-    const auto text = detail::formatDate(seconds);
-    return tagged("$date", text ? Json(*text) : convertReal(seconds));
-  }
-
-  std::size_t size_ = 0;
+  std::string text_;
+  std::size_t depth_ = 0;
 };
 
 // Reader turns JSON into values and remembers the first thing that has no place in one.
@@ -272,9 +309,9 @@ class Reader {
 
 Result<std::string> toJson(const PropertyList& value) {
   Writer writer;
-  const Json json = writer.convert(value);
+  writer.write(value);
   if (writer.tooLarge()) return Error{"the value takes more than a gigabyte as JSON"};
-  return escaped(json.dump(2));
+  return std::move(writer.text());
 }
 
 Result<PropertyList> fromJson(std::string_view text) {
