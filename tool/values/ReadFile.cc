@@ -88,6 +88,14 @@ void requireRegularFile(const std::string& path) {
   }
 }
 
+// One byte more than the file has, so that its end is seen before the room is.
+std::size_t sizeToBegin(const std::string& path) {
+  constexpr std::uintmax_t kLeast = std::uintmax_t{1} << 16;
+  std::error_code code;
+  const std::uintmax_t size = path == "-" ? 0 : fs::file_size(path, code);
+  return static_cast<std::size_t>(std::max(code ? 0 : size + 1, kLeast));
+}
+
 }  // namespace
 
 Bytes readFile(const std::string& path) {
@@ -99,12 +107,13 @@ Bytes readFile(const std::string& path) {
     if (!opened) fail(path, errno);
     stream = opened.get();
   }
-  Bytes content;
+  Bytes content(sizeToBegin(path));
   std::size_t filled = 0;
-  for (std::size_t got = 1; got > 0; filled += got) {
-    content.resize(std::max<std::size_t>(2 * filled, 1 << 16));
-    got = std::fread(content.data() + filled, 1, content.size() - filled, stream);
-    if (filled + got > kMaxFileSize) refuseSize(path);
+  while (const std::size_t got =
+             std::fread(content.data() + filled, 1, content.size() - filled, stream)) {
+    filled += got;
+    if (filled > kMaxFileSize) refuseSize(path);
+    if (filled == content.size()) content.resize(2 * filled);
   }
   if (std::ferror(stream) != 0) fail(path, errno);
   content.resize(filled);
