@@ -2,6 +2,7 @@
 #include "tool/commands/DiffCommand.h"
 
 #include <unordered_set>
+#include <utility>
 
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
@@ -91,10 +92,10 @@ void DiffCommand::describe(OptionSet& options) {
 }
 
 ExitStatus DiffCommand::run(Session& session) {
-  const Input before = openInput(old_, session.options);
-  const Input after = openInput(new_, session.options);
+  Input before = openInput(old_, session.options);
+  Input after = openInput(new_, session.options);
   const Dictionary old = contentOf(before, session);
-  const Differences differences = differencesBetween(old, contentOf(after, session));
+  Differences differences = differencesBetween(old, contentOf(after, session));
   const AccountCounts counts = countsOf(differences, old.arrayOrEmpty(kPlistAccountsKey));
   Output& output = session.output;
   if (output.json()) {
@@ -112,7 +113,11 @@ ExitStatus DiffCommand::run(Session& session) {
     output.line(differences.empty() ? "The account settings are the same." : countsInWords(counts));
     writeDifferences(output, differences, {.reveal = reveal_, .foldRemoved = !verbose_});
   }
-  return differences.empty() ? ExitStatus::Done : ExitStatus::No;
+  const bool areSame = differences.empty();
+  session.leave(std::move(differences));
+  session.leave(std::move(before));
+  session.leave(std::move(after));
+  return areSame ? ExitStatus::Done : ExitStatus::No;
 }
 
 }  // namespace accountsettings

@@ -1,6 +1,8 @@
 // `plan`: the summary of a migration that is not carried out, shown or saved.
 #include "tool/commands/PlanCommand.h"
 
+#include <utility>
+
 #include "tool/device/OpenedRoot.h"
 #include "tool/migration/MigrationSummaryText.h"
 #include "tool/values/ReadFile.h"
@@ -38,7 +40,7 @@ ExitStatus PlanCommand::run(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
   const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
-  const MigrationSummary plan = planMigration(device);
+  MigrationSummary plan = planMigration(device);
   Output& output = session.output;
   if (out_) {
     const Result<std::string> text = documentText(kPlanFormat, summaryForScripts(plan, shown));
@@ -52,7 +54,9 @@ ExitStatus PlanCommand::run(Session& session) {
     writeSummary(output, plan, shown, {.steps = true});
     if (out_) output.line("Saved the plan in " + *out_ + ".");
   }
-  return exitCode_ ? statusOf(plan) : ExitStatus::Done;
+  const ExitStatus status = exitCode_ ? statusOf(plan) : ExitStatus::Done;
+  session.leave(std::move(plan));
+  return status;
 }
 
 }  // namespace accountsettings

@@ -11,7 +11,6 @@
 #include "host/LogSinks.h"
 #include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
-#include "platform/ReadDictionary.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/inspection/FindingKinds.h"
@@ -95,7 +94,8 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
       current_(context_),
       path_(AccountsManager::fullPathToAccountSettingsPlist()),
       shown_(device_.shown(path_)) {
-  const InspectedFiles files = filesOfRoot();
+  // Parsed once: the store finds the same bytes.
+  const InspectedFiles files = filesOfRoot(settingsInFile());
   requireCurrentSettings(files.settings.content, shown_);
   settings_ = *(*files.settings.content)->dictionary();
   if (!options_.acceptLoss) refuseLosses(files);
@@ -104,6 +104,11 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
   log_.releaseTo(device_.log());
   loaded_ = stageSave();
   forgetLog();
+}
+
+AccountEditor::~AccountEditor() {
+  session_.leave(std::move(store_));
+  session_.leave(std::pair(std::move(settings_), std::move(loaded_)));
 }
 
 // No program that saves replaces the settings meanwhile.
@@ -187,7 +192,7 @@ Dictionary AccountEditor::stageSave() {
     throw Prevented(shown_, "the settings could not be saved: " + failure->message,
                     "nothing was changed; remove the cause and try again");
   }
-  return readDictionary(staged_, path_).value_or(Dictionary());
+  return settingsInFile().value_or(Dictionary());
 }
 
 void AccountEditor::commit() {

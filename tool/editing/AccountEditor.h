@@ -15,6 +15,7 @@
 #include "staging/HeldMigrationLock.h"
 #include "staging/HeldOutput.h"
 #include "store/AccountsManager.h"
+#include "store/KnownSettings.h"
 #include "tool/accounts/Differences.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Command.h"
@@ -52,6 +53,9 @@ class AccountEditor {
  public:
   // Throws Prevented where the settings may not be edited. Takes no lock for a dry run.
   AccountEditor(Session& session, const EditOptions& options);
+  ~AccountEditor();
+  AccountEditor(const AccountEditor&) = delete;
+  AccountEditor& operator=(const AccountEditor&) = delete;
 
   [[nodiscard]] AccountsManager& store() noexcept { return *store_; }
   // Brings the changed record back into the store.
@@ -88,6 +92,7 @@ class AccountEditor {
   HeldLog log_;
   ProcessContext context_;
   ProcessContext::Override current_;
+  KeptSettings known_;
   std::string path_;     // the settings file, as a device path
   std::string shown_;    // the same on this machine
   Dictionary settings_;  // as they were

@@ -5,6 +5,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tool/frame/Errors.h"
 #include "tool/frame/Options.h"
@@ -22,6 +24,13 @@ struct Session {
   // To be held from when the work must not be cut in half; whoever presses Ctrl-C after that learns
   // how it ended before the program does.
   std::optional<terminal::InterruptsHeld> interrupts{};
+
+  // Takes what is large and of no more use: it goes with the process, all at once.
+  template <class T>
+  void leave(T value) {
+    leftovers.push_back(std::make_shared<T>(std::move(value)));
+  }
+  std::vector<std::shared_ptr<void>> leftovers{};
 };
 
 class Command {
