@@ -24,11 +24,6 @@ constexpr std::size_t kMostValues = 5'000'000;
 constexpr std::array<std::string_view, 7> kKindNames = {"identifier", "user", "host", "name",
                                                         "secret",     "text", "data"};
 
-bool isWordUnit(char unit) {
-  const auto byte = static_cast<unsigned char>(unit);
-  return byte >= 0x80 || std::isalnum(byte) != 0;
-}
-
 bool isAddressUnit(char unit) {
   return isWordUnit(unit) || std::string_view("._%+-").find(unit) != std::string_view::npos;
 }
@@ -162,38 +157,34 @@ bool isNobodys(std::string_view text) {
 
 void Redactor::learn(const PropertyList& content) {
   budget_ = kMostValues;
-  learnUnder({}, content, false);
+  for (auto& [key, facts] : keys_) facts.isPlain = false;
+  learnUnder(factsOf({}), content, false);
 }
 
-void Redactor::learnUnder(std::string_view key, const PropertyList& value, bool isSecret) {
+void Redactor::learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret) {
   if (!spend()) return;
   if (const Dictionary* dictionary = value.dictionary()) {
     for (const auto& entry : *dictionary) {
-      if (isPersonalKey(entry.key())) learnValue(kindOfKey(entry.key()), entry.key());
-      learnUnder(entry.key(), entry.value(), isSecret || isSecretKey(entry.key()));
+      const KeyFacts& facts = factsOf(entry.key());
+      if (facts.isPersonal) learnValue(kindOfKey(entry.key()), entry.key());
+      learnUnder(facts, entry.value(), isSecret || facts.isSecret);
     }
   } else if (const Array* array = value.array()) {
     for (const PropertyList& each : *array) learnUnder(key, each, isSecret);
   } else if (const auto text = value.stringValue()) {
     if (isSecret) return learnValue(Kind::Secret, *text);
-    if (holdsModelWords(key) && isModelWord(*text)) return;
-    learnValue(kindUnder(key), *text);
+    if (key.holdsModelWords && isModelWord(*text)) return;
+    learnValue(key.kind, *text);
   }
 }
 
 void Redactor::learnValue(Kind kind, std::string_view value) {
   if (isNobodys(value)) return;
-  const std::string text(value);
-  if (standIns_.contains(text)) return;
-  static_cast<void>(standInFor(kind, text));
-  const auto first = std::find_if(text.begin(), text.end(), isWordUnit);
-  if (first != text.end() && !saysNothing(text)) {
-    const auto end = std::find_if_not(first, text.end(), isWordUnit);
-    patternsByWord_[std::string(first, end)].push_back(
-        {text, static_cast<std::size_t>(first - text.begin())});
-  }
+  const auto [text, isNew] = standInFor(kind, value);
+  if (!isNew) return;
+  if (!saysNothing(value)) learned_.add(text->first);
   // The parts of an address are as personal as the whole.
-  if (const std::size_t at = text.find('@'); at != std::string::npos && kind != Kind::Secret) {
+  if (const std::size_t at = value.find('@'); at != std::string::npos && kind != Kind::Secret) {
     learnValue(Kind::User, value.substr(0, at));
     learnValue(Kind::Host, value.substr(at + 1));
   }
@@ -208,39 +199,50 @@ bool Redactor::spend() {
   return budget_ > 0;
 }
 
-Redactor::StandIn& Redactor::standInFor(Kind kind, const std::string& value) {
-  const auto known = standIns_.find(value);
-  if (known != standIns_.end()) return known->second;
-  const auto index = static_cast<std::size_t>(kind);
-  const std::string name = std::string(kKindNames[index]) + "-" + std::to_string(++numbers_[index]);
-  return standIns_.emplace(value, StandIn{kind, name, false}).first->second;
+std::pair<Redactor::ByText<Redactor::StandIn>::value_type*, bool> Redactor::standInFor(
+    Kind kind, std::string_view value) {
+  if (const auto known = standIns_.find(value); known != standIns_.end()) return {&*known, false};
+  const std::size_t number = ++numbers_[static_cast<std::size_t>(kind)];
+  return {&*standIns_.emplace(value, StandIn{kind, number, {}}).first, true};
 }
 
-std::string Redactor::replaced(Kind kind, const std::string& value) {
-  StandIn& standIn = standInFor(kind, value);
+const PropertyList& Redactor::replaced(Kind kind, std::string_view value) {
+  StandIn& standIn = standInFor(kind, value).first->second;
   const auto index = static_cast<std::size_t>(standIn.kind);
-  if (!std::exchange(standIn.used, true)) ++values_[index];
+  if (standIn.name.stringValue()->empty()) {
+    standIn.name = std::string(kKindNames[index]) + "-" + std::to_string(standIn.number);
+    ++values_[index];
+  }
   ++places_[index];
   return standIn.name;
 }
 
-PropertyList Redactor::stored(const PropertyList& content) {
-  budget_ = kMostValues;
-  return storedUnder({}, content);
+Redactor::KeyFacts& Redactor::factsOf(std::string_view key) {
+  if (const auto known = keys_.find(key); known != keys_.end()) return known->second;
+  return keys_
+      .emplace(key, KeyFacts{.isPersonal = isPersonalKey(key),
+                             .isSecret = isSecretKey(key),
+                             .holdsModelWords = holdsModelWords(key),
+                             .kind = kindUnder(key)})
+      .first->second;
 }
 
-PropertyList Redactor::storedUnder(std::string_view key, const PropertyList& value) {
+PropertyList Redactor::stored(const PropertyList& content) {
+  budget_ = kMostValues;
+  return storedUnder(factsOf({}), content);
+}
+
+PropertyList Redactor::storedUnder(const KeyFacts& key, const PropertyList& value) {
   if (!spend()) return "(not shown)";
-  if (isSecretKey(key)) {
-    return isSeenUnderSecretKey(value) ? value
-                                       : PropertyList(replaced(Kind::Secret, identityOf(value)));
+  if (key.isSecret) {
+    return isSeenUnderSecretKey(value) ? value : replaced(Kind::Secret, identityOf(value));
   }
   if (const Dictionary* dictionary = value.dictionary()) {
     Dictionary result;
     for (const auto& entry : *dictionary) {
-      const std::string name(entry.key());
-      result.set(isPersonalKey(name) ? replaced(kindOfKey(name), name) : sentence(name),
-                 storedUnder(name, entry.value()));
+      KeyFacts& facts = factsOf(entry.key());
+      const std::string name = storedKey(entry.key(), facts);
+      result.set(name, storedUnder(facts, entry.value()));
     }
     return result;
   }
@@ -250,14 +252,22 @@ PropertyList Redactor::storedUnder(std::string_view key, const PropertyList& val
     return result;
   }
   if (const auto text = value.stringValue()) {
-    const bool model = holdsModelWords(key) && isModelWord(*text);
+    const bool model = key.holdsModelWords && isModelWord(*text);
     if (model || isNobodys(*text)) return value;
-    return replaced(kindUnder(key), std::string(*text));
+    return replaced(key.kind, *text);
   }
   if (const auto bytes = value.dataValue()) {
-    return replaced(Kind::Data, std::string(bytes->begin(), bytes->end()));
+    return replaced(Kind::Data, {reinterpret_cast<const char*>(bytes->data()), bytes->size()});
   }
   return value;
+}
+
+std::string Redactor::storedKey(std::string_view key, KeyFacts& facts) {
+  if (facts.isPersonal) return std::string(*replaced(kindOfKey(key), key).stringValue());
+  if (facts.isPlain) return std::string(key);
+  std::string told = sentence(key);
+  facts.isPlain = told == key;
+  return told;
 }
 
 // Replaces mail addresses and UUIDs, learned or not.
@@ -267,7 +277,7 @@ std::string Redactor::withoutPatterns(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
     const bool begins = at == 0 || !isWordUnit(text[at - 1]);
     if (begins && isUUIDAt(text, at)) {
-      result += replaced(Kind::Identifier, std::string(text.substr(at, 36)));
+      result += *replaced(Kind::Identifier, text.substr(at, 36)).stringValue();
       at += 36;
       continue;
     }
@@ -278,7 +288,7 @@ std::string Redactor::withoutPatterns(std::string_view text) {
         std::size_t end = run + 1;
         while (end < text.size() && isAddressUnit(text[end])) ++end;
         while (end > run + 1 && !isWordUnit(text[end - 1])) --end;
-        result += replaced(Kind::User, std::string(text.substr(at, end - at)));
+        result += *replaced(Kind::User, text.substr(at, end - at)).stringValue();
         at = run = end;
         continue;
       }
@@ -286,22 +296,6 @@ std::string Redactor::withoutPatterns(std::string_view text) {
     result += text[at++];
   }
   return result;
-}
-
-const Redactor::Pattern* Redactor::learnedAt(std::string_view text, std::size_t word,
-                                             std::size_t wordEnd) const {
-  const auto candidates = patternsByWord_.find(std::string(text.substr(word, wordEnd - word)));
-  if (candidates == patternsByWord_.end()) return nullptr;
-  const Pattern* longest = nullptr;
-  for (const Pattern& each : candidates->second) {
-    if (each.offset > word) continue;
-    const std::size_t begin = word - each.offset;
-    const std::size_t end = begin + each.value.size();
-    if (text.substr(begin, each.value.size()) != each.value) continue;
-    if (end < text.size() && isWordUnit(each.value.back()) && isWordUnit(text[end])) continue;
-    if (!longest || each.value.size() > longest->value.size()) longest = &each;
-  }
-  return longest;
 }
 
 std::string Redactor::sentence(std::string_view text) {
@@ -323,12 +317,11 @@ std::string Redactor::withoutLearned(std::string_view text) {
     }
     std::size_t end = at;
     while (end < text.size() && isWordUnit(text[end])) ++end;
-    const Pattern* learned = learnedAt(text, at, end);
-    if (learned && at - learned->offset >= copied) {
-      const std::size_t begin = at - learned->offset;
-      result += withoutPatterns(text.substr(copied, begin - copied));
-      result += replaced(Kind::Text, learned->value);
-      copied = at = begin + learned->value.size();
+    const auto learned = learned_.longestAt(text, at, end);
+    if (learned && learned->begin >= copied) {
+      result += withoutPatterns(text.substr(copied, learned->begin - copied));
+      result += *replaced(Kind::Text, learned->text).stringValue();
+      copied = at = learned->begin + learned->text.size();
     } else {
       at = end;
     }

@@ -5,7 +5,7 @@
 
 #include <array>
 #include <cstddef>
-#include <map>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "plist/PropertyList.h"
+#include "tool/accounts/LearnedTexts.h"
 
 namespace accountsettings {
 
@@ -50,30 +51,41 @@ class Redactor {
   static constexpr std::size_t kKinds = 7;
   struct StandIn {
     Kind kind = Kind::Text;
-    std::string name;
-    bool used = false;  // in the place of something
+    std::size_t number = 0;
+    PropertyList name;  // a text, shared by all places; empty until it is in the place of something
   };
-  // A learned value as it is looked for in a sentence: by its first word, which begins at `offset`.
-  struct Pattern {
-    std::string value;
-    std::size_t offset = 0;
+  // What a key's name tells of itself and of what stands under it.
+  struct KeyFacts {
+    bool isPersonal = false;
+    bool isSecret = false;
+    bool holdsModelWords = false;
+    bool isPlain = false;  // known to hold nothing that was learned
+    Kind kind = Kind::Text;
   };
+  // So that a view will do to look for a text.
+  struct TextHash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+  template <class Value>
+  using ByText = std::unordered_map<std::string, Value, TextHash, std::equal_to<>>;
 
   // A value that shares its parts many times over could keep this busy for ever; false says that it
   // is enough.
   bool spend();
-  void learnUnder(std::string_view key, const PropertyList& value, bool isSecret);
+  void learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret);
   void learnValue(Kind kind, std::string_view value);
-  StandIn& standInFor(Kind kind, const std::string& value);
-  std::string replaced(Kind kind, const std::string& value);
-  [[nodiscard]] PropertyList storedUnder(std::string_view key, const PropertyList& value);
+  // With the stand-in whether it is a new one.
+  std::pair<ByText<StandIn>::value_type*, bool> standInFor(Kind kind, std::string_view value);
+  const PropertyList& replaced(Kind kind, std::string_view value);
+  KeyFacts& factsOf(std::string_view key);
+  [[nodiscard]] std::string storedKey(std::string_view key, KeyFacts& facts);
+  [[nodiscard]] PropertyList storedUnder(const KeyFacts& key, const PropertyList& value);
   [[nodiscard]] std::string withoutLearned(std::string_view text);
   [[nodiscard]] std::string withoutPatterns(std::string_view text);
-  [[nodiscard]] const Pattern* learnedAt(std::string_view text, std::size_t word,
-                                         std::size_t wordEnd) const;
 
-  std::unordered_map<std::string, StandIn> standIns_;
-  std::unordered_map<std::string, std::vector<Pattern>> patternsByWord_;
+  ByText<StandIn> standIns_;
+  ByText<KeyFacts> keys_;
+  LearnedTexts learned_;
   std::string leftOut_;
   std::size_t budget_ = 0;
   std::array<std::size_t, kKinds> numbers_{};  // the last that a stand-in was named by
