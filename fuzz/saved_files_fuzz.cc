@@ -15,6 +15,7 @@
 #include "host/LinuxHost.h"
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
+#include "staging/EarlierRuns.h"
 #include "staging/InterruptedMigration.h"
 #include "testing/FakePlatform.h"
 #include "testing/TemporaryDirectory.h"
@@ -62,8 +63,8 @@ class Device {
     demand(host.ok(), "the host opens");
     ProcessContext context((*host)->platform());
     const ProcessContext::Override current(context);
-    const auto found = findInterruptedMigration(**host);
-    if (found && *found) (void)endInterruptedMigration(**host, **found);
+    const EarlierRuns earlier = lookAtEarlierRuns(**host, false);
+    if (earlier.interrupted) (void)endInterruptedMigration(**host, *earlier.interrupted);
     log_.clear();
     demandCanary();
   }

@@ -4,11 +4,6 @@
 #include <filesystem>
 
 #include "host/LinuxFiles.h"
-<<<<<<< HEAD
-#include "host/LogSinks.h"
-#include "platform/Directories.h"
-=======
->>>>>>> d2b22ee (Tell in every log line when it arose, whose it is and which root it is about)
 #include "store/AccountsManager.h"
 
 namespace accountsettings {
@@ -22,7 +17,7 @@ constexpr const char* kProgram = "accountsettings";
 // Each line names the root; without links, however the root was given.
 std::string rootForLog(const std::string& root) {
   std::error_code none;
-  const std::filesystem::path path = std::filesystem::canonical(root, none);
+  const fs::path path = fs::canonical(root, none);
   return path.empty() ? root : path.string();
 }
 
