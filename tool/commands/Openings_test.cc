@@ -2,6 +2,7 @@
 // reading, whatever it looks at beside.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -10,7 +11,6 @@
 #include <filesystem>
 #include <string>
 
-#include "gtest/gtest.h"
 #include "testing/ToolRun.h"
 #include "tool/commands/Commands.h"
 
