@@ -142,7 +142,7 @@ TEST(Program, NamesAnEmptyPath) {
 
 TEST(Program, ACommandThatChangedSomethingKeepsItsStatusWithoutAReader) {
   ToolRoot root;
-  root.putSettings(12, {mailAccount("A")});
+  root.putSettings(11, {mailAccount("A")});
   EXPECT_EQ(ToolRun({"migrate", "--root", root.path()}).withClosedOutput().run().status, 0);
 }
 
