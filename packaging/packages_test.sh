@@ -13,6 +13,12 @@ trap 'rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*" >&2; exit 1; }
 not_run() { echo "NOT RUN: $*"; }
 
+# Where libraries go is for whoever builds to say, as a distribution does.
+cmake -S "$source" -B "$work/elsewhere" -DCMAKE_CXX_COMPILER="$compiler" -DAS_BUILD_TESTS=OFF \
+  -DCMAKE_INSTALL_LIBDIR=lib/elsewhere >"$work/log" 2>&1 || { cat "$work/log"; fail "configuring"; }
+grep '"${CMAKE_INSTALL_PREFIX}/lib/elsewhere"' "$work/elsewhere/cmake_install.cmake" >/dev/null ||
+  fail "libraries do not go where they are told"
+
 # The packages, made without touching the sources and without building anything twice.
 if command -v doxygen >/dev/null; then
   cmake --build "$build" --target reference >"$work/log" 2>&1 || { cat "$work/log"; fail "the reference"; }
