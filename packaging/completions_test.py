@@ -23,6 +23,7 @@ CASES = [
     ("--root=device --json histor", "history"),
     ("playth", None),
     ("show --root dev", "device"),
+    ("show --root=dev", "--root=device"),
     ("--roo", "--root"),
     ("show --dry", None),
     ("migrate --dry", "--dry-run"),
