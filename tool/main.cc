@@ -66,7 +66,8 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
     return finish(output, ExitStatus::Done, false);
   }
   Session session{commandLine.options(), output};
-  const ExitStatus status = finish(output, runCommand(*command, session), session.changed);
+  const ExitStatus answer = runCommand(*command, session);
+  const ExitStatus status = finish(output, answer, session.changed);
   // At once, and not by way of the end of this function: to take large settings apart piece by
   // piece takes longer than to read them.
   std::exit(static_cast<int>(status));
