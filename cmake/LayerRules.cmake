@@ -16,9 +16,10 @@ set(folders_of_api ${library} host staging)
 set(folders_of_testing ${library} testing)
 set(folders_of_bench ${library} host staging bench)
 set(folders_of_fuzz ${library} host staging tool testing fuzz)
+set(folders_of_faults ${library} host staging testing faults)
 set(folders_of_examples ${library} host staging)
 set(folders_of_resources)
-set(checked_folders ${library} host staging tool api testing bench fuzz examples resources)
+set(checked_folders ${library} host staging tool api testing bench faults fuzz examples resources)
 
 # Within tool/, each folder stands on those before it.
 set(tool_folders frame values device accounts inspection backup migration editing commands)
@@ -61,6 +62,7 @@ set(headers_of_tool/frame/Terminal.cc fcntl.h signal.h sys/ioctl.h unistd.h)
 set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})
 # It stands before the calls of the C library.
+set(headers_of_faults ${posix_headers} sys/mman.h)
 set(headers_of_testing/DiskCalls.cc sys/mman.h)
 set(headers_of_bench ${posix_headers} malloc.h benchmark/benchmark.h)
 # The C library that the property lists are measured beside.

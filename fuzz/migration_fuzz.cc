@@ -5,6 +5,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "fuzz/Demand.h"
@@ -12,6 +15,7 @@
 #include "migration/AccountsDataMigrator.h"
 #include "platform/AssertionFailure.h"
 #include "platform/ReadDictionary.h"
+#include "plist/Description.h"
 #include "store/ShortCuts.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/inspection/LegacyForecast.h"
@@ -55,6 +59,10 @@ Answer migrate(FuzzedDevice& device, bool shortCuts = true, StepRecorder* record
   }
 }
 
+std::string inWords(const std::optional<Dictionary>& root) {
+  return root ? description(*root, 4000) : "nothing";
+}
+
 // What the ledger needs to know, before and after.
 class Bookkeeper {
  public:
@@ -62,7 +70,7 @@ class Bookkeeper {
     ProcessContext context(device.fake.platform());
     const ProcessContext::Override current(context);
     files_ = filesOfRoot();
-    isAcceptable_ = !anyBlocksMigration(inspectFiles(files_)) &&
+    isAcceptable_ = !anyBlocksMigration(inspectFiles(files_)) && accountsCanBeToldApart() &&
                     !device.fake.files.has(FuzzedDevice::kSentinel);
     legacyFiles_ = legacyFilesOf(files_);
   }
@@ -75,20 +83,37 @@ class Bookkeeper {
     const ProcessContext::Override current(context);
     LedgerInput input;
     input.settingsPath = FuzzedDevice::kSettings;
-    if (files_.settings.content && files_.settings.content->ok()) {
-      if (const Dictionary* root = (**files_.settings.content).dictionary()) input.settings = *root;
-    }
+    if (const Dictionary* root = settings()) input.settings = *root;
     for (const LegacyFile& file : legacyFiles_) {
       input.legacyFiles.push_back({file, device_.fake.files.has(file.path)});
     }
     input.result = readDictionary(device_.fake.files, FuzzedDevice::kSettings);
     for (const LedgerEntry& lost : makeLedger(input, steps).unexplained()) {
       demand(false, "a rule explains why " + lost.account + " " + lost.key + " is dropped by " +
-                        lost.step);
+                        lost.step + "\nbefore: " + inWords(input.settings) +
+                        "\nafter: " + inWords(input.result));
     }
   }
 
  private:
+  [[nodiscard]] const Dictionary* settings() const {
+    const auto& content = files_.settings.content;
+    return content && content->ok() ? (**content).dictionary() : nullptr;
+  }
+  // Where two have one identifier, or one has none, the ledger may take an account that moved for
+  // one that went: the command then refuses too, which loses nothing.
+  [[nodiscard]] bool accountsCanBeToldApart() const {
+    std::set<std::string> identifiers;
+    bool allDiffer = true;
+    const Dictionary* root = settings();
+    forEachAccount(root ? root->arrayOrEmpty("Accounts") : Array(),
+                   [&](AccountPlace, const Dictionary& account) {
+                     const std::string identifier(identifierOf(account));
+                     allDiffer &= !identifier.empty() && identifiers.insert(identifier).second;
+                   });
+    return allDiffer;
+  }
+
   FuzzedDevice& device_;
   InspectedFiles files_;
   std::vector<LegacyFile> legacyFiles_;

@@ -1,0 +1,338 @@
+// The fault campaign: each scenario is run once for every call that reaches the disk, which fails
+// with each of its errors, once or for good, or ends the process; and once for every state that a
+// power cut may leave. Then the invariants are asked, and an undisturbed run follows.
+//
+//   faults [--seconds N] [--seed N] [--only TEXT] [--part I/N] [--list]
+//
+// Without --seconds everything is tried. With it, as much is drawn at random as that time allows
+// after the preparations.
+#include <signal.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "faults/CrashStates.h"
+#include "faults/Program.h"
+#include "faults/Scenarios.h"
+#include "testing/TemporaryDirectory.h"
+
+namespace accountsettings::faults {
+namespace {
+
+using Effect = testing::DiskPlan::Effect;
+using Kind = Scenario::Kind;
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+  std::optional<double> seconds;
+  unsigned seed = 1;
+  std::string only;
+  bool list = false;
+  // Of so many campaigns side by side, this is the one of that number.
+  std::size_t part = 0;
+  std::size_t parts = 1;
+};
+
+// What is disturbed: a call of a run, which may be the run after a disturbed one.
+struct Trial {
+  const Scenario* scenario;
+  testing::DiskPlan plan;
+};
+
+struct Figures {
+  std::size_t tried = 0;
+  std::size_t possible = 0;
+  std::size_t violations = 0;
+};
+
+class Campaign {
+ public:
+  explicit Campaign(Options options)
+      : options_(std::move(options)), random_(options_.seed), root_(directory_.path() / "root") {}
+
+  int run();
+
+ private:
+  std::vector<Trial> allTrials();
+  void tryErrorsAndKills();
+  void tryPowerCuts();
+  void tryOne(const Trial& trial);
+  void tryState(const Scenario& scenario, const DiskTree& state);
+  // What of the invariants does not hold right after a disturbance; and after undisturbed runs.
+  std::string whatIsWrong(const Scenario& scenario, const Told& told,
+                          const Disturbance& disturbance);
+  std::string whatDoesNotSettle(const Scenario& scenario, const std::set<std::string>& accounts,
+                                const Disturbance& disturbance);
+  void report(const std::string& kind, const std::string& what, const std::string& problem);
+  [[nodiscard]] bool timeIsUp(double share) const {
+    return options_.seconds &&
+           std::chrono::duration<double>(Clock::now() - began_).count() > *options_.seconds * share;
+  }
+  // Whether the next trial is this campaign's, and not one's beside it.
+  bool isMine() { return next_++ % options_.parts == options_.part; }
+  int conclude();
+
+  Options options_;
+  std::mt19937 random_;
+  testing::TemporaryDirectory directory_;
+  std::filesystem::path root_;
+  Clock::time_point began_ = Clock::now();
+  std::vector<Scenario> scenarios_;
+  std::map<std::string, Figures> figures_;  // by kind of disturbance
+  int shown_ = 0;
+  std::size_t next_ = 0;
+};
+
+const char* nameOf(Effect effect) {
+  switch (effect) {
+    case Effect::Kill:
+      return "kill";
+    case Effect::Fail:
+      return "error";
+    case Effect::FailFromHere:
+      return "error for good";
+    default:
+      return "undisturbed";
+  }
+}
+
+// Whether the call that failed was about the localised texts that the plug-in brings.
+bool isOfTexts(const Disturbance& disturbance) {
+  return disturbance.call.find(".migrator/Resources/") != std::string::npos;
+}
+
+void Campaign::report(const std::string& kind, const std::string& what,
+                      const std::string& problem) {
+  if (problem.empty()) return;
+  ++figures_[kind].violations;
+  if (++shown_ <= 40) std::printf("%s: %s: %s\n", kind.c_str(), what.c_str(), problem.c_str());
+  std::fflush(stdout);
+}
+
+// The trials of a scenario follow from the calls of an undisturbed run.
+std::vector<Trial> Campaign::allTrials() {
+  std::vector<Trial> trials;
+  for (const Scenario& scenario : scenarios_) {
+    writeTree(scenario.before, root_);
+    (void)scenario.run(root_, {Effect::Count, testing::DiskPlan::Calls::All});
+    const std::vector<std::string> names = testing::diskCallNames();
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const int at = static_cast<int>(i) + 1;
+      for (const int error : testing::errorsOfDiskCall(names[i])) {
+        trials.push_back({&scenario, {Effect::Fail, testing::DiskPlan::Calls::All, at, error}});
+      }
+    }
+    writeTree(scenario.before, root_);
+    (void)scenario.run(root_);
+    for (int at = 1; at <= testing::diskCallsMade(); ++at) {
+      trials.push_back({&scenario, {Effect::Kill, testing::DiskPlan::Calls::Changes, at}});
+      for (const int error : {ENOSPC, EIO, EROFS}) {
+        trials.push_back(
+            {&scenario, {Effect::FailFromHere, testing::DiskPlan::Calls::Changes, at, error}});
+      }
+    }
+  }
+  for (const Trial& each : trials) ++figures_[nameOf(each.plan.effect)].possible;
+  return trials;
+}
+
+void Campaign::tryErrorsAndKills() {
+  std::vector<Trial> trials = allTrials();
+  if (options_.seconds) std::shuffle(trials.begin(), trials.end(), random_);
+  began_ = Clock::now();
+  for (const Trial& each : trials) {
+    if (timeIsUp(0.6)) return;
+    if (isMine()) tryOne(each);
+  }
+}
+
+void Campaign::tryOne(const Trial& trial) {
+  writeTree(trial.scenario->before, root_);
+  const Told told = trial.scenario->run(root_, trial.plan);
+  const std::string kind = nameOf(trial.plan.effect);
+  ++figures_[kind].tried;
+  Disturbance disturbance;
+  disturbance.call = testing::diskCallOfPlan();
+  disturbance.cut = trial.plan.effect == Effect::Kill && told.status == 1000 + SIGKILL;
+  disturbance.lasting = trial.plan.effect == Effect::FailFromHere;
+  const std::string problem = whatIsWrong(*trial.scenario, told, disturbance);
+  if (problem.empty()) return;
+  report(kind,
+         trial.scenario->name + ", call " + std::to_string(trial.plan.at) + " (" +
+             disturbance.call + ", " + std::to_string(trial.plan.error) + ")",
+         problem + " [" + std::to_string(told.status) + ": " + told.words.substr(0, 300) + "]");
+}
+
+void Campaign::tryState(const Scenario& scenario, const DiskTree& state) {
+  writeTree(state, root_);
+  ++figures_["power cut"].tried;
+  report("power cut", scenario.name + ", state " + std::to_string(figures_["power cut"].tried),
+         whatIsWrong(scenario, {}, {.cut = true}));
+}
+
+std::string Campaign::whatIsWrong(const Scenario& scenario, const Told& told,
+                                  const Disturbance& disturbance) {
+  const DiskTree disk = readTree(root_);
+  if (std::string wrong = settingsAreWhole(disk); !wrong.empty()) return wrong;
+  std::set<std::string> accounts = scenario.accounts();
+  if (scenario.kind == Kind::Library) {
+    const std::size_t all = accounts.size();
+    for (const std::string& each : acceptedLosses(disturbance, scenario.before))
+      accounts.erase(each);
+    if (accounts.size() < all && !noAccountIsLost(scenario.accounts(), disk).empty()) {
+      ++figures_["(library took an unreadable legacy file for an empty one)"].tried;
+    }
+  }
+  if (std::string lost = noAccountIsLost(accounts, disk); !lost.empty()) return lost;
+  if (isOfTexts(disturbance) && told.status == 0) {
+    // A text of the installation that cannot be read stands for itself in what is saved.
+    ++figures_["(a localised text could not be read, and its key was saved)"].tried;
+    return "";
+  }
+  const bool isByLibrary = scenario.kind == Kind::Library || scenario.kind == Kind::Save;
+  if (!disturbance.cut && !isByLibrary) {
+    const std::string lie =
+        whatWasToldIsSo(told, disturbance, scenario.before, disk, scenario.reference);
+    if (!lie.empty()) return lie;
+  }
+  if (scenario.kind == Kind::Reading)
+    return difference(comparable(disk), comparable(scenario.before));
+  return whatDoesNotSettle(scenario, accounts, disturbance);
+}
+
+std::string Campaign::whatDoesNotSettle(const Scenario& scenario,
+                                        const std::set<std::string>& accounts,
+                                        const Disturbance& disturbance) {
+  const bool isEdit = scenario.kind == Kind::Edit || scenario.kind == Kind::Save;
+  // An edit is made or not, nothing between.
+  if (isEdit && isTheSame(readTree(root_), scenario.reference)) return "";
+  Told again = scenario.run(root_);
+  if (scenario.kind == Kind::Migration && again.status == 3 &&
+      again.words.find("restore") != std::string::npos) {
+    // What was broken is put back first, as the words advise.
+    (void)runProgram({"restore", "--root", root_});
+    again = scenario.run(root_);
+  }
+  for (int i = 1; i < scenario.runs; ++i) again = scenario.run(root_);
+  const DiskTree disk = readTree(root_);
+  std::string wrong = isAsIfNothingHadHappened(again, disk, scenario.settled);
+  // A library's migration saves after each step: one that was cut between goes on from there, by
+  // the rules of the steps that are left.
+  if (scenario.kind == Kind::Library && !wrong.empty() && again.status == 0) {
+    ++figures_["(library went on from another step)"].tried;
+    wrong = noAccountIsLost(accounts, disk);
+  }
+  // Only a migration by the command cleans up, and only where the disk lets it.
+  const bool cleansUp = scenario.kind == Kind::Migration && !disturbance.lasting;
+  if (wrong.empty() && cleansUp) wrong = nothingTemporaryIsLeft(disk);
+  return wrong.empty() ? "" : wrong + " [then " + again.words.substr(0, 300) + "]";
+}
+
+void Campaign::tryPowerCuts() {
+  std::vector<const Scenario*> order;
+  for (const Scenario& each : scenarios_) {
+    if (each.kind != Kind::Reading && each.kind != Kind::Library && each.kind != Kind::Save) {
+      order.push_back(&each);
+    }
+  }
+  double part = 0;
+  for (const Scenario* scenario : order) {
+    std::vector<std::string> command = scenario->command;
+    command.insert(command.end(), {"--root", root_});
+    writeTree(scenario->before, root_);
+    const auto changes = recordProgram(command);
+    std::vector<DiskTree> states;
+    const CrashFigures figures =
+        crashStates(scenario->before, changes, root_, [&](const DiskTree& state) {
+          states.push_back(state);
+          return true;
+        });
+    figures_["power cut"].possible += states.size();
+    std::printf("%s: %zu changes, %zu states, at most %zu not flushed\n", scenario->name.c_str(),
+                changes.size(), figures.states, figures.mostOpen);
+    if (options_.seconds) std::shuffle(states.begin(), states.end(), random_);
+    const double share = 0.6 + 0.4 * ++part / static_cast<double>(order.size());
+    for (const DiskTree& state : states) {
+      if (timeIsUp(share)) break;
+      if (isMine()) tryState(*scenario, state);
+    }
+  }
+}
+
+int Campaign::conclude() {
+  std::size_t violations = 0;
+  std::size_t tried = 0;
+  std::printf("%zu scenarios, %.0f s, seed %u\n", scenarios_.size(),
+              std::chrono::duration<double>(Clock::now() - began_).count(), options_.seed);
+  for (const auto& [kind, figures] : figures_) {
+    if (kind.front() == '(') {
+      std::printf("%8zu %s\n", figures.tried, kind.c_str());
+      continue;
+    }
+    std::printf("%-16s %8zu of %8zu tried, %zu violations\n", kind.c_str(), figures.tried,
+                figures.possible, figures.violations);
+    violations += figures.violations;
+    tried += figures.tried;
+  }
+  return violations == 0 && tried > 0 ? 0 : 1;
+}
+
+int Campaign::run() {
+  scenarios_ = scenariosNamed(options_.only, root_);
+  if (options_.list) {
+    for (const Scenario& each : scenarios_) std::printf("%s\n", each.name.c_str());
+    return 0;
+  }
+  tryErrorsAndKills();
+  tryPowerCuts();
+  return conclude();
+}
+
+Options optionsFrom(int count, char** values) {
+  Options options;
+  for (int i = 1; i < count; ++i) {
+    const std::string name = values[i];
+    const auto value = [&] { return i + 1 < count ? std::string(values[++i]) : std::string(); };
+    if (name == "--seconds") {
+      options.seconds = std::stod(value());
+    } else if (name == "--seed") {
+      options.seed = static_cast<unsigned>(std::stoul(value()));
+    } else if (name == "--only") {
+      options.only = value();
+    } else if (name == "--part") {
+      const std::string which = value();  // "0/2"
+      options.part = std::stoul(which);
+      options.parts = std::stoul(which.substr(which.find('/') + 1));
+    } else if (name == "--list") {
+      options.list = true;
+    } else {
+      throw std::invalid_argument(
+          "usage: faults [--seconds N] [--seed N] [--only TEXT] [--part I/N] [--list]");
+    }
+  }
+  return options;
+}
+
+}  // namespace
+}  // namespace accountsettings::faults
+
+int main(int count, char** values) {
+  try {
+    return accountsettings::faults::Campaign(accountsettings::faults::optionsFrom(count, values))
+        .run();
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "faults: %s\n", problem.what());
+    return 2;
+  }
+}
