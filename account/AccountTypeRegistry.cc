@@ -1,6 +1,7 @@
 // Reads the properties of the account types once for a process, and answers from them.
 #include "account/AccountTypeRegistry.h"
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -19,6 +20,7 @@ namespace {
 struct RegistryState {
   std::mutex mutex;
   std::optional<AccountTypeRegistry> registry;
+  std::atomic<const AccountTypeRegistry*> ready{nullptr};  // the same, once it is there
 };
 
 const ProcessContext::Slot<RegistryState> registrySlot{};
@@ -69,8 +71,11 @@ AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types) {
 
 const AccountTypeRegistry& AccountTypeRegistry::current() {
   RegistryState& state = ProcessContext::current().state(registrySlot);
+  // Asked for each account, and so without the lock.
+  if (const auto* ready = state.ready.load(std::memory_order_acquire)) return *ready;
   const std::lock_guard lock(state.mutex);
   if (!state.registry) state.registry = AccountTypeRegistry(readTypes());
+  state.ready.store(&*state.registry, std::memory_order_release);
   return *state.registry;
 }
 

@@ -2,8 +2,9 @@
 #include "platform/ProcessContext.h"
 
 #include <atomic>
-#include <map>
+#include <deque>
 #include <mutex>
+#include <utility>
 
 #include "platform/SameVersion.h"
 
@@ -14,13 +15,40 @@ std::atomic<ProcessContext*> defaultContext{nullptr};
 thread_local ProcessContext* overridingContext = nullptr;
 }  // namespace
 
+// The states stand in a list that only ever grows, so that looking one up, which happens several
+// times for each account, takes no lock. They are few, and the ones asked for most are among the
+// first that are made.
 struct ProcessContext::Contents {
+  struct State {
+    const void* slot;
+    std::shared_ptr<void> value;
+    std::atomic<const State*> next{nullptr};
+
+    State(const void* name, std::shared_ptr<void> made) : slot(name), value(std::move(made)) {}
+  };
+
   explicit Contents(const Platform& services) : platform(services) {}
+
+  [[nodiscard]] void* find(const void* slot) const noexcept {
+    for (const State* each = first.load(std::memory_order_acquire); each != nullptr;
+         each = each->next.load(std::memory_order_acquire)) {
+      if (each->slot == slot) return each->value.get();
+    }
+    return nullptr;
+  }
+  // REQUIRES: the mutex is held.
+  void* add(const void* slot, std::shared_ptr<void> made) {
+    std::atomic<const State*>& end = states.empty() ? first : states.back().next;
+    const State& state = states.emplace_back(slot, std::move(made));
+    end.store(&state, std::memory_order_release);
+    return state.value.get();
+  }
 
   Platform platform;
   ClassRegistry classes;
   std::recursive_mutex mutex;  // a state may look up another while it is made
-  std::map<const void*, std::shared_ptr<void>> states;
+  std::deque<State> states;
+  std::atomic<const State*> first{nullptr};
 };
 
 ProcessContext::ProcessContext(const Platform& platform, std::size_t size) {
@@ -69,10 +97,10 @@ void ProcessContext::setDefault(ProcessContext* context) {
 }
 
 void* ProcessContext::stateAt(const void* slot, std::shared_ptr<void> (*make)()) {
+  if (void* state = contents_->find(slot)) return state;
   const std::lock_guard lock(contents_->mutex);
-  std::shared_ptr<void>& state = contents_->states[slot];
-  if (state == nullptr) state = make();
-  return state.get();
+  if (void* state = contents_->find(slot)) return state;  // another thread was quicker
+  return contents_->add(slot, make());
 }
 
 ProcessContext::Override::Override(ProcessContext& context) noexcept

@@ -2,6 +2,7 @@
 #include "plist/BinaryObjects.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -42,6 +43,9 @@ bool BinaryObjects::collect(const PropertyList& root) {
       return false;
     }
   }
+  // What only helped to number makes room for the file.
+  slots_ = {};
+  seen_ = {};
   return true;
 }
 
@@ -58,12 +62,15 @@ void BinaryObjects::reserveFor(const PropertyList& root) {
   }
   refs_.reserve(2 * values);
   objects_.reserve(values / 2);
+  growSlots(std::bit_ceil(std::max<std::size_t>(512, values / 2 / 3 * 4)));
 }
 
 template <class Same>
 BinaryObjects::Id BinaryObjects::intern(std::uint32_t hash, const BinaryObject& object,
                                         const Same& same) {
-  if (4 * (objects_.size() + 1) > 3 * slots_.size()) growSlots();
+  if (4 * (objects_.size() + 1) > 3 * slots_.size()) {
+    growSlots(slots_.empty() ? 512 : 2 * slots_.size());
+  }
   const std::size_t mask = slots_.size() - 1;
   std::size_t place = hash & mask;
   for (; slots_[place].idPlusOne != 0; place = (place + 1) & mask) {
@@ -249,8 +256,8 @@ void BinaryObjects::remember(const Counted* node, Id id) {
   if (node != nullptr && node->shared()) seen_.insert(node, id);
 }
 
-void BinaryObjects::growSlots() {
-  std::vector<Slot> old(slots_.empty() ? 512 : 2 * slots_.size());
+void BinaryObjects::growSlots(std::size_t count) {
+  std::vector<Slot> old(count);
   old.swap(slots_);
   const std::size_t mask = slots_.size() - 1;
   for (const Slot& slot : old) {

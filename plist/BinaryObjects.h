@@ -94,7 +94,8 @@ class BinaryObjects {
   // The id of the object with this hash that is `same`, or else of `object`, which is added.
   template <class Same>
   Id intern(std::uint32_t hash, const BinaryObject& object, const Same& same);
-  void growSlots();
+  // Makes the table one of so many slots, a power of two.
+  void growSlots(std::size_t count);
 
   std::vector<BinaryObject> objects_;
   std::vector<Slot> slots_;

@@ -23,10 +23,19 @@ bool hasKey(const Entry& entry, std::string_view key, std::uint32_t hash) noexce
   return node->bytes() == key.data() || node->text() == key;
 }
 
-bool isKey(const Entry& entry, std::string_view key) noexcept {
-  const StringNode* node = Access::key(entry).get();
-  if (node == nullptr) return key.empty();
-  return node->size == key.size() && std::memcmp(node->bytes(), key.data(), key.size()) == 0;
+// The entry under the key, or nullptr. Where there is no index, hashing the key would take longer
+// than comparing it with the few that have its length and begin alike.
+const Entry* findKey(const DictionaryNode& node, std::string_view key) noexcept {
+  if (slotCount(node.capacity) != 0 || key.empty()) return Access::find(node, key, hashOf(key));
+  const Entry* const end = node.items() + node.size;
+  for (const Entry* entry = node.items(); entry != end; ++entry) {
+    const StringNode* name = Access::key(*entry).get();
+    if (name != nullptr && name->size == key.size() && *name->bytes() == key.front() &&
+        std::memcmp(name->bytes(), key.data(), key.size()) == 0) {
+      return entry;
+    }
+  }
+  return nullptr;
 }
 
 void addToIndex(DictionaryNode& node, std::size_t entry) noexcept {
@@ -79,15 +88,7 @@ Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Propert
 }
 
 const PropertyList* Dictionary::find(std::string_view key) const noexcept {
-  if (!node_) return nullptr;
-  if (detail::slotCount(node_->capacity) == 0) {
-    // Hashing the key would take longer than comparing it with the few of its length.
-    for (const Entry& entry : *this) {
-      if (detail::isKey(entry, key)) return &entry.value();
-    }
-    return nullptr;
-  }
-  const Entry* found = detail::Access::find(*node_, key, detail::hashOf(key));
+  const Entry* found = node_ ? detail::findKey(*node_, key) : nullptr;
   return found != nullptr ? &found->value() : nullptr;
 }
 
@@ -107,8 +108,7 @@ const Array& Dictionary::arrayOrEmpty(std::string_view key) const noexcept {
 }
 
 void Dictionary::set(std::string_view key, PropertyList value) {
-  const std::uint32_t hash = detail::hashOf(key);
-  if (const Entry* found = node_ ? detail::Access::find(*node_, key, hash) : nullptr) {
+  if (const Entry* found = node_ ? detail::findKey(*node_, key) : nullptr) {
     const auto index = static_cast<std::size_t>(found - begin());
     detail::makeWritableIndexed(node_, size());
     detail::Access::value(node_->items()[index]) = std::move(value);
@@ -122,7 +122,7 @@ void Dictionary::set(std::string_view key, PropertyList value) {
 
 bool Dictionary::remove(std::string_view key) {
   if (!node_) return false;
-  const Entry* found = detail::Access::find(*node_, key, detail::hashOf(key));
+  const Entry* found = detail::findKey(*node_, key);
   if (found == nullptr) return false;
   const auto index = static_cast<std::size_t>(found - begin());
   detail::makeWritableIndexed(node_, size());
