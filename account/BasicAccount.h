@@ -241,6 +241,8 @@ class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
   [[nodiscard]] std::optional<std::string> stringPropertyForKey(std::string_view key) const;
   // What the registry lists for the record's type, in canonical order.
   [[nodiscard]] const StringList& supportedInOrder() const;
+  // The provisioned data classes, only those in a list where one is given.
+  [[nodiscard]] StringList provisionedAmong(const Array* wanted) const;
   void storeEnabled(bool enabled, std::string_view dataclass);
 
   std::shared_ptr<LiveProperties> properties_ = std::make_shared<LiveProperties>();

@@ -22,6 +22,23 @@ bool contains(const StringList& list, std::string_view text) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
+// Whether `stored` already is what withSwitched() would make of it. Only short lists are looked at.
+bool isSwitched(const Array& stored, bool enabled, std::string_view dataclass) {
+  constexpr std::size_t kShort = 16;
+  if (stored.size() > kShort) return false;
+  bool isThere = false;
+  for (auto each = stored.begin(); each != stored.end(); ++each) {
+    const auto text = each->stringValue();
+    if (!text) continue;
+    isThere = isThere || *text == dataclass;
+    const bool repeats = std::any_of(stored.begin(), each, [&](const PropertyList& other) {
+      return other.stringValue() == text;
+    });
+    if (repeats) return false;
+  }
+  return isThere == enabled;
+}
+
 // The members of `stored` once each, with `dataclass` among them or not. Members that are no
 // strings stay: they are not ours to drop.
 Array withSwitched(const Array* stored, bool enabled, std::string_view dataclass) {
@@ -53,13 +70,18 @@ StringList BasicAccount::supportedDataclasses() const {
 }
 
 StringList BasicAccount::provisionedDataclasses() const {
+  return provisionedAmong(nullptr);
+}
+
+StringList BasicAccount::provisionedAmong(const Array* wanted) const {
   const PropertyList* stored = findProperty(kAccountProvisionedDataclasses);
   const Array* provisioned = stored != nullptr ? stored->array() : nullptr;
   const auto restricted = _profileRestrictedDataclasses();
   StringList result;
   for (const std::string& each : supportedInOrder()) {
     const bool isProvisioned = provisioned == nullptr || containsString(*provisioned, each);
-    if (isProvisioned && !restricted.contains(each) && !contains(result, each)) {
+    const bool isWanted = wanted == nullptr || containsString(*wanted, each);
+    if (isProvisioned && isWanted && !restricted.contains(each) && !contains(result, each)) {
       result.push_back(each);
     }
   }
@@ -75,9 +97,7 @@ std::optional<StringList> BasicAccount::enabledDataclasses() const {
   const PropertyList* stored = findProperty(kAccountEnabledDataclasses);
   const Array* enabled = stored != nullptr ? stored->array() : nullptr;
   if (enabled == nullptr) return std::nullopt;
-  StringList result = provisionedDataclasses();
-  std::erase_if(result, [enabled](const auto& each) { return !containsString(*enabled, each); });
-  return result;
+  return provisionedAmong(enabled);
 }
 
 bool BasicAccount::isEnabledForDataclass(std::string_view dataclass) const {
@@ -95,6 +115,8 @@ void BasicAccount::_forcedSetEnabledForDataclass(bool enabled, std::string_view 
 
 void BasicAccount::storeEnabled(bool enabled, std::string_view dataclass) {
   const Array* own = properties_->values().array(kAccountEnabledDataclasses);
+  // Most often it is so already, and the properties go on sharing their storage with the originals.
+  if (own != nullptr && isSwitched(*own, enabled, dataclass)) return;
   setAccountPropertyForKey(withSwitched(own, enabled, dataclass), kAccountEnabledDataclasses);
 }
 

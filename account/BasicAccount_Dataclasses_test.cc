@@ -235,6 +235,20 @@ TEST_F(DataclassesTest, EnablingAgainLeavesTheListEqual) {
   EXPECT_THAT(stored(*account), Optional(ElementsAre(kNotes, kMail)));
 }
 
+TEST_F(DataclassesTest, SwitchingToWhatItIsStoresNothing) {
+  const auto account = make("Groupware", enabled({kNotes, kMail}));
+  const Dictionary before = account->properties().values();
+  account->setEnabledForDataclass(true, kNotes);
+  account->setEnabledForDataclass(false, kContacts);
+  EXPECT_TRUE(account->properties().values().identicalTo(before));
+}
+
+TEST_F(DataclassesTest, EnablingAgainDropsRepeatedOnes) {
+  const auto account = make("Groupware", enabled({kNotes, kMail, kNotes}));
+  account->setEnabledForDataclass(true, kNotes);
+  EXPECT_THAT(stored(*account), Optional(ElementsAre(kNotes, kMail)));
+}
+
 TEST_F(DataclassesTest, DisablingWithoutAStoredListStoresAnEmptyOne) {
   const auto account = make("Groupware");
   account->setEnabledForDataclass(false, kMail);

@@ -11,13 +11,13 @@ AccountsByIdentifier::Account AccountsByIdentifier::find(std::string_view identi
 }
 
 void AccountsByIdentifier::set(std::string_view identifier, Account account) {
-  Entry* entry = entries_.find(identifier);
-  if (entry != nullptr && entry->account == account) return;
+  const auto [entry, isNew] = entries_.insert(identifier);
+  if (!isNew && entry->account == account) return;
   if (bySyncIdentifier_) {
-    if (entry != nullptr) bySyncIdentifier_->remove(entry->token);
+    if (!isNew) bySyncIdentifier_->remove(entry->token);
     bySyncIdentifier_->add(nextToken_, *account);
   }
-  entries_.set(identifier, {std::move(account), nextToken_++});
+  *entry = {std::move(account), nextToken_++};
 }
 
 void AccountsByIdentifier::remove(std::string_view identifier) {

@@ -70,12 +70,20 @@ class IdentifierMap {
 
   // A value that is there already is replaced, in its old place of the order.
   void set(std::string_view identifier, Value value) {
-    if (Value* old = find(identifier)) {
-      *old = std::move(value);
-      return;
+    *insert(identifier).first = std::move(value);
+  }
+  // The value under `identifier`, an empty one where there was none, and whether there was none.
+  // The pointer lives until the next change.
+  std::pair<Value*, bool> insert(std::string_view identifier) {
+    if (isAt(expected_, identifier)) return {&entries_[expected_++]->value, false};
+    const TokenTable::Key key = keyOf(identifier);
+    if (const auto index = indexWith(key, identifier)) {
+      expected_ = *index + 1;
+      return {&entries_[*index]->value, false};
     }
-    index_.add(keyOf(identifier), entries_.size());
-    entries_.push_back(Entry{std::string(identifier), std::move(value)});
+    index_.add(key, entries_.size());
+    entries_.push_back(Entry{std::string(identifier), Value()});
+    return {&entries_.back()->value, true};
   }
 
   void remove(std::string_view identifier) {
@@ -97,19 +105,20 @@ class IdentifierMap {
   static TokenTable::Key keyOf(std::string_view identifier) { return detail::hashOf(identifier); }
 
   [[nodiscard]] std::optional<std::size_t> indexOf(std::string_view identifier) const {
-    const std::optional<std::size_t> index =
-        isAt(expected_, identifier) ? std::optional(expected_) : searchedIndexOf(identifier);
+    const std::optional<std::size_t> index = isAt(expected_, identifier)
+                                                 ? std::optional(expected_)
+                                                 : indexWith(keyOf(identifier), identifier);
     if (index) expected_ = *index + 1;
     return index;
   }
   [[nodiscard]] bool isAt(std::size_t index, std::string_view identifier) const {
     return index < entries_.size() && entries_[index] && entries_[index]->identifier == identifier;
   }
-  [[nodiscard]] std::optional<std::size_t> searchedIndexOf(std::string_view identifier) const {
+  [[nodiscard]] std::optional<std::size_t> indexWith(TokenTable::Key key,
+                                                     std::string_view identifier) const {
     // Different identifiers may have one key.
-    return index_.first(keyOf(identifier), [&](std::size_t index) {
-      return entries_[index]->identifier == identifier;
-    });
+    return index_.first(
+        key, [&](std::size_t index) { return entries_[index]->identifier == identifier; });
   }
 
   void closeGaps() {

@@ -1,6 +1,9 @@
 // Gives mail accounts the class that their directory tells, and says so to the mail application.
 #include "store/RSRuntimeFixMailAccount.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -15,17 +18,15 @@ namespace accountsettings {
 namespace {
 
 // The classes that the mail application has: an account that names one of them is left alone.
-const std::set<std::string, std::less<>>& supportedMailClasses() {
-  static const std::set<std::string, std::less<>> classes{
-      "VantorAccount", "QuorraAccount", "POPAccount",   "IMAPAccount",
-      "AOLAccount",    "LocalAccount",  "GmailAccount", "YahooAccount"};
-  return classes;
-}
+constexpr std::array<std::string_view, 8> kSupportedMailClasses{
+    "VantorAccount", "QuorraAccount", "POPAccount",   "IMAPAccount",
+    "AOLAccount",    "LocalAccount",  "GmailAccount", "YahooAccount"};
 
-const std::set<std::string, std::less<>>& typesLookedAt() {
-  static const std::set<std::string, std::less<>> types{std::string(kQuorraAccountType),
-                                                        std::string(kMailAccountType)};
-  return types;
+constexpr std::array kTypesLookedAt{kQuorraAccountType, kMailAccountType};
+
+template <std::size_t kSize>
+bool isAmong(std::string_view text, const std::array<std::string_view, kSize>& all) {
+  return std::ranges::find(all, text) != all.end();
 }
 
 bool isConfigured(const std::optional<std::string>& value) {
@@ -71,7 +72,7 @@ FixResult RSRuntimeFixMailAccount::fixBasicAccountIfNeededLoggingMessage(
 
 bool RSRuntimeFixMailAccount::isInOrder(std::optional<std::string_view> type,
                                         std::optional<std::string_view> accountClass) {
-  return !type || !typesLookedAt().contains(*type) || (accountClass && isMailClass(*accountClass));
+  return !type || !isAmong(*type, kTypesLookedAt) || (accountClass && isMailClass(*accountClass));
 }
 
 bool RSRuntimeFixMailAccount::_cleanupAccountClass(BasicAccount& account) {
@@ -86,7 +87,7 @@ bool RSRuntimeFixMailAccount::_cleanupAccountClass(BasicAccount& account) {
 }
 
 bool RSRuntimeFixMailAccount::isMailClass(std::string_view accountClass) {
-  return supportedMailClasses().contains(accountClass);
+  return isAmong(accountClass, kSupportedMailClasses);
 }
 
 std::optional<std::string_view> RSRuntimeFixMailAccount::mailClassToldBy(
@@ -107,7 +108,9 @@ void RSRuntimeFixMailAccount::accountsHaveBeenSaved(bool saved) {
 }
 
 const std::set<std::string, std::less<>>& RSRuntimeFixMailAccount::supportedAccountTypes() const {
-  return typesLookedAt();
+  static const std::set<std::string, std::less<>> types(kTypesLookedAt.begin(),
+                                                        kTypesLookedAt.end());
+  return types;
 }
 
 void reportMailAccountClassFound() {}
