@@ -8,6 +8,7 @@
 #include "migration/CalDAVMatching.h"
 #include "migration/StepReading.h"
 #include "platform/ProcessContext.h"
+#include "store/InBatches.h"
 
 namespace accountsettings {
 namespace {
@@ -103,10 +104,10 @@ bool AccountsDataMigrator::_migrateAccountsFrom7A150(AccountsManager& store) {
   AccountList accounts = store.basicAccountsWithTypes({"Quorra", "Mail"});
   const AccountList exchange = store.basicAccountsWithTypes({"Exchange"});
   accounts.insert(accounts.end(), exchange.begin(), exchange.end());
-  for (const Account& account : accounts) {
+  forEachAccount(accounts, [](const Account& account) {
     keepIdentifierForSync(*account);
     settleIdentifier(*account);
-  }
+  });
   const AccountList delivery = store.basicAccountsWithTypes({"SMTP"});
   for (const Account& account : delivery) settleIdentifier(*account);
   store.replaceAccountsWithTypesWithAccounts({"Quorra", "Mail", "Exchange"}, accounts);
@@ -149,13 +150,13 @@ bool AccountsDataMigrator::_migrateAccountsFrom7A241(AccountsManager& store) {
 // calendars, until now accounts beside them, become one of their data classes.
 bool AccountsDataMigrator::_migrateAccountsFrom7A242(AccountsManager& store) {
   CalDAVFolding folding(store.allBasicAccounts());
-  for (const Account& account : store.allBasicAccounts()) {
+  forEachAccount(store.allBasicAccounts(), [&](const Account& account) {
     enableMailAndNotesWhereActive(*account);
     giveOwnType(*account);
     if (isGmailOrYahoo(*account) && folding.foldInto(*account)) {
       account->setEnabledForDataclass(true, kCalendars);
     }
-  }
+  });
   folding.deleteFolded(store);
   store.setDataVersion(5);
   return true;

@@ -8,6 +8,7 @@
 #include "migration/AccountsDataMigrator.h"
 #include "migration/StepReading.h"
 #include "platform/ProcessContext.h"
+#include "store/InBatches.h"
 
 namespace accountsettings {
 namespace {
@@ -225,9 +226,9 @@ bool AccountsDataMigrator::_migrateAccountsFrom8A293(AccountsManager& store) {
 // is not mail.
 bool AccountsDataMigrator::_migrateAccountsFrom8B117(AccountsManager& store) {
   const AccountList accounts = store.allBasicAccounts();
-  for (const Account& account : accounts) {
+  forEachAccount(accounts, [&](const Account& account) {
     if (isHostedMailClass(account->accountClass())) putUnderUmbrella(store, account);
-  }
+  });
   store.saveAllAccounts();
   return true;
 }
@@ -235,10 +236,10 @@ bool AccountsDataMigrator::_migrateAccountsFrom8B117(AccountsManager& store) {
 // Hosted mail accounts go by their umbrella's name, and active mail accounts carry mail by name,
 // POP accounts too.
 bool AccountsDataMigrator::_migrateAccountsFrom8C136(AccountsManager& store) {
-  for (const Account& account : store.allBasicAccounts()) {
+  forEachAccount(store.allBasicAccounts(), [](const Account& account) {
     if (account->accountClass() == "ZQAccount") removeNamesOfHostedChildren(*account);
     if (isActiveMailAccount(*account)) account->setEnabledForDataclass(true, kMail);
-  }
+  });
   store.saveAllAccounts();
   return true;
 }
@@ -254,7 +255,7 @@ bool AccountsDataMigrator::_migrateAccountsFrom8F191(AccountsManager& store) {
 // becomes the device's primary one.
 bool AccountsDataMigrator::_migrateAccountsFrom9A182(AccountsManager& store) {
   bool foundPrimary = false;
-  for (const Account& account : store.allBasicSyncableAccounts()) {
+  forEachAccount(store.allBasicSyncableAccounts(), [&](const Account& account) {
     if (contains(account->supportedDataclasses(), kReminders) &&
         contains(account->enabledDataclasses(), kCalendars)) {
       account->setEnabledForDataclass(true, kReminders);
@@ -262,7 +263,7 @@ bool AccountsDataMigrator::_migrateAccountsFrom9A182(AccountsManager& store) {
     if (account->accountClass() == "ZQAccount" && settleCloudAccount(*account)) {
       foundPrimary = true;
     }
-  }
+  });
   if (!foundPrimary) {
     for (const Account& account : store.basicAccountsWithTypes({"ZelqoAccount"})) {
       if (statusOf(*account) != kStatusToRepair) continue;

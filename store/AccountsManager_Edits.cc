@@ -1,12 +1,12 @@
 // AccountsManager_Edits.cc changes the accounts of a store, in memory. Children are edited through
 // their parent's "ChildAccounts", and their records are made anew each time that list changes.
 #include <algorithm>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "account/AccountConstants.h"
 #include "logging/Logging.h"
+#include "plist/PointerMap.h"
 #include "store/AccountsManager.h"
 #include "store/Descriptions.h"
 #include "store/StoreContents.h"
@@ -76,39 +76,39 @@ void AccountsManager::replaceAccountsWithTypesWithAccounts(const StringList& typ
   RSLog("Replacing accounts");
   IdentifierMap<Account> replacements;
   replacements.reserve(accounts.size());
-  for (const Account& account : accounts) {
+  forEachAccount(accounts, [&](const Account& account) {
     const auto identifier = account != nullptr ? storedIdentifierOf(*account) : std::nullopt;
     if (identifier) replacements.set(*identifier, account);
-  }
+  });
 
   // The old map stays in force until the end: it tells the former parents of moved children.
   AccountsByIdentifier topLevel;
   AccountList ordered;
-  std::unordered_set<const BasicAccount*> placed;
+  detail::PointerMap<bool> placed;
   const AccountList former = contents_->ordered.accounts();
   topLevel.reserve(former.size());
   ordered.reserve(former.size());
-  placed.reserve(accounts.size());
   // From the last to the first: of accounts that share an identifier the first is then found.
-  for (auto each = former.rbegin(); each != former.rend(); ++each) {
-    const std::optional<std::string_view> identifier = storedIdentifierOf(**each);
+  const auto place = [&](const Account& each) {
+    const std::optional<std::string_view> identifier = storedIdentifierOf(*each);
     const Account* replacement = identifier ? replacements.find(*identifier) : nullptr;
     if (replacement != nullptr) {
       ordered.push_back(*replacement);
       topLevel.set(*identifier, *replacement);
-      placed.insert(replacement->get());
+      placed.insert(replacement->get(), true);
       _loadChildrenFromAccount(*replacement);
-    } else if (isOfType(**each, types)) {
+    } else if (isOfType(*each, types)) {
       if (identifier) _removeChildrenForAccountWithIdentifier(*identifier);
     } else {
-      ordered.push_back(*each);
-      if (identifier) topLevel.set(*identifier, *each);
+      ordered.push_back(each);
+      if (identifier) topLevel.set(*identifier, each);
     }
-  }
+  };
+  visitInBatches(former.rbegin(), former.rend(), fetchAccount, place);
   std::reverse(ordered.begin(), ordered.end());
 
   for (const Account& account : accounts) {
-    if (account == nullptr || placed.count(account.get()) != 0) continue;
+    if (account == nullptr || placed.find(account.get()) != nullptr) continue;
     if (const auto parentIdentifier = account->parentAccountIdentifier()) {
       moveChildToAccount(account, topLevel.find(*parentIdentifier));
       continue;

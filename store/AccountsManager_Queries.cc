@@ -7,6 +7,7 @@
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
 #include "store/Descriptions.h"
+#include "store/InBatches.h"
 #include "store/StoreContents.h"
 
 namespace accountsettings {
@@ -45,9 +46,9 @@ AccountsManager::AccountList AccountsManager::allBasicSyncableAccounts() const {
 AccountsManager::AccountList AccountsManager::basicAccountsWithTypes(
     const StringList& types) const {
   AccountList accounts;
-  for (const Account& account : allBasicAccounts()) {
+  forEachAccount(allBasicAccounts(), [&](const Account& account) {
     if (isOfType(*account, types)) accounts.push_back(account);
-  }
+  });
   return accounts;
 }
 
