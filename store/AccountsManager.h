@@ -73,7 +73,7 @@ using NotificationSet = std::map<std::string, Array, std::less<>>;
 
 /// What serialising the settings gave: the bytes of the file, or what went wrong, or both.
 struct SerializedSettings {
-  std::optional<Bytes> data;
+  std::shared_ptr<const Bytes> data;
   std::optional<std::string> error;
 };
 

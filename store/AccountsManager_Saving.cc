@@ -36,6 +36,19 @@ Dictionary merged(const Dictionary& inMemory, const Dictionary& original,
   return result;
 }
 
+// What an account is in the file from now on: as in memory where there is nothing to merge it with.
+Dictionary loggedMerge(const Dictionary& inMemory, const Dictionary& original,
+                       const Dictionary* onDisk, bool isTraced) {
+  if (isTraced) {
+    RSLog("Merging inmem %@ orig %@ onDisk %@", inMemory, original,
+          onDisk != nullptr ? std::optional(*onDisk) : std::nullopt);
+  }
+  const bool canMerge = !original.empty() && onDisk != nullptr && !onDisk->empty();
+  Dictionary result = canMerge ? merged(inMemory, original, *onDisk) : inMemory;
+  if (isTraced) RSLog("merged to %@", result);
+  return result;
+}
+
 }  // namespace
 
 void AccountsManager::saveAllAccounts() {
@@ -105,60 +118,63 @@ LastSave AccountsManager::mergeAndReplace() {
 Dictionary AccountsManager::mergedWith(const std::optional<Dictionary>& rootOnDisk) const {
   // Building a store of plain accounts would do nothing but answer what they are.
   PlainAccounts& plainOnDisk = contents_->plainOnDisk;
-  const bool isPlain =
-      shortCutsAreTaken() && plainOnDisk.examine(rootOnDisk ? accountsOf(*rootOnDisk) : Array());
+  const Array listOnDisk = rootOnDisk ? accountsOf(*rootOnDisk) : Array();
+  const bool isPlain = shortCutsAreTaken() && plainOnDisk.examine(listOnDisk);
   const std::unique_ptr<AccountsManager> onDisk = isPlain ? nullptr : initWithRoot(rootOnDisk);
-  const auto propertiesOnDisk =
-      [&](const std::optional<std::string>& identifier) -> std::optional<Dictionary> {
-    if (!identifier) return std::nullopt;
+  const bool isTraced = getRSLoggingEnabled();
+  const auto mergedAccount = [&](const BasicAccount& account) {
+    const Dictionary inMemory = account.propertiesToSave();
+    const std::optional<std::string> identifier = account.identifier();
     if (isPlain) {
-      const Dictionary* properties = plainOnDisk.find(*identifier);
-      return properties != nullptr ? std::optional(*properties) : std::nullopt;
+      return loggedMerge(inMemory, account.originalProperties(),
+                         identifier ? plainOnDisk.find(*identifier) : nullptr, isTraced);
     }
-    const Account counterpart = onDisk->accountWithIdentifier(*identifier);
-    return counterpart != nullptr ? std::optional(counterpart->propertiesToSave()) : std::nullopt;
+    const Account counterpart = identifier ? onDisk->accountWithIdentifier(*identifier) : nullptr;
+    const Dictionary properties =
+        counterpart != nullptr ? counterpart->propertiesToSave() : Dictionary();
+    return loggedMerge(inMemory, account.originalProperties(),
+                       counterpart != nullptr ? &properties : nullptr, isTraced);
   };
   std::vector<PropertyList> accounts;
   accounts.reserve(count());
+  bool areAsOnDisk = true;  // the very same, and in the same places
   forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
-    accounts.emplace_back(mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
-        account->propertiesToSave(), account->originalProperties(),
-        propertiesOnDisk(account->identifier())));
-    if (getRSLoggingEnabled()) {
+    accounts.emplace_back(mergedAccount(*account));
+    const std::size_t place = accounts.size() - 1;
+    areAsOnDisk =
+        areAsOnDisk && place < listOnDisk.size() && accounts.back().identicalTo(listOnDisk[place]);
+    if (isTraced) {
       RSLog("%@:%@", account->type(), accounts.back(), account->enabledDataclasses());
     }
   });
-  return {{kPlistAccountsKey, Array(std::move(accounts))},
+  areAsOnDisk = areAsOnDisk && accounts.size() == listOnDisk.size();
+  return {{kPlistAccountsKey, areAsOnDisk ? listOnDisk : Array(std::move(accounts))},
           {kPlistVersionKey, static_cast<std::uint64_t>(currentVersion())}};
 }
 
 Dictionary AccountsManager::mergeInMemoryPropertiesOriginalPropertiesOnDiskProperties(
     const Dictionary& inMemory, const Dictionary& original,
     const std::optional<Dictionary>& onDisk) const {
-  RSLog("Merging inmem %@ orig %@ onDisk %@", inMemory, original, onDisk);
-  const bool canMerge = !original.empty() && onDisk && !onDisk->empty();
-  Dictionary result = canMerge ? merged(inMemory, original, *onDisk) : inMemory;
-  RSLog("merged to %@", result);
-  return result;
+  return loggedMerge(inMemory, original, onDisk ? &*onDisk : nullptr, getRSLoggingEnabled());
 }
 
 SerializedSettings AccountsManager::serializeSettings(const Dictionary& root) const {
-  const Bytes* known = shortCutsAreTaken() ? contents_->file.serializationOf(root) : nullptr;
-  if (known != nullptr) return {*known, std::nullopt};
+  auto known = shortCutsAreTaken() ? contents_->file.serializationOf(root) : nullptr;
+  if (known != nullptr) return {std::move(known), std::nullopt};
   ++settingsWork().serialized;
   Result<Bytes> bytes = writeBinary(root);
-  if (!bytes) return {std::nullopt, bytes.error().message};
-  return {std::move(bytes).value(), std::nullopt};
+  if (!bytes) return {nullptr, bytes.error().message};
+  return {std::make_shared<const Bytes>(std::move(bytes).value()), std::nullopt};
 }
 
 LastSave AccountsManager::writeRoot(const Dictionary& root) {
   SerializedSettings serialized = serializeSettings(root);
-  if (!serialized.data || serialized.error) {
+  if (serialized.data == nullptr || serialized.error) {
     systemLog("Failed to serialize account settings data: %@", serialized.error);
   }
-  const bool hasData = serialized.data.has_value();
-  Result<Bytes> data = hasData ? Result<Bytes>(std::move(*serialized.data))
-                               : Error{serialized.error.value_or("no data"), 0};
+  const bool hasData = serialized.data != nullptr;
+  Result<std::shared_ptr<const Bytes>> data = Error{serialized.error.value_or("no data"), 0};
+  if (hasData) data = std::move(serialized.data);
   const Status replaced = contents_->file.replace(std::move(data), root);
   if (replaced) return LastSave::success();
   return {hasData ? LastSave::Outcome::NotWritten : LastSave::Outcome::NotSerialized,

@@ -47,18 +47,18 @@ Result<std::shared_ptr<const KnownSettings>> readSettings(
   const Bytes none;
   Result<std::optional<Bytes>> bytes = ProcessContext::current().platform().files.readUnless(
       AccountsManager::fullPathToAccountSettingsPlist(),
-      expected != nullptr ? expected->bytes : none);
+      expected != nullptr ? *expected->bytes : none);
   if (!bytes) return bytes.error();
   if (!*bytes && expected != nullptr) return expected;
-  if (*bytes && known != nullptr && **bytes == known->bytes) return known;
+  if (*bytes && known != nullptr && **bytes == *known->bytes) return known;
   ++settingsWork().parsed;
   Bytes content = std::move(*bytes).value_or(Bytes());
   const Result<PropertyList> root = readPropertyList(content);
   if (!root || root->dictionary() == nullptr) return std::shared_ptr<const KnownSettings>();
-  return nowKnown(std::move(content), *root->dictionary());
+  return nowKnown(std::make_shared<const Bytes>(std::move(content)), *root->dictionary());
 }
 
-std::shared_ptr<const KnownSettings> nowKnown(Bytes bytes, Dictionary root) {
+std::shared_ptr<const KnownSettings> nowKnown(std::shared_ptr<const Bytes> bytes, Dictionary root) {
   auto settings =
       std::make_shared<const KnownSettings>(KnownSettings{std::move(bytes), std::move(root)});
   memory().know(settings);

@@ -12,7 +12,7 @@
 namespace accountsettings {
 
 struct KnownSettings {
-  Bytes bytes;
+  std::shared_ptr<const Bytes> bytes;
   Dictionary root;
 };
 
@@ -22,7 +22,8 @@ struct KnownSettings {
 [[nodiscard]] Result<std::shared_ptr<const KnownSettings>> readSettings(
     std::shared_ptr<const KnownSettings> expected = nullptr);
 // A state that was just written, known from now on.
-[[nodiscard]] std::shared_ptr<const KnownSettings> nowKnown(Bytes bytes, Dictionary root);
+[[nodiscard]] std::shared_ptr<const KnownSettings> nowKnown(std::shared_ptr<const Bytes> bytes,
+                                                            Dictionary root);
 // The dictionary in the settings file now; none where the file is missing, unreadable or holds
 // something else.
 [[nodiscard]] std::optional<Dictionary> settingsInFile();

@@ -44,13 +44,13 @@ Result<std::optional<Dictionary>> SettingsFile::read() {
   return std::optional(known_->root);
 }
 
-Status SettingsFile::replace(Result<Bytes> data, const Dictionary& root) {
+Status SettingsFile::replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root) {
   Files& files = ProcessContext::current().platform().files;
   const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
   const Result<std::unique_ptr<TemporaryFile>> temporary = files.makeTemporary(path);
   if (!temporary) return temporary.error();
   const std::string temporaryPath = (*temporary)->path();
-  Status replaced = data ? fill(**temporary, *data) : Status(data.error());
+  Status replaced = data ? fill(**temporary, **data) : Status(data.error());
   if (replaced) replaced = files.rename(temporaryPath, path);
   if (!replaced) {
     // Whether it can be removed makes no difference to the failed save.
@@ -65,7 +65,7 @@ Status SettingsFile::replace(Result<Bytes> data, const Dictionary& root) {
   return {};
 }
 
-const Bytes* SettingsFile::serializationOf(const Dictionary& root) const {
+std::shared_ptr<const Bytes> SettingsFile::serializationOf(const Dictionary& root) const {
   if (!isOwn_ || known_->root.size() != root.size()) return nullptr;
   const PropertyList* version = root.find(kPlistVersionKey);
   const PropertyList* knownVersion = known_->root.find(kPlistVersionKey);
@@ -75,11 +75,13 @@ const Bytes* SettingsFile::serializationOf(const Dictionary& root) const {
     return nullptr;
   }
   if (accounts == nullptr || knownAccounts == nullptr) return nullptr;
-  const bool areSame = std::equal(
-      accounts->array()->begin(), accounts->array()->end(), knownAccounts->array()->begin(),
-      knownAccounts->array()->end(),
-      [](const PropertyList& each, const PropertyList& known) { return each.identicalTo(known); });
-  return areSame ? &known_->bytes : nullptr;
+  const bool areSame = accounts->identicalTo(*knownAccounts) ||
+                       std::equal(accounts->array()->begin(), accounts->array()->end(),
+                                  knownAccounts->array()->begin(), knownAccounts->array()->end(),
+                                  [](const PropertyList& each, const PropertyList& known) {
+                                    return each.identicalTo(known);
+                                  });
+  return areSame ? known_->bytes : nullptr;
 }
 
 }  // namespace accountsettings

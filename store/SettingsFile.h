@@ -18,10 +18,10 @@ class SettingsFile {
   [[nodiscard]] Result<std::optional<Dictionary>> read();
   // Replaces the file, whole or not at all, by `data`, which is `root` serialised. After a failure,
   // which lacking data is too, the file is as it was and nothing else stays behind.
-  Status replace(Result<Bytes> data, const Dictionary& root);
+  Status replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root);
   // The bytes that this object wrote last, if their root had the very same accounts and version as
   // `root`, so that serialising it again would give them again; else nullptr.
-  [[nodiscard]] const Bytes* serializationOf(const Dictionary& root) const;
+  [[nodiscard]] std::shared_ptr<const Bytes> serializationOf(const Dictionary& root) const;
 
  private:
   std::shared_ptr<const KnownSettings> known_;  // what was read or written last

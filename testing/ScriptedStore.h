@@ -79,7 +79,7 @@ class ScriptedStore : public AccountsManager {
   SerializedSettings serializeSettings(const Dictionary& root) const override {
     SerializedSettings real = AccountsManager::serializeSettings(root);
     if (!serialized) return real;
-    return {serialized->withData ? real.data : std::nullopt, serialized->error};
+    return {serialized->withData ? real.data : nullptr, serialized->error};
   }
 
  private:
