@@ -104,6 +104,7 @@ class Device : public testing::MigrationTest {
                    oneOf<std::string_view>({"IMAPAccount", "QuorraAccount", "POPAccount",
                                             "GmailAccount", "VantorAccount", "ZQAccount"}));
     if (isOdd && roll(3) == 0) properties.remove("Class");
+    if (isOdd && roll(3) == 0) properties.set("Class", oneOf<PropertyList>({"", 4}));
     if (roll(10) == 0) properties.set("Class", "NotKnownToMail");
     if (roll(2) == 0) {
       properties.set("AccountPath", oneOf<std::string_view>({"/Mail/POP-a", "/Mail/AOL-b", "/x"}));
