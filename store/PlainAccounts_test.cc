@@ -41,10 +41,11 @@ TEST_F(PlainAccountsTest, AreNoneThatLoadingTellsOfOrRepairs) {
       mailAccount("a", "Unheard", {{"AccountPath", "~/Mail/POP-x"}}),
   };
   for (const PropertyList& each : bad) {
-    EXPECT_FALSE(PlainAccounts().examine({account("b"), each})) << each.description();
+    EXPECT_FALSE(PlainAccounts().examine({account("b"), each})) << ::testing::PrintToString(each);
     // A child's mail class is looked at by nobody.
     const bool isMail = each.dictionary() != nullptr && each.dictionary()->string("Type") == "Mail";
-    EXPECT_EQ(PlainAccounts().examine({parent("b", {each})}), isMail) << each.description();
+    EXPECT_EQ(PlainAccounts().examine({parent("b", {each})}), isMail)
+        << ::testing::PrintToString(each);
   }
   EXPECT_TRUE(PlainAccounts().examine({account("b"), good}));
   EXPECT_TRUE(PlainAccounts().examine({parent("b", {good})}));
