@@ -166,6 +166,9 @@ Status StagedFiles::makeDirectory(const std::string& path, unsigned mode) {
   if (!standing) return standing.error();
   if (*standing == Standing::Directory) return {};
   if (*standing != Standing::Nothing) return systemError(path, EEXIST);
+  const Result<Standing> entry = standingAt(path, false);
+  if (!entry) return entry.error();
+  if (*entry != Standing::Nothing) return systemError(path, EEXIST);  // a link that leads nowhere
   const std::string parent = directoryPart(path);
   if (parent != path && parent != ".") {
     if (Status made = makeDirectory(parent, mode); !made) return made;

@@ -138,6 +138,14 @@ TEST_F(StagedFilesTest, ADanglingLinkKeepsACopyOutAsOnTheDevice) {
   EXPECT_EQ(staged().copy(kFile, "/var/p/copy").error().code, EEXIST);
 }
 
+TEST_F(StagedFilesTest, ADanglingLinkKeepsADirectoryOutAsOnTheDevice) {
+  fs::create_symlink("nowhere", device.path("var/p/records"));
+  EXPECT_EQ(staged().makeDirectory("/var/p/records", 0777).error().code, EEXIST);
+  EXPECT_EQ(staged().makeDirectory("/var/p/records/deeper", 0777).error().code, EEXIST);
+  EXPECT_EQ(staged().makeDirectory("/var/p/records", 0777).error().code,
+            host().files().makeDirectory("/var/p/records", 0777).error().code);
+}
+
 TEST_F(StagedFilesTest, FilesNeedADirectoryAndDirectoriesAreNoFiles) {
   EXPECT_EQ(staged().create("/nowhere/file", testing::bytesOf("x")).error().code, ENOENT);
   EXPECT_EQ(staged().remove("/var").error().code, EISDIR);
