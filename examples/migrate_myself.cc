@@ -21,9 +21,16 @@ int main(int argc, char** argv) {
     return staged.result();  // false would refuse, with nothing touched
   };
   const auto outcome = accountsettings::migrateStaged(program.host(), migration);
-  if (!outcome.problem.empty()) {
-    std::cerr << outcome.problem << '\n';
-    return 3;
+  using Kind = accountsettings::MigrationOutcome::Kind;
+  if (outcome.kind == Kind::Refused) {
+    std::cerr << (outcome.problem.empty() ? "refused: the migration would answer no"
+                                          : outcome.problem)
+              << '\n';
+    return 3;  // nothing was touched
+  }
+  if (outcome.kind == Kind::Broken) {
+    std::cerr << outcome.problem << "; backup: " << outcome.backup << '\n';
+    return 4;
   }
   const auto store = AccountsManager::init();
   std::cout << "Version " << store->dataVersion() << ", " << store->count() << " accounts\n";
