@@ -6,7 +6,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 namespace accountsettings::terminal {
@@ -17,16 +19,20 @@ int descriptor(Stream stream) {
   return stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO;
 }
 
-sigset_t endingSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int each : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, each);
-  return signals;
-}
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
 
-void change(int how) {
-  const sigset_t signals = endingSignals();
-  pthread_sigmask(how, &signals, nullptr);
+std::array<struct sigaction, kEndingSignals.size()> actionsBefore;
+volatile std::sig_atomic_t heldSignal = 0;
+
+void holdSignal(int number) {
+  constexpr std::string_view kAnswer = "accountsettings: finishing what was begun, then stopping\n";
+  const int error = errno;
+  if (heldSignal == 0) {
+    // There is nobody else to tell where this fails.
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, kAnswer.data(), kAnswer.size());
+  }
+  heldSignal = number;
+  errno = error;
 }
 
 }  // namespace
@@ -76,11 +82,21 @@ unsigned groupIdentifier() noexcept {
 }
 
 InterruptsHeld::InterruptsHeld() noexcept {
-  change(SIG_BLOCK);
+  heldSignal = 0;
+  struct sigaction hold {};
+  hold.sa_handler = holdSignal;
+  hold.sa_flags = SA_RESTART;
+  for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+    sigaction(kEndingSignals[i], nullptr, &actionsBefore[i]);
+    if (actionsBefore[i].sa_handler != SIG_IGN) sigaction(kEndingSignals[i], &hold, nullptr);
+  }
 }
 
 InterruptsHeld::~InterruptsHeld() {
-  change(SIG_UNBLOCK);
+  for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+    sigaction(kEndingSignals[i], &actionsBefore[i], nullptr);
+  }
+  if (heldSignal != 0) raise(heldSignal);
 }
 
 }  // namespace accountsettings::terminal

@@ -28,7 +28,9 @@ void makeWritesFailInsteadOfEnding() noexcept;
 
 // InterruptsHeld holds back the signals by which people and sessions end a program (Ctrl-C,
 // hang-up, terminate) for as long as it lives, so that work which must not be cut in half is
-// finished first.
+// finished first. The first such signal is answered at once on standard error; the program ends by
+// the last of them when this is destroyed. There is one at a time. What the program was begun with
+// to ignore stays ignored.
 class InterruptsHeld {
  public:
   InterruptsHeld() noexcept;
