@@ -9,7 +9,7 @@ set(AS_PUBLIC_HEADERS
   plist/Result.h plist/XmlWriter.h
 
   # The services of a device, for whoever supplies them.
-  platform/AssertionFailure.h platform/ClassRegistry.h platform/Clock.h platform/Configuration.h
+  platform/AssertionFailure.h platform/BoundedLock.h platform/ClassRegistry.h platform/Clock.h platform/Configuration.h
   platform/Device.h platform/Directories.h platform/ExclusiveFileLock.h platform/FileWatches.h
   platform/Files.h platform/ForwardingFiles.h platform/MigratorBase.h platform/Modules.h
   platform/Notifications.h platform/Platform.h platform/PlatformWith.h platform/Preferences.h

@@ -54,15 +54,25 @@ Result<std::unique_ptr<FlockLock>> FlockLock::open(const RootDirectory& root,
 }
 
 Status FlockLock::acquire() {
-  if (file_) return {};
+  const Result<bool> acquired = acquireUntil(std::nullopt);
+  return acquired ? Status() : acquired.error();
+}
+
+Result<bool> FlockLock::acquireWithin(std::chrono::milliseconds limit) {
+  return acquireUntil(std::chrono::steady_clock::now() + limit);
+}
+
+Result<bool> FlockLock::acquireUntil(Deadline deadline) {
+  if (file_) return true;
   for (int tries = 0; tries < kMostTries; ++tries) {
     Result<FileDescriptor> file = openFile();
     if (!file) return file.error();
-    if (Status waited = waitFor(*file); !waited) return waited;
+    const Result<bool> waited = waitFor(*file, deadline);
+    if (!waited || !*waited) return waited;
     // A file that was replaced meanwhile keeps nobody out any more.
     if (isCurrent(*file)) {
       file_ = std::move(*file);
-      return {};
+      return true;
     }
   }
   return Error{root_.shown(path_) + ": was replaced again and again", EBUSY};
@@ -109,18 +119,18 @@ Result<std::optional<FileDescriptor>> FlockLock::createFile(
   return std::optional<FileDescriptor>(std::move(file));
 }
 
-Status FlockLock::waitFor(const FileDescriptor& file) const {
+Result<bool> FlockLock::waitFor(const FileDescriptor& file, Deadline deadline) const {
   // A signal between a look at `interrupted_` and a blocking call would be missed, so whoever wants
-  // to be interrupted is made to wait in short pauses.
-  const int operation = interrupted_ ? LOCK_EX | LOCK_NB : LOCK_EX;
-  while (::flock(file.get(), operation) != 0) {
+  // to be interrupted, or waits for a bounded time, is made to wait in short pauses.
+  const bool pauses = interrupted_ || deadline;
+  while (::flock(file.get(), pauses ? LOCK_EX | LOCK_NB : LOCK_EX) != 0) {
     if (errno != EINTR && errno != EWOULDBLOCK) return systemError(root_.shown(path_));
-    if (interrupted_) {
-      if (interrupted_()) return systemError(root_.shown(path_), EINTR);
-      std::this_thread::sleep_for(kPause);
-    }
+    if (!pauses) continue;
+    if (interrupted_ && interrupted_()) return systemError(root_.shown(path_), EINTR);
+    if (deadline && std::chrono::steady_clock::now() >= *deadline) return false;
+    std::this_thread::sleep_for(kPause);
   }
-  return {};
+  return true;
 }
 
 bool FlockLock::isCurrent(const FileDescriptor& file) const {

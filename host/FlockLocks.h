@@ -3,11 +3,13 @@
 // holder dies. The file itself stays.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
 #include "host/FileDescriptor.h"
 #include "host/RootDirectory.h"
+#include "platform/BoundedLock.h"
 #include "platform/ExclusiveFileLock.h"
 
 namespace accountsettings {
@@ -24,18 +26,21 @@ class FlockLocks : public Locks {
   std::function<bool()> interrupted_;
 };
 
-class FlockLock : public ExclusiveFileLock {
+class FlockLock : public ExclusiveFileLock, public BoundedLock {
  public:
   // `path` is the lock file's device path, which must exist or be possible to create.
   [[nodiscard]] static Result<std::unique_ptr<FlockLock>> open(const RootDirectory& root,
                                                                const std::string& path,
                                                                std::function<bool()> interrupted);
 
-  // Harmless when it is held already.
+  // Both are harmless when it is held already.
   Status acquire() override;
+  [[nodiscard]] Result<bool> acquireWithin(std::chrono::milliseconds limit) override;
   void release() override;
 
  private:
+  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+
   FlockLock(const RootDirectory& root, std::string path, std::function<bool()> interrupted);
 
   // Opens the lock file, creating it where it is missing.
@@ -44,8 +49,10 @@ class FlockLock : public ExclusiveFileLock {
   // None where another process created it first.
   [[nodiscard]] Result<std::optional<FileDescriptor>> createFile(
       const RootDirectory::Place& place) const;
+  // False where the deadline passes first; without one there is no end.
+  [[nodiscard]] Result<bool> acquireUntil(Deadline deadline);
   // Waits until no other holder of the open file is left.
-  Status waitFor(const FileDescriptor& file) const;
+  [[nodiscard]] Result<bool> waitFor(const FileDescriptor& file, Deadline deadline) const;
   // True where `file` is what the lock's path names now.
   [[nodiscard]] bool isCurrent(const FileDescriptor& file) const;
 

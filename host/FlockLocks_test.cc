@@ -278,6 +278,36 @@ TEST_F(FlockLocksTest, AnInterruptionEndsAWait) {
   EXPECT_EQ(waited.error().code, EINTR);
 }
 
+TEST_F(FlockLocksTest, ABoundedWaitTriesAtOnceAndEndsWithItsTime) {
+  LockPointer holder = acquired();
+  const Result<LockPointer> lock = make();
+  auto* const bounded = dynamic_cast<BoundedLock*>(lock->get());
+  ASSERT_NE(bounded, nullptr);
+  const Result<bool> tried = bounded->acquireWithin({});
+  ASSERT_TRUE(tried.ok());
+  EXPECT_FALSE(*tried);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(bounded->acquireWithin(std::chrono::milliseconds(60)).value());
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(60));
+  holder->release();
+  EXPECT_TRUE(bounded->acquireWithin({}).value());
+  EXPECT_TRUE(isHeld());
+  EXPECT_TRUE(bounded->acquireWithin({}).value()) << "what is held is had";
+}
+
+TEST_F(FlockLocksTest, ABoundedWaitEndsWhenTheLockIsFree) {
+  LockPointer holder = acquired();
+  const Result<LockPointer> lock = make();
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    holder->release();
+  });
+  EXPECT_TRUE(
+      dynamic_cast<BoundedLock*>(lock->get())->acquireWithin(std::chrono::minutes(5)).value());
+  other.join();
+  EXPECT_TRUE(isHeld());
+}
+
 TEST_F(FlockLocksTest, WhoCanBeInterruptedStillGetsTheLock) {
   LockPointer holder = acquired();
   FlockLocks interruptible(root, [] { return false; });

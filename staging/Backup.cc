@@ -339,7 +339,7 @@ std::string pathOfBackup(const std::string& name) {
 Result<MadeBackup> makeBackup(LinuxHost& host, const BackupSource& source, BackupManifest draft) {
   BackupMaker maker(host, source);
   maker.backup.manifest = std::move(draft);
-  Status made = maker.begin(host.platform().clock.localTime());
+  Status made = maker.begin(ProcessContext::current().platform().clock.localTime());
   if (made) made = maker.keepFiles();
   if (made) made = maker.tellChanges();
   if (made) made = maker.finish();

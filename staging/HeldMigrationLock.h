@@ -1,7 +1,10 @@
 // HeldMigrationLock is the migration lock, held from its making to its end.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "platform/ExclusiveFileLock.h"
 #include "plist/Result.h"
@@ -9,11 +12,22 @@
 namespace accountsettings {
 
 class LinuxHost;
+struct Platform;
+
+// How to wait for the lock.
+struct LockWait {
+  // None: until it is free. A lock that offers no bounded wait is waited for like that too.
+  std::optional<std::chrono::milliseconds> limit;
+  // Told where another holds it and the wait begins.
+  std::function<void()> begins;
+};
 
 class HeldMigrationLock {
  public:
-  // Blocks until the lock is free. Fails where it cannot be had.
-  [[nodiscard]] static Result<HeldMigrationLock> take(LinuxHost& host);
+  // Takes it as the system does, its log lines included. Fails where it cannot be had; with
+  // ETIMEDOUT where another held it for all of the time.
+  [[nodiscard]] static Result<HeldMigrationLock> take(LinuxHost& host, const Platform& platform,
+                                                      const LockWait& wait = {});
   ~HeldMigrationLock();
   HeldMigrationLock(HeldMigrationLock&&) noexcept = default;
   HeldMigrationLock& operator=(HeldMigrationLock&&) = delete;

@@ -344,7 +344,7 @@ TEST_F(InterruptedMigrationTest, APlanIsRefusedAsTheMigrationWouldBe) {
 TEST_F(InterruptedMigrationTest, APlanTakesTheJournalOfARunAtWorkForNoInterruption) {
   cutBeforeTheRename();
   const auto host = newHost();
-  const auto lock = HeldMigrationLock::take(*host);
+  const auto lock = HeldMigrationLock::take(*host, host->platform());
   ASSERT_TRUE(lock.ok());
   EXPECT_FALSE(plan().cutShort.has_value());
 }

@@ -1,6 +1,7 @@
 // The course of a migration under the lock: end, stage, judge, commit, and say what came of it.
 #include "staging/MigrateStaged.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "host/LinuxHost.h"
@@ -242,7 +243,7 @@ bool Run::commit() {
   // From the comparison to the reading back no program that saves may come between.
   const auto held = platform_.writerLocks.hold(accountSettingsAccountsPath());
   if (!held) {
-    refuseAfter(commit, Cause::Settings, held.error().message);
+    refuseAfter(commit, Cause::Writer, held.error().message);
     return true;
   }
   if (const auto changed = staged.firstChange()) {
@@ -334,9 +335,10 @@ void detail::migrateStaged(LinuxHost& host, const Platform* others,
   const Platform& platform = others != nullptr ? *others : host.platform();
   ProcessContext context(platform);
   const ProcessContext::Override current(context);
-  Result<HeldMigrationLock> lock = HeldMigrationLock::take(host);
+  Result<HeldMigrationLock> lock =
+      HeldMigrationLock::take(host, platform, {options.lockLimit, options.willWait});
   if (!lock) {
-    outcome.cause = Cause::Lock;
+    outcome.cause = lock.error().code == ETIMEDOUT ? Cause::LockHeld : Cause::Lock;
     outcome.problem = lock.error().message;
     return;
   }

@@ -5,6 +5,7 @@
 /// ends it.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -36,6 +37,10 @@ struct StagedMigrationOptions {
   StepProgress progress;
   /// What the backup names as the program that made it.
   std::string madeBy;
+  /// How long to wait for the migration lock; none: until it is free. 0 refuses at once.
+  std::optional<std::chrono::milliseconds> lockLimit;
+  /// Told where another process holds the lock and the wait begins.
+  std::function<void()> willWait;
 };
 
 /// What came of it. The program makes it, and the library fills in the members that it has.
@@ -52,10 +57,12 @@ struct MigrationOutcome {
   enum class Cause {
     None,
     Lock,         ///< the lock cannot be had
+    LockHeld,     ///< another process held it for as long as was to be waited
     Staging,      ///< see StagedMigration::failure()
     Changing,     ///< the device kept changing while the migration was staged
     Backup,       ///< the backup cannot be kept
     Settings,     ///< the new settings cannot be written
+    Writer,       ///< another program held the settings for as long as a save waits
     BrokenRun,    ///< the run before was broken: restore it, or accept it
     Interrupted,  ///< what an earlier run left cannot be ended
     Sentinel      ///< what it removed comes back only to be removed by a sentinel that came since
@@ -67,6 +74,7 @@ struct MigrationOutcome {
   std::string problem;
   /// The backup that holds what was there before; empty where none is kept.
   std::string backup;
+  /// The sync daemon was asked to exit, and was killed where it did not.
   bool daemonStopped = false;
   /// The backup of an earlier run that was cut short and is ended first; the same where that means
   /// to complete it, and where legacy files that it removed are put back.
@@ -114,8 +122,8 @@ void migrateStaged(LinuxHost& host, const Platform* platform, const StagedMigrat
   return outcome;
 }
 
-/// Migrates the device of `host`. Blocks until the migration lock is free. AssertionFailure where
-/// the library is of another version.
+/// Migrates the device of `host`. Blocks until the migration lock is free, or as long as is said.
+/// AssertionFailure where the library is of another version.
 [[nodiscard]] inline MigrationOutcome migrateStaged(LinuxHost& host,
                                                     const StagedMigrationOptions& options = {}) {
   MigrationOutcome outcome;

@@ -16,14 +16,17 @@
 #include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
 #include "staging/Backup.h"
+#include "staging/HeldMigrationLock.h"
 #include "staging/StagingTest.h"
 #include "store/AccountsManager.h"
+#include "testing/FakeLocks.h"
 
 namespace accountsettings {
 namespace {
 
 namespace fs = std::filesystem;
 using ::testing::Contains;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -473,6 +476,70 @@ TEST_F(MigrateStaged, AStoppedDaemonIsToldOfWhereTheRunIsRefusedAfterwards) {
   EXPECT_EQ(outcome.kind, Kind::Refused);
   EXPECT_TRUE(outcome.daemonStopped);
   EXPECT_THAT(log.lines, IsEmpty());
+}
+
+// MARK: The lock
+
+TEST_F(MigrateStaged, ALockThatIsHeldRefusesAfterTheTimeThatWasGiven) {
+  putSettings(3);
+  const auto holding = newHost();
+  const auto held = HeldMigrationLock::take(*holding, holding->platform());
+  ASSERT_TRUE(held.ok());
+  const auto before = tree();
+  StagedMigrationOptions options;
+  int waits = 0;
+  options.willWait = [&] { ++waits; };
+  for (const int limit : {0, 40}) {
+    options.lockLimit = std::chrono::milliseconds(limit);
+    const MigrationOutcome outcome = migrate(options);
+    EXPECT_EQ(outcome.kind, Kind::Refused);
+    EXPECT_EQ(outcome.cause, Cause::LockHeld);
+    EXPECT_EQ(waits, limit == 0 ? 0 : 1);
+  }
+  EXPECT_EQ(difference(tree(), before), "");
+  EXPECT_THAT(log.lines, Each(HasSubstr("Could not acquire the migration lock: ")));
+  EXPECT_THAT(log.lines, SizeIs(2));
+}
+
+TEST_F(MigrateStaged, ALockThatBecomesFreeIsTaken) {
+  putSettings(3);
+  const auto holding = newHost();
+  std::optional<HeldMigrationLock> held;
+  held.emplace(std::move(HeldMigrationLock::take(*holding, holding->platform())).value());
+  StagedMigrationOptions options;
+  options.willWait = [&] { held.reset(); };
+  EXPECT_EQ(migrate(options).kind, Kind::Done) << lastProblem;
+}
+
+// The locks are those of the platform that is given.
+TEST_F(MigrateStaged, AnotherPlatformsLockIsTaken) {
+  putSettings(3);
+  testing::Faults faults;
+  testing::FakeLocks locks(faults);
+  const auto host = newHost();
+  const MigrationOutcome outcome =
+      migrateStaged(*host, platformWith(host->platform(), {.locks = &locks}), {});
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_EQ(locks.acquired("AccountMigrationInProgress"), 1);
+  EXPECT_FALSE(locks.isHeld("AccountMigrationInProgress"));
+  EXPECT_FALSE(has(kLock));
+}
+
+TEST_F(MigrateStaged, AProgramThatHoldsTheSettingsIsToldAsThat) {
+  putSettings(3);
+  HostOptions hurried;
+  hurried.root = device.root();
+  hurried.systemLog = &log;
+  hurried.writerLockLimit = std::chrono::milliseconds(30);
+  const auto other = newHost();
+  const auto writer = other->platform().writerLocks.hold("/" + std::string(kSettings));
+  ASSERT_TRUE(writer.ok());
+  const auto before = tree();
+  const auto host = std::move(LinuxHost::create(hurried)).value();
+  const MigrationOutcome outcome = migrateStaged(*host);
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_EQ(outcome.cause, Cause::Writer);
+  EXPECT_EQ(difference(tree(), before), "");
 }
 
 // MARK: Other versions

@@ -1,25 +1,12 @@
 // `get`: the values of one account, as the store reports them.
 #include "tool/commands/GetCommand.h"
 
-#include "host/LinuxFiles.h"
 #include "tool/editing/AccountEditor.h"
-#include "tool/frame/KnownPresence.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 namespace {
-
-// Reading creates nothing, so only a lock file that is there already is waited for.
-void waitForMigration(OpenedRoot& device, Output& output) {
-  const std::string lock(kAccountMigrationLockFilename);
-  if (!isThere(device.files(), lock)) return;
-  if (const auto holder = device.lockHolder()) {
-    output.progress("Waiting for " + inWords(*holder));
-  }
-  AccountsManager::waitForMigrationToFinish();
-  output.progress("");
-}
 
 // A string as it is, so that a script can use it; on a terminal, and for anything else, as people
 // read it.
@@ -35,6 +22,7 @@ void GetCommand::describe(OptionSet& options) {
   options.argument("ID", identifier_, "The account's identifier, or a child's");
   options.arguments("KEY", keys_, "Keys of the values; all where left out");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
+  lock_.describe(options);
   options.example("accountsettings get 5A0DE000-0001-4000-8000-000000000001 --root device",
                   "Every value of an account.");
   options.example("accountsettings get 5A0DE000-0001-4000-8000-000000000001 Username --root device",
@@ -44,7 +32,7 @@ void GetCommand::describe(OptionSet& options) {
 ExitStatus GetCommand::run(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
-  waitForMigration(device, session.output);
+  waitForMigration(session.output, device, lock_);
   requireCurrentSettings(filesOfRoot().settings.content,
                          device.shown(accountSettingsAccountsPath()));
   const auto store = AccountsManager::init();

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/device/LockWaiting.h"
 #include "tool/frame/Command.h"
 
 namespace accountsettings {
@@ -17,6 +18,7 @@ class GetCommand : public Command {
   std::string identifier_;
   std::vector<std::string> keys_;
   bool reveal_ = false;
+  LockOption lock_;
 };
 
 }  // namespace accountsettings

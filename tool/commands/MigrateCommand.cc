@@ -25,6 +25,11 @@ std::string unchanged(bool ended) {
                : "nothing was changed; ";
 }
 
+// What a refusal says of the sync daemon, which may have refused to exit.
+std::string wordsForDaemon(bool asked) {
+  return asked ? "the sync daemon was asked to exit; " : "";
+}
+
 // Tells, and logs, what was ended first and what failed without harm.
 void tellEnd(Output& output, SystemLog& log, const MigrationOutcome& outcome) {
   const auto tell = [&](const std::string& text) {
@@ -46,7 +51,7 @@ Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
   using Cause = MigrationOutcome::Cause;
   if (outcome.cause == Cause::Lock) return device.lockFailure();
   if (outcome.cause == Cause::Staging) return plugInFailure(outcome.staged->failure()->error);
-  const std::string stopped = outcome.daemonStopped ? "the sync daemon was stopped; " : "";
+  const std::string stopped = wordsForDaemon(outcome.daemonStopped);
   const Obstacle obstacle = obstacleIn(device, outcome);
   return {"", obstacle.problem,
           stopped + unchanged(outcome.cutShort.has_value()) + obstacle.advice};
@@ -59,7 +64,8 @@ Prevented refusalOf(const MigrationSummary& summary, bool endedEarlier) {
     why += " (and " + counted(more, "more thing stands", "more things stand") +
            " against the migration)";
   }
-  return {"", why, unchanged(endedEarlier) + summary.advice};
+  const std::string stopped = wordsForDaemon(summary.daemonStopped);
+  return {"", why, stopped + unchanged(endedEarlier) + summary.advice};
 }
 
 }  // namespace
@@ -76,6 +82,7 @@ void MigrateCommand::describe(OptionSet& options) {
   options.text("--plan", plan_, "FILE",
                "Go on only if nothing changed since this plan was made (see plan --out)");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
+  lock_.describe(options);
   options.example("accountsettings migrate --root old --dry-run -v",
                   "Shows what each step would change, and touches nothing.");
   options.example(
@@ -83,7 +90,7 @@ void MigrateCommand::describe(OptionSet& options) {
       "Migrates a device, with a backup that 'restore' puts back and its log in a file.");
 }
 
-StagedMigrationOptions MigrateCommand::optionsFor(Session& session) const {
+StagedMigrationOptions MigrateCommand::optionsFor(Session& session, OpenedRoot& device) const {
   StagedMigrationOptions options;
   options.keepBackup = !noBackup_;
   options.keep = static_cast<std::size_t>(keep_);
@@ -97,6 +104,8 @@ StagedMigrationOptions MigrateCommand::optionsFor(Session& session) const {
     session.interrupts.emplace();
     session.changed = true;
   };
+  options.lockLimit = lock_.limit();
+  options.willWait = tellWaiting(session.output, device);
   return options;
 }
 
@@ -104,7 +113,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   MigrationSummary summary;
   std::optional<std::string> changed;  // since the plan that was given
   const auto planned = plan_ ? std::optional(readPlanInputs(*plan_)) : std::nullopt;
-  StagedMigrationOptions options = optionsFor(session);
+  StagedMigrationOptions options = optionsFor(session, device);
   options.judge = [&](StagedMigration& staged) {
     summary = summaryOf(device, staged, acceptLoss_);
     if (planned) changed = changedSince(*planned, summary.inputs, device);
@@ -129,6 +138,8 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   }
   if (outcome.cause == Cause::Staging && outcome.staged->failure()->isOfDevice()) {
     summary = summaryOf(device, *outcome.staged, acceptLoss_);
+  } else if (outcome.cause == Cause::LockHeld) {
+    throw lockHeldFailure(device, lock_);
   } else if (outcome.kind == MigrationOutcome::Kind::Refused && outcome.cause != Cause::None) {
     throw refusalOf(device, outcome);
   }

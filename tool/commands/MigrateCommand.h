@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/device/LockWaiting.h"
 #include "tool/frame/Command.h"
 #include "tool/migration/MigrationSummary.h"
 
@@ -19,7 +20,7 @@ class MigrateCommand : public Command {
  private:
   // Plans it, or carries it out.
   [[nodiscard]] MigrationSummary migrate(Session& session, OpenedRoot& device) const;
-  [[nodiscard]] StagedMigrationOptions optionsFor(Session& session) const;
+  [[nodiscard]] StagedMigrationOptions optionsFor(Session& session, OpenedRoot& device) const;
 
   bool verbose_ = false;
   bool dryRun_ = false;
@@ -28,6 +29,7 @@ class MigrateCommand : public Command {
   bool reveal_ = false;
   int keep_ = 5;
   std::optional<std::string> plan_;
+  LockOption lock_;
 };
 
 }  // namespace accountsettings

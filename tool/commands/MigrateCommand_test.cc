@@ -680,6 +680,32 @@ TEST_F(Migrate, WaitsForTheLock) {
   EXPECT_EQ(root_.settings().get("Version"), PropertyList(12));
 }
 
+// Nobody waits in silence, nor for ever.
+TEST_F(Migrate, ALockThatStaysHeldIsToldAtOnceAndEndsTheWait) {
+  root_.putSettings(9, {mailAccount("A")});
+  ASSERT_EQ(migrate().status, 0);
+  const int lock = ::open(root_.at(ToolRoot::kLock).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  const auto before = root_.snapshot();
+  const std::string holder = "held by process " + std::to_string(::getpid()) + " (tool_migration_";
+  for (const std::vector<std::string>& each :
+       {std::vector<std::string>{"migrate"}, {"restore"}, {"set", "A", "X", "1"}, {"get", "A"}}) {
+    SCOPED_TRACE(each.front());
+    for (const std::string seconds : {"0", "1"}) {
+      std::vector<std::string> arguments = each;
+      arguments.insert(arguments.end(), {"--root", root_.path(), "--wait", seconds});
+      const ToolResult result = runTool(arguments);
+      EXPECT_EQ(result.status, 3) << result.err;
+      EXPECT_NE(result.err.find("the migration lock is " + holder), std::string::npos)
+          << result.err;
+      const bool saidSo = result.err.find("waiting for the lock, " + holder) != std::string::npos;
+      EXPECT_EQ(saidSo, seconds == "1") << result.err;
+    }
+  }
+  expectUntouched(before);
+  ::close(lock);
+}
+
 // Runs `migrate` and sends it the signal after that many microseconds.
 ToolResult interruptAfter(const std::string& root, unsigned microseconds, int signal) {
   const ToolResult result = ToolRun({"migrate", "--root", root})

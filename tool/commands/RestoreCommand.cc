@@ -21,20 +21,6 @@ std::string_view nameOf(Action action) {
   return wordFor<Action, 3>(action, {"unchanged", "restored", "removed"});
 }
 
-// Holds the migration lock, so that no migration and no other restore runs meanwhile.
-class LockHeld {
- public:
-  explicit LockHeld(OpenedRoot& device) : lock_(AccountsManager::createAndLockMigrationLock()) {
-    if (!lock_) throw device.lockFailure();
-  }
-  ~LockHeld() { AccountsManager::releaseMigrationLock(std::move(lock_)); }
-  LockHeld(const LockHeld&) = delete;
-  LockHeld& operator=(const LockHeld&) = delete;
-
- private:
-  std::unique_ptr<ExclusiveFileLock> lock_;
-};
-
 std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& manifest) {
   Result<std::vector<RestoreStep>> steps = prepareRestore(device, manifest);
   if (!steps) {
@@ -133,6 +119,7 @@ void RestoreCommand::describe(OptionSet& options) {
                "Remove the backups beyond --keep, or the one that is named, and put nothing back");
   options.number("--keep", keep_, 1, 10000, "N",
                  "How many backups --prune leaves beside those that stay, at most 10000");
+  lock_.describe(options);
   options.example("accountsettings restore --root old --list",
                   "Lists the backups that migrations and restores kept on a device.");
   options.example("accountsettings restore --root old",
@@ -193,8 +180,8 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
 }
 
 ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
-  std::optional<LockHeld> lock;
-  if (!dryRun_) lock.emplace(device);
+  std::optional<HeldMigrationLock> lock;
+  if (!dryRun_) lock.emplace(takeMigrationLock(session.output, device, lock_));
   const std::vector<std::string> names = namesToPrune(device);
   if (!dryRun_) (void)removeLeftovers(device.host());
   for (const std::string& name : names) {
@@ -205,6 +192,7 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
                            "remove the cause and try again");
     }
     session.changed = true;
+    lock->keepFile();
   }
   Output& output = session.output;
   if (output.json()) {
@@ -224,7 +212,7 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
 // Puts everything back, under the lock.
 RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& device,
                                                  const BackupManifest& manifest) const {
-  const LockHeld lock(device);
+  HeldMigrationLock lock = takeMigrationLock(session.output, device, lock_);
   // Nor may a program that saves come between the look at the files and their replacement.
   const auto settings = device.host().platform().writerLocks.hold(accountSettingsAccountsPath());
   if (!settings) {
@@ -236,6 +224,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
   if (filesToChange(restored.steps) > 0) {
     if (!noBackup_) own = kept(device, manifest);
     session.changed = true;
+    lock.keepFile();
     carryOut(device, manifest, restored.steps, own);
   }
   if (own) restored.backup = own->manifest.name;

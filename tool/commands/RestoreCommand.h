@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "staging/Backup.h"
+#include "tool/device/LockWaiting.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Command.h"
 
@@ -35,6 +36,7 @@ class RestoreCommand : public Command {
   bool noBackup_ = false;
   bool prune_ = false;
   int keep_ = 5;
+  LockOption lock_;
 };
 
 }  // namespace accountsettings

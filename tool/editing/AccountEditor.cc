@@ -35,6 +35,7 @@ void EditOptions::describe(OptionSet& options) {
   options.flag("--accept-loss", acceptLoss,
                "Save although what no save can keep gets lost (see 'accountsettings check')");
   options.flag("--reveal", reveal, "Show passwords and tokens too");
+  lock.describe(options);
 }
 
 void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
@@ -129,17 +130,13 @@ void AccountEditor::forgetLog() {
 // No migration and no other edit begins as long as this one is not over.
 std::optional<HeldMigrationLock> AccountEditor::holdLock() {
   device_.requireDevice();
-  const auto holder = device_.lockHolder();
   if (options_.dryRun) {
+    const auto holder = device_.lockHolder();
     if (!holder) return std::nullopt;
     throw Prevented(device_.shown(AccountsManager::fullPathToAccountSettingsPlist()),
                     inWords(*holder) + " is migrating the settings", "try again when it has ended");
   }
-  if (holder) session_.output.progress("Waiting for " + inWords(*holder));
-  Result<HeldMigrationLock> lock = HeldMigrationLock::take(device_.host());
-  session_.output.progress("");
-  if (!lock) throw device_.lockFailure();
-  return std::move(lock).value();
+  return takeMigrationLock(session_.output, device_, options_.lock);
 }
 
 void AccountEditor::refuseLosses(const InspectedFiles& files) {

@@ -17,6 +17,7 @@
 #include "store/AccountsManager.h"
 #include "store/KnownSettings.h"
 #include "tool/accounts/Differences.h"
+#include "tool/device/LockWaiting.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Command.h"
 #include "tool/inspection/Inspection.h"
@@ -28,6 +29,7 @@ struct EditOptions {
   bool dryRun = false;
   bool acceptLoss = false;
   bool reveal = false;
+  LockOption lock;
 
   void describe(OptionSet& options);
 };

@@ -246,6 +246,8 @@ Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome) {
       return {problem + ": it changed while the migration was prepared", "try again"};
     case Cause::Backup:
       return {"the backup cannot be kept: " + problem, kRemoveTheCause};
+    case Cause::Writer:
+      return {problem, "try again"};
     case Cause::Settings:
       return {"the settings cannot be written: " + problem, kRemoveTheCause};
     case Cause::BrokenRun:
@@ -259,6 +261,7 @@ Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome) {
               "remove it to have these files converted, or let it remove them with --accept-loss"};
     case Cause::None:
     case Cause::Lock:
+    case Cause::LockHeld:
     case Cause::Staging:
       break;
   }
@@ -294,6 +297,7 @@ MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
 MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome) {
   MigrationSummary summary = std::move(planned);
   summary.planned = false;
+  summary.daemonStopped = outcome.daemonStopped;
   summary.backup = outcome.backup;
   if (!outcome.problem.empty() && !summary.hasObstacle) summary.problems = {outcome.problem};
   summary.outcome = outcome.kind;

@@ -66,6 +66,7 @@ struct MigrationSummary {
   std::vector<FileFate> files;
   std::vector<std::string> directories;  // that are made
   std::optional<Process> daemon;         // that is stopped
+  bool daemonStopped = false;            // or was asked to, whatever came of the migration
   Findings findings;
   std::vector<PlanInput> inputs;
   std::string backup;  // its name; empty where none was made
