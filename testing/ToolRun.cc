@@ -85,6 +85,11 @@ ToolRun& ToolRun::withFileSizeLimit(std::uint64_t bytes) {
   return *this;
 }
 
+ToolRun& ToolRun::withMemoryLimit(std::uint64_t bytes) {
+  memoryLimit_ = bytes;
+  return *this;
+}
+
 ToolRun& ToolRun::withClosedOutput() {
   closedOutput_ = true;
   return *this;
@@ -131,6 +136,10 @@ void ToolRun::becomeTool(int in, int out, int err) const {
     ::signal(SIGXFSZ, SIG_IGN);
     const struct rlimit limit = {*fileSizeLimit_, *fileSizeLimit_};
     ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  if (memoryLimit_) {
+    const struct rlimit limit = {*memoryLimit_, *memoryLimit_};
+    ::setrlimit(RLIMIT_AS, &limit);
   }
   if (user_ && (::setgroups(0, nullptr) != 0 || ::setgid(*user_) != 0 || ::setuid(*user_) != 0)) {
     ::_exit(126);

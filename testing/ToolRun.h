@@ -30,6 +30,8 @@ class ToolRun {
   ToolRun& asUser(unsigned user);
   // No file grows beyond this size: a disk that is full.
   ToolRun& withFileSizeLimit(std::uint64_t bytes);
+  // The program can have this much address space. Not under a sanitizer, which takes terabytes.
+  ToolRun& withMemoryLimit(std::uint64_t bytes);
   // Nobody reads standard output any more.
   ToolRun& withClosedOutput();
   // The program begins without standard input (0), output (1) or errors (2).
@@ -52,6 +54,7 @@ class ToolRun {
   std::map<std::string, std::string> variables_;
   std::optional<unsigned> user_;
   std::optional<std::uint64_t> fileSizeLimit_;
+  std::optional<std::uint64_t> memoryLimit_;
   std::optional<std::chrono::microseconds> killDelay_;
   int killSignal_ = 0;
   unsigned timeLimit_ = 0;  // none

@@ -2,6 +2,8 @@
 // whatever ends it into one message and an exit status.
 #include <cstdlib>
 #include <exception>
+#include <new>
+#include <string_view>
 
 #include "platform/AssertionFailure.h"
 #include "tool/commands/Commands.h"
@@ -10,6 +12,38 @@
 
 namespace accountsettings {
 namespace {
+
+// A command that ends before its work is done; `changed` tells whether it had begun to change
+// files.
+ExitStatus cutShort(bool changed) {
+  return changed ? ExitStatus::Broken : ExitStatus::Prevented;
+}
+
+// Takes no memory itself.
+ExitStatus withoutMemory(bool changed) {
+  constexpr std::string_view kUntouched =
+      "accountsettings: there is not enough memory; nothing was changed; close other programs and "
+      "try again\n";
+  constexpr std::string_view kBegun =
+      "accountsettings: there is not enough memory, and the work was not finished; close other "
+      "programs and run the same command again\n";
+  static_cast<void>(terminal::write(terminal::Stream::Errors, changed ? kBegun : kUntouched));
+  return cutShort(changed);
+}
+
+// Whether the command had begun to change files, for a process that can only end.
+const bool* hasChanged = nullptr;
+
+// Memory may also be missing where nothing may throw, as while values are taken down.
+[[noreturn]] void endWithoutMemory() {
+  try {
+    if (std::current_exception()) std::rethrow_exception(std::current_exception());
+  } catch (const std::bad_alloc&) {
+    std::_Exit(static_cast<int>(withoutMemory(hasChanged != nullptr && *hasChanged)));
+  } catch (...) {  // a mistake in the program
+  }
+  std::abort();
+}
 
 ExitStatus runCommand(Command& command, Session& session) {
   try {
@@ -22,11 +56,9 @@ ExitStatus runCommand(Command& command, Session& session) {
   } catch (const AssertionFailure& failure) {
     session.output.progress("");
     session.output.note(failure.message() + " (" + failure.method() + " in " +
-                        failure.sourceFile() + "); the installation is incomplete: reinstall it");
-    return ExitStatus::Prevented;
-  } catch (const std::bad_alloc&) {
-    session.output.note("there is not enough memory; close other programs and try again");
-    return ExitStatus::Prevented;
+                        failure.sourceFile() + "); the installation is incomplete: reinstall it" +
+                        (session.changed ? ", and run the same command again" : ""));
+    return cutShort(session.changed);
   }
 }
 
@@ -60,14 +92,20 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
     Output(false).note(failure.what());
     return failure.status();
   }
-  Output output(commandLine.options().json);
+  Output output(commandLine.options().json, !commandLine.options().noLimit);
   if (command == nullptr) {
     output.block(commandLine.text());
     return finish(output, ExitStatus::Done, false);
   }
   Session session{commandLine.options(), output};
-  const ExitStatus answer = runCommand(*command, session);
-  const ExitStatus status = finish(output, answer, session.changed);
+  hasChanged = &session.changed;
+  ExitStatus status = ExitStatus::Done;
+  try {
+    const ExitStatus answer = runCommand(*command, session);
+    status = finish(output, answer, session.changed);
+  } catch (const std::bad_alloc&) {
+    status = withoutMemory(session.changed);
+  }
   // At once, and not by way of the end of this function: to take large settings apart piece by
   // piece takes longer than to read them.
   std::exit(static_cast<int>(status));
@@ -77,5 +115,10 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
 }  // namespace accountsettings
 
 int main(int count, char** values) {
-  return static_cast<int>(accountsettings::runProgram({values + 1, values + count}));
+  std::set_terminate(accountsettings::endWithoutMemory);
+  try {
+    return static_cast<int>(accountsettings::runProgram({values + 1, values + count}));
+  } catch (const std::bad_alloc&) {
+    return static_cast<int>(accountsettings::withoutMemory(false));
+  }
 }

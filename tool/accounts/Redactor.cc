@@ -18,9 +18,6 @@ namespace {
 
 using Kind = Redactor::Kind;
 
-// More values than any settings hold.
-constexpr std::size_t kMostValues = 5'000'000;
-
 constexpr std::array<std::string_view, 7> kKindNames = {"identifier", "user", "host", "name",
                                                         "secret",     "text", "data"};
 
@@ -156,21 +153,23 @@ bool isNobodys(std::string_view text) {
 }  // namespace
 
 void Redactor::learn(const PropertyList& content) {
-  budget_ = kMostValues;
   for (auto& [key, facts] : keys_) facts.isPlain = false;
-  learnUnder(factsOf({}), content, false);
+  LearnedPlaces places;
+  learnUnder(factsOf({}), content, false, places);
 }
 
-void Redactor::learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret) {
-  if (!spend()) return;
+void Redactor::learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret,
+                          LearnedPlaces& places) {
   if (const Dictionary* dictionary = value.dictionary()) {
+    if (!places.insert({dictionary->begin(), isSecret, nullptr}).second) return;
     for (const auto& entry : *dictionary) {
       const KeyFacts& facts = factsOf(entry.key());
       if (facts.isPersonal) learnValue(kindOfKey(entry.key()), entry.key());
-      learnUnder(facts, entry.value(), isSecret || facts.isSecret);
+      learnUnder(facts, entry.value(), isSecret || facts.isSecret, places);
     }
   } else if (const Array* array = value.array()) {
-    for (const PropertyList& each : *array) learnUnder(key, each, isSecret);
+    if (!places.insert({array->begin(), isSecret, &key}).second) return;
+    for (const PropertyList& each : *array) learnUnder(key, each, isSecret, places);
   } else if (const auto text = value.stringValue()) {
     if (isSecret) return learnValue(Kind::Secret, *text);
     if (key.holdsModelWords && isModelWord(*text)) return;
@@ -192,11 +191,6 @@ void Redactor::learnValue(Kind kind, std::string_view value) {
   learnValue(Kind::User, url.user);
   learnValue(Kind::Secret, url.secret);
   learnValue(Kind::Host, url.host);
-}
-
-bool Redactor::spend() {
-  if (budget_ > 0) --budget_;
-  return budget_ > 0;
 }
 
 std::pair<Redactor::ByText<Redactor::StandIn>::value_type*, bool> Redactor::standInFor(
@@ -228,12 +222,10 @@ Redactor::KeyFacts& Redactor::factsOf(std::string_view key) {
 }
 
 PropertyList Redactor::stored(const PropertyList& content) {
-  budget_ = kMostValues;
   return storedUnder(factsOf({}), content);
 }
 
 PropertyList Redactor::storedUnder(const KeyFacts& key, const PropertyList& value) {
-  if (!spend()) return "(not shown)";
   if (key.isSecret) {
     return isSeenUnderSecretKey(value) ? value : replaced(Kind::Secret, identityOf(value));
   }

@@ -6,8 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -30,7 +32,8 @@ class Redactor {
 
   // Content of a file: every text, every data, every key that no program chose, and everything
   // under the keys of secrets that may not be seen there is replaced; what remains are the
-  // structure, numbers, dates, and the words of the account model.
+  // structure, numbers, dates, and the words of the account model. Spells out what is shared: the
+  // content is to be one that fittedToLimit() gave.
   [[nodiscard]] PropertyList stored(const PropertyList& content);
   // A sentence of this program: learned values, mail addresses and UUIDs are replaced.
   [[nodiscard]] std::string sentence(std::string_view text);
@@ -69,10 +72,12 @@ class Redactor {
   template <class Value>
   using ByText = std::unordered_map<std::string, Value, TextHash, std::equal_to<>>;
 
-  // A value that shares its parts many times over could keep this busy for ever; false says that it
-  // is enough.
-  bool spend();
-  void learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret);
+  // The containers that were gone through, by the storage of their values and by what they stood
+  // under: those that a value shares many times over are gone through once.
+  using LearnedPlaces = std::set<std::tuple<const void*, bool, const KeyFacts*>>;
+
+  void learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret,
+                  LearnedPlaces& places);
   void learnValue(Kind kind, std::string_view value);
   // With the stand-in whether it is a new one.
   std::pair<ByText<StandIn>::value_type*, bool> standInFor(Kind kind, std::string_view value);
@@ -87,7 +92,6 @@ class Redactor {
   ByText<KeyFacts> keys_;
   LearnedTexts learned_;
   std::string leftOut_;
-  std::size_t budget_ = 0;
   std::array<std::size_t, kKinds> numbers_{};  // the last that a stand-in was named by
   std::array<std::size_t, kKinds> values_{};
   std::array<std::size_t, kKinds> places_{};

@@ -12,7 +12,7 @@ namespace {
 // read it.
 void writeValue(Output& output, const PropertyList& value) {
   const auto text = value.stringValue();
-  if (!text) return output.block(propertyText(value));
+  if (!text) return output.block(propertyText(output.fitting(value)));
   output.onTerminal() ? output.line(*text) : output.data(std::string(*text) + "\n");
 }
 
@@ -53,7 +53,7 @@ ExitStatus GetCommand::run(Session& session) {
   if (output.json()) {
     output.document("get", {{"account", identifier_}, {"values", values}});
   } else if (keys_.empty()) {
-    output.block(propertyText(values));
+    output.block(propertyText(output.fitting(values)));
   } else {
     for (const auto& entry : values) writeValue(output, entry.value());
   }

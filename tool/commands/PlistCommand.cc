@@ -5,6 +5,7 @@
 #include "plist/Reader.h"
 #include "plist/XmlWriter.h"
 #include "tool/frame/Json.h"
+#include "tool/frame/SizeLimit.h"
 #include "tool/values/PropertyText.h"
 #include "tool/values/ReadFile.h"
 
@@ -30,7 +31,8 @@ PropertyList readAnyForm(const std::string& file) {
   return std::move(value).value();
 }
 
-Bytes inForm(const PropertyList& value, std::string_view form, const std::string& file) {
+Bytes inForm(const PropertyList& value, std::string_view form, const std::string& file,
+             bool limited) {
   const auto orRefuse = [&](auto result) {
     if (!result) {
       throw Prevented(file, result.error().message,
@@ -40,6 +42,13 @@ Bytes inForm(const PropertyList& value, std::string_view form, const std::string
   };
   if (form == "binary") return orRefuse(writeBinary(value));
   if (form == "xml") return orRefuse(writeXml(value));
+  // What is converted must be the same again when it is read.
+  if (limited && fittedToLimit(value).leftOut > 0) {
+    throw Prevented(file,
+                    "values that are shared so often that this form, which spells out each, would "
+                    "be too large",
+                    "convert to the binary form, or go on with --no-limit");
+  }
   const std::string json = orRefuse(toJson(value)) + "\n";
   return Bytes(json.begin(), json.end());
 }
@@ -70,10 +79,10 @@ ExitStatus PlistCommand::run(Session& session) {
   const PropertyList value = readAnyForm(file);
   Bytes content;
   if (form == "text") {
-    const std::string text = propertyText(value);
+    const std::string text = propertyText(session.output.fitting(value));
     content.assign(text.begin(), text.end());
   } else {
-    content = inForm(value, form, file == "-" ? "standard input" : file);
+    content = inForm(value, form, file == "-" ? "standard input" : file, !session.options.noLimit);
   }
   if (out_) {
     writeFile(*out_, content);

@@ -186,6 +186,127 @@ TEST(Program, WaitsForNoInputThatMayNeverCome) {
   }
 }
 
+// A value that shares its parts so often that nobody could ever see all of it.
+PropertyList endlessValue() {
+  PropertyList value = "x";
+  for (int i = 0; i < 40; ++i) value = Array{value, value};
+  return value;
+}
+
+TEST(Program, WhatItShowsIsInProportionToWhatIsStored) {
+  ToolRoot root;
+  Dictionary account = mailAccount("A");
+  account.set("Blob", endlessValue());
+  account.set("Folders", Dictionary{{"Password", endlessValue()}, {"List", endlessValue()}});
+  root.putSettings(12, {account, mailAccount("B")});
+  ToolRoot other;
+  other.putSettings(12, {mailAccount("B")});
+  const std::string report = root.at("/report.json");
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"show", "--all"},
+                                                  {"show", "--json"},
+                                                  {"get", "A"},
+                                                  {"get", "A", "--json"},
+                                                  {"get", "A", "Blob"},
+                                                  {"check", "--json"},
+                                                  {"plist", root.settingsPath()},
+                                                  {"diff", root.path(), other.path()},
+                                                  {"diff", root.path(), other.path(), "--json"},
+                                                  {"migrate", "--dry-run", "-v", "--json"},
+                                                  {"remove", "A", "--dry-run", "--json"},
+                                                  {"report", "--out", report}}) {
+    std::vector<std::string> arguments = command;
+    arguments.insert(arguments.end(), {"--root", root.path()});
+    const ToolResult result = runTool(arguments);
+    const bool differs = command.front() == "diff";
+    EXPECT_EQ(result.status, differs ? 1 : 0) << command.front() << result.err;
+    EXPECT_LT(result.out.size(), 4U << 20) << command.front();
+    const bool isCut = result.out.find("left out)") != std::string::npos;
+    EXPECT_EQ(result.err.find("; --no-limit spells them out\n") != std::string::npos,
+              isCut || command.front() == "report")
+        << command.front() << result.err;
+    if (isCut && command.back() == "--json") {
+      EXPECT_NE(result.out.find("\"leftOut\": "), std::string::npos) << command.front();
+    }
+  }
+  EXPECT_LT(std::filesystem::file_size(report), 4U << 20);
+  const ToolResult shown = runTool({"show", "--json", "--root", root.path()});
+  EXPECT_EQ(schemaErrors("show.schema.json", shown.out), "");
+  EXPECT_NE(shown.out.find("\"B\""), std::string::npos) << "what stands behind it is shown";
+}
+
+// What is converted is whole, or nothing is.
+TEST(Program, ConvertsNothingThatSharesTooMuchButToTheFormThatShares) {
+  ToolRoot root;
+  root.put("/value", endlessValue());
+  const std::string value = root.at("/value");
+  for (const char* form : {"json", "xml"}) {
+    const ToolResult result = runTool({"plist", value, "--to", form});
+    EXPECT_EQ(result.status, 3) << form;
+    EXPECT_EQ(result.out, "") << form;
+    EXPECT_NE(result.err.find("values that are shared so often"), std::string::npos) << result.err;
+  }
+  EXPECT_EQ(runTool({"plist", value, "--to", "binary", "--out", root.at("/out")}).status, 0);
+  EXPECT_EQ(root.get("/out"), endlessValue());
+}
+
+#if defined(__has_feature)
+#  if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#    define AS_IS_SANITIZED
+#  endif
+#endif
+#if !defined(AS_IS_SANITIZED) && !defined(__SANITIZE_ADDRESS__)
+
+TEST(Program, SaysThatThereIsNotEnoughMemory) {
+  ToolRoot root;
+  Dictionary account = mailAccount("A");
+  account.set("Blob", endlessValue());
+  root.putSettings(12, {account});
+  for (const std::uint64_t limit : {60U, 40U}) {
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"show", "--json", "--no-limit", "--root", root.path()},
+          {"plist", root.settingsPath(), "--no-limit"}}) {
+      const ToolResult result = ToolRun(command).withMemoryLimit(limit << 20).run();
+      EXPECT_EQ(result.signal, 0);
+      EXPECT_EQ(result.status, 3);
+      EXPECT_EQ(result.out, "");
+      EXPECT_EQ(result.err,
+                "accountsettings: there is not enough memory; nothing was changed; close other "
+                "programs and try again\n");
+    }
+  }
+}
+
+TEST(Program, AMigrationThatRunsOutOfMemoryLosesNothing) {
+  ToolRoot root;
+  Array accounts;
+  for (int i = 0; i < 2000; ++i) {
+    Dictionary account = mailAccount("account-" + std::to_string(i));
+    account.set("Text", std::string(3000, 't') + std::to_string(i));
+    accounts.append(account);
+  }
+  root.putSettings(9, accounts);
+  int withoutMemory = 0;
+  for (std::uint64_t limit = 28; limit < 80; limit += 8) {
+    const ToolResult result =
+        ToolRun({"migrate", "--root", root.path()}).withMemoryLimit(limit << 20).run();
+    EXPECT_EQ(result.signal, 0) << limit;
+    if (result.status == 0) continue;
+    EXPECT_TRUE(result.status == 3 || result.status == 4) << limit << result.err;
+    const bool isTold = result.err.find("there is not enough memory") != std::string::npos;
+    withoutMemory += isTold ? 1 : 0;
+    if (!isTold) continue;
+    EXPECT_EQ(result.err.find("nothing was changed") == std::string::npos, result.status == 4)
+        << result.err;
+    EXPECT_EQ(root.settings().array("Accounts")->size(), accounts.size()) << limit;
+  }
+  EXPECT_GT(withoutMemory, 0);
+  EXPECT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
+  EXPECT_EQ(root.settings().get("Version"), PropertyList(12));
+  EXPECT_EQ(root.settings().array("Accounts")->size(), accounts.size());
+}
+
+#endif
+
 TEST(Program, TellsAMissingRoot) {
   const ToolResult result = runTool({"show", "--root", "/nonexistent-root"});
   EXPECT_EQ(result.status, 3);

@@ -37,7 +37,8 @@ std::string devicePath(const std::string& file) {
 // ReportMaker puts the parts of a report together.
 class ReportMaker {
  public:
-  explicit ReportMaker(OpenedRoot& device) : device_(device), files_(filesOfRoot()) {
+  ReportMaker(OpenedRoot& device, Output& output)
+      : device_(device), output_(output), files_(filesOfRoot()) {
     std::string root = device.shown("/");
     while (root.ends_with('/')) root.pop_back();
     redactor_.leaveOut(root);
@@ -115,7 +116,7 @@ class ReportMaker {
     if (!*file.content) {
       return {{"present", true}, {"problem", redactor_.sentence(file.content->error().message)}};
     }
-    return {{"present", true}, {"content", redactor_.stored(**file.content)}};
+    return {{"present", true}, {"content", redactor_.stored(output_.fitting(**file.content))}};
   }
 
   void addPlan(Dictionary& report) {
@@ -162,6 +163,7 @@ class ReportMaker {
   }
 
   OpenedRoot& device_;
+  Output& output_;
   InspectedFiles files_;
   Redactor redactor_;
 };
@@ -185,9 +187,9 @@ ExitStatus ReportCommand::run(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
-  ReportMaker maker(device);
+  ReportMaker maker(device, session.output);
   const Dictionary report = maker.make(logFile_);
-  const Result<std::string> text = documentText("report", report);
+  const Result<std::string> text = session.output.documentText("report", report);
   if (!text) throw Prevented(*out_, text.error().message);
   writeFile(*out_, *text);
   session.changed = true;

@@ -203,12 +203,12 @@ void AccountEditor::commit() {
                     "nothing was changed; try again");
   }
   session_.interrupts.emplace();
+  session_.changed = true;
   log_.releaseTo(device_.log());
   const Status written = commitChange(device_.files(), *change);
   const Result<Bytes> now = device_.files().read(path_);
   if (now && *now == *change->bytes) {
     lock_->keepFile();
-    session_.changed = true;
     return;
   }
   const std::string reason = !written ? written.error().message

@@ -63,6 +63,8 @@ void addCommonOptions(CLI::App& app, CommonOptions& options) {
   app.add_flag("--json", options.json, "Machine output on standard output")
       ->disable_flag_override()
       ->group("Common options");
+  app.add_flag("--no-limit", options.noLimit, "Spell out values however often a file shares them")
+      ->group("Common options");
   app.add_option("--log", options.log,
                  "Where the system log goes: a file, '-' (standard error) or 'syslog'")
       ->type_name("FILE")

@@ -25,6 +25,7 @@ struct CommonOptions {
   std::string root = "/";
   std::optional<std::string> config;
   bool json = false;
+  bool noLimit = false;
   std::optional<std::string> log;
 };
 

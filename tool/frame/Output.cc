@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "tool/frame/Json.h"
+#include "tool/frame/SizeLimit.h"
 #include "tool/frame/Terminal.h"
 #include "tool/frame/Words.h"
 
@@ -33,8 +35,9 @@ bool continuesCharacter(char unit) {
 
 }  // namespace
 
-Output::Output(bool json)
+Output::Output(bool json, bool limited)
     : json_(json),
+      limited_(limited),
       onTerminal_(terminal::isTerminal(Stream::Output)),
       coloured_(!json && colourAllowed()),
       watched_(!json && terminal::isTerminal(Stream::Errors)) {}
@@ -59,6 +62,29 @@ void Output::block(std::string_view lines) {
 
 void Output::data(std::string_view bytes) {
   onTerminal_ ? block(bytes) : append(bytes);
+}
+
+PropertyList Output::fitting(const PropertyList& value) {
+  if (!limited_) return value;
+  Fitted fitted = fittedToLimit(value);
+  tellLeftOut(fitted.leftOut);
+  return std::move(fitted.value);
+}
+
+void Output::tellLeftOut(std::uint64_t values) {
+  if (values == 0 || std::exchange(toldOfLimit_, true)) return;
+  progress("");
+  note(counted(values, "value is", "values are") +
+       " left out, which the file stores once and shares often; --no-limit spells them out");
+}
+
+Result<std::string> Output::documentText(std::string_view name, const Dictionary& content) {
+  Fitted fitted{content, 0};
+  if (limited_) fitted = fittedToLimit(content);
+  tellLeftOut(fitted.leftOut);
+  Dictionary document = *fitted.value.dictionary();
+  if (fitted.leftOut > 0) document.set("leftOut", fitted.leftOut);
+  return accountsettings::documentText(name, document);
 }
 
 void Output::document(std::string_view name, const Dictionary& content) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -41,7 +42,8 @@ class ShownText {
 
 class Output {
  public:
-  explicit Output(bool json);
+  // `limited` says whether values are cut that come to far more than what is stored of them.
+  explicit Output(bool json, bool limited = true);
 
   // Whether the command is to give one JSON document instead of text.
   [[nodiscard]] bool json() const noexcept { return json_; }
@@ -56,6 +58,10 @@ class Output {
   void block(std::string_view lines);
   // Appends what a script asked for as it stands; on a terminal it is made visible line by line.
   void data(std::string_view bytes);
+  // The value as it may be shown: see fittedToLimit(). Where something is left out, a note tells.
+  [[nodiscard]] PropertyList fitting(const PropertyList& value);
+  // documentText() of the content as it may be shown, with "leftOut" where something is missing.
+  [[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content);
   // Appends the document "accountsettings.NAME" as JSON. Where it has no JSON form of a sensible
   // size finish() tells.
   void document(std::string_view name, const Dictionary& content);
@@ -70,8 +76,11 @@ class Output {
 
  private:
   void append(std::string_view text);
+  void tellLeftOut(std::uint64_t values);
 
   bool json_;
+  bool limited_;
+  bool toldOfLimit_ = false;
   bool onTerminal_;
   bool coloured_;
   bool watched_;

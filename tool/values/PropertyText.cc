@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 
+#include "plist/PointerMap.h"
 #include "plist/Visible.h"
 #include "plist/XmlScalars.h"
 #include "tool/frame/Output.h"
@@ -107,16 +108,18 @@ void appendLine(std::string& text, const PropertyList& value, std::size_t limit)
   }
 }
 
-// Hider replaces secrets. A value that shares its parts many times over could keep it busy for
-// ever; beyond its budget it hides everything.
+// Hider replaces secrets, once in each stored container: what is shared stays shared.
 class Hider {
  public:
   Dictionary hide(const Dictionary& dictionary) {
+    if (dictionary.empty()) return dictionary;
+    if (const PropertyList* known = seen_.find(dictionary.begin())) return *known->dictionary();
     Dictionary result = dictionary;
     for (const auto& entry : dictionary) {
       PropertyList shown = isSecretKey(entry.key()) ? hidden(entry.value()) : hide(entry.value());
       if (!shown.identicalTo(entry.value())) result.set(entry.key(), std::move(shown));
     }
+    seen_.insert(dictionary.begin(), result);
     return result;
   }
 
@@ -126,20 +129,20 @@ class Hider {
   }
 
   PropertyList hide(const PropertyList& value) {
-    if (budget_ == 0) return hidden(value);
-    --budget_;
     if (const Dictionary* dictionary = value.dictionary()) return hide(*dictionary);
     const Array* array = value.array();
-    if (array == nullptr) return value;
+    if (array == nullptr || array->empty()) return value;
+    if (const PropertyList* known = seen_.find(array->begin())) return *known;
     Array result = *array;
     for (std::size_t i = 0; i < array->size(); ++i) {
       PropertyList shown = hide((*array)[i]);
       if (!shown.identicalTo((*array)[i])) result.set(i, std::move(shown));
     }
+    seen_.insert(array->begin(), result);
     return result;
   }
 
-  std::size_t budget_ = 50'000'000;
+  detail::PointerMap<PropertyList> seen_;  // by the storage of their values
 };
 
 }  // namespace
