@@ -54,12 +54,16 @@ class CaughtWords {
   int file_;
 };
 
+// In seconds: nobody waits for so long, however busy the machine is.
+constexpr unsigned kPatience = 30;
+
 Told inChild(const std::function<int()>& body, testing::DiskPlan plan) {
   const CaughtWords words;
   const pid_t child = ::fork();
   if (child == 0) {
     words.redirect();
     testing::planDiskCalls(std::move(plan));
+    ::alarm(kPatience);
     try {
       ::_exit(body());
     } catch (const std::exception& raised) {

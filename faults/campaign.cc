@@ -1,6 +1,7 @@
 // The fault campaign: each scenario is run once for every call that reaches the disk, which fails
 // with each of its errors, once or for good, or ends the process; and once for every state that a
-// power cut may leave. Then the invariants are asked, and an undisturbed run follows.
+// power cut may leave. Then the invariants are asked, and an undisturbed run follows. Images that
+// mean harm and races of several programs come last.
 //
 //   faults [--seconds N] [--seed N] [--only TEXT] [--part I/N] [--list]
 //
@@ -23,7 +24,9 @@
 #include <vector>
 
 #include "faults/CrashStates.h"
+#include "faults/Hostile.h"
 #include "faults/Program.h"
+#include "faults/Racing.h"
 #include "faults/Scenarios.h"
 #include "testing/TemporaryDirectory.h"
 
@@ -33,6 +36,11 @@ namespace {
 using Effect = testing::DiskPlan::Effect;
 using Kind = Scenario::Kind;
 using Clock = std::chrono::steady_clock;
+
+// Where in the time each sort of trial ends.
+constexpr double kErrors = 0.4;
+constexpr double kPowerCuts = 0.7;
+constexpr double kImages = 0.9;
 
 struct Options {
   std::optional<double> seconds;
@@ -72,13 +80,19 @@ class Campaign {
   // What of the invariants does not hold right after a disturbance; and after undisturbed runs.
   std::string whatIsWrong(const Scenario& scenario, const Told& told,
                           const Disturbance& disturbance);
-  std::string whatDoesNotSettle(const Scenario& scenario, const std::set<std::string>& accounts,
+  std::string whatDoesNotSettle(const Scenario& scenario, const Told& told,
+                                const std::set<std::string>& accounts,
                                 const Disturbance& disturbance);
   void report(const std::string& kind, const std::string& what, const std::string& problem);
   [[nodiscard]] bool timeIsUp(double share) const {
     return options_.seconds &&
            std::chrono::duration<double>(Clock::now() - began_).count() > *options_.seconds * share;
   }
+  void tryHostileImages();
+  void tryImage(const std::string& path, const Replacement& replacement, const DiskTree& device);
+  void tryExchange(const std::string& path, const Replacement& replacement, const DiskTree& device,
+                   int at);
+  void tryRaces();
   // Whether the next trial is this campaign's, and not one's beside it.
   bool isMine() { return next_++ % options_.parts == options_.part; }
   int conclude();
@@ -152,7 +166,7 @@ void Campaign::tryErrorsAndKills() {
   if (options_.seconds) std::shuffle(trials.begin(), trials.end(), random_);
   began_ = Clock::now();
   for (const Trial& each : trials) {
-    if (timeIsUp(0.6)) return;
+    if (timeIsUp(kErrors)) return;
     if (isMine()) tryOne(each);
   }
 }
@@ -208,22 +222,20 @@ std::string Campaign::whatIsWrong(const Scenario& scenario, const Told& told,
   }
   if (scenario.kind == Kind::Reading)
     return difference(comparable(disk), comparable(scenario.before));
-  return whatDoesNotSettle(scenario, accounts, disturbance);
+  return whatDoesNotSettle(scenario, told, accounts, disturbance);
 }
 
-std::string Campaign::whatDoesNotSettle(const Scenario& scenario,
+std::string Campaign::whatDoesNotSettle(const Scenario& scenario, const Told& told,
                                         const std::set<std::string>& accounts,
                                         const Disturbance& disturbance) {
   const bool isEdit = scenario.kind == Kind::Edit || scenario.kind == Kind::Save;
   // An edit is made or not, nothing between.
   if (isEdit && isTheSame(readTree(root_), scenario.reference)) return "";
-  Told again = scenario.run(root_);
-  if (scenario.kind == Kind::Migration && again.status == 3 &&
-      again.words.find("restore") != std::string::npos) {
-    // What was broken is put back first, as the words advise.
+  // What is broken is put back first, as the words advise.
+  if (scenario.kind == Kind::Migration && told.status == 4) {
     (void)runProgram({"restore", "--root", root_});
-    again = scenario.run(root_);
   }
+  Told again = scenario.run(root_);
   for (int i = 1; i < scenario.runs; ++i) again = scenario.run(root_);
   const DiskTree disk = readTree(root_);
   std::string wrong = isAsIfNothingHadHappened(again, disk, scenario.settled);
@@ -262,11 +274,92 @@ void Campaign::tryPowerCuts() {
     std::printf("%s: %zu changes, %zu states, at most %zu not flushed\n", scenario->name.c_str(),
                 changes.size(), figures.states, figures.mostOpen);
     if (options_.seconds) std::shuffle(states.begin(), states.end(), random_);
-    const double share = 0.6 + 0.4 * ++part / static_cast<double>(order.size());
+    const double share =
+        kErrors + (kPowerCuts - kErrors) * ++part / static_cast<double>(order.size());
     for (const DiskTree& state : states) {
       if (timeIsUp(share)) break;
       if (isMine()) tryState(*scenario, state);
     }
+  }
+}
+
+// Everything that a command may meet is replaced in turn, before it begins and while it runs.
+void Campaign::tryHostileImages() {
+  writeTree(scenarios_.front().before, root_);
+  const auto migratable = [](const Scenario& each) {
+    return each.name == "migrate: settings and legacy files" || each.name == "restore: oldest";
+  };
+  struct Image {
+    const Scenario* scenario;
+    std::string path;
+    const Replacement* replacement;
+  };
+  std::vector<Image> images;
+  for (const Scenario& scenario : scenarios_) {
+    if (!migratable(scenario)) continue;
+    for (const std::string& path : pathsToReplace(scenario.before)) {
+      for (const Replacement& each : replacements()) images.push_back({&scenario, path, &each});
+    }
+  }
+  figures_["hostile image"].possible = images.size() * commandsOnImages().size();
+  figures_["exchange"].possible = images.size();
+  std::shuffle(images.begin(), images.end(), random_);
+  makeOutside(directory_.path() / "outside");
+  for (const Image& each : images) {
+    if (timeIsUp(kImages)) return;
+    if (!isMine()) continue;
+    tryImage(each.path, *each.replacement, each.scenario->before);
+    tryExchange(each.path, *each.replacement, each.scenario->before,
+                1 + static_cast<int>(random_() % 60));
+  }
+}
+
+void Campaign::tryImage(const std::string& path, const Replacement& replacement,
+                        const DiskTree& device) {
+  const std::filesystem::path outside = directory_.path() / "outside";
+  const DiskTree untouched = readTree(outside);
+  for (const std::vector<std::string>& command : commandsOnImages()) {
+    writeTree(device, root_);
+    replace(root_, path, replacement, outside);
+    std::vector<std::string> arguments = command;
+    arguments.insert(arguments.end(), {"--root", root_});
+    const Told told = runProgram(arguments);
+    ++figures_["hostile image"].tried;
+    std::string problem = endsAsItShould(told);
+    if (readTree(outside) != untouched) problem = "something outside the root was touched";
+    report("hostile image", command.front() + ", " + path + " is a " + replacement.name, problem);
+  }
+}
+
+void Campaign::tryExchange(const std::string& path, const Replacement& replacement,
+                           const DiskTree& device, int at) {
+  const std::filesystem::path outside = directory_.path() / "outside";
+  const DiskTree untouched = readTree(outside);
+  writeTree(device, root_);
+  testing::DiskPlan plan;
+  plan.effect = Effect::Act;
+  plan.at = at;
+  plan.action = [&] { replace(root_, path, replacement, outside); };
+  const Told told = runProgram({"migrate", "--root", root_}, std::move(plan));
+  ++figures_["exchange"].tried;
+  std::string problem = endsAsItShould(told);
+  if (readTree(outside) != untouched) problem = "something outside the root was touched";
+  report("exchange",
+         "migrate, " + path + " becomes a " + replacement.name + " at change " + std::to_string(at),
+         problem);
+}
+
+void Campaign::tryRaces() {
+  const auto found = std::find_if(scenarios_.begin(), scenarios_.end(), [](const Scenario& each) {
+    return each.name == "set on a device with a backup";
+  });
+  const double seconds = options_.seconds ? *options_.seconds * (1 - kImages) / 2 : 60;
+  for (const bool withRestores : {false, true}) {
+    const RaceResult result = race(found->before, root_, seconds, withRestores);
+    Figures& figures = figures_[withRestores ? "race with restores" : "race"];
+    figures.tried = figures.possible = result.commands;
+    report(withRestores ? "race with restores" : "race", std::to_string(result.edits) + " edits",
+           result.problem);
   }
 }
 
@@ -296,6 +389,10 @@ int Campaign::run() {
   }
   tryErrorsAndKills();
   tryPowerCuts();
+  if (options_.only.empty()) {
+    tryHostileImages();
+    tryRaces();
+  }
   return conclude();
 }
 

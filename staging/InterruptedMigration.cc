@@ -288,7 +288,7 @@ Status Ender::complete() {
     if (done) continue;
     const auto role = roleOfPath(meant.path);
     if (role && isLegacy(*role)) return done;
-    ended_.warnings.push_back(done.error().message);
+    ended_.warnings.push_back("not done, without harm: " + done.error().message);
   }
   return close(kCompleted, journal_.isTemporary);
 }
