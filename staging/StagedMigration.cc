@@ -24,6 +24,15 @@ namespace accountsettings {
 
 namespace {
 
+// `known` where it holds the very same values as `accounts`, so that a list is kept once, and known to
+// be the same by itself.
+Array sameOr(const Array& known, const Array& accounts) {
+  const bool areSame = std::ranges::equal(
+      known, accounts,
+      [](const PropertyList& left, const PropertyList& right) { return left.identicalTo(right); });
+  return areSame ? known : accounts;
+}
+
 // Keeps what each step was given and what it made of it.
 class StepRecorder : public MigrationObserver {
  public:
@@ -32,10 +41,11 @@ class StepRecorder : public MigrationObserver {
 
   void willRunStep(std::string_view step, const Array& accounts) override {
     if (progress_) progress_(step);
-    steps_.push_back({std::string(step), accounts, {}, true});
+    const Array given = steps_.empty() ? accounts : sameOr(steps_.back().after, accounts);
+    steps_.push_back({std::string(step), given, {}, true});
   }
   void didRunStep(std::string_view, const Array& accounts, bool result) override {
-    steps_.back().after = accounts;
+    steps_.back().after = sameOr(steps_.back().before, accounts);
     steps_.back().result = result;
   }
 

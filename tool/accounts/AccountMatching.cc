@@ -256,7 +256,8 @@ std::optional<AccountPlace> AccountMatching::Places::find(AccountPlace from) con
 }
 
 AccountMatching::AccountMatching(const Array& before, const Array& after)
-    : stays_(std::min(before.size(), after.size())) {
+    : stays_(std::min(before.size(), after.size()), before.identicalTo(after)) {
+  if (before.identicalTo(after)) return;
   for (std::size_t top = 0; top < stays_.size(); ++top) {
     stays_[top] = isSameFamily(before, after, top);
   }
