@@ -24,8 +24,8 @@ namespace accountsettings {
 
 namespace {
 
-// `known` where it holds the very same values as `accounts`, so that a list is kept once, and known to
-// be the same by itself.
+// `known` where it holds the very same values as `accounts`, so that a list is kept once, and known
+// to be the same by itself.
 Array sameOr(const Array& known, const Array& accounts) {
   const bool areSame = std::ranges::equal(
       known, accounts,

@@ -1,14 +1,13 @@
 // Tests of the signals that end the program, and must not do so in the middle of its work.
 #include "tool/frame/Terminal.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
 #include <string>
-
-#include "gtest/gtest.h"
 
 namespace accountsettings::terminal {
 namespace {
