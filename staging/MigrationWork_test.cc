@@ -4,9 +4,11 @@
 #include <dlfcn.h>
 #include <sys/syscall.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <cstddef>
 #include <ostream>
+#include <thread>
 
 #include "staging/StagingTest.h"
 #include "store/ShortCuts.h"
@@ -85,6 +87,8 @@ class MigrationWork : public StagingTest {
   [[nodiscard]] Work workOf(std::size_t accounts, const StagedMigrationOptions& given = {}) {
     makeDevice();
     putAccounts(accounts);
+    // Files that were changed within a tick of the clock are read more often.
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
     const auto host = newHost();
     const SettingsWork* settings = nullptr;
     StagedMigrationOptions options = given;
@@ -100,14 +104,16 @@ class MigrationWork : public StagingTest {
 TEST_F(MigrationWork, IsTheSameForTenAccountsAndForAThousand) {
   const Work ofTen = workOf(10);
   EXPECT_EQ(ofTen.settings.parsed, 1U);
+  EXPECT_EQ(ofTen.settings.serialized, 3U);
   EXPECT_EQ(ofTen.settings.storesBuilt, 1U);
   EXPECT_EQ(ofTen, workOf(1000));
 }
 
-TEST_F(MigrationWork, FlushesAndRenamesWhatTheJournalAndTheCommitNeed) {
+TEST_F(MigrationWork, FlushesAndRenamesAreCounted) {
   const Work work = workOf(10);
-  EXPECT_EQ(work.calls.renamed, 5U);
-  EXPECT_EQ(work.calls.flushed, 23U);
+  // The manifest, the settings, the copy, and the manifest with its outcome.
+  EXPECT_EQ(work.calls.renamed, 4U);
+  EXPECT_EQ(work.calls.flushed, 16U);
 }
 
 }  // namespace
