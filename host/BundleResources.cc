@@ -6,6 +6,7 @@
 
 #include "host/DropIns.h"
 #include "host/FileIO.h"
+#include "platform/Presence.h"
 #include "plist/Reader.h"
 
 namespace accountsettings {
@@ -15,11 +16,14 @@ namespace {
 // No resource comes near this size.
 constexpr std::uint64_t kLargestResource = std::uint64_t{64} << 20;
 
-Dictionary readTable(const std::string& path) {
+// Empty where there is no such table.
+Result<Dictionary> readTable(const std::string& path) {
   const Result<Bytes> bytes = readRegular(openerOf(path), kLargestResource, path);
-  if (!bytes) return {};
+  if (!bytes && isAbsence(bytes.error())) return Dictionary();
+  if (!bytes) return bytes.error();
   const Result<PropertyList> table = readPropertyList(*bytes);
-  return table && table->dictionary() != nullptr ? *table->dictionary() : Dictionary();
+  if (!table) return Error{path + ": " + table.error().message};
+  return table->dictionary() != nullptr ? *table->dictionary() : Dictionary();
 }
 
 bool isFileName(std::string_view name) {
@@ -64,9 +68,14 @@ std::string BundleResources::localizedString(std::string_view key, std::string_v
 
 const Dictionary& BundleResources::tableIn(const std::string& language, std::string_view table) {
   const std::string path = directory_ + '/' + language + '/' + std::string(table) + ".plist";
-  const auto found = tables_.find(path);
-  return found != tables_.end() ? found->second
-                                : tables_.emplace(path, readTable(path)).first->second;
+  if (const auto found = tables_.find(path); found != tables_.end()) return found->second;
+  Result<Dictionary> texts = readTable(path);
+  if (!texts) {
+    static const Dictionary kNoTexts;
+    tableFailure_ = texts.error();
+    return kNoTexts;
+  }
+  return tables_.emplace(path, std::move(*texts)).first->second;
 }
 
 }  // namespace accountsettings

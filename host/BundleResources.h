@@ -4,7 +4,9 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Resources.h"
@@ -25,6 +27,12 @@ class BundleResources : public Resources {
   [[nodiscard]] std::string localizedString(std::string_view key, std::string_view defaultValue,
                                             std::string_view table) override;
 
+  // Why a string table that is there could not be read since this was last asked; none where all
+  // could. Its texts counted as missing, and it is tried again when one is wanted.
+  [[nodiscard]] std::optional<Error> takeTableFailure() noexcept {
+    return std::exchange(tableFailure_, std::nullopt);
+  }
+
  private:
   // The table in one language, read on first use; empty where there is none.
   [[nodiscard]] const Dictionary& tableIn(const std::string& language, std::string_view table);
@@ -34,6 +42,7 @@ class BundleResources : public Resources {
   SystemLog& log_;
   std::vector<std::string> languages_;
   std::map<std::string, Dictionary> tables_;  // by path
+  std::optional<Error> tableFailure_;
 };
 
 }  // namespace accountsettings

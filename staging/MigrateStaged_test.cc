@@ -14,6 +14,7 @@
 #include "host/ProcessTable.h"
 #include "host/RememberedFiles.h"
 #include "platform/AssertionFailure.h"
+#include "platform/Directories.h"
 #include "platform/PlatformWith.h"
 #include "staging/Backup.h"
 #include "staging/HeldMigrationLock.h"
@@ -476,6 +477,51 @@ TEST_F(MigrateStaged, AStoppedDaemonIsToldOfWhereTheRunIsRefusedAfterwards) {
   EXPECT_EQ(outcome.kind, Kind::Refused);
   EXPECT_TRUE(outcome.daemonStopped);
   EXPECT_THAT(log.lines, IsEmpty());
+}
+
+// Else the on-this-device account would be saved with the name of a text in place of the text.
+TEST_F(MigrateStaged, TextsOfTheBundleThatCannotBeReadRefuse) {
+  putSettings(2);
+  const testing::TemporaryDirectory elsewhere;
+  const fs::path plugIns = elsewhere.path() / "plug-ins";
+  fs::create_directory(plugIns);
+  fs::copy(newHost()->platform().directories.plugInDirectory() + "/Ferrant.migrator",
+           plugIns / "Ferrant.migrator", fs::copy_options::recursive);
+  std::vector<fs::path> tables;
+  for (const auto& each : fs::recursive_directory_iterator(plugIns)) {
+    if (each.path().filename() == "DeviceLocalAccount.plist") tables.push_back(each.path());
+  }
+  ASSERT_THAT(tables, Not(IsEmpty()));
+  const std::string config = elsewhere.path() / "host.plist";
+  testing::DeviceRoot::writeFile(
+      config,
+      testing::textOf(writeBinary(Dictionary{{"PlugInDirectory", plugIns.string()}}).value()));
+  const auto migrateWithThem = [&] {
+    HostOptions options;
+    options.root = device.root();
+    options.configFile = config;
+    options.systemLog = &log;
+    const auto host = std::move(LinuxHost::create(options)).value();
+    MigrationOutcome outcome = migrateStaged(*host);
+    outcome.staged.reset();
+    return outcome;
+  };
+  for (const fs::path& each : tables) {
+    fs::rename(each, each.string() + ".away");
+    fs::create_directory(each);
+  }
+  const auto before = tree();
+  const MigrationOutcome refused = migrateWithThem();
+  EXPECT_EQ(refused.kind, Kind::Refused);
+  EXPECT_EQ(refused.cause, Cause::Staging);
+  EXPECT_THAT(refused.problem, HasSubstr("DeviceLocalAccount.plist"));
+  EXPECT_EQ(difference(tree(), before), "");
+  for (const fs::path& each : tables) {
+    fs::remove(each);
+    fs::rename(each.string() + ".away", each);
+  }
+  const MigrationOutcome outcome = migrateWithThem();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
 }
 
 // MARK: The lock

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/BundleResources.h"
 #include "host/CommitChange.h"
 #include "host/LinuxHost.h"
 #include "host/RememberedFiles.h"
@@ -88,6 +89,12 @@ int rankOf(const std::string& path) {
   return 6;
 }
 
+// Why a text of the plug-in bundle could not be read, since this was last asked.
+std::optional<Error> tableFailure(const Platform& platform) {
+  auto* const bundle = dynamic_cast<BundleResources*>(&platform.resources);
+  return bundle == nullptr ? std::nullopt : bundle->takeTableFailure();
+}
+
 }  // namespace
 
 struct StagedMigration::State {
@@ -132,6 +139,7 @@ void StagedMigration::State::run(const StepProgress& progress) {
   // What the migrator reads and leaves it parses itself, or has written: who judges the migration
   // gets the same values.
   const KeptSettings known;
+  (void)tableFailure(context.platform());  // that of an earlier run
   settingsBefore = settingsInFile();
   StepRecorder recorder(steps, progress);
   (*migrator)->setObserver(&recorder);
@@ -160,6 +168,11 @@ void StagedMigration::State::collectChanges() {
 }
 
 void StagedMigration::State::findFailure() {
+  // Accounts would be saved with the names of texts in place of these.
+  if (auto texts = tableFailure(context.platform())) {
+    failure = {StagingFailure::Kind::Unreadable, "", std::move(*texts)};
+    return;
+  }
   for (const RememberedFiles::Failure& each : before.failures()) {
     if (isForDiagnosis(each.path)) continue;
     failure = {StagingFailure::Kind::Unreadable, each.path, each.error};
