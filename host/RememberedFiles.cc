@@ -12,10 +12,6 @@ namespace accountsettings {
 
 namespace {
 
-Status refusal(const std::string& path) {
-  return systemError(path, EROFS);
-}
-
 // Whether two answers tell the same; what an error says is not compared, only its code.
 template <class Value, class Same>
 bool sameAnswer(const Result<Value>& left, const Result<Value>& right, Same same) {
@@ -161,32 +157,6 @@ std::optional<std::string> RememberedFiles::firstChange() {
     }
   }
   return std::nullopt;
-}
-
-Status RememberedFiles::copy(const std::string&, const std::string& target) {
-  return refusal(target);
-}
-Status RememberedFiles::remove(const std::string& path) {
-  return refusal(path);
-}
-Status RememberedFiles::create(const std::string& path, std::span<const std::uint8_t>) {
-  return refusal(path);
-}
-Status RememberedFiles::makeDirectory(const std::string& path, unsigned) {
-  return refusal(path);
-}
-Status RememberedFiles::writeAtomically(const std::string& path, std::span<const std::uint8_t>) {
-  return refusal(path);
-}
-Result<std::unique_ptr<TemporaryFile>> RememberedFiles::makeTemporary(
-    const std::string& destination) {
-  return refusal(destination).error();
-}
-Status RememberedFiles::rename(const std::string&, const std::string& target) {
-  return refusal(target);
-}
-Status RememberedFiles::flushDirectoryOf(const std::string& path) {
-  return refusal(path);
 }
 
 }  // namespace accountsettings

@@ -13,7 +13,7 @@
 
 #include "host/FileChange.h"
 #include "host/LinuxFiles.h"
-#include "platform/Files.h"
+#include "host/ReadOnlyFiles.h"
 
 namespace accountsettings {
 
@@ -27,7 +27,7 @@ struct AssumedFile {
   SharedBytes bytes;                     ///< what is read there; nullptr where nothing can be
 };
 
-class RememberedFiles : public Files {
+class RememberedFiles : public ReadOnlyFiles {
  public:
   /// Both must outlive this.
   RememberedFiles(LinuxFiles& files, AccountNames& names);
@@ -37,16 +37,6 @@ class RememberedFiles : public Files {
       const std::string& path, std::span<const std::uint8_t> known) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
-  // Each of these fails with EROFS.
-  Status copy(const std::string& source, const std::string& target) override;
-  Status remove(const std::string& path) override;
-  Status create(const std::string& path, std::span<const std::uint8_t> bytes) override;
-  Status makeDirectory(const std::string& path, unsigned mode) override;
-  Status writeAtomically(const std::string& path, std::span<const std::uint8_t> bytes) override;
-  [[nodiscard]] Result<std::unique_ptr<TemporaryFile>> makeTemporary(
-      const std::string& destination) override;
-  Status rename(const std::string& source, const std::string& target) override;
-  Status flushDirectoryOf(const std::string& path) override;
 
   /// The file's bytes without a copy of them.
   [[nodiscard]] Result<SharedBytes> readShared(const std::string& path);
