@@ -107,53 +107,71 @@ Status MigrationCommit::giveUp() {
 }
 
 Status MigrationCommit::apply() {
-  Status done = removeLegacyFiles();
-  if (done) done = replaceSettings();
-  if (!done) {
-    problem_.clear();  // what could not be removed stays, like everything else
-    applied_.clear();
-    if (const Status back = putLegacyFilesBack(); !back) {
-      leaveOpen_ = true;
-      tellProblem(done.error().message +
-                  ", and a legacy file cannot be put back: " + back.error().message);
-    }
+  for (const FileChange& change : staged_.changes()) {
+    const Status done = carryOut(change);
+    if (done) continue;
+    undo(done.error());
     return done;
   }
-  applyTheRest();
   return {};
 }
 
-// Fails where a file went and its going cannot be flushed.
-Status MigrationCommit::removeLegacyFiles() {
-  for (const FileChange& change : staged_.changes()) {
-    if (!isLegacyRemoval(change)) continue;
-    const Status removed = host_.files().remove(change.path);
-    if (!removed && removed.error().code != ENOENT) {
-      // A file that stays is converted again by the next run, and those after it with it.
-      tellProblem("the legacy file cannot be removed: " + removed.error().message);
-      return {};
-    }
-    removed_.push_back(change.path);
-    if (Status flushed = host_.files().flushDirectoryOf(change.path); !flushed) return flushed;
-    applied_.push_back(&change);
+Status MigrationCommit::carryOut(const FileChange& change) {
+  if (isLegacyRemoval(change)) return removeLegacyFile(change);
+  if (change.path == settings_) return replaceSettings(change);
+  carryOutWithoutHarm(change);
+  return {};
+}
+
+void MigrationCommit::undo(const Error& cause) {
+  problem_.clear();  // what could not be removed stays, like everything else
+  applied_.clear();
+  const Status back = putLegacyFilesBack();
+  if (back) return;
+  leaveOpen_ = true;
+  tellProblem(cause.message + ", and a legacy file cannot be put back: " + back.error().message);
+}
+
+// Fails where the file went and its going cannot be flushed.
+Status MigrationCommit::removeLegacyFile(const FileChange& change) {
+  // A file that stays is converted again by the next run, and those after it with it.
+  if (!problem_.empty()) return {};
+  const Status removed = host_.files().remove(change.path);
+  if (!removed && removed.error().code != ENOENT) {
+    tellProblem("the legacy file cannot be removed: " + removed.error().message);
+    return {};
   }
+  removed_.push_back(change.path);
+  if (Status flushed = host_.files().flushDirectoryOf(change.path); !flushed) return flushed;
+  applied_.push_back(&change);
   return {};
 }
 
-Status MigrationCommit::replaceSettings() {
-  if (preparedAs_.empty()) return {};
+Status MigrationCommit::replaceSettings(const FileChange& change) {
   const Result<FileAttributes> prepared = host_.files().attributes(preparedAs_);
   if (!prepared) return prepared.error();
   inode_ = prepared->inode;
   if (Status renamed = host_.files().rename(preparedAs_, settings_); !renamed) return renamed;
   preparedAs_.clear();
-  applied_.push_back(staged_.changeAt(settings_));
+  applied_.push_back(&change);
   if (const Status flushed = host_.files().flushDirectoryOf(settings_); !flushed) {
     // After a power cut the old settings may stand there, without the legacy files.
     leaveOpen_ = true;
     warn("the settings' directory cannot be flushed", flushed.error());
   }
   return {};
+}
+
+void MigrationCommit::carryOutWithoutHarm(const FileChange& change) {
+  const Status done = commitChange(host_.files(), change);
+  if (done) {
+    applied_.push_back(&change);
+  } else if (isRemoval(change) && change.path == removalSentinelPath()) {
+    // The next run would take a new legacy file for one that is converted already.
+    tellProblem("the mark of an interrupted removal cannot be removed: " + done.error().message);
+  } else {
+    warn("not done, without harm", done.error());
+  }
 }
 
 Status MigrationCommit::putLegacyFilesBack() {
@@ -164,21 +182,6 @@ Status MigrationCommit::putLegacyFilesBack() {
     if (!back && first) first = back;
   }
   return first;
-}
-
-void MigrationCommit::applyTheRest() {
-  for (const FileChange& change : staged_.changes()) {
-    if (change.path == settings_ || isLegacyRemoval(change)) continue;
-    const Status done = commitChange(host_.files(), change);
-    if (done) {
-      applied_.push_back(&change);
-    } else if (isRemoval(change) && change.path == removalSentinelPath()) {
-      // The next run would take a new legacy file for one that is converted already.
-      tellProblem("the mark of an interrupted removal cannot be removed: " + done.error().message);
-    } else {
-      warn("not done, without harm", done.error());
-    }
-  }
 }
 
 void MigrationCommit::verify() {

@@ -34,9 +34,10 @@ class MigrationCommit {
   // Takes away what was prepared.
   Status giveUp();
 
-  // Makes every change. A failure says that the settings could not be replaced; then the device is
-  // as it was, and giveUp() may follow, unless problem() tells that not even that came about: the
-  // journal then stays open, and a later run puts back what is missing.
+  // Makes every change, in the order in which they were staged. A failure says that the settings
+  // could not be replaced; then the device is as it was, and giveUp() may follow, unless problem()
+  // tells that not even that came about: the journal then stays open, and a later run puts back
+  // what is missing.
   Status apply();
   // Reads the disk back. Afterwards problem() is how it is not as was meant, or empty.
   void verify();
@@ -53,9 +54,12 @@ class MigrationCommit {
   }
 
  private:
-  Status removeLegacyFiles();
-  Status replaceSettings();
-  void applyTheRest();
+  // Fails where the commit has to be undone.
+  Status carryOut(const FileChange& change);
+  Status removeLegacyFile(const FileChange& change);
+  Status replaceSettings(const FileChange& change);
+  void carryOutWithoutHarm(const FileChange& change);
+  void undo(const Error& cause);
   Status putLegacyFilesBack();
   void verifySettings();
   void warn(const std::string& what, const Error& error);

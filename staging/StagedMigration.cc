@@ -66,7 +66,8 @@ bool isForDiagnosis(const std::string& path) {
          liesIn(path, directoryPart(migrationRecordsDirectory()));
 }
 
-// Where a change stands in the commit.
+// Where a change stands in the commit: legacy files go only while the old settings stand, and what
+// told that they are to go stays until the settings tell it.
 int rankOf(const std::string& path) {
   const std::optional<PathRole> role = roleOfPath(path);
   if (!role) return 4;  // the record and its directories
@@ -77,9 +78,9 @@ int rankOf(const std::string& path) {
     case PathRole::LegacyMail:
     case PathRole::LegacyMailOriginal:
       return 1;
-    case PathRole::Sentinel:
-      return 2;
     case PathRole::Settings:
+      return 2;
+    case PathRole::Sentinel:
       return 3;
     case PathRole::AutoFetchMarker:
       return 5;

@@ -75,8 +75,8 @@ class StagedMigration {
   [[nodiscard]] bool result() const noexcept;
   [[nodiscard]] const std::vector<StagedStep>& steps() const noexcept;
 
-  /// What differs from the device, in the order of the commit: the legacy files and the sentinel
-  /// go, the settings are replaced, the rest follows as the system does it. Empty where nothing
+  /// What differs from the device, in the order of the commit: the legacy files go, the settings
+  /// are replaced, the sentinel goes, the rest follows as the system does it. Empty where nothing
   /// would change but what is kept for diagnosis, the copy of the settings and the record: then
   /// there is nothing to copy and nothing to record.
   [[nodiscard]] const std::vector<FileChange>& changes() const noexcept;
