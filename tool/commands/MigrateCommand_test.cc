@@ -691,7 +691,7 @@ TEST_F(Migrate, ALockThatStaysHeldIsToldAtOnceAndEndsTheWait) {
   for (const std::vector<std::string>& each :
        {std::vector<std::string>{"migrate"}, {"restore"}, {"set", "A", "X", "1"}, {"get", "A"}}) {
     SCOPED_TRACE(each.front());
-    for (const std::string seconds : {"0", "1"}) {
+    for (const std::string& seconds : {std::string("0"), std::string("1")}) {
       std::vector<std::string> arguments = each;
       arguments.insert(arguments.end(), {"--root", root_.path(), "--wait", seconds});
       const ToolResult result = runTool(arguments);
