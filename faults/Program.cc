@@ -93,18 +93,15 @@ Told runInChild(int (*body)(const std::string& root), const std::string& root,
 }
 
 std::vector<testing::DiskChange> recordProgram(const std::vector<std::string>& arguments) {
-  std::vector<testing::DiskChange> changes;
-  const CaughtWords words;
-  const int out = ::dup(STDOUT_FILENO);
-  const int errors = ::dup(STDERR_FILENO);
-  words.redirect();
-  testing::recordDiskChanges(&changes);
-  (void)callMain(arguments);
-  testing::recordDiskChanges(nullptr);
-  ::dup2(out, STDOUT_FILENO);
-  ::dup2(errors, STDERR_FILENO);
-  ::close(out);
-  ::close(errors);
+  const int file = ::memfd_create("changes", MFD_CLOEXEC);
+  (void)inChild(
+      [&] {
+        testing::recordDiskChanges(file);
+        return callMain(arguments);
+      },
+      {});
+  std::vector<testing::DiskChange> changes = testing::diskChangesIn(file);
+  ::close(file);
   return changes;
 }
 

@@ -13,7 +13,7 @@ namespace accountsettings::faults {
 // Runs `accountsettings` with these arguments, undisturbed or with a plan for its calls.
 [[nodiscard]] Told runProgram(const std::vector<std::string>& arguments);
 [[nodiscard]] Told runProgram(const std::vector<std::string>& arguments, testing::DiskPlan plan);
-// Runs it in this very process, and keeps what it changed on the disk, in order.
+// Runs it undisturbed; answers what it changed on the disk, in order.
 [[nodiscard]] std::vector<testing::DiskChange> recordProgram(
     const std::vector<std::string>& arguments);
 // Runs `body` in a child with a plan; answers how it ended as Told does.

@@ -87,7 +87,7 @@ Shared& shared() {
 
 bool active = false;
 DiskPlan plan;
-std::vector<DiskChange>* record = nullptr;
+int record = -1;
 
 template <class Function>
 Function* next(const char* name) {
@@ -154,9 +154,26 @@ std::string pathOf(int directory, const char* name) {
   return name[0] == '/' ? name : pathOf(directory) + "/" + name;
 }
 
-void note(DiskChange change) {
+// A change in a file: these numbers, then its texts.
+struct Header {
+  DiskChange::Kind kind;
+  unsigned mode;
+  unsigned owner;
+  unsigned group;
+  std::size_t lengths[3];
+};
+
+void note(const DiskChange& change) {
+  if (record < 0) return;
   const int kept = errno;
-  if (record != nullptr) record->push_back(std::move(change));
+  const Header header{change.kind,
+                      change.mode,
+                      change.owner,
+                      change.group,
+                      {change.path.size(), change.to.size(), change.bytes.size()}};
+  std::string text(reinterpret_cast<const char*>(&header), sizeof header);
+  text += change.path + change.to + change.bytes;
+  rawCall(SYS_write, record, reinterpret_cast<long>(text.data()), static_cast<long>(text.size()));
   errno = kept;
 }
 
@@ -214,8 +231,32 @@ std::vector<std::string> diskCallNames() {
   return names;
 }
 
-void recordDiskChanges(std::vector<DiskChange>* changes) {
-  record = changes;
+void recordDiskChanges(int descriptor) {
+  record = descriptor;
+}
+
+std::vector<DiskChange> diskChangesIn(int descriptor) {
+  std::vector<DiskChange> changes;
+  ::lseek(descriptor, 0, SEEK_SET);
+  const auto text = [&](std::size_t length) {
+    std::string bytes(length, '\0');
+    rawCall(SYS_read, descriptor, reinterpret_cast<long>(bytes.data()), static_cast<long>(length));
+    return bytes;
+  };
+  Header header{};
+  while (rawCall(SYS_read, descriptor, reinterpret_cast<long>(&header), sizeof header) ==
+         static_cast<long>(sizeof header)) {
+    DiskChange change;
+    change.kind = header.kind;
+    change.path = text(header.lengths[0]);
+    change.to = text(header.lengths[1]);
+    change.bytes = text(header.lengths[2]);
+    change.mode = header.mode;
+    change.owner = header.owner;
+    change.group = header.group;
+    changes.push_back(std::move(change));
+  }
+  return changes;
 }
 
 }  // namespace accountsettings::testing
@@ -232,7 +273,7 @@ ssize_t write(int descriptor, const void* bytes, size_t count) {
                     static_cast<long>(count / 2));
     }
     if (disk::fails(disk::Write, descriptor)) return -1;
-    if (disk::record != nullptr) {
+    if (disk::record >= 0) {
       disk::note({Kind::Write, disk::pathOf(descriptor), "",
                   std::string(static_cast<const char*>(bytes), count)});
     }
@@ -243,7 +284,7 @@ ssize_t write(int descriptor, const void* bytes, size_t count) {
 
 int fsync(int descriptor) {
   if (disk::fails(disk::Flush, descriptor)) return -1;
-  if (disk::record != nullptr) {
+  if (disk::record >= 0) {
     struct stat status {};
     ::fstat(descriptor, &status);
     disk::note(
@@ -254,13 +295,13 @@ int fsync(int descriptor) {
 
 int fchmod(int descriptor, mode_t mode) {
   if (disk::fails(disk::Mode, descriptor)) return -1;
-  if (disk::record != nullptr) disk::note({Kind::Mode, disk::pathOf(descriptor), "", "", mode});
+  if (disk::record >= 0) disk::note({Kind::Mode, disk::pathOf(descriptor), "", "", mode});
   return static_cast<int>(disk::rawCall(SYS_fchmod, descriptor, mode));
 }
 
 int fchown(int descriptor, uid_t owner, gid_t group) {
   if (disk::fails(disk::Owner, descriptor)) return -1;
-  if (disk::record != nullptr) {
+  if (disk::record >= 0) {
     disk::note({Kind::Owner, disk::pathOf(descriptor), "", "", 0, owner, group});
   }
   return static_cast<int>(disk::rawCall(SYS_fchown, descriptor, owner, group));
@@ -268,7 +309,7 @@ int fchown(int descriptor, uid_t owner, gid_t group) {
 
 int fchownat(int directory, const char* path, uid_t owner, gid_t group, int flags) noexcept {
   if (disk::fails(disk::Owner, directory, path)) return -1;
-  if (disk::record != nullptr) {
+  if (disk::record >= 0) {
     disk::note({Kind::Owner, disk::pathOf(directory, path), "", "", 0, owner, group});
   }
   static auto* const real = disk::next<int(int, const char*, uid_t, gid_t, int)>("fchownat");
@@ -277,13 +318,13 @@ int fchownat(int directory, const char* path, uid_t owner, gid_t group, int flag
 
 int ftruncate(int descriptor, off_t length) noexcept {
   if (disk::fails(disk::Truncate, descriptor)) return -1;
-  disk::note({Kind::Truncate, disk::record != nullptr ? disk::pathOf(descriptor) : ""});
+  disk::note({Kind::Truncate, disk::record >= 0 ? disk::pathOf(descriptor) : ""});
   return static_cast<int>(disk::rawCall(SYS_ftruncate, descriptor, length));
 }
 
 int renameat(int from, const char* source, int to, const char* target) noexcept {
   if (disk::fails(disk::Rename, from, source)) return -1;
-  if (disk::record != nullptr) {
+  if (disk::record >= 0) {
     disk::note({Kind::Rename, disk::pathOf(from, source), disk::pathOf(to, target)});
   }
   return static_cast<int>(disk::rawCall(SYS_renameat, from, reinterpret_cast<long>(source), to,
@@ -294,7 +335,7 @@ int unlinkat(int directory, const char* path, int flags) noexcept {
   if (disk::fails(disk::Unlink, directory, path)) return -1;
   const int done =
       static_cast<int>(disk::rawCall(SYS_unlinkat, directory, reinterpret_cast<long>(path), flags));
-  if (done == 0 && disk::record != nullptr) {
+  if (done == 0 && disk::record >= 0) {
     disk::note({(flags & AT_REMOVEDIR) != 0 ? Kind::RemoveDirectory : Kind::Unlink,
                 disk::pathOf(directory, path)});
   }
@@ -305,7 +346,7 @@ int mkdirat(int directory, const char* path, mode_t mode) noexcept {
   if (disk::fails(disk::MakeDirectory, directory, path)) return -1;
   const int done =
       static_cast<int>(disk::rawCall(SYS_mkdirat, directory, reinterpret_cast<long>(path), mode));
-  if (done == 0 && disk::record != nullptr) {
+  if (done == 0 && disk::record >= 0) {
     disk::note({Kind::MakeDirectory, disk::pathOf(directory, path), "", "", mode});
   }
   return done;
@@ -313,7 +354,7 @@ int mkdirat(int directory, const char* path, mode_t mode) noexcept {
 
 int symlinkat(const char* target, int directory, const char* path) noexcept {
   if (disk::fails(disk::Link, directory, path)) return -1;
-  if (disk::record != nullptr) {
+  if (disk::record >= 0) {
     disk::note({Kind::Link, disk::pathOf(directory, path), target});
   }
   return static_cast<int>(disk::rawCall(SYS_symlinkat, reinterpret_cast<long>(target), directory,
@@ -332,7 +373,7 @@ int openat(int directory, const char* path, int flags, ...) {
   if (disk::fails(creates ? disk::Create : disk::Open, directory, path)) return -1;
   const int opened = static_cast<int>(
       disk::rawCall(SYS_openat, directory, reinterpret_cast<long>(path), flags, mode));
-  if (creates && opened >= 0 && (flags & O_EXCL) != 0 && disk::record != nullptr) {
+  if (creates && opened >= 0 && (flags & O_EXCL) != 0 && disk::record >= 0) {
     disk::note({Kind::Create, disk::pathOf(directory, path), "", "", mode});
   }
   return opened;

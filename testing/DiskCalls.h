@@ -68,7 +68,9 @@ struct DiskChange {
   unsigned owner = 0;   // of an Owner
   unsigned group = 0;
 };
-// Keeps the changes that this process makes, until it is called again with nullptr.
-void recordDiskChanges(std::vector<DiskChange>* changes);
+// Keeps the changes that this process makes from now on in the file of the descriptor; -1 ends it.
+void recordDiskChanges(int descriptor);
+// Those that a file keeps, in their order.
+[[nodiscard]] std::vector<DiskChange> diskChangesIn(int descriptor);
 
 }  // namespace accountsettings::testing
