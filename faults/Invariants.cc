@@ -63,9 +63,12 @@ std::string whatIsNotDone(const Told& told, const DiskTree& disk, const DiskTree
 
 std::string whatIsNotAsBefore(const Told& told, const Disturbance& disturbance,
                               const DiskTree& before, const DiskTree& disk) {
-  // What a run ended that was cut before it is told.
-  if (says(told, "completed the migration of backup") || says(told, "were put back first"))
-    return "";
+  // What a run ended that was cut before it is told; where the installation is found incomplete
+  // after that, it is all that is told.
+  for (const char* words : {"completed the migration of backup", "were put back first",
+                            "the installation is incomplete"}) {
+    if (says(told, words)) return "";
+  }
   const bool mayLeave = disturbance.lasting || says(told, "stays");
   const std::string changed =
       mayLeave ? difference(comparable(essence(disk)), comparable(essence(before)))
