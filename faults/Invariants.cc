@@ -53,11 +53,16 @@ bool says(const Told& told, const char* words) {
 }
 
 std::string whatIsNotDone(const Told& told, const DiskTree& disk, const DiskTree& reference) {
-  // What is kept for diagnosis may be missing, if the words name it.
+  // What is kept for diagnosis may be missing, if the words name it; and what an earlier run was
+  // writing there when it was cut may lie there still.
   const bool saysWhatIsMissing = says(told, "without harm") || says(told, "/Logs/CrashReporter");
+  DiskTree now = disk;
+  std::erase_if(now, [](const auto& entry) {
+    return isTemporary(entry.first) && isForDiagnosis(entry.first);
+  });
   const std::string other =
-      saysWhatIsMissing ? difference(comparable(essence(disk)), comparable(essence(reference)))
-                        : difference(comparable(disk), comparable(reference));
+      saysWhatIsMissing ? difference(comparable(essence(now)), comparable(essence(reference)))
+                        : difference(comparable(now), comparable(reference));
   return other.empty() ? "" : "it said done, but " + other;
 }
 
@@ -118,7 +123,7 @@ std::set<std::string> acceptedLosses(const Disturbance& disturbance, const DiskT
 
 std::string nothingTemporaryIsLeft(const DiskTree& disk) {
   for (const auto& [path, entry] : disk) {
-    if (isTemporary(path)) return path + " is left";
+    if (isTemporary(path) && !isForDiagnosis(path)) return path + " is left";
   }
   return "";
 }

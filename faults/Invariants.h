@@ -56,7 +56,7 @@ struct Disturbance {
 // migration is staged, and ends where something cannot be read.
 [[nodiscard]] std::set<std::string> acceptedLosses(const Disturbance& disturbance,
                                                    const DiskTree& before);
-// No temporary file is there.
+// No temporary file is there, the folders of what is kept for diagnosis aside.
 [[nodiscard]] std::string nothingTemporaryIsLeft(const DiskTree& disk);
 
 }  // namespace accountsettings::faults
