@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "host/Digest.h"
 #include "tool/frame/Errors.h"
 #include "tool/values/ReadFile.h"
 
@@ -27,6 +28,18 @@ BackupManifest readManifest(const std::string& directory) {
   Result<BackupManifest> manifest = manifestFrom(name, readFile(path));
   if (!manifest) throw Prevented(path, manifest.error().message, "choose another backup");
   return std::move(manifest).value();
+}
+
+Result<Bytes> readKept(const std::string& directory, const BackupFile& file) {
+  try {
+    Bytes bytes = readFile(directory + "/" + file.savedAs);
+    const Result<std::string> sum = sha256(bytes);
+    if (!sum) return sum.error();
+    if (*sum != file.sha256) return Error{"its sum is not the one in the manifest"};
+    return bytes;
+  } catch (const Prevented& failure) {
+    return Error{failure.problem()};
+  }
 }
 
 }  // namespace accountsettings

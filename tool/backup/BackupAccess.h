@@ -16,5 +16,8 @@ namespace accountsettings {
 [[nodiscard]] bool isBackup(const std::string& directory);
 // Throws Prevented where the manifest cannot be read.
 [[nodiscard]] BackupManifest readManifest(const std::string& directory);
+// The content that the backup keeps of the file; the error says where it is missing, or has another
+// sum than the manifest tells.
+[[nodiscard]] Result<Bytes> readKept(const std::string& directory, const BackupFile& file);
 
 }  // namespace accountsettings

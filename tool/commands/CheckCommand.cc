@@ -4,11 +4,13 @@
 #include <algorithm>
 
 #include "store/AccountsManager.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/commands/Input.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
+#include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
 #include "tool/migration/MigrationSummary.h"
 #include "tool/values/ReadFile.h"
@@ -66,6 +68,21 @@ Contents contentsOf(const InspectedFiles& files, OpenedRoot* device) {
   return contents;
 }
 
+// The files of a backup that are no settings and no legacy files, and yet must be whole if it is to
+// be put back.
+void checkOtherFiles(const std::string& backup, Findings& findings) {
+  for (const BackupFile& file : readManifest(backup).files) {
+    const bool isJudged = file.role == PathRole::Settings || file.role == PathRole::LegacyMail ||
+                          file.role == PathRole::LegacyExchange;
+    if (isJudged || file.savedAs.empty()) continue;
+    const Result<Bytes> content = readKept(backup, file);
+    if (content) continue;
+    FindingList(findings, backup + "/" + file.savedAs)
+        .add(finding::kUnreadable,
+             "The kept file cannot be put back: " + content.error().message + ".");
+  }
+}
+
 // Of files by themselves. The commands that are advised are for the device in which they lie, if
 // they do in one.
 Findings findingsAlone(const InspectedFiles& files, OpenedRoot& device, const std::string& path) {
@@ -73,6 +90,7 @@ Findings findingsAlone(const InspectedFiles& files, OpenedRoot& device, const st
   const std::string above = device.deviceAbove(path);
   options.root = above.empty() ? "DIR" : above;
   Findings findings = inspectFiles(files);
+  if (kindOfInput(path) == Input::Kind::Backup) checkOtherFiles(path, findings);
   for (Finding& each : findings) each.action = adviceWithRoot(options, each.action);
   return findings;
 }

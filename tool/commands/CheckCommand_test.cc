@@ -411,7 +411,10 @@ TEST(Check, WhatAMigrationThatWasCutShortHasPreparedIsNoLeftover) {
   root.putSettings(3, {mailAccount("A")});
   ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
   const std::string backups = "/var/mobile/Library/Logs/AccountMigrationBackups";
-  const fs::path backup = *fs::directory_iterator(root.at(backups));
+  const auto found =
+      std::find_if(fs::directory_iterator(root.at(backups)), fs::directory_iterator(),
+                   [](const auto& each) { return each.is_directory(); });
+  const fs::path backup = found->path();
   const std::string path = backups + "/" + backup.filename().string() + "/manifest.plist";
   Dictionary journal = *root.get(path)->dictionary();
   journal.remove("Outcome");

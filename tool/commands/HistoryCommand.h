@@ -1,5 +1,5 @@
-// HistoryCommand tells from the backups and from the migrator's own records what was
-// migrated when, from which version, and by which steps.
+// HistoryCommand tells what was done to a device when and by whom, and from the backups and the
+// migrator's own records what was migrated, from which version, and by which steps.
 #pragma once
 
 #include <optional>

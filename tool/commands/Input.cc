@@ -34,7 +34,9 @@ Input backup(const std::string& path) {
     const BackupFile* file = manifest.fileInRole(role);
     if (file == nullptr || file->savedAs.empty()) return {path, std::nullopt};
     const std::string saved = path + "/" + file->savedAs;
-    return {saved, propertyListIn(readFile(saved))};
+    const Result<Bytes> content = readKept(path, *file);
+    if (!content) return {saved, Result<PropertyList>(content.error())};
+    return {saved, propertyListIn(*content)};
   };
   return {Input::Kind::Backup,
           path,

@@ -2,8 +2,14 @@
 // it ended.
 #include "tool/commands/MigrateCommand.h"
 
+#include <set>
+
 #include "host/LinuxFiles.h"
 #include "migration/MigrationSteps.h"
+#include "staging/Backup.h"
+#include "staging/HeldMigrationLock.h"
+#include "tool/backup/History.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/migration/MigrationSummaryText.h"
 
@@ -68,6 +74,31 @@ Prevented refusalOf(const MigrationSummary& summary, bool endedEarlier) {
   return {"", why, stopped + unchanged(endedEarlier) + summary.advice};
 }
 
+std::set<std::string> namesOfBackups(OpenedRoot& device) {
+  const Result<std::vector<std::string>> names = device.files().list(backupsDirectory());
+  return names ? std::set<std::string>(names->begin(), names->end()) : std::set<std::string>();
+}
+
+// `before` names what lay among the backups; what is missing of it now was superfluous.
+void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& summary,
+                 const std::set<std::string>& before) {
+  Dictionary entry{{history::kCommand, "migrate"}, {history::kOutcome, nameOf(summary.outcome)}};
+  entry.set(history::kFromVersion, summary.decision.version);
+  entry.set(history::kToVersion, summary.versionAfter);
+  entry.set(history::kSteps,
+            listOf(summary.steps, [](const StepRecord& each) { return PropertyList(each.step); }));
+  if (!summary.backup.empty()) entry.set(history::kBackup, summary.backup);
+  Array pruned;
+  const std::set<std::string> now = namesOfBackups(device);
+  for (const std::string& name : before) {
+    if (!now.contains(name)) pruned.append(name);
+  }
+  if (!pruned.empty()) entry.set(history::kPruned, pruned);
+  // It was let go of with the end of the migration.
+  const Result<HeldMigrationLock> lock = HeldMigrationLock::take(device.host());
+  addToHistory(session, device, std::move(entry));
+}
+
 }  // namespace
 
 void MigrateCommand::describe(OptionSet& options) {
@@ -120,6 +151,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
     return !changed && summary.outcome != SummaryOutcome::Refused;
   };
 
+  const std::set<std::string> backups = namesOfBackups(device);
   using Cause = MigrationOutcome::Cause;
   const MigrationOutcome outcome =
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
@@ -143,7 +175,11 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   } else if (outcome.kind == MigrationOutcome::Kind::Refused && outcome.cause != Cause::None) {
     throw refusalOf(device, outcome);
   }
-  return carriedOut(std::move(summary), outcome);
+  summary = carriedOut(std::move(summary), outcome);
+  const bool isTold = endedEarlier || outcome.kind == MigrationOutcome::Kind::Broken ||
+                      !outcome.written.empty() || !outcome.removed.empty();
+  if (isTold) tellHistory(session, device, summary, backups);
+  return summary;
 }
 
 ExitStatus MigrateCommand::run(Session& session) {

@@ -46,6 +46,7 @@ class Migrate : public ::testing::Test {
     std::vector<std::string> names;
     if (!fs::exists(root_.at(kBackups))) return names;
     for (const auto& entry : fs::directory_iterator(root_.at(kBackups))) {
+      if (!entry.is_directory()) continue;  // the history
       names.push_back(entry.path().filename());
     }
     std::sort(names.begin(), names.end());

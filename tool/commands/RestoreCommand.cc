@@ -3,10 +3,12 @@
 
 #include <algorithm>
 
+#include "account/StringList.h"
 #include "staging/InterruptedMigration.h"
 #include "store/AccountsManager.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
+#include "tool/backup/History.h"
 #include "tool/backup/Restore.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Words.h"
@@ -29,6 +31,15 @@ std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& mani
         "nothing was changed; choose another backup: see 'accountsettings restore --list'");
   }
   return std::move(steps).value();
+}
+
+bool isKept(const BackupFile& file) {
+  return file.state != BackupFile::State::Absent;
+}
+
+std::string_view wordFor(const BackupFile& file, const std::string& problem) {
+  if (!problem.empty()) return "DAMAGED";
+  return isKept(file) ? "whole" : "absent";
 }
 
 std::size_t filesToChange(const std::vector<RestoreStep>& steps) {
@@ -113,6 +124,8 @@ void RestoreCommand::describe(OptionSet& options) {
   options.argument("BACKUP", backup_,
                    "The backup's name; the newest one that a migration kept where left out");
   options.flag("-l,--list", list_, "List the backups, and what each is for");
+  options.flag("--show", show_,
+               "Show what a backup holds, and whether each file is whole (status 1 where not)");
   options.flag("-n,--dry-run", dryRun_, "Say what would be put back or pruned, and touch nothing");
   options.flag("--no-backup", noBackup_, "Keep no backup of what is replaced");
   options.flag("--prune", prune_,
@@ -159,6 +172,40 @@ ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
   return ExitStatus::Done;
 }
 
+// The files that a backup holds, each verified by its sum.
+ExitStatus RestoreCommand::showBackup(Output& output, OpenedRoot& device) const {
+  const BackupManifest manifest = chosenBackup(device);
+  Array files;
+  std::size_t damaged = 0;
+  if (!output.json()) output.line("Backup " + manifest.name + ":");
+  for (const BackupFile& file : manifest.files) {
+    std::string problem;
+    if (!file.savedAs.empty()) {
+      const Result<Bytes> content = readFromBackup(device.host(), manifest, file);
+      if (!content) problem = content.error().message;
+    }
+    if (!problem.empty()) ++damaged;
+    Dictionary entry{{"role", nameOf(file.role)}, {"path", file.path}, {"kept", isKept(file)}};
+    if (!file.savedAs.empty()) entry.set("size", file.attributes.size);
+    if (isKept(file)) entry.set("whole", problem.empty());
+    files.append(std::move(entry));
+    if (output.json()) continue;
+    output.line("  " + padded(wordFor(file, problem), 9) + " " + device.shown(file.path));
+    if (!problem.empty()) output.line("            " + output.paint(Colour::Red, problem));
+  }
+  if (output.json()) {
+    output.document("backup", {{"root", device.options().root},
+                               {"backup", manifest.name},
+                               {"files", files},
+                               {"whole", damaged == 0}});
+  } else if (damaged > 0) {
+    output.line(counted(damaged, "file is", "files are") + " damaged: it cannot be put back.");
+  } else {
+    output.line("It can be put back with: " + device.commandLine({"restore", manifest.name}));
+  }
+  return damaged > 0 ? ExitStatus::No : ExitStatus::Done;
+}
+
 // The named backup, unless a migration still needs it, or those that are superfluous.
 std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
@@ -193,6 +240,10 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
     }
     session.changed = true;
     lock->keepFile();
+  }
+  if (session.changed) {
+    addToHistory(session, device,
+                 {{history::kCommand, "prune"}, {history::kPruned, arrayOf(names)}});
   }
   Output& output = session.output;
   if (output.json()) {
@@ -229,6 +280,11 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
   }
   if (own) restored.backup = own->manifest.name;
   (void)removeLeftovers(device.host());
+  if (session.changed) {
+    Dictionary entry{{history::kCommand, "restore"}, {history::kRestored, manifest.name}};
+    if (!restored.backup.empty()) entry.set(history::kBackup, restored.backup);
+    addToHistory(session, device, std::move(entry));
+  }
   // An interrupted or a broken migration is over with this.
   if (const Status noted = noteEndOfRestore(device, own); !noted) {
     throw CommandFailure(
@@ -268,10 +324,11 @@ void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManife
 }
 
 ExitStatus RestoreCommand::run(Session& session) {
-  const bool readsOnly = list_ || dryRun_;
+  const bool readsOnly = list_ || show_ || dryRun_;
   OpenedRoot device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
   device.requireDevice();
   if (list_) return list(session.output, device);
+  if (show_) return showBackup(session.output, device);
   if (prune_) return prune(session, device);
 
   const BackupManifest manifest = chosenBackup(device);

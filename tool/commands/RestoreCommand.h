@@ -22,6 +22,7 @@ class RestoreCommand : public Command {
   struct Restored;
 
   ExitStatus list(Output& output, OpenedRoot& device) const;
+  ExitStatus showBackup(Output& output, OpenedRoot& device) const;
   ExitStatus prune(Session& session, OpenedRoot& device) const;
   [[nodiscard]] std::vector<std::string> namesToPrune(OpenedRoot& device) const;
   [[nodiscard]] BackupManifest chosenBackup(OpenedRoot& device) const;
@@ -34,6 +35,7 @@ class RestoreCommand : public Command {
   bool list_ = false;
   bool dryRun_ = false;
   bool noBackup_ = false;
+  bool show_ = false;
   bool prune_ = false;
   int keep_ = 5;
   LockOption lock_;

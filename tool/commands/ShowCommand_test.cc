@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "testing/DocumentPath.h"
@@ -178,7 +179,11 @@ TEST(Show, SaysWhatItWasGiven) {
   EXPECT_EQ(runTool({"show", root.settingsPath()}).out.substr(0, 14), "settings file ");
   ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
   const std::filesystem::path backups = root.at("/var/mobile/Library/Logs/AccountMigrationBackups");
-  const std::string backup = std::filesystem::directory_iterator(backups)->path();
+  const auto isBackup = [](const auto& each) { return each.is_directory(); };
+  const std::string backup =
+      std::find_if(std::filesystem::directory_iterator(backups),
+                   std::filesystem::directory_iterator(), isBackup)
+          ->path();
   const ToolResult result = runTool({"show", backup});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out.substr(0, 7), "backup ");

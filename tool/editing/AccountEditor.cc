@@ -13,6 +13,7 @@
 #include "platform/PlatformWith.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/DeviceInspection.h"
+#include "tool/backup/History.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 
@@ -26,6 +27,16 @@ std::optional<std::size_t> placeOfChild(const Array& children, const std::string
     if (child && child->string(kAccountIdentifier) == identifier) return place;
   }
   return std::nullopt;
+}
+
+// The keys that changed in accounts and their children.
+StringList changedKeys(const std::vector<AccountChange>& changes) {
+  StringList keys;
+  for (const AccountChange& change : changes) {
+    for (const KeyChange& each : change.keys) keys.push_back(each.key);
+    for (const std::string& key : changedKeys(change.children)) keys.push_back(key);
+  }
+  return keys;
 }
 
 }  // namespace
@@ -247,6 +258,11 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   std::optional<std::string> notTold;
   if (!options_.dryRun) {
     commit();
+    const Differences changes = differencesBetween(settings_, meant);
+    addToHistory(session_, device_,
+                 {{history::kCommand, command},
+                  {history::kAccount, account},
+                  {history::kKeys, arrayOf(changedKeys(changes.accounts))}});
     notTold = tellOthers();
     log_.releaseTo(device_.log());
   }

@@ -28,6 +28,9 @@ template <class Items, class Form>
 // that shares its parts many times over can.
 [[nodiscard]] Result<std::string> toJson(const PropertyList& value);
 
+// The same on one line.
+[[nodiscard]] Result<std::string> toJsonLine(const PropertyList& value);
+
 // The error says at which byte the text is malformed, or what has no place in a property list
 // (null).
 [[nodiscard]] Result<PropertyList> fromJson(std::string_view text);

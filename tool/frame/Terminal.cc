@@ -2,6 +2,7 @@
 #include "tool/frame/Terminal.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -79,6 +80,11 @@ unsigned userIdentifier() noexcept {
 
 unsigned groupIdentifier() noexcept {
   return getegid();
+}
+
+std::string userName() {
+  const passwd* const user = getpwuid(geteuid());
+  return user == nullptr ? "" : user->pw_name;
 }
 
 InterruptsHeld::InterruptsHeld() noexcept {

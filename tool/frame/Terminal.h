@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "plist/Result.h"
@@ -25,6 +26,8 @@ void makeWritesFailInsteadOfEnding() noexcept;
 // The user and group that this process acts as.
 [[nodiscard]] unsigned userIdentifier() noexcept;
 [[nodiscard]] unsigned groupIdentifier() noexcept;
+// The user's name; empty where this machine knows none.
+[[nodiscard]] std::string userName();
 
 // InterruptsHeld holds back the signals by which people and sessions end a program (Ctrl-C,
 // hang-up, terminate) for as long as it lives, so that work which must not be cut in half is

@@ -1,0 +1,137 @@
+// How the history is kept and told.
+#include "tool/backup/History.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "account/StringList.h"
+#include "host/LinuxFiles.h"
+#include "migration/MigrationSteps.h"
+#include "plist/XmlScalars.h"
+#include "staging/Backup.h"
+#include "tool/frame/Json.h"
+#include "tool/frame/Terminal.h"
+#include "tool/frame/Version.h"
+
+namespace accountsettings {
+
+namespace {
+
+constexpr std::size_t kMostBytes = 1 << 18;
+constexpr unsigned kPrivate = 0700;
+constexpr double kSecondsFrom1970To2001 = 978'307'200;
+
+double now() {
+  using namespace std::chrono;
+  const auto since1970 = duration_cast<seconds>(system_clock::now().time_since_epoch());
+  return static_cast<double>(since1970.count()) - kSecondsFrom1970To2001;
+}
+
+// The text of the file; empty where there is none.
+Result<std::string> readText(LinuxFiles& files) {
+  const Result<Bytes> bytes = files.read(historyPath());
+  if (bytes) return std::string(bytes->begin(), bytes->end());
+  if (isAbsence(bytes.error())) return std::string();
+  return bytes.error();
+}
+
+// The newest lines of the text that are not too much.
+std::string newestOf(const std::string& text) {
+  if (text.size() <= kMostBytes) return text;
+  const std::size_t end = text.find('\n', text.size() - kMostBytes);
+  return end == std::string::npos ? std::string() : text.substr(end + 1);
+}
+
+Status add(OpenedRoot& device, const Dictionary& entry) {
+  LinuxFiles& files = device.files();
+  const Result<FileAttributes> there = files.attributes(backupsDirectory());
+  if (!there && !isAbsence(there.error())) return there.error();
+  if (there && there->kind != FileAttributes::Kind::Directory) {
+    return Error{device.shown(backupsDirectory()) + ": it must be a directory, and no link to one"};
+  }
+  Result<std::string> text = readText(files);
+  if (!text) return text.error();
+  const Result<std::string> line = toJsonLine(entry);
+  if (!line) return line.error();
+  if (!text->empty() && !text->ends_with('\n')) *text += '\n';  // what was torn is not made worse
+  *text = newestOf(*text + *line + "\n");
+  if (Status made = files.makeDirectory(backupsDirectory(), kPrivate); !made) return made;
+  return files.writeAtomically(historyPath(), Bytes(text->begin(), text->end()));
+}
+
+void append(std::string& text, std::string_view before, const std::string& what) {
+  if (!what.empty()) text.append(before).append(what);
+}
+
+std::string textUnder(const Dictionary& entry, std::string_view key) {
+  return std::string(entry.string(key).value_or(""));
+}
+
+std::string listUnder(const Dictionary& entry, std::string_view key) {
+  return joined(stringListOf(entry.find(key)).value_or(StringList()), ", ");
+}
+
+std::string versionsIn(const Dictionary& entry) {
+  const std::string to = std::to_string(entry.integer(history::kToVersion));
+  if (!entry.contains(history::kToVersion)) return "";
+  if (!entry.contains(history::kFromVersion)) return "to version " + to;
+  return "from version " + std::to_string(entry.integer(history::kFromVersion)) + " to " + to;
+}
+
+std::string stepsIn(const Dictionary& entry) {
+  const StringList steps = stringListOf(entry.find(history::kSteps)).value_or(StringList());
+  return steps.empty() ? "" : counted(steps.size(), "step", "steps");
+}
+
+}  // namespace
+
+std::string historyPath() {
+  return appendPathComponent(backupsDirectory(), "history");
+}
+
+void addToHistory(Session& session, OpenedRoot& device, Dictionary entry) {
+  Dictionary whole{{history::kTime, PropertyList::date(now())},
+                   {history::kUserIdentifier, terminal::userIdentifier()},
+                   {history::kUser, terminal::userName()},
+                   {history::kToolVersion, kToolVersion}};
+  for (const auto& each : entry) whole.set(each.key(), each.value());
+  const Status added = add(device, whole);
+  if (!added) session.output.note("the history does not tell of this: " + added.error().message);
+}
+
+Result<History> readHistory(OpenedRoot& device) {
+  const Result<std::string> text = readText(device.files());
+  if (!text) return text.error();
+  History history;
+  for (std::size_t at = 0; at < text->size();) {
+    const std::size_t end = std::min(text->find('\n', at), text->size());
+    const Result<PropertyList> entry = fromJson(std::string_view(*text).substr(at, end - at));
+    if (entry && entry->dictionary() != nullptr) {
+      history.entries.push_back(*entry->dictionary());
+    } else {
+      ++history.damaged;
+    }
+    at = end + 1;
+  }
+  return history;
+}
+
+std::string historyLine(const Dictionary& entry) {
+  const PropertyList* time = entry.find(history::kTime);
+  const auto seconds = time == nullptr ? std::nullopt : time->dateSeconds();
+  std::string text = seconds ? detail::formatDate(*seconds).value_or("?") : "?";
+  text += "  " + textUnder(entry, history::kCommand);
+  append(text, " ", textUnder(entry, history::kAccount));
+  append(text, " ", textUnder(entry, history::kRestored));
+  append(text, " ", versionsIn(entry));
+  append(text, ", ", stepsIn(entry));
+  if (const std::string keys = listUnder(entry, history::kKeys); !keys.empty()) text += ": " + keys;
+  append(text, ", ", textUnder(entry, history::kOutcome));
+  append(text, ", pruned ", listUnder(entry, history::kPruned));
+  text += "  by " + textUnder(entry, history::kUser) + " (" +
+          std::to_string(entry.integer(history::kUserIdentifier)) + "), " +
+          textUnder(entry, history::kToolVersion);
+  return text;
+}
+
+}  // namespace accountsettings
