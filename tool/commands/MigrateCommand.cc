@@ -95,7 +95,8 @@ void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& s
   }
   if (!pruned.empty()) entry.set(history::kPruned, pruned);
   // It was let go of with the end of the migration.
-  const Result<HeldMigrationLock> lock = HeldMigrationLock::take(device.host());
+  const Result<HeldMigrationLock> lock =
+      HeldMigrationLock::take(device.host(), device.host().platform());
   addToHistory(session, device, std::move(entry));
 }
 

@@ -180,10 +180,9 @@ TEST(Show, SaysWhatItWasGiven) {
   ASSERT_EQ(runTool({"migrate", "--root", root.path()}).status, 0);
   const std::filesystem::path backups = root.at("/var/mobile/Library/Logs/AccountMigrationBackups");
   const auto isBackup = [](const auto& each) { return each.is_directory(); };
-  const std::string backup =
-      std::find_if(std::filesystem::directory_iterator(backups),
-                   std::filesystem::directory_iterator(), isBackup)
-          ->path();
+  const std::string backup = std::find_if(std::filesystem::directory_iterator(backups),
+                                          std::filesystem::directory_iterator(), isBackup)
+                                 ->path();
   const ToolResult result = runTool({"show", backup});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out.substr(0, 7), "backup ");
