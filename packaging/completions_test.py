@@ -102,7 +102,8 @@ printf '%s\\0' "$@" >arguments.new && mv arguments.new arguments
     device = os.path.join(work, "device")
     subprocess.run([tool, "sample", device, "--release", "oldest"], check=True, stdout=subprocess.DEVNULL)
     subprocess.run([tool, "migrate", "--root", device], check=True, stdout=subprocess.DEVNULL)
-    return os.listdir(os.path.join(device, "var/mobile/Library/Logs/AccountMigrationBackups"))[0]
+    backups = os.path.join(device, "var/mobile/Library/Logs/AccountMigrationBackups")
+    return next(entry.name for entry in os.scandir(backups) if entry.is_dir())
 
 
 def main(tool, folder):

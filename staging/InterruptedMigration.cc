@@ -403,6 +403,7 @@ Result<EndedMigration> endInterruptedMigration(LinuxHost& host,
 
 Status removeLeftovers(LinuxHost& host, std::vector<FoundBackup>& found) {
   Status first;
+  removeTemporariesIn(host.files(), backupsDirectory());  // of the history
   for (const FoundBackup& each : found) {
     if (each.unfinished) {
       const Status gone = discardBackup(host, each.name);
