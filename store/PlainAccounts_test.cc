@@ -69,14 +69,15 @@ TEST_F(PlainAccountsTest, AreFoundAsInAStore) {
 
 TEST_F(PlainAccountsTest, AreLookedAtAgainWhereTheListChanged) {
   PlainAccounts plain;
-  ASSERT_TRUE(plain.examine({account("a"), parent("b", {account("c")})}));
+  const Dictionary family = parent("b", {account("c")});
+  ASSERT_TRUE(plain.examine({account("a"), family}));
   const std::vector<Array> lists{
-      {account("a", {{"Username", "x"}}), parent("b", {account("c")})},  // a value
-      {account("a"), parent("b", {account("d")})},                       // a child
-      {account("e"), parent("b", {account("d")})},                       // an identifier
-      {parent("b", {account("d")}), account("e")},                       // the order
-      {account("e"), account("f"), account("a")},                        // one more
-      {account("e")},                                                    // fewer
+      {account("a", {{"Username", "x"}}), family},  // a value
+      {account("a"), parent("b", {account("d")})},  // a child
+      {account("e"), parent("b", {account("d")})},  // an identifier
+      {parent("b", {account("d")}), account("e")},  // the order
+      {account("e"), account("f"), account("a")},   // one more
+      {account("e")},                               // fewer
       {},
       {parent("a", {account("b")}), account("f")},
   };
