@@ -58,7 +58,7 @@ set(linux_headers
 set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
 set(headers_of_host ${posix_headers} ${linux_headers})
 set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp)
-set(headers_of_tool/frame/Terminal.cc fcntl.h pwd.h signal.h sys/ioctl.h unistd.h)
+set(headers_of_tool/frame/Terminal.cc fcntl.h pwd.h signal.h sys/ioctl.h sys/wait.h unistd.h)
 set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})
 # It stands before the calls of the C library.

@@ -131,6 +131,7 @@ void ToolRun::becomeTool(int in, int out, int err) const {
   ::dup2(out, 1);
   ::dup2(err, 2);
   for (const int stream : missingStreams_) ::close(stream);
+  ::setenv("PAGER", "cat", 1);
   for (const auto& [name, value] : variables_) ::setenv(name.c_str(), value.c_str(), 1);
   if (fileSizeLimit_) {
     ::signal(SIGXFSZ, SIG_IGN);

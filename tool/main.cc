@@ -8,6 +8,7 @@
 #include "platform/AssertionFailure.h"
 #include "tool/commands/Commands.h"
 #include "tool/commands/Completions.h"
+#include "tool/commands/Guide.h"
 #include "tool/frame/Terminal.h"
 
 namespace accountsettings {
@@ -45,27 +46,33 @@ const bool* hasChanged = nullptr;
   std::abort();
 }
 
+ExitStatus fail(Session& session, const CommandFailure& failure) {
+  session.output.failure(failure, adviceWithRoot(session.options, failure.advice()));
+  return failure.status();
+}
+
 ExitStatus runCommand(Command& command, Session& session) {
   try {
     return command.run(session);
   } catch (const CommandFailure& failure) {
-    session.output.progress("");
-    const std::string advice = adviceWithRoot(session.options, failure.advice());
-    session.output.note(failure.problem() + (advice.empty() ? "" : "; " + advice));
-    return failure.status();
+    return fail(session, failure);
   } catch (const AssertionFailure& failure) {
-    session.output.progress("");
-    session.output.note(failure.message() + " (" + failure.method() + " in " +
-                        failure.sourceFile() + "); the installation is incomplete: reinstall it" +
-                        (session.changed ? ", and run the same command again" : ""));
-    return cutShort(session.changed);
+    const CommandFailure told(
+        cutShort(session.changed), "",
+        failure.message() + " (" + failure.method() + " in " + failure.sourceFile() + ")",
+        std::string("the installation is incomplete: reinstall it") +
+            (session.changed ? ", and run the same command again" : ""),
+        FailureCode::Installation);
+    return fail(session, told);
   }
 }
 
 // A command that changed nothing has not done its work where its answer did not arrive; `changed`
 // tells that it changed files: its status then stays what it was.
-ExitStatus finish(Output& output, ExitStatus status, bool changed) {
-  const Status written = output.finish();
+ExitStatus finish(Session& session, ExitStatus status) {
+  Output& output = session.output;
+  const bool changed = session.changed;
+  const Status written = output.finish(session.options.root);
   if (written) return status;
   const std::string again = changed ? "" : ": run it again where all of it can be written";
   output.note("standard output: " + written.error().message +
@@ -75,40 +82,54 @@ ExitStatus finish(Output& output, ExitStatus status, bool changed) {
   return answered && !changed ? ExitStatus::Prevented : status;
 }
 
+// No command is wrong usage, but nobody is scolded for it.
+ExitStatus showGuide() {
+  const CommonOptions options;
+  Output output(options);
+  Session session{options, output};
+  output.block(kGuide);
+  return finish(session, ExitStatus::Usage);
+}
+
 ExitStatus runProgram(std::vector<std::string> arguments) {
   terminal::keepNumbersOfClosedStreams();
   terminal::makeWritesFailInsteadOfEnding();
+  if (arguments.empty()) return showGuide();
   CommandLine commandLine(allCommands());
   if (!arguments.empty() && arguments.front() == kCompleteCommand) {
-    Output output(false);
+    const CommonOptions options;
+    Output output(options);
+    Session session{options, output};
     arguments.erase(arguments.begin());
     writeCompletions(commandLine.complete(arguments), output);
-    return finish(output, ExitStatus::Done, false);
+    return finish(session, ExitStatus::Done);
   }
-  Command* command = nullptr;
   try {
-    command = commandLine.parse(std::move(arguments));
+    Command* const command = commandLine.parse(arguments);
+    const CommonOptions& options = commandLine.options();
+    Output output(options);
+    Session session{options, output};
+    if (command == nullptr) {
+      output.block(commandLine.text());
+      return finish(session, ExitStatus::Done);
+    }
+    hasChanged = &session.changed;
+    ExitStatus status = ExitStatus::Done;
+    try {
+      const ExitStatus answer = runCommand(*command, session);
+      status = finish(session, answer);
+    } catch (const std::bad_alloc&) {
+      status = withoutMemory(session.changed);
+    }
+    // At once, and not by way of the end of this function: to take large settings apart piece by
+    // piece takes longer than to read them.
+    std::exit(static_cast<int>(status));
   } catch (const CommandFailure& failure) {
-    Output(false).note(failure.what());
-    return failure.status();
+    const CommonOptions options = formAskedFor(arguments);
+    Output output(options);
+    Session session{options, output};
+    return finish(session, fail(session, failure));
   }
-  Output output(commandLine.options().json, !commandLine.options().noLimit);
-  if (command == nullptr) {
-    output.block(commandLine.text());
-    return finish(output, ExitStatus::Done, false);
-  }
-  Session session{commandLine.options(), output};
-  hasChanged = &session.changed;
-  ExitStatus status = ExitStatus::Done;
-  try {
-    const ExitStatus answer = runCommand(*command, session);
-    status = finish(output, answer, session.changed);
-  } catch (const std::bad_alloc&) {
-    status = withoutMemory(session.changed);
-  }
-  // At once, and not by way of the end of this function: to take large settings apart piece by
-  // piece takes longer than to read them.
-  std::exit(static_cast<int>(status));
 }
 
 }  // namespace

@@ -50,15 +50,28 @@ std::string detailsText(const AccountNode& account, bool withCount) {
   return joined(parts, " | ");
 }
 
-ShownText headline(const Output& output, const AccountNode& account) {
-  ShownText text =
-      output.paint(Colour::Bold, account.type.empty() ? "(no type)" : shortened(account.type));
-  if (!account.name.empty()) text += " \"" + shortened(account.name) + "\"";
-  if (!account.accountClass.empty()) text += "  " + shortened(account.accountClass);
-  text +=
-      "  " + output.paint(Colour::Dim, account.identifier.empty() ? "(no identifier)"
-                                                                  : shortened(account.identifier));
-  return text;
+std::vector<Output::Piece> headline(const Output& output, const AccountNode& account) {
+  Output::Piece title =
+      output.piece(Colour::Bold, account.type.empty() ? "(no type)" : shortened(account.type));
+  if (!account.name.empty()) {
+    const auto name = output.piece(Colour::Plain, " \"" + shortened(account.name) + "\"");
+    title.shown += name.shown;
+    title.width += name.width;
+  }
+  std::vector<Output::Piece> pieces{title};
+  if (!account.accountClass.empty()) {
+    pieces.push_back(output.piece(Colour::Plain, shortened(account.accountClass)));
+  }
+  pieces.push_back(output.piece(
+      Colour::Dim, account.identifier.empty() ? "(no identifier)" : shortened(account.identifier)));
+  return pieces;
+}
+
+// A value takes what a line has left; elsewhere than on a terminal what most people can read.
+std::size_t widthOfValue(const Output& output, std::size_t taken) {
+  constexpr std::size_t kLeast = 24;
+  if (!output.onTerminal()) return kValueWidth;
+  return output.columns() > taken + kLeast ? output.columns() - taken : kLeast;
 }
 
 void writeProperties(Output& output, const AccountNode& account, const std::string& indent,
@@ -66,8 +79,10 @@ void writeProperties(Output& output, const AccountNode& account, const std::stri
   const Dictionary shown = reveal ? account.properties : withSecretsHidden(account.properties);
   for (const auto& entry : shown) {
     if (isTold(entry.key())) continue;
-    output.line(indent + output.paint(Colour::Blue, shortened(entry.key())) + ": " +
-                propertyLine(entry.value(), kValueWidth));
+    const std::string key = shortened(entry.key());
+    const std::size_t taken = lengthOf(indent) + lengthOf(key) + 3;
+    output.line(indent + output.paint(Colour::Blue, key) + ": " +
+                propertyLine(entry.value(), widthOfValue(output, taken)));
   }
 }
 
@@ -76,12 +91,12 @@ void writeBranch(Output& output, const std::vector<AccountNode>& accounts,
   for (const AccountNode& account : accounts) {
     const bool last = &account == &accounts.back();
     const std::string inner = indent + (last ? "   " : "│  ");
-    output.line(indent + (last ? "└─ " : "├─ ") + headline(output, account));
     const std::string under = inner + (account.children.empty() ? "   " : "│  ");
+    output.pieces(indent + (last ? "└─ " : "├─ "), under, headline(output, account), "  ");
     const std::string details = detailsText(account, !options.allProperties);
-    if (!details.empty()) output.line(under + details);
+    if (!details.empty()) output.paragraph(under, details);
     if (!account.notLoaded.empty()) {
-      output.line(under + output.paint(Colour::Red, "not loaded: " + account.notLoaded));
+      output.paragraph(under, "not loaded: " + account.notLoaded, Colour::Red);
     }
     if (options.allProperties) writeProperties(output, account, under, options.reveal);
     writeBranch(output, account.children, inner, options);
@@ -100,6 +115,27 @@ void addRows(std::vector<Row>& rows, const std::vector<AccountNode>& accounts,
   }
 }
 
+using Widths = std::array<std::size_t, 6>;
+constexpr std::size_t kIdentifierColumn = 4;  // whole, as people type it again
+constexpr std::size_t kLeastWidth = 6;
+constexpr const char* kGap = "  ";
+
+// Takes from the widest columns what does not fit. Answers whether it took something.
+bool fit(Widths& widths, std::size_t columns) {
+  bool cut = false;
+  while (true) {
+    std::size_t sum = 2 * (widths.size() - 1);
+    std::size_t widest = 0;
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+      sum += widths[i];
+      if (i != kIdentifierColumn && widths[i] > widths[widest]) widest = i;
+    }
+    if (sum <= columns || widths[widest] <= kLeastWidth) return cut;
+    --widths[widest];
+    cut = true;
+  }
+}
+
 }  // namespace
 
 void writeTree(Output& output, const std::vector<AccountNode>& accounts,
@@ -110,16 +146,22 @@ void writeTree(Output& output, const std::vector<AccountNode>& accounts,
 void writeTable(Output& output, const std::vector<AccountNode>& accounts) {
   std::vector<Row> rows = {{"TYPE", "NAME", "USER", "CLASS", "IDENTIFIER", "ENABLED"}};
   addRows(rows, accounts, "");
-  std::array<std::size_t, 6> widths{};
+  Widths widths{};
   for (const Row& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], lengthOf(row[i]));
   }
+  const bool cut = fit(widths, output.columns());
   for (const Row& row : rows) {
     std::string line;
-    for (std::size_t i = 0; i + 1 < row.size(); ++i) line += padded(row[i], widths[i]) + "  ";
-    line += row.back();
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line += padded(cutTo(row[i], widths[i]), widths[i]) + kGap;
+    }
     line.erase(line.find_last_not_of(' ') + 1);
     output.line(&row == &rows.front() ? output.paint(Colour::Bold, line) : line);
+  }
+  if (cut) {
+    output.paragraph("", "… stands for more: show it without --table, or in a wider terminal.",
+                     Colour::Dim);
   }
 }
 

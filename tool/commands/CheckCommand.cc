@@ -145,10 +145,11 @@ ExitStatus CheckCommand::run(Session& session) {
     output.document("check", document);
   } else {
     writeFindings(output, findings, shown);
-    output.line("Checked " + Input{kind, path, {}}.description() + ": " + inWords(contents) +
-                "; found " + countsInWords(findings) + ".");
+    output.paragraph("", "Checked " + Input{kind, path, {}}.description() + ": " +
+                             inWords(contents) + "; found " + countsInWords(findings) + ".");
     if (contents.pending) {
-      output.line("A migration to version " + std::to_string(AccountsManager::currentVersion()) +
+      output.paragraph(
+          "", "A migration to version " + std::to_string(AccountsManager::currentVersion()) +
                   " is pending" +
                   (isRoot ? "; what it would do: " + device.commandLine({"plan"}) : "."));
     }

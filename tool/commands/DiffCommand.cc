@@ -23,11 +23,12 @@ Dictionary settingsOf(const Input& input, Session& session) {
   const Result<PropertyList>& settings = *file.content;
   if (!settings) {
     if (input.kind == Input::Kind::DeviceRoot) session.options.root = input.path;
-    throw Prevented(file.name, settings.error().message, nextStepFor(settings.error()));
+    throw Prevented(file.name, settings.error().message, nextStepFor(settings.error()),
+                    codeFor(settings.error().code, FailureCode::Unreadable));
   }
   if (!settings->dictionary()) {
     throw Prevented(file.name, "it holds no dictionary, so these are no settings",
-                    "give a settings file, a device root or a backup");
+                    "give a settings file, a device root or a backup", FailureCode::Unreadable);
   }
   return *settings->dictionary();
 }
@@ -44,7 +45,9 @@ void addLegacyAccounts(Array& accounts, const std::vector<LegacyFile>& files) {
     if (!identifierOf(account).empty()) held.emplace(identifierOf(account));
   });
   for (const LegacyFile& file : files) {
-    if (file.problem) throw Prevented(file.path, *file.problem, "see 'accountsettings check'");
+    if (file.problem)
+      throw Prevented(file.path, *file.problem, "see 'accountsettings check'",
+                      FailureCode::Unreadable);
     for (const LegacySection& section : file.sections) {
       for (const LegacyDescription& each : section.descriptions) {
         if (held.contains(std::string(each.properties.string(kAccountIdentifier).value_or(""))))
@@ -99,14 +102,11 @@ ExitStatus DiffCommand::run(Session& session) {
   const AccountCounts counts = countsOf(differences, old.arrayOrEmpty(kPlistAccountsKey));
   Output& output = session.output;
   if (output.json()) {
-    Dictionary document{{"old", before.forScripts()},
-                        {"new", after.forScripts()},
-                        {"same", differences.empty()},
-                        {"counts", countsForScripts(counts)}};
-    for (const auto& entry : differencesForScripts(differences, reveal_)) {
-      document.set(entry.key(), entry.value());
-    }
-    output.document("diff", document);
+    output.document("diff", {{"old", before.forScripts()},
+                             {"new", after.forScripts()},
+                             {"same", differences.empty()},
+                             {"counts", countsForScripts(counts)},
+                             {"changes", differencesForScripts(differences, reveal_)}});
   } else {
     output.line(output.paint(Colour::Bold, "--- " + headlineOf(before)));
     output.line(output.paint(Colour::Bold, "+++ " + headlineOf(after)));

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
@@ -62,7 +63,7 @@ TEST(Diff, DifferencesAreShownAccountByAccount) {
   EXPECT_EQ(schemaErrors("diff.schema.json", json.out), "");
   const Dictionary document = documentIn(json.out);
   EXPECT_EQ(document.get("same"), PropertyList(false));
-  EXPECT_EQ(document.array("accounts")->size(), 3U);
+  EXPECT_EQ(at(document, "changes", "accounts").array()->size(), 3U);
 }
 
 TEST(Diff, AnAccountThatBecameAChildIsNotShownAsLost) {

@@ -10,7 +10,8 @@
 namespace accountsettings {
 namespace {
 
-constexpr const char* kIdentifierHelp = "The account's identifier, or a child's";
+constexpr const char* kIdentifierHelp =
+    "The account's identifier, or a child's, or the beginning of one";
 
 bool storesAsEnabled(const BasicAccount& account, std::string_view dataclass) {
   return containsString(account.properties().values().arrayOrEmpty(kAccountEnabledDataclasses),
@@ -52,7 +53,7 @@ ExitStatus SetCommand::run(Session& session) {
   requireMaySet(*account.record, key_, stored ? &*stored : nullptr);
   account.record->setAccountPropertyForKey(stored, key_);
   editor.put(account);
-  return editor.finish("set", identifier_);
+  return editor.finish("set", account.record->identifier().value_or(identifier_));
 }
 
 void SwitchCommand::describe(OptionSet& options) {
@@ -91,7 +92,7 @@ ExitStatus SwitchCommand::run(Session& session) {
                         : "not reported: it is not provisioned, or a profile restricts it"));
   }
   editor.put(account);
-  return editor.finish(command, identifier_);
+  return editor.finish(command, account.record->identifier().value_or(identifier_));
 }
 
 void AddCommand::describe(OptionSet& options) {
@@ -166,8 +167,10 @@ void RemoveCommand::describe(OptionSet& options) {
 
 ExitStatus RemoveCommand::run(Session& session) {
   AccountEditor editor(session, edit_);
-  editor.remove(accountToEdit(editor.store(), identifier_));
-  return editor.finish("remove", identifier_);
+  const EditedAccount account = accountToEdit(editor.store(), identifier_);
+  const std::string identifier = account.record->identifier().value_or(identifier_);
+  editor.remove(account);
+  return editor.finish("remove", identifier);
 }
 
 }  // namespace accountsettings

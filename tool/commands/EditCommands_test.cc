@@ -289,6 +289,36 @@ TEST_F(Edit, RefusesAnAccountThatIsNotThere) {
   expectRefused({"get", "Z"}, 3, reason);
 }
 
+TEST(EditedIdentifier, MayBeOfAnyCaseOrTheBeginningOfOne) {
+  ToolRoot root;
+  Dictionary parent = mailAccount("ABC-1");
+  parent.set("ChildAccounts", Array{Dictionary{{"Identifier", "XY-9"},
+                                               {"Type", "CalDAV"},
+                                               {"Class", "MobileCalDAVAccount"},
+                                               {"DisplayName", "child"}}});
+  root.putSettings(12, {parent, mailAccount("ABD-2"), mailAccount("ABC")});
+  const auto get = [&](const char* identifier) {
+    return runTool({"get", identifier, "DisplayName", "--root", root.path()});
+  };
+  EXPECT_EQ(get("abc-1").out, "Mail of ABC-1\n");
+  EXPECT_EQ(get("abd").out, "Mail of ABD-2\n");
+  EXPECT_EQ(get("x").out, "child\n");
+  // One that is whole is no beginning.
+  EXPECT_EQ(get("ABC").out, "Mail of ABC\n");
+  EXPECT_EQ(get("abc").out, "Mail of ABC\n");
+  const ToolResult several = get("ab");
+  EXPECT_EQ(several.status, 3);
+  EXPECT_EQ(several.err,
+            "accountsettings: account 'ab': 3 identifiers begin so; give more of it: ABC-1, ABD-2, "
+            "ABC\n");
+  EXPECT_EQ(get("").status, 3);
+  EXPECT_NE(get("ABD-3").err.find("did you mean 'ABD-2'? "), std::string::npos);
+  const ToolResult edit =
+      runTool({"set", "abd", "DisplayName", "New", "--root", root.path(), "--json"});
+  EXPECT_EQ(documentIn(edit.out).string("account"), "ABD-2");
+  EXPECT_EQ(get("abd").out, "New\n");
+}
+
 TEST_F(Edit, RefusesASecondAccountWithTheSameIdentifier) {
   root.put("/more.plist", Dictionary{{"Identifier", "C"}});
   expectRefused({"add", "Mail", "IMAPAccount", "--properties", root.at("/more.plist")}, 3,

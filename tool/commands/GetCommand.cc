@@ -19,7 +19,8 @@ void writeValue(Output& output, const PropertyList& value) {
 }  // namespace
 
 void GetCommand::describe(OptionSet& options) {
-  options.argument("ID", identifier_, "The account's identifier, or a child's");
+  options.argument("ID", identifier_,
+                   "The account's identifier, or a child's, or the beginning of one");
   options.arguments("KEY", keys_, "Keys of the values; all where left out");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
   lock_.describe(options);
@@ -51,7 +52,8 @@ ExitStatus GetCommand::run(Session& session) {
   if (!reveal_) values = withSecretsHidden(values);
   Output& output = session.output;
   if (output.json()) {
-    output.document("get", {{"account", identifier_}, {"values", values}});
+    output.document("get", {{"account", account.record->identifier().value_or(identifier_)},
+                            {"values", values}});
   } else if (keys_.empty()) {
     output.block(propertyText(output.fitting(values)));
   } else {

@@ -55,8 +55,7 @@ ExitStatus HistoryCommand::run(Session& session) {
   if (output.json()) {
     output.document(
         "history",
-        {{"root", session.options.root},
-         {"entries", listOf(known->entries, [](const auto& each) { return PropertyList(each); })},
+        {{"entries", listOf(known->entries, [](const auto& each) { return PropertyList(each); })},
          {"damagedLines", known->damaged},
          {"backups", listOf(backups, backupForScripts)},
          {"records", listOf(records, recordForScripts)}});

@@ -71,7 +71,7 @@ Prevented refusalOf(const MigrationSummary& summary, bool endedEarlier) {
            " against the migration)";
   }
   const std::string stopped = wordsForDaemon(summary.daemonStopped);
-  return {"", why, stopped + unchanged(endedEarlier) + summary.advice};
+  return {"", why, stopped + unchanged(endedEarlier) + summary.advice, FailureCode::Blocked};
 }
 
 std::set<std::string> namesOfBackups(OpenedRoot& device) {
@@ -103,6 +103,7 @@ void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& s
 }  // namespace
 
 void MigrateCommand::describe(OptionSet& options) {
+  options.argument("ROOT", root_, "The device root; the --root where left out");
   options.flag("-v,--verbose", verbose_,
                "Tell what each step changed, and what became of each key");
   options.flag("-n,--dry-run", dryRun_, "Stage it in memory, and touch nothing");
@@ -161,7 +162,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   if (!dryRun_) tellEnd(session.output, device.commandLog(), outcome);
   if (changed && outcome.cause == Cause::None) {
     throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
-                    unchanged(endedEarlier) + "make a new plan");
+                    unchanged(endedEarlier) + "make a new plan", FailureCode::Changed);
   }
   if (dryRun_) return onlyPlanned(device, std::move(summary), outcome, acceptLoss_);
   if (outcome.kind == MigrationOutcome::Kind::Broken && outcome.cause == Cause::Interrupted) {
@@ -185,6 +186,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
 
 ExitStatus MigrateCommand::run(Session& session) {
   Output& output = session.output;
+  if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   device.requireDevice();
   output.progress("Looking at the settings ...");

@@ -22,6 +22,7 @@ class MigrateCommand : public Command {
   [[nodiscard]] MigrationSummary migrate(Session& session, OpenedRoot& device) const;
   [[nodiscard]] StagedMigrationOptions optionsFor(Session& session, OpenedRoot& device) const;
 
+  std::optional<std::string> root_;
   bool verbose_ = false;
   bool dryRun_ = false;
   bool noBackup_ = false;

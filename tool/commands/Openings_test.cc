@@ -77,7 +77,9 @@ class Openings : public ::testing::Test {
     arguments.insert(arguments.end(), {"--root", root(), "--log", directory_.path() / "log"});
     CommandLine commandLine(allCommands());
     Command* command = commandLine.parse(arguments);
-    Output output(true);  // never finished, and so it says nothing
+    CommonOptions options;
+    options.json = true;
+    Output output(options);  // never finished, and so it says nothing
     Session session{commandLine.options(), output};
     openings = 0;
     countedFile = std::filesystem::canonical(root()).string() + ToolRoot::kSettings;

@@ -43,8 +43,8 @@ ExitStatus PlanCommand::run(Session& session) {
   MigrationSummary plan = planMigration(device);
   Output& output = session.output;
   if (out_) {
-    const Result<std::string> text =
-        output.documentText(kPlanFormat, summaryForScripts(plan, shown));
+    const Result<std::string> text = session.output.documentText(
+        kPlanFormat, summaryForScripts(plan, shown), session.options.root);
     if (!text) throw Prevented(*out_, text.error().message);
     writeFile(*out_, *text);
     session.changed = true;

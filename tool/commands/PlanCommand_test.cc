@@ -339,9 +339,9 @@ TEST_F(PlanOfDaemon, IsToldToPeopleAndScripts) {
   const ShownPath shown = [](const std::string& file) { return file; };
   const auto textOfPlan = [&] {
     ::testing::internal::CaptureStdout();
-    Output output(false);
+    Output output(CommonOptions{});
     writeSummary(output, plan, shown, {});
-    EXPECT_TRUE(output.finish());
+    EXPECT_TRUE(output.finish("/"));
     return ::testing::internal::GetCapturedStdout();
   };
   EXPECT_EQ(textOfPlan().find("daemon"), std::string::npos);
@@ -356,7 +356,9 @@ TEST_F(PlanOfDaemon, IsToldToPeopleAndScripts) {
   const Dictionary document = summaryForScripts(plan, shown);
   EXPECT_EQ(document.get("daemon"),
             PropertyList(Dictionary{{"process", 42}, {"name", "dataaccessd"}}));
-  EXPECT_EQ(schemaErrors("migration.schema.json", documentText("plan", document).value()), "");
+  EXPECT_EQ(schemaErrors("migration.schema.json",
+                         Output(CommonOptions{}).documentText("plan", document, "/").value()),
+            "");
 }
 
 TEST(Plan, MigrateRefusesAFileThatIsNoPlan) {

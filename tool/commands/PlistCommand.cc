@@ -20,13 +20,16 @@ std::string_view asText(const Bytes& bytes) {
 PropertyList readAnyForm(const std::string& file) {
   const std::string name = file == "-" ? "standard input" : file;
   const Bytes bytes = readFile(file);
-  if (bytes.empty()) throw Prevented(name, "it is empty, not a property list", "check the path");
+  if (bytes.empty())
+    throw Prevented(name, "it is empty, not a property list", "check the path",
+                    FailureCode::Unreadable);
   Result<PropertyList> value = formOf(bytes) ? propertyListIn(bytes) : fromJson(asText(bytes));
   if (!value) {
     throw Prevented(
         name, value.error().message,
         "it is no property list (binary, XML or JSON), or a damaged one: take another file "
-        "or a good copy");
+        "or a good copy",
+        FailureCode::Unreadable);
   }
   return std::move(value).value();
 }

@@ -4,8 +4,14 @@
 
 #include <array>
 #include <filesystem>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <sstream>
 
+#include "testing/TemporaryDirectory.h"
 #include "testing/ToolRun.h"
+#include "tool/frame/Output.h"
 
 namespace accountsettings::testing {
 namespace {
@@ -58,9 +64,8 @@ TEST(Program, SuggestsTheOptionThatWasMeant) {
 }
 
 TEST(Program, SuggestsTheCommandThatWasMeant) {
-  expectRefusal({"shwo"},
-                "'shwo': unknown command; did you mean 'show'? see accountsettings --help");
-  expectRefusal({"xyzzyxyzzy"}, "'xyzzyxyzzy': unknown command; see accountsettings --help");
+  expectRefusal({"shwo"}, "'shwo': unknown command; did you mean 'show'? see accountsettings help");
+  expectRefusal({"xyzzyxyzzy"}, "'xyzzyxyzzy': unknown command; see accountsettings help");
 }
 
 TEST(Program, RefusesArgumentsTooMany) {
@@ -77,10 +82,49 @@ TEST(Program, EveryCommandRefusesAnUnknownOption) {
   }
 }
 
-TEST(Program, NoCommandIsWrongUsage) {
-  const ToolResult result = runTool({});
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.out, "");
+TEST(Program, KnowsOtherWordsForCommands) {
+  const auto suggests = [](const char* word, const std::string& command) {
+    expectRefusal({word}, std::string("'") + word + "': unknown command; did you mean '" + command +
+                              "'? see accountsettings help");
+  };
+  suggests("list", "show");
+  suggests("undo", "restore");
+  suggests("status", "check");
+}
+
+TEST(Program, WithoutACommandItShowsAGuideWhoseCommandsRunInTurn) {
+  const ToolResult guide = runTool({});
+  EXPECT_EQ(guide.status, 2);
+  const TemporaryDirectory directory;
+  const std::string device = directory.path() / "device";
+  ASSERT_EQ(runTool({"sample", device, "--release", "oldest"}).status, 0);
+  const std::regex command("\n  accountsettings (\\w+) --root DIR  ");
+  std::vector<std::string> commands;
+  for (std::sregex_iterator at(guide.out.begin(), guide.out.end(), command), end; at != end; ++at) {
+    commands.push_back(at->str(1));
+    const ToolResult result = runTool({commands.back(), "--root", device});
+    EXPECT_LE(result.status, commands.back() == "check" ? 1 : 0) << commands.back();
+  }
+  EXPECT_EQ(commands, (std::vector<std::string>{"show", "check", "plan", "migrate", "restore"}));
+  EXPECT_NE(guide.out.find(" accountsettings sample DIR --release oldest\n"), std::string::npos);
+  EXPECT_NE(guide.out.find(" accountsettings help\n"), std::string::npos);
+}
+
+TEST(Program, HelpAndVersionAreWordsToo) {
+  EXPECT_EQ(runTool({"help"}).out, runTool({"--help"}).out);
+  EXPECT_EQ(runTool({"help", "show"}).out, runTool({"show", "--help"}).out);
+  EXPECT_EQ(runTool({"version"}).out, runTool({"--version"}).out);
+  expectRefusal({"help", "shwo"},
+                "'shwo': unknown command; did you mean 'show'? see accountsettings help");
+}
+
+TEST(Program, TakesTheRootAsAnArgumentWhereNothingElseIsOne) {
+  ToolRoot root;
+  root.putSettings(9, {mailAccount("A")});
+  for (const char* command : {"show", "check", "plan", "history", "migrate"}) {
+    EXPECT_EQ(runTool({command, root.path()}).status, 0) << command;
+  }
+  EXPECT_EQ(root.settings().integer("Version"), 12);
 }
 
 TEST(Program, OptionsMayStandBeforeTheCommand) {
@@ -90,7 +134,9 @@ TEST(Program, OptionsMayStandBeforeTheCommand) {
   const ToolResult before = runTool({"--type", "Mail", "--json", "--root", root.path(), "show"});
   EXPECT_EQ(after.status, 0);
   EXPECT_EQ(before.status, 0);
-  EXPECT_EQ(before.out, after.out);
+  // But for when it began and how long it took.
+  EXPECT_EQ(documentIn(before.out).get("settings"), documentIn(after.out).get("settings"));
+  EXPECT_EQ(documentIn(before.out).get("root"), documentIn(after.out).get("root"));
 }
 
 TEST(Program, AValueMayBeNamedLikeACommand) {
@@ -360,10 +406,68 @@ TEST(Program, TellsALogThatCannotBeOpened) {
   EXPECT_NE(result.err.find("/none/log"), std::string::npos) << result.err;
 }
 
-TEST(Program, ColourNeedsATerminal) {
+TEST(Program, ColourNeedsATerminalUnlessItIsAskedFor) {
   ToolRoot root;
   root.putSettings(12, {mailAccount("A")});
-  EXPECT_EQ(runTool({"show", root.path()}).out.find('\033'), std::string::npos);
+  const auto coloured = [&](const char* when, bool terminal) {
+    ToolRun run({"show", root.path(), when});
+    run.withVariable("TERM", "xterm");
+    if (terminal) run.onTerminal();
+    return run.run().out.find('\033') != std::string::npos;
+  };
+  EXPECT_FALSE(coloured("--color=auto", false));
+  EXPECT_TRUE(coloured("--color=auto", true));
+  EXPECT_TRUE(coloured("--color=always", false));
+  EXPECT_FALSE(coloured("--color=never", true));
+}
+
+TEST(Program, APagerShowsWhatGoesToATerminal) {
+  ToolRoot root;
+  root.putSettings(12, {mailAccount("A")});
+  const auto shown = [&](std::map<std::string, std::string> variables, bool terminal = true) {
+    ToolRun run({"show", root.path(), "--color=never"});
+    variables.emplace("TERM", "xterm");
+    for (const auto& [name, value] : variables) run.withVariable(name, value);
+    if (terminal) run.onTerminal();
+    const ToolResult result = run.withTimeLimit(30).run();
+    EXPECT_EQ(result.status, 0) << result.err;
+    return result.out;
+  };
+  const std::string marking = "sed \"s/^/$LESS:/\"";
+  EXPECT_EQ(shown({{"PAGER", marking}}).substr(0, 11), "FRX:device ");
+  EXPECT_EQ(shown({{"PAGER", "false"}, {"ACCOUNTSETTINGS_PAGER", marking}}).substr(0, 4), "FRX:");
+  EXPECT_EQ(shown({{"PAGER", marking}, {"LESS", "X"}}).substr(0, 2), "X:");
+  EXPECT_EQ(shown({{"PAGER", marking}}, false).substr(0, 7), "device ");
+  EXPECT_EQ(shown({{"PAGER", marking}, {"TERM", "dumb"}}).substr(0, 7), "device ");
+  // Whoever leaves the pager has seen enough.
+  EXPECT_EQ(shown({{"PAGER", "true"}}), "");
+}
+
+TEST(Program, FitsLinesToATerminalBetweenWords) {
+  const TemporaryDirectory directory;
+  const std::string device = directory.path() / "d";
+  ASSERT_EQ(runTool({"sample", device}).status, 0);
+  ASSERT_EQ(::chmod((device + ToolRoot::kSettings).c_str(), 0644), 0);
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"show", device, "--all"},
+                                                  {"show", device, "--table"},
+                                                  {"check", device}}) {
+    std::vector<std::string> arguments = command;
+    arguments.emplace_back("--color=never");
+    const ToolResult fitted = ToolRun(arguments).onTerminal().run();
+    std::istringstream lines(fitted.out);
+    for (std::string line; std::getline(lines, line);) {
+      line.erase(line.find_last_not_of("\r") + 1);
+      const bool isPath = line.find("/var/") != std::string::npos;
+      EXPECT_TRUE(lengthOf(line) <= 80 || isPath) << command.front() << ": " << line;
+    }
+  }
+  // The same words stand there as elsewhere.
+  const auto wordsOf = [](const std::string& text) {
+    std::istringstream stream(text);
+    return std::vector<std::string>{std::istream_iterator<std::string>(stream), {}};
+  };
+  EXPECT_EQ(wordsOf(ToolRun({"check", device, "--color=never"}).onTerminal().run().out),
+            wordsOf(runTool({"check", device}).out));
 }
 
 }  // namespace

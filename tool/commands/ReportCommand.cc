@@ -189,7 +189,7 @@ ExitStatus ReportCommand::run(Session& session) {
   device.requireDevice();
   ReportMaker maker(device, session.output);
   const Dictionary report = maker.make(logFile_);
-  const Result<std::string> text = session.output.documentText("report", report);
+  const Result<std::string> text = session.output.documentText("report", report, "/");
   if (!text) throw Prevented(*out_, text.error().message);
   writeFile(*out_, *text);
   session.changed = true;

@@ -177,7 +177,10 @@ TEST_F(Report, KnowsInALogTheAccountsThatAreNoLongerThere) {
   const ToolResult result = run({"--include-log", root.at("/log"), "--json"});
   ASSERT_EQ(result.status, 0) << result.err;
   expectNothingPersonal(text());
-  expectNothingPersonal(result.out);
+  // The summary is for whoever made the report, and names the root.
+  for (const std::string& each : kPersonal) {
+    EXPECT_EQ(result.out.find(each), std::string::npos) << each;
+  }
 }
 
 TEST_F(Report, NothingOfAccountsThatAreBrokenIsTold) {

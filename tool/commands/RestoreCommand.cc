@@ -152,10 +152,10 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
   }
   if (backup_) {
     throw Prevented(place + "/" + *backup_, "there is no such backup",
-                    "'accountsettings restore --list' lists them");
+                    "'accountsettings restore --list' lists them", FailureCode::NoBackup);
   }
   throw Prevented(place, "there is no backup that could be put back",
-                  "check --root; only 'migrate' makes backups");
+                  "check --root; only 'migrate' makes backups", FailureCode::NoBackup);
 }
 
 ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
@@ -214,8 +214,8 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
                                   [&](const FoundBackup& each) { return each.name == *backup_; });
   const std::string shown = device.shown(backupsDirectory()) + "/" + *backup_;
   if (named == found.end()) {
-    throw Prevented(shown, "there is no such backup",
-                    "'accountsettings restore --list' lists them");
+    throw Prevented(shown, "there is no such backup", "'accountsettings restore --list' lists them",
+                    FailureCode::NoBackup);
   }
   const bool isNewest =
       std::none_of(named + 1, found.end(), [](const FoundBackup& each) { return each.manifest; });
@@ -247,8 +247,7 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
   }
   Output& output = session.output;
   if (output.json()) {
-    output.document("prune", {{"root", session.options.root},
-                              {"directory", device.shown(backupsDirectory())},
+    output.document("prune", {{"directory", device.shown(backupsDirectory())},
                               {"dryRun", dryRun_},
                               {"removed", arrayOf(names)}});
     return ExitStatus::Done;
@@ -298,8 +297,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
 void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
                           const Restored& restored) const {
   if (output.json()) {
-    Dictionary document{
-        {"root", device.options().root}, {"backup", manifest.name}, {"dryRun", dryRun_}};
+    Dictionary document{{"backup", manifest.name}, {"dryRun", dryRun_}};
     if (!restored.backup.empty()) document.set("kept", restored.backup);
     document.set("files", listOf(restored.steps, [](const RestoreStep& step) {
                    return Dictionary{{"role", nameOf(step.file.role)},

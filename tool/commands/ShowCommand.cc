@@ -22,7 +22,8 @@ struct Section {
   AccountTree tree{};
   std::string problem{};   // why it could not be read
   std::string nextStep{};  // and what to do about it
-  std::size_t found = 0;   // accounts and children, before any filter
+  FailureCode code = FailureCode::Unreadable;
+  std::size_t found = 0;  // accounts and children, before any filter
 };
 
 std::size_t countOf(const AccountTree& tree) {
@@ -42,6 +43,7 @@ std::optional<Section> sectionOf(const char* key, const char* title, const Inspe
     section.problem = content ? "its root is not a dictionary" : content.error().message;
   }
   section.nextStep = nextStepFor(content ? Error{} : content.error());
+  if (!content) section.code = codeFor(content.error().code, FailureCode::Unreadable);
   return section;
 }
 
@@ -172,7 +174,9 @@ ExitStatus ShowCommand::run(Session& session) {
   }
   const auto unread = std::find_if(sections.begin(), sections.end(),
                                    [](const Section& each) { return !each.problem.empty(); });
-  if (unread != sections.end()) throw Prevented(unread->file, unread->problem, unread->nextStep);
+  if (unread != sections.end()) {
+    throw Prevented(unread->file, unread->problem, unread->nextStep, unread->code);
+  }
   if (unmatched) throw CommandFailure(*unmatched);
   return ExitStatus::Done;
 }

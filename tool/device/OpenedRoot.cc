@@ -47,7 +47,8 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, LogSink* log,
   if (!opened) {
     const std::string_view advice = adviceFor(opened.error().code);
     throw Prevented("", opened.error().message,
-                    advice.empty() ? "correct that file, or give another with --config" : advice);
+                    advice.empty() ? "correct that file, or give another with --config" : advice,
+                    codeFor(opened.error().code));
   }
   return std::move(opened).value();
 }
@@ -79,7 +80,8 @@ void OpenedRoot::requireDevice() {
   const std::string above = deviceAbove(options_.root);
   throw Prevented(options_.root, "this is no device root: it has no " + home,
                   above.empty() ? "give the directory that stands for the device's /"
-                                : "did you mean " + above + "?");
+                                : "did you mean " + above + "?",
+                  FailureCode::NoDevice);
 }
 
 std::optional<Process> OpenedRoot::lockHolder() {
@@ -96,7 +98,8 @@ Prevented OpenedRoot::lockFailure() {
   return {
       shown(std::string(kAccountMigrationLockFilename)), reason,
       "create the directory, remove what lies in the lock file's place, or act as a user who may "
-      "write there"};
+      "write there",
+      FailureCode::Locked};
 }
 
 std::string inWords(const Process& process) {

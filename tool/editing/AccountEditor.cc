@@ -14,6 +14,7 @@
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/History.h"
+#include "tool/frame/Suggestions.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 
@@ -39,6 +40,41 @@ StringList changedKeys(const std::vector<AccountChange>& changes) {
   return keys;
 }
 
+// Of the accounts and their children.
+std::vector<std::string> identifiersIn(const AccountsManager& store) {
+  std::vector<std::string> identifiers;
+  const auto add = [&](const Dictionary& properties) {
+    const auto identifier = properties.string(kAccountIdentifier);
+    if (identifier) identifiers.emplace_back(*identifier);
+  };
+  for (const auto& account : store.allBasicAccounts()) {
+    const Dictionary& properties = account->properties().values();
+    add(properties);
+    for (const PropertyList& child : properties.arrayOrEmpty(kAccountChildAccounts)) {
+      if (child.dictionary()) add(*child.dictionary());
+    }
+  }
+  return identifiers;
+}
+
+// The identifier that `typed` stands for: the same one, one of other case, or the only one that
+// begins so; `typed` itself where there is none. Throws Prevented where several begin so.
+std::string wholeIdentifier(const AccountsManager& store, const std::string& typed) {
+  if (typed.empty() || store.accountWithIdentifier(typed)) return typed;
+  std::vector<std::string> begun;
+  for (const std::string& each : identifiersIn(store)) {
+    if (sameInAnyCase(each, typed)) return each;
+    if (beginsInAnyCase(each, typed)) begun.push_back(each);
+  }
+  if (begun.empty()) return typed;
+  if (begun.size() == 1) return begun.front();
+  const std::size_t count = begun.size();
+  begun.resize(std::min<std::size_t>(count, 8));
+  throw Prevented("account '" + typed + "'", std::to_string(count) + " identifiers begin so",
+                  "give more of it: " + joined(begun, ", ") + (begun.size() < count ? ", ..." : ""),
+                  FailureCode::NoAccount);
+}
+
 }  // namespace
 
 void EditOptions::describe(OptionSet& options) {
@@ -52,17 +88,21 @@ void EditOptions::describe(OptionSet& options) {
 void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
                             const std::string& shown) {
   const std::string migrateFirst = "run 'accountsettings migrate' first";
-  if (!content) throw Prevented(shown, "there are no account settings", migrateFirst);
+  if (!content) {
+    throw Prevented(shown, "there are no account settings", migrateFirst, FailureCode::NotFound);
+  }
   if (!*content) {
-    throw Prevented(shown, content->error().message, nextStepFor(content->error()));
+    throw Prevented(shown, content->error().message, nextStepFor(content->error()),
+                    codeFor(content->error().code, FailureCode::Unreadable));
   }
   const Dictionary* settings = (*content)->dictionary();
   if (!settings) {
-    throw Prevented(shown, "it holds no dictionary", "see 'accountsettings check'");
+    throw Prevented(shown, "it holds no dictionary", "see 'accountsettings check'",
+                    FailureCode::Unreadable);
   }
   if (!settings->contains(kPlistVersionKey)) {
     throw Prevented(shown, "the settings have no version, and a save would stamp them as current",
-                    "see 'accountsettings check', and migrate first");
+                    "see 'accountsettings check', and migrate first", FailureCode::OtherVersion);
   }
   const std::int64_t version = versionOf(*settings);
   if (version == AccountsManager::currentVersion()) return;
@@ -72,15 +112,17 @@ void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
                       std::to_string(AccountsManager::currentVersion()) +
                       (newer ? "; they are newer than this program"
                              : ", and a save would keep the upgrade steps from ever running"),
-                  newer ? "use the program of the newer system" : migrateFirst);
+                  newer ? "use the program of the newer system" : migrateFirst,
+                  FailureCode::OtherVersion);
 }
 
 EditedAccount accountToEdit(const AccountsManager& store, const std::string& identifier) {
-  const auto found = store.accountWithIdentifier(identifier);
-  if (found && found->identifier() == identifier) return {found, nullptr, 0};
+  const std::string whole = wholeIdentifier(store, identifier);
+  const auto found = store.accountWithIdentifier(whole);
+  if (found && found->identifier() == whole) return {found, nullptr, 0};
   if (found) {
     const Array children = found->properties().values().arrayOrEmpty(kAccountChildAccounts);
-    if (const auto place = placeOfChild(children, identifier)) {
+    if (const auto place = placeOfChild(children, whole)) {
       auto child = BasicAccount::accountWithProperties(*children[*place].dictionary());
       if (child) {
         child->setParentAccount(found);
@@ -89,7 +131,9 @@ EditedAccount accountToEdit(const AccountsManager& store, const std::string& ide
     }
   }
   throw Prevented("account '" + identifier + "'", "there is no such account",
-                  "'accountsettings show' lists the accounts with their identifiers");
+                  suggestionFor(identifier, identifiersIn(store)) +
+                      "'accountsettings show' lists the accounts with their identifiers",
+                  FailureCode::NoAccount);
 }
 
 AccountEditor::AccountEditor(Session& session, const EditOptions& options)
@@ -145,7 +189,8 @@ std::optional<HeldMigrationLock> AccountEditor::holdLock() {
     const auto holder = device_.lockHolder();
     if (!holder) return std::nullopt;
     throw Prevented(device_.shown(AccountsManager::fullPathToAccountSettingsPlist()),
-                    inWords(*holder) + " is migrating the settings", "try again when it has ended");
+                    inWords(*holder) + " is migrating the settings", "try again when it has ended",
+                    FailureCode::Locked);
   }
   return takeMigrationLock(session_.output, device_, options_.lock);
 }
@@ -168,7 +213,7 @@ void AccountEditor::refuseLosses(const InspectedFiles& files) {
       first->kind->id == finding::kMigrationCutShort
           ? "put that backup back with 'accountsettings restore', and migrate again"
           : "'accountsettings check' tells more";
-  throw Prevented("", why, wayOut + "; --accept-loss goes on all the same");
+  throw Prevented("", why, wayOut + "; --accept-loss goes on all the same", FailureCode::Blocked);
 }
 
 void AccountEditor::put(const EditedAccount& account) {
@@ -211,7 +256,7 @@ void AccountEditor::commit() {
   if (const auto changed = before_.firstChange()) {
     const bool isPath = changed->starts_with('/');
     throw Prevented(isPath ? device_.shown(*changed) : *changed, "it changed during the edit",
-                    "nothing was changed; try again");
+                    "nothing was changed; try again", FailureCode::Changed);
   }
   session_.interrupts.emplace();
   session_.changed = true;

@@ -46,8 +46,8 @@ struct EditedAccount {
 void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
                             const std::string& shown);
 
-// The account with the identifier; a child is a record made of its dictionary in the parent. Throws
-// Prevented where there is none.
+// The account with the identifier, in any case, or with the only one that begins so; a child is a
+// record made of its dictionary in the parent. Throws Prevented where there is none.
 [[nodiscard]] EditedAccount accountToEdit(const AccountsManager& store,
                                           const std::string& identifier);
 

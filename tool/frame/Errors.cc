@@ -16,6 +16,34 @@ std::string problemAt(std::string_view where, std::string_view why) {
   return text;
 }
 
+FailureCode codeOf(ExitStatus status) {
+  switch (status) {
+    case ExitStatus::No:
+      return FailureCode::NoMatch;
+    case ExitStatus::Usage:
+      return FailureCode::Usage;
+    case ExitStatus::Broken:
+      return FailureCode::Broken;
+    default:
+      return FailureCode::Prevented;
+  }
+}
+
+// Whether what a failure is about is a file.
+bool isPath(std::string_view where, FailureCode code) {
+  switch (code) {
+    case FailureCode::NotFound:
+    case FailureCode::Forbidden:
+    case FailureCode::NoSpace:
+    case FailureCode::NoDevice:
+    case FailureCode::Unreadable:
+    case FailureCode::OtherVersion:
+      return true;
+    default:
+      return where.starts_with('/');
+  }
+}
+
 }  // namespace
 
 std::string_view adviceFor(int errorNumber) {
@@ -37,10 +65,30 @@ std::string_view adviceFor(int errorNumber) {
   }
 }
 
+FailureCode codeFor(int errorNumber, FailureCode otherwise) {
+  switch (errorNumber) {
+    case ENOENT:
+    case ENOTDIR:
+      return FailureCode::NotFound;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return FailureCode::Forbidden;
+    case ENOSPC:
+    case EFBIG:
+    case EDQUOT:
+      return FailureCode::NoSpace;
+    default:
+      return otherwise;
+  }
+}
+
 CommandFailure::CommandFailure(ExitStatus status, std::string_view where, std::string_view why,
-                               std::string_view next)
+                               std::string_view next, std::optional<FailureCode> code)
     : std::runtime_error(problemAt(where, why) + (next.empty() ? "" : "; ") + std::string(next)),
       status_(status),
+      code_(code.value_or(codeOf(status))),
+      path_(isPath(where, code_) ? where : ""),
       problem_(problemAt(where, why)),
       advice_(next) {}
 

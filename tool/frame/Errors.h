@@ -3,6 +3,7 @@
 // the reason and the next step.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,26 +21,53 @@ enum class ExitStatus {
   Blocked = 11    // plan --exit-code: the device is broken, or its migration would not be done
 };
 
+// What scripts tell failures apart by; FailureCodes.h has the words and their meanings.
+enum class FailureCode {
+  Usage,
+  NoMatch,
+  NotFound,
+  Forbidden,
+  NoSpace,
+  NoDevice,
+  Unreadable,
+  NoAccount,
+  NoBackup,
+  OtherVersion,
+  Blocked,
+  Locked,
+  Changed,
+  Installation,
+  Prevented,
+  Broken
+};
+
 // What to do about a system call that failed with this error number; empty where nothing general
 // helps.
 [[nodiscard]] std::string_view adviceFor(int errorNumber);
+// The code of such a failure, and `otherwise` where the number says nothing in particular.
+[[nodiscard]] FailureCode codeFor(int errorNumber, FailureCode otherwise = FailureCode::Prevented);
 
 // CommandFailure ends the command. main() shows its message, with the commands of the advice for
 // the device that was given, and exits with its status.
 class CommandFailure : public std::runtime_error {
  public:
   // `where` is the file, account or option concerned; `why` the reason; `next` what to do about it,
-  // which may be empty where the reason says it.
+  // which may be empty where the reason says it. The code is told by the status where left out.
   CommandFailure(ExitStatus status, std::string_view where, std::string_view why,
-                 std::string_view next = {});
+                 std::string_view next = {}, std::optional<FailureCode> code = {});
 
   [[nodiscard]] ExitStatus status() const noexcept { return status_; }
+  [[nodiscard]] FailureCode code() const noexcept { return code_; }
+  // The file concerned; empty where there is none, or the problem names it.
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
   // Where it failed and why, and what to do about it; what() is both.
   [[nodiscard]] const std::string& problem() const noexcept { return problem_; }
   [[nodiscard]] const std::string& advice() const noexcept { return advice_; }
 
  private:
   ExitStatus status_;
+  FailureCode code_;
+  std::string path_;
   std::string problem_;
   std::string advice_;
 };
@@ -47,8 +75,9 @@ class CommandFailure : public std::runtime_error {
 // CommandFailure with the status Prevented, the usual case.
 class Prevented : public CommandFailure {
  public:
-  Prevented(std::string_view where, std::string_view why, std::string_view next = {})
-      : CommandFailure(ExitStatus::Prevented, where, why, next) {}
+  Prevented(std::string_view where, std::string_view why, std::string_view next = {},
+            FailureCode code = FailureCode::Prevented)
+      : CommandFailure(ExitStatus::Prevented, where, why, next, code) {}
 };
 
 // CommandFailure with the status Usage.

@@ -87,6 +87,8 @@ void appendQuoted(std::string& json, std::string_view text) {
 // Writer turns values into JSON, and stops where that takes too much.
 class Writer {
  public:
+  explicit Writer(JsonForm form) : form_(form) {}
+
   void write(const PropertyList& value) {
     if (tooLarge()) return;
     switch (value.kind()) {
@@ -135,6 +137,7 @@ class Writer {
   }
 
   void breakLine() {
+    if (form_ == JsonForm::Compact) return;
     text_ += '\n';
     text_.append(2 * depth_, ' ');
   }
@@ -151,7 +154,7 @@ class Writer {
     const bool escapeKey = dictionary.size() == 1 && dictionary.begin()->key().starts_with('$');
     writeAll('{', dictionary, '}', [&](const Dictionary::Entry& entry) {
       appendQuoted(text_, escapeKey ? "$" + std::string(entry.key()) : entry.key());
-      text_ += ": ";
+      text_ += form_ == JsonForm::Compact ? ":" : ": ";
       write(entry.value());
     });
   }
@@ -170,7 +173,7 @@ class Writer {
   void writeTagged(std::string_view tag, const Value& writeValue) {
     writeAll('{', std::array{tag}, '}', [&](std::string_view key) {
       appendQuoted(text_, key);
-      text_ += ": ";
+      text_ += form_ == JsonForm::Compact ? ":" : ": ";
       writeValue();
     });
   }
@@ -201,6 +204,7 @@ class Writer {
   }
 
   std::string text_;
+  JsonForm form_;
   std::size_t depth_ = 0;
 };
 
@@ -307,8 +311,8 @@ class Reader {
 
 }  // namespace
 
-Result<std::string> toJson(const PropertyList& value) {
-  Writer writer;
+Result<std::string> toJson(const PropertyList& value, JsonForm form) {
+  Writer writer(form);
   writer.write(value);
   if (writer.tooLarge()) return Error{"the value takes more than a gigabyte as JSON"};
   return std::move(writer.text());

@@ -23,10 +23,13 @@ template <class Items, class Form>
   return list;
 }
 
-// Indented by two spaces, keys in the dictionaries' order, no line break at the end; what a
-// terminal would obey is escaped. Fails for a value that would take more than a gigabyte, as one
-// that shares its parts many times over can.
-[[nodiscard]] Result<std::string> toJson(const PropertyList& value);
+enum class JsonForm { Indented, Compact };
+
+// Indented by two spaces or in one line, keys in the dictionaries' order, no line break at the end;
+// what a terminal would obey is escaped. Fails for a value that would take more than a gigabyte, as
+// one that shares its parts many times over can.
+[[nodiscard]] Result<std::string> toJson(const PropertyList& value,
+                                         JsonForm form = JsonForm::Indented);
 
 // The same on one line.
 [[nodiscard]] Result<std::string> toJsonLine(const PropertyList& value);

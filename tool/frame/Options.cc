@@ -34,6 +34,34 @@ bool takesValue(const CLI::App& app, const std::string& name) {
   return option != nullptr && option->get_items_expected_max() > 0;
 }
 
+// `help [COMMAND]` and `version` are other words for options.
+void askByOption(std::vector<std::string>& arguments) {
+  if (arguments.empty()) return;
+  if (arguments.front() == "version") arguments.front() = "--version";
+  if (arguments.front() != "help") return;
+  arguments.erase(arguments.begin());
+  arguments.insert(arguments.begin() + (arguments.empty() ? 0 : 1), "--help");
+}
+
+// The command that does what another word asks for; empty where no command does.
+std::string commandMeantBy(std::string_view word) {
+  struct Meaning {
+    std::string_view word;
+    const char* command;
+  };
+  static constexpr Meaning kMeanings[] = {
+      {"list", "show"},       {"ls", "show"},          {"status", "check"},
+      {"verify", "check"},    {"validate", "check"},   {"undo", "restore"},
+      {"revert", "restore"},  {"rollback", "restore"}, {"backups", "restore"},
+      {"upgrade", "migrate"}, {"update", "migrate"},   {"compare", "diff"},
+      {"log", "history"},     {"edit", "set"},         {"delete", "remove"},
+      {"rm", "remove"},       {"convert", "plist"}};
+  for (const Meaning& each : kMeanings) {
+    if (sameInAnyCase(each.word, word)) return each.command;
+  }
+  return "";
+}
+
 // The word as a shell reads it.
 std::string quotedForShell(const std::string& word) {
   const auto isPlain = [](char letter) {
@@ -64,6 +92,15 @@ void addCommonOptions(CLI::App& app, CommonOptions& options) {
       ->disable_flag_override()
       ->group("Common options");
   app.add_flag("--no-limit", options.noLimit, "Spell out values however often a file shares them")
+      ->disable_flag_override()
+      ->group("Common options");
+  app.add_flag("--compact", options.compact, "The same in one line")
+      ->disable_flag_override()
+      ->group("Common options");
+  app.add_option("--color", options.colour, "Colours: on a terminal, always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
+      ->type_name("auto|always|never")
+      ->capture_default_str()
       ->group("Common options");
   app.add_option("--log", options.log,
                  "Where the system log goes: a file, '-' (standard error) or 'syslog'")
@@ -90,6 +127,14 @@ const CommandEntry* commandIn(const std::vector<std::string>& arguments,
 }
 
 }  // namespace
+
+CommonOptions formAskedFor(const std::vector<std::string>& arguments) {
+  const auto end = std::find(arguments.begin(), arguments.end(), "--");
+  CommonOptions options;
+  options.compact = std::find(arguments.begin(), end, "--compact") != end;
+  options.json = options.compact || std::find(arguments.begin(), end, "--json") != end;
+  return options;
+}
 
 std::string commandLineFor(const CommonOptions& options, const std::vector<std::string>& words) {
   std::string line = "accountsettings " + words.front();
@@ -203,12 +248,12 @@ void CommandLine::declareFor(const std::vector<std::string>& arguments) {
   }
   // After the subcommands, which would inherit it.
   app_->footer(
-      "accountsettings COMMAND --help tells more about each command, with two examples. The "
-      "examples "
-      "use\nthe device roots that those of accountsettings sample --help write.");
+      "accountsettings help COMMAND tells more about each command, with two examples. The examples "
+      "use\nthe device roots that those of accountsettings help sample write.");
 }
 
 Command* CommandLine::parse(std::vector<std::string> arguments) {
+  askByOption(arguments);
   declareFor(arguments);
   putSubcommandFirst(arguments);
   if (!arguments.empty() && !arguments.front().starts_with('-') &&
@@ -227,6 +272,7 @@ Command* CommandLine::parse(std::vector<std::string> arguments) {
   } catch (const CLI::ParseError& error) {
     refuse(error.what());
   }
+  options_.json = options_.json || options_.compact;
   return commands_.at(selected().get_name()).get();
 }
 
@@ -269,8 +315,10 @@ void CommandLine::refuseCommand(const std::string& command) const {
   std::vector<std::string> names;
   for (const CommandEntry& each : table_) names.emplace_back(each.name);
   std::sort(names.begin(), names.end());
+  const std::string meant = commandMeantBy(command);
   throw WrongUsage("'" + command + "'", "unknown command",
-                   suggestionFor(command, names) + "see accountsettings --help");
+                   (meant.empty() ? suggestionFor(command, names) : suggestionFor(meant, names)) +
+                       "see accountsettings help");
 }
 
 CLI::App& CommandLine::selected() const {

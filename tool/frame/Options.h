@@ -26,8 +26,13 @@ struct CommonOptions {
   std::optional<std::string> config;
   bool json = false;
   bool noLimit = false;
+  bool compact = false;  // JSON in one line
+  std::string colour = "auto";
   std::optional<std::string> log;
 };
+
+// Whether the arguments of a wrong command line ask for JSON, and in which form.
+[[nodiscard]] CommonOptions formAskedFor(const std::vector<std::string>& arguments);
 
 // The command line, for a shell, that runs the program with these words on the same device.
 [[nodiscard]] std::string commandLineFor(const CommonOptions& options,

@@ -2,12 +2,17 @@
 #include "tool/frame/Output.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <ctime>
+#include <limits>
 #include <utility>
 
+#include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/SizeLimit.h"
 #include "tool/frame/Terminal.h"
+#include "tool/frame/Version.h"
 #include "tool/frame/Words.h"
 
 namespace accountsettings {
@@ -22,11 +27,41 @@ std::string_view codeOf(Colour colour) {
   return wordFor<Colour, 7>(colour, {"0", "1", "2", "31", "32", "33", "34"});
 }
 
-bool colourAllowed() {
-  const char* noColour = std::getenv("NO_COLOR");
+bool isCapableTerminal() {
   const char* kind = std::getenv("TERM");
-  return (noColour == nullptr || *noColour == '\0') && kind != nullptr &&
-         std::string_view(kind) != "dumb" && terminal::isTerminal(Stream::Output);
+  return kind != nullptr && std::string_view(kind) != "dumb" &&
+         terminal::isTerminal(Stream::Output);
+}
+
+bool colourWanted(std::string_view when) {
+  if (when != "auto") return when == "always";
+  const char* noColour = std::getenv("NO_COLOR");
+  return (noColour == nullptr || *noColour == '\0') && isCapableTerminal();
+}
+
+// The command that shows long output page by page; empty where there is to be none.
+std::string pagerCommand() {
+  if (!isCapableTerminal()) return "";
+  for (const char* variable : {"ACCOUNTSETTINGS_PAGER", "PAGER"}) {
+    if (const char* command = std::getenv(variable)) {
+      return std::string_view(command) == "cat" ? "" : command;
+    }
+  }
+  return terminal::isInstalled("less") ? "less" : "";
+}
+
+// "2026-11-22T04:30:55.123456Z".
+std::string inUtc(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+  const auto fraction = std::chrono::duration_cast<std::chrono::microseconds>(
+      time - std::chrono::system_clock::from_time_t(seconds));
+  std::tm parts{};
+  gmtime_r(&seconds, &parts);
+  std::array<char, 40> text{};
+  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  std::string digits = std::to_string(fraction.count());
+  digits.insert(0, 6 - std::min<std::size_t>(digits.size(), 6), '0');
+  return std::string(text.data(), length) + "." + digits + "Z";
 }
 
 bool continuesCharacter(char unit) {
@@ -35,21 +70,63 @@ bool continuesCharacter(char unit) {
 
 }  // namespace
 
-Output::Output(bool json, bool limited)
-    : json_(json),
-      limited_(limited),
+Output::Output(const CommonOptions& options)
+    : json_(options.json),
+      compact_(options.compact),
+      limited_(!options.noLimit),
       onTerminal_(terminal::isTerminal(Stream::Output)),
-      coloured_(!json && colourAllowed()),
-      watched_(!json && terminal::isTerminal(Stream::Errors)) {}
+      coloured_(!json_ && colourWanted(options.colour)),
+      watched_(!json_ && terminal::isTerminal(Stream::Errors)),
+      mayPage_(onTerminal_),
+      columns_(onTerminal_ ? terminal::width() : std::numeric_limits<std::size_t>::max()) {}
+
+Output::~Output() = default;
 
 void Output::append(std::string_view text) {
   pending_ += text;
-  if (pending_.size() > kPendingLimit) static_cast<void>(finish());
+  if (pending_.size() > kPendingLimit) flush();
 }
 
 void Output::line(const ShownText& text) {
   append(text.string());
   append("\n");
+}
+
+Output::Piece Output::piece(Colour colour, const ShownText& text) const {
+  return {paint(colour, text), lengthOf(text.string())};
+}
+
+void Output::pieces(const ShownText& first, const ShownText& rest, const std::vector<Piece>& all,
+                    std::string_view separator) {
+  ShownText text = first;
+  std::size_t length = lengthOf(first.string());
+  bool begun = false;
+  for (const Piece& piece : all) {
+    if (begun && length + separator.size() + piece.width > columns_) {
+      line(text);
+      text = rest;
+      length = lengthOf(rest.string());
+      begun = false;
+    }
+    if (begun) text += separator;
+    length += piece.width + (begun ? separator.size() : 0);
+    text += piece.shown;
+    begun = true;
+  }
+  line(text);
+}
+
+void Output::paragraph(const ShownText& indent, std::string_view text, Colour colour) {
+  if (columns_ == std::numeric_limits<std::size_t>::max()) {
+    return line(indent + paint(colour, text));
+  }
+  std::vector<Piece> words;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(' ', at), text.size());
+    words.push_back(piece(colour, text.substr(at, end - at)));
+    at = end + 1;
+  }
+  pieces(indent, indent, words, " ");
 }
 
 void Output::block(std::string_view lines) {
@@ -78,19 +155,21 @@ void Output::tellLeftOut(std::uint64_t values) {
        " left out, which the file stores once and shares often; --no-limit spells them out");
 }
 
-Result<std::string> Output::documentText(std::string_view name, const Dictionary& content) {
-  Fitted fitted{content, 0};
-  if (limited_) fitted = fittedToLimit(content);
-  tellLeftOut(fitted.leftOut);
-  Dictionary document = *fitted.value.dictionary();
-  if (fitted.leftOut > 0) document.set("leftOut", fitted.leftOut);
-  return accountsettings::documentText(name, document);
+void Output::document(std::string_view name, const Dictionary& content) {
+  document_ = Document{std::string(name), content};
 }
 
-void Output::document(std::string_view name, const Dictionary& content) {
-  const Result<std::string> text = documentText(name, content);
-  if (text) return append(*text);
-  if (written_) written_ = text.error();
+void Output::failure(const CommandFailure& failure, std::string_view advice) {
+  progress("");
+  std::string text = failure.problem();
+  if (!advice.empty()) text.append("; ").append(advice);
+  note(text);
+  Dictionary error{{"code", kFailureKinds.at(static_cast<std::size_t>(failure.code())).code},
+                   {"status", static_cast<int>(failure.status())},
+                   {"message", failure.problem()},
+                   {"advice", advice}};
+  if (!failure.path().empty()) error.set("path", failure.path());
+  error_ = std::move(error);
 }
 
 void Output::note(std::string_view text) const {
@@ -115,16 +194,51 @@ ShownText Output::paint(Colour colour, const ShownText& text) const {
   return painted;
 }
 
-Status Output::finish() {
-  if (written_ && !pending_.empty()) written_ = terminal::write(Stream::Output, pending_);
+void Output::flush() {
+  if (pending_.empty()) return;
+  if (mayPage_) {
+    mayPage_ = false;
+    if (const std::string command = pagerCommand(); !command.empty()) {
+      pager_ = terminal::Pager::start(command);
+    }
+  }
+  if (pager_) {
+    pager_->write(pending_);
+  } else if (written_) {
+    written_ = terminal::write(Stream::Output, pending_);
+  }
   pending_.clear();
+}
+
+Status Output::finish(const std::string& root) {
+  if (json_ && error_ && !document_) document_ = Document{"error", {}};
+  if (json_ && document_) {
+    if (error_) document_->content.set("error", *error_);
+    const Result<std::string> text = documentText(document_->name, document_->content, root);
+    if (text) append(*text);
+    if (!text && written_) written_ = text.error();
+    document_.reset();
+  }
+  flush();
+  pager_.reset();  // which waits for it
   return written_;
 }
 
-Result<std::string> documentText(std::string_view name, const Dictionary& content) {
-  Dictionary document{{"format", "accountsettings." + std::string(name)}, {"formatVersion", 1}};
-  for (const auto& entry : content) document.set(entry.key(), entry.value());
-  Result<std::string> json = toJson(document);
+Result<std::string> Output::documentText(std::string_view name, const Dictionary& content,
+                                         const std::string& root) {
+  Fitted fitted{content, 0};
+  if (limited_) fitted = fittedToLimit(content);
+  tellLeftOut(fitted.leftOut);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started_;
+  Dictionary document{{"format", "accountsettings." + std::string(name)},
+                      {"formatVersion", 1},
+                      {"toolVersion", kToolVersion},
+                      {"root", root},
+                      {"startedAt", inUtc(startedAt_)},
+                      {"durationSeconds", took.count()}};
+  for (const auto& entry : *fitted.value.dictionary()) document.set(entry.key(), entry.value());
+  if (fitted.leftOut > 0) document.set("leftOut", fitted.leftOut);
+  Result<std::string> json = toJson(document, compact_ ? JsonForm::Compact : JsonForm::Indented);
   if (!json) return json;
   return std::move(json).value() + "\n";
 }

@@ -1,17 +1,25 @@
 // Output is what a command says: text for people or one JSON document for scripts on
-// standard output, notes on standard error. It is the one way out: whatever a device holds, no
-// text drives the terminal or feigns another one. Colour appears on a terminal only, and never
-// where NO_COLOR is set.
+// standard output, through a pager on a terminal, notes on standard error. It is the one way out:
+// whatever a device holds, no text drives the terminal or feigns another one. Colour appears where
+// it is asked for, and else on a terminal only, and not where NO_COLOR is set; lines are fitted to
+// a terminal's width.
 #pragma once
 
+#include <chrono>
 #include <concepts>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 #include "plist/Visible.h"
+#include "tool/frame/Errors.h"
+#include "tool/frame/Options.h"
+#include "tool/frame/Terminal.h"
 
 namespace accountsettings {
 
@@ -42,8 +50,8 @@ class ShownText {
 
 class Output {
  public:
-  // `limited` says whether values are cut that come to far more than what is stored of them.
-  explicit Output(bool json, bool limited = true);
+  explicit Output(const CommonOptions& options);
+  ~Output();
 
   // Whether the command is to give one JSON document instead of text.
   [[nodiscard]] bool json() const noexcept { return json_; }
@@ -52,45 +60,79 @@ class Output {
   // Whether a person watches, so that progress may be shown.
   [[nodiscard]] bool watched() const noexcept { return watched_; }
 
+  // How many columns a line may take: those of the terminal, or as many as it likes elsewhere.
+  [[nodiscard]] std::size_t columns() const noexcept { return columns_; }
+
   // Appends a line to standard output.
   void line(const ShownText& text);
+  // A part of a line that is not broken, and the columns that it takes.
+  struct Piece {
+    ShownText shown;
+    std::size_t width;
+  };
+  [[nodiscard]] Piece piece(Colour colour, const ShownText& text) const;
+  // Appends the pieces, with `separator` between those of a line, in as many lines as it takes: the
+  // first begins with `first`, the others with `rest`.
+  void pieces(const ShownText& first, const ShownText& rest, const std::vector<Piece>& all,
+              std::string_view separator);
+  // Appends a text, broken between words where it is too long; each line begins with `indent`.
+  void paragraph(const ShownText& indent, std::string_view text, Colour colour = Colour::Plain);
   // Appends a text of several lines, each of which ends in a line break.
   void block(std::string_view lines);
   // Appends what a script asked for as it stands; on a terminal it is made visible line by line.
   void data(std::string_view bytes);
   // The value as it may be shown: see fittedToLimit(). Where something is left out, a note tells.
   [[nodiscard]] PropertyList fitting(const PropertyList& value);
-  // documentText() of the content as it may be shown, with "leftOut" where something is missing.
-  [[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content);
-  // Appends the document "accountsettings.NAME" as JSON. Where it has no JSON form of a sensible
-  // size finish() tells.
+  // What finish() is to write as the document "accountsettings.NAME".
   void document(std::string_view name, const Dictionary& content);
+  // Shows why the command failed on standard error; and in the document as "error", where there is
+  // to be one: it is "accountsettings.error" where the command gave none. `advice` is the
+  // failure's, for the device that was given.
+  void failure(const CommandFailure& failure, std::string_view advice);
+  // The JSON text of a document, which begins with its "format" and "formatVersion", and tells the
+  // program's version, the root, when the program began and how long it has taken. `content` may
+  // tell these otherwise, and is cut as fitting() does, with "leftOut" where something is missing.
+  [[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content,
+                                                 const std::string& root);
   // Writes a line to standard error at once.
   void note(std::string_view text) const;
   // Shows `text` in place of the last progress line on the terminal; an empty one removes it.
   void progress(std::string_view text);
   [[nodiscard]] ShownText paint(Colour colour, const ShownText& text) const;
 
-  // Writes what is pending. The error is that of the first text that could not be written.
-  Status finish();
+  // Writes what is pending, and the document; `root` is the one that the command worked on. The
+  // error is that of the first text that could not be written, or that the document has no JSON
+  // form of a sensible size.
+  Status finish(const std::string& root);
 
  private:
+  struct Document {
+    std::string name;
+    Dictionary content;
+  };
+
   void append(std::string_view text);
+  void flush();
   void tellLeftOut(std::uint64_t values);
 
   bool json_;
+  bool compact_;
   bool limited_;
   bool toldOfLimit_ = false;
   bool onTerminal_;
   bool coloured_;
   bool watched_;
+  bool mayPage_;
+  std::size_t columns_;
+  std::unique_ptr<terminal::Pager> pager_;
   bool progressShown_ = false;
+  std::chrono::system_clock::time_point startedAt_ = std::chrono::system_clock::now();
+  std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   std::string pending_;
+  std::optional<Document> document_;
+  std::optional<Dictionary> error_;
   Status written_;
 };
-
-// The JSON text of a document of the program, which begins with its "format" and "formatVersion".
-[[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content);
 
 // Helpers for text: `count` with its noun, and a text made visible and cut to `width` columns.
 [[nodiscard]] std::string counted(std::size_t count, std::string_view one, std::string_view many);

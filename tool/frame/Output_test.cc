@@ -10,7 +10,7 @@ TEST(ShownText, IsMadeVisibleWhateverItIsMadeOf) {
   const std::string hostile = "\033[31m\u202E";
   EXPECT_EQ(ShownText(hostile).string(), "\\x1b[31m\\u202e");
   EXPECT_EQ((hostile + ShownText("a") + "\n").string(), "\\x1b[31m\\u202ea\\n");
-  EXPECT_EQ(Output(false).paint(Colour::Red, "\a").string(), "\\x07");
+  EXPECT_EQ(Output(CommonOptions{}).paint(Colour::Red, "\a").string(), "\\x07");
 }
 
 TEST(CutTo, CountsCharacters) {

@@ -42,7 +42,7 @@ bool beginsInAnyCase(std::string_view text, std::string_view beginning) {
 
 std::string nearestOf(std::string_view word, const std::vector<std::string>& words) {
   std::string best;
-  std::size_t least = std::max<std::size_t>(word.size() / 3, 2) + 1;
+  std::size_t least = std::min(std::max<std::size_t>(word.size() / 3, 2) + 1, word.size());
   for (const std::string& each : words) {
     const std::size_t steps = distance(word, each);
     if (steps < least) {

@@ -5,12 +5,15 @@
 #include <pwd.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace accountsettings::terminal {
 
@@ -18,6 +21,18 @@ namespace {
 
 int descriptor(Stream stream) {
   return stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO;
+}
+
+Status writeTo(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(descriptor, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno != EINTR) {
+      return Error{std::strerror(errno), errno};
+    }
+  }
+  return {};
 }
 
 constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
@@ -49,15 +64,7 @@ std::size_t width() noexcept {
 }
 
 Status write(Stream stream, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(descriptor(stream), text.data(), text.size());
-    if (written >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      return Error{std::strerror(errno), errno};
-    }
-  }
-  return {};
+  return writeTo(descriptor(stream), text);
 }
 
 void keepNumbersOfClosedStreams() noexcept {
@@ -85,6 +92,45 @@ unsigned groupIdentifier() noexcept {
 std::string userName() {
   const passwd* const user = getpwuid(geteuid());
   return user == nullptr ? "" : user->pw_name;
+}
+
+bool isInstalled(std::string_view program) {
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path != nullptr ? path : "");
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (access((folder + "/" + std::string(program)).c_str(), X_OK) == 0) return true;
+  }
+  return false;
+}
+
+std::unique_ptr<Pager> Pager::start(const std::string& command) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(ends[0], STDIN_FILENO);
+    signal(SIGPIPE, SIG_DFL);
+    setenv("LESS", "FRX", 0);
+    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(ends[0]);
+  if (process < 0) {
+    close(ends[1]);
+    return nullptr;
+  }
+  signal(SIGINT, SIG_IGN);  // the pager's, from now on
+  return std::unique_ptr<Pager>(new Pager(process, ends[1]));
+}
+
+Pager::~Pager() {
+  close(input_);
+  while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+void Pager::write(std::string_view text) {
+  static_cast<void>(writeTo(input_, text));
 }
 
 InterruptsHeld::InterruptsHeld() noexcept {

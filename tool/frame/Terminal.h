@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,29 @@ void makeWritesFailInsteadOfEnding() noexcept;
 [[nodiscard]] unsigned groupIdentifier() noexcept;
 // The user's name; empty where this machine knows none.
 [[nodiscard]] std::string userName();
+
+// Whether a program of that name is in one of the folders of PATH.
+[[nodiscard]] bool isInstalled(std::string_view program);
+
+// Pager is a program that shows what is written to it page by page on the terminal. Whoever
+// destroys it waits until it has ended; what it does not read is lost on purpose.
+class Pager {
+ public:
+  // Starts a shell's command, with LESS set so that what fits on a page is shown at once. Empty
+  // where it cannot be started.
+  [[nodiscard]] static std::unique_ptr<Pager> start(const std::string& command);
+  ~Pager();
+  Pager(const Pager&) = delete;
+  Pager& operator=(const Pager&) = delete;
+
+  void write(std::string_view text);
+
+ private:
+  Pager(int process, int input) noexcept : process_(process), input_(input) {}
+
+  int process_;
+  int input_;
+};
 
 // InterruptsHeld holds back the signals by which people and sessions end a program (Ctrl-C,
 // hang-up, terminate) for as long as it lives, so that work which must not be cut in half is

@@ -41,8 +41,8 @@ void writeFindings(Output& output, const Findings& findings, const ShownPath& sh
     output.line("  " + output.paint(colourOf(severity), nameOf(severity)) + ":" + placeOf(finding) +
                 (placeOf(finding).empty() ? " " : "") +
                 output.paint(Colour::Dim, std::string("[") + finding.kind->code + "]"));
-    output.line("    " + finding.meaning);
-    output.line("    " + finding.action);
+    output.paragraph("    ", finding.meaning);
+    output.paragraph("    ", finding.action);
   }
 }
 

@@ -184,7 +184,8 @@ std::optional<Process> daemonToStop() {
 Prevented plugInFailure(const Error& error) {
   return {"", error.message,
           "the migration plug-in is missing or damaged: reinstall it, or name its place with "
-          "\"PlugInDirectory\" in the host configuration"};
+          "\"PlugInDirectory\" in the host configuration",
+          FailureCode::Installation};
 }
 
 MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acceptLoss) {
@@ -272,7 +273,8 @@ MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
                              const MigrationOutcome& outcome, bool acceptLoss) {
   using Cause = MigrationOutcome::Cause;
   if (outcome.cause == Cause::Changing) {
-    throw Prevented(outcome.problem, "it keeps changing while it is looked at", "try again");
+    throw Prevented(outcome.problem, "it keeps changing while it is looked at", "try again",
+                    FailureCode::Changed);
   }
   MigrationSummary summary = std::move(planned);
   if (const auto& failure = outcome.staged->failure()) {

@@ -70,7 +70,7 @@ class SummaryWriter {
                            ? "No migration is pending, but the findings below come first."
                            : "No migration is needed.";
     output_.line(output_.paint(Colour::Bold, text));
-    for (const std::string& each : summary_.decision.reasons) output_.line("  " + each);
+    for (const std::string& each : summary_.decision.reasons) output_.paragraph("  ", each);
     output_.line("");
   }
 
@@ -338,9 +338,7 @@ void writeSummary(Output& output, const MigrationSummary& summary, const ShownPa
 
 Dictionary summaryForScripts(const MigrationSummary& summary, const ShownPath& shown,
                              SummaryDetail detail) {
-  Dictionary document{{"toolVersion", kToolVersion},
-                      {"root", summary.root},
-                      {"dryRun", summary.planned},
+  Dictionary document{{"dryRun", summary.planned},
                       {"pending", summary.decision.pending()},
                       {"outcome", nameOf(summary.outcome)},
                       {"problems", arrayOf(summary.problems)},

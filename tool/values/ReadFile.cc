@@ -36,7 +36,7 @@ std::string nameOf(const std::string& path) {
 }
 
 [[noreturn]] void fail(const std::string& path, int code) {
-  throw Prevented(nameOf(path), reasonFor(code), adviceFor(code));
+  throw Prevented(nameOf(path), reasonFor(code), adviceFor(code), codeFor(code));
 }
 
 std::uint64_t bigEndian(const std::uint8_t* bytes) {
@@ -72,16 +72,19 @@ bool isCutOff(const Bytes& bytes) {
 [[noreturn]] void refuseSize(const std::string& path) {
   throw Prevented(nameOf(path),
                   "it holds more than a gigabyte, which nothing does that is read here",
-                  "check the path");
+                  "check the path", FailureCode::Unreadable);
 }
 
 // What never ends, or waits for somebody to write into it, is not begun with.
 void requireRegularFile(const std::string& path) {
   std::error_code code;
   const fs::file_status status = fs::status(path, code);
-  if (fs::is_directory(status)) throw Prevented(path, "this is a directory", "give a file in it");
+  if (fs::is_directory(status)) {
+    throw Prevented(path, "this is a directory", "give a file in it", FailureCode::Unreadable);
+  }
   if (fs::exists(status) && !fs::is_regular_file(status)) {
-    throw Prevented(path, "this is no regular file", "copy what it gives into a file first");
+    throw Prevented(path, "this is no regular file", "copy what it gives into a file first",
+                    FailureCode::Unreadable);
   }
   if (const std::uintmax_t size = fs::file_size(path, code); !code && size > kMaxFileSize) {
     refuseSize(path);
@@ -129,12 +132,14 @@ Result<PropertyList> propertyListIn(const Bytes& bytes) {
 PropertyList readPropertyListFile(const std::string& path) {
   const Bytes bytes = readFile(path);
   if (bytes.empty()) {
-    throw Prevented(nameOf(path), "the file is empty, not a property list", "check the path");
+    throw Prevented(nameOf(path), "the file is empty, not a property list", "check the path",
+                    FailureCode::Unreadable);
   }
   Result<PropertyList> value = propertyListIn(bytes);
   if (!value) {
     throw Prevented(nameOf(path), value.error().message,
-                    "it is no property list, or a damaged one: take another file or a good copy");
+                    "it is no property list, or a damaged one: take another file or a good copy",
+                    FailureCode::Unreadable);
   }
   return std::move(value).value();
 }
@@ -146,7 +151,9 @@ void writeFile(const std::string& path, std::string_view content) {
   }
   const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
   const Status written = replaceNamedFile(path, {bytes, content.size()});
-  if (!written) throw Prevented("", written.error().message, adviceFor(written.error().code));
+  if (!written)
+    throw Prevented(path, written.error().message, adviceFor(written.error().code),
+                    codeFor(written.error().code));
 }
 
 void writeFile(const std::string& path, const Bytes& content) {
