@@ -65,7 +65,9 @@ TEST(Failures, ADocumentTellsCodeMessagePathAndAdvice) {
     arguments.emplace_back("--json");
     const Dictionary failure = failureIn(runTool(arguments));
     EXPECT_EQ(failure.string("code"), each.code) << each.command.front();
-    if (!each.path.empty()) EXPECT_EQ(failure.string("path"), each.path);
+    if (!each.path.empty()) {
+      EXPECT_EQ(failure.string("path"), each.path);
+    }
     arguments.pop_back();
     EXPECT_EQ(runTool(arguments).out, "") << each.command.front();
   }
