@@ -5,35 +5,14 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
-#include <ctime>
 #include <utility>
 
 #include "host/SystemError.h"
+#include "host/UtcTime.h"
 #include "plist/Visible.h"
 
 namespace accountsettings {
-
-namespace {
-
-// "2026-11-22T04:30:55.123456Z"
-std::string inUTC(std::chrono::system_clock::time_point time) {
-  using std::chrono::microseconds;
-  const auto second = std::chrono::floor<std::chrono::seconds>(time);
-  const std::time_t wholeSeconds = std::chrono::system_clock::to_time_t(second);
-  std::tm parts{};
-  ::gmtime_r(&wholeSeconds, &parts);
-  std::array<char, 32> date{};
-  (void)std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-  std::array<char, 48> text{};
-  (void)std::snprintf(text.data(), text.size(), "%s.%06dZ", date.data(),
-                      static_cast<int>(std::chrono::floor<microseconds>(time - second).count()));
-  return text.data();
-}
-
-}  // namespace
 
 LogSink::LogSink(std::string_view root) : root_(visible(root)), host_(*this) {}
 
@@ -90,7 +69,7 @@ LineSink::~LineSink() {
 }
 
 void LineSink::writeLine(Time arose, const std::string& line) {
-  const std::string all = inUTC(arose) + ' ' + line + '\n';
+  const std::string all = inUtc(arose) + ' ' + line + '\n';
   std::string_view rest = all;
   while (!rest.empty()) {
     const ssize_t count = ::write(descriptor_, rest.data(), rest.size());

@@ -96,7 +96,7 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
   terminal::makeWritesFailInsteadOfEnding();
   if (arguments.empty()) return showGuide();
   CommandLine commandLine(allCommands());
-  if (!arguments.empty() && arguments.front() == kCompleteCommand) {
+  if (arguments.front() == kCompleteCommand) {
     const CommonOptions options;
     Output output(options);
     Session session{options, output};

@@ -48,14 +48,6 @@ constexpr std::array kCriteria = {
               [](const AccountNode& account) { return std::vector{account.identifier}; },
               beginsInAnyCase}};
 
-void forEach(const std::vector<AccountNode>& accounts,
-             const std::function<void(const AccountNode&)>& visit) {
-  for (const AccountNode& account : accounts) {
-    visit(account);
-    forEach(account.children, visit);
-  }
-}
-
 bool isAnyOf(const std::vector<std::string>& values, const Criterion& criterion,
              const std::string& wanted) {
   return std::any_of(values.begin(), values.end(),
@@ -90,7 +82,7 @@ std::optional<CommandFailure> AccountFilter::unmatched(
   bool accepted = false;
   std::array<std::set<std::string>, kCriteria.size()> there;
   for (const AccountTree* tree : trees) {
-    forEach(tree->accounts, [&](const AccountNode& account) {
+    forEachNode(tree->accounts, [&](const AccountNode& account) {
       accepted = accepted || accepts(account);
       for (std::size_t place = 0; place < kCriteria.size(); ++place) {
         const std::vector<std::string> values = kCriteria[place].valuesOf(account);

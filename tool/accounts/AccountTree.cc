@@ -131,6 +131,13 @@ AccountTree legacyTreeOf(const PropertyList& file, const LegacyFormat& format) {
   return tree;
 }
 
+void forEachNode(const std::vector<AccountNode>& accounts, const NodeVisitor& visit) {
+  for (const AccountNode& account : accounts) {
+    visit(account);
+    forEachNode(account.children, visit);
+  }
+}
+
 void keepOnly(std::vector<AccountNode>& accounts,
               const std::function<bool(const AccountNode&)>& wanted) {
   std::erase_if(accounts, [&](AccountNode& account) {

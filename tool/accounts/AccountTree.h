@@ -46,6 +46,11 @@ struct AccountTree {
 // types.
 [[nodiscard]] AccountTree legacyTreeOf(const PropertyList& file, const LegacyFormat& format);
 
+using NodeVisitor = std::function<void(const AccountNode& account)>;
+
+// Every account, each before its children.
+void forEachNode(const std::vector<AccountNode>& accounts, const NodeVisitor& visit);
+
 // Keeps what `wanted` accepts: an account with all its children, or with those that are accepted.
 void keepOnly(std::vector<AccountNode>& accounts,
               const std::function<bool(const AccountNode&)>& wanted);

@@ -51,7 +51,7 @@ Status add(OpenedRoot& device, const Dictionary& entry) {
   }
   Result<std::string> text = readText(files);
   if (!text) return text.error();
-  const Result<std::string> line = toJsonLine(entry);
+  const Result<std::string> line = toJson(entry, JsonForm::Compact);
   if (!line) return line.error();
   if (!text->empty() && !text->ends_with('\n')) *text += '\n';  // what was torn is not made worse
   *text = newestOf(*text + *line + "\n");

@@ -1,8 +1,6 @@
 // What a device offers to complete a command line with. Nothing is waited for, created or said.
 #include "tool/commands/Completions.h"
 
-#include <algorithm>
-#include <cctype>
 #include <functional>
 #include <map>
 #include <set>
@@ -14,6 +12,7 @@
 #include "tool/accounts/AccountTree.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Suggestions.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
@@ -22,29 +21,9 @@ namespace {
 
 using Words = std::vector<Completion::Word>;
 
-bool sameLetter(char left, char right) {
-  return std::tolower(static_cast<unsigned char>(left)) ==
-         std::tolower(static_cast<unsigned char>(right));
-}
-
-// Identifiers, types and the like are offered whatever case was typed.
-bool beginsWith(std::string_view text, std::string_view begin) {
-  return text.size() >= begin.size() &&
-         std::equal(begin.begin(), begin.end(), text.begin(), sameLetter);
-}
-
-using Visit = std::function<void(const AccountNode& account)>;
-
-void visitAll(const std::vector<AccountNode>& accounts, const Visit& visit) {
-  for (const AccountNode& each : accounts) {
-    visit(each);
-    visitAll(each.children, visit);
-  }
-}
-
-void visitAccounts(OpenedRoot& device, const Visit& visit) {
+void visitAccounts(OpenedRoot& device, const NodeVisitor& visit) {
   const auto settings = readDictionary(device.files(), accountSettingsAccountsPath());
-  if (settings) visitAll(accountTreeOf(PropertyList(*settings)).accounts, visit);
+  if (settings) forEachNode(accountTreeOf(PropertyList(*settings)).accounts, visit);
 }
 
 Words accounts(OpenedRoot& device, const Completion&) {
@@ -100,7 +79,7 @@ Words keys(OpenedRoot& device, const Completion& completion) {
   std::set<std::string> names;
   if (completion.arguments.empty()) return {};
   visitAccounts(device, [&](const AccountNode& each) {
-    if (!beginsWith(each.identifier, completion.arguments.front())) return;
+    if (!beginsInAnyCase(each.identifier, completion.arguments.front())) return;
     for (const auto& entry : each.properties) names.emplace(entry.key());
   });
   return onceEach(names);
@@ -140,7 +119,8 @@ Words offered(const Completion& completion) {
 
 void writeCompletions(const Completion& completion, Output& output) {
   for (const Completion::Word& each : offered(completion)) {
-    if (!each.text.starts_with(':') && !beginsWith(each.text, completion.begun)) continue;
+    // Whatever case was typed.
+    if (!each.text.starts_with(':') && !beginsInAnyCase(each.text, completion.begun)) continue;
     output.data(visible(each.text) + "\t" + visible(each.meaning) + "\n");
   }
 }

@@ -318,20 +318,6 @@ Result<std::string> toJson(const PropertyList& value, JsonForm form) {
   return std::move(writer.text());
 }
 
-Result<std::string> toJsonLine(const PropertyList& value) {
-  const Result<std::string> text = toJson(value);
-  if (!text) return text;
-  // Every line break stands between two tokens: inside a string it is escaped.
-  std::string line;
-  for (std::size_t at = 0; at < text->size();) {
-    const std::size_t begin = std::min(text->find_first_not_of(' ', at), text->size());
-    const std::size_t end = std::min(text->find('\n', begin), text->size());
-    line.append(*text, begin, end - begin);
-    at = end + 1;
-  }
-  return line;
-}
-
 Result<PropertyList> fromJson(std::string_view text) {
   try {
     Reader reader;

@@ -31,9 +31,6 @@ enum class JsonForm { Indented, Compact };
 [[nodiscard]] Result<std::string> toJson(const PropertyList& value,
                                          JsonForm form = JsonForm::Indented);
 
-// The same on one line.
-[[nodiscard]] Result<std::string> toJsonLine(const PropertyList& value);
-
 // The error says at which byte the text is malformed, or what has no place in a property list
 // (null).
 [[nodiscard]] Result<PropertyList> fromJson(std::string_view text);

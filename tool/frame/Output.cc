@@ -2,12 +2,11 @@
 #include "tool/frame/Output.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <ctime>
 #include <limits>
 #include <utility>
 
+#include "host/UtcTime.h"
 #include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/SizeLimit.h"
@@ -48,20 +47,6 @@ std::string pagerCommand() {
     }
   }
   return terminal::isInstalled("less") ? "less" : "";
-}
-
-// "2026-11-22T04:30:55.123456Z".
-std::string inUtc(std::chrono::system_clock::time_point time) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-  const auto fraction = std::chrono::duration_cast<std::chrono::microseconds>(
-      time - std::chrono::system_clock::from_time_t(seconds));
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  std::array<char, 40> text{};
-  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-  std::string digits = std::to_string(fraction.count());
-  digits.insert(0, 6 - std::min<std::size_t>(digits.size(), 6), '0');
-  return std::string(text.data(), length) + "." + digits + "Z";
 }
 
 bool continuesCharacter(char unit) {
