@@ -253,7 +253,7 @@ void count(const std::vector<AccountChange>& changes, bool areChildren, AccountC
   for (const AccountChange& each : changes) {
     // What is no account among the children belongs to their parent.
     if (areChildren && !each.isAccount) continue;
-    if (each.kind == AccountChange::Kind::Added) {
+    if (each.kind == AccountChange::Kind::Added || each.kind == AccountChange::Kind::Converted) {
       ++counts.added;
     } else if (each.kind == AccountChange::Kind::Removed) {
       ++counts.dropped;

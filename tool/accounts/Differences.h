@@ -26,7 +26,7 @@ struct KeyChange {
 
 // AccountChange stands where the account was, or where it is new.
 struct AccountChange {
-  enum class Kind { Added, Removed, Changed };
+  enum class Kind { Added, Removed, Changed, Converted };
   Kind kind = Kind::Changed;
   std::string account;                  // the identifier, else "#" and the place from 1
   std::string label;                    // type and display name, for people
@@ -35,6 +35,8 @@ struct AccountChange {
   std::vector<AccountChange> children;  // of "ChildAccounts"
   // Where it has another parent: the account whose child it became, "" at the top.
   std::optional<std::string> movedTo = {};
+  // Where it is Converted, and no program added it: the legacy file, as a device path.
+  std::string convertedFrom = {};
   bool isAccount = true;  // or a value that is none, told as a whole under an empty key
 };
 

@@ -39,14 +39,13 @@ class DifferenceLines {
   }
 
   void write(const AccountChange& change, const std::string& indent) {
-    const char sign = change.kind == AccountChange::Kind::Added     ? '+'
-                      : change.kind == AccountChange::Kind::Removed ? '-'
-                                                                    : '~';
+    const char sign = wordFor<AccountChange::Kind, 4>(change.kind, {"+", "-", "~", "+"}).front();
     const std::string label = change.label.empty() ? "account" : cutTo(change.label, kValueWidth);
     const std::string moved = !change.movedTo           ? ""
                               : change.movedTo->empty() ? "  now no child any more"
                                                         : "  now a child of " + *change.movedTo;
-    mark(sign, label + "  " + change.account + moved, indent);
+    const std::string origin = change.convertedFrom.empty() ? "" : "  from " + change.convertedFrom;
+    mark(sign, label + "  " + change.account + moved + origin, indent);
     if (options_.foldRemoved && change.kind == AccountChange::Kind::Removed) return;
     for (const KeyChange& each : change.keys) write(each, indent + "    ");
     for (const AccountChange& each : change.children) write(each, indent + "    ");
@@ -93,7 +92,7 @@ Array forScripts(const std::vector<KeyChange>& changes, bool reveal) {
 }
 
 std::string_view nameOf(AccountChange::Kind kind) {
-  return wordFor<AccountChange::Kind, 3>(kind, {"added", "removed", "changed"});
+  return wordFor<AccountChange::Kind, 4>(kind, {"added", "removed", "changed", "converted"});
 }
 
 Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
@@ -104,6 +103,7 @@ Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {
                      {"label", each.label},
                      {"keys", forScripts(each.keys, reveal)}};
     entry.set("movedTo", each.movedTo);
+    if (!each.convertedFrom.empty()) entry.set("convertedFrom", each.convertedFrom);
     if (!each.children.empty()) entry.set("children", forScripts(each.children, reveal));
     array.append(std::move(entry));
   }

@@ -88,11 +88,11 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   if (settings != nullptr && settings->formatVersion) {
     entry.set("fromVersion", *settings->formatVersion);
   }
-  Array files;
+  Array paths;
   for (const BackupFile& file : manifest.files) {
-    if (file.state != BackupFile::State::Absent) files.append(file.path);
+    if (file.state != BackupFile::State::Absent) paths.append(file.path);
   }
-  entry.set("files", files);
+  entry.set("paths", paths);
   entry.set("finished", !manifest.outcome.empty());
   if (manifest.outcome.empty()) return entry;
   entry.set("asMeant", manifest.outcome.boolean("As Meant"));

@@ -130,9 +130,7 @@ ExitStatus CheckCommand::run(Session& session) {
   const Findings findings =
       isRoot ? inspectDevice(device, files) : findingsAlone(files, device, path);
   const Contents contents = contentsOf(files, isRoot ? &device : nullptr);
-  const ShownPath shown = [&](const std::string& file) {
-    return isRoot ? device.shown(file) : file;
-  };
+  const ShownPath shown = isRoot ? ShownPath::of(device) : ShownPath::onThisMachine();
   Output& output = session.output;
   if (output.json()) {
     Dictionary document{{"source", Input{kind, path, {}}.forScripts()},

@@ -450,10 +450,11 @@ TEST(Check, AnswersScriptsInTheDocumentedForm) {
   const Dictionary document = documentIn(result.out);
   EXPECT_EQ(document.get("clean"), PropertyList(false));
   EXPECT_EQ(document.get("source"),
-            PropertyList(Dictionary{{"kind", "device root"}, {"path", root.path()}}));
+            PropertyList(Dictionary{{"kind", "device root"}, {"file", root.path()}}));
   const Dictionary& first = *at(document, "findings", 0).dictionary();
   EXPECT_EQ(first.get("severity"), PropertyList("error"));
   EXPECT_EQ(first.get("file"), PropertyList(root.settingsPath()));
+  EXPECT_EQ(first.get("path"), PropertyList(ToolRoot::kSettings));
   EXPECT_EQ(first.get("blocksMigration"), PropertyList(true));
   EXPECT_EQ(first.get("blocksEdits"), PropertyList(true));
 }

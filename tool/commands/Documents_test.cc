@@ -66,7 +66,7 @@ TEST(Failures, ADocumentTellsCodeMessagePathAndAdvice) {
     const Dictionary failure = failureIn(runTool(arguments));
     EXPECT_EQ(failure.string("code"), each.code) << each.command.front();
     if (!each.path.empty()) {
-      EXPECT_EQ(failure.string("path"), each.path);
+      EXPECT_EQ(failure.string("file"), each.path);
     }
     arguments.pop_back();
     EXPECT_EQ(runTool(arguments).out, "") << each.command.front();
@@ -84,7 +84,8 @@ TEST(Failures, StandInTheDocumentThatTheCommandGivesAllTheSame) {
   root.putText(ToolRoot::kSettings, "nonsense");
   failure = failureIn(runTool({"show", root.path(), "--json"}), "show.schema.json");
   EXPECT_EQ(failure.string("code"), "unreadable");
-  EXPECT_EQ(failure.string("path"), root.settingsPath());
+  EXPECT_EQ(failure.string("file"), root.settingsPath());
+  EXPECT_EQ(failure.string("path"), ToolRoot::kSettings);
   EXPECT_NE(failure.string("advice")->find("--root " + root.path()), std::string::npos);
 }
 

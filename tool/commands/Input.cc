@@ -51,7 +51,7 @@ std::string Input::description() const {
 }
 
 Dictionary Input::forScripts() const {
-  return {{"kind", nameOf(kind)}, {"path", path}};
+  return {{"kind", nameOf(kind)}, {"file", path}};
 }
 
 Input::Kind kindOfInput(const std::string& path) {

@@ -192,7 +192,7 @@ ExitStatus MigrateCommand::run(Session& session) {
   output.progress("Looking at the settings ...");
   const MigrationSummary summary = migrate(session, device);
 
-  const ShownPath shown = [&](const std::string& path) { return device.shown(path); };
+  const ShownPath shown = ShownPath::of(device);
   SummaryTextOptions text{dryRun_, verbose_, reveal_};
   if (!summary.backup.empty()) text.undo = device.commandLine({"restore", summary.backup});
   show(output, summary, shown, text);

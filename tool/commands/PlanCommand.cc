@@ -39,7 +39,7 @@ ExitStatus PlanCommand::run(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
-  const ShownPath shown = [&](const std::string& file) { return device.shown(file); };
+  const ShownPath shown = ShownPath::of(device);
   MigrationSummary plan = planMigration(device);
   Output& output = session.output;
   if (out_) {

@@ -112,6 +112,10 @@ TEST(Plan, TellsLegacyFilesAndTheFilesThatWouldBeWrittenAndRemoved) {
   EXPECT_TRUE(flag(*plan.dictionary("decision"), "legacyMail"));
   EXPECT_EQ(textsUnder(plan, "steps", "step").front(), "_migrateMailAccounts:");
   EXPECT_EQ(textsUnder(plan, "steps", "step").size(), 13U);
+  const Dictionary& conversion = *at(plan, "steps", 0).dictionary();
+  const Dictionary& converted = *at(*conversion.dictionary("changes"), "accounts", 0).dictionary();
+  EXPECT_EQ(converted.get("change"), PropertyList("converted"));
+  EXPECT_EQ(converted.get("convertedFrom"), PropertyList(ToolRoot::kLegacyMail));
   const Dictionary& file = *at(plan, "legacyFiles", 0).dictionary();
   EXPECT_EQ(file.get("file"), PropertyList(root.at(ToolRoot::kLegacyMail)));
   EXPECT_EQ(file.get("descriptions"), PropertyList(2));
@@ -336,7 +340,7 @@ TEST_F(PlanOfDaemon, NamesTheOneThatAMigrationStops) {
 
 TEST_F(PlanOfDaemon, IsToldToPeopleAndScripts) {
   MigrationSummary plan;
-  const ShownPath shown = [](const std::string& file) { return file; };
+  const ShownPath shown = ShownPath::onThisMachine();
   const auto textOfPlan = [&] {
     ::testing::internal::CaptureStdout();
     Output output(CommonOptions{});

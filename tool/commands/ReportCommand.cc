@@ -29,11 +29,6 @@ namespace {
 
 constexpr std::size_t kLogLines = 2000;
 
-// Support knows the files of a device by their device paths.
-std::string devicePath(const std::string& file) {
-  return file;
-}
-
 // ReportMaker puts the parts of a report together.
 class ReportMaker {
  public:
@@ -125,12 +120,12 @@ class ReportMaker {
       // Where somebody keeps the device root is nobody's business.
       plan.root = "/";
       for (Finding& each : plan.findings) each.action = each.kind->action;
-      report.set("plan",
-                 redactor_.told(summaryForScripts(plan, devicePath, SummaryDetail::ForSupport)));
+      report.set("plan", redactor_.told(summaryForScripts(plan, ShownPath::onTheDevice(),
+                                                          SummaryDetail::ForSupport)));
     } catch (const CommandFailure& failure) {
       report.set("planProblem", PropertyList(redactor_.sentence(failure.what())));
-      report.set("findings",
-                 redactor_.told(findingsForScripts(inspectDevice(device_, files_), devicePath)));
+      report.set("findings", redactor_.told(findingsForScripts(inspectDevice(device_, files_),
+                                                               ShownPath::onTheDevice())));
     }
   }
 

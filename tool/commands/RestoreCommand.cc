@@ -10,6 +10,7 @@
 #include "tool/backup/BackupText.h"
 #include "tool/backup/History.h"
 #include "tool/backup/Restore.h"
+#include "tool/device/ShownPath.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Words.h"
 
@@ -161,7 +162,7 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
 ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
   if (output.json()) {
-    output.document("backups", {{"directory", device.shown(backupsDirectory())},
+    output.document("backups", {{"directory", ShownPath::of(device).entryFor(backupsDirectory())},
                                 {"backups", listOf(found, backupForScripts)}});
     return ExitStatus::Done;
   }
@@ -185,7 +186,9 @@ ExitStatus RestoreCommand::showBackup(Output& output, OpenedRoot& device) const 
       if (!content) problem = content.error().message;
     }
     if (!problem.empty()) ++damaged;
-    Dictionary entry{{"role", nameOf(file.role)}, {"path", file.path}, {"kept", isKept(file)}};
+    Dictionary entry = ShownPath::of(device).entryFor(file.path);
+    entry.set("role", nameOf(file.role));
+    entry.set("kept", isKept(file));
     if (!file.savedAs.empty()) entry.set("size", file.attributes.size);
     if (isKept(file)) entry.set("whole", problem.empty());
     files.append(std::move(entry));
@@ -247,7 +250,7 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
   }
   Output& output = session.output;
   if (output.json()) {
-    output.document("prune", {{"directory", device.shown(backupsDirectory())},
+    output.document("prune", {{"directory", ShownPath::of(device).entryFor(backupsDirectory())},
                               {"dryRun", dryRun_},
                               {"removed", arrayOf(names)}});
     return ExitStatus::Done;
@@ -299,10 +302,11 @@ void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManife
   if (output.json()) {
     Dictionary document{{"backup", manifest.name}, {"dryRun", dryRun_}};
     if (!restored.backup.empty()) document.set("kept", restored.backup);
-    document.set("files", listOf(restored.steps, [](const RestoreStep& step) {
-                   return Dictionary{{"role", nameOf(step.file.role)},
-                                     {"path", step.file.path},
-                                     {"action", nameOf(step.action)}};
+    document.set("files", listOf(restored.steps, [&](const RestoreStep& step) {
+                   Dictionary entry = ShownPath::of(device).entryFor(step.file.path);
+                   entry.set("role", nameOf(step.file.role));
+                   entry.set("action", nameOf(step.action));
+                   return entry;
                  }));
     return output.document("restore", document);
   }

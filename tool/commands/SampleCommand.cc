@@ -173,7 +173,7 @@ void show(Output& output, const std::string& root, const Release& release,
         "sample", {{"dryRun", dryRun},
                    {"root", root},
                    {"release", release.name},
-                   {"files", listOf(files, [](const DeviceFile& each) { return each.path; })}});
+                   {"paths", listOf(files, [](const DeviceFile& each) { return each.path; })}});
   }
   output.line(std::string(dryRun ? "Would write" : "Wrote") + " a device root with " +
               release.meaning() + ":");

@@ -204,8 +204,7 @@ void AccountEditor::refuseLosses(const InspectedFiles& files) {
     if (++blocking == 1) first = &finding;
   }
   if (!first) return;
-  std::string why =
-      findingInALine(*first, [&](const std::string& path) { return device_.shown(path); });
+  std::string why = findingInALine(*first, ShownPath::of(device_));
   if (blocking > 1) {
     why += " (and " + counted(blocking - 1, "more finding", "more findings") + " of this weight)";
   }
@@ -321,13 +320,13 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
                          const std::string& account, bool saved) {
   Output& output = session_.output;
   if (output.json()) {
-    return output.document("edit",
-                           {{"command", command},
-                            {"account", account},
-                            {"file", shown_},
-                            {"dryRun", options_.dryRun},
-                            {"saved", saved},
-                            {"changes", differencesForScripts(differences, options_.reveal)}});
+    Dictionary document = ShownPath::of(device_).entryFor(path_);
+    document.set("command", command);
+    document.set("account", account);
+    document.set("dryRun", options_.dryRun);
+    document.set("saved", saved);
+    document.set("changes", differencesForScripts(differences, options_.reveal));
+    return output.document("edit", document);
   }
   writeDifferences(output, differences, {.reveal = options_.reveal});
   if (differences.empty()) {

@@ -53,6 +53,17 @@ bool continuesCharacter(char unit) {
   return (static_cast<unsigned char>(unit) & 0xC0U) == 0x80U;
 }
 
+// The error with the path on the device of the file that it tells of, if it lies there.
+Dictionary placedIn(const std::string& root, Dictionary error) {
+  const std::string file(error.string("file").value_or(""));
+  std::string_view place = root;
+  while (place.ends_with('/')) place.remove_suffix(1);
+  if (file.starts_with(place) && file.substr(place.size()).starts_with('/')) {
+    error.set("path", file.substr(place.size()));
+  }
+  return error;
+}
+
 }  // namespace
 
 Output::Output(const CommonOptions& options)
@@ -153,7 +164,7 @@ void Output::failure(const CommandFailure& failure, std::string_view advice) {
                    {"status", static_cast<int>(failure.status())},
                    {"message", failure.problem()},
                    {"advice", advice}};
-  if (!failure.path().empty()) error.set("path", failure.path());
+  if (!failure.path().empty()) error.set("file", failure.path());
   error_ = std::move(error);
 }
 
@@ -198,7 +209,7 @@ void Output::flush() {
 Status Output::finish(const std::string& root) {
   if (json_ && error_ && !document_) document_ = Document{"error", {}};
   if (json_ && document_) {
-    if (error_) document_->content.set("error", *error_);
+    if (error_) document_->content.set("error", placedIn(root, *error_));
     const Result<std::string> text = documentText(document_->name, document_->content, root);
     if (text) append(*text);
     if (!text && written_) written_ = text.error();

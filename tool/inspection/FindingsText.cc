@@ -69,9 +69,9 @@ std::string countsInWords(const Findings& findings) {
 Array findingsForScripts(const Findings& findings, const ShownPath& shown) {
   Array result;
   for (const Finding& finding : findings) {
-    Dictionary entry{{"severity", nameOf(finding.kind->severity)},
-                     {"code", finding.kind->code},
-                     {"file", shown(finding.file)}};
+    Dictionary entry = shown.entryFor(finding.file);
+    entry.set("severity", nameOf(finding.kind->severity));
+    entry.set("code", finding.kind->code);
     if (!finding.account.empty()) entry.set("account", PropertyList(finding.account));
     if (!finding.key.empty()) entry.set("key", PropertyList(finding.key));
     entry.set("meaning", PropertyList(finding.meaning));

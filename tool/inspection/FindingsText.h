@@ -1,18 +1,14 @@
 // FindingsText is how findings are shown to people and given to scripts.
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "plist/PropertyList.h"
+#include "tool/device/ShownPath.h"
 #include "tool/frame/Output.h"
 #include "tool/inspection/Inspection.h"
 
 namespace accountsettings {
-
-// Turns the file of a finding into what is shown, for example a device path into one of this
-// machine.
-using ShownPath = std::function<std::string(const std::string& file)>;
 
 // Each file once as a heading, below it what was found there, what it means and what to do.
 void writeFindings(Output& output, const Findings& findings, const ShownPath& shown);

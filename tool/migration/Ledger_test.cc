@@ -277,6 +277,23 @@ TEST(StepRecord, TellsAMovedAccountAsTheSameOne) {
   EXPECT_EQ(differences.accounts[1].keys[0].key, "X");
 }
 
+TEST_F(LedgerTest, TheStepRecordTellsAccountsOutOfALegacyFileAsConverted) {
+  const Array before{account("A")};
+  const Array after{with(account("A"), "X", 1), account("L")};
+  const Differences converted = step("_migrateMailAccounts:", before, after).differences();
+  ASSERT_EQ(converted.accounts.size(), 2U);
+  EXPECT_EQ(converted.accounts[0].kind, AccountChange::Kind::Changed);
+  EXPECT_EQ(converted.accounts[0].convertedFrom, "");
+  EXPECT_EQ(converted.accounts[1].kind, AccountChange::Kind::Converted);
+  EXPECT_EQ(converted.accounts[1].convertedFrom, mailAccountsPath());
+  EXPECT_EQ(countsOf(converted, before), (AccountCounts{.changed = 1, .added = 1}));
+
+  const Differences added = step("_migrateAccountsFrom7A149:", before, after).differences();
+  ASSERT_EQ(added.accounts.size(), 2U);
+  EXPECT_EQ(added.accounts[1].kind, AccountChange::Kind::Added);
+  EXPECT_EQ(added.accounts[1].convertedFrom, "");
+}
+
 TEST(StepRecord, TellsAChangedIdentifierAsAChange) {
   const Array before{with(account("A"), "uniqueId", "U")};
   const Array after{account("U")};

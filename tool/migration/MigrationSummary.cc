@@ -210,8 +210,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   summary.directories = directoriesMadeBy(staged);
   if (!summary.files.empty()) summary.daemon = daemonToStop();
 
-  summary.problems =
-      objectionsTo(summary, [&](const std::string& path) { return device.shown(path); });
+  summary.problems = objectionsTo(summary, ShownPath::of(device));
   summary.outcome = !staged.result()        ? SummaryOutcome::AnsweredNo
                     : summary.files.empty() ? SummaryOutcome::NothingToDo
                                             : SummaryOutcome::Done;

@@ -278,9 +278,9 @@ Array legacyForScripts(const std::vector<LegacyFile>& legacyFiles, const ShownPa
                                   {"reason", "The description " + *each.problem + "."}});
       }
     }
-    Dictionary entry{{"file", shown(file.path)},
-                     {"descriptions", file.descriptionCount()},
-                     {"notConvertible", std::move(failing)}};
+    Dictionary entry = shown.entryFor(file.path);
+    entry.set("descriptions", file.descriptionCount());
+    entry.set("notConvertible", std::move(failing));
     if (file.problem) entry.set("problem", *file.problem);
     files.append(std::move(entry));
   }
@@ -298,7 +298,8 @@ Dictionary ledgerForScripts(const Ledger& ledger, const ShownPath& shown, Summar
   Array entries;
   for (const LedgerEntry& entry : ledger.entries) {
     if (detail == SummaryDetail::ForSupport && !isLostAccount(entry)) continue;
-    Dictionary told{{"fate", nameOf(entry.fate)}, {"file", shown(entry.file)}};
+    Dictionary told = shown.entryFor(entry.file);
+    told.set("fate", nameOf(entry.fate));
     const auto add = [&](std::string_view key, const std::string& text) {
       if (!text.empty()) told.set(key, text);
     };
@@ -317,7 +318,9 @@ Dictionary ledgerForScripts(const Ledger& ledger, const ShownPath& shown, Summar
 
 Array filesForScripts(const std::vector<FileFate>& fates, const ShownPath& shown) {
   return listOf(fates, [&](const FileFate& each) {
-    return Dictionary{{"file", shown(each.path)}, {"fate", nameOf(each.fate)}};
+    Dictionary told = shown.entryFor(each.path);
+    told.set("fate", nameOf(each.fate));
+    return told;
   });
 }
 
@@ -338,20 +341,22 @@ void writeSummary(Output& output, const MigrationSummary& summary, const ShownPa
 
 Dictionary summaryForScripts(const MigrationSummary& summary, const ShownPath& shown,
                              SummaryDetail detail) {
-  Dictionary document{{"dryRun", summary.planned},
-                      {"pending", summary.decision.pending()},
-                      {"outcome", nameOf(summary.outcome)},
-                      {"problems", arrayOf(summary.problems)},
-                      {"decision", decisionForScripts(summary.decision)},
-                      {"toVersion", summary.versionAfter},
-                      {"accountsBefore", summary.ledger.accounts.before()},
-                      {"accountsAfter", summary.ledger.accounts.after()},
-                      {"steps", stepsForScripts(summary.steps, detail)},
-                      {"ledger", ledgerForScripts(summary.ledger, shown, detail)},
-                      {"legacyFiles", legacyForScripts(summary.legacyFiles, shown)},
-                      {"files", filesForScripts(summary.files, shown)},
-                      {"directoriesMade", listOf(summary.directories, shown)},
-                      {"findings", findingsForScripts(summary.findings, shown)}};
+  Dictionary document{
+      {"dryRun", summary.planned},
+      {"pending", summary.decision.pending()},
+      {"outcome", nameOf(summary.outcome)},
+      {"problems", arrayOf(summary.problems)},
+      {"decision", decisionForScripts(summary.decision)},
+      {"toVersion", summary.versionAfter},
+      {"accountsBefore", summary.ledger.accounts.before()},
+      {"accountsAfter", summary.ledger.accounts.after()},
+      {"steps", stepsForScripts(summary.steps, detail)},
+      {"ledger", ledgerForScripts(summary.ledger, shown, detail)},
+      {"legacyFiles", legacyForScripts(summary.legacyFiles, shown)},
+      {"files", filesForScripts(summary.files, shown)},
+      {"directoriesMade",
+       listOf(summary.directories, [&](const auto& each) { return shown.entryFor(each); })},
+      {"findings", findingsForScripts(summary.findings, shown)}};
   if (detail == SummaryDetail::Full) document.set("inputs", inputsForScripts(summary.inputs));
   if (summary.daemon) {
     document.set("daemon", Dictionary{{"process", summary.daemon->identifier},

@@ -26,9 +26,8 @@ struct StepRecord {
         result(answer),
         matching(before, after) {}
 
-  [[nodiscard]] Differences differences() const {
-    return differencesBetween(before, after, matching);
-  }
+  // The accounts that come out of a legacy file are told as converted from it.
+  [[nodiscard]] Differences differences() const;
 };
 
 }  // namespace accountsettings
