@@ -22,7 +22,7 @@ set(folders_of_resources)
 set(checked_folders ${library} host staging tool api testing bench faults fuzz examples resources)
 
 # Within tool/, each folder stands on those before it.
-set(tool_folders frame values device accounts inspection backup migration editing commands)
+set(tool_folders frame values device accounts inspection backup migration editing fleet commands)
 
 # The tests of a folder see what the folder sees, testing/, and these.
 set(more_folders_of_tests_in_plist bench)
@@ -59,6 +59,7 @@ set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
 set(headers_of_host ${posix_headers} ${linux_headers})
 set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp)
 set(headers_of_tool/frame/Terminal.cc fcntl.h pwd.h signal.h sys/ioctl.h sys/wait.h unistd.h)
+set(headers_of_tool/fleet/ResultsWriter.cc fcntl.h sys/file.h sys/stat.h unistd.h)
 set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})
 # It stands before the calls of the C library.
