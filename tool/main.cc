@@ -20,15 +20,27 @@ ExitStatus cutShort(bool changed) {
   return changed ? ExitStatus::Broken : ExitStatus::Prevented;
 }
 
+struct MemoryFailure {
+  std::string_view problem;
+  std::string_view advice;
+};
+
+constexpr MemoryFailure memoryFailure(bool changed) {
+  if (changed) {
+    return {"there is not enough memory, and the work was not finished",
+            "close other programs and run the same command again"};
+  }
+  return {"there is not enough memory; nothing was changed", "close other programs and try again"};
+}
+
 // Takes no memory itself.
 ExitStatus withoutMemory(bool changed) {
-  constexpr std::string_view kUntouched =
-      "accountsettings: there is not enough memory; nothing was changed; close other programs and "
-      "try again\n";
-  constexpr std::string_view kBegun =
-      "accountsettings: there is not enough memory, and the work was not finished; close other "
-      "programs and run the same command again\n";
-  static_cast<void>(terminal::write(terminal::Stream::Errors, changed ? kBegun : kUntouched));
+  const MemoryFailure failure = memoryFailure(changed);
+  for (const std::string_view each :
+       {std::string_view("accountsettings: "), failure.problem, std::string_view("; "),
+        failure.advice, std::string_view("\n")}) {
+    static_cast<void>(terminal::write(terminal::Stream::Errors, each));
+  }
   return cutShort(changed);
 }
 
@@ -82,6 +94,20 @@ ExitStatus finish(Session& session, ExitStatus status) {
   return answered && !changed ? ExitStatus::Prevented : status;
 }
 
+// For a command that ended for want of memory, which it has given back with that.
+ExitStatus tellWithoutMemory(const CommonOptions& options, bool changed) {
+  const MemoryFailure failure = memoryFailure(changed);
+  try {
+    Output output(options);
+    Session session{options, output};
+    session.changed = changed;
+    return finish(session, fail(session, {cutShort(changed), "", failure.problem, failure.advice,
+                                          FailureCode::NoMemory}));
+  } catch (const std::bad_alloc&) {
+    return withoutMemory(changed);
+  }
+}
+
 // No command is wrong usage, but nobody is scolded for it.
 ExitStatus showGuide() {
   const CommonOptions options;
@@ -119,7 +145,8 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
       const ExitStatus answer = runCommand(*command, session);
       status = finish(session, answer);
     } catch (const std::bad_alloc&) {
-      status = withoutMemory(session.changed);
+      session.leftovers.clear();
+      status = tellWithoutMemory(options, session.changed);
     }
     // At once, and not by way of the end of this function: to take large settings apart piece by
     // piece takes longer than to read them.

@@ -13,8 +13,7 @@ namespace accountsettings {
 std::vector<FoundBackup> requireBackups(OpenedRoot& device) {
   Result<std::vector<FoundBackup>> found = findBackups(device.host());
   if (found) return std::move(found).value();
-  throw Prevented("", found.error().message,
-                  "only the user who migrated, and root, may read the backups");
+  throw Prevented("", found.error(), "only the user who migrated, and root, may read the backups");
 }
 
 bool isBackup(const std::string& directory) {
@@ -26,7 +25,8 @@ BackupManifest readManifest(const std::string& directory) {
   const std::string path = directory + "/" + std::string(kManifestName);
   const std::string name = std::filesystem::path(directory).filename().string();
   Result<BackupManifest> manifest = manifestFrom(name, readFile(path));
-  if (!manifest) throw Prevented(path, manifest.error().message, "choose another backup");
+  if (!manifest)
+    throw Prevented(path, manifest.error(), "choose another backup", FailureCode::Unreadable);
   return std::move(manifest).value();
 }
 

@@ -58,7 +58,9 @@ TEST(Failures, ADocumentTellsCodeMessagePathAndAdvice) {
         Case{{"set", "B", "X", "1", onRoot}, "no-account", ""},
         Case{{"restore", onRoot}, "no-backup", ""}, Case{{"restore", "x", onRoot}, "no-backup", ""},
         Case{{"plist", root.path()}, "unreadable", root.path()},
-        Case{{"sample", root.path()}, "prevented", root.path()},
+        Case{{"sample", root.path()}, "exists", root.path()},
+        Case{{"set", "A", "Type", "x", onRoot}, "unfit", ""},
+        Case{{"migrate", onRoot, "--plan", root.settingsPath()}, "unreadable", root.settingsPath()},
         Case{{"report", onRoot, "--out", missing + "/x"}, "not-found", missing + "/x"},
         Case{{"migrate", onRoot, "--plan", missing}, "not-found", missing}}) {
     std::vector<std::string> arguments = each.command;

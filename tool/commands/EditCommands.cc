@@ -118,7 +118,8 @@ Dictionary AddCommand::properties() const {
   if (file_) {
     const PropertyList read = readPropertyListFile(*file_);
     if (!read.dictionary()) {
-      throw Prevented(*file_, "it holds no dictionary", "give an account's properties");
+      throw Prevented(*file_, "it holds no dictionary", "give an account's properties",
+                      FailureCode::Unreadable);
     }
     properties = *read.dictionary();
   }
@@ -141,7 +142,7 @@ ExitStatus AddCommand::run(Session& session) {
     const EditedAccount found = accountToEdit(store, *parent_);
     if (found.parent) {
       throw Prevented("account '" + *parent_ + "'", "it is a child itself",
-                      "a child has no children; give a top-level account");
+                      "a child has no children; give a top-level account", FailureCode::Unfit);
     }
     parent = found.record;
   }

@@ -50,7 +50,7 @@ ExitStatus HistoryCommand::run(Session& session) {
   const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<RecordFile> records = findRecordFiles(device.files());
   const Result<History> known = readHistory(device);
-  if (!known) throw Prevented("", known.error().message, "remove the cause and try again");
+  if (!known) throw Prevented("", known.error(), "remove the cause and try again");
   Output& output = session.output;
   if (output.json()) {
     output.document(

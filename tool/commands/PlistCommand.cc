@@ -39,7 +39,8 @@ Bytes inForm(const PropertyList& value, std::string_view form, const std::string
   const auto orRefuse = [&](auto result) {
     if (!result) {
       throw Prevented(file, result.error().message,
-                      "this form cannot hold the value; convert to another one");
+                      "this form cannot hold the value; convert to another one",
+                      FailureCode::Unfit);
     }
     return std::move(result).value();
   };
@@ -50,7 +51,7 @@ Bytes inForm(const PropertyList& value, std::string_view form, const std::string
     throw Prevented(file,
                     "values that are shared so often that this form, which spells out each, would "
                     "be too large",
-                    "convert to the binary form, or go on with --no-limit");
+                    "convert to the binary form, or go on with --no-limit", FailureCode::Unfit);
   }
   const std::string json = orRefuse(toJson(value)) + "\n";
   return Bytes(json.begin(), json.end());

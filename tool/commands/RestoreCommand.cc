@@ -29,7 +29,8 @@ std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& mani
   if (!steps) {
     throw Prevented(
         "backup " + manifest.name, steps.error().message,
-        "nothing was changed; choose another backup: see 'accountsettings restore --list'");
+        "nothing was changed; choose another backup: see 'accountsettings restore --list'",
+        codeFor(steps.error().code, FailureCode::Unreadable));
   }
   return std::move(steps).value();
 }
@@ -85,7 +86,8 @@ MadeBackup kept(OpenedRoot& device, const BackupManifest& manifest) {
   Result<MadeBackup> made = keepReplaced(device, manifest);
   if (!made) {
     throw Prevented("", "what is there now cannot be kept: " + made.error().message,
-                    "nothing was changed; remove the cause, or do without with --no-backup");
+                    "nothing was changed; remove the cause, or do without with --no-backup",
+                    codeFor(made.error().code));
   }
   return std::move(made).value();
 }
@@ -149,7 +151,8 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
     if (!backup_ || each->name != *backup_) continue;
     if (each->manifest) return *each->manifest;
     throw Prevented(place + "/" + each->name, each->problem,
-                    "choose another: see 'accountsettings restore --list'");
+                    "choose another: see 'accountsettings restore --list'",
+                    FailureCode::Unreadable);
   }
   if (backup_) {
     throw Prevented(place + "/" + *backup_, "there is no such backup",
@@ -224,7 +227,8 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
       std::none_of(named + 1, found.end(), [](const FoundBackup& each) { return each.manifest; });
   if (isNewest && named->retention == Retention::NoGoodEnd) {
     throw Prevented(shown, "the run that kept it did not come to a good end",
-                    "nothing was removed; run 'accountsettings migrate', or put it back first");
+                    "nothing was removed; run 'accountsettings migrate', or put it back first",
+                    FailureCode::Blocked);
   }
   return {*backup_};
 }
@@ -269,7 +273,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
   // Nor may a program that saves come between the look at the files and their replacement.
   const auto settings = device.host().platform().writerLocks.hold(accountSettingsAccountsPath());
   if (!settings) {
-    throw Prevented("", settings.error().message, "nothing was changed; try again");
+    throw Prevented("", settings.error(), "nothing was changed; try again", FailureCode::Locked);
   }
   Restored restored{prepared(device, manifest), ""};
   session.interrupts.emplace();

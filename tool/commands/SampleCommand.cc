@@ -69,18 +69,21 @@ constexpr std::array<const char*, 5> kDirectories = {
     "var/shared/Library/Logs/CrashReporter", "tmp"};
 
 [[noreturn]] void fail(const std::string& path, const std::error_code& code) {
-  throw Prevented(path, code.message(), "choose a directory that can be written to");
+  throw Prevented(path, Error{code.message(), code.value()},
+                  "choose a directory that can be written to");
 }
 
 // Nothing is ever written over.
 void requireFresh(const fs::path& root) {
   std::error_code code;
   if (fs::exists(root, code) && !fs::is_directory(root, code)) {
-    throw Prevented(root.string(), "this is no directory", "give the name of a new one");
+    throw Prevented(root.string(), "this is no directory", "give the name of a new one",
+                    FailureCode::Exists);
   }
   if (fs::is_directory(root, code) && !fs::is_empty(root, code)) {
     throw Prevented(root.string(), "the directory is not empty",
-                    "give the name of a new one; nothing is ever written over");
+                    "give the name of a new one; nothing is ever written over",
+                    FailureCode::Exists);
   }
 }
 
@@ -162,7 +165,7 @@ void writeDevice(const std::string& root, const std::vector<DeviceFile>& files) 
   for (const DeviceFile& each : files) {
     const Status written = device.files().replace(each.path, each.bytes, attributes);
     if (written) continue;
-    throw Prevented("", written.error().message, "choose a directory that can be written to");
+    throw Prevented("", written.error(), "choose a directory that can be written to");
   }
 }
 

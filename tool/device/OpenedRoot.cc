@@ -26,7 +26,7 @@ std::unique_ptr<LogSink> openLog(const CommonOptions& options) {
   if (!options.log) return nullptr;
   Result<std::unique_ptr<LogSink>> sink =
       openLogSink(*options.log, kProgram, rootForLog(options.root));
-  if (!sink) throw Prevented("", sink.error().message, "give --log a file that can be written");
+  if (!sink) throw Prevented("", sink.error(), "give --log a file that can be written");
   return std::move(sink).value();
 }
 
@@ -46,9 +46,8 @@ std::unique_ptr<LinuxHost> openHost(const CommonOptions& options, LogSink* log,
   Result<std::unique_ptr<LinuxHost>> opened = LinuxHost::create(std::move(host));
   if (!opened) {
     const std::string_view advice = adviceFor(opened.error().code);
-    throw Prevented("", opened.error().message,
-                    advice.empty() ? "correct that file, or give another with --config" : advice,
-                    codeFor(opened.error().code));
+    throw Prevented("", opened.error(),
+                    advice.empty() ? "correct that file, or give another with --config" : advice);
   }
   return std::move(opened).value();
 }

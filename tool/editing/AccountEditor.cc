@@ -174,7 +174,7 @@ std::unique_ptr<WriterLocks::Held> AccountEditor::holdWriters() {
   auto held = device_.host().platform().writerLocks.hold(path);
   if (held) return std::move(held).value();
   throw Prevented(device_.shown(path), "the settings cannot be had: " + held.error().message,
-                  "try again");
+                  "try again", FailureCode::Locked);
 }
 
 void AccountEditor::forgetLog() {

@@ -17,6 +17,13 @@
 namespace accountsettings {
 namespace {
 
+// What is asked for does not fit the account.
+class Unfit : public Prevented {
+ public:
+  Unfit(std::string_view where, std::string_view why, std::string_view next = {})
+      : Prevented(where, why, next, FailureCode::Unfit) {}
+};
+
 // A key that cannot be edited like any other, and what to do instead.
 struct FixedKey {
   std::string_view key;
@@ -40,10 +47,10 @@ void requireKind(const std::string& where, std::string_view key, const PropertyL
     // Anything reads as a boolean.
     if (model.key == key && model.kind != value.kind() &&
         model.kind != PropertyList::Kind::Boolean) {
-      throw Prevented(where,
-                      std::string(kindInWords(value)) + " would be read as absent; the key holds " +
-                          std::string(model.expected),
-                      "give a value of that kind");
+      throw Unfit(where,
+                  std::string(kindInWords(value)) + " would be read as absent; the key holds " +
+                      std::string(model.expected),
+                  "give a value of that kind");
     }
   }
 }
@@ -64,10 +71,10 @@ void requireCarried(const BasicAccount& account, const std::string& dataclass,
                     const std::string& where) {
   const StringList supported = account.supportedDataclasses();
   if (std::find(supported.begin(), supported.end(), dataclass) != supported.end()) return;
-  throw Prevented(where,
-                  "accounts of type '" + account.type().value_or("") + "' cannot carry " +
-                      std::string(shortDataclass(dataclass)),
-                  supportedInWords(account));
+  throw Unfit(where,
+              "accounts of type '" + account.type().value_or("") + "' cannot carry " +
+                  std::string(shortDataclass(dataclass)),
+              supportedInWords(account));
 }
 
 // The first string of a list that is no data class of the account's type.
@@ -88,7 +95,7 @@ void requireCarriedLists(const BasicAccount& account, std::string_view key,
                          const PropertyList& value, const std::string& where) {
   if (key != kAccountEnabledDataclasses && key != kAccountProvisionedDataclasses) return;
   if (const auto unsupported = unsupportedMember(account, *value.array())) {
-    throw Prevented(
+    throw Unfit(
         where,
         "accounts of type '" + account.type().value_or("") + "' cannot carry " + *unsupported,
         supportedInWords(account));
@@ -99,9 +106,9 @@ void requireCarriedLists(const BasicAccount& account, std::string_view key,
 
 void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value) {
   const std::string where = named(account) + ", key '" + key + "'";
-  if (key.empty()) throw Prevented(named(account), "a key has at least one character");
+  if (key.empty()) throw Unfit(named(account), "a key has at least one character");
   for (const FixedKey& fixed : kFixedKeys) {
-    if (fixed.key == key) throw Prevented(where, fixed.reason, fixed.next);
+    if (fixed.key == key) throw Unfit(where, fixed.reason, fixed.next);
   }
   if (!value) return;
   requireKind(where, key, *value);
@@ -117,14 +124,14 @@ void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
   const std::string type(properties.string(kAccountType).value_or(""));
   const std::string where = "an account of type '" + type + "'";
   if (typeProblem(properties)) {
-    throw Prevented(where, "the type registry does not know this type",
-                    "'accountsettings show' lists accounts with types that it knows");
+    throw Unfit(where, "the type registry does not know this type",
+                "'accountsettings show' lists accounts with types that it knows");
   }
-  if (recordProblemsOf(properties).noClass) throw Prevented(where, "the account class is required");
+  if (recordProblemsOf(properties).noClass) throw Unfit(where, "the account class is required");
   const MailClass mail = mailClassOf(properties);
   if (mail.result != FixResult::NothingToDo) {
-    throw Prevented(where, "the class '" + mail.found + "' is no mail class",
-                    "give the class that handles it, for example IMAPAccount or POPAccount");
+    throw Unfit(where, "the class '" + mail.found + "' is no mail class",
+                "give the class that handles it, for example IMAPAccount or POPAccount");
   }
   const auto account = BasicAccount::accountWithProperties(properties);
   for (const auto& [key, value] : properties) {
@@ -138,7 +145,7 @@ void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
   for (const auto& other : store.allBasicSyncableAccounts()) {
     if (other->identifier() == identifier) {
       throw Prevented(where, "there is an account with the identifier '" + identifier + "' already",
-                      "leave \"Identifier\" out, and a fresh one is made");
+                      "leave \"Identifier\" out, and a fresh one is made", FailureCode::Exists);
     }
   }
 }

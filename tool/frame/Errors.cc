@@ -74,6 +74,11 @@ FailureCode codeFor(int errorNumber, FailureCode otherwise) {
     case EPERM:
     case EROFS:
       return FailureCode::Forbidden;
+    case ENOMEM:
+      return FailureCode::NoMemory;
+    case EEXIST:
+    case ENOTEMPTY:
+      return FailureCode::Exists;
     case ENOSPC:
     case EFBIG:
     case EDQUOT:

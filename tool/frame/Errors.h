@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "plist/Result.h"
+
 namespace accountsettings {
 
 // The numbers are a promise to scripts.
@@ -28,10 +30,13 @@ enum class FailureCode {
   NotFound,
   Forbidden,
   NoSpace,
+  NoMemory,
   NoDevice,
   Unreadable,
   NoAccount,
+  Unfit,
   NoBackup,
+  Exists,
   OtherVersion,
   Blocked,
   Locked,
@@ -78,6 +83,13 @@ class Prevented : public CommandFailure {
   Prevented(std::string_view where, std::string_view why, std::string_view next = {},
             FailureCode code = FailureCode::Prevented)
       : CommandFailure(ExitStatus::Prevented, where, why, next, code) {}
+
+  // The reason and the code of an operation that failed; `otherwise` is the code where its error
+  // number says nothing in particular.
+  Prevented(std::string_view where, const Error& error, std::string_view next = {},
+            FailureCode otherwise = FailureCode::Prevented)
+      : Prevented(where, error.message, next.empty() ? adviceFor(error.code) : next,
+                  codeFor(error.code, otherwise)) {}
 };
 
 // CommandFailure with the status Usage.

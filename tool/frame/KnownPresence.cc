@@ -8,7 +8,7 @@ namespace accountsettings {
 bool isThere(Files& files, const std::string& path) {
   const Presence presence = files.exists(path);
   if (const Error* error = presence.error()) {
-    throw Prevented("", error->message, adviceFor(error->code), codeFor(error->code));
+    throw Prevented("", *error);
   }
   return presence.isThere();
 }

@@ -19,7 +19,7 @@ constexpr std::string_view kGivenConfiguration = "--config ";
 
 std::string digestOf(const Bytes& bytes) {
   Result<std::string> sum = sha256(bytes);
-  if (!sum) throw Prevented("", sum.error().message);
+  if (!sum) throw Prevented("", sum.error());
   return std::move(sum).value();
 }
 
@@ -54,20 +54,24 @@ std::vector<PlanInput> readPlanInputs(const std::string& file) {
   const Result<PropertyList> read =
       fromJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   const std::string makeOne = "save one with 'accountsettings plan --out FILE'";
-  if (!read) throw Prevented(file, "this is no saved plan: " + read.error().message, makeOne);
+  if (!read)
+    throw Prevented(file, "this is no saved plan: " + read.error().message, makeOne,
+                    FailureCode::Unreadable);
   const Dictionary* plan = read->dictionary();
   const Array* inputs = plan ? plan->array("inputs") : nullptr;
   if (!inputs || plan->string("format") != "accountsettings." + std::string(kPlanFormat)) {
-    throw Prevented(file, "this is no saved plan", makeOne);
+    throw Prevented(file, "this is no saved plan", makeOne, FailureCode::Unreadable);
   }
   if (plan->integer("formatVersion") != 1) {
-    throw Prevented(file, "the plan was saved by another version of this program", makeOne);
+    throw Prevented(file, "the plan was saved by another version of this program", makeOne,
+                    FailureCode::OtherVersion);
   }
   std::vector<PlanInput> result;
   for (const PropertyList& each : *inputs) {
     const Dictionary* input = each.dictionary();
     const std::string path(input ? input->string("path").value_or("") : "");
-    if (path.empty()) throw Prevented(file, "the plan's inputs are damaged", makeOne);
+    if (path.empty())
+      throw Prevented(file, "the plan's inputs are damaged", makeOne, FailureCode::Unreadable);
     const std::string digest(input->string("sha256").value_or(""));
     result.push_back({path, digest.empty() ? std::nullopt : std::optional(digest)});
   }

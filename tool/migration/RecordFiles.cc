@@ -40,7 +40,7 @@ std::vector<std::string> recordNames(LinuxFiles& files) {
   if (names) return std::move(names).value();
   const Error& error = names.error();
   if (error.code == ENOENT) return {};
-  throw Prevented("", error.message, adviceFor(error.code), codeFor(error.code));
+  throw Prevented("", error);
 }
 
 }  // namespace

@@ -147,13 +147,12 @@ PropertyList readPropertyListFile(const std::string& path) {
 void writeFile(const std::string& path, std::string_view content) {
   std::error_code ignored;
   if (fs::is_directory(path, ignored)) {
-    throw Prevented(path, "this is a directory", "give the name of a file in it");
+    throw Prevented(path, "this is a directory", "give the name of a file in it",
+                    FailureCode::Exists);
   }
   const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
   const Status written = replaceNamedFile(path, {bytes, content.size()});
-  if (!written)
-    throw Prevented(path, written.error().message, adviceFor(written.error().code),
-                    codeFor(written.error().code));
+  if (!written) throw Prevented(path, written.error());
 }
 
 void writeFile(const std::string& path, const Bytes& content) {
