@@ -170,7 +170,7 @@ void Run::refuseAfter(MigrationCommit& commit, Cause cause, const std::string& p
   refuse(cause, problem);
   if (const Status gone = commit.giveUp(); !gone) {
     outcome_.warnings.push_back("what was prepared stays: " + gone.error().message);
-    touched_ = true;
+    outcome_.preparedStays = touched_ = true;
   }
 }
 

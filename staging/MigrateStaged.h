@@ -85,6 +85,8 @@ struct MigrationOutcome {
   ///@}
   /// What failed without harm: the copy, the record, the marker, the backup's upkeep.
   std::vector<std::string> warnings;
+  /// What was prepared before it was refused could not be taken away again; `warnings` name it.
+  bool preparedStays = false;
   /// Device paths that this run wrote and removed.
   ///@{
   std::vector<std::string> written;

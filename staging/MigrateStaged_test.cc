@@ -588,6 +588,39 @@ TEST_F(MigrateStaged, AProgramThatHoldsTheSettingsIsToldAsThat) {
   EXPECT_EQ(difference(tree(), before), "");
 }
 
+// In the last moment before the commit it puts a directory in the place of what was prepared, and
+// answers that the settings are held.
+class OneWhoBlocksTheWayBack : public WriterLocks {
+ public:
+  explicit OneWhoBlocksTheWayBack(std::filesystem::path preferences)
+      : preferences_(std::move(preferences)) {}
+
+  Result<std::unique_ptr<Held>> hold(const std::string&) override {
+    for (const auto& each : std::filesystem::directory_iterator(preferences_)) {
+      if (!each.path().filename().string().starts_with(".accountsettings-")) continue;
+      std::filesystem::remove(each.path());
+      std::filesystem::create_directory(each.path());
+    }
+    return systemError("the settings", EAGAIN);
+  }
+
+ private:
+  std::filesystem::path preferences_;
+};
+
+TEST_F(MigrateStaged, WhatWasPreparedAndCannotBeTakenAwayAgainIsTold) {
+  putSettings(3);
+  const std::string before = device.read(kSettings);
+  OneWhoBlocksTheWayBack locks(device.path(kPreferences));
+  const auto host = newHost();
+  const MigrationOutcome outcome =
+      migrateStaged(*host, platformWith(host->platform(), {.writerLocks = &locks}), {});
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_TRUE(outcome.preparedStays);
+  EXPECT_THAT(outcome.warnings, Contains(HasSubstr("what was prepared stays")));
+  EXPECT_EQ(device.read(kSettings), before);
+}
+
 // MARK: Other versions
 
 TEST_F(MigrateStaged, StructsOfAnotherVersionAreRefusedAndNothingIsTouched) {

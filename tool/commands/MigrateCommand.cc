@@ -24,11 +24,13 @@ void show(Output& output, const MigrationSummary& summary, const ShownPath& show
   output.document("migrate", summaryForScripts(summary, shown));
 }
 
-// What a refusal says of the device; `ended` stands for what an earlier run had left, which was
-// ended before.
-std::string unchanged(bool ended) {
-  return ended ? "what an earlier run left was ended, and nothing more was changed; "
-               : "nothing was changed; ";
+// What a refused run did to the device: what an earlier run had left may have been ended before,
+// and what was prepared may not have gone again.
+std::string effectOf(const MigrationOutcome& outcome) {
+  const std::string words = outcome.cutShort
+                                ? "what an earlier run left was ended, and nothing more was changed"
+                                : "nothing was changed";
+  return outcome.preparedStays ? words + ", but what was prepared stays" : words;
 }
 
 // What a refusal says of the sync daemon, which may have refused to exit.
@@ -59,19 +61,18 @@ Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
   if (outcome.cause == Cause::Staging) return plugInFailure(outcome.staged->failure()->error);
   const std::string stopped = wordsForDaemon(outcome.daemonStopped);
   const Obstacle obstacle = obstacleIn(device, outcome);
-  return {"", obstacle.problem,
-          stopped + unchanged(outcome.cutShort.has_value()) + obstacle.advice};
+  return {"", obstacle.problem, stopped + effectOf(outcome) + "; " + obstacle.advice};
 }
 
 // The failure that tells why nothing was changed, after the summary.
-Prevented refusalOf(const MigrationSummary& summary, bool endedEarlier) {
+Prevented refusalOf(const MigrationSummary& summary) {
   std::string why = summary.problems.front();
   if (const std::size_t more = summary.problems.size() - 1; more > 0) {
     why += " (and " + counted(more, "more thing stands", "more things stand") +
            " against the migration)";
   }
   const std::string stopped = wordsForDaemon(summary.daemonStopped);
-  return {"", why, stopped + unchanged(endedEarlier) + summary.advice, FailureCode::Blocked};
+  return {"", why, stopped + summary.effect + "; " + summary.advice, FailureCode::Blocked};
 }
 
 std::set<std::string> namesOfBackups(OpenedRoot& device) {
@@ -158,11 +159,14 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   const MigrationOutcome outcome =
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
   const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
-  session.changed = !dryRun_ && (outcome.kind != MigrationOutcome::Kind::Refused || endedEarlier);
+  session.changed = !dryRun_ && (outcome.kind != MigrationOutcome::Kind::Refused || endedEarlier ||
+                                 outcome.preparedStays);
   if (!dryRun_) tellEnd(session.output, device.commandLog(), outcome);
   if (changed && outcome.cause == Cause::None) {
-    throw Prevented(*changed, "it changed since the plan " + *plan_ + " was made",
-                    unchanged(endedEarlier) + "make a new plan", FailureCode::Changed);
+    throw Prevented(
+        *changed, "it changed since the plan " + *plan_ + " was made",
+        (dryRun_ ? std::string("nothing was changed") : effectOf(outcome)) + "; make a new plan",
+        FailureCode::Changed);
   }
   if (dryRun_) return onlyPlanned(device, std::move(summary), outcome, acceptLoss_);
   if (outcome.kind == MigrationOutcome::Kind::Broken && outcome.cause == Cause::Interrupted) {
@@ -178,6 +182,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
     throw refusalOf(device, outcome);
   }
   summary = carriedOut(std::move(summary), outcome);
+  summary.effect = effectOf(outcome);
   const bool isTold = endedEarlier || outcome.kind == MigrationOutcome::Kind::Broken ||
                       !outcome.written.empty() || !outcome.removed.empty();
   if (isTold) tellHistory(session, device, summary, backups);
@@ -204,7 +209,7 @@ ExitStatus MigrateCommand::run(Session& session) {
     case SummaryOutcome::AnsweredNo:
       return ExitStatus::No;
     case SummaryOutcome::Refused:
-      throw refusalOf(summary, session.changed);
+      throw refusalOf(summary);
     case SummaryOutcome::Broken:
       break;
   }

@@ -619,6 +619,13 @@ TEST_F(Migrate, ASaveThatWouldFailIsKnownBeforehandWhateverIsAccepted) {
               std::string::npos)
         << result.err;
     EXPECT_EQ(root_.snapshot(), before);
+    // The rehearsal ends as the run does, in the same words.
+    std::vector<std::string> rehearsal = options;
+    rehearsal.emplace_back("--dry-run");
+    const ToolResult rehearsed = migrate(rehearsal);
+    EXPECT_EQ(rehearsed.status, 3);
+    EXPECT_EQ(rehearsed.err, result.err);
+    EXPECT_EQ(root_.snapshot(), before);
   }
 }
 

@@ -56,9 +56,10 @@ struct MigrationSummary {
   bool planned = true;  // nothing was written
   MigrationDecision decision;
   SummaryOutcome outcome = SummaryOutcome::Done;
-  std::vector<std::string> problems;  // why it is refused or broken, one sentence each
-  std::string advice;                 // what to do where it is refused
-  bool hasObstacle = false;           // more stands against it than what is found or lost
+  std::vector<std::string> problems;           // why it is refused or broken, one sentence each
+  std::string advice;                          // what to do where it is refused
+  std::string effect = "nothing was changed";  // what a refused one did to the device
+  bool hasObstacle = false;                    // more stands against it than what is found or lost
   std::int64_t versionAfter = 0;
   std::vector<StepRecord> steps;  // those that ran, or would
   Ledger ledger;
