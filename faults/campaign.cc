@@ -249,9 +249,11 @@ std::string Campaign::whatIsWrong(const Scenario& scenario, const Told& told,
 std::string Campaign::whatDoesNotSettle(const Scenario& scenario, const Told& told,
                                         const std::set<std::string>& accounts,
                                         const Disturbance& disturbance) {
+  const DiskTree left = readTree(root_);
+  if (left == scenario.before) return "";  // the reference was made from there
   const bool isEdit = scenario.kind == Kind::Edit || scenario.kind == Kind::Save;
   // An edit is made or not, nothing between.
-  if (isEdit && isTheSame(readTree(root_), scenario.reference)) return "";
+  if (isEdit && isTheSame(left, scenario.reference)) return "";
   // What is broken is put back first, as the words advise.
   if (scenario.kind == Kind::Migration && told.status == 4) {
     (void)runProgram({"restore", "--root", root_});
