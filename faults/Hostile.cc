@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -23,6 +24,17 @@ void putDevice(const fs::path& at, unsigned minor) {
   // Without the right to make devices a link to the machine's own stands in; it leads out.
   if (::mknod(at.c_str(), S_IFCHR | 0666, ::makedev(kMemoryDevices, minor)) != 0) {
     fs::create_symlink(minor == kNull ? "/dev/null" : "/dev/zero", at);
+  }
+}
+
+// Writes at the end, as fast as a reader reads; from time to time it begins anew.
+void grow(const fs::path& at) {
+  constexpr off_t kMost = off_t{16} << 20;
+  const std::string more(1 << 16, 'x');
+  const int file = ::open(at.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  for (off_t length = 0; file >= 0; length += static_cast<off_t>(more.size())) {
+    if (length >= kMost && ::ftruncate(file, length = 0) != 0) return;
+    if (::write(file, more.data(), more.size()) < 0) return;
   }
 }
 
@@ -56,6 +68,8 @@ constexpr Replacement kReplacements[] = {
        std::ofstream(at) << "secret";
        ::chmod(at.c_str(), 0);
      }},
+    {"growing file", [](const fs::path& at, const fs::path&) { std::ofstream(at) << "bplist00"; },
+     grow},
 };
 
 }  // namespace
@@ -68,6 +82,20 @@ void replace(const fs::path& root, const std::string& path, const Replacement& r
              const fs::path& outside) {
   fs::remove_all(root / path);
   replacement.put(root / path, outside);
+}
+
+KeptUp::KeptUp(const fs::path& root, const std::string& path, const Replacement& replacement) {
+  if (replacement.keepUp == nullptr) return;
+  process_ = ::fork();
+  if (process_ != 0) return;
+  replacement.keepUp(root / path);
+  ::_exit(0);
+}
+
+KeptUp::~KeptUp() {
+  if (process_ < 0) return;
+  ::kill(process_, SIGKILL);
+  ::waitpid(process_, nullptr, 0);
 }
 
 std::vector<std::string> pathsToReplace(const DiskTree& device) {
@@ -102,6 +130,7 @@ void makeOutside(const fs::path& outside) {
 
 std::string endsAsItShould(const Told& told) {
   if (told.status == 1000 + SIGALRM) return "it waits";
+  if (told.status == 1000 + SIGXCPU || told.status == 1000 + SIGKILL) return "it does not end";
   if (told.status >= 1000) return "it was ended by signal " + std::to_string(told.status - 1000);
   const bool isKnown = told.status <= 4 || told.status == 10 || told.status == 11;
   return isKnown ? "" : "there is no such status";

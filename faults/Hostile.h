@@ -15,13 +15,28 @@ struct Replacement {
   const char* name;
   // Puts it at a path where nothing is any more; `outside` is a directory that nobody may touch.
   void (*put)(const std::filesystem::path& at, const std::filesystem::path& outside);
+  // What goes on there while a command runs, in a process of its own; nullptr for nothing.
+  void (*keepUp)(const std::filesystem::path& at) = nullptr;
 };
-// Links out of the root and in circles, pipes, sockets, devices, endless and sparse files, a file
-// in the place of a directory and the other way round.
+// Links out of the root and in circles, pipes, sockets, devices, endless, sparse and growing files,
+// a file in the place of a directory and the other way round.
 [[nodiscard]] std::span<const Replacement> replacements();
 // Puts it in the place of what lies at `path` beneath the root.
 void replace(const std::filesystem::path& root, const std::string& path,
              const Replacement& replacement, const std::filesystem::path& outside);
+
+// Keeps up what lies at `path`, for as long as it lives.
+class KeptUp {
+ public:
+  KeptUp(const std::filesystem::path& root, const std::string& path,
+         const Replacement& replacement);
+  ~KeptUp();
+  KeptUp(const KeptUp&) = delete;
+  KeptUp& operator=(const KeptUp&) = delete;
+
+ private:
+  int process_ = -1;
+};
 
 // The paths that are replaced in turn: every file and directory that a command may meet.
 [[nodiscard]] std::vector<std::string> pathsToReplace(const DiskTree& device);

@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "account/BasicAccount.h"
-#include "faults/Program.h"
 #include "host/LinuxHost.h"
 #include "platform/ProcessContext.h"
 #include "plist/BinaryWriter.h"
@@ -96,7 +95,7 @@ class Maker {
     return readTree(root_);
   }
   void add(const std::string& name, Kind kind, std::vector<std::string> command,
-           const DiskTree& before, int (*body)(const std::string&) = nullptr);
+           const DiskTree& before, Body body = nullptr);
 
   std::string only_;
   fs::path root_;
@@ -104,7 +103,7 @@ class Maker {
 };
 
 void Maker::add(const std::string& name, Kind kind, std::vector<std::string> command,
-                const DiskTree& before, int (*body)(const std::string&)) {
+                const DiskTree& before, Body body) {
   if (name.find(only_) == std::string::npos) return;
   Scenario scenario{name, kind, std::move(command), body, before, {}, {}, 1};
   writeTree(before, root_);
@@ -233,11 +232,19 @@ std::set<std::string> Scenario::accounts() const {
   return both;
 }
 
-Told Scenario::run(const fs::path& root, testing::DiskPlan plan) const {
-  if (body != nullptr) return runInChild(body, root, std::move(plan));
+std::vector<std::string> Scenario::commandOn(const fs::path& root) const {
   std::vector<std::string> arguments = command;
   arguments.insert(arguments.end(), {"--root", root});
-  return runProgram(arguments, std::move(plan));
+  return arguments;
+}
+
+Told Scenario::run(const fs::path& root, testing::DiskPlan plan) const {
+  return body != nullptr ? runInChild(body, root, std::move(plan))
+                         : runProgram(commandOn(root), std::move(plan));
+}
+
+std::vector<testing::DiskChange> Scenario::changes(const fs::path& root) const {
+  return body != nullptr ? recordInChild(body, root) : recordProgram(commandOn(root));
 }
 
 std::vector<Scenario> scenariosNamed(const std::string& only, const fs::path& root) {

@@ -8,6 +8,7 @@
 
 #include "faults/DiskTree.h"
 #include "faults/Invariants.h"
+#include "faults/Program.h"
 #include "testing/DiskCalls.h"
 
 namespace accountsettings::faults {
@@ -25,8 +26,8 @@ struct Scenario {
 
   std::string name;
   Kind kind = Kind::Migration;
-  std::vector<std::string> command;                // of the program, without --root
-  int (*body)(const std::string& root) = nullptr;  // of a library's scenario
+  std::vector<std::string> command;  // of the program, without --root
+  Body body = nullptr;               // of a library's scenario
   DiskTree before;
 
   DiskTree reference;  // after one undisturbed run
@@ -38,6 +39,10 @@ struct Scenario {
   [[nodiscard]] std::set<std::string> accounts() const;
   // Runs it, with a plan for its calls.
   [[nodiscard]] Told run(const std::filesystem::path& root, testing::DiskPlan plan = {}) const;
+  // What an undisturbed run changes.
+  [[nodiscard]] std::vector<testing::DiskChange> changes(const std::filesystem::path& root) const;
+  // The words of the command with its root.
+  [[nodiscard]] std::vector<std::string> commandOn(const std::filesystem::path& root) const;
 };
 
 // Those whose name holds `only`, with their references, made with the help of the root.

@@ -27,6 +27,7 @@
 #include "faults/Hostile.h"
 #include "faults/Program.h"
 #include "faults/Racing.h"
+#include "faults/RealProgram.h"
 #include "faults/Scenarios.h"
 #include "testing/TemporaryDirectory.h"
 
@@ -39,14 +40,16 @@ using Clock = std::chrono::steady_clock;
 
 // Where in the time each sort of trial ends.
 constexpr double kErrors = 0.4;
-constexpr double kPowerCuts = 0.7;
+constexpr double kPowerCuts = 0.6;
+constexpr double kRealProgram = 0.75;
 constexpr double kImages = 0.9;
 
 struct Options {
   std::optional<double> seconds;
   unsigned seed = 1;
   std::string only;
-  std::string sort;  // of trial: "errors", "cuts", "images" or "races"; all where it is empty
+  std::string
+      sort;  // of trial: "errors", "cuts", "real", "images" or "races"; all where it is empty
   bool list = false;
   // Of so many campaigns side by side, this is the one of that number.
   std::size_t part = 0;
@@ -79,8 +82,12 @@ class Campaign {
   std::vector<Trial> allTrials();
   void tryErrorsAndKills();
   void tryPowerCuts();
+  void tryRealProgram();
   void tryOne(const Trial& trial);
   void tryState(const Scenario& scenario, const DiskTree& state);
+  // Counts a trial that was made, and reports what does not hold after it.
+  void judge(const Scenario& scenario, const Told& told, const Disturbance& disturbance,
+             const std::string& kind, const std::string& what);
   // What of the invariants does not hold right after a disturbance; and after undisturbed runs.
   std::string whatIsWrong(const Scenario& scenario, const Told& told,
                           const Disturbance& disturbance);
@@ -195,18 +202,58 @@ void Campaign::tryErrorsAndKills() {
 void Campaign::tryOne(const Trial& trial) {
   writeTree(trial.scenario->before, root_);
   const Told told = trial.scenario->run(root_, trial.plan);
-  const std::string kind = nameOf(trial.plan.effect);
-  count(kind);
   Disturbance disturbance;
   disturbance.call = testing::diskCallOfPlan();
   disturbance.cut = trial.plan.effect == Effect::Kill && told.status == 1000 + SIGKILL;
   disturbance.lasting = trial.plan.effect == Effect::FailFromHere;
-  const std::string problem = whatIsWrong(*trial.scenario, told, disturbance);
+  judge(*trial.scenario, told, disturbance, nameOf(trial.plan.effect),
+        "call " + std::to_string(trial.plan.at) + " (" + disturbance.call + ", " +
+            std::to_string(trial.plan.error) + ")");
+}
+
+void Campaign::judge(const Scenario& scenario, const Told& told, const Disturbance& disturbance,
+                     const std::string& kind, const std::string& what) {
+  count(kind);
+  const std::string problem = whatIsWrong(scenario, told, disturbance);
   if (problem.empty()) return;
-  report(kind,
-         trial.scenario->name + ", call " + std::to_string(trial.plan.at) + " (" +
-             disturbance.call + ", " + std::to_string(trial.plan.error) + ")",
+  report(kind, scenario.name + ", " + what,
          problem + " [" + std::to_string(told.status) + ": " + told.words.substr(0, 300) + "]");
+}
+
+// The program as it is shipped, under strace: the errors and kills of each of its changes.
+void Campaign::tryRealProgram() {
+  if (!canInject()) {
+    std::printf("NOT RUN: the real program, for want of strace\n");
+    return;
+  }
+  struct RealTrial {
+    const Scenario* scenario;
+    SystemCall call;
+    int error;
+  };
+  std::vector<RealTrial> trials;
+  for (const Scenario& scenario : scenarios_) {
+    if (scenario.body != nullptr || scenario.kind == Kind::Reading) continue;
+    writeTree(scenario.before, root_);
+    for (const SystemCall& call :
+         changesOfRealProgram(scenario.commandOn(root_), directory_.path() / "calls")) {
+      for (const int error : disturbancesOf(call)) trials.push_back({&scenario, call, error});
+    }
+  }
+  figures_["real program"].possible = trials.size();
+  if (options_.seconds) std::shuffle(trials.begin(), trials.end(), random_);
+  for (const auto& [scenario, call, error] : trials) {
+    if (timeIsUp(kRealProgram)) return;
+    if (!isMine()) continue;
+    writeTree(scenario->before, root_);
+    const Told told = runRealProgram(scenario->commandOn(root_), call, error);
+    Disturbance disturbance;
+    disturbance.call = call.name;
+    disturbance.cut = told.status == 1000 + SIGKILL;
+    judge(*scenario, told, disturbance, "real program",
+          call.name + " " + std::to_string(call.number) +
+              (error == 0 ? " (kill)" : " (" + std::to_string(error) + ")"));
+  }
 }
 
 void Campaign::tryState(const Scenario& scenario, const DiskTree& state) {
@@ -277,16 +324,12 @@ std::string Campaign::whatDoesNotSettle(const Scenario& scenario, const Told& to
 void Campaign::tryPowerCuts() {
   std::vector<const Scenario*> order;
   for (const Scenario& each : scenarios_) {
-    if (each.kind != Kind::Reading && each.kind != Kind::Library && each.kind != Kind::Save) {
-      order.push_back(&each);
-    }
+    if (each.kind != Kind::Reading) order.push_back(&each);
   }
   double part = 0;
   for (const Scenario* scenario : order) {
-    std::vector<std::string> command = scenario->command;
-    command.insert(command.end(), {"--root", root_});
     writeTree(scenario->before, root_);
-    const auto changes = recordProgram(command);
+    const auto changes = scenario->changes(root_);
     std::vector<DiskTree> states;
     const CrashFigures figures =
         crashStates(scenario->before, changes, root_, [&](const DiskTree& state) {
@@ -346,7 +389,8 @@ void Campaign::tryImage(const std::string& path, const Replacement& replacement,
     replace(root_, path, replacement, outside);
     std::vector<std::string> arguments = command;
     arguments.insert(arguments.end(), {"--root", root_});
-    const Told told = runProgram(arguments);
+    const KeptUp keptUp(root_, path, replacement);
+    const Told told = runUnwaiting(arguments);
     count("hostile image");
     std::string problem = endsAsItShould(told);
     if (readTree(outside) != untouched) problem = "something outside the root was touched";
@@ -363,7 +407,7 @@ void Campaign::tryExchange(const std::string& path, const Replacement& replaceme
   plan.effect = Effect::Act;
   plan.at = at;
   plan.action = [&] { replace(root_, path, replacement, outside); };
-  const Told told = runProgram({"migrate", "--root", root_}, std::move(plan));
+  const Told told = runUnwaiting({"migrate", "--root", root_}, std::move(plan));
   count("exchange");
   std::string problem = endsAsItShould(told);
   if (readTree(outside) != untouched) problem = "something outside the root was touched";
@@ -411,6 +455,7 @@ int Campaign::run() {
   }
   if (isWanted("errors")) tryErrorsAndKills();
   if (isWanted("cuts")) tryPowerCuts();
+  if (isWanted("real")) tryRealProgram();
   if (options_.only.empty() && isWanted("images")) tryHostileImages();
   if (options_.only.empty() && isWanted("races")) tryRaces();
   return conclude();
