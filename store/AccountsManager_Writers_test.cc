@@ -1,5 +1,5 @@
-// Tests of many processes that write the settings at once, on real files: nobody's edit is lost.
-// For as long as AS_WRITERS_SECONDS says, else for a second each.
+// Tests of many processes, and threads, that write the settings at once, on real files: nobody's
+// edit is lost. The processes write for as long as AS_WRITERS_SECONDS says, else for a second each.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/HostTest.h"
@@ -204,6 +205,38 @@ TEST_F(AccountsManagerWriters, SavingLeavesNoFileBesideTheSettings) {
     names.push_back(each.path().filename());
   }
   EXPECT_THAT(names, ElementsAre(std::string(kAccountsFilename)));
+}
+
+// Each thread has stores of its own; the context is one for all, or each has its own. Together with
+// ThreadSanitizer it looks at what stores share beneath: values, the registry, the known settings.
+TEST_F(AccountsManagerWriters, ThreadsLoseNoEditInOneContextOrInTheirOwn) {
+  constexpr int kThreads = 4;
+  constexpr int kEdits = 8;
+  fill(kThreads);
+  const World shared = world();
+  for (const bool ownContext : {false, true}) {
+    const std::string key = ownContext ? "own" : "shared";
+    std::vector<std::thread> threads;
+    for (int number = 0; number < kThreads; ++number) {
+      threads.emplace_back([&, identifier = "A" + std::to_string(number)] {
+        const auto own = ownContext ? std::make_unique<World>(world()) : nullptr;
+        const ProcessContext::Override here(ownContext ? *own->context : *shared.context);
+        for (int edit = 1; edit <= kEdits; ++edit) {
+          const Status done = AccountsManager::withSettingsLocked([&] {
+            const auto store = AccountsManager::init();
+            store->accountWithIdentifier(identifier)->setAccountPropertyForKey(edit, key);
+            store->saveAllAccounts();
+          });
+          EXPECT_TRUE(done.ok()) << done.error().message;
+        }
+      });
+    }
+    for (std::thread& each : threads) each.join();
+    const auto store = AccountsManager::init();
+    for (int number = 0; number < kThreads; ++number) {
+      EXPECT_EQ(numberOf(*store, "A" + std::to_string(number), key), kEdits) << key;
+    }
+  }
 }
 
 TEST_F(AccountsManagerWriters, AProgramLearnsOfTheEditsOfAnother) {
