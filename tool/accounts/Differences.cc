@@ -324,6 +324,15 @@ void forEachDifference(const Dictionary& before, const Dictionary& after, const 
   }
 }
 
+std::string_view keyThatTook(const PropertyList& value, const Dictionary& before,
+                             const Dictionary& after) {
+  for (const auto& entry : after) {
+    const PropertyList* old = before.find(entry.key());
+    if ((old == nullptr || *old != entry.value()) && entry.value() == value) return entry.key();
+  }
+  return {};
+}
+
 bool isChanged(const Dictionary& before, const Dictionary& after) {
   bool isOwn = false;
   forEachDifference(before, after, [&](auto key, const auto* old, const auto* now) {

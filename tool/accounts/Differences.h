@@ -68,6 +68,9 @@ using KeyVisitor = std::function<bool(std::string_view key, const PropertyList* 
                                       const PropertyList* after)>;
 // Calls `visit` for each key in which two states of an account differ, those that are new at last.
 void forEachDifference(const Dictionary& before, const Dictionary& after, const KeyVisitor& visit);
+// The key of `after` that has the value now, and had not before; empty where none has.
+[[nodiscard]] std::string_view keyThatTook(const PropertyList& value, const Dictionary& before,
+                                           const Dictionary& after);
 // Whether a key differs between two states of an account; which children it lists does not count.
 [[nodiscard]] bool isChanged(const Dictionary& before, const Dictionary& after);
 

@@ -17,7 +17,7 @@ namespace accountsettings {
 
 namespace {
 
-constexpr std::size_t kMostBytes = 1 << 18;
+constexpr std::size_t kMostBytes = 1 << 20;
 constexpr unsigned kPrivate = 0700;
 constexpr double kSecondsFrom1970To2001 = 978'307'200;
 
@@ -99,9 +99,9 @@ void addToHistory(Session& session, OpenedRoot& device, Dictionary entry) {
   if (!added) session.output.note("the history does not tell of this: " + added.error().message);
 }
 
-Result<History> readHistory(OpenedRoot& device) {
+History requireHistory(OpenedRoot& device) {
   const Result<std::string> text = readText(device.files());
-  if (!text) return text.error();
+  if (!text) throw Prevented("", text.error(), "remove the cause and try again");
   History history;
   for (std::size_t at = 0; at < text->size();) {
     const std::size_t end = std::min(text->find('\n', at), text->size());
@@ -114,6 +114,13 @@ Result<History> readHistory(OpenedRoot& device) {
     at = end + 1;
   }
   return history;
+}
+
+Dictionary runOf(const Dictionary& entry) {
+  Dictionary run = entry;
+  run.remove(history::kChanges);
+  run.remove(history::kChangesLeftOut);
+  return run;
 }
 
 std::string historyLine(const Dictionary& entry) {

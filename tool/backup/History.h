@@ -30,6 +30,8 @@ inline constexpr std::string_view kKeys = "keys";          // that changed in it
 inline constexpr std::string_view kRestored = "restored";  // the backup that was put back
 inline constexpr std::string_view kBackup = "backup";      // that undoes it
 inline constexpr std::string_view kPruned = "pruned";      // the backups that were removed
+inline constexpr std::string_view kChanges = "changes";    // of accounts: see HistoryChanges.h
+inline constexpr std::string_view kChangesLeftOut = "changesLeftOut";  // true: there were more
 }  // namespace history
 
 // The device path of the file.
@@ -43,8 +45,11 @@ struct History {
   std::vector<Dictionary> entries;  // oldest first
   std::size_t damaged = 0;          // lines that are none, as one that was torn
 };
-// Empty where there is no such file; an error where it cannot be read.
-[[nodiscard]] Result<History> readHistory(OpenedRoot& device);
+// Empty where there is no such file. Throws Prevented where it cannot be read.
+[[nodiscard]] History requireHistory(OpenedRoot& device);
+
+// What an entry tells of the run as a whole, without the changes of accounts.
+[[nodiscard]] Dictionary runOf(const Dictionary& entry);
 
 // One line for people, without the way to undo it.
 [[nodiscard]] std::string historyLine(const Dictionary& entry);

@@ -85,6 +85,9 @@ TEST_F(AdvisedCommands, WithSettingsThatASaveWouldDamage) {
 TEST_F(AdvisedCommands, ForAccountsAndValuesThatAreNotThere) {
   root_.putSettings(12, {mailAccount("A")});
   hold({"get", "B"});
+  hold({"history", "B"});
+  hold({"why", "B"});
+  hold({"why", root_.at("/nothing")});
   hold({"get", "A", "Nope"});
   hold({"remove", "B"});
   hold({"add", "Pigeon", "PigeonAccount"});

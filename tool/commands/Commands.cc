@@ -13,6 +13,7 @@
 #include "tool/commands/RestoreCommand.h"
 #include "tool/commands/SampleCommand.h"
 #include "tool/commands/ShowCommand.h"
+#include "tool/commands/WhyCommand.h"
 
 namespace accountsettings {
 namespace {
@@ -39,8 +40,10 @@ std::span<const CommandEntry> allCommands() {
       {"diff", "Compare two settings files, device roots or backups, account by account",
        makeCommand<DiffCommand>},
       {"restore", "Put back what a migration or restore replaced", makeCommand<RestoreCommand>},
-      {"history", "Tell what was done when, by whom, and how to undo it",
+      {"history", "Tell what was done when and by whom, or what changed an account",
        makeCommand<HistoryCommand>},
+      {"why", "Tell why an account is not loaded, or a legacy file not converted",
+       makeCommand<WhyCommand>},
       {"get", "Print what an account holds", makeCommand<GetCommand>},
       {"set", "Store a value in an account", makeCommand<SetCommand>},
       {"enable", "Switch data classes of an account on", makeSwitch<true>},

@@ -56,6 +56,9 @@ TEST(Failures, ADocumentTellsCodeMessagePathAndAdvice) {
         Case{{"plan", root.at("/var")}, "no-device", root.at("/var")},
         Case{{"get", "B", onRoot}, "no-account", ""},
         Case{{"set", "B", "X", "1", onRoot}, "no-account", ""},
+        Case{{"history", "B", onRoot}, "no-account", ""},
+        Case{{"why", "B", onRoot}, "no-account", ""},
+        Case{{"why", missing, onRoot}, "not-found", missing},
         Case{{"restore", onRoot}, "no-backup", ""}, Case{{"restore", "x", onRoot}, "no-backup", ""},
         Case{{"plist", root.path()}, "unreadable", root.path()},
         Case{{"sample", root.path()}, "exists", root.path()},
@@ -126,6 +129,8 @@ TEST(Documents, TellWhoMadeThemOfWhatAndWhen) {
                                                   {"check"},
                                                   {"plan"},
                                                   {"history"},
+                                                  {"history", "A"},
+                                                  {"why", "A"},
                                                   {"restore", "--list"},
                                                   {"get", "A"},
                                                   {"migrate", "--dry-run"}}) {

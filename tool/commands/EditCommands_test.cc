@@ -309,8 +309,8 @@ TEST(EditedIdentifier, MayBeOfAnyCaseOrTheBeginningOfOne) {
   const ToolResult several = get("ab");
   EXPECT_EQ(several.status, 3);
   EXPECT_EQ(several.err,
-            "accountsettings: account 'ab': 3 identifiers begin so; give more of it: ABC-1, ABD-2, "
-            "ABC\n");
+            "accountsettings: account 'ab': 3 identifiers begin so; give more of it: ABC, ABC-1, "
+            "ABD-2\n");
   EXPECT_EQ(get("").status, 3);
   EXPECT_NE(get("ABD-3").err.find("did you mean 'ABD-2'? "), std::string::npos);
   const ToolResult edit =

@@ -1,15 +1,18 @@
-// `history`: the migrations that left a backup or a record.
+// `history`: what was done to a device, and what changed one of its accounts.
 #include "tool/commands/HistoryCommand.h"
 
-#include <algorithm>
+#include <filesystem>
+#include <utility>
 
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
+#include "tool/backup/AccountHistory.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/History.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Json.h"
+#include "tool/inspection/Inspection.h"
 #include "tool/migration/RecordFiles.h"
 
 namespace accountsettings {
@@ -17,15 +20,13 @@ namespace accountsettings {
 namespace {
 
 // What was done, and how each is undone where its backup is still there.
-void writeEntries(Output& output, OpenedRoot& device, const History& known,
-                  const std::vector<FoundBackup>& backups) {
+void writeEntries(Output& output, OpenedRoot& device, const History& known) {
+  const UndoText undo = undoWhereKept(device);
   if (!known.entries.empty()) output.line("What was done:");
   for (const Dictionary& entry : known.entries) {
     output.line("  " + historyLine(entry));
-    const std::string backup(entry.string(history::kBackup).value_or(""));
-    const bool isThere = std::any_of(backups.begin(), backups.end(),
-                                     [&](const auto& each) { return each.name == backup; });
-    if (isThere) output.line("      undo with: " + device.commandLine({"restore", backup}));
+    const std::string text = undo(entry);
+    if (!text.empty()) output.line("      " + text);
   }
   if (known.damaged > 0) {
     output.line("  " + counted(known.damaged, "line", "lines") + " of " +
@@ -36,35 +37,71 @@ void writeEntries(Output& output, OpenedRoot& device, const History& known,
 }  // namespace
 
 void HistoryCommand::describe(OptionSet& options) {
-  options.argument("ROOT", root_, "The device root; the --root where left out");
+  options.argument("ACCOUNT", account_,
+                   "An account's identifier, now or before, or the beginning of one; all that was "
+                   "done where left out. A directory is taken for the --root");
+  options.argument("KEY", key_, "Only what changed this key of the account");
   options.example(
       "accountsettings history --root old",
       "Lists what was done, and every migration that left a backup or a record, oldest first.");
-  options.example("accountsettings history --root old --json", "The same for a script.");
+  options.example("accountsettings history 5A0DE000-0001-4000-8000-000000000002 Type --root old",
+                  "Which run and which step changed an account's type, from what to what.");
 }
 
 ExitStatus HistoryCommand::run(Session& session) {
-  if (root_) session.options.root = *root_;
+  const bool isRoot = account_ && !key_ && std::filesystem::is_directory(*account_);
+  if (isRoot) session.options.root = *account_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
+  return account_ && !isRoot ? tellAccount(session.output, device)
+                             : tellAll(session.output, device);
+}
+
+ExitStatus HistoryCommand::tellAccount(Output& output, OpenedRoot& device) const {
+  const History known = requireHistory(device);
+  const std::string account = accountMeantBy(*account_, filesOfRoot(), known);
+  const AccountHistory told = accountHistoryOf(known, account, key_);
+  const ExitStatus status = told.events.empty() ? ExitStatus::No : ExitStatus::Done;
+  if (output.json()) {
+    Dictionary document{
+        {"account", account},
+        {"identifiers",
+         listOf(told.identifiers, [](const auto& each) { return PropertyList(each); })},
+        {"events", eventsForScripts(told.events, key_)},
+        {"incompleteRuns", told.incomplete}};
+    document.set("key", key_);
+    output.document("account-history", document);
+    return status;
+  }
+  output.paragraph("", "Account " + joined(told.identifiers, ", "), Colour::Bold);
+  writeEvents(output, told.events, undoWhereKept(device), key_);
+  if (told.events.empty()) {
+    output.paragraph("", "No run that the history tells of changed " +
+                             (key_ ? "its \"" + *key_ + "\"." : std::string("it.")));
+  }
+  if (told.incomplete > 0) {
+    output.paragraph("", counted(told.incomplete, "run", "runs") +
+                             " changed more than the history keeps of one: what that did to the "
+                             "account may be missing here.");
+  }
+  return status;
+}
+
+ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) {
   const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<RecordFile> records = findRecordFiles(device.files());
-  const Result<History> known = readHistory(device);
-  if (!known) throw Prevented("", known.error(), "remove the cause and try again");
-  Output& output = session.output;
+  const History known = requireHistory(device);
   if (output.json()) {
-    output.document(
-        "history",
-        {{"entries", listOf(known->entries, [](const auto& each) { return PropertyList(each); })},
-         {"damagedLines", known->damaged},
-         {"backups", listOf(backups, backupForScripts)},
-         {"records", listOf(records, recordForScripts)}});
+    output.document("history", {{"entries", listOf(known.entries, runOf)},
+                                {"damagedLines", known.damaged},
+                                {"backups", listOf(backups, backupForScripts)},
+                                {"records", listOf(records, recordForScripts)}});
     return ExitStatus::Done;
   }
-  if (backups.empty() && records.empty() && known->entries.empty()) {
-    output.line("Nothing is known of what was done to " + session.options.root + ".");
+  if (backups.empty() && records.empty() && known.entries.empty()) {
+    output.line("Nothing is known of what was done to " + device.options().root + ".");
   }
-  writeEntries(output, device, *known, backups);
+  writeEntries(output, device, known);
   if (!backups.empty()) output.line("Migrations, from their backups:");
   for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));
   if (!records.empty())

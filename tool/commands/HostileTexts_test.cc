@@ -113,6 +113,10 @@ TEST_F(HostileTexts, CommandsThatLook) {
         {"check"},
         {"plan"},
         {"history"},
+        {"history", kHostile},
+        {"why", kHostile},
+        {"why", "parent" + kHostile},
+        {"why", "child" + kHostile},
         {"restore", "--list"},
         {"migrate", "--dry-run", "--verbose"},
         {"diff", root_.path(), root_.at("/tmp")},
@@ -125,7 +129,12 @@ TEST_F(HostileTexts, CommandsThatLook) {
 TEST_F(HostileTexts, LegacyFiles) {
   putLegacyFiles();
   for (const std::vector<std::string>& command :
-       {std::vector<std::string>{"show", "--all"}, {"check"}, {"plan"}, {"migrate", "-n", "-v"}}) {
+       {std::vector<std::string>{"show", "--all"},
+        {"check"},
+        {"plan"},
+        {"migrate", "-n", "-v"},
+        {"why", kHostile},
+        {"why", kHome + "/Library/Mail/Accounts.plist"}}) {
     hold(command);
   }
 }
@@ -143,6 +152,8 @@ TEST_F(HostileTexts, MigrationsAndRestores) {
       runTool({"migrate", "--verbose", "--accept-loss", "--root", root_.path(), "--log", "-"}),
       "migrate");
   hold({"history"});
+  hold({"history", "mail" + kHostile});
+  hold({"why", kHostile});
   hold({"restore", "--list"});
   hold({"restore", "--dry-run"});
   hold({"restore"});

@@ -11,6 +11,7 @@
 #include "tool/backup/History.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
+#include "tool/migration/MigrationChanges.h"
 #include "tool/migration/MigrationSummaryText.h"
 
 namespace accountsettings {
@@ -82,7 +83,7 @@ std::set<std::string> namesOfBackups(OpenedRoot& device) {
 
 // `before` names what lay among the backups; what is missing of it now was superfluous.
 void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& summary,
-                 const std::set<std::string>& before) {
+                 const MigrationOutcome& outcome, const std::set<std::string>& before) {
   Dictionary entry{{history::kCommand, "migrate"}, {history::kOutcome, nameOf(summary.outcome)}};
   entry.set(history::kFromVersion, summary.decision.version);
   entry.set(history::kToVersion, summary.versionAfter);
@@ -95,6 +96,9 @@ void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& s
     if (!now.contains(name)) pruned.append(name);
   }
   if (!pruned.empty()) entry.set(history::kPruned, pruned);
+  if (outcome.staged) {
+    changesOfMigration(device, summary, *outcome.staged, outcome.completed).putInto(entry);
+  }
   // It was let go of with the end of the migration.
   const Result<HeldMigrationLock> lock =
       HeldMigrationLock::take(device.host(), device.host().platform());
@@ -185,7 +189,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   summary.effect = effectOf(outcome);
   const bool isTold = endedEarlier || outcome.kind == MigrationOutcome::Kind::Broken ||
                       !outcome.written.empty() || !outcome.removed.empty();
-  if (isTold) tellHistory(session, device, summary, backups);
+  if (isTold) tellHistory(session, device, summary, outcome, backups);
   return summary;
 }
 

@@ -16,8 +16,8 @@
 namespace accountsettings::testing {
 namespace {
 
-constexpr std::array<const char*, 16> kCommands = {
-    "migrate", "plan",   "show",    "diff", "check",  "restore", "history", "get",
+constexpr std::array<const char*, 17> kCommands = {
+    "migrate", "plan",   "show",    "diff", "check",  "restore", "history", "why",   "get",
     "set",     "enable", "disable", "add",  "remove", "plist",   "sample",  "report"};
 
 void expectRefusal(std::vector<std::string> arguments, const std::string& message) {

@@ -6,9 +6,11 @@
 #include "account/StringList.h"
 #include "staging/InterruptedMigration.h"
 #include "store/AccountsManager.h"
+#include "store/KnownSettings.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/History.h"
+#include "tool/backup/HistoryChanges.h"
 #include "tool/backup/Restore.h"
 #include "tool/device/ShownPath.h"
 #include "tool/frame/Json.h"
@@ -79,6 +81,11 @@ Prevented undone(OpenedRoot& device, const std::optional<MadeBackup>& kept,
     }
   }
   return {"", why, "nothing was changed"};
+}
+
+// The accounts of the settings; none where they cannot be read.
+Array accountsNow() {
+  return settingsInFile().value_or(Dictionary()).arrayOrEmpty(kPlistAccountsKey);
 }
 
 // Keeps what is about to be replaced.
@@ -276,6 +283,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
     throw Prevented("", settings.error(), "nothing was changed; try again", FailureCode::Locked);
   }
   Restored restored{prepared(device, manifest), ""};
+  const Array before = accountsNow();
   session.interrupts.emplace();
   std::optional<MadeBackup> own;
   if (filesToChange(restored.steps) > 0) {
@@ -289,6 +297,10 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
   if (session.changed) {
     Dictionary entry{{history::kCommand, "restore"}, {history::kRestored, manifest.name}};
     if (!restored.backup.empty()) entry.set(history::kBackup, restored.backup);
+    const Array after = accountsNow();
+    HistoryChanges changes(1);
+    changes.add("", before, after, AccountMatching(before, after));
+    changes.putInto(entry);
     addToHistory(session, device, std::move(entry));
   }
   // An interrupted or a broken migration is over with this.

@@ -603,11 +603,11 @@ TEST_F(History, OfMuchTheOldestGoes) {
   root_.putSettings(12, {mailAccount("A")});
   ASSERT_EQ(run("set", {"A", "X", "1"}).status, 0);
   std::ofstream stream(root_.at(path()), std::ios::app);
-  for (int i = 0; i < 8'000; ++i) stream << "{\"command\":\"set\",\"toolVersion\":\"0\"}\n";
+  for (int i = 0; i < 30'000; ++i) stream << "{\"command\":\"set\",\"toolVersion\":\"0\"}\n";
   stream.close();
   ASSERT_EQ(run("set", {"A", "X", "2"}).status, 0);
-  EXPECT_LE(fs::file_size(root_.at(path())), 1U << 18);
-  EXPECT_GT(fs::file_size(root_.at(path())), (1U << 18) - 1000);
+  EXPECT_LE(fs::file_size(root_.at(path())), 1U << 20);
+  EXPECT_GT(fs::file_size(root_.at(path())), (1U << 20) - 1000);
   const Array all = documentIn(run("history", {"--json"}).out).arrayOrEmpty("entries");
   const Dictionary last = *all[all.size() - 1].dictionary();
   EXPECT_EQ(last.get("toolVersion"), PropertyList(AS_VERSION));

@@ -12,8 +12,10 @@
 #include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
 #include "tool/accounts/DifferencesText.h"
+#include "tool/accounts/MeantIdentifier.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/History.h"
+#include "tool/backup/HistoryChanges.h"
 #include "tool/frame/Suggestions.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
@@ -55,24 +57,6 @@ std::vector<std::string> identifiersIn(const AccountsManager& store) {
     }
   }
   return identifiers;
-}
-
-// The identifier that `typed` stands for: the same one, one of other case, or the only one that
-// begins so; `typed` itself where there is none. Throws Prevented where several begin so.
-std::string wholeIdentifier(const AccountsManager& store, const std::string& typed) {
-  if (typed.empty() || store.accountWithIdentifier(typed)) return typed;
-  std::vector<std::string> begun;
-  for (const std::string& each : identifiersIn(store)) {
-    if (sameInAnyCase(each, typed)) return each;
-    if (beginsInAnyCase(each, typed)) begun.push_back(each);
-  }
-  if (begun.empty()) return typed;
-  if (begun.size() == 1) return begun.front();
-  const std::size_t count = begun.size();
-  begun.resize(std::min<std::size_t>(count, 8));
-  throw Prevented("account '" + typed + "'", std::to_string(count) + " identifiers begin so",
-                  "give more of it: " + joined(begun, ", ") + (begun.size() < count ? ", ..." : ""),
-                  FailureCode::NoAccount);
 }
 
 }  // namespace
@@ -117,7 +101,11 @@ void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
 }
 
 EditedAccount accountToEdit(const AccountsManager& store, const std::string& identifier) {
-  const std::string whole = wholeIdentifier(store, identifier);
+  std::string whole = identifier;
+  if (!store.accountWithIdentifier(whole)) {
+    const std::string meant = identifierMeantBy(identifier, identifiersIn(store));
+    if (!meant.empty()) whole = meant;
+  }
   const auto found = store.accountWithIdentifier(whole);
   if (found && found->identifier() == whole) return {found, nullptr, 0};
   if (found) {
@@ -302,11 +290,7 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   std::optional<std::string> notTold;
   if (!options_.dryRun) {
     commit();
-    const Differences changes = differencesBetween(settings_, meant);
-    addToHistory(session_, device_,
-                 {{history::kCommand, command},
-                  {history::kAccount, account},
-                  {history::kKeys, arrayOf(changedKeys(changes.accounts))}});
+    addToHistory(session_, device_, historyEntry(command, account, meant));
     notTold = tellOthers();
     log_.releaseTo(device_.log());
   }
@@ -314,6 +298,21 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   if (!notTold) return ExitStatus::Done;
   throw CommandFailure(ExitStatus::Broken, shown_,
                        "saved, but not all who are to be told of the change were: " + *notTold);
+}
+
+Dictionary AccountEditor::historyEntry(const std::string& command, const std::string& account,
+                                       const Dictionary& meant) const {
+  const Array& before = settings_.arrayOrEmpty(kPlistAccountsKey);
+  const Array& after = meant.arrayOrEmpty(kPlistAccountsKey);
+  const AccountMatching matching(before, after);
+  Dictionary entry{
+      {history::kCommand, command},
+      {history::kAccount, account},
+      {history::kKeys, arrayOf(changedKeys(differencesBetween(before, after, matching).accounts))}};
+  HistoryChanges changes(1);
+  changes.add("", before, after, matching);
+  changes.putInto(entry);
+  return entry;
 }
 
 void AccountEditor::show(const Differences& differences, const std::string& command,

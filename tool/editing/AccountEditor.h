@@ -81,6 +81,8 @@ class AccountEditor {
   // Brings what was staged onto the disk. Throws CommandFailure where the file does not hold it.
   void commit();
   [[nodiscard]] std::optional<std::string> tellOthers();
+  [[nodiscard]] Dictionary historyEntry(const std::string& command, const std::string& account,
+                                        const Dictionary& meant) const;
   void show(const Differences& differences, const std::string& command, const std::string& account,
             bool saved);
 

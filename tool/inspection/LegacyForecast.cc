@@ -79,6 +79,18 @@ std::size_t LegacyFile::descriptionCount() const {
   return count;
 }
 
+std::string whyNotConverted(const LegacyFile& file) {
+  if (file.problem) return "it cannot be read (" + *file.problem + ")";
+  for (const LegacySection& section : file.sections) {
+    for (const LegacyDescription& each : section.descriptions) {
+      if (!each.problem) continue;
+      return "its description " + each.label + " under " + quoted(section.key) + " " +
+             *each.problem + ", and where one cannot be converted, none is";
+    }
+  }
+  return file.descriptionCount() == 0 ? "it holds no account descriptions" : "";
+}
+
 std::vector<LegacyFile> legacyFilesOf(const InspectedFiles& files) {
   return {legacyFileOf(files.legacyExchange, kLegacyExchange),
           legacyFileOf(files.legacyMail, kLegacyMail)};

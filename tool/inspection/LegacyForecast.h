@@ -41,6 +41,10 @@ struct LegacyFile {
   [[nodiscard]] std::size_t descriptionCount() const;
 };
 
+// Why a migration takes over none of its accounts, for example "it holds no account descriptions";
+// empty where it takes them over. What else is on the device does not count.
+[[nodiscard]] std::string whyNotConverted(const LegacyFile& file);
+
 // The Exchange file and the mail file, in the order of their conversion.
 [[nodiscard]] std::vector<LegacyFile> legacyFilesOf(const InspectedFiles& files);
 

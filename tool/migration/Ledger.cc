@@ -276,12 +276,8 @@ class LedgerMaker {
                                    const Dictionary& before, const Dictionary& after,
                                    AccountPlace place, const Array& accounts) {
     if (key.starts_with("DAAccountEnabledFor")) return std::string(kAccountEnabledDataclasses);
-    for (const auto& entry : after) {
-      const PropertyList* old = before.find(entry.key());
-      if ((old == nullptr || *old != entry.value()) && entry.value() == value) {
-        return std::string(entry.key());
-      }
-    }
+    const std::string_view taking = keyThatTook(value, before, after);
+    if (!taking.empty()) return std::string(taking);
     if (!place.isChild()) return "";
     const Dictionary& parent = *accounts[place.top].dictionary();
     if (!parent.contains(key)) return "";

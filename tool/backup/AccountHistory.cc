@@ -1,0 +1,229 @@
+// The search through the history for one account, and the lines that tell what was found.
+#include "tool/backup/AccountHistory.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "migration/LegacyFormats.h"
+#include "tool/accounts/AccountTree.h"
+#include "tool/accounts/MeantIdentifier.h"
+#include "tool/backup/BackupAccess.h"
+#include "tool/backup/HistoryChanges.h"
+#include "tool/frame/Suggestions.h"
+#include "tool/inspection/LegacyForecast.h"
+
+namespace accountsettings {
+
+namespace {
+
+std::string textUnder(const Dictionary& dictionary, std::string_view key) {
+  return std::string(dictionary.string(key).value_or(""));
+}
+
+template <class Visit>
+void forEachChange(const History& history, const Visit& visit) {
+  for (const Dictionary& entry : history.entries) {
+    for (const PropertyList& each : entry.arrayOrEmpty(history::kChanges)) {
+      if (const Dictionary* change = each.dictionary()) visit(entry, *change);
+    }
+  }
+}
+
+// A place in a list is no identifier: another account may stand there now.
+bool isIdentifier(std::string_view label) {
+  return !label.empty() && !label.starts_with('#');
+}
+
+// The account, and whoever became it or whom it became.
+std::set<std::string> identifiersOf(const History& history, const std::string& account) {
+  std::set<std::string> known{account};
+  for (std::size_t before = 0; before != known.size();) {
+    before = known.size();
+    forEachChange(history, [&](const Dictionary&, const Dictionary& change) {
+      const std::string now = textUnder(change, history::kChangedAccount);
+      const std::string was = textUnder(change, history::kWas);
+      if (!isIdentifier(now) || !isIdentifier(was)) return;
+      if (known.contains(now) || known.contains(was)) known.insert({now, was});
+    });
+  }
+  return known;
+}
+
+bool isAbout(const Dictionary& keyChange, const std::optional<std::string>& key) {
+  return !key || keyChange.string(history::kKey) == *key ||
+         keyChange.string(history::kMovedTo) == *key;
+}
+
+// The changes of keys that are asked for.
+std::vector<const Dictionary*> keysOf(const Dictionary& change,
+                                      const std::optional<std::string>& key) {
+  std::vector<const Dictionary*> keys;
+  for (const PropertyList& each : change.arrayOrEmpty(history::kChangedKeys)) {
+    const Dictionary* keyChange = each.dictionary();
+    if (keyChange != nullptr && isAbout(*keyChange, key)) keys.push_back(keyChange);
+  }
+  return keys;
+}
+
+// What happens before the first step of a migration and after its last one.
+std::string stepInWords(std::string_view step) {
+  if (step.empty()) return "";
+  if (step == "load") return "loading";
+  if (step == "save") return "saving";
+  return std::string(nameOfStep(step)) + ", " + std::string(meaningOfStep(step));
+}
+
+// The key of a legacy description from which the conversion takes the key of an account.
+std::string_view legacyKeyOf(std::string_view step, std::string_view key) {
+  for (const LegacyFormat& each : kLegacyFormats) {
+    if (each.conversion.selector != step) continue;
+    if (key == "Class") return each.classKey;
+    if (key == "DisplayName") return each.nameKey;
+    if (key == "Identifier") return each.identifierKey;
+  }
+  return {};
+}
+
+class EventWriter {
+ public:
+  EventWriter(Output& output, const std::optional<std::string>& key) : output_(output), key_(key) {}
+
+  void write(const AccountEvent& event) {
+    if (event.entry != last_) {
+      output_.paragraph("", historyLine(*event.entry), Colour::Bold);
+    }
+    last_ = event.entry;
+    const Dictionary& change = *event.change;
+    output_.paragraph("  ", headline(change));
+    for (const Dictionary* each : keysOf(change, key_)) writeKey(change, *each);
+  }
+
+ private:
+  static std::string headline(const Dictionary& change) {
+    std::string text = stepInWords(textUnder(change, history::kStep));
+    const std::string fate = textUnder(change, history::kFate);
+    if (!text.empty()) text += ": ";
+    if (fate == history::kNotConverted) {
+      text += "not converted";
+    } else {
+      text += fate + " " + textUnder(change, history::kChangedAccount);
+    }
+    const std::string title = textUnder(change, history::kTitle);
+    if (!title.empty()) text += " (" + title + ")";
+    if (change.contains(history::kWas)) text += ", before " + textUnder(change, history::kWas);
+    if (const auto parent = change.string(history::kParent)) {
+      text += parent->empty() ? ", now no child any more" : ", a child of " + std::string(*parent);
+    }
+    if (change.contains(history::kFile)) text += ", from " + textUnder(change, history::kFile);
+    if (change.contains(history::kRule)) text += ": " + textUnder(change, history::kRule);
+    return text;
+  }
+
+  void writeKey(const Dictionary& change, const Dictionary& key) {
+    const auto from = key.string(history::kFrom);
+    const auto to = key.string(history::kTo);
+    const std::string name = textUnder(key, history::kKey);
+    std::string text(!from ? "+ " : !to ? "- " : "~ ");
+    text += name + ": " + std::string(from.value_or(""));
+    if (from && to) text += " -> ";
+    text += to.value_or("");
+    const std::string moved = textUnder(key, history::kMovedTo);
+    const std::string rule = textUnder(key, history::kRule);
+    const bool isNew = change.string(history::kFate) == history::kAdded;
+    const std::string_view legacy =
+        isNew ? legacyKeyOf(textUnder(change, history::kStep), name) : "";
+    if (!legacy.empty()) text += ", from \"" + std::string(legacy) + "\"";
+    if (!moved.empty()) text += ", which is under \"" + moved + "\" now";
+    if (!rule.empty()) text += ", because " + rule;
+    output_.paragraph("    ", text, !from ? Colour::Green : !to ? Colour::Red : Colour::Yellow);
+  }
+
+  Output& output_;
+  const std::optional<std::string>& key_;
+  const Dictionary* last_ = nullptr;
+};
+
+}  // namespace
+
+std::string accountMeantBy(const std::string& typed, const InspectedFiles& files,
+                           const History& history) {
+  std::vector<std::string> known;
+  const auto add = [&](const AccountNode& each) { known.push_back(each.identifier); };
+  const auto& settings = files.settings.content;
+  if (settings && *settings) forEachNode(accountTreeOf(**settings).accounts, add);
+  for (const LegacyFile& file : legacyFilesOf(files)) {
+    forEachNode(legacyTreeOf(file.content, *file.format).accounts, add);
+  }
+  forEachChange(history, [&](const Dictionary&, const Dictionary& change) {
+    for (const std::string_view key : {history::kChangedAccount, history::kWas}) {
+      known.push_back(textUnder(change, key));
+    }
+  });
+  std::erase(known, "");
+  std::string meant = identifierMeantBy(typed, known);
+  if (!meant.empty()) return meant;
+  throw Prevented("account '" + typed + "'", "neither the device nor its history knows it",
+                  suggestionFor(typed, known) +
+                      "'accountsettings show' lists the accounts with their identifiers",
+                  FailureCode::NoAccount);
+}
+
+AccountHistory accountHistoryOf(const History& history, const std::string& account,
+                                const std::optional<std::string>& key) {
+  AccountHistory found;
+  found.identifiers = identifiersOf(history, account);
+  forEachChange(history, [&](const Dictionary& entry, const Dictionary& change) {
+    if (!found.identifiers.contains(textUnder(change, history::kChangedAccount))) return;
+    const bool isWhole = change.string(history::kFate) != history::kChanged;
+    if (key && !isWhole && keysOf(change, key).empty()) return;
+    found.events.push_back({&entry, &change});
+  });
+  found.incomplete = static_cast<std::size_t>(std::count_if(
+      history.entries.begin(), history.entries.end(),
+      [](const Dictionary& entry) { return entry.boolean(history::kChangesLeftOut); }));
+  return found;
+}
+
+std::vector<AccountEvent> eventsOfFile(const History& history, const std::string& file) {
+  std::vector<AccountEvent> events;
+  forEachChange(history, [&](const Dictionary& entry, const Dictionary& change) {
+    if (change.string(history::kFile) == file) events.push_back({&entry, &change});
+  });
+  return events;
+}
+
+UndoText undoWhereKept(OpenedRoot& device) {
+  std::set<std::string> names;
+  for (const FoundBackup& each : requireBackups(device)) names.insert(each.name);
+  return [&device, names](const Dictionary& entry) -> std::string {
+    const std::string backup = textUnder(entry, history::kBackup);
+    return names.contains(backup) ? "undo with: " + device.commandLine({"restore", backup}) : "";
+  };
+}
+
+void writeEvents(Output& output, const std::vector<AccountEvent>& events, const UndoText& undo,
+                 const std::optional<std::string>& key) {
+  EventWriter writer(output, key);
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    writer.write(events[i]);
+    const bool isLast = i + 1 == events.size() || events[i + 1].entry != events[i].entry;
+    if (!isLast) continue;
+    const std::string text = undo(*events[i].entry);
+    if (!text.empty()) output.line("  " + text);
+  }
+}
+
+Array eventsForScripts(const std::vector<AccountEvent>& events,
+                       const std::optional<std::string>& key) {
+  Array array;
+  for (const AccountEvent& each : events) {
+    Dictionary change = *each.change;
+    Array keys;
+    for (const Dictionary* keyChange : keysOf(change, key)) keys.append(*keyChange);
+    change.set(history::kChangedKeys, keys);
+    array.append(Dictionary{{"run", runOf(*each.entry)}, {"change", change}});
+  }
+  return array;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,145 @@
+// Tests of `why`, run as processes: why an account is not loaded or where it went, and why a legacy
+// file is not or was not converted.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "testing/ToolRun.h"
+
+namespace accountsettings::testing {
+namespace {
+
+class Why : public ::testing::Test {
+ protected:
+  ToolResult run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--root", root_.path()});
+    return runTool(std::move(arguments));
+  }
+
+  // The status and the document about an account or a file.
+  void ask(const std::string& subject) {
+    const ToolResult result = run({"why", subject, "--json"});
+    EXPECT_EQ(schemaErrors("why.schema.json", result.out), "") << result.err;
+    answer_ = documentIn(result.out);
+    status_ = result.status;
+  }
+
+  // The codes of the findings in the answer.
+  [[nodiscard]] std::string codes() const {
+    std::string codes;
+    for (const PropertyList& each : answer_.arrayOrEmpty("findings")) {
+      codes += std::string(each.dictionary()->string("code").value_or("?")) + " ";
+    }
+    return codes;
+  }
+
+  void putLegacyMail(const Array& descriptions) {
+    root_.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", descriptions}});
+  }
+
+  ToolRoot root_;
+  Dictionary answer_;
+  int status_ = -1;
+};
+
+const Dictionary kGoodDescription{{"uniqueId", "GOOD"}, {"AccountType", "IMAPAccount"}};
+const Dictionary kBadDescription{{"uniqueId", "BAD"}, {"AccountName", "No class"}};
+
+TEST_F(Why, AnAccountIsNotLoaded) {
+  Dictionary classless = mailAccount("CLASSLESS");
+  classless.remove("Class");
+  Dictionary parent = mailAccount("PARENT");
+  parent.set("ChildAccounts", Array{Dictionary{{"Identifier", "CHILD"}, {"Type", "Pigeon"}}});
+  root_.putSettings(12, {classless, parent, mailAccount("TWICE"), mailAccount("TWICE")});
+  ask("class");
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(answer_.string("state"), "not-loaded");
+  EXPECT_EQ(answer_.string("reason"), "it has no class");
+  EXPECT_EQ(codes(), "missing-class ");
+  ask("CHILD");
+  EXPECT_EQ(answer_.string("state"), "not-loaded");
+  EXPECT_EQ(codes(), "invalid-child ");
+  ask("TWICE");
+  EXPECT_EQ(answer_.string("state"), "not-loaded");
+  EXPECT_EQ(codes(), "duplicate-identifier ");
+  ask("PARENT");
+  EXPECT_EQ(status_, 0);
+  EXPECT_EQ(answer_.string("state"), "loaded");
+  const ToolResult text = run({"why", "CLASSLESS"});
+  EXPECT_EQ(text.out.find("Account CLASSLESS (Mail"), 0U) << text.out;
+  EXPECT_NE(text.out.find(" is not loaded: it has no class.\n"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("Give the account the \"Class\" that handles it."), std::string::npos);
+}
+
+TEST_F(Why, AnAccountIsGone) {
+  root_.putSettings(
+      2, {mailAccount("A"),
+          Dictionary{{"Identifier", "PIGEON"}, {"Type", "Pigeon"}, {"Class", "Pigeon"}}});
+  ASSERT_EQ(run({"migrate", "--accept-loss"}).status, 0);
+  ask("PIGEON");
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(answer_.string("state"), "gone");
+  EXPECT_NE(std::string(answer_.string("reason").value_or("")).find("type"), std::string::npos);
+  EXPECT_EQ(answer_.arrayOrEmpty("events").size(), 1U);
+  ASSERT_EQ(run({"remove", "A"}).status, 0);
+  ask("A");
+  EXPECT_EQ(answer_.string("state"), "gone");
+  const std::string text = run({"why", "A"}).out;
+  EXPECT_NE(text.find("  remove A"), std::string::npos) << text;
+}
+
+TEST_F(Why, ALegacyFileIsNotConvertedAndWasNot) {
+  putLegacyMail({kGoodDescription, kBadDescription});
+  const std::string reason =
+      "its description BAD under \"MailAccounts\" tells no account class, and where one cannot be "
+      "converted, none is";
+  ask(ToolRoot::kLegacyMail);
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(answer_.string("state"), "will-not-convert");
+  EXPECT_EQ(answer_.string("reason"), reason);
+  EXPECT_EQ(codes(), "legacy-not-convertible ");
+  ask("GOOD");
+  EXPECT_EQ(answer_.string("state"), "in-legacy-file");
+  EXPECT_EQ(answer_.string("reason"), reason);
+  (void)run({"migrate", "--accept-loss"});
+  ASSERT_FALSE(root_.get(ToolRoot::kLegacyMail).has_value());
+  ask(root_.at(ToolRoot::kLegacyMail));
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(answer_.string("state"), "not-converted");
+  EXPECT_EQ(answer_.string("reason"), reason);
+}
+
+TEST_F(Why, ALegacyFileWillBeAndWasConverted) {
+  putLegacyMail({kGoodDescription});
+  ask(ToolRoot::kLegacyMail);
+  EXPECT_EQ(status_, 0);
+  EXPECT_EQ(answer_.string("state"), "will-convert");
+  ASSERT_EQ(run({"migrate"}).status, 0);
+  // The place of the file tells which device is meant.
+  const ToolResult result = runTool({"why", root_.at(ToolRoot::kLegacyMail)});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("was converted: a migration took over 1 account of it."),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("added GOOD"), std::string::npos) << result.out;
+}
+
+TEST_F(Why, AnInterruptedRemovalKeepsAFileFromBeingConverted) {
+  putLegacyMail({kGoodDescription});
+  root_.putText(ToolRoot::kSentinel, "");
+  ask(ToolRoot::kLegacyMail);
+  EXPECT_EQ(answer_.string("state"), "will-not-convert");
+  EXPECT_EQ(codes(), "sentinel-deletes-legacy ");
+}
+
+TEST_F(Why, NothingIsKnownOfAFileThatWasNeverThere) {
+  ask(ToolRoot::kLegacyExchange);
+  EXPECT_EQ(status_, 1);
+  EXPECT_EQ(answer_.string("state"), "absent");
+  const ToolResult other = run({"why", root_.settingsPath()});
+  EXPECT_EQ(other.status, 3);
+  EXPECT_NE(other.err.find("it is no legacy file of this device"), std::string::npos) << other.err;
+}
+
+}  // namespace
+}  // namespace accountsettings::testing

@@ -1,0 +1,94 @@
+// The changes of a migration, step by step, with the rules by which something went.
+#include "tool/migration/MigrationChanges.h"
+
+#include <algorithm>
+
+#include "host/LinuxFiles.h"
+#include "plist/Reader.h"
+#include "staging/Backup.h"
+#include "store/AccountsManager.h"
+#include "tool/migration/LedgerRules.h"
+
+namespace accountsettings {
+
+namespace {
+
+const Array& accountsIn(const std::optional<Dictionary>& settings) {
+  static const Array kNone;
+  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
+}
+
+HistoryChanges::Reasons reasonsOf(std::string_view step) {
+  return {[step](const Dictionary& account, bool isChild, bool parentIsGone) {
+            return whyAccountIsDropped(step, account, isChild, parentIsGone);
+          },
+          [step](const Dictionary& account, std::string_view key, bool isChild) {
+            return whyKeyIsDropped(step, account, key, isChild, false, false);
+          }};
+}
+
+void addStage(HistoryChanges& changes, std::string_view step, const Array& before,
+              const Array& after) {
+  changes.add(step, before, after, AccountMatching(before, after), reasonsOf(step));
+}
+
+// The settings that a backup keeps; none where it keeps none, or they cannot be read any more.
+std::optional<Dictionary> settingsIn(OpenedRoot& device, const std::string& backup) {
+  const Result<std::vector<FoundBackup>> found = findBackups(device.host());
+  if (!found) return std::nullopt;
+  for (const FoundBackup& each : *found) {
+    if (each.name != backup || !each.manifest) continue;
+    const BackupFile* file = each.manifest->fileInRole(PathRole::Settings);
+    if (file == nullptr || file->savedAs.empty()) return std::nullopt;
+    const Result<Bytes> bytes = readFromBackup(device.host(), *each.manifest, *file);
+    const Result<PropertyList> content = bytes ? readPropertyList(*bytes) : bytes.error();
+    if (content && content->dictionary() != nullptr) return *content->dictionary();
+  }
+  return std::nullopt;
+}
+
+bool ran(const MigrationSummary& summary, std::string_view step) {
+  return std::any_of(summary.steps.begin(), summary.steps.end(),
+                     [&](const StepRecord& each) { return each.step == step && each.result; });
+}
+
+void addLegacyFiles(HistoryChanges& changes, const MigrationSummary& summary) {
+  for (const LegacyFile& file : summary.legacyFiles) {
+    if (!file.exists) continue;
+    const std::string_view step = file.format->conversion.selector;
+    std::string why = whyNotConverted(file);
+    if (why.empty() && !ran(summary, step)) {
+      why = summary.decision.interruptedRemoval
+                ? "an earlier removal of the legacy files was interrupted and is only finished"
+                : "the migration did not come as far";
+    }
+    if (!why.empty()) changes.addNotConverted(file.path, step, why);
+  }
+}
+
+}  // namespace
+
+HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& summary,
+                                  const StagedMigration& staged,
+                                  const std::optional<std::string>& completed) {
+  constexpr std::size_t kStagesBesideSteps = 3;
+  HistoryChanges changes(summary.steps.size() + kStagesBesideSteps);
+  addLegacyFiles(changes, summary);
+  const Array* accounts = &accountsIn(staged.settingsBefore());
+  if (completed) {
+    const std::optional<Dictionary> settings = settingsIn(device, *completed);
+    if (settings) addStage(changes, "", accountsIn(settings), *accounts);
+  }
+  if (!summary.steps.empty()) {
+    addStage(changes, kLoadStep, *accounts, summary.steps.front().before);
+    accounts = &summary.steps.front().before;
+  }
+  for (const StepRecord& step : summary.steps) {
+    changes.add(step.step, step.before, step.after, step.matching, reasonsOf(step.step));
+    accounts = &step.after;
+  }
+  addStage(changes, kSaveStep, *accounts, accountsIn(staged.settingsAfter()));
+  return changes;
+}
+
+}  // namespace accountsettings
