@@ -32,7 +32,9 @@ struct Traveller {
   const Dictionary* original = nullptr;  // as it is in its file
   const Dictionary* account = nullptr;   // the same, or the account that a description stands for
   std::size_t number = 0;                // its place in its list
-  Traveller* parent = nullptr;           // of a child
+  std::size_t fileNumber = 0;            // as in AccountRoute, with its place there
+  AccountPlace from = {};
+  Traveller* parent = nullptr;  // of a child
   // Of a description: the account of the settings that has its identifier. Both go one way.
   Traveller* same = nullptr;
   std::optional<AccountPlace> place = {};  // none: not yet taken over from its file, or gone
@@ -73,7 +75,8 @@ class LedgerMaker {
 
   Ledger make() {
     enterSettings();
-    for (const LedgerLegacyFile& file : input_.legacyFiles) enterLegacyFile(file);
+    std::size_t number = 0;
+    for (const LedgerLegacyFile& file : input_.legacyFiles) enterLegacyFile(file, ++number);
     const Array* accounts = &storedAccounts(input_.settings);
     if (!steps_.empty()) pass(kLoadStep, *accounts, steps_.front().before, true, nullptr);
     for (const StepRecord& step : steps_) {
@@ -99,6 +102,7 @@ class LedgerMaker {
       traveller.file = &input_.settingsPath;
       traveller.original = traveller.account = &account;
       traveller.number = place.isChild() ? place.child : place.top;
+      traveller.from = place;
       traveller.place = place;
       if (place.isChild()) {
         traveller.parent = parent;
@@ -132,7 +136,7 @@ class LedgerMaker {
     }
   }
 
-  void enterLegacyFile(const LedgerLegacyFile& legacy) {
+  void enterLegacyFile(const LedgerLegacyFile& legacy, std::size_t fileNumber) {
     const LegacyFile& file = legacy.file;
     for (const auto& entry : file.content) {
       const bool isList = file.section(entry.key()) != nullptr && entry.value().array() != nullptr;
@@ -144,31 +148,42 @@ class LedgerMaker {
              "only the account descriptions of a legacy file are taken over"});
       }
     }
+    std::size_t first = 0;
     for (const LegacySection& section : file.sections) {
-      for (std::size_t i = 0; i < section.descriptions.size(); ++i) {
-        enterDescription(legacy, section.descriptions[i], (*file.content.array(section.key))[i], i);
+      const std::size_t count = section.descriptions.size();
+      for (std::size_t i = 0; i < count; ++i) {
+        Traveller* traveller = enterDescription(legacy, section.descriptions[i],
+                                                (*file.content.array(section.key))[i], i);
+        if (traveller == nullptr) continue;
+        traveller->fileNumber = fileNumber;
+        traveller->from.top = first + i;
       }
+      first += count;
     }
   }
 
-  void enterDescription(const LedgerLegacyFile& legacy, const LegacyDescription& description,
-                        const PropertyList& stored, std::size_t number) {
+  // Answers the traveller that it becomes; nullptr where it becomes none.
+  Traveller* enterDescription(const LedgerLegacyFile& legacy, const LegacyDescription& description,
+                              const PropertyList& stored, std::size_t number) {
     if (legacy.stillThere) {
       // Nothing was taken from a file that stays.
       ++ledger_.accounts.kept;
       if (stored.dictionary() != nullptr) ledger_.keys.kept += stored.dictionary()->size();
-    } else if (stored.dictionary() == nullptr) {
-      dropMember(legacy.file.path, description.label, legacy.step());
-    } else {
-      Traveller& traveller = travellers_.emplace_back();
-      traveller.file = &legacy.file.path;
-      traveller.original = stored.dictionary();
-      traveller.account = &description.properties;
-      traveller.number = number;
-      traveller.legacyStep = legacy.step();
-      const Namesakes* namesakes = namesakesOf(traveller);
-      if (namesakes != nullptr) traveller.same = namesakes->first;
+      return nullptr;
     }
+    if (stored.dictionary() == nullptr) {
+      dropMember(legacy.file.path, description.label, legacy.step());
+      return nullptr;
+    }
+    Traveller& traveller = travellers_.emplace_back();
+    traveller.file = &legacy.file.path;
+    traveller.original = stored.dictionary();
+    traveller.account = &description.properties;
+    traveller.number = number;
+    traveller.legacyStep = legacy.step();
+    const Namesakes* namesakes = namesakesOf(traveller);
+    if (namesakes != nullptr) traveller.same = namesakes->first;
+    return &traveller;
   }
 
   void dropMember(const std::string& file, std::string account, std::string_view step) {
@@ -287,8 +302,11 @@ class LedgerMaker {
   // Judging: what is different in the end, and by whom.
 
   void judge(const Traveller& traveller) {
+    ledger_.routes.push_back({traveller.fileNumber, traveller.from, traveller.place, {}});
+    AccountRoute& route = ledger_.routes.back();
     const std::size_t size = traveller.original->size();
     if (!traveller.place) {
+      route.fate = Fate::Dropped;
       if (traveller.same == nullptr) ++ledger_.accounts.dropped;
       ledger_.keys.dropped += size;
       const bool cameTooLate = traveller.goneStep.empty();
@@ -303,6 +321,11 @@ class LedgerMaker {
     const AccountPlace place = *traveller.place;
     const Dictionary& now = *accountAt(accounts, place);
     const bool changed = isChanged(*traveller.account, now);
+    if (traveller.isMoved()) {
+      route.fate = Fate::Moved;
+    } else if (changed) {
+      route.fate = Fate::Changed;
+    }
     if (traveller.same == nullptr) {
       AccountCounts& counts = ledger_.accounts;
       ++(traveller.isMoved() ? counts.moved : changed ? counts.changed : counts.kept);
@@ -329,7 +352,8 @@ class LedgerMaker {
                         : !history.to.empty() ? Fate::Moved
                                               : Fate::Dropped;
       add({fate, *traveller.file, traveller.name(), accountTitle(*traveller.account),
-           std::string(key), history.to, std::string(history.step), history.rule});
+           std::string(key), history.to, std::string(history.step), history.rule,
+           ledger_.routes.size() - 1});
       return true;
     });
   }
@@ -338,7 +362,7 @@ class LedgerMaker {
                   std::string rule) {
     ledger_.entries.push_back({fate, *traveller.file, traveller.name(),
                                accountTitle(*traveller.account), "", std::move(to),
-                               std::string(step), std::move(rule)});
+                               std::string(step), std::move(rule), ledger_.routes.size() - 1});
   }
 
   // Those in the result that nothing of the input became.

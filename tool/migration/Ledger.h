@@ -26,6 +26,16 @@ struct LedgerEntry {
   std::string to;    // where it went: "KEY" of the same account, "account ID", or "the top level"
   std::string step;  // selector of the step, or "load" or "save"
   std::string rule;  // why it was dropped; empty where nothing explains it
+  std::optional<std::size_t> route = {};  // of its account, in Ledger::routes; none for others
+};
+
+// AccountRoute is the way of one account of the input files. Members of their lists that are no
+// dictionaries have none, nor have the descriptions of a file that stays.
+struct AccountRoute {
+  std::size_t file = 0;  // 0 the settings; then the legacy files, in their order
+  AccountPlace from;     // there; all descriptions of a legacy file count as one list
+  std::optional<AccountPlace> to = {};         // in the settings afterwards; none where it is gone
+  std::optional<LedgerEntry::Fate> fate = {};  // none where nothing of its own changed
 };
 
 struct KeyCounts {
@@ -40,6 +50,7 @@ struct Ledger {
   AccountCounts accounts;
   KeyCounts keys;  // of the accounts and of the files' roots
   std::vector<LedgerEntry> entries;
+  std::vector<AccountRoute> routes;  // in the order of the files, a parent before its children
 
   // The entries that no rule explains.
   [[nodiscard]] std::vector<LedgerEntry> unexplained() const;

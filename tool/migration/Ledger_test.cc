@@ -164,6 +164,29 @@ TEST_F(LedgerTest, RepeatedIdentifiersAreExplained) {
             "a later account with the same identifier is written in its place");
 }
 
+TEST_F(LedgerTest, TellsTheWayOfEachAccount) {
+  const Dictionary child = account("C", "Quorra");
+  const Array before{account("A"), "no account", account("B"), account("C", "Quorra")};
+  const Array after{account("B"), with(account("P"), "ChildAccounts", Array{child})};
+  const Ledger ledger = ledgerOf(settings(before), settings(after),
+                                 {step("_migrateAccountsFrom8B117:", before, after)});
+  ASSERT_EQ(ledger.routes.size(), 3U);
+  EXPECT_EQ(ledger.routes[0].from, AccountPlace{0});
+  EXPECT_EQ(ledger.routes[0].to, std::nullopt);
+  EXPECT_EQ(ledger.routes[0].fate, LedgerEntry::Fate::Dropped);
+  EXPECT_EQ(ledger.routes[1].from, AccountPlace{2});
+  EXPECT_EQ(ledger.routes[1].to, AccountPlace{0});
+  EXPECT_EQ(ledger.routes[1].fate, std::nullopt);
+  EXPECT_EQ(ledger.routes[2].to, (AccountPlace{1, 0}));
+  EXPECT_EQ(ledger.routes[2].fate, LedgerEntry::Fate::Moved);
+  for (const LedgerEntry& each : ledger.entries) {
+    const auto expected = each.account == "A"   ? std::optional<std::size_t>(0)
+                          : each.account == "C" ? std::optional<std::size_t>(2)
+                                                : std::nullopt;
+    EXPECT_EQ(each.route, expected) << each.account;
+  }
+}
+
 TEST_F(LedgerTest, CountsAddUp) {
   const Dictionary child = account("C", "CalDAV");
   const Array before{account("A"), account("B"),

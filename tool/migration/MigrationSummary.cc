@@ -156,6 +156,10 @@ std::vector<std::string> objectionsTo(const MigrationSummary& summary, const Sho
 
 }  // namespace
 
+std::string_view nameOf(FileFate::Fate fate) {
+  return wordFor<FileFate::Fate, 3>(fate, {"created", "changed", "removed"});
+}
+
 std::string_view nameOf(SummaryOutcome outcome) {
   return wordFor<SummaryOutcome, 6>(
       outcome, {"nothing-to-do", "completed", "done", "answered-no", "refused", "broken"});
@@ -204,8 +208,9 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   summary.legacyFiles = legacyFilesOf(files);
   summary.steps = recordsOf(staged.steps());
   summary.ledger = ledgerOf(files, staged, summary.steps);
-  const auto& result = staged.settingsAfter();
-  summary.versionAfter = result ? versionOf(*result) : 0;
+  summary.settingsBefore = staged.settingsBefore();
+  summary.settingsAfter = staged.settingsAfter();
+  summary.versionAfter = summary.settingsAfter ? versionOf(*summary.settingsAfter) : 0;
   summary.files = fatesOf(staged);
   summary.directories = directoriesMadeBy(staged);
   if (!summary.files.empty()) summary.daemon = daemonToStop();

@@ -45,6 +45,8 @@ struct FileFate {
   std::string path;  // device path
   Fate fate = Fate::Changed;
 };
+// "created", "changed" or "removed".
+[[nodiscard]] std::string_view nameOf(FileFate::Fate fate);
 
 // How the migration ended, or would end.
 using SummaryOutcome = MigrationOutcome::Kind;
@@ -61,6 +63,9 @@ struct MigrationSummary {
   std::string effect = "nothing was changed";  // what a refused one did to the device
   bool hasObstacle = false;                    // more stands against it than what is found or lost
   std::int64_t versionAfter = 0;
+  // What the settings hold before and afterwards; none where there are none.
+  std::optional<Dictionary> settingsBefore;
+  std::optional<Dictionary> settingsAfter;
   std::vector<StepRecord> steps;  // those that ran, or would
   Ledger ledger;
   std::vector<LegacyFile> legacyFiles;

@@ -21,10 +21,6 @@ std::string_view nameOf(Fate fate) {
   return wordFor<Fate, 3>(fate, {"moved", "changed", "dropped"});
 }
 
-std::string_view nameOf(FileFate::Fate fate) {
-  return wordFor<FileFate::Fate, 3>(fate, {"created", "changed", "removed"});
-}
-
 std::string reasonOf(const LedgerEntry& entry) {
   const std::string rule = entry.rule.empty() ? "NO RULE EXPLAINS THIS" : entry.rule;
   return rule + " (" + std::string(nameOfStep(entry.step)) + ")";
