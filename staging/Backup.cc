@@ -446,6 +446,7 @@ Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile
 Result<AssumedFile> oncePutBack(LinuxHost& host, const BackupManifest& manifest,
                                 const BackupFile& file) {
   using Kind = FileAttributes::Kind;
+  if (file.state == BackupFile::State::Absent) return AssumedFile{file.path, {}, {}, nullptr};
   AssumedFile assumed{file.path, file.attributes, file.attributes, nullptr};
   Result<Bytes> bytes = Bytes();
   if (file.state == BackupFile::State::Link) {
