@@ -74,7 +74,8 @@ std::string whatIsNotAsBefore(const Told& told, const Disturbance& disturbance,
                             "the installation is incomplete"}) {
     if (says(told, words)) return "";
   }
-  const bool mayLeave = disturbance.lasting || says(told, "stays");
+  const bool mayLeave =
+      says(told, "stays") || (disturbance.lasting && !says(told, "nothing was changed"));
   const std::string changed =
       mayLeave ? difference(comparable(essence(disk)), comparable(essence(before)))
                : difference(comparable(disk), comparable(before));

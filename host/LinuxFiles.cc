@@ -193,7 +193,7 @@ Status LinuxFiles::makeOneDirectory(const std::string& path, unsigned mode) {
       ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!directory || ::fchmod(directory.get(), mode) != 0) {
     Error error = systemError(root_.shown(path));
-    ::unlinkat(parent, name, AT_REMOVEDIR);
+    if (::unlinkat(parent, name, AT_REMOVEDIR) != 0) error.message += "; the empty directory stays";
     return error;
   }
   return {};

@@ -344,8 +344,11 @@ Result<MadeBackup> makeBackup(LinuxHost& host, const BackupSource& source, Backu
   if (made) made = maker.tellChanges();
   if (made) made = maker.finish();
   if (made) return std::move(maker.backup);
-  (void)discardBackup(host, maker.backup);  // what stays is known as unfinished
-  return made.error();
+  Error failure = made.error();
+  if (const Status gone = discardBackup(host, maker.backup); !gone) {  // it is known as unfinished
+    failure.message += ", and what was made of it stays: " + gone.error().message;
+  }
+  return failure;
 }
 
 Status discardBackup(LinuxHost& host, const MadeBackup& backup) {

@@ -259,8 +259,9 @@ void AccountEditor::commit() {
                                       : "the file was changed meanwhile";
   const Result<SharedBytes> before = before_.readShared(path_);
   if (now && before && *now == **before) {
+    // Of what was begun beside them something may stay, if the disk is that ill.
     throw Prevented(shown_, "the settings could not be saved: " + reason,
-                    "nothing was changed; remove the cause and try again");
+                    "they are as they were; remove the cause and try again");
   }
   lock_->keepFile();
   throw CommandFailure(ExitStatus::Broken, shown_,
