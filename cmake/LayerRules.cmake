@@ -22,7 +22,7 @@ set(folders_of_resources)
 set(checked_folders ${library} host staging tool api testing bench faults fuzz examples resources)
 
 # Within tool/, each folder stands on those before it.
-set(tool_folders frame values device accounts inspection backup migration editing fleet commands)
+set(tool_folders frame values device accounts inspection backup migration editing fleet page commands)
 
 # The tests of a folder see what the folder sees, testing/, and these.
 set(more_folders_of_tests_in_plist bench)

@@ -1,7 +1,6 @@
 // `report`: the parts of a report, each redacted on its way in.
 #include "tool/commands/ReportCommand.h"
 
-#include <array>
 #include <deque>
 #include <sstream>
 
@@ -9,7 +8,6 @@
 #include "migration/MigrationPaths.h"
 #include "platform/Directories.h"
 #include "platform/Presence.h"
-#include "plist/Reader.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/Redactor.h"
 #include "tool/backup/BackupAccess.h"
@@ -20,8 +18,10 @@
 #include "tool/frame/Version.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/inspection/InspectionParts.h"
+#include "tool/migration/DeviceRedaction.h"
 #include "tool/migration/MigrationSummaryText.h"
 #include "tool/migration/RecordFiles.h"
+#include "tool/page/DevicePage.h"
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
@@ -29,20 +29,18 @@ namespace {
 
 constexpr std::size_t kLogLines = 2000;
 
+Array forScripts(const std::vector<Redactor::Count>& counts) {
+  return listOf(counts, [](const Redactor::Count& each) {
+    return Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}};
+  });
+}
+
 // ReportMaker puts the parts of a report together.
 class ReportMaker {
  public:
   ReportMaker(OpenedRoot& device, Output& output)
       : device_(device), output_(output), files_(filesOfRoot()) {
-    std::string root = device.shown("/");
-    while (root.ends_with('/')) root.pop_back();
-    redactor_.leaveOut(root);
-    for (const InspectedFile* each : allFiles()) {
-      if (each->content && *each->content) redactor_.learn(**each->content);
-    }
-    // A log tells of accounts that are no longer what they were.
-    learnFromBackups();
-    learnFromRecords();
+    learnDevice(redactor_, device_, files_);
   }
 
   Dictionary make(const std::optional<std::string>& logFile) {
@@ -56,37 +54,13 @@ class ReportMaker {
     report.set("backups", PropertyList(backups()));
     report.set("records", PropertyList(records()));
     if (logFile) report.set("log", PropertyList(logLines(*logFile)));
-    report.set("replaced", PropertyList(replaced()));
+    report.set("replaced", PropertyList(forScripts(counts())));
     return report;
   }
 
   [[nodiscard]] std::vector<Redactor::Count> counts() const { return redactor_.counts(); }
 
  private:
-  [[nodiscard]] std::array<const InspectedFile*, 3> allFiles() const {
-    return {&files_.settings, &files_.legacyMail, &files_.legacyExchange};
-  }
-
-  void learnFromBackups() {
-    for (const FoundBackup& backup : requireBackups(device_)) {
-      if (!backup.manifest) continue;
-      for (const BackupFile& file : backup.manifest->files) {
-        if (file.savedAs.empty()) continue;
-        const Result<Bytes> bytes = readFromBackup(device_.host(), *backup.manifest, file);
-        const auto content = bytes ? readPropertyList(*bytes) : Result<PropertyList>(Error{});
-        if (content) redactor_.learn(*content);
-      }
-    }
-  }
-
-  void learnFromRecords() {
-    for (const RecordFile& record : findRecordFiles(device_.files())) {
-      const auto content =
-          readPropertyListAt(appendPathComponent(migrationRecordsDirectory(), record.name));
-      if (content && *content) redactor_.learn(**content);
-    }
-  }
-
   Array fileFacts() {
     Array facts;
     for (const TouchedPath& each : pathsThatAMigrationTouches()) {
@@ -151,12 +125,6 @@ class ReportMaker {
     return listOf(last, [&](const std::string& line) { return redactor_.logLine(line); });
   }
 
-  Array replaced() const {
-    return listOf(redactor_.counts(), [](const Redactor::Count& each) {
-      return Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}};
-    });
-  }
-
   OpenedRoot& device_;
   Output& output_;
   InspectedFiles files_;
@@ -167,34 +135,70 @@ class ReportMaker {
 
 void ReportCommand::describe(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
-  options.text("-o,--out", out_, "FILE", "Where to write the report (needed)");
-  options.text("--include-log", logFile_, "FILE", "A file that --log wrote, to put in too");
+  options.text("-o,--out", out_, "FILE", "Where to write the report, as JSON");
+  options.text("--html", html_, "FILE",
+               "Where to write a page for people: the accounts before and after, what was dropped "
+               "and why, findings, steps and the backup");
+  options.flag("--reveal", reveal_,
+               "Show names, users and hosts on the page; passwords and tokens stay out of it");
+  options.text("--include-log", logFile_, "FILE",
+               "A file that --log wrote, to put into the JSON report too");
   options.example("accountsettings report --root device --out report.json",
                   "Collects what support needs, with everything personal replaced.");
+  options.example("accountsettings report --root old --html old.html",
+                  "A page about what a migration did or would do, for any browser.");
   options.example("accountsettings report --root old --out old.json --include-log migration.log",
-                  "The same after a migration, with the lines of its log.");
+                  "The report after a migration, with the lines of its log.");
 }
 
-ExitStatus ReportCommand::run(Session& session) {
-  if (!out_) {
-    throw WrongUsage("--out", "the file to write is needed", "see accountsettings report --help");
-  }
-  if (root_) session.options.root = *root_;
-  OpenedRoot device(session.options, DefaultLog::Nowhere);
-  device.requireDevice();
+ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& device) const {
   ReportMaker maker(device, session.output);
   const Dictionary report = maker.make(logFile_);
   const Result<std::string> text = session.output.documentText("report", report, "/");
   if (!text) throw Prevented(*out_, text.error().message);
   writeFile(*out_, *text);
+  return maker.counts();
+}
+
+ReportCommand::Counts ReportCommand::writePage(Session& session, OpenedRoot& device) const {
+  const DevicePage page = devicePage(device, {.madeAt = session.output.startedAt(),
+                                              .reveal = reveal_,
+                                              .isLimited = !session.options.noLimit});
+  writeFile(*html_, page.text);
+  return page.replaced;
+}
+
+void ReportCommand::requireOneFile() const {
+  const char* const help = "see accountsettings report --help";
+  if (!out_ && !html_) throw WrongUsage("--out", "the file to write is needed", help);
+  if (out_ && html_) throw WrongUsage("--html", "one run writes one file, not --out too", help);
+  if (reveal_ && !html_) throw WrongUsage("--reveal", "only a page may show all", help);
+  if (logFile_ && !out_) throw WrongUsage("--include-log", "a page holds no log", help);
+}
+
+ExitStatus ReportCommand::run(Session& session) {
+  requireOneFile();
+  if (root_) session.options.root = *root_;
+  OpenedRoot device(session.options, DefaultLog::Nowhere);
+  device.requireDevice();
+  const std::string& file = html_ ? *html_ : *out_;
+  const Counts counts = html_ ? writePage(session, device) : writeReport(session, device);
   session.changed = true;
   Output& output = session.output;
   if (output.json()) {
-    output.document("report-summary", {{"file", *out_}, {"replaced", *report.find("replaced")}});
-    return ExitStatus::Done;
+    output.document("report-summary", {{"file", file}, {"replaced", forScripts(counts)}});
+  } else {
+    tell(output, file, counts);
   }
-  output.line("Wrote " + *out_ + ". In it stand-ins take the place of:");
-  const std::vector<Redactor::Count> counts = maker.counts();
+  return ExitStatus::Done;
+}
+
+void ReportCommand::tell(Output& output, const std::string& file, const Counts& counts) const {
+  if (reveal_) {
+    output.line("Wrote " + file + ". It shows everything but passwords and tokens.");
+    return;
+  }
+  output.line("Wrote " + file + ". In it stand-ins take the place of:");
   for (const Redactor::Count& each : counts) {
     output.line("  " + padded(each.kind, 11) + counted(each.values, "value", "values") + " in " +
                 counted(each.places, "place", "places"));
@@ -203,7 +207,6 @@ ExitStatus ReportCommand::run(Session& session) {
   output.line(
       "Types, classes, numbers, dates and the keys that programs use are as they were; look it "
       "over before you send it.");
-  return ExitStatus::Done;
 }
 
 }  // namespace accountsettings

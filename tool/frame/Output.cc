@@ -168,6 +168,10 @@ void Output::failure(const CommandFailure& failure, std::string_view advice) {
   error_ = std::move(error);
 }
 
+std::string Output::startedAt() const {
+  return inUtc(startedAt_);
+}
+
 void Output::note(std::string_view text) const {
   std::string all("accountsettings: ");
   all += visible(text);
@@ -230,7 +234,7 @@ Result<std::string> Output::documentText(std::string_view name, const Dictionary
                       {"formatVersion", 1},
                       {"toolVersion", kToolVersion},
                       {"root", root},
-                      {"startedAt", inUtc(startedAt_)},
+                      {"startedAt", startedAt()},
                       {"durationSeconds", took.count()}};
   for (const auto& entry : *fitted.value.dictionary()) document.set(entry.key(), entry.value());
   if (fitted.leftOut > 0) document.set("leftOut", fitted.leftOut);

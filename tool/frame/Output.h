@@ -94,6 +94,8 @@ class Output {
   // tell these otherwise, and is cut as fitting() does, with "leftOut" where something is missing.
   [[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content,
                                                  const std::string& root);
+  // When the program began, as its documents tell it.
+  [[nodiscard]] std::string startedAt() const;
   // Writes a line to standard error at once.
   void note(std::string_view text) const;
   // Shows `text` in place of the last progress line on the terminal; an empty one removes it.

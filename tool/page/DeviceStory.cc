@@ -1,0 +1,87 @@
+// Which migration a page tells of, and what belongs to it.
+#include "tool/page/DeviceStory.h"
+
+#include <utility>
+
+#include "host/LinuxFiles.h"
+#include "tool/backup/BackupAccess.h"
+#include "tool/backup/DeviceInspection.h"
+#include "tool/migration/MigrationAgain.h"
+
+namespace accountsettings {
+namespace {
+
+std::optional<BackupManifest> newestBackupOf(OpenedRoot& device) {
+  std::vector<FoundBackup> found = requireBackups(device);
+  for (auto each = found.rbegin(); each != found.rend(); ++each) {
+    if (each->manifest) return std::move(each->manifest);
+  }
+  return std::nullopt;
+}
+
+std::vector<DamagedFile> damagedOf(OpenedRoot& device, const InspectedFiles& files) {
+  std::vector<DamagedFile> damaged;
+  for (const InspectedFile* each : {&files.settings, &files.legacyExchange, &files.legacyMail}) {
+    if (!each->content || *each->content) continue;
+    Result<Bytes> bytes = device.files().read(each->name);
+    DamagedFile file{each->name, each->content->error().message, {}};
+    if (bytes) file.bytes = std::move(*bytes);
+    damaged.push_back(std::move(file));
+  }
+  return damaged;
+}
+
+// None where they cannot be told: then a file cannot be read, which the findings say.
+std::vector<PlanInput> sumsOf(OpenedRoot& device) {
+  try {
+    return planInputs(device, device.files());
+  } catch (const Prevented&) {
+    return {};
+  }
+}
+
+void addPlan(DeviceStory& story, OpenedRoot& device) {
+  try {
+    story.migration = planMigration(device);
+  } catch (const CommandFailure& failure) {
+    story.problem = failure.what();
+  }
+}
+
+void addWhatWasDone(DeviceStory& story, OpenedRoot& device) {
+  Result<MigrationSummary> done = migrationAgain(device, *story.backup);
+  if (!done) {
+    story.problem = "What the backup " + story.backup->name +
+                    " tells cannot be followed: " + done.error().message;
+    return addPlan(story, device);
+  }
+  story.migration = std::move(*done);
+  story.isPlanned = false;
+}
+
+}  // namespace
+
+const std::optional<Dictionary>& DeviceStory::settingsAfter() const {
+  return migration && isPlanned ? migration->settingsAfter : settings;
+}
+
+DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files) {
+  DeviceStory story;
+  story.backup = newestBackupOf(device);
+  story.findings = inspectDevice(device, files);
+  story.damaged = damagedOf(device, files);
+  story.sums = sumsOf(device);
+  if (files.settings.content && *files.settings.content) {
+    const Dictionary* settings = (*files.settings.content)->dictionary();
+    if (settings != nullptr) story.settings = *settings;
+  }
+  const bool isOfMigration = story.backup && !story.backup->restoreOf() && !story.backup->isOpen();
+  if (isOfMigration && story.damaged.empty() && !decisionOn(device, files).pending()) {
+    addWhatWasDone(story, device);
+  } else {
+    addPlan(story, device);
+  }
+  return story;
+}
+
+}  // namespace accountsettings

@@ -1,0 +1,36 @@
+// What the parts of a device's page have in common.
+#include "tool/page/PageContext.h"
+
+#include "tool/frame/Output.h"
+
+namespace accountsettings {
+
+std::string PageContext::command(const std::vector<std::string>& words) const {
+  return disclosure.revealsAll() ? device.commandLine(words)
+                                 : "accountsettings " + joined(words, " ");
+}
+
+std::string leftOutText(std::size_t count) {
+  return count == 0 ? "" : std::to_string(count);
+}
+
+Dictionary findingItem(const PageContext& page, const Finding& finding, const std::string& link) {
+  std::string place = finding.file;
+  if (!finding.account.empty()) place += ", account " + finding.account;
+  if (!finding.key.empty()) place += ", key \"" + finding.key + "\"";
+  Dictionary item = findingItemAtItsPlace(page, finding);
+  item.set("place", page.told(place));
+  item.set("link", link);
+  return item;
+}
+
+Dictionary findingItemAtItsPlace(const PageContext& page, const Finding& finding) {
+  return {{"severity", nameOf(finding.kind->severity)},
+          {"code", finding.kind->code},
+          {"place", finding.key.empty() ? "" : page.told("key \"" + finding.key + "\"")},
+          {"link", ""},
+          {"meaning", page.told(finding.meaning)},
+          {"action", page.disclosure.revealsAll() ? finding.action : finding.kind->action}};
+}
+
+}  // namespace accountsettings

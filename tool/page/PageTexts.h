@@ -1,0 +1,12 @@
+// PageTexts are the templates of the pages, their style and their script, put into the program when
+// it is built.
+#pragma once
+
+namespace accountsettings {
+
+extern const char* const kPageStyle;
+extern const char* const kDevicePage;
+extern const char* const kAccountItem;
+extern const char* const kFindingItem;
+
+}  // namespace accountsettings
