@@ -14,12 +14,6 @@
 namespace accountsettings {
 namespace {
 
-// A command that ends before its work is done; `changed` tells whether it had begun to change
-// files.
-ExitStatus cutShort(bool changed) {
-  return changed ? ExitStatus::Broken : ExitStatus::Prevented;
-}
-
 struct MemoryFailure {
   std::string_view problem;
   std::string_view advice;
@@ -69,13 +63,7 @@ ExitStatus runCommand(Command& command, Session& session) {
   } catch (const CommandFailure& failure) {
     return fail(session, failure);
   } catch (const AssertionFailure& failure) {
-    const CommandFailure told(
-        cutShort(session.changed), "",
-        failure.message() + " (" + failure.method() + " in " + failure.sourceFile() + ")",
-        std::string("the installation is incomplete: reinstall it") +
-            (session.changed ? ", and run the same command again" : ""),
-        FailureCode::Installation);
-    return fail(session, told);
+    return fail(session, failureOf(failure, session.changed));
   }
 }
 

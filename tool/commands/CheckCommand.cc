@@ -8,6 +8,7 @@
 #include "tool/backup/DeviceInspection.h"
 #include "tool/commands/Input.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/fleet/MigrationResult.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/inspection/InspectionParts.h"
@@ -108,7 +109,7 @@ ExitStatus statusOf(const Findings& findings) {
 
 }  // namespace
 
-void CheckCommand::describe(OptionSet& options) {
+void CheckCommand::describeOwn(OptionSet& options) {
   options.argument("PATH", path_,
                    "A device root, a settings file or a backup; the --root where left out");
   options.example("accountsettings check --root device",
@@ -119,7 +120,7 @@ void CheckCommand::describe(OptionSet& options) {
       "The findings about one settings file, for a script.");
 }
 
-ExitStatus CheckCommand::run(Session& session) {
+ExitStatus CheckCommand::runOnOne(Session& session) {
   const std::string path = path_.value_or(session.options.root);
   const Input::Kind kind = kindOfInput(path);
   const bool isRoot = kind == Input::Kind::DeviceRoot;
@@ -153,6 +154,28 @@ ExitStatus CheckCommand::run(Session& session) {
     }
   }
   return statusOf(findings);
+}
+
+FleetCommand CheckCommand::forMany() {
+  refuseForMany(path_.has_value(), "PATH");
+  const auto work = [](Session& session, DeviceResult& result) {
+    OpenedRoot device(session.options, DefaultLog::Nowhere);
+    device.requireDevice();
+    const InspectedFiles files = filesOfRoot();
+    const Findings findings = inspectDevice(device, files);
+    const Contents contents = contentsOf(files, &device);
+    const ExitStatus status = statusOf(findings);
+    result.outcome = status == ExitStatus::Done ? DeviceOutcome::Done
+                     : status == ExitStatus::No ? DeviceOutcome::AnsweredNo
+                                                : DeviceOutcome::Refused;
+    result.versionBefore = contents.version;
+    result.accountsBefore = contents.accounts + contents.legacyAccounts;
+    result.pending = contents.pending;
+    result.findings = codesOf(findings);
+    result.bytes = sizeOf(device, files);
+    return status;
+  };
+  return {.name = "check", .work = work, .changesDevices = false, .listsDevices = true};
 }
 
 }  // namespace accountsettings

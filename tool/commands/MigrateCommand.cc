@@ -9,6 +9,7 @@
 #include "staging/Backup.h"
 #include "staging/HeldMigrationLock.h"
 #include "tool/backup/History.h"
+#include "tool/fleet/MigrationResult.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/migration/MigrationChanges.h"
@@ -105,9 +106,30 @@ void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& s
   addToHistory(session, device, std::move(entry));
 }
 
+// The exit status of a migration that came to its end; throws where it was refused or went wrong.
+ExitStatus endOf(const MigrationSummary& summary, OpenedRoot& device) {
+  switch (summary.outcome) {
+    case SummaryOutcome::NothingToDo:
+    case SummaryOutcome::Completed:
+    case SummaryOutcome::Done:
+      return ExitStatus::Done;
+    case SummaryOutcome::AnsweredNo:
+      return ExitStatus::No;
+    case SummaryOutcome::Refused:
+      throw refusalOf(summary);
+    case SummaryOutcome::Broken:
+      break;
+  }
+  throw CommandFailure(
+      ExitStatus::Broken, "", summary.problems.front(),
+      summary.backup.empty()
+          ? "there is no backup of what was there"
+          : "put back the backup with: " + device.commandLine({"restore", summary.backup}));
+}
+
 }  // namespace
 
-void MigrateCommand::describe(OptionSet& options) {
+void MigrateCommand::describeOwn(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
   options.flag("-v,--verbose", verbose_,
                "Tell what each step changed, and what became of each key");
@@ -193,7 +215,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   return summary;
 }
 
-ExitStatus MigrateCommand::run(Session& session) {
+ExitStatus MigrateCommand::runOnOne(Session& session) {
   Output& output = session.output;
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
@@ -205,23 +227,26 @@ ExitStatus MigrateCommand::run(Session& session) {
   SummaryTextOptions text{dryRun_, verbose_, reveal_};
   if (!summary.backup.empty()) text.undo = device.commandLine({"restore", summary.backup});
   show(output, summary, shown, text);
-  switch (summary.outcome) {
-    case SummaryOutcome::NothingToDo:
-    case SummaryOutcome::Completed:
-    case SummaryOutcome::Done:
-      return ExitStatus::Done;
-    case SummaryOutcome::AnsweredNo:
-      return ExitStatus::No;
-    case SummaryOutcome::Refused:
-      throw refusalOf(summary);
-    case SummaryOutcome::Broken:
-      break;
-  }
-  throw CommandFailure(
-      ExitStatus::Broken, "", summary.problems.front(),
-      summary.backup.empty()
-          ? "there is no backup of what was there"
-          : "put back the backup with: " + device.commandLine({"restore", summary.backup}));
+  return endOf(summary, device);
+}
+
+FleetCommand MigrateCommand::forMany() {
+  refuseForMany(root_.has_value(), "ROOT");
+  refuseForMany(plan_.has_value(), "--plan");
+  refuseForMany(verbose_, "--verbose");
+  refuseForMany(reveal_, "--reveal");
+  lock_.otherwise = 0;  // seconds: many others need not wait for one
+  const auto work = [this](Session& session, DeviceResult& result) {
+    OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
+    device.requireDevice();
+    const MigrationSummary summary = migrate(session, device);
+    tellSummary(result, summary);
+    if (fleet().resume && summary.outcome == SummaryOutcome::NothingToDo) {
+      tellEarlierRun(result, device);
+    }
+    return endOf(summary, device);
+  };
+  return {dryRun_ ? "plan" : "migrate", work, !dryRun_, dryRun_};
 }
 
 }  // namespace accountsettings

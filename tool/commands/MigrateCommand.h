@@ -7,15 +7,16 @@
 #include <vector>
 
 #include "tool/device/LockWaiting.h"
-#include "tool/frame/Command.h"
+#include "tool/fleet/DeviceCommand.h"
 #include "tool/migration/MigrationSummary.h"
 
 namespace accountsettings {
 
-class MigrateCommand : public Command {
- public:
-  void describe(OptionSet& options) override;
-  ExitStatus run(Session& session) override;
+class MigrateCommand : public DeviceCommand {
+ protected:
+  void describeOwn(OptionSet& options) override;
+  ExitStatus runOnOne(Session& session) override;
+  FleetCommand forMany() override;
 
  private:
   // Plans it, or carries it out.

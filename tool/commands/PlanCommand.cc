@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tool/device/OpenedRoot.h"
+#include "tool/fleet/MigrationResult.h"
 #include "tool/migration/MigrationSummaryText.h"
 #include "tool/values/ReadFile.h"
 
@@ -20,7 +21,7 @@ ExitStatus statusOf(const MigrationSummary& plan) {
 
 }  // namespace
 
-void PlanCommand::describe(OptionSet& options) {
+void PlanCommand::describeOwn(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
   options.text("-o,--out", out_, "FILE",
                "Save the plan there, for 'migrate --plan FILE', which refuses it once its inputs "
@@ -35,7 +36,7 @@ void PlanCommand::describe(OptionSet& options) {
                   "The same for a script, which learns from status 10 that work is pending.");
 }
 
-ExitStatus PlanCommand::run(Session& session) {
+ExitStatus PlanCommand::runOnOne(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
@@ -58,6 +59,23 @@ ExitStatus PlanCommand::run(Session& session) {
   const ExitStatus status = exitCode_ ? statusOf(plan) : ExitStatus::Done;
   session.leave(std::move(plan));
   return status;
+}
+
+FleetCommand PlanCommand::forMany() {
+  refuseForMany(root_.has_value(), "ROOT");
+  refuseForMany(out_.has_value(), "--out");
+  const auto work = [this](Session& session, DeviceResult& result) {
+    OpenedRoot device(session.options, DefaultLog::Nowhere);
+    device.requireDevice();
+    const MigrationSummary plan = planMigration(device);
+    tellSummary(result, plan);
+    if (!plan.problems.empty()) {
+      result.error = {FailureCode::Blocked, plan.problems.front(),
+                      adviceWithRoot(session.options, plan.advice), ""};
+    }
+    return exitCode_ ? statusOf(plan) : ExitStatus::Done;
+  };
+  return {.name = "plan", .work = work, .changesDevices = false, .listsDevices = true};
 }
 
 }  // namespace accountsettings

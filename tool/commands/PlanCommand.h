@@ -4,14 +4,15 @@
 #include <optional>
 #include <string>
 
-#include "tool/frame/Command.h"
+#include "tool/fleet/DeviceCommand.h"
 
 namespace accountsettings {
 
-class PlanCommand : public Command {
- public:
-  void describe(OptionSet& options) override;
-  ExitStatus run(Session& session) override;
+class PlanCommand : public DeviceCommand {
+ protected:
+  void describeOwn(OptionSet& options) override;
+  ExitStatus runOnOne(Session& session) override;
+  FleetCommand forMany() override;
 
  private:
   std::optional<std::string> root_;

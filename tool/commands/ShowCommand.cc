@@ -8,6 +8,7 @@
 #include "tool/accounts/AccountText.h"
 #include "tool/commands/Input.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/fleet/MigrationResult.h"
 #include "tool/values/PropertyText.h"
 
 namespace accountsettings {
@@ -120,9 +121,18 @@ void writeSection(Output& output, const Section& section, bool table,
   }
 }
 
+// Throws Prevented where a part could not be read.
+void requireRead(const std::vector<Section>& sections) {
+  const auto unread = std::find_if(sections.begin(), sections.end(),
+                                   [](const Section& each) { return !each.problem.empty(); });
+  if (unread != sections.end()) {
+    throw Prevented(unread->file, unread->problem, unread->nextStep, unread->code);
+  }
+}
+
 }  // namespace
 
-void ShowCommand::describe(OptionSet& options) {
+void ShowCommand::describeOwn(OptionSet& options) {
   options.argument("PATH", path_,
                    "A settings file, a device root or a backup; the --root where left out");
   options.list("--type", filter_.types, "TYPE", "Only accounts of this type (may be repeated)");
@@ -143,7 +153,7 @@ void ShowCommand::describe(OptionSet& options) {
       "A table of the accounts in a settings file that have mail switched on.");
 }
 
-ExitStatus ShowCommand::run(Session& session) {
+ExitStatus ShowCommand::runOnOne(Session& session) {
   const std::string path = path_.value_or(session.options.root);
   const bool isRoot = kindOfInput(path) == Input::Kind::DeviceRoot;
   if (isRoot) session.options.root = path;
@@ -172,13 +182,36 @@ ExitStatus ShowCommand::run(Session& session) {
     output.line("Why, and what to do about it: " +
                 (isRoot ? device.commandLine({"check"}) : device.commandLine({"check", path})));
   }
-  const auto unread = std::find_if(sections.begin(), sections.end(),
-                                   [](const Section& each) { return !each.problem.empty(); });
-  if (unread != sections.end()) {
-    throw Prevented(unread->file, unread->problem, unread->nextStep, unread->code);
-  }
+  requireRead(sections);
   if (unmatched) throw CommandFailure(*unmatched);
   return ExitStatus::Done;
+}
+
+FleetCommand ShowCommand::forMany() {
+  refuseForMany(path_.has_value(), "PATH");
+  refuseForMany(table_, "--table");
+  refuseForMany(all_, "--all");
+  refuseForMany(reveal_, "--reveal");
+  const auto work = [this](Session& session, DeviceResult& result) {
+    OpenedRoot device(session.options, DefaultLog::Nowhere);
+    device.requireDevice();
+    const Input input{Input::Kind::DeviceRoot, session.options.root, filesOfRoot()};
+    std::vector<Section> sections = sectionsOf(input);
+    const std::optional<CommandFailure> unmatched = filter_.unmatched(treesOf(sections));
+    std::size_t accounts = 0;
+    for (Section& section : sections) {
+      keepOnly(section.tree.accounts,
+               [&](const AccountNode& each) { return filter_.accepts(each); });
+      accounts += section.tree.accounts.size();
+      if (section.tree.version) result.versionBefore = section.tree.version;
+    }
+    result.accountsBefore = accounts;
+    result.bytes = sizeOf(device, input.files);
+    requireRead(sections);
+    if (unmatched) throw CommandFailure(*unmatched);
+    return ExitStatus::Done;
+  };
+  return {.name = "show", .work = work, .changesDevices = false, .listsDevices = true};
 }
 
 }  // namespace accountsettings

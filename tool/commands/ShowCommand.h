@@ -6,14 +6,15 @@
 #include <string>
 
 #include "tool/accounts/AccountFilter.h"
-#include "tool/frame/Command.h"
+#include "tool/fleet/DeviceCommand.h"
 
 namespace accountsettings {
 
-class ShowCommand : public Command {
- public:
-  void describe(OptionSet& options) override;
-  ExitStatus run(Session& session) override;
+class ShowCommand : public DeviceCommand {
+ protected:
+  void describeOwn(OptionSet& options) override;
+  ExitStatus runOnOne(Session& session) override;
+  FleetCommand forMany() override;
 
  private:
   std::optional<std::string> path_;

@@ -26,7 +26,7 @@ Result<HeldMigrationLock> take(const Output& output, OpenedRoot& device, const L
 }  // namespace
 
 void LockOption::describe(OptionSet& options) {
-  options.number("--wait", seconds, 0, 86400, "SECONDS",
+  options.number("--wait", given, 0, 86400, "SECONDS", std::to_string(otherwise),
                  "How long to wait for the migration lock; 0 refuses at once");
 }
 
@@ -36,9 +36,9 @@ std::function<void()> tellWaiting(const Output& output, OpenedRoot& device) {
 
 Prevented lockHeldFailure(OpenedRoot& device, const LockOption& option) {
   std::string why = "the migration lock is " + heldBy(device);
-  if (option.seconds > 0) {
-    why += ", and was for all of " +
-           counted(static_cast<std::size_t>(option.seconds), "second", "seconds");
+  if (const auto seconds = option.seconds().count(); seconds > 0) {
+    why +=
+        ", and was for all of " + counted(static_cast<std::size_t>(seconds), "second", "seconds");
   }
   return {device.shown(std::string(kAccountMigrationLockFilename)), why,
           "nothing was changed; try again when it has ended, or wait longer with --wait"};

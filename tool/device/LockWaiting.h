@@ -1,7 +1,9 @@
 // LockWaiting is how commands wait for the migration lock: for a bounded time, and not in silence.
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <optional>
 
 #include "staging/HeldMigrationLock.h"
 #include "tool/device/OpenedRoot.h"
@@ -12,10 +14,14 @@ namespace accountsettings {
 
 // The option --wait.
 struct LockOption {
-  int seconds = 60;
+  std::optional<int> given;
+  int otherwise = 60;
 
   void describe(OptionSet& options);
-  [[nodiscard]] std::chrono::milliseconds limit() const { return std::chrono::seconds(seconds); }
+  [[nodiscard]] std::chrono::milliseconds limit() const { return seconds(); }
+  [[nodiscard]] std::chrono::seconds seconds() const {
+    return std::chrono::seconds(given.value_or(otherwise));
+  }
 };
 
 // Says that the wait begins, and who holds the lock. Both must outlive what is answered.

@@ -25,7 +25,7 @@ using Json = nlohmann::json;
 constexpr std::string_view kFormat = "accountsettings.result";
 constexpr std::int64_t kFormatVersion = 1;
 
-constexpr std::array<std::string_view, 9> kOutcomes = {
+constexpr std::array<std::string_view, kDeviceOutcomes> kOutcomes = {
     "done",   "nothing-to-do", "completed", "answered-no", "refused",
     "broken", "crashed",       "timed-out", "interrupted"};
 
@@ -80,6 +80,7 @@ class LineReader {
     result.backup = optionalText("backup");
     if (const Json* earlier = member("doneEarlier")) result.doneEarlier = *earlier == true;
     result.report = optionalText("report");
+    result.page = optionalText("page");
     result.bytes = integer<std::uint64_t>("bytes");
     if (const Json* error = member("error")) result.error = problemIn(*error);
     result.signal = optionalText("signal");
@@ -198,8 +199,9 @@ std::string_view nameOf(DeviceOutcome outcome) {
   return wordFor(outcome, kOutcomes);
 }
 
-bool isDone(const DeviceResult& result) noexcept {
-  return result.status == ExitStatus::Done;
+bool isDone(DeviceOutcome outcome) noexcept {
+  return outcome == DeviceOutcome::Done || outcome == DeviceOutcome::NothingToDo ||
+         outcome == DeviceOutcome::Completed;
 }
 
 DeviceResult::Problem problemOf(const CommandFailure& failure, const std::string& advice) {
@@ -227,6 +229,7 @@ std::string lineOf(const DeviceResult& result) {
   if (!result.backup.empty()) line.set("backup", result.backup);
   if (result.doneEarlier) line.set("doneEarlier", true);
   if (!result.report.empty()) line.set("report", result.report);
+  if (!result.page.empty()) line.set("page", result.page);
   line.set("bytes", result.bytes);
   if (result.error) line.set("error", inWords(*result.error, result.status));
   if (!result.signal.empty()) line.set("signal", result.signal);

@@ -27,6 +27,8 @@ enum class DeviceOutcome {
   Interrupted   // the worker was ended with the whole run, before it changed anything
 };
 
+inline constexpr std::size_t kDeviceOutcomes = 9;
+
 // "done", "nothing-to-do", ...
 [[nodiscard]] std::string_view nameOf(DeviceOutcome outcome);
 
@@ -60,6 +62,7 @@ struct DeviceResult {
   std::string backup;                  // its name; empty where none was made
   bool doneEarlier = false;            // the backup tells that another run had done it already
   std::string report;                  // the file that was written about the device
+  std::string page;                    // its own page, relative to the results file
   std::optional<std::uint64_t> bytes;  // of the settings and legacy files that were read
   std::optional<Problem> error;
   std::string signal;              // that ended the worker, for example "SIGSEGV"
@@ -68,8 +71,8 @@ struct DeviceResult {
   std::chrono::microseconds took{};
 };
 
-// Whether the device needs no further run of the same command.
-[[nodiscard]] bool isDone(const DeviceResult& result) noexcept;
+// Whether the device needs neither a person nor another run of the same command.
+[[nodiscard]] bool isDone(DeviceOutcome outcome) noexcept;
 
 // Why the device was not done, and what to do about it.
 [[nodiscard]] DeviceResult::Problem problemOf(const CommandFailure& failure,

@@ -24,6 +24,7 @@ DeviceResult fullResult() {
   result.backup = "20260101T000000Z";
   result.doneEarlier = true;
   result.report = "/tmp/\xff";
+  result.page = "pages/1.html";
   result.bytes = 1234;
   result.error = {FailureCode::NoSpace, "no room", "make some", "/srv/x"};
   result.signal = "SIGSEGV";
@@ -55,6 +56,7 @@ TEST(DeviceResult, AllOfItIsReadBackFromItsLine) {
   EXPECT_EQ(read->backup, result.backup);
   EXPECT_TRUE(read->doneEarlier);
   EXPECT_EQ(read->report, result.report);
+  EXPECT_EQ(read->page, result.page);
   EXPECT_EQ(read->bytes, result.bytes);
   ASSERT_TRUE(read->error);
   EXPECT_EQ(read->error->code, FailureCode::NoSpace);
@@ -74,8 +76,9 @@ TEST(DeviceResult, WhatIsNotKnownIsNotInTheLine) {
   result.root = "/a";
   const std::string line = lineOf(result);
   EXPECT_EQ(schemaErrors("results.schema.json", line), "");
-  for (const char* key : {"fromVersion", "toVersion", "accountsBefore", "losses", "pending",
-                          "backup", "doneEarlier", "report", "bytes", "error", "signal", "notes"}) {
+  for (const char* key :
+       {"fromVersion", "toVersion", "accountsBefore", "losses", "pending", "backup", "doneEarlier",
+        "report", "page", "bytes", "error", "signal", "notes"}) {
     EXPECT_EQ(line.find(key), std::string::npos) << key;
   }
   const Result<DeviceResult> read = resultIn(line);

@@ -38,6 +38,8 @@ class Command {
   virtual ~Command() = default;
 
   virtual void describe(OptionSet& options) = 0;
+  // Whether --root may be given more than once.
+  [[nodiscard]] virtual bool takesManyRoots() const { return false; }
   // Does the work. Throws CommandFailure where it cannot.
   virtual ExitStatus run(Session& session) = 0;
 };

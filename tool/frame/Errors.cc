@@ -3,6 +3,8 @@
 
 #include <cerrno>
 
+#include "platform/AssertionFailure.h"
+
 namespace accountsettings {
 
 namespace {
@@ -96,5 +98,13 @@ CommandFailure::CommandFailure(ExitStatus status, std::string_view where, std::s
       path_(isPath(where, code_) ? where : ""),
       problem_(problemAt(where, why)),
       advice_(next) {}
+
+CommandFailure failureOf(const AssertionFailure& failure, bool changed) {
+  return {cutShort(changed), "",
+          failure.message() + " (" + failure.method() + " in " + failure.sourceFile() + ")",
+          std::string("the installation is incomplete: reinstall it") +
+              (changed ? ", and run the same command again" : ""),
+          FailureCode::Installation};
+}
 
 }  // namespace accountsettings

@@ -12,6 +12,8 @@
 
 namespace accountsettings {
 
+class AssertionFailure;
+
 // The numbers are a promise to scripts.
 enum class ExitStatus {
   Done = 0,
@@ -98,5 +100,12 @@ class WrongUsage : public CommandFailure {
   WrongUsage(std::string_view where, std::string_view why, std::string_view next = {})
       : CommandFailure(ExitStatus::Usage, where, why, next) {}
 };
+
+// How a command ends before its work is done; `changed` tells whether it had begun to change files.
+[[nodiscard]] constexpr ExitStatus cutShort(bool changed) noexcept {
+  return changed ? ExitStatus::Broken : ExitStatus::Prevented;
+}
+// The same as a failure, where the program or its plug-in is not what it should be.
+[[nodiscard]] CommandFailure failureOf(const AssertionFailure& failure, bool changed);
 
 }  // namespace accountsettings

@@ -62,28 +62,12 @@ std::string commandMeantBy(std::string_view word) {
   return "";
 }
 
-// The word as a shell reads it.
-std::string quotedForShell(const std::string& word) {
-  const auto isPlain = [](char letter) {
-    return std::isalnum(static_cast<unsigned char>(letter)) != 0 ||
-           std::string_view("_-./:@%+=,").find(letter) != std::string_view::npos;
-  };
-  if (!word.empty() && std::all_of(word.begin(), word.end(), isPlain)) return word;
-  std::string quoted = "'";
-  for (const char letter : word) {
-    if (letter == '\'') {
-      quoted += "'\\''";
-    } else {
-      quoted += letter;
-    }
-  }
-  return quoted + "'";
-}
-
 void addCommonOptions(CLI::App& app, CommonOptions& options) {
   app.add_option("--root", options.root, "The device root to work on")
       ->type_name("DIR")
       ->capture_default_str()
+      ->take_last()
+      ->each([&options](const std::string& root) { options.roots.push_back(root); })
       ->group("Common options");
   app.add_option("--config", options.config, "Host configuration, instead of the root's own")
       ->type_name("FILE")
@@ -136,6 +120,23 @@ CommonOptions formAskedFor(const std::vector<std::string>& arguments) {
   return options;
 }
 
+std::string quotedForShell(const std::string& word) {
+  const auto isPlain = [](char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) != 0 ||
+           std::string_view("_-./:@%+=,").find(letter) != std::string_view::npos;
+  };
+  if (!word.empty() && std::all_of(word.begin(), word.end(), isPlain)) return word;
+  std::string quoted = "'";
+  for (const char letter : word) {
+    if (letter == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += letter;
+    }
+  }
+  return quoted + "'";
+}
+
 std::string commandLineFor(const CommonOptions& options, const std::vector<std::string>& words) {
   std::string line = "accountsettings " + words.front();
   if (options.root != "/") line += " --root " + quotedForShell(options.root);
@@ -165,12 +166,12 @@ std::string adviceWithRoot(const CommonOptions& options, std::string_view advice
 }
 
 void OptionSet::flag(const std::string& names, bool& target, const std::string& help) {
-  app_.add_flag(names, target, help)->disable_flag_override();
+  app_.add_flag(names, target, help)->disable_flag_override()->group(group_);
 }
 
 void OptionSet::text(const std::string& names, std::optional<std::string>& target,
                      const std::string& valueName, const std::string& help) {
-  app_.add_option(names, target, help)->type_name(valueName);
+  app_.add_option(names, target, help)->type_name(valueName)->group(group_);
 }
 
 void OptionSet::number(const std::string& names, int& target, int least, int most,
@@ -178,12 +179,31 @@ void OptionSet::number(const std::string& names, int& target, int least, int mos
   app_.add_option(names, target, help)
       ->check(CLI::Range(least, most).description(""))
       ->type_name(valueName)
-      ->capture_default_str();
+      ->capture_default_str()
+      ->group(group_);
+}
+
+void OptionSet::number(const std::string& names, std::optional<int>& target, int least, int most,
+                       const std::string& valueName, const std::string& shown,
+                       const std::string& help) {
+  app_.add_option(names, target, help)
+      ->check(CLI::Range(least, most).description(""))
+      ->type_name(valueName)
+      ->default_str(shown)
+      ->group(group_);
 }
 
 void OptionSet::list(const std::string& names, std::vector<std::string>& target,
                      const std::string& valueName, const std::string& help) {
-  app_.add_option(names, target, help)->type_name(valueName)->allow_extra_args(false);
+  app_.add_option(names, target, help)
+      ->type_name(valueName)
+      ->allow_extra_args(false)
+      ->group(group_);
+}
+
+void OptionSet::several(const std::string& names, std::vector<std::string>& target,
+                        const std::string& valueName, const std::string& help) {
+  app_.add_option(names, target, help)->type_name(valueName)->group(group_);
 }
 
 void OptionSet::choice(const std::string& names, std::optional<std::string>& target,
@@ -192,7 +212,8 @@ void OptionSet::choice(const std::string& names, std::optional<std::string>& tar
   for (const std::string& each : choices) shown += (shown.empty() ? "" : "|") + each;
   app_.add_option(names, target, help)
       ->check(CLI::IsMember(choices).description(""))
-      ->type_name(shown);
+      ->type_name(shown)
+      ->group(group_);
 }
 
 void OptionSet::argument(const std::string& name, std::string& target, const std::string& help) {
@@ -253,6 +274,7 @@ void CommandLine::declareFor(const std::vector<std::string>& arguments) {
 }
 
 Command* CommandLine::parse(std::vector<std::string> arguments) {
+  options_.commandLine = arguments;
   askByOption(arguments);
   declareFor(arguments);
   putSubcommandFirst(arguments);
@@ -273,7 +295,12 @@ Command* CommandLine::parse(std::vector<std::string> arguments) {
     refuse(error.what());
   }
   options_.json = options_.json || options_.compact;
-  return commands_.at(selected().get_name()).get();
+  Command* const command = commands_.at(selected().get_name()).get();
+  if (options_.roots.size() > 1 && !command->takesManyRoots()) {
+    throw WrongUsage("--root", "this command works on one device root",
+                     "see accountsettings " + selected().get_name() + " --help");
+  }
+  return command;
 }
 
 void CommandLine::putSubcommandFirst(std::vector<std::string>& arguments) const {

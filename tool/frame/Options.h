@@ -23,16 +23,22 @@ struct Completion;
 // What every subcommand accepts.
 struct CommonOptions {
   std::string root = "/";
+  std::vector<std::string> roots;  // as --root gave them; empty where it was not given
   std::optional<std::string> config;
   bool json = false;
   bool noLimit = false;
   bool compact = false;  // JSON in one line
   std::string colour = "auto";
   std::optional<std::string> log;
+  // The arguments of the program, as they were given.
+  std::vector<std::string> commandLine;
 };
 
 // Whether the arguments of a wrong command line ask for JSON, and in which form.
 [[nodiscard]] CommonOptions formAskedFor(const std::vector<std::string>& arguments);
+
+// The word as a shell reads it.
+[[nodiscard]] std::string quotedForShell(const std::string& word);
 
 // The command line, for a shell, that runs the program with these words on the same device.
 [[nodiscard]] std::string commandLineFor(const CommonOptions& options,
@@ -52,9 +58,15 @@ class OptionSet {
             const std::string& valueName, const std::string& help);
   void number(const std::string& names, int& target, int least, int most,
               const std::string& valueName, const std::string& help);
+  // `shown` tells in the help what counts where it is left out.
+  void number(const std::string& names, std::optional<int>& target, int least, int most,
+              const std::string& valueName, const std::string& shown, const std::string& help);
   // May be given more than once.
   void list(const std::string& names, std::vector<std::string>& target,
             const std::string& valueName, const std::string& help);
+  // The same, and several values may follow it at once.
+  void several(const std::string& names, std::vector<std::string>& target,
+               const std::string& valueName, const std::string& help);
   // One of `choices`.
   void choice(const std::string& names, std::optional<std::string>& target,
               const std::vector<std::string>& choices, const std::string& help);
@@ -64,11 +76,14 @@ class OptionSet {
                 const std::string& help);
   void arguments(const std::string& name, std::vector<std::string>& target,
                  const std::string& help);
+  // The options that follow stand under this title in the help.
+  void group(const std::string& title) { group_ = title; }
   // A line of the help's examples.
   void example(const std::string& commandLine, const std::string& meaning);
 
  private:
   CLI::App& app_;
+  std::string group_ = "Options";
 };
 
 class CommandLine {

@@ -76,6 +76,17 @@ Output::Output(const CommonOptions& options)
       mayPage_(onTerminal_),
       columns_(onTerminal_ ? terminal::width() : std::numeric_limits<std::size_t>::max()) {}
 
+Output::Output(std::vector<std::string>& notes)
+    : json_(false),
+      compact_(false),
+      limited_(true),
+      onTerminal_(false),
+      coloured_(false),
+      watched_(false),
+      mayPage_(false),
+      columns_(std::numeric_limits<std::size_t>::max()),
+      keptNotes_(&notes) {}
+
 Output::~Output() = default;
 
 void Output::append(std::string_view text) {
@@ -173,6 +184,7 @@ std::string Output::startedAt() const {
 }
 
 void Output::note(std::string_view text) const {
+  if (keptNotes_ != nullptr) return keptNotes_->emplace_back(text), void();
   std::string all("accountsettings: ");
   all += visible(text);
   all += '\n';
@@ -195,6 +207,7 @@ ShownText Output::paint(Colour colour, const ShownText& text) const {
 }
 
 void Output::flush() {
+  if (keptNotes_ != nullptr) pending_.clear();
   if (pending_.empty()) return;
   if (mayPage_) {
     mayPage_ = false;
@@ -208,6 +221,11 @@ void Output::flush() {
     written_ = terminal::write(Stream::Output, pending_);
   }
   pending_.clear();
+}
+
+void Output::showNow() {
+  mayPage_ = false;
+  flush();
 }
 
 Status Output::finish(const std::string& root) {
@@ -236,6 +254,7 @@ Result<std::string> Output::documentText(std::string_view name, const Dictionary
                       {"root", root},
                       {"startedAt", startedAt()},
                       {"durationSeconds", took.count()}};
+  if (root.empty()) document.remove("root");
   for (const auto& entry : *fitted.value.dictionary()) document.set(entry.key(), entry.value());
   if (fitted.leftOut > 0) document.set("leftOut", fitted.leftOut);
   Result<std::string> json = toJson(document, compact_ ? JsonForm::Compact : JsonForm::Indented);

@@ -53,6 +53,9 @@ class Output {
   explicit Output(const CommonOptions& options);
   ~Output();
 
+  // Keeps the notes in `notes`, which must outlive it, and shows nothing; asks the system nothing.
+  explicit Output(std::vector<std::string>& notes);
+
   // Whether the command is to give one JSON document instead of text.
   [[nodiscard]] bool json() const noexcept { return json_; }
   // Whether standard output is a terminal, which must be shown nothing raw.
@@ -102,9 +105,12 @@ class Output {
   void progress(std::string_view text);
   [[nodiscard]] ShownText paint(Colour colour, const ShownText& text) const;
 
-  // Writes what is pending, and the document; `root` is the one that the command worked on. The
-  // error is that of the first text that could not be written, or that the document has no JSON
-  // form of a sensible size.
+  // Shows what was appended at once, and no part of it page by page.
+  void showNow();
+
+  // Writes what is pending, and the document; `root` is the one that the command worked on, empty
+  // for many. The error is that of the first text that could not be written, or that the document
+  // has no JSON form of a sensible size.
   Status finish(const std::string& root);
 
  private:
@@ -133,6 +139,7 @@ class Output {
   std::string pending_;
   std::optional<Document> document_;
   std::optional<Dictionary> error_;
+  std::vector<std::string>* keptNotes_ = nullptr;
   Status written_;
 };
 

@@ -109,6 +109,15 @@ std::vector<std::string> directoriesMadeBy(const StagedMigration& staged) {
   return directories;
 }
 
+std::uint64_t sizeOf(const InspectedFiles& files, RememberedFiles& before) {
+  std::uint64_t size = 0;
+  for (const InspectedFile* each : {&files.settings, &files.legacyExchange, &files.legacyMail}) {
+    if (!each->content) continue;
+    if (const Result<SharedBytes> bytes = before.readShared(each->name)) size += (*bytes)->size();
+  }
+  return size;
+}
+
 std::vector<StepRecord> recordsOf(const std::vector<StagedStep>& steps) {
   std::vector<StepRecord> records;
   records.reserve(steps.size());
@@ -203,6 +212,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   MigrationSummary summary;
   summary.root = device.options().root;
   summary.inputs = planInputs(device, staged.before());
+  summary.bytesRead = sizeOf(files, staged.before());
   summary.decision = decisionOn(files);
   summary.findings = inspectDevice(device, files);
   summary.legacyFiles = legacyFilesOf(files);

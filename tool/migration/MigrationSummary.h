@@ -75,7 +75,8 @@ struct MigrationSummary {
   bool daemonStopped = false;            // or was asked to, whatever came of the migration
   Findings findings;
   std::vector<PlanInput> inputs;
-  std::string backup;  // its name; empty where none was made
+  std::uint64_t bytesRead = 0;  // of the settings and the legacy files
+  std::string backup;           // its name; empty where none was made
 
   // Whether all that it does is to end an interrupted removal of the legacy files.
   [[nodiscard]] bool onlyEndsRemoval() const noexcept {

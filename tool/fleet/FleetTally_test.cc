@@ -1,0 +1,78 @@
+// Tests of what is counted and said of many devices.
+#include "tool/fleet/FleetTally.h"
+
+#include <gtest/gtest.h>
+
+#include "tool/fleet/FleetProgress.h"
+
+namespace accountsettings::testing {
+namespace {
+
+DeviceResult ended(DeviceOutcome outcome, ExitStatus status, int milliseconds = 1) {
+  DeviceResult result;
+  result.command = "migrate";
+  result.root = "/" + std::to_string(milliseconds);
+  result.outcome = outcome;
+  result.status = status;
+  result.took = std::chrono::milliseconds(milliseconds);
+  return result;
+}
+
+TEST(FleetTally, BrokenOutranksRefusedOutranksAnsweredNo) {
+  FleetTally tally;
+  EXPECT_EQ(tally.status(), ExitStatus::Done);
+  tally.add(ended(DeviceOutcome::Done, ExitStatus::Done));
+  EXPECT_EQ(tally.status(), ExitStatus::Done);
+  tally.add(ended(DeviceOutcome::AnsweredNo, ExitStatus::No));
+  EXPECT_EQ(tally.status(), ExitStatus::No);
+  tally.add(ended(DeviceOutcome::Done, ExitStatus::Pending));
+  EXPECT_EQ(tally.status(), ExitStatus::Pending);
+  tally.add(ended(DeviceOutcome::Refused, ExitStatus::Blocked));
+  EXPECT_EQ(tally.status(), ExitStatus::Blocked);
+  tally.add(ended(DeviceOutcome::Crashed, ExitStatus::Prevented));
+  EXPECT_EQ(tally.status(), ExitStatus::Prevented);
+  tally.add(ended(DeviceOutcome::Broken, ExitStatus::Broken));
+  EXPECT_EQ(tally.status(), ExitStatus::Broken);
+  tally.add(ended(DeviceOutcome::Refused, ExitStatus::Prevented));
+  tally.add(ended(DeviceOutcome::Done, ExitStatus::Done));
+  EXPECT_EQ(tally.status(), ExitStatus::Broken);
+  EXPECT_EQ(tally.devices(), 8U);
+  EXPECT_EQ(tally.countOf(DeviceOutcome::Done), 3U);
+  EXPECT_EQ(tally.countOf(DeviceOutcome::Refused), 2U);
+  EXPECT_EQ(tally.openCount(), 5U);
+}
+
+TEST(FleetTally, NamesTheSlowestAndTheFirstThatAreNotDone) {
+  FleetTally tally;
+  for (const int time : {5, 90, 20, 70, 10, 80, 60, 30}) {
+    tally.add(ended(DeviceOutcome::Refused, ExitStatus::Prevented, time));
+  }
+  std::vector<std::string> slowest;
+  for (const FleetTally::Slow& each : tally.slowest()) slowest.push_back(each.root);
+  EXPECT_EQ(slowest, (std::vector<std::string>{"/90", "/80", "/70", "/60", "/30"}));
+  for (int i = 0; i < 100; ++i) tally.add(ended(DeviceOutcome::TimedOut, ExitStatus::Prevented));
+  EXPECT_EQ(tally.openCount(), 108U);
+  ASSERT_EQ(tally.open().size(), FleetTally::kNamed);
+  EXPECT_EQ(tally.open().front().root, "/5");
+}
+
+TEST(FleetPace, TellsRateAndRemainingTime) {
+  using std::chrono::seconds;
+  EXPECT_EQ(inWords(FleetPace{0, 10, 0, seconds(1)}), "0 of 10 devices, 0 failed");
+  EXPECT_EQ(inWords(FleetPace{4000, 10000, 12, seconds(5)}),
+            "4000 of 10000 devices, 12 failed, 800 a second, 8 s left");
+  EXPECT_EQ(inWords(FleetPace{10, 1000, 0, seconds(1)}),
+            "10 of 1000 devices, 0 failed, 10 a second, 1 min 39 s left");
+  EXPECT_EQ(inWords(FleetPace{1, 10000, 0, seconds(1)}),
+            "1 of 10000 devices, 0 failed, 1 a second, 2 h 46 min left");
+}
+
+TEST(FleetPace, FillsItsBar) {
+  EXPECT_EQ(barOf({0, 10, 0, {}}, 4), "[....]");
+  EXPECT_EQ(barOf({5, 10, 0, {}}, 4), "[##..]");
+  EXPECT_EQ(barOf({10, 10, 0, {}}, 4), "[####]");
+  EXPECT_EQ(barOf({0, 0, 0, {}}, 4), "[####]");
+}
+
+}  // namespace
+}  // namespace accountsettings::testing
