@@ -48,6 +48,7 @@ class StepRecorder : public MigrationObserver {
   void didRunStep(std::string_view, const Array& accounts, bool result) override {
     steps_.back().after = sameOr(steps_.back().before, accounts);
     steps_.back().result = result;
+    if (progress_) progress_({});
   }
 
  private:

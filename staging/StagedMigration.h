@@ -36,7 +36,7 @@ struct StagedStep {
   bool result = true;
 };
 
-/// Told of each step's selector before it runs.
+/// Told of each step's selector before it runs, and of an empty one when it is over.
 using StepProgress = std::function<void(std::string_view selector)>;
 
 /// Why nothing came to be staged.

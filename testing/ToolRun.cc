@@ -111,6 +111,11 @@ ToolRun& ToolRun::withTimeLimit(unsigned seconds) {
   return *this;
 }
 
+ToolRun& ToolRun::withErrorsOnTerminal() {
+  errorsOnTerminal_ = true;
+  return *this;
+}
+
 ToolRun& ToolRun::onTerminal() {
   onTerminal_ = true;
   return *this;
@@ -154,8 +159,9 @@ void ToolRun::becomeTool(int in, int out, int err) const {
 }
 
 ToolResult ToolRun::run() {
-  Pipe in, err;
+  Pipe in;
   Pipe out(onTerminal_);
+  Pipe err(errorsOnTerminal_);
   // Before the tool can write.
   if (closedOutput_) out.closeRead();
   const pid_t child = ::fork();

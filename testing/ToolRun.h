@@ -42,6 +42,8 @@ class ToolRun {
   ToolRun& withTimeLimit(unsigned seconds);
   // Standard output is a terminal.
   ToolRun& onTerminal();
+  // Standard error is a terminal.
+  ToolRun& withErrorsOnTerminal();
   ToolRun& withInput(std::string text);
   ToolRun& withVariable(const std::string& name, const std::string& value);
 
@@ -61,6 +63,7 @@ class ToolRun {
   bool closedOutput_ = false;
   std::vector<int> missingStreams_;
   bool onTerminal_ = false;
+  bool errorsOnTerminal_ = false;
   std::string input_;
 };
 

@@ -10,6 +10,7 @@
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/AccountTree.h"
+#include "tool/frame/Progress.h"
 
 namespace accountsettings {
 namespace {
@@ -143,6 +144,7 @@ class Comparison {
     std::size_t last = 0;
     if (old.members.identicalTo(now.members)) return reordered;
     for (std::size_t i = 0; i < now.members.size(); ++i) {
+      if (now.parent == AccountPlace::kNoChild) countAccounts(i + 1);
       if (!now.members[i].dictionary()) continue;
       const AccountPlace place = now.place(i);
       const auto from = matching_.predecessorOf(place);

@@ -127,12 +127,17 @@ ExitStatus CheckCommand::runOnOne(Session& session) {
   if (isRoot) session.options.root = path;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   if (isRoot) device.requireDevice();
+  Output& output = session.output;
+  output.doing([] { return Doing{"Reading the files ...", placeIn("part", 1, 3)}; });
   const InspectedFiles files = isRoot ? filesOfRoot() : filesOf(kind, path, session.options);
+  output.doing([&] {
+    return Doing{"Judging the accounts ...", placeIn("part", 2, 3), accountsIn(files)};
+  });
   const Findings findings =
       isRoot ? inspectDevice(device, files) : findingsAlone(files, device, path);
+  output.doing([] { return Doing{"Looking for earlier runs ...", placeIn("part", 3, 3)}; });
   const Contents contents = contentsOf(files, isRoot ? &device : nullptr);
   const ShownPath shown = isRoot ? ShownPath::of(device) : ShownPath::onThisMachine();
-  Output& output = session.output;
   if (output.json()) {
     Dictionary document{{"source", Input{kind, path, {}}.forScripts()},
                         {"accounts", contents.accounts},

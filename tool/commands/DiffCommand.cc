@@ -95,12 +95,19 @@ void DiffCommand::describe(OptionSet& options) {
 }
 
 ExitStatus DiffCommand::run(Session& session) {
+  Output& output = session.output;
+  output.doing([&] { return Doing{"Reading " + old_ + " ...", placeIn("part", 1, 3)}; });
   Input before = openInput(old_, session.options);
+  output.doing([&] { return Doing{"Reading " + new_ + " ...", placeIn("part", 2, 3)}; });
   Input after = openInput(new_, session.options);
   const Dictionary old = contentOf(before, session);
-  Differences differences = differencesBetween(old, contentOf(after, session));
+  const Dictionary now = contentOf(after, session);
+  output.doing([&] {
+    return Doing{"Comparing the accounts ...", placeIn("part", 3, 3),
+                 old.arrayOrEmpty(kPlistAccountsKey).size()};
+  });
+  Differences differences = differencesBetween(old, now);
   const AccountCounts counts = countsOf(differences, old.arrayOrEmpty(kPlistAccountsKey));
-  Output& output = session.output;
   if (output.json()) {
     output.document("diff", {{"old", before.forScripts()},
                              {"new", after.forScripts()},

@@ -13,6 +13,7 @@
 #include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/migration/MigrationChanges.h"
+#include "tool/migration/MigrationProgress.h"
 #include "tool/migration/MigrationSummaryText.h"
 
 namespace accountsettings {
@@ -21,7 +22,7 @@ namespace {
 
 void show(Output& output, const MigrationSummary& summary, const ShownPath& shown,
           const SummaryTextOptions& options) {
-  output.progress("");
+  output.done();
   if (!output.json()) return writeSummary(output, summary, shown, options);
   output.document("migrate", summaryForScripts(summary, shown));
 }
@@ -156,11 +157,9 @@ StagedMigrationOptions MigrateCommand::optionsFor(Session& session, OpenedRoot& 
   options.keep = static_cast<std::size_t>(keep_);
   options.acceptBrokenRun = acceptLoss_;
   options.madeBy = kToolVersion;
-  const std::string doing = dryRun_ ? "Rehearsing: " : "Migrating: ";
-  options.progress = [&session, doing](std::string_view step) {
-    session.output.progress(doing + std::string(meaningOfStep(step)) + " ...");
-  };
+  options.progress = stepProgress(session.output, device, dryRun_ ? "Rehearsing" : "Migrating");
   options.willCommit = [&session] {
+    session.output.doing([] { return Doing{"Writing, with a backup of what was there ..."}; });
     session.interrupts.emplace();
     session.changed = true;
   };
@@ -175,6 +174,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
   const auto planned = plan_ ? std::optional(readPlanInputs(*plan_)) : std::nullopt;
   StagedMigrationOptions options = optionsFor(session, device);
   options.judge = [&](StagedMigration& staged) {
+    session.output.doing([&] { return doingJudgementOf(staged); });
     summary = summaryOf(device, staged, acceptLoss_);
     if (planned) changed = changedSince(*planned, summary.inputs, device);
     return !changed && summary.outcome != SummaryOutcome::Refused;
@@ -220,7 +220,7 @@ ExitStatus MigrateCommand::runOnOne(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   device.requireDevice();
-  output.progress("Looking at the settings ...");
+  output.doing([] { return Doing{"Reading the settings ..."}; });
   const MigrationSummary summary = migrate(session, device);
 
   const ShownPath shown = ShownPath::of(device);

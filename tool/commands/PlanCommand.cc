@@ -41,7 +41,7 @@ ExitStatus PlanCommand::runOnOne(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
   const ShownPath shown = ShownPath::of(device);
-  MigrationSummary plan = planMigration(device);
+  MigrationSummary plan = planMigration(device, session.output);
   Output& output = session.output;
   if (out_) {
     const Result<std::string> text = session.output.documentText(
@@ -67,7 +67,7 @@ FleetCommand PlanCommand::forMany() {
   const auto work = [this](Session& session, DeviceResult& result) {
     OpenedRoot device(session.options, DefaultLog::Nowhere);
     device.requireDevice();
-    const MigrationSummary plan = planMigration(device);
+    const MigrationSummary plan = planMigration(device, session.output);
     tellSummary(result, plan);
     if (!plan.problems.empty()) {
       result.error = {FailureCode::Blocked, plan.problems.front(),

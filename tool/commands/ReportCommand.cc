@@ -44,6 +44,9 @@ class ReportMaker {
   }
 
   Dictionary make(const std::optional<std::string>& logFile) {
+    output_.doing([&] {
+      return Doing{"Replacing what is personal ...", placeIn("part", 2, 3), accountsIn(files_)};
+    });
     Dictionary report{{"toolVersion", kToolVersion},
                       {"currentVersion", AccountsManager::currentVersion()},
                       {"files", fileFacts()},
@@ -51,6 +54,7 @@ class ReportMaker {
                       {"legacyMail", contentOf(files_.legacyMail)},
                       {"legacyExchange", contentOf(files_.legacyExchange)}};
     addPlan(report);
+    output_.doing([] { return Doing{"Collecting the rest ...", placeIn("part", 3, 3)}; });
     report.set("backups", PropertyList(backups()));
     report.set("records", PropertyList(records()));
     if (logFile) report.set("log", PropertyList(logLines(*logFile)));
@@ -90,7 +94,7 @@ class ReportMaker {
 
   void addPlan(Dictionary& report) {
     try {
-      MigrationSummary plan = planMigration(device_);
+      MigrationSummary plan = planMigration(device_, output_);
       // Where somebody keeps the device root is nobody's business.
       plan.root = "/";
       for (Finding& each : plan.findings) each.action = each.kind->action;
@@ -152,6 +156,7 @@ void ReportCommand::describe(OptionSet& options) {
 }
 
 ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& device) const {
+  session.output.doing([] { return Doing{"Reading the accounts ...", placeIn("part", 1, 3)}; });
   ReportMaker maker(device, session.output);
   const Dictionary report = maker.make(logFile_);
   const Result<std::string> text = session.output.documentText("report", report, "/");
@@ -161,9 +166,11 @@ ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& d
 }
 
 ReportCommand::Counts ReportCommand::writePage(Session& session, OpenedRoot& device) const {
-  const DevicePage page = devicePage(device, {.madeAt = session.output.startedAt(),
-                                              .reveal = reveal_,
-                                              .isLimited = !session.options.noLimit});
+  const DevicePage page = devicePage(device,
+                                     {.madeAt = session.output.startedAt(),
+                                      .reveal = reveal_,
+                                      .isLimited = !session.options.noLimit},
+                                     session.output);
   writeFile(*html_, page.text);
   return page.replaced;
 }

@@ -287,7 +287,13 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
   session.interrupts.emplace();
   std::optional<MadeBackup> own;
   if (filesToChange(restored.steps) > 0) {
+    session.output.doing([] { return Doing{"Keeping what is there ...", placeIn("part", 2, 3)}; });
     if (!noBackup_) own = kept(device, manifest);
+    session.output.doing([&] {
+      return Doing{
+          "Putting back " + counted(filesToChange(restored.steps), "file", "files") + " ...",
+          placeIn("part", 3, 3)};
+    });
     session.changed = true;
     lock.keepFile();
     carryOut(device, manifest, restored.steps, own);
@@ -350,6 +356,7 @@ ExitStatus RestoreCommand::run(Session& session) {
   if (prune_) return prune(session, device);
 
   const BackupManifest manifest = chosenBackup(device);
+  session.output.doing([] { return Doing{"Verifying the backup ...", placeIn("part", 1, 3)}; });
   Restored restored{prepared(device, manifest), ""};
   if (!dryRun_) restored = putBack(session, device, manifest);
   show(session.output, device, manifest, restored);

@@ -120,7 +120,7 @@ class Fleet {
 
   // The program is asked to end: what is under way is brought to its end, unless it is asked again.
   void interrupt(Workers& workers) {
-    output_.progress("");
+    output_.drawLine("");
     if (summary_.interrupted) {
       killed_ = true;
       return workers.killAll();
@@ -141,7 +141,7 @@ class Fleet {
   void tell(const DeviceResult& result, std::string_view line) {
     summary_.tally.add(result);
     if (command_.listsDevices && !output_.json()) {
-      output_.progress("");
+      output_.drawLine("");
       output_.line(inWords(result));
       if (output_.onTerminal()) output_.showNow();
     }

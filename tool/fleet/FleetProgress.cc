@@ -52,14 +52,14 @@ void FleetProgress::show(std::size_t ended, std::size_t failed) {
   next_ = now + pause_;
   const FleetPace pace{ended, devices_, failed, now - started_};
   if (output_.watched()) {
-    output_.progress(barOf(pace, kBar) + " " + inWords(pace));
+    output_.drawLine(barOf(pace, kBar) + " " + inWords(pace));
   } else {
     output_.note(inWords(pace));
   }
 }
 
 void FleetProgress::end() {
-  output_.progress("");
+  output_.drawLine("");
 }
 
 std::chrono::duration<double> FleetProgress::time() const {

@@ -26,21 +26,20 @@ std::string_view codeOf(Colour colour) {
   return wordFor<Colour, 7>(colour, {"0", "1", "2", "31", "32", "33", "34"});
 }
 
-bool isCapableTerminal() {
+bool isCapableTerminal(Stream stream) {
   const char* kind = std::getenv("TERM");
-  return kind != nullptr && std::string_view(kind) != "dumb" &&
-         terminal::isTerminal(Stream::Output);
+  return kind != nullptr && std::string_view(kind) != "dumb" && terminal::isTerminal(stream);
 }
 
 bool colourWanted(std::string_view when) {
   if (when != "auto") return when == "always";
   const char* noColour = std::getenv("NO_COLOR");
-  return (noColour == nullptr || *noColour == '\0') && isCapableTerminal();
+  return (noColour == nullptr || *noColour == '\0') && isCapableTerminal(Stream::Output);
 }
 
 // The command that shows long output page by page; empty where there is to be none.
 std::string pagerCommand() {
-  if (!isCapableTerminal()) return "";
+  if (!isCapableTerminal(Stream::Output)) return "";
   for (const char* variable : {"ACCOUNTSETTINGS_PAGER", "PAGER"}) {
     if (const char* command = std::getenv(variable)) {
       return std::string_view(command) == "cat" ? "" : command;
@@ -72,9 +71,10 @@ Output::Output(const CommonOptions& options)
       limited_(!options.noLimit),
       onTerminal_(terminal::isTerminal(Stream::Output)),
       coloured_(!json_ && colourWanted(options.colour)),
-      watched_(!json_ && terminal::isTerminal(Stream::Errors)),
       mayPage_(onTerminal_),
-      columns_(onTerminal_ ? terminal::width() : std::numeric_limits<std::size_t>::max()) {}
+      columns_(onTerminal_ ? terminal::width(Stream::Output)
+                           : std::numeric_limits<std::size_t>::max()),
+      watched_(!json_ && isCapableTerminal(Stream::Errors)) {}
 
 Output::Output(std::vector<std::string>& notes)
     : json_(false),
@@ -82,9 +82,9 @@ Output::Output(std::vector<std::string>& notes)
       limited_(true),
       onTerminal_(false),
       coloured_(false),
-      watched_(false),
       mayPage_(false),
       columns_(std::numeric_limits<std::size_t>::max()),
+      watched_(false),
       keptNotes_(&notes) {}
 
 Output::~Output() = default;
@@ -157,7 +157,6 @@ PropertyList Output::fitting(const PropertyList& value) {
 
 void Output::tellLeftOut(std::uint64_t values) {
   if (values == 0 || std::exchange(toldOfLimit_, true)) return;
-  progress("");
   note(counted(values, "value is", "values are") +
        " left out, which the file stores once and shares often; --no-limit spells them out");
 }
@@ -167,7 +166,7 @@ void Output::document(std::string_view name, const Dictionary& content) {
 }
 
 void Output::failure(const CommandFailure& failure, std::string_view advice) {
-  progress("");
+  done();
   std::string text = failure.problem();
   if (!advice.empty()) text.append("; ").append(advice);
   note(text);
@@ -188,14 +187,15 @@ void Output::note(std::string_view text) const {
   std::string all("accountsettings: ");
   all += visible(text);
   all += '\n';
+  if (progress_) return progress_->note(all);
   static_cast<void>(terminal::write(Stream::Errors, all));  // nowhere is left to complain to
 }
 
-void Output::progress(std::string_view text) {
-  if (!watched_ || (text.empty() && !progressShown_)) return;
-  progressShown_ = !text.empty();
+void Output::drawLine(std::string_view text) {
+  if (!watched_ || (text.empty() && !lineDrawn_)) return;
+  lineDrawn_ = !text.empty();
   std::string all("\r\033[K");
-  all += cutTo(text, terminal::width() - 1);
+  all += cutTo(text, terminal::width(Stream::Errors) - 1);
   static_cast<void>(terminal::write(Stream::Errors, all));
 }
 
@@ -207,6 +207,7 @@ ShownText Output::paint(Colour colour, const ShownText& text) const {
 }
 
 void Output::flush() {
+  done();  // what is shown now stands in its place
   if (keptNotes_ != nullptr) pending_.clear();
   if (pending_.empty()) return;
   if (mayPage_) {
@@ -216,6 +217,7 @@ void Output::flush() {
     }
   }
   if (pager_) {
+    watched_ = false;
     pager_->write(pending_);
   } else if (written_) {
     written_ = terminal::write(Stream::Output, pending_);

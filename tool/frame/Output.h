@@ -19,6 +19,7 @@
 #include "plist/Visible.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Options.h"
+#include "tool/frame/Progress.h"
 #include "tool/frame/Terminal.h"
 
 namespace accountsettings {
@@ -60,9 +61,6 @@ class Output {
   [[nodiscard]] bool json() const noexcept { return json_; }
   // Whether standard output is a terminal, which must be shown nothing raw.
   [[nodiscard]] bool onTerminal() const noexcept { return onTerminal_; }
-  // Whether a person watches, so that progress may be shown.
-  [[nodiscard]] bool watched() const noexcept { return watched_; }
-
   // How many columns a line may take: those of the terminal, or as many as it likes elsewhere.
   [[nodiscard]] std::size_t columns() const noexcept { return columns_; }
 
@@ -101,8 +99,21 @@ class Output {
   [[nodiscard]] std::string startedAt() const;
   // Writes a line to standard error at once.
   void note(std::string_view text) const;
-  // Shows `text` in place of the last progress line on the terminal; an empty one removes it.
-  void progress(std::string_view text);
+  // Tells whoever watches what is being done, in the place of what was before. Nothing is formed
+  // where nobody does: `doing` answers a Doing.
+  template <class Form>
+  void doing(const Form& form) {
+    if (!watched_) return;
+    if (!progress_) progress_ = std::make_unique<Progress>();
+    progress_->show(form());
+  }
+  // Nothing is being done any more that takes its time.
+  void done() noexcept { progress_.reset(); }
+  // Whether somebody looks at what is drawn on the terminal behind standard error.
+  [[nodiscard]] bool watched() const noexcept { return watched_; }
+  // Draws a line there in the place of the one before; an empty text takes that away. For who draws
+  // often of itself, and may start no thread, as before a fork.
+  void drawLine(std::string_view text);
   [[nodiscard]] ShownText paint(Colour colour, const ShownText& text) const;
 
   // Shows what was appended at once, and no part of it page by page.
@@ -129,11 +140,12 @@ class Output {
   bool toldOfLimit_ = false;
   bool onTerminal_;
   bool coloured_;
-  bool watched_;
   bool mayPage_;
   std::size_t columns_;
   std::unique_ptr<terminal::Pager> pager_;
-  bool progressShown_ = false;
+  bool watched_;
+  bool lineDrawn_ = false;
+  std::unique_ptr<Progress> progress_;  // none unless something is being done that is watched
   std::chrono::system_clock::time_point startedAt_ = std::chrono::system_clock::now();
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   std::string pending_;

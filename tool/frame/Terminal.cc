@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <sstream>
 
 namespace accountsettings::terminal {
@@ -57,9 +58,9 @@ bool isTerminal(Stream stream) noexcept {
   return isatty(descriptor(stream)) == 1;
 }
 
-std::size_t width() noexcept {
+std::size_t width(Stream stream) noexcept {
   winsize size{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+  if (ioctl(descriptor(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
   return size.ws_col;
 }
 
@@ -149,6 +150,24 @@ InterruptsHeld::~InterruptsHeld() {
     sigaction(kEndingSignals[i], &actionsBefore[i], nullptr);
   }
   if (heldSignal != 0) raise(heldSignal);
+}
+
+std::thread threadWithoutSignals(const std::function<void()>& work) {
+  // A thread begins with what the one that begins it has blocked.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
+  std::thread thread;
+  std::exception_ptr failure;
+  try {
+    thread = std::thread(work);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (failure) std::rethrow_exception(failure);
+  return thread;
 }
 
 }  // namespace accountsettings::terminal

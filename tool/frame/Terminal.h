@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "plist/Result.h"
 
@@ -14,8 +16,8 @@ namespace accountsettings::terminal {
 enum class Stream { Output, Errors };
 
 [[nodiscard]] bool isTerminal(Stream stream) noexcept;
-// Columns of the terminal behind standard output; 80 where there is none.
-[[nodiscard]] std::size_t width() noexcept;
+// Columns of the terminal behind a stream; 80 where there is none, or it does not tell.
+[[nodiscard]] std::size_t width(Stream stream) noexcept;
 // Writes everything, also to a slow pipe.
 Status write(Stream stream, std::string_view text);
 // Keeps a stream that was closed before the program began from being the number of a file that it
@@ -65,5 +67,9 @@ class InterruptsHeld {
   InterruptsHeld(const InterruptsHeld&) = delete;
   InterruptsHeld& operator=(const InterruptsHeld&) = delete;
 };
+
+// Begins a thread that no signal reaches: this one goes on to get them. Throws std::system_error
+// where the system gives none.
+[[nodiscard]] std::thread threadWithoutSignals(const std::function<void()>& work);
 
 }  // namespace accountsettings::terminal

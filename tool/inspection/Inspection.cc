@@ -112,6 +112,12 @@ InspectedFiles filesOfRoot(const std::optional<Dictionary>& settings) {
           fileAt(daAccountPath()), fileAt(mailAccountsPath())};
 }
 
+std::size_t accountsIn(const InspectedFiles& files) {
+  const auto& settings = files.settings.content;
+  const Dictionary* root = settings && *settings ? (*settings)->dictionary() : nullptr;
+  return root == nullptr ? 0 : root->arrayOrEmpty(kPlistAccountsKey).size();
+}
+
 Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files) {
   InspectedFiles judged = files;
   if (ProcessContext::current().platform().files.exists(removalSentinelPath()).isThere()) {

@@ -68,6 +68,8 @@ struct InspectedFiles {
 // Those of the root that ProcessContext::current() stands on. `settings` is what the settings file
 // holds, where somebody has read it already.
 [[nodiscard]] InspectedFiles filesOfRoot(const std::optional<Dictionary>& settings = {});
+// How many top-level accounts the settings list.
+[[nodiscard]] std::size_t accountsIn(const InspectedFiles& files);
 // Everything of the device root: settings file, legacy files, sentinel, lock, leftovers, in this
 // order.
 [[nodiscard]] Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files);

@@ -16,6 +16,7 @@
 #include "store/InBatches.h"
 #include "store/LoadProblems.h"
 #include "tool/accounts/AccountTree.h"
+#include "tool/frame/Progress.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {
@@ -50,6 +51,7 @@ class SettingsInspection {
     std::size_t index = 0;
     visitInBatches(list.begin(), list.end(), fetchDescription, [&](const PropertyList& account) {
       inspectTopLevel(account, accountLabel(account, index++));
+      countAccounts(index);
     });
   }
 

@@ -14,6 +14,7 @@
 #include "tool/backup/DeviceInspection.h"
 #include "tool/frame/Words.h"
 #include "tool/inspection/FindingsText.h"
+#include "tool/migration/MigrationProgress.h"
 
 namespace accountsettings {
 namespace {
@@ -242,10 +243,13 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   return summary;
 }
 
-MigrationSummary planMigration(OpenedRoot& device) {
+MigrationSummary planMigration(OpenedRoot& device, Output& output) {
   MigrationSummary summary;
   StagedMigrationOptions options;
+  output.doing([] { return Doing{"Reading the settings ..."}; });
+  options.progress = stepProgress(output, device, "Rehearsing");
   options.judge = [&](StagedMigration& staged) {
+    output.doing([&] { return doingJudgementOf(staged); });
     summary = summaryOf(device, staged);
     return summary.outcome != SummaryOutcome::Refused;
   };

@@ -12,6 +12,7 @@
 #include "platform/Processes.h"
 #include "staging/MigrateStaged.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Output.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/inspection/LegacyForecast.h"
 #include "tool/migration/Ledger.h"
@@ -90,8 +91,9 @@ struct MigrationSummary {
                                          bool acceptLoss = false);
 
 // What `migrate` would do now, without taking a lock and without touching anything. Throws
-// Prevented where there is no plug-in, or an input does not come to rest.
-[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device);
+// Prevented where there is no plug-in, or an input does not come to rest. `output` tells how far it
+// has come.
+[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device, Output& output);
 
 // The same migration where planStaged() made `outcome` of it; the system's log lines go to the
 // device's log. Throws as planMigration() does.

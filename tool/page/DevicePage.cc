@@ -258,9 +258,9 @@ Dictionary dataOf(const PageContext& page, const std::string& madeAt) {
 
 }  // namespace
 
-DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options) {
+DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options, Output& output) {
   const InspectedFiles files = filesOfRoot();
-  const DeviceStory story = storyOf(device, files);
+  const DeviceStory story = storyOf(device, files, output);
   Redactor redactor;
   if (!options.reveal) {
     learnDevice(redactor, device, files);

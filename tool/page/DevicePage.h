@@ -7,6 +7,7 @@
 
 #include "tool/accounts/Redactor.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Output.h"
 
 namespace accountsettings {
 
@@ -22,6 +23,7 @@ struct DevicePage {
 };
 
 // Throws Prevented where the backups cannot be read.
-[[nodiscard]] DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options);
+[[nodiscard]] DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options,
+                                    Output& output);
 
 }  // namespace accountsettings

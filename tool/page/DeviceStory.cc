@@ -40,20 +40,20 @@ std::vector<PlanInput> sumsOf(OpenedRoot& device) {
   }
 }
 
-void addPlan(DeviceStory& story, OpenedRoot& device) {
+void addPlan(DeviceStory& story, OpenedRoot& device, Output& output) {
   try {
-    story.migration = planMigration(device);
+    story.migration = planMigration(device, output);
   } catch (const CommandFailure& failure) {
     story.problem = failure.what();
   }
 }
 
-void addWhatWasDone(DeviceStory& story, OpenedRoot& device) {
+void addWhatWasDone(DeviceStory& story, OpenedRoot& device, Output& output) {
   Result<MigrationSummary> done = migrationAgain(device, *story.backup);
   if (!done) {
     story.problem = "What the backup " + story.backup->name +
                     " tells cannot be followed: " + done.error().message;
-    return addPlan(story, device);
+    return addPlan(story, device, output);
   }
   story.migration = std::move(*done);
   story.isPlanned = false;
@@ -65,7 +65,7 @@ const std::optional<Dictionary>& DeviceStory::settingsAfter() const {
   return migration && isPlanned ? migration->settingsAfter : settings;
 }
 
-DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files) {
+DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files, Output& output) {
   DeviceStory story;
   story.backup = newestBackupOf(device);
   story.findings = inspectDevice(device, files);
@@ -77,9 +77,9 @@ DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files) {
   }
   const bool isOfMigration = story.backup && !story.backup->restoreOf() && !story.backup->isOpen();
   if (isOfMigration && story.damaged.empty() && !decisionOn(device, files).pending()) {
-    addWhatWasDone(story, device);
+    addWhatWasDone(story, device, output);
   } else {
-    addPlan(story, device);
+    addPlan(story, device, output);
   }
   return story;
 }

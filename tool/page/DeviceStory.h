@@ -8,6 +8,7 @@
 
 #include "staging/BackupManifest.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/frame/Output.h"
 #include "tool/inspection/Inspection.h"
 #include "tool/migration/MigrationSummary.h"
 #include "tool/migration/PlanInputs.h"
@@ -39,7 +40,7 @@ struct DeviceStory {
 };
 
 // `files` are those of the device. A migration that is pending is told rather than the last one.
-// Touches nothing. Throws Prevented where the backups cannot be read.
-[[nodiscard]] DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files);
+// `output` tells how far it is. Touches nothing. Throws Prevented where the backups cannot be read.
+[[nodiscard]] DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files, Output& output);
 
 }  // namespace accountsettings
