@@ -118,6 +118,19 @@ void endWhereItSleeps(pid_t child) {
   ::close(process);
 }
 
+Told inUnwaitingChild(const std::function<int()>& body, testing::DiskPlan plan) {
+  const CaughtWords words;
+  const pid_t child = begin(
+      [&] {
+        const rlimit work{kWork, kWork};
+        ::setrlimit(RLIMIT_CPU, &work);
+        return body();
+      },
+      std::move(plan), words);
+  endWhereItSleeps(child);
+  return end(child, words);
+}
+
 std::vector<testing::DiskChange> recorded(const std::function<int()>& body) {
   const int file = ::memfd_create("changes", MFD_CLOEXEC);
   (void)inChild(
@@ -142,16 +155,11 @@ Told runProgram(const std::vector<std::string>& arguments, testing::DiskPlan pla
 }
 
 Told runUnwaiting(const std::vector<std::string>& arguments, testing::DiskPlan plan) {
-  const CaughtWords words;
-  const pid_t child = begin(
-      [&] {
-        const rlimit work{kWork, kWork};
-        ::setrlimit(RLIMIT_CPU, &work);
-        return callMain(arguments);
-      },
-      std::move(plan), words);
-  endWhereItSleeps(child);
-  return end(child, words);
+  return inUnwaitingChild([&] { return callMain(arguments); }, std::move(plan));
+}
+
+bool noticesWaits() {
+  return inUnwaitingChild([] { return ::pause(); }, {}).status == 1000 + SIGALRM;
 }
 
 Told runOtherProgram(const std::vector<std::string>& words) {

@@ -17,6 +17,8 @@ namespace accountsettings::faults {
 // second or two, one that works on without an end by SIGXCPU.
 [[nodiscard]] Told runUnwaiting(const std::vector<std::string>& arguments,
                                 testing::DiskPlan plan = {});
+// Whether a child that waits is ended so.
+[[nodiscard]] bool noticesWaits();
 // Runs another program, which the PATH leads to.
 [[nodiscard]] Told runOtherProgram(const std::vector<std::string>& words);
 

@@ -371,6 +371,7 @@ void Campaign::tryHostileImages() {
   figures_["exchange"].possible = images.size();
   std::shuffle(images.begin(), images.end(), random_);
   makeOutside(directory_.path() / "outside");
+  if (!noticesWaits()) throw std::runtime_error("a program that waits would not be noticed");
   for (const Image& each : images) {
     if (timeIsUp(kImages)) return;
     if (!isMine()) continue;
