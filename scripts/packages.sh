@@ -43,4 +43,4 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" clang-14 lld-14 llvm-14 libclang-rt-14-dev clang-tidy-14
                clang-format-14 libgtest-dev libgmock-dev libbenchmark-dev python3
                python3-jsonschema dbus-daemon dpkg-dev doxygen zsh fish
-               debhelper lintian abigail-tools)
+               debhelper lintian abigail-tools chromium-headless-shell)

@@ -22,6 +22,7 @@
 #include "tool/migration/MigrationSummaryText.h"
 #include "tool/migration/RecordFiles.h"
 #include "tool/page/DevicePage.h"
+#include "tool/page/FleetPage.h"
 #include "tool/values/ReadFile.h"
 
 namespace accountsettings {
@@ -143,6 +144,10 @@ void ReportCommand::describe(OptionSet& options) {
   options.text("--html", html_, "FILE",
                "Where to write a page for people: the accounts before and after, what was dropped "
                "and why, findings, steps and the backup");
+  options.list(
+      "--results", results_, "FILE",
+      "With --html: a page about the devices of a results file instead, with a row for each "
+      "(may be repeated)");
   options.flag("--reveal", reveal_,
                "Show names, users and hosts on the page; passwords and tokens stay out of it");
   options.text("--include-log", logFile_, "FILE",
@@ -151,8 +156,6 @@ void ReportCommand::describe(OptionSet& options) {
                   "Collects what support needs, with everything personal replaced.");
   options.example("accountsettings report --root old --html old.html",
                   "A page about what a migration did or would do, for any browser.");
-  options.example("accountsettings report --root old --out old.json --include-log migration.log",
-                  "The report after a migration, with the lines of its log.");
 }
 
 ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& device) const {
@@ -175,16 +178,38 @@ ReportCommand::Counts ReportCommand::writePage(Session& session, OpenedRoot& dev
   return page.replaced;
 }
 
+void ReportCommand::writeFleetPage(Session& session) const {
+  const std::vector<FleetDevice> devices = devicesIn(results_);
+  writeFile(*html_, fleetPage(devices, {.madeAt = session.output.startedAt(),
+                                        .file = *html_,
+                                        .isLimited = !session.options.noLimit}));
+  session.changed = true;
+  if (session.output.json()) {
+    session.output.document("report-summary", {{"file", *html_}, {"replaced", Array()}});
+  } else {
+    session.output.line("Wrote " + *html_ + " about " +
+                        counted(devices.size(), "device", "devices") + ".");
+  }
+}
+
 void ReportCommand::requireOneFile() const {
   const char* const help = "see accountsettings report --help";
   if (!out_ && !html_) throw WrongUsage("--out", "the file to write is needed", help);
   if (out_ && html_) throw WrongUsage("--html", "one run writes one file, not --out too", help);
   if (reveal_ && !html_) throw WrongUsage("--reveal", "only a page may show all", help);
+  if (!results_.empty() && !html_) throw WrongUsage("--results", "it is for a page", help);
+  if (!results_.empty() && root_) throw WrongUsage("--results", "it names the devices", help);
+  if (!results_.empty() && reveal_)
+    throw WrongUsage("--reveal", "results are shown as they are", help);
   if (logFile_ && !out_) throw WrongUsage("--include-log", "a page holds no log", help);
 }
 
 ExitStatus ReportCommand::run(Session& session) {
   requireOneFile();
+  if (!results_.empty()) {
+    writeFleetPage(session);
+    return ExitStatus::Done;
+  }
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();

@@ -24,11 +24,13 @@ class ReportCommand : public Command {
   // Each writes its file and answers what was replaced in it.
   Counts writeReport(Session& session, OpenedRoot& device) const;
   Counts writePage(Session& session, OpenedRoot& device) const;
+  void writeFleetPage(Session& session) const;
   void tell(Output& output, const std::string& file, const Counts& counts) const;
 
   std::optional<std::string> root_;
   std::optional<std::string> out_;
   std::optional<std::string> html_;
+  std::vector<std::string> results_;
   bool reveal_ = false;
   std::optional<std::string> logFile_;
 };

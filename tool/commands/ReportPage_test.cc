@@ -316,6 +316,10 @@ TEST_F(ReportPage, WritesOneFileOrNone) {
   root.putSettings(12, {mailAccount("plain")});
   EXPECT_EQ(run({"--out", directory.path() / "x"}).status, 2);
   EXPECT_EQ(run({"--include-log", file()}).status, 2);
+  EXPECT_EQ(run({"--results", file(), "--reveal"}).status, 2);
+  EXPECT_EQ(runTool({"report", "--results", file(), "--out", file()}).status, 2);
+  EXPECT_EQ(runTool({"report", root.path(), "--results", file(), "--html", file()}).status, 2);
+  EXPECT_EQ(runTool({"report", "--results", file(), "--html", file()}).status, 3);
   EXPECT_FALSE(fs::exists(file()));
   EXPECT_EQ(runTool({"report", root.at("/nothing"), "--html", file()}).status, 3);
   EXPECT_EQ(runTool({"report", root.path(), "--html", root.path()}).status, 3);

@@ -21,11 +21,6 @@
 namespace accountsettings {
 namespace {
 
-// "2026-11-22T13:50:12.123456Z" as "2026-11-22 13:50:12 UTC".
-std::string timeForPeople(const std::string& time) {
-  return time.substr(0, 10) + " " + time.substr(11, 8) + " UTC";
-}
-
 std::string asSentence(std::string text) {
   return text.ends_with('.') ? text : text + ".";
 }

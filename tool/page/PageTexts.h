@@ -8,5 +8,7 @@ extern const char* const kPageStyle;
 extern const char* const kDevicePage;
 extern const char* const kAccountItem;
 extern const char* const kFindingItem;
+extern const char* const kFleetPage;
+extern const char* const kFleetScript;
 
 }  // namespace accountsettings

@@ -166,6 +166,10 @@ std::string filledTemplate(std::string_view text, const TemplateParts& parts,
   return filler.take();
 }
 
+std::string timeForPeople(std::string_view time) {
+  return std::string(time.substr(0, 10)) + " " + std::string(time.substr(11, 8)) + " UTC";
+}
+
 std::string htmlText(std::string_view text) {
   std::string result;
   for (const char unit : visible(text)) {

@@ -24,6 +24,9 @@ using TemplateParts = std::map<std::string_view, std::string_view>;
 [[nodiscard]] std::string filledTemplate(std::string_view text, const TemplateParts& parts,
                                          const Dictionary& data);
 
+// "2026-11-22T13:50:12.123456Z" as "2026-11-22 13:50:12 UTC".
+[[nodiscard]] std::string timeForPeople(std::string_view time);
+
 // The text as it may stand in HTML, between tags and in a quoted attribute.
 [[nodiscard]] std::string htmlText(std::string_view text);
 
