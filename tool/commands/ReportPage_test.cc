@@ -88,7 +88,10 @@ TEST_F(ReportPage, TellsWhatAMigrationWouldDoAndTouchesNothing) {
 TEST_F(ReportPage, TellsFromTheNewestBackupWhatAMigrationDid) {
   root.putSettings(6, {hostedAccount(), mailAccount("plain")});
   migrate();
+  const auto before = root.snapshot();
   const std::string html = page();
+  EXPECT_EQ(root.snapshot(), before);
+  EXPECT_EQ(html.find("other steps"), std::string::npos);
   EXPECT_NE(html.find("Migrated: version 6 to 12 in 6 steps"), std::string::npos);
   EXPECT_NE(html.find("Before: version 6"), std::string::npos);
   EXPECT_NE(html.find("Now: version 12"), std::string::npos);
@@ -142,6 +145,26 @@ TEST_F(ReportPage, NothingPersonalIsToldUnlessAskedFor) {
     }
     EXPECT_NE(revealed.find(root.path()), std::string::npos);
     EXPECT_EQ(revealed.find("s3cr3t"), std::string::npos) << "no page shows a password";
+  }
+}
+
+TEST_F(ReportPage, RulesAndFindingsNameNobodyEither) {
+  Dictionary odd = hostedAccount();
+  odd.set("Type", "anna.berg of hosted-1");
+  odd.set("Class", "Möbel of Anna");
+  Dictionary child = odd;
+  odd.set("ChildAccounts", Array{child});
+  root.put(ToolRoot::kSettings, Dictionary{{"Version", 6},
+                                           {"anna.berg@gmail.com", 1},
+                                           {"Accounts", Array{odd, hostedAccount(), odd, "anna"}}});
+  root.put(ToolRoot::kLegacyMail,
+           Dictionary{{"anna.berg@gmail.com", 1},
+                      {"MailAccounts", Array{Dictionary{{"AccountType", "Möbel by Anna"},
+                                                        {"AccountName", "Anna"}}}}});
+  const std::string html = page();
+  EXPECT_NE(html.find("its type"), std::string::npos);
+  for (const char* each : {"anna", "Anna", "hosted-1", "s3cr3t"}) {
+    EXPECT_EQ(html.find(each), std::string::npos) << each;
   }
 }
 
@@ -310,6 +333,22 @@ TEST_F(ReportPage, APageOfManyAccountsIsBoundedAndTellsOfTheLosses) {
   EXPECT_EQ(limited.find("<p>New.</p>"), std::string::npos);
   EXPECT_NE(limited.find("missing-class"), std::string::npos);
   EXPECT_NE(limited.find("id=\"b3001\""), std::string::npos);
+}
+
+TEST_F(ReportPage, APageOfLongTextsIsBounded) {
+  const std::string text(50'000, 'x');
+  Array accounts;
+  for (int i = 0; i < 20; ++i) {
+    Dictionary odd = mailAccount(text + std::to_string(i));
+    odd.set("DisplayName", text);
+    odd.set("Type", text);
+    odd.set("Class", text);
+    odd.set(text, text);
+    accounts.append(odd);
+  }
+  root.putSettings(6, accounts);
+  EXPECT_LT(page().size(), 300'000U);
+  EXPECT_LT(page({"--reveal"}).size(), 300'000U);
 }
 
 TEST_F(ReportPage, WritesOneFileOrNone) {

@@ -89,7 +89,7 @@ Dictionary AccountDetails::common(const ShownAccount& account, const std::string
                   {"fate", styleOf(account.fate)},
                   {"fateWord", wordOf(account.fate)},
                   {"facts", factsOf(account.node)},
-                  {"notLoaded", notLoaded},
+                  {"notLoaded", cutTo(notLoaded, kSentenceWidth)},
                   {"hasFindings", !items.empty()},
                   {"findings", std::move(items)},
                   {"hasKeys", false},
@@ -154,7 +154,7 @@ std::string AccountDetails::droppedText(const ShownAccount& account) const {
   std::string text = page_.wasDone() ? "Dropped" : "Would be dropped";
   for (const LedgerEntry* each : entriesOf(account)) {
     if (!each->key.empty()) continue;
-    const std::string rule = each->rule.empty() ? "no rule explains this" : each->rule;
+    const std::string rule = each->rule.empty() ? "no rule explains this" : page_.told(each->rule);
     text += ": " + rule + " (" + std::string(nameOfStep(each->step)) + ")";
   }
   return text + ".";
@@ -187,7 +187,7 @@ Dictionary AccountDetails::keyRow(const LedgerEntry& entry, const Dictionary& be
           {"after", isDropped ? "" : valueUnder(after, isToKey ? to : key)},
           {"to", cutTo(to, kNameWidth)},
           {"isDropped", isDropped},
-          {"rule", entry.rule},
+          {"rule", page_.told(entry.rule)},
           {"step", nameOfStep(entry.step)}};
 }
 
@@ -228,8 +228,8 @@ Dictionary AccountDetails::dropped() const {
 
 Dictionary AccountDetails::droppedAccount(const LedgerEntry& entry) const {
   Dictionary data{{"title", entry.label.empty() ? "Account" : page_.told(entry.label)},
-                  {"identifier", page_.told(entry.account)},
-                  {"rule", entry.rule},
+                  {"identifier", cutTo(page_.told(entry.account), 2 * kNameWidth)},
+                  {"rule", page_.told(entry.rule)},
                   {"step", nameOfStep(entry.step)},
                   {"link", ""}};
   const auto row = entry.route ? rowOfRoute_.find(*entry.route) : rowOfRoute_.end();
@@ -257,7 +257,7 @@ void AccountDetails::addDroppedKeys(Dictionary& data) const {
     if (keys.size() == page_.most(kMostLines)) break;
     const auto& [key, rule, step] = loss;
     keys.append(Dictionary{{"key", cutTo(shownKey(std::string(key)), kNameWidth)},
-                           {"rule", rule},
+                           {"rule", page_.told(rule)},
                            {"step", nameOfStep(step)},
                            {"times", times}});
   }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "account/StringList.h"
 #include "migration/MigrationPaths.h"
 #include "migration/MigrationSteps.h"
 #include "store/AccountsManager.h"
@@ -45,12 +46,24 @@ std::string courseOf(const MigrationSummary& migration) {
   return text + " in " + counted(migration.steps.size(), "step", "steps");
 }
 
+// Whether the migration that kept the backup ran the steps of this one.
+bool ranTheseSteps(const BackupManifest& backup, const MigrationSummary& migration) {
+  std::vector<std::string> steps;
+  for (const StepRecord& each : migration.steps) steps.push_back(each.step);
+  return stringListOf(backup.outcome.find(outcome::kSteps)).value_or(StringList()) == steps;
+}
+
 Verdict verdictOnPast(const PageContext& page) {
   using Tone = Verdict::Tone;
   const BackupManifest& backup = *page.story.backup;
   Verdict verdict{Tone::Good, "Migrated: " + courseOf(*page.story.migration), {}};
   verdict.sentences.push_back("Before is what the backup " + backup.name +
                               " keeps; after is what the device holds now.");
+  if (!ranTheseSteps(backup, *page.story.migration)) {
+    verdict.sentences.emplace_back(
+        "It ran other steps than this program would: what is said of steps and rules is this "
+        "program's.");
+  }
   if (anyBlocksMigration(page.story.findings)) {
     verdict.tone = Tone::Warning;
     verdict.sentences.emplace_back("The findings below come first.");

@@ -5,6 +5,10 @@
 
 namespace accountsettings {
 
+std::string PageContext::told(std::string_view text) const {
+  return cutTo(disclosure.told(text), kSentenceWidth);
+}
+
 std::string PageContext::command(const std::vector<std::string>& words) const {
   return disclosure.revealsAll() ? device.commandLine(words)
                                  : "accountsettings " + joined(words, " ");

@@ -18,6 +18,7 @@ inline constexpr std::size_t kMostLines = 500;      // of a list of findings or 
 inline constexpr std::size_t kMostKeys = 60;        // of an account
 inline constexpr std::size_t kNameWidth = 60;
 inline constexpr std::size_t kValueWidth = 80;
+inline constexpr std::size_t kSentenceWidth = 1000;
 
 struct PageContext {
   OpenedRoot& device;
@@ -28,7 +29,7 @@ struct PageContext {
   // Whether the page tells of a migration that was carried out.
   [[nodiscard]] bool wasDone() const { return story.migration && !story.isPlanned; }
   // A sentence or a path of the program, as it may be shown.
-  [[nodiscard]] std::string told(std::string_view text) const { return disclosure.told(text); }
+  [[nodiscard]] std::string told(std::string_view text) const;
   [[nodiscard]] std::size_t most(std::size_t number) const {
     return isLimited ? number : ~std::size_t{0};
   }
