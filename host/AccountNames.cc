@@ -89,6 +89,14 @@ bool wasChangedJustNow(const struct stat& status) {
 
 }  // namespace
 
+Result<FileOwner> numbersOf(AccountNames& names, std::string_view owner, std::string_view group) {
+  const Result<std::uint32_t> ownerNumber = names.ownerNamed(owner);
+  if (!ownerNumber) return ownerNumber.error();
+  const Result<std::uint32_t> groupNumber = names.groupNamed(group);
+  if (!groupNumber) return groupNumber.error();
+  return FileOwner{*ownerNumber, *groupNumber};
+}
+
 Result<std::uint32_t> SystemAccountNames::ownerNamed(std::string_view name) {
   const Result<passwd> record = lookUp<passwd>(::getpwnam_r, "account", std::string(name));
   if (!record) return record.error();

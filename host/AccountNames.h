@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/FileChange.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 
@@ -26,6 +27,10 @@ class AccountNames {
   [[nodiscard]] virtual Result<std::uint32_t> ownerNamed(std::string_view name) = 0;
   [[nodiscard]] virtual Result<std::uint32_t> groupNamed(std::string_view name) = 0;
 };
+
+// The numbers of both names; the error of the first that is not known.
+[[nodiscard]] Result<FileOwner> numbersOf(AccountNames& names, std::string_view owner,
+                                          std::string_view group);
 
 // The names that this machine's name services know.
 class SystemAccountNames : public AccountNames {

@@ -41,15 +41,19 @@ BundleResources::BundleResources(std::string directory, std::vector<std::string>
 
 std::optional<std::string> BundleResources::pathOf(std::string_view name) {
   std::string path = directory_ + '/' + std::string(name) + ".plist";
+  if (resources_.contains(path)) return path;
   struct stat status {};
   if (!isFileName(name) || ::stat(path.c_str(), &status) != 0) return std::nullopt;
   return path;
 }
 
 Result<Bytes> BundleResources::read(const std::string& path) {
+  if (const auto known = resources_.find(path); known != resources_.end()) return known->second;
   const std::string name = std::filesystem::path(path).stem();
-  return withDropIns(readRegular(openerOf(path), kLargestResource, path),
-                     dropIns_ + '/' + name + ".d", log_);
+  Result<Bytes> bytes = withDropIns(readRegular(openerOf(path), kLargestResource, path),
+                                    dropIns_ + '/' + name + ".d", log_);
+  if (bytes) resources_.emplace(path, *bytes);
+  return bytes;
 }
 
 std::string BundleResources::localizedString(std::string_view key, std::string_view defaultValue,

@@ -14,6 +14,7 @@
 
 namespace accountsettings {
 
+// What is installed is one thing for as long as the host lives: each resource is read once.
 class BundleResources : public Resources {
  public:
   // `directory` is the Resources directory on this machine; `languages` are tried in order. The
@@ -42,6 +43,7 @@ class BundleResources : public Resources {
   SystemLog& log_;
   std::vector<std::string> languages_;
   std::map<std::string, Dictionary> tables_;  // by path
+  std::map<std::string, Bytes> resources_;    // by path
   std::optional<Error> tableFailure_;
 };
 

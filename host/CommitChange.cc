@@ -48,38 +48,24 @@ Result<bool> isAsMeant(RememberedFiles& device, const FileChange& change) {
   return *there && (*there)->kind == FileAttributes::Kind::Directory;
 }
 
-Result<FileAttributes> attributesMeant(LinuxFiles& files, const FileChange& change) {
-  FileAttributes attributes;
-  attributes.mode = change.mode;
-  FileOwner owner;
-  if (change.owner) {
-    owner = *change.owner;
-  } else {
-    const Result<FileAttributes> directory = files.attributesOfTarget(directoryPart(change.path));
-    if (!directory) return directory.error();
-    owner = ownerOfNewFileIn(*directory);
-  }
-  attributes.owner = owner.owner;
-  attributes.group = owner.group;
-  return attributes;
-}
-
 Status commitChange(LinuxFiles& files, const FileChange& change) {
   switch (change.kind) {
-    case FileChange::Kind::Write: {
-      const Result<FileAttributes> attributes = attributesMeant(files, change);
-      if (!attributes) return attributes.error();
-      return files.replace(change.path, *change.bytes, *attributes);
-    }
+    case FileChange::Kind::Write:
+      return files.replace(change.path, *change.bytes, change.mode, change.owner);
     case FileChange::Kind::Remove: {
-      Status removed = files.remove(change.path);
+      const Status removed = files.remove(change.path);
       if (!removed && removed.error().code != ENOENT) return removed;
-      break;
+      return files.flushDirectoryOf(change.path);
     }
     case FileChange::Kind::MakeDirectory:
-      if (Status made = files.makeDirectory(change.path, change.mode); !made) return made;
       break;
   }
+  // Whoever made one that is there has flushed what holds it.
+  if (files.isDirectory(change.path).isThere()) return {};
+  const Status made = files.makeNewDirectory(change.path, change.mode);
+  // Those above it were to be made before.
+  if (made || !isAbsence(made.error())) return made;
+  if (Status all = files.makeDirectory(change.path, change.mode); !all) return all;
   return files.flushDirectoryOf(change.path);
 }
 

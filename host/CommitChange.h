@@ -14,9 +14,6 @@ class RememberedFiles;
 // found out.
 [[nodiscard]] Result<bool> isAsMeant(RememberedFiles& device, const FileChange& change);
 
-// The mode and owner that a file gets from this change.
-[[nodiscard]] Result<FileAttributes> attributesMeant(LinuxFiles& files, const FileChange& change);
-
 // Carries out one change and flushes it: a file is replaced as a whole, so that a reader sees the
 // old one or the new one. What is to go may be gone already.
 Status commitChange(LinuxFiles& files, const FileChange& change);

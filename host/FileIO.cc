@@ -2,6 +2,7 @@
 #include "host/FileIO.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -34,13 +35,9 @@ struct RegularFile {
   struct stat status {};
 };
 
-Result<RegularFile> openWithStatus(const Opener& opener, int flags, const std::string& shown) {
-  // Opening a device can act on it, so what stands there is looked at first. It may be another
-  // file a moment later: the second look is for that, and O_NONBLOCK for what it may be by then.
-  const Result<FileDescriptor> look = opener(O_PATH | (flags & O_NOFOLLOW));
-  if (!look) return look.error();
-  if (const auto regular = regularStatusOf(*look, shown); !regular) return regular.error();
-
+// Opens what was looked at a moment ago. It may be another file by now: another look is for that,
+// and O_NONBLOCK for what it may be.
+Result<RegularFile> openSeen(const Opener& opener, int flags, const std::string& shown) {
   Result<FileDescriptor> file = opener(flags | O_NONBLOCK | O_NOCTTY);
   if (!file) return file.error();
   const auto status = regularStatusOf(*file, shown);
@@ -48,13 +45,23 @@ Result<RegularFile> openWithStatus(const Opener& opener, int flags, const std::s
   return RegularFile{std::move(*file), *status};
 }
 
+// Opening a device can act on it, so what stands there is looked at first.
+Result<RegularFile> openWithStatus(const Opener& opener, int flags, const std::string& shown) {
+  const Result<FileDescriptor> look = opener(O_PATH | (flags & O_NOFOLLOW));
+  if (!look) return look.error();
+  if (const auto regular = regularStatusOf(*look, shown); !regular) return regular.error();
+  return openSeen(opener, flags, shown);
+}
+
 Result<Bytes> readRest(const FileDescriptor& file, const struct stat& status, std::uint64_t limit,
                        const std::string& shown) {
   const auto expected = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
   if (expected > limit) return tooLarge(shown, limit);
 
-  // One byte more than expected, so that the end is seen without growing the buffer.
-  Bytes bytes(static_cast<std::size_t>(expected) + 1);
+  // One byte more than expected, so that the end is seen without growing the buffer. Files of /proc
+  // tell no size.
+  constexpr std::size_t kUnknown = 4096;
+  Bytes bytes(expected > 0 ? static_cast<std::size_t>(expected) + 1 : kUnknown);
   std::size_t filled = 0;
   for (;;) {
     const ssize_t count = ::read(file.get(), bytes.data() + filled, bytes.size() - filled);
@@ -62,6 +69,7 @@ Result<Bytes> readRest(const FileDescriptor& file, const struct stat& status, st
     if (count < 0) return systemError(shown);
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
+    if (filled == expected) break;  // more was asked for: this is the end
     if (filled > limit) return tooLarge(shown, limit);
     if (filled == bytes.size()) bytes.resize(bytes.size() * 2);
   }
@@ -112,6 +120,12 @@ Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> byt
   }
 }
 
+Status flushDirectory(const FileDescriptor& directory, const std::string& shown) {
+  if (::fsync(directory.get()) == 0) return {};
+  // So the kernel calls one that is open as O_PATH, because it may not be read.
+  return errno == EBADF ? systemError(shown, EACCES) : systemError(shown);
+}
+
 Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                 const std::string& shown) {
   while (!bytes.empty()) {
@@ -125,6 +139,12 @@ Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
 
 Result<Bytes> readRegular(const Opener& opener, std::uint64_t limit, const std::string& shown) {
   const Result<RegularFile> opened = openWithStatus(opener, O_RDONLY, shown);
+  if (!opened) return opened.error();
+  return readRest(opened->file, opened->status, limit, shown);
+}
+
+Result<Bytes> readSeenRegular(const Opener& opener, std::uint64_t limit, const std::string& shown) {
+  const Result<RegularFile> opened = openSeen(opener, O_RDONLY, shown);
   if (!opened) return opened.error();
   return readRest(opened->file, opened->status, limit, shown);
 }

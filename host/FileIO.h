@@ -33,11 +33,16 @@ using Opener = std::function<Result<FileDescriptor>(int flags)>;
 // Whether the rest of the file is exactly these bytes.
 [[nodiscard]] Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                                  const std::string& shown);
+// Flushes a directory that was opened to be changed, see RootDirectory::openToChange().
+Status flushDirectory(const FileDescriptor& directory, const std::string& shown);
 Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                 const std::string& shown);
 
 // The bytes of a regular file; fails where they are more than `limit`.
 [[nodiscard]] Result<Bytes> readRegular(const Opener& opener, std::uint64_t limit,
                                         const std::string& shown);
+// The same of one that was seen to be regular a moment ago: opened without another look.
+[[nodiscard]] Result<Bytes> readSeenRegular(const Opener& opener, std::uint64_t limit,
+                                            const std::string& shown);
 
 }  // namespace accountsettings

@@ -48,8 +48,10 @@ Result<std::unique_ptr<FlockLock>> FlockLock::open(const RootDirectory& root,
                                                    const std::string& path,
                                                    std::function<bool()> interrupted) {
   std::unique_ptr<FlockLock> lock(new FlockLock(root, path, std::move(interrupted)));
-  // Only to fail here and not in acquire() where it cannot be opened.
-  if (const Result<FileDescriptor> file = lock->openFile(); !file) return file.error();
+  // To fail here and not in acquire() where it cannot be opened.
+  Result<FileDescriptor> file = lock->openFile();
+  if (!file) return file.error();
+  lock->opened_ = std::move(*file);
   return lock;
 }
 
@@ -65,7 +67,7 @@ Result<bool> FlockLock::acquireWithin(std::chrono::milliseconds limit) {
 Result<bool> FlockLock::acquireUntil(Deadline deadline) {
   if (file_) return true;
   for (int tries = 0; tries < kMostTries; ++tries) {
-    Result<FileDescriptor> file = openFile();
+    Result<FileDescriptor> file = opened_ ? std::move(opened_) : openFile();
     if (!file) return file.error();
     const Result<bool> waited = waitFor(*file, deadline);
     if (!waited || !*waited) return waited;

@@ -59,7 +59,8 @@ class FlockLock : public ExclusiveFileLock, public BoundedLock {
   const RootDirectory& root_;
   std::string path_;
   std::function<bool()> interrupted_;
-  FileDescriptor file_;  // holds the lock while open
+  FileDescriptor opened_;  // to be locked next
+  FileDescriptor file_;    // holds the lock while open
 };
 
 }  // namespace accountsettings

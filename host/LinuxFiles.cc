@@ -79,17 +79,25 @@ Status close(FileDescriptor& file, const std::string& shown) {
   return {};
 }
 
-// Writes a file whole and flushes it; `attributes` may be nullptr.
-Status fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> bytes,
-            const FileAttributes* attributes) {
-  Status done = file.write(bytes);
-  if (done && attributes != nullptr) {
-    // The owner first: changing it takes the set-id bits away.
-    done = file.setOwnerNumbers(attributes->owner, attributes->group);
-    if (done) done = file.setMode(attributes->mode);
+// Whether the path ends in what can be the name of a file.
+bool isName(const std::string& path) {
+  const std::string name = lastComponent(path);
+  return !name.empty() && name != "." && name != ".." && path.find('\0') == std::string::npos;
+}
+
+// Makes a directory where nothing is.
+Status makeDirectoryAt(const RootDirectory::Place& place, unsigned mode, const std::string& shown) {
+  const int parent = place.directory.get();
+  const char* const name = place.name.c_str();
+  if (::mkdirat(parent, name, 0700) != 0) return systemError(shown);
+  const FileDescriptor directory(
+      ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!directory || ::fchmod(directory.get(), mode) != 0) {
+    Error error = systemError(shown);
+    if (::unlinkat(parent, name, AT_REMOVEDIR) != 0) error.message += "; the empty directory stays";
+    return error;
   }
-  if (done) done = file.flushAndClose();
-  return done;
+  return {};
 }
 
 }  // namespace
@@ -172,31 +180,25 @@ Status LinuxFiles::makeDirectory(const std::string& path, unsigned mode) {
   if (there.isThere()) return {};
   if (there.error() != nullptr) return *there.error();
   const std::string parent = directoryPart(path);
-  if (parent != path && parent != ".") {
+  Result<RootDirectory::Place> place = root_.placeOf(path);
+  if (!place && isAbsence(place.error()) && parent != path && parent != ".") {
     if (Status made = makeDirectory(parent, mode); !made) return made;
+    place = root_.placeOf(path);
   }
-  return makeOneDirectory(path, mode);
+  if (!place) return place.error();
+  Status made = makeDirectoryAt(*place, mode, root_.shown(path));
+  // Another process may have made it in the meantime.
+  if (!made && made.error().code == EEXIST && isDirectory(path).isThere()) return {};
+  return made;
 }
 
-Status LinuxFiles::makeOneDirectory(const std::string& path, unsigned mode) {
+Status LinuxFiles::makeNewDirectory(const std::string& path, unsigned mode) {
   const Result<RootDirectory::Place> place = root_.placeOf(path);
   if (!place) return place.error();
-  const int parent = place->directory.get();
-  const char* name = place->name.c_str();
-  if (::mkdirat(parent, name, 0700) != 0) {
-    // Another process may have made it in the meantime.
-    const Error error = systemError(root_.shown(path));
-    if (error.code == EEXIST && isDirectory(path).isThere()) return {};
-    return error;
-  }
-  const FileDescriptor directory(
-      ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!directory || ::fchmod(directory.get(), mode) != 0) {
-    Error error = systemError(root_.shown(path));
-    if (::unlinkat(parent, name, AT_REMOVEDIR) != 0) error.message += "; the empty directory stays";
-    return error;
-  }
-  return {};
+  if (Status made = makeDirectoryAt(*place, mode, root_.shown(path)); !made) return made;
+  Status flushed = flushDirectory(place->directory, root_.shown(directoryPart(path)));
+  if (!flushed) ::unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR);
+  return flushed;
 }
 
 Result<std::unique_ptr<TemporaryFile>> LinuxFiles::makeTemporary(const std::string& destination) {
@@ -207,12 +209,17 @@ Result<std::unique_ptr<TemporaryFile>> LinuxFiles::makeTemporary(const std::stri
 }
 
 Status LinuxFiles::writeAtomically(const std::string& path, std::span<const std::uint8_t> bytes) {
-  return replaceWith(path, bytes, nullptr);
+  return replaceLogging(path, bytes, {});
 }
 
 Status LinuxFiles::replace(const std::string& path, std::span<const std::uint8_t> bytes,
-                           const FileAttributes& attributes) {
-  return replaceWith(path, bytes, &attributes);
+                           unsigned mode, const std::optional<FileOwner>& owner) {
+  return replaceLogging(path, bytes, {mode, owner});
+}
+
+Status LinuxFiles::writeFlushed(const std::string& path, std::span<const std::uint8_t> bytes) {
+  const Result<Status> flushed = replaceWith(path, bytes, {});
+  return flushed ? *flushed : flushed.error();
 }
 
 Status LinuxFiles::replaceWithLink(const std::string& path, const std::string& target,
@@ -253,36 +260,54 @@ Result<std::string> LinuxFiles::freshPathBeside(const std::string& path) {
   }
 }
 
+// Writes a file whole and flushes it.
+Status LinuxFiles::fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> bytes,
+                        const Standing& standing) {
+  Status done = file.write(bytes);
+  // The owner first: changing it takes the set-id bits away.
+  const auto& owner = standing.owner;
+  if (done && owner) done = file.setOwnerNumbers(owner->owner, owner->group);
+  if (done && standing.mode) done = file.setMode(*standing.mode);
+  if (done) done = file.flushAndClose();
+  return done;
+}
+
 Status LinuxFiles::writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
-                            const FileAttributes& attributes) {
+                            unsigned mode, const std::optional<FileOwner>& owner) {
   const Result<std::unique_ptr<LinuxTemporaryFile>> made =
       LinuxTemporaryFile::createAt(root_, path, names_);
   if (!made) return made.error();
-  Status done = fill(**made, bytes, &attributes);
-  if (done) done = flushDirectoryOf(path);
+  const Status done = fill(**made, bytes, {mode, owner});
   if (!done) {
-    if (Status removed = remove(path); !removed) log_.write(removed.error().message);
+    if (const Status removed = (*made)->remove(); !removed) log_.write(removed.error().message);
   }
   return done;
 }
 
-Status LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
-                               const FileAttributes* attributes) {
+Result<Status> LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
+                                       const Standing& standing) {
   // Always beside the file: another directory may lie on another file system.
   const Result<std::unique_ptr<LinuxTemporaryFile>> made =
-      LinuxTemporaryFile::create(root_, directoryPart(path), names_);
+      LinuxTemporaryFile::createBeside(root_, path, names_);
   if (!made) return made.error();
   LinuxTemporaryFile& temporary = **made;
 
-  Status done = fill(temporary, bytes, attributes);
-  if (done) done = rename(temporary.path(), path);
+  Status done = fill(temporary, bytes, standing);
+  if (done) done = temporary.takeItsPlace();
   if (!done) {
     // What went wrong first is what the caller should hear.
-    if (Status removed = remove(temporary.path()); !removed) log_.write(removed.error().message);
-    return done;
+    if (Status removed = temporary.remove(); !removed) log_.write(removed.error().message);
+    return done.error();
   }
-  if (Status flushed = flushDirectoryOf(path); !flushed) {
-    log_.write("Could not flush a directory to the storage: " + flushed.error().message);
+  return temporary.flushItsDirectory();
+}
+
+Status LinuxFiles::replaceLogging(const std::string& path, std::span<const std::uint8_t> bytes,
+                                  const Standing& standing) {
+  const Result<Status> flushed = replaceWith(path, bytes, standing);
+  if (!flushed) return flushed.error();
+  if (!*flushed) {
+    log_.write("Could not flush a directory to the storage: " + flushed->error().message);
   }
   return {};
 }
@@ -290,10 +315,13 @@ Status LinuxFiles::replaceWith(const std::string& path, std::span<const std::uin
 Status LinuxFiles::rename(const std::string& source, const std::string& target) {
   const Result<RootDirectory::Place> from = root_.placeOf(source);
   if (!from) return from.error();
-  const Result<RootDirectory::Place> to = root_.placeOf(target);
+  const bool isBeside = directoryPart(source) == directoryPart(target) && isName(target);
+  Result<RootDirectory::Place> to = RootDirectory::Place{{}, lastComponent(target)};
+  if (!isBeside) to = root_.placeOf(target);
   if (!to) return to.error();
-  if (::renameat(from->directory.get(), from->name.c_str(), to->directory.get(),
-                 to->name.c_str()) != 0) {
+  const FileDescriptor& directory = isBeside ? from->directory : to->directory;
+  if (::renameat(from->directory.get(), from->name.c_str(), directory.get(), to->name.c_str()) !=
+      0) {
     return systemError(root_.shown(source) + ": cannot be renamed to " + root_.shown(target));
   }
   return {};
@@ -301,14 +329,23 @@ Status LinuxFiles::rename(const std::string& source, const std::string& target) 
 
 Status LinuxFiles::flushDirectoryOf(const std::string& path) {
   const std::string directory = directoryPart(path);
-  const Result<FileDescriptor> opened = root_.open(directory, O_RDONLY | O_DIRECTORY);
+  const Result<FileDescriptor> opened = root_.openToChange(directory);
   if (!opened) return opened.error();
-  if (::fsync(opened->get()) != 0) return systemError(root_.shown(directory));
-  return {};
+  return flushDirectory(*opened, root_.shown(directory));
 }
 
 Result<FileAttributes> LinuxFiles::attributes(const std::string& path) {
   return attributesOf(root_, path, O_NOFOLLOW);
+}
+
+LookedAtFile LinuxFiles::look(const std::string& path) {
+  Result<FileAttributes> entry = attributes(path);
+  if (!entry) return {entry, entry.error()};
+  // What was looked at this moment need not be looked at again before it is opened.
+  const bool isRegular = entry->kind == FileAttributes::Kind::Regular;
+  if (!isRegular) return {entry, read(path)};
+  const Opener opener = [&](int flags) { return root_.open(path, flags | O_NOFOLLOW); };
+  return {entry, readSeenRegular(opener, kLargestFile, root_.shown(path))};
 }
 
 Result<FileAttributes> LinuxFiles::attributesOfTarget(const std::string& path) {

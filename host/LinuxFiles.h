@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/FileChange.h"
 #include "platform/Files.h"
 #include "platform/SystemLog.h"
 
@@ -19,6 +20,7 @@ namespace accountsettings {
 
 class RootDirectory;
 class AccountNames;
+class LinuxTemporaryFile;
 
 // FileAttributes is what the file system knows about a file.
 struct FileAttributes {
@@ -32,6 +34,12 @@ struct FileAttributes {
   std::uint64_t hardLinks = 0;
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
+};
+
+// What stands at a path, and what can be read there.
+struct LookedAtFile {
+  Result<FileAttributes> entry;  // of the path itself; a final link is not followed
+  Result<Bytes> bytes;           // of what it leads to
 };
 
 class LinuxFiles : public Files {
@@ -65,6 +73,8 @@ class LinuxFiles : public Files {
 
   // The attributes of what stands at `path` itself; a final link is not followed.
   [[nodiscard]] Result<FileAttributes> attributes(const std::string& path);
+  // attributes() and read() in one.
+  [[nodiscard]] LookedAtFile look(const std::string& path);
   // The attributes of the file that `path` leads to.
   [[nodiscard]] Result<FileAttributes> attributesOfTarget(const std::string& path);
   [[nodiscard]] Result<std::string> linkTarget(const std::string& path);
@@ -74,21 +84,27 @@ class LinuxFiles : public Files {
   Status setDirectoryMode(const std::string& path, unsigned mode);
   // Removes an empty directory.
   Status removeDirectory(const std::string& path);
-  // As writeAtomically(), with the mode, owner and group of `attributes`.
-  Status replace(const std::string& path, std::span<const std::uint8_t> bytes,
-                 const FileAttributes& attributes);
+  // As writeAtomically(), with this mode, and given to `owner` where there is one.
+  Status replace(const std::string& path, std::span<const std::uint8_t> bytes, unsigned mode,
+                 const std::optional<FileOwner>& owner);
   // Puts a symbolic link to `target` in the place of what stands at `path`, with the owner and
   // group of `attributes`.
   Status replaceWithLink(const std::string& path, const std::string& target,
                          const FileAttributes& attributes);
 
+  // As writeAtomically(), and fails where the directory cannot be flushed: the file may hold the
+  // old content after a power cut.
+  Status writeFlushed(const std::string& path, std::span<const std::uint8_t> bytes);
+
   // A free path beside `path` for a file that is to take its place, named as makeTemporary() names
   // its files.
   [[nodiscard]] Result<std::string> freshPathBeside(const std::string& path);
-  // Makes a new file at a path where nothing is, with the mode, owner and group of `attributes`,
-  // and flushes it and its directory. Nothing stays behind where it fails.
-  Status writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
-                  const FileAttributes& attributes);
+  // Makes a new file at a path where nothing is, with this mode and owner as replace(), and flushes
+  // it, but not its directory. Nothing stays behind where it fails.
+  Status writeNew(const std::string& path, std::span<const std::uint8_t> bytes, unsigned mode,
+                  const std::optional<FileOwner>& owner);
+  // Makes a directory where nothing is, in one that is there, and flushes the latter.
+  Status makeNewDirectory(const std::string& path, unsigned mode);
 
   // Such a name that is always the same for the same sum (64 hexadecimal digits), for a file whose
   // maker must find it again.
@@ -97,11 +113,19 @@ class LinuxFiles : public Files {
   [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;
 
  private:
-  Status makeOneDirectory(const std::string& path, unsigned mode);
-  [[nodiscard]] Result<std::unique_ptr<TemporaryFile>> makeTemporaryIn(
-      const std::string& directory);
-  Status replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
-                     const FileAttributes* attributes);
+  // What a file gets beside its bytes.
+  struct Standing {
+    std::optional<unsigned> mode;
+    std::optional<FileOwner> owner;
+  };
+  static Status fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> bytes,
+                     const Standing& standing);
+  // Answers what came of the directory's flush, where the file is in its place.
+  Result<Status> replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
+                             const Standing& standing);
+  // The same, where a failed flush is logged.
+  Status replaceLogging(const std::string& path, std::span<const std::uint8_t> bytes,
+                        const Standing& standing);
 
   const RootDirectory& root_;
   AccountNames& names_;

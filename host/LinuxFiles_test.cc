@@ -296,11 +296,7 @@ TEST_P(LinuxFilesTest, TellsWhatStandsAtAPath) {
 TEST_P(LinuxFilesTest, ReplacesAFileWithModeAndOwner) {
   AS_NEEDS_ROOT();
   device.write(kFile, "old");
-  FileAttributes wanted;
-  wanted.mode = 02750;
-  wanted.owner = kOtherUser;
-  wanted.group = 77;
-  ASSERT_TRUE(files.replace(kFile, bytesOf("new"), wanted).ok());
+  ASSERT_TRUE(files.replace(kFile, bytesOf("new"), 02750, FileOwner{kOtherUser, 77}).ok());
   const FileAttributes now = files.attributes(kFile).value();
   EXPECT_EQ(now.mode, 02750U);
   EXPECT_EQ(now.owner, kOtherUser);

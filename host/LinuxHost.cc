@@ -213,6 +213,10 @@ const HostConfiguration& LinuxHost::configuration() const noexcept {
   return services_->configuration;
 }
 
+const std::optional<Bytes>& LinuxHost::configurationBytes() const noexcept {
+  return services_->configurationBytes;
+}
+
 LinuxFiles& LinuxHost::files() noexcept {
   return services_->files;
 }
@@ -250,9 +254,14 @@ std::optional<std::string> LinuxHost::changedConfiguration() const {
 
 Status LinuxHost::saveCanSucceed(const std::string& devicePath) {
   const ConfigurationValues& values = services_->configuration.values;
+  return saveCanSucceed(devicePath, numbersOf(*services_->names, values.owner, values.group));
+}
+
+Status LinuxHost::saveCanSucceed(const std::string& devicePath, const Result<FileOwner>& numbers) {
+  const ConfigurationValues& values = services_->configuration.values;
   const SavePlan plan{devicePath, services_->configuration.temporaryDirectory, values.owner,
                       values.group};
-  return accountsettings::saveCanSucceed(services_->root, *services_->names, plan);
+  return accountsettings::saveCanSucceed(services_->root, numbers, plan);
 }
 
 Result<std::optional<Process>> LinuxHost::lockHolder(const std::string& devicePath) {

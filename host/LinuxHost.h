@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "host/FileChange.h"
 #include "platform/Platform.h"
 #include "plist/Result.h"
 
@@ -93,6 +94,11 @@ class LinuxHost {
 
   /// What was read from the configuration file, completed by the defaults.
   [[nodiscard]] const HostConfiguration& configuration() const noexcept;
+  /// That file as it was read; none where there is none.
+  [[nodiscard]] const std::optional<Bytes>& configurationBytes() const noexcept;
+  /// As saveCanSucceed(), where the numbers of the configured owner and group are known already.
+  [[nodiscard]] Status saveCanSucceed(const std::string& devicePath,
+                                      const Result<FileOwner>& numbers);
   /// The services with what they offer beyond their interfaces.
   ///@{
   [[nodiscard]] LinuxFiles& files() noexcept;

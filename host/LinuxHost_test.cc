@@ -317,7 +317,7 @@ TEST_F(SaveCheckTest, ATemporaryDirectoryOnAnotherFileSystemIsNamed) {
   const RootDirectory image = std::move(RootDirectory::open(device.root(), true)).value();
   RootAccountNames names(image);
   const SavePlan plan{directory + "/file", "/dev/shm", "me", "mobile"};
-  const Status status = saveCanSucceed(machine, names, plan);
+  const Status status = saveCanSucceed(machine, numbersOf(names, "me", "mobile"), plan);
   ASSERT_FALSE(status.ok());
   EXPECT_EQ(status.error().code, EXDEV);
   EXPECT_EQ(status.error().message, "/dev/shm: a file cannot be renamed from here to " + directory +

@@ -30,9 +30,14 @@ bool isHexDigit(char character) {
 
 }  // namespace
 
-LinuxTemporaryFile::LinuxTemporaryFile(FileDescriptor file, std::string path, std::string shown,
-                                       AccountNames& names)
-    : file_(std::move(file)), path_(std::move(path)), shown_(std::move(shown)), names_(names) {}
+LinuxTemporaryFile::LinuxTemporaryFile(const RootDirectory& root, FileDescriptor directory,
+                                       FileDescriptor file, std::string path, AccountNames& names)
+    : root_(root),
+      directory_(std::move(directory)),
+      file_(std::move(file)),
+      path_(std::move(path)),
+      shown_(root.shown(path_)),
+      names_(names) {}
 
 bool LinuxTemporaryFile::isName(std::string_view name) noexcept {
   if (name.size() != kPrefix.size() + kDigits + kSuffix.size()) return false;
@@ -55,37 +60,53 @@ std::optional<std::string> LinuxTemporaryFile::freshName() {
   return name.append(kSuffix);
 }
 
-Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createIn(
-    const RootDirectory& root, const FileDescriptor& directory, const std::string& path,
-    AccountNames& names) {
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createIn(const RootDirectory& root,
+                                                                         FileDescriptor& directory,
+                                                                         const std::string& path,
+                                                                         AccountNames& names) {
   const std::string name = lastComponent(path);
   FileDescriptor file(::openat(directory.get(), name.c_str(),
                                O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!file) return systemError(root.shown(path));
   return std::unique_ptr<LinuxTemporaryFile>(
-      new LinuxTemporaryFile(std::move(file), path, root.shown(path), names));
+      new LinuxTemporaryFile(root, std::move(directory), std::move(file), path, names));
+}
+
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createFresh(
+    const RootDirectory& root, FileDescriptor& opened, const std::string& directory,
+    AccountNames& names) {
+  for (int tries = 0; tries < kMostTries; ++tries) {
+    const std::optional<std::string> name = freshName();
+    if (!name) return systemError("a temporary file's name");
+    auto made = createIn(root, opened, appendPathComponent(directory, *name), names);
+    if (made || made.error().code != EEXIST) return made;
+  }
+  return systemError(root.shown(directory), EEXIST);
 }
 
 Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createAt(const RootDirectory& root,
                                                                          const std::string& path,
                                                                          AccountNames& names) {
-  const Result<FileDescriptor> parent = root.open(directoryPart(path), O_PATH | O_DIRECTORY);
-  if (!parent) return parent.error();
-  return createIn(root, *parent, path, names);
+  Result<RootDirectory::Place> place = root.placeOf(path);
+  if (!place) return place.error();
+  return createIn(root, place->directory, path, names);
+}
+
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createBeside(
+    const RootDirectory& root, const std::string& path, AccountNames& names) {
+  Result<RootDirectory::Place> place = root.placeOf(path);
+  if (!place) return place.error();
+  auto made = createFresh(root, place->directory, directoryPart(path), names);
+  if (made) (*made)->target_ = path;
+  return made;
 }
 
 Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::create(const RootDirectory& root,
                                                                        const std::string& directory,
                                                                        AccountNames& names) {
-  const Result<FileDescriptor> parent = root.open(directory, O_PATH | O_DIRECTORY);
-  if (!parent) return parent.error();
-  for (int tries = 0; tries < kMostTries; ++tries) {
-    const std::optional<std::string> name = freshName();
-    if (!name) return systemError("a temporary file's name");
-    auto made = createIn(root, *parent, appendPathComponent(directory, *name), names);
-    if (made || made.error().code != EEXIST) return made;
-  }
-  return systemError(root.shown(directory), EEXIST);
+  Result<FileDescriptor> opened = root.openToChange(directory);
+  if (!opened) return opened.error();
+  return createFresh(root, *opened, directory, names);
 }
 
 Status LinuxTemporaryFile::write(std::span<const std::uint8_t> bytes) {
@@ -93,11 +114,8 @@ Status LinuxTemporaryFile::write(std::span<const std::uint8_t> bytes) {
 }
 
 Status LinuxTemporaryFile::setOwner(std::string_view owner, std::string_view group) {
-  const Result<std::uint32_t> ownerNumber = names_.ownerNamed(owner);
-  if (!ownerNumber) return ownerNumber.error();
-  const Result<std::uint32_t> groupNumber = names_.groupNamed(group);
-  if (!groupNumber) return groupNumber.error();
-  return setOwnerNumbers(*ownerNumber, *groupNumber);
+  const Result<FileOwner> numbers = numbersOf(names_, owner, group);
+  return numbers ? setOwnerNumbers(numbers->owner, numbers->group) : numbers.error();
 }
 
 Status LinuxTemporaryFile::setOwnerNumbers(std::uint32_t owner, std::uint32_t group) {
@@ -127,6 +145,24 @@ Status LinuxTemporaryFile::flushAndClose() {
   }
   if (file_.close() != 0) return systemError(shown_);
   return {};
+}
+
+Status LinuxTemporaryFile::takeItsPlace() {
+  const int directory = directory_.get();
+  const std::string target = lastComponent(target_);
+  if (::renameat(directory, lastComponent(path_).c_str(), directory, target.c_str()) != 0) {
+    return systemError(shown_ + ": cannot be renamed to " + root_.shown(target_));
+  }
+  return {};
+}
+
+Status LinuxTemporaryFile::flushItsDirectory() {
+  return flushDirectory(directory_, root_.shown(directoryPart(path_)));
+}
+
+Status LinuxTemporaryFile::remove() {
+  if (::unlinkat(directory_.get(), lastComponent(path_).c_str(), 0) == 0) return {};
+  return systemError(shown_);
 }
 
 }  // namespace accountsettings

@@ -17,10 +17,13 @@ class RootDirectory;
 
 class LinuxTemporaryFile : public TemporaryFile {
  public:
-  // Creates a file with a fresh name in `directory`, a device path. `names` must outlive it.
+  // Creates a file with a fresh name in `directory`, a device path. Root and names must outlive it.
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> create(
       const RootDirectory& root, const std::string& directory, AccountNames& names);
 
+  // Creates it beside the file at `path`, whose place it can take.
+  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createBeside(
+      const RootDirectory& root, const std::string& path, AccountNames& names);
   // Creates it at exactly this path.
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createAt(
       const RootDirectory& root, const std::string& path, AccountNames& names);
@@ -36,19 +39,34 @@ class LinuxTemporaryFile : public TemporaryFile {
   Status setOwnerNumbers(std::uint32_t owner, std::uint32_t group);
   Status setMode(unsigned mode);
 
+  // Puts one that was made beside a file in its place, in the very directory in which it was made.
+  Status takeItsPlace();
+  // Flushes that directory.
+  Status flushItsDirectory();
+  // Removes it.
+  Status remove();
+
   [[nodiscard]] static bool isName(std::string_view name) noexcept;
   // The name that is always the same for the same sum, in hexadecimal digits.
   [[nodiscard]] static std::string nameFor(std::string_view sum);
 
  private:
+  // Takes the directory where it could be made.
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createIn(
-      const RootDirectory& root, const FileDescriptor& directory, const std::string& path,
+      const RootDirectory& root, FileDescriptor& directory, const std::string& path,
       AccountNames& names);
-  LinuxTemporaryFile(FileDescriptor file, std::string path, std::string shown, AccountNames& names);
+  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createFresh(
+      const RootDirectory& root, FileDescriptor& opened, const std::string& directory,
+      AccountNames& names);
+  LinuxTemporaryFile(const RootDirectory& root, FileDescriptor directory, FileDescriptor file,
+                     std::string path, AccountNames& names);
 
+  const RootDirectory& root_;
+  FileDescriptor directory_;
   FileDescriptor file_;
   std::string path_;
   std::string shown_;
+  std::string target_;  // the path of the file whose place it can take
   AccountNames& names_;
 };
 

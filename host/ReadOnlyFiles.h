@@ -7,12 +7,12 @@
 #include <span>
 #include <string>
 
+#include "host/SharedFiles.h"
 #include "host/SystemError.h"
-#include "platform/Files.h"
 
 namespace accountsettings {
 
-class ReadOnlyFiles : public Files {
+class ReadOnlyFiles : public SharedFiles {
  public:
   Status copy(const std::string&, const std::string& target) final { return refusal(target); }
   Status remove(const std::string& path) final { return refusal(path); }

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "host/AccountNames.h"
+#include "host/HostConfiguration.h"
+#include "host/LinuxHost.h"
 #include "host/SystemError.h"
 
 namespace accountsettings {
@@ -37,14 +39,6 @@ Result<SharedBytes> shared(Result<Bytes> bytes) {
   return SharedBytes(std::make_shared<const Bytes>(std::move(bytes).value()));
 }
 
-Result<FileOwner> lookUp(AccountNames& names, const std::string& owner, const std::string& group) {
-  const Result<std::uint32_t> ownerNumber = names.ownerNamed(owner);
-  if (!ownerNumber) return ownerNumber.error();
-  const Result<std::uint32_t> groupNumber = names.groupNamed(group);
-  if (!groupNumber) return groupNumber.error();
-  return FileOwner{*ownerNumber, *groupNumber};
-}
-
 // What `answers` has for `key`, asked for where it has nothing yet.
 template <class Answers, class Key, class Ask>
 const typename Answers::mapped_type& remembered(Answers& answers, const Key& key, Ask ask) {
@@ -58,17 +52,21 @@ RememberedFiles::RememberedFiles(LinuxFiles& files, AccountNames& names)
     : files_(files), names_(names) {}
 
 Result<SharedBytes> RememberedFiles::readShared(const std::string& path) {
-  return remembered(contents_, path, [&] {
-    Result<SharedBytes> bytes = shared(files_.read(path));
+  return remembered(contents_, path, [&]() -> Result<SharedBytes> {
+    const auto entry = entries_.find(path);
+    const bool isAbsent = entry != entries_.end() && entry->second && !*entry->second;
+    if (isAbsent) return systemError(path, ENOENT);
+    Result<SharedBytes> bytes = Error{};
+    if (entry != entries_.end()) {
+      bytes = shared(files_.read(path));
+    } else {
+      LookedAtFile looked = files_.look(path);
+      entries_.emplace(path, orNone(std::move(looked.entry)));
+      bytes = shared(std::move(looked.bytes));
+    }
     if (!bytes) noteFailure(path, bytes.error());
     return bytes;
   });
-}
-
-Result<Bytes> RememberedFiles::read(const std::string& path) {
-  const Result<SharedBytes> bytes = readShared(path);
-  if (!bytes) return bytes.error();
-  return Bytes(**bytes);
 }
 
 RememberedFiles::Attributes RememberedFiles::entryAt(const std::string& path) {
@@ -80,19 +78,16 @@ RememberedFiles::Attributes RememberedFiles::entryAt(const std::string& path) {
 }
 
 RememberedFiles::Attributes RememberedFiles::targetOf(const std::string& path) {
+  // What is no link is what it leads to.
+  if (!targets_.contains(path)) {
+    const Attributes entry = entryAt(path);
+    if (!entry || !*entry || (*entry)->kind != FileAttributes::Kind::Link) return entry;
+  }
   return remembered(targets_, path, [&] {
     Attributes there = orNone(files_.attributesOfTarget(path));
     if (!there) noteFailure(path, there.error());
     return there;
   });
-}
-
-Result<std::optional<Bytes>> RememberedFiles::readUnless(const std::string& path,
-                                                         std::span<const std::uint8_t> known) {
-  const Result<SharedBytes> bytes = readShared(path);
-  if (!bytes) return bytes.error();
-  if (std::ranges::equal(**bytes, known)) return std::optional<Bytes>();
-  return std::optional<Bytes>(**bytes);
 }
 
 Presence RememberedFiles::exists(const std::string& path) {
@@ -108,7 +103,7 @@ Presence RememberedFiles::isDirectory(const std::string& path) {
 
 Result<FileOwner> RememberedFiles::ownerNamed(std::string_view owner, std::string_view group) {
   const std::pair key(std::string{owner}, std::string{group});
-  return remembered(owners_, key, [&] { return lookUp(names_, key.first, key.second); });
+  return remembered(owners_, key, [&] { return numbersOf(names_, key.first, key.second); });
 }
 
 void RememberedFiles::noteFailure(const std::string& path, const Error& error) {
@@ -135,24 +130,40 @@ void RememberedFiles::assume(const AssumedFile& file) {
       file.path, file.bytes ? Result<SharedBytes>(file.bytes) : systemError(file.path, ENOENT));
 }
 
+Result<FileOwner> RememberedFiles::ownerOfSaves(const LinuxHost& host) {
+  const ConfigurationValues& values = host.configuration().values;
+  return ownerNamed(values.owner, values.group);
+}
+
+Status RememberedFiles::saveCanSucceed(LinuxHost& host, const std::string& path) {
+  return remembered(saveChecks_, path,
+                    [&] { return host.saveCanSucceed(path, ownerOfSaves(host)); });
+}
+
+bool RememberedFiles::isUnchanged(const std::string& path, const Attributes& entry) {
+  const auto content = contents_.find(path);
+  // Where nothing stands, nothing can be read.
+  const bool hasContent = content != contents_.end() && !(entry && !*entry);
+  if (!hasContent) return sameAnswer(entry, orNone(files_.attributes(path)), sameAttributes);
+  LookedAtFile now = files_.look(path);
+  const auto same = [](const SharedBytes& left, const SharedBytes& right) {
+    return *left == *right;
+  };
+  return sameAnswer(entry, orNone(std::move(now.entry)), sameAttributes) &&
+         sameAnswer(content->second, shared(std::move(now.bytes)), same);
+}
+
 std::optional<std::string> RememberedFiles::firstChange() {
-  for (const auto& [path, bytes] : contents_) {
-    if (assumed_.contains(path)) continue;
-    const auto same = [](const SharedBytes& left, const SharedBytes& right) {
-      return *left == *right;
-    };
-    if (!sameAnswer(bytes, shared(files_.read(path)), same)) return path;
-  }
-  for (const auto& [path, there] : entries_) {
-    if (assumed_.contains(path)) continue;
-    if (!sameAnswer(there, orNone(files_.attributes(path)), sameAttributes)) return path;
+  // Whatever was read has an entry too.
+  for (const auto& [path, entry] : entries_) {
+    if (!assumed_.contains(path) && !isUnchanged(path, entry)) return path;
   }
   for (const auto& [path, there] : targets_) {
     if (assumed_.contains(path)) continue;
     if (!sameAnswer(there, orNone(files_.attributesOfTarget(path)), sameAttributes)) return path;
   }
   for (const auto& [names, owner] : owners_) {
-    if (!sameAnswer(owner, lookUp(names_, names.first, names.second), std::equal_to<>())) {
+    if (!sameAnswer(owner, numbersOf(names_, names.first, names.second), std::equal_to<>())) {
       return "the owner \"" + names.first + "\", group \"" + names.second + '"';
     }
   }

@@ -18,6 +18,7 @@
 namespace accountsettings {
 
 class AccountNames;
+class LinuxHost;
 
 /// What is taken for the device's answer about one path, whatever it says itself.
 struct AssumedFile {
@@ -32,14 +33,10 @@ class RememberedFiles : public ReadOnlyFiles {
   /// Both must outlive this.
   RememberedFiles(LinuxFiles& files, AccountNames& names);
 
-  [[nodiscard]] Result<Bytes> read(const std::string& path) override;
-  [[nodiscard]] Result<std::optional<Bytes>> readUnless(
-      const std::string& path, std::span<const std::uint8_t> known) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
 
-  /// The file's bytes without a copy of them.
-  [[nodiscard]] Result<SharedBytes> readShared(const std::string& path);
+  [[nodiscard]] Result<SharedBytes> readShared(const std::string& path) override;
   /// The attributes of what stands at `path` itself, a final link not followed; none where nothing
   /// does.
   [[nodiscard]] Result<std::optional<FileAttributes>> entryAt(const std::string& path);
@@ -47,6 +44,12 @@ class RememberedFiles : public ReadOnlyFiles {
   [[nodiscard]] Result<std::optional<FileAttributes>> targetOf(const std::string& path);
   /// The numbers of these names.
   [[nodiscard]] Result<FileOwner> ownerNamed(std::string_view owner, std::string_view group);
+  /// Whom the host's saves give their files to, and why a save of the file at `path` would fail;
+  /// see LinuxHost::saveCanSucceed().
+  ///@{
+  [[nodiscard]] Result<FileOwner> ownerOfSaves(const LinuxHost& host);
+  [[nodiscard]] Status saveCanSucceed(LinuxHost& host, const std::string& path);
+  ///@}
 
   /// What could not be looked at, in the order in which it was asked; that something is not there
   /// is an answer and no failure.
@@ -69,6 +72,8 @@ class RememberedFiles : public ReadOnlyFiles {
   using Attributes = Result<std::optional<FileAttributes>>;
 
   void noteFailure(const std::string& path, const Error& error);
+  // Whether what was answered about the path, which has an entry, is what the device answers now.
+  [[nodiscard]] bool isUnchanged(const std::string& path, const Attributes& entry);
 
   LinuxFiles& files_;
   AccountNames& names_;
@@ -76,6 +81,7 @@ class RememberedFiles : public ReadOnlyFiles {
   std::map<std::string, Attributes> entries_;
   std::map<std::string, Attributes> targets_;
   std::map<std::pair<std::string, std::string>, Result<FileOwner>> owners_;
+  std::map<std::string, Status> saveChecks_;
   std::vector<Failure> failures_;
   std::set<std::string> assumed_;  // paths
 };

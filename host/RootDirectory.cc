@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -117,9 +118,15 @@ Result<RootDirectory::Place> RootDirectory::placeOf(const std::string& path) con
   if (name.empty() || name == "." || name == ".." || path.find('\0') != std::string::npos) {
     return systemError(shown(path), EINVAL);
   }
-  Result<FileDescriptor> directory = open(directoryPart(path), O_PATH | O_DIRECTORY);
+  Result<FileDescriptor> directory = openToChange(directoryPart(path));
   if (!directory) return directory.error();
   return Place{std::move(*directory), std::move(name)};
+}
+
+Result<FileDescriptor> RootDirectory::openToChange(const std::string& path) const {
+  Result<FileDescriptor> directory = open(path, O_RDONLY | O_DIRECTORY);
+  if (directory || directory.error().code != EACCES) return directory;
+  return open(path, O_PATH | O_DIRECTORY);
 }
 
 std::string RootDirectory::shown(const std::string& path) const {

@@ -18,13 +18,18 @@ class RootDirectory {
   // followed inside the root unless O_NOFOLLOW is given.
   [[nodiscard]] Result<FileDescriptor> open(const std::string& path, int flags) const;
 
-  // Where a name stands or can be made: its directory, open as O_PATH, and its last component.
+  // Where a name stands or can be made: its directory, as openToChange() opens it, and its last
+  // component.
   struct Place {
     FileDescriptor directory;
     std::string name;
   };
   // Fails for a path whose last component is missing, "." or "..".
   [[nodiscard]] Result<Place> placeOf(const std::string& path) const;
+
+  // A directory whose entries are to be changed and flushed: open for reading, which a flush needs,
+  // or as O_PATH where it may not be read.
+  [[nodiscard]] Result<FileDescriptor> openToChange(const std::string& path) const;
 
   // True where this is the "/" that this process itself sees.
   [[nodiscard]] bool isThisMachine() const noexcept { return isThisMachine_; }

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "host/AccountNames.h"
 #include "host/FileIO.h"
 #include "host/RootDirectory.h"
 #include "host/SystemError.h"
@@ -52,24 +51,21 @@ Status mayGiveTo(uid_t owner, gid_t group, const struct stat& directory, const S
 
 }  // namespace
 
-Status saveCanSucceed(const RootDirectory& root, AccountNames& names, const SavePlan& plan) {
-  const Result<std::uint32_t> owner = names.ownerNamed(plan.owner);
-  if (!owner) return owner.error();
-  const Result<std::uint32_t> group = names.groupNamed(plan.group);
-  if (!group) return group.error();
-
+Status saveCanSucceed(const RootDirectory& root, const Result<FileOwner>& numbers,
+                      const SavePlan& plan) {
+  if (!numbers) return numbers.error();
   const std::string directory = directoryPart(plan.destination);
   const std::string temporary = plan.temporaryDirectory.value_or(directory);
   const Result<struct stat> to = writableDirectory(root, directory);
   if (!to) return to.error();
-  const Result<struct stat> from = writableDirectory(root, temporary);
+  const Result<struct stat> from = temporary == directory ? to : writableDirectory(root, temporary);
   if (!from) return from.error();
   if (from->st_dev != to->st_dev) {
     return systemError(
         root.shown(temporary) + ": a file cannot be renamed from here to " + root.shown(directory),
         EXDEV);
   }
-  return mayGiveTo(*owner, *group, *from, plan);
+  return mayGiveTo(numbers->owner, numbers->group, *from, plan);
 }
 
 }  // namespace accountsettings

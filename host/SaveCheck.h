@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "host/FileChange.h"
 #include "plist/Result.h"
 
 namespace accountsettings {
 
-class AccountNames;
 class RootDirectory;
 
 struct SavePlan {
@@ -19,8 +19,10 @@ struct SavePlan {
   std::string group;
 };
 
-// Fails where the names are not known, a directory is missing, closed to this process or on another
-// file system, or this process may not give a file to that owner and group.
-Status saveCanSucceed(const RootDirectory& root, AccountNames& names, const SavePlan& plan);
+// Fails where the names are not known, which `numbers` tells, a directory is missing, closed to
+// this process or on another file system, or this process may not give a file to that owner and
+// group.
+Status saveCanSucceed(const RootDirectory& root, const Result<FileOwner>& numbers,
+                      const SavePlan& plan);
 
 }  // namespace accountsettings

@@ -72,20 +72,6 @@ Result<SharedBytes> StagedFiles::readShared(const std::string& path) {
   return systemError(path, staged->kind == FileChange::Kind::Remove ? ENOENT : EISDIR);
 }
 
-Result<Bytes> StagedFiles::read(const std::string& path) {
-  const Result<SharedBytes> bytes = readShared(path);
-  if (!bytes) return bytes.error();
-  return Bytes(**bytes);
-}
-
-Result<std::optional<Bytes>> StagedFiles::readUnless(const std::string& path,
-                                                     std::span<const std::uint8_t> known) {
-  const Result<SharedBytes> bytes = readShared(path);
-  if (!bytes) return bytes.error();
-  if (std::ranges::equal(**bytes, known)) return std::optional<Bytes>();
-  return std::optional<Bytes>(**bytes);
-}
-
 Presence StagedFiles::exists(const std::string& path) {
   const Result<Standing> standing = standingAt(path, true);
   return standing ? Presence::of(*standing != Standing::Nothing) : Presence(standing.error());
@@ -184,11 +170,8 @@ Status StagedFiles::writeAtomically(const std::string& path, std::span<const std
 }
 
 Result<std::unique_ptr<TemporaryFile>> StagedFiles::makeTemporary(const std::string& destination) {
-  auto check = saveChecks_.find(destination);
-  if (check == saveChecks_.end()) {
-    check = saveChecks_.emplace(destination, host_.saveCanSucceed(destination)).first;
-  }
-  if (const Status possible = inSave(check->second); !possible) return possible.error();
+  const Status possible = inSave(before_.saveCanSucceed(host_, destination));
+  if (!possible) return possible.error();
   std::string path = destination + ".staged-" + std::to_string(++temporaries_);
   put({FileChange::Kind::Write, path, sharedCopy({}), kModeOfSaves, std::nullopt});
   return std::unique_ptr<TemporaryFile>(

@@ -11,22 +11,20 @@
 #include <vector>
 
 #include "host/FileChange.h"
-#include "platform/Files.h"
+#include "host/SharedFiles.h"
 
 namespace accountsettings {
 
 class LinuxHost;
 class RememberedFiles;
 
-class StagedFiles : public Files {
+class StagedFiles : public SharedFiles {
  public:
   /// `before` is the device as it stands; `host` is its host, which is asked whether a save of
   /// these files could succeed. Both must outlive this.
   StagedFiles(RememberedFiles& before, LinuxHost& host);
 
-  [[nodiscard]] Result<Bytes> read(const std::string& path) override;
-  [[nodiscard]] Result<std::optional<Bytes>> readUnless(
-      const std::string& path, std::span<const std::uint8_t> known) override;
+  [[nodiscard]] Result<SharedBytes> readShared(const std::string& path) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
   Status copy(const std::string& source, const std::string& target) override;
@@ -59,7 +57,6 @@ class StagedFiles : public Files {
   // What stands at a path after the changes so far; `follow` looks at where a link leads.
   [[nodiscard]] Result<Standing> standingAt(const std::string& path, bool follow);
   [[nodiscard]] const FileChange* stagedAt(const std::string& path) const;
-  [[nodiscard]] Result<SharedBytes> readShared(const std::string& path);
   // Fails where no file can come to lie at `path`.
   Status checkPlaceOf(const std::string& path);
   void put(FileChange change);
@@ -69,7 +66,6 @@ class StagedFiles : public Files {
   RememberedFiles& before_;
   LinuxHost& host_;
   std::map<std::string, Staged> staged_;
-  std::map<std::string, Status> saveChecks_;
   std::size_t order_ = 0;
   int temporaries_ = 0;
   std::optional<Error> saveFailure_;

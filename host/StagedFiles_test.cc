@@ -244,16 +244,15 @@ TEST_F(StagedFilesTest, AnotherModeOrOwnerOrByteIsNotAsMeant) {
 }
 
 TEST_F(StagedFilesTest, ANewFileIsMadeAtItsPathOrNotAtAll) {
-  FileAttributes attributes;
-  attributes.mode = 0640;
-  attributes.owner = ::geteuid();
-  attributes.group = ::getegid();
+  const FileOwner owner{::geteuid(), ::getegid()};
   const std::string path = host().files().freshPathBeside(kFile).value();
   EXPECT_TRUE(LinuxFiles::isTemporaryName(fs::path(path).filename().string()));
-  EXPECT_TRUE(host().files().writeNew(path, testing::bytesOf("new"), attributes));
+  EXPECT_TRUE(host().files().writeNew(path, testing::bytesOf("new"), 0640, owner));
   EXPECT_EQ(testing::modeOf(device.path(path)), 0640U);
-  EXPECT_EQ(host().files().writeNew(path, testing::bytesOf("other"), attributes).error().code,
-            EEXIST);
+  const auto writeOther = [&] {
+    return host().files().writeNew(path, testing::bytesOf("other"), 0640, owner);
+  };
+  EXPECT_EQ(writeOther().error().code, EEXIST);
   EXPECT_EQ(device.read(path), "new");
 }
 

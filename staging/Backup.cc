@@ -81,12 +81,10 @@ std::string nameAfter(const std::vector<std::string>& names, const std::string& 
   return last.substr(0, kDateLength) + "-" + std::to_string(number + 1);
 }
 
-// Writes a file of the backup's directory, which is private to whoever makes the backup.
+// Writes a file of the backup's directory, which is private to whoever makes the backup. The
+// directory is flushed once all are there.
 Status keepBytes(LinuxFiles& files, const std::string& path, const Bytes& bytes) {
-  const FileChange change{FileChange::Kind::Write, path, nullptr, 0600, std::nullopt};
-  const Result<FileAttributes> attributes = attributesMeant(files, change);
-  if (!attributes) return attributes.error();
-  return files.writeNew(path, bytes, *attributes);
+  return files.writeNew(path, bytes, 0600, std::nullopt);
 }
 
 // What a backup calls the bytes of a file to be written, and those of a file that it keeps.
@@ -134,17 +132,22 @@ Status BackupMaker::makeDirectory(const std::string& path, unsigned mode) {
   const auto meant = std::find_if(source_.changes.begin(), source_.changes.end(),
                                   [&](const FileChange& change) { return change.path == path; });
   const unsigned meantMode = meant == source_.changes.end() ? mode : meant->mode;
-  if (Status made = files_.makeDirectory(path, meantMode); !made) return made;
+  if (Status made = files_.makeNewDirectory(path, meantMode); !made) return made;
   backup.directories.push_back(path);
-  return files_.flushDirectoryOf(path);
+  return {};
 }
 
 Status BackupMaker::begin(const CalendarTime& time) {
   if (Status made = makeDirectory(backupsDirectory(), kPrivate); !made) return made;
-  const Result<std::vector<std::string>> names = namesOfBackups(files_);
+  const bool isFirst = !backup.directories.empty();  // it was made just now
+  const Result<std::vector<std::string>> names =
+      isFirst ? std::vector<std::string>() : namesOfBackups(files_);
   if (!names) return names.error();
   manifest_.name = nameAfter(*names, nameFor(time));
-  return makeDirectory(pathOfBackup(manifest_.name), kPrivate);
+  const std::string path = pathOfBackup(manifest_.name);
+  if (Status made = files_.makeNewDirectory(path, kPrivate); !made) return made;
+  backup.directories.push_back(path);
+  return {};
 }
 
 // Keeps the content that the file's path leads to.
@@ -228,11 +231,13 @@ Status writeManifest(LinuxFiles& files, const BackupManifest& manifest) {
   const Result<Bytes> bytes = writeXml(manifest.asDictionary());
   if (!bytes) return bytes.error();
   const std::string path = appendPathComponent(pathOfBackup(manifest.name), kManifestName);
-  if (Status written = files.writeAtomically(path, *bytes); !written) return written;
-  return files.flushDirectoryOf(path);
+  return files.writeFlushed(path, *bytes);
 }
 
 Status BackupMaker::finish() {
+  // The manifest says that the files are kept: they are there before it, whenever the power goes.
+  const std::string inside = appendPathComponent(pathOfBackup(manifest_.name), kManifestName);
+  if (Status flushed = files_.flushDirectoryOf(inside); !flushed) return flushed;
   return writeManifest(files_, manifest_);
 }
 
@@ -388,12 +393,14 @@ std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& foun
 }
 
 Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, std::size_t keep,
-                        const std::string& newest) {
+                        const std::string& newest, std::vector<std::string>& removed) {
   tellRetention(found);  // which the last run may have changed
   Status first;
   for (const std::string& each : superfluousBackups(found, keep)) {
     if (each == newest) continue;
-    if (Status removed = removeBackup(host.files(), each); !removed && first) first = removed;
+    const Status gone = removeBackup(host.files(), each);
+    if (gone) removed.push_back(each);
+    if (!gone && first) first = gone;
   }
   return first;
 }
@@ -438,7 +445,9 @@ Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile
   const std::string temporary = pathWhilePutBack(file);
   Status done = files.remove(temporary);
   if (!done && !isAbsence(done.error())) return done;
-  done = files.writeNew(temporary, *bytes, file.attributes);
+  const FileAttributes& attributes = file.attributes;
+  done = files.writeNew(temporary, *bytes, attributes.mode,
+                        FileOwner{attributes.owner, attributes.group});
   if (!done) return done;
   done = files.rename(temporary, file.path);
   if (done) return files.flushDirectoryOf(file.path);

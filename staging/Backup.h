@@ -77,10 +77,10 @@ struct FoundBackup {
 // of the newest `keep` whose retention is by count.
 [[nodiscard]] std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
                                                           std::size_t keep);
-// Removes these of `found`, which are the root's, but never `newest`. Only while the migration lock
-// is held.
+// Removes these of `found`, which are the root's, but never `newest`, and adds the names of those
+// that went to `removed`. Only while the migration lock is held.
 Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, std::size_t keep,
-                        const std::string& newest);
+                        const std::string& newest, std::vector<std::string>& removed);
 
 // Where the bytes of a file lie until it is put back: always the same place, so that what a killed
 // run left there is found again.

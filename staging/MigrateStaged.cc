@@ -205,6 +205,7 @@ bool Run::endWhatWasCut() {
   if (ended->remedy == Remedy::Complete) outcome_.completed = ended->backup;
   if (ended->putBack) outcome_.putBack = ended->backup;
   if (ended->remedy == Remedy::Complete && ended->kept) outcome_.backup = ended->backup;
+  if (!ended->kept) outcome_.pruned.push_back(ended->backup);
   return true;
 }
 
@@ -278,10 +279,16 @@ void Run::finish(MigrationCommit& commit) {
 }
 
 void Run::keepUpBackups(const BackupManifest* made) {
+  std::vector<std::string> unfinished;
+  for (const FoundBackup& each : runs_.backups) {
+    if (each.unfinished) unfinished.push_back(each.name);
+  }
   Status done = removeLeftovers(host_, runs_.backups);
+  std::vector<std::string>& pruned = outcome_.pruned;
+  if (done) pruned.insert(pruned.end(), unfinished.begin(), unfinished.end());
   if (made != nullptr) {
     runs_.backups.push_back({.name = made->name, .manifest = *made, .problem = {}});
-    const Status kept = removeOldBackups(host_, runs_.backups, options_.keep, made->name);
+    const Status kept = removeOldBackups(host_, runs_.backups, options_.keep, made->name, pruned);
     if (done) done = kept;
   }
   if (!done) outcome_.warnings.push_back("old backups stay: " + done.error().message);
@@ -345,6 +352,7 @@ void detail::migrateStaged(LinuxHost& host, const Platform* others,
   Run run(host, platform, options, outcome);
   run.run();
   if (run.touched()) lock->keepFile();
+  if (options.willRelease) options.willRelease(outcome);
 }
 
 }  // namespace accountsettings

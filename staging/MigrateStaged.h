@@ -19,6 +19,7 @@
 namespace accountsettings {
 
 class LinuxHost;
+struct MigrationOutcome;
 
 /// What a program asks for; passed with its size, as HostOptions.
 struct StagedMigrationOptions {
@@ -41,6 +42,8 @@ struct StagedMigrationOptions {
   std::optional<std::chrono::milliseconds> lockLimit;
   /// Told where another process holds the lock and the wait begins.
   std::function<void()> willWait;
+  /// Told of the end, whatever it is, while the lock is still held.
+  std::function<void(const MigrationOutcome&)> willRelease;
 };
 
 /// What came of it. The program makes it, and the library fills in the members that it has.
@@ -92,6 +95,8 @@ struct MigrationOutcome {
   std::vector<std::string> written;
   std::vector<std::string> removed;
   ///@}
+  /// The names of the backups that this run found superfluous and removed.
+  std::vector<std::string> pruned;
   /// What was judged, and committed where it was; nullptr where nothing came to be staged.
   std::shared_ptr<StagedMigration> staged;
 };

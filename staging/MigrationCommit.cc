@@ -91,9 +91,10 @@ Status MigrationCommit::makeBackup(const Preparation& preparation) {
 Status MigrationCommit::prepareSettings() {
   if (preparedAs_.empty()) return {};
   const FileChange& change = *staged_.changeAt(settings_);
-  const Result<FileAttributes> attributes = attributesMeant(host_.files(), change);
-  if (!attributes) return attributes.error();
-  return host_.files().writeNew(preparedAs_, *change.bytes, *attributes);
+  LinuxFiles& files = host_.files();
+  const Status written = files.writeNew(preparedAs_, *change.bytes, change.mode, change.owner);
+  // Legacy files go only while it is there, after a power cut too.
+  return written ? files.flushDirectoryOf(preparedAs_) : written;
 }
 
 Status MigrationCommit::giveUp() {

@@ -55,7 +55,9 @@ Status add(OpenedRoot& device, const Dictionary& entry) {
   if (!line) return line.error();
   if (!text->empty() && !text->ends_with('\n')) *text += '\n';  // what was torn is not made worse
   *text = newestOf(*text + *line + "\n");
-  if (Status made = files.makeDirectory(backupsDirectory(), kPrivate); !made) return made;
+  if (!there) {
+    if (Status made = files.makeDirectory(backupsDirectory(), kPrivate); !made) return made;
+  }
   return files.writeAtomically(historyPath(), Bytes(text->begin(), text->end()));
 }
 

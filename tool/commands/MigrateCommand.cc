@@ -2,12 +2,7 @@
 // it ended.
 #include "tool/commands/MigrateCommand.h"
 
-#include <set>
-
-#include "host/LinuxFiles.h"
 #include "migration/MigrationSteps.h"
-#include "staging/Backup.h"
-#include "staging/HeldMigrationLock.h"
 #include "tool/backup/History.h"
 #include "tool/fleet/MigrationResult.h"
 #include "tool/frame/Json.h"
@@ -78,32 +73,29 @@ Prevented refusalOf(const MigrationSummary& summary) {
   return {"", why, stopped + summary.effect + "; " + summary.advice, FailureCode::Blocked};
 }
 
-std::set<std::string> namesOfBackups(OpenedRoot& device) {
-  const Result<std::vector<std::string>> names = device.files().list(backupsDirectory());
-  return names ? std::set<std::string>(names->begin(), names->end()) : std::set<std::string>();
+// Whether the outcome is one of a migration that was judged, or could be.
+bool isJudged(const MigrationOutcome& outcome) {
+  using Cause = MigrationOutcome::Cause;
+  return outcome.cause == Cause::None ||
+         (outcome.cause == Cause::Staging && outcome.staged->failure()->isOfDevice());
 }
 
-// `before` names what lay among the backups; what is missing of it now was superfluous.
+// Only while the migration lock is held.
 void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& summary,
-                 const MigrationOutcome& outcome, const std::set<std::string>& before) {
+                 const MigrationOutcome& outcome) {
   Dictionary entry{{history::kCommand, "migrate"}, {history::kOutcome, nameOf(summary.outcome)}};
   entry.set(history::kFromVersion, summary.decision.version);
   entry.set(history::kToVersion, summary.versionAfter);
   entry.set(history::kSteps,
             listOf(summary.steps, [](const StepRecord& each) { return PropertyList(each.step); }));
   if (!summary.backup.empty()) entry.set(history::kBackup, summary.backup);
-  Array pruned;
-  const std::set<std::string> now = namesOfBackups(device);
-  for (const std::string& name : before) {
-    if (!now.contains(name)) pruned.append(name);
+  if (!outcome.pruned.empty()) {
+    entry.set(history::kPruned,
+              listOf(outcome.pruned, [](const std::string& each) { return PropertyList(each); }));
   }
-  if (!pruned.empty()) entry.set(history::kPruned, pruned);
   if (outcome.staged) {
     changesOfMigration(device, summary, *outcome.staged, outcome.completed).putInto(entry);
   }
-  // It was let go of with the end of the migration.
-  const Result<HeldMigrationLock> lock =
-      HeldMigrationLock::take(device.host(), device.host().platform());
   addToHistory(session, device, std::move(entry));
 }
 
@@ -169,24 +161,37 @@ StagedMigrationOptions MigrateCommand::optionsFor(Session& session, OpenedRoot& 
 }
 
 MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) const {
+  using Kind = MigrationOutcome::Kind;
+  using Cause = MigrationOutcome::Cause;
   MigrationSummary summary;
   std::optional<std::string> changed;  // since the plan that was given
   const auto planned = plan_ ? std::optional(readPlanInputs(*plan_)) : std::nullopt;
   StagedMigrationOptions options = optionsFor(session, device);
   options.judge = [&](StagedMigration& staged) {
+    device.setHoldsLock(!dryRun_);
     session.output.doing([&] { return doingJudgementOf(staged); });
     summary = summaryOf(device, staged, acceptLoss_);
     if (planned) changed = changedSince(*planned, summary.inputs, device);
     return !changed && summary.outcome != SummaryOutcome::Refused;
   };
+  options.willRelease = [&](const MigrationOutcome& outcome) {
+    if (changed || !isJudged(outcome)) return;
+    if (outcome.cause == Cause::Staging) {
+      summary = summaryOf(device, *outcome.staged, acceptLoss_);
+    }
+    summary = carriedOut(std::move(summary), outcome);
+    summary.effect = effectOf(outcome);
+    const bool isTold = outcome.cutShort || outcome.kind == Kind::Broken ||
+                        !outcome.written.empty() || !outcome.removed.empty();
+    if (isTold) tellHistory(session, device, summary, outcome);
+    device.setHoldsLock(false);
+  };
 
-  const std::set<std::string> backups = namesOfBackups(device);
-  using Cause = MigrationOutcome::Cause;
   const MigrationOutcome outcome =
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
   const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
-  session.changed = !dryRun_ && (outcome.kind != MigrationOutcome::Kind::Refused || endedEarlier ||
-                                 outcome.preparedStays);
+  session.changed =
+      !dryRun_ && (outcome.kind != Kind::Refused || endedEarlier || outcome.preparedStays);
   if (!dryRun_) tellEnd(session.output, device.commandLog(), outcome);
   if (changed && outcome.cause == Cause::None) {
     throw Prevented(
@@ -195,23 +200,13 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
         FailureCode::Changed);
   }
   if (dryRun_) return onlyPlanned(device, std::move(summary), outcome, acceptLoss_);
-  if (outcome.kind == MigrationOutcome::Kind::Broken && outcome.cause == Cause::Interrupted) {
+  if (outcome.kind == Kind::Broken && outcome.cause == Cause::Interrupted) {
     throw CommandFailure(ExitStatus::Broken, "",
                          "what an earlier migration left cannot be ended: " + outcome.problem,
                          "remove the cause and try again");
   }
-  if (outcome.cause == Cause::Staging && outcome.staged->failure()->isOfDevice()) {
-    summary = summaryOf(device, *outcome.staged, acceptLoss_);
-  } else if (outcome.cause == Cause::LockHeld) {
-    throw lockHeldFailure(device, lock_);
-  } else if (outcome.kind == MigrationOutcome::Kind::Refused && outcome.cause != Cause::None) {
-    throw refusalOf(device, outcome);
-  }
-  summary = carriedOut(std::move(summary), outcome);
-  summary.effect = effectOf(outcome);
-  const bool isTold = endedEarlier || outcome.kind == MigrationOutcome::Kind::Broken ||
-                      !outcome.written.empty() || !outcome.removed.empty();
-  if (isTold) tellHistory(session, device, summary, outcome, backups);
+  if (outcome.cause == Cause::LockHeld) throw lockHeldFailure(device, lock_);
+  if (!isJudged(outcome)) throw refusalOf(device, outcome);
   return summary;
 }
 

@@ -151,19 +151,17 @@ std::vector<DeviceFile> filesOf(const Release& release) {
 void writeDevice(const std::string& root, const std::vector<DeviceFile>& files) {
   constexpr std::uint32_t kMobile = 501;
   const bool privileged = terminal::userIdentifier() == 0;
-  FileAttributes attributes;
-  attributes.mode = 0600;
-  attributes.owner = privileged ? kMobile : terminal::userIdentifier();
-  attributes.group = privileged ? kMobile : terminal::groupIdentifier();
+  const FileOwner owner{privileged ? kMobile : terminal::userIdentifier(),
+                        privileged ? kMobile : terminal::groupIdentifier()};
   makeDirectories(root);
-  writeAccountNames(root, attributes.owner, attributes.group);
+  writeAccountNames(root, owner.owner, owner.group);
   writeHostConfiguration(root);
 
   CommonOptions options;
   options.root = root;
   OpenedRoot device(options, DefaultLog::Nowhere);
   for (const DeviceFile& each : files) {
-    const Status written = device.files().replace(each.path, each.bytes, attributes);
+    const Status written = device.files().replace(each.path, each.bytes, 0600, owner);
     if (written) continue;
     throw Prevented("", written.error(), "choose a directory that can be written to");
   }
