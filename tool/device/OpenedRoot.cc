@@ -84,6 +84,9 @@ void OpenedRoot::requireDevice() {
 }
 
 std::optional<Process> OpenedRoot::lockHolder() {
+  if (holdsLock_) {
+    return Process{context_.platform().processes.ownIdentifier(), kProgram};
+  }
   const Result<std::optional<Process>> holder =
       host_->lockHolder(std::string(kAccountMigrationLockFilename));
   return holder ? *holder : std::nullopt;

@@ -53,10 +53,13 @@ class OpenedRoot {
   // cannot be looked at; the identifier is 0 or below for one outside this one's view. Waits for
   // nobody.
   [[nodiscard]] std::optional<Process> lockHolder();
+  // To be told while this process holds the migration lock: then nobody else is looked for.
+  void setHoldsLock(bool holds) noexcept { holdsLock_ = holds; }
   // To be thrown where the migration lock could not be taken: tells why.
   [[nodiscard]] Prevented lockFailure();
 
  private:
+  bool holdsLock_ = false;
   CommonOptions options_;
   std::unique_ptr<LogSink> log_;
   std::unique_ptr<LinuxHost> host_;

@@ -126,7 +126,7 @@ Findings inspectRoot(OpenedRoot& device, const InspectedFiles& files) {
     judged.legacyMail.content.reset();
   }
   Findings findings = inspectFiles(judged);
-  inspectSurroundings(device, findings);
+  inspectSurroundings(device, files.seen, findings);
   return findings;
 }
 

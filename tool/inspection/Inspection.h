@@ -16,6 +16,7 @@
 namespace accountsettings {
 
 class OpenedRoot;
+class RememberedFiles;
 
 enum class Severity { Note, Warning, Error };
 
@@ -63,6 +64,8 @@ struct InspectedFiles {
   InspectedFile settings;
   InspectedFile legacyExchange;
   InspectedFile legacyMail;
+  // How the device answered whoever has read them; nullptr where it is to be asked.
+  RememberedFiles* seen = nullptr;
 };
 [[nodiscard]] Findings inspectFiles(const InspectedFiles& files);
 // Those of the root that ProcessContext::current() stands on. `settings` is what the settings file

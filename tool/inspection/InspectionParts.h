@@ -38,8 +38,8 @@ void inspectSettingsRoot(const PropertyList& settings, FindingList& list);
 // there is no settings file that can be read).
 void inspectLegacyFiles(const std::vector<LegacyFile>& files, const Dictionary* settings,
                         Findings& findings);
-// Owner, mode, lock and what killed programs left behind.
-void inspectSurroundings(OpenedRoot& device, Findings& findings);
+// Owner, mode, lock and what killed programs left behind; `seen` as in InspectedFiles.
+void inspectSurroundings(OpenedRoot& device, RememberedFiles* seen, Findings& findings);
 
 // The text in double quotes.
 [[nodiscard]] std::string quoted(std::string_view text);

@@ -3,9 +3,9 @@
 #include <set>
 #include <string>
 
-#include "host/AccountNames.h"
 #include "host/HostConfiguration.h"
 #include "host/LinuxFiles.h"
+#include "host/RememberedFiles.h"
 #include "host/RootDirectory.h"
 #include "migration/MigrationPaths.h"
 #include "platform/Directories.h"
@@ -93,25 +93,10 @@ void inspectTemporaries(LinuxHost& host, Findings& findings) {
   }
 }
 
-// An account and a group as the kernel numbers them.
-struct OwnerNumbers {
-  std::uint32_t owner = 0;
-  std::uint32_t group = 0;
-};
-
-// Whom a save gives the settings file to; none where the root does not know the configured names.
-std::optional<OwnerNumbers> ownerOfSaves(LinuxHost& host) {
-  const ConfigurationValues& values = host.configuration().values;
-  const Result<std::uint32_t> owner = host.accountNames().ownerNamed(values.owner);
-  const Result<std::uint32_t> group = host.accountNames().groupNamed(values.group);
-  if (!owner || !group) return std::nullopt;
-  return OwnerNumbers{*owner, *group};
-}
-
-void inspectSettingsFile(LinuxHost& host, Findings& findings) {
+void inspectSettingsFile(LinuxHost& host, RememberedFiles& seen, Findings& findings) {
   const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
   FindingList list(findings, path);
-  const Status save = host.saveCanSucceed(path);
+  const Status save = seen.saveCanSucceed(host, path);
   if (!save) {
     std::string meaning = "Saving the settings would fail: " + save.error().message + ".";
     if (!legacyFilesLeft().empty()) {
@@ -120,8 +105,9 @@ void inspectSettingsFile(LinuxHost& host, Findings& findings) {
     list.add(finding::kSaveWouldFail, std::move(meaning));
   }
   inspectTemporaries(host, findings);
-  const Result<FileAttributes> attributes = host.files().attributes(path);
-  if (!attributes) return;
+  const auto there = seen.entryAt(path);
+  const FileAttributes* const attributes = there && *there ? &**there : nullptr;
+  if (attributes == nullptr) return;
   if (attributes->kind == FileAttributes::Kind::Link) {
     list.add(finding::kSettingsIsLink, "The settings file is a symbolic link.");
     if (ProcessContext::current().platform().files.exists(path).isAbsent()) {
@@ -144,7 +130,7 @@ void inspectSettingsFile(LinuxHost& host, Findings& findings) {
                                               "after a save the mode " +
                                               octal(kModeOfSaves) + " shuts them out.");
   }
-  const auto expected = ownerOfSaves(host);
+  const Result<FileOwner> expected = seen.ownerOfSaves(host);
   if (expected && (attributes->owner != expected->owner || attributes->group != expected->group)) {
     const ConfigurationValues& names = ProcessContext::current().platform().configuration.values();
     list.add(finding::kWrongOwner,
@@ -167,9 +153,10 @@ void inspectLock(OpenedRoot& device, Findings& findings) {
 
 }  // namespace
 
-void inspectSurroundings(OpenedRoot& device, Findings& findings) {
+void inspectSurroundings(OpenedRoot& device, RememberedFiles* seen, Findings& findings) {
+  RememberedFiles now(device.files(), device.host().accountNames());
   inspectSentinel(device.files(), findings);
-  inspectSettingsFile(device.host(), findings);
+  inspectSettingsFile(device.host(), seen != nullptr ? *seen : now, findings);
   inspectLock(device, findings);
 }
 

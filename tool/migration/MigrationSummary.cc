@@ -208,7 +208,8 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   ProcessContext context(
       platformWith(device.host().platform(), {.files = &staged.before(), .systemLog = &silence}));
   const ProcessContext::Override current(context);
-  const InspectedFiles files = filesOfRoot(staged.settingsBefore());
+  InspectedFiles files = filesOfRoot(staged.settingsBefore());
+  files.seen = &staged.before();
 
   MigrationSummary summary;
   summary.root = device.options().root;

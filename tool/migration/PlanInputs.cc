@@ -36,15 +36,23 @@ std::optional<std::string> digestOfFile(const std::string& file) {
 
 std::vector<PlanInput> planInputs(OpenedRoot& device, Files& files) {
   std::vector<PlanInput> inputs;
-  for (const std::string& path :
-       {accountSettingsAccountsPath(), daAccountPath(), mailAccountsPath(), removalSentinelPath(),
-        std::string("/etc/accountsettings/host.plist")}) {
+  const auto add = [&](const std::string& path) {
     const Result<Bytes> bytes = files.read(path);
     inputs.push_back({path, bytes ? std::optional(digestOf(*bytes)) : std::nullopt});
+  };
+  for (const std::string& path : {accountSettingsAccountsPath(), daAccountPath(),
+                                  mailAccountsPath(), removalSentinelPath()}) {
+    add(path);
   }
+  const std::string configuration = "/etc/accountsettings/host.plist";
   if (const auto& given = device.options().config) {
+    add(configuration);
     const std::string path = std::filesystem::absolute(*given).string();
     inputs.push_back({std::string(kGivenConfiguration) + path, digestOfFile(path)});
+  } else {
+    // As it was read when the root was opened, and is compared when the migration is committed.
+    const auto& bytes = device.host().configurationBytes();
+    inputs.push_back({configuration, bytes ? std::optional(digestOf(*bytes)) : std::nullopt});
   }
   return inputs;
 }
