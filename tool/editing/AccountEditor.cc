@@ -139,7 +139,8 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
       path_(AccountsManager::fullPathToAccountSettingsPlist()),
       shown_(device_.shown(path_)) {
   // Parsed once: the store finds the same bytes.
-  const InspectedFiles files = filesOfRoot(settingsInFile());
+  InspectedFiles files = filesOfRoot(settingsInFile());
+  files.seen = &before_;
   requireCurrentSettings(files.settings.content, shown_);
   settings_ = *(*files.settings.content)->dictionary();
   if (!options_.acceptLoss) refuseLosses(files);
@@ -180,7 +181,9 @@ std::optional<HeldMigrationLock> AccountEditor::holdLock() {
                     inWords(*holder) + " is migrating the settings", "try again when it has ended",
                     FailureCode::Locked);
   }
-  return takeMigrationLock(session_.output, device_, options_.lock);
+  auto lock = takeMigrationLock(session_.output, device_, options_.lock);
+  device_.setHoldsLock(true);
+  return lock;
 }
 
 void AccountEditor::refuseLosses(const InspectedFiles& files) {
@@ -289,27 +292,28 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
     return ExitStatus::Done;
   }
   std::optional<std::string> notTold;
+  const Differences changes = differencesBetween(settings_, meant);
   if (!options_.dryRun) {
     commit();
-    addToHistory(session_, device_, historyEntry(command, account, meant));
+    addToHistory(session_, device_, historyEntry(command, account, meant, changes));
     notTold = tellOthers();
     log_.releaseTo(device_.log());
   }
-  show(differencesBetween(settings_, meant), command, account, !options_.dryRun);
+  show(changes, command, account, !options_.dryRun);
   if (!notTold) return ExitStatus::Done;
   throw CommandFailure(ExitStatus::Broken, shown_,
                        "saved, but not all who are to be told of the change were: " + *notTold);
 }
 
 Dictionary AccountEditor::historyEntry(const std::string& command, const std::string& account,
-                                       const Dictionary& meant) const {
+                                       const Dictionary& meant,
+                                       const Differences& differences) const {
   const Array& before = settings_.arrayOrEmpty(kPlistAccountsKey);
   const Array& after = meant.arrayOrEmpty(kPlistAccountsKey);
   const AccountMatching matching(before, after);
-  Dictionary entry{
-      {history::kCommand, command},
-      {history::kAccount, account},
-      {history::kKeys, arrayOf(changedKeys(differencesBetween(before, after, matching).accounts))}};
+  Dictionary entry{{history::kCommand, command},
+                   {history::kAccount, account},
+                   {history::kKeys, arrayOf(changedKeys(differences.accounts))}};
   HistoryChanges changes(1);
   changes.add("", before, after, matching);
   changes.putInto(entry);

@@ -82,7 +82,8 @@ class AccountEditor {
   void commit();
   [[nodiscard]] std::optional<std::string> tellOthers();
   [[nodiscard]] Dictionary historyEntry(const std::string& command, const std::string& account,
-                                        const Dictionary& meant) const;
+                                        const Dictionary& meant,
+                                        const Differences& differences) const;
   void show(const Differences& differences, const std::string& command, const std::string& account,
             bool saved);
 
