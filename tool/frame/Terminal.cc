@@ -91,7 +91,9 @@ unsigned groupIdentifier() noexcept {
 }
 
 std::string userName() {
-  const passwd* const user = getpwuid(geteuid());
+  const uid_t number = geteuid();
+  if (number == 0) return "root";  // everywhere, and to be had without a name service
+  const passwd* const user = getpwuid(number);
   return user == nullptr ? "" : user->pw_name;
 }
 
