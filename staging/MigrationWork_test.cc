@@ -84,18 +84,26 @@ class MigrationWork : public StagingTest {
     put(kSettings, {{"Version", 0}, {"Accounts", std::move(accounts)}});
   }
 
-  // A migration of a new device with so many accounts.
-  [[nodiscard]] Work workOf(std::size_t accounts, const StagedMigrationOptions& given = {}) {
+  using Way = MigrationOutcome (*)(LinuxHost& host, const StagedMigrationOptions& options);
+  static MigrationOutcome migrate(LinuxHost& host, const StagedMigrationOptions& options) {
+    return migrateStaged(host, options);
+  }
+  static MigrationOutcome plan(LinuxHost& host, const StagedMigrationOptions& options) {
+    return planStaged(host, options);
+  }
+
+  // What is done to a new device with so many accounts.
+  [[nodiscard]] Work workOf(std::size_t accounts, Way way = migrate) {
     makeDevice();
     putAccounts(accounts);
     // Files that were changed within a tick of the clock are read more often.
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     const auto host = newHost();
     const SettingsWork* settings = nullptr;
-    StagedMigrationOptions options = given;
+    StagedMigrationOptions options;
     options.progress = [&](std::string_view) { settings = &settingsWork(); };
     calls = {};
-    const MigrationOutcome outcome = migrateStaged(*host, options);
+    const MigrationOutcome outcome = way(*host, options);
     const SystemCalls made = calls;
     EXPECT_EQ(outcome.kind, MigrationOutcome::Kind::Done) << outcome.problem;
     return {settings != nullptr ? *settings : SettingsWork(), made};
@@ -108,6 +116,16 @@ TEST_F(MigrationWork, IsTheSameForTenAccountsAndForAThousand) {
   EXPECT_EQ(ofTen.settings.serialized, 3U);
   EXPECT_EQ(ofTen.settings.storesBuilt, 1U);
   EXPECT_EQ(ofTen, workOf(1000));
+}
+
+TEST_F(MigrationWork, OfAPlanIsTheSameForTenAccountsAndForAThousand) {
+  const Work ofTen = workOf(10, plan);
+  EXPECT_EQ(ofTen.settings.parsed, 1U);
+  EXPECT_EQ(ofTen.settings.serialized, 3U);
+  EXPECT_EQ(ofTen.settings.storesBuilt, 1U);
+  EXPECT_EQ(ofTen.calls.flushed, 0U);
+  EXPECT_EQ(ofTen.calls.renamed, 0U);
+  EXPECT_EQ(ofTen, workOf(1000, plan));
 }
 
 TEST_F(MigrationWork, FlushesAndRenamesAreCounted) {

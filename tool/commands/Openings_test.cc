@@ -1,5 +1,6 @@
-// The settings are read once and compared: this test holds how often a whole command opens them for
-// reading, whatever it looks at beside.
+// The settings are read once and compared: these tests hold how often a whole command opens them
+// for reading, whatever it looks at beside, and that what an edit asks of the system does not grow
+// with the number of accounts.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -7,10 +8,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <filesystem>
+#include <fstream>
+#include <ostream>
 #include <string>
+#include <thread>
 
+#include "plist/BinaryWriter.h"
 #include "testing/ToolRun.h"
 #include "tool/commands/Commands.h"
 
@@ -20,7 +26,23 @@ namespace {
 std::string countedFile;
 int openings = 0;
 
+// All that was opened, flushed and renamed.
+struct SystemCalls {
+  int opened = 0;
+  int flushed = 0;
+  int renamed = 0;
+
+  bool operator==(const SystemCalls&) const = default;
+};
+SystemCalls calls;
+
+std::ostream& operator<<(std::ostream& out, const SystemCalls& made) {
+  return out << "opened " << made.opened << ", flushed " << made.flushed << ", renamed "
+             << made.renamed;
+}
+
 void didOpen(long descriptor, std::uint64_t flags) {
+  ++calls.opened;
   if (descriptor < 0 || countedFile.empty() || (flags & O_PATH) != 0) return;
   std::error_code none;
   const auto file =
@@ -48,6 +70,16 @@ __attribute__((no_sanitize("address"))) long syscall(long number, ...) noexcept 
   const long result = call(number, given[0], given[1], given[2], given[3], given[4], given[5]);
   if (number == SYS_openat2) didOpen(result, reinterpret_cast<const open_how*>(given[2])->flags);
   return result;
+}
+int fsync(int descriptor) {
+  static const auto call = theLibrarys<int (*)(int)>("fsync");
+  ++calls.flushed;
+  return call(descriptor);
+}
+int renameat(int from, const char* source, int to, const char* target) noexcept {
+  static const auto call = theLibrarys<int (*)(int, const char*, int, const char*)>("renameat");
+  ++calls.renamed;
+  return call(from, source, to, target);
 }
 int openat(int directory, const char* path, int flags, ...) {
   va_list arguments;
@@ -83,12 +115,30 @@ class Openings : public ::testing::Test {
     Output output(options);  // never finished, and so it says nothing
     Session session{commandLine.options(), output};
     openings = 0;
+    calls = {};
     countedFile = std::filesystem::canonical(root()).string() + ToolRoot::kSettings;
     EXPECT_EQ(command->run(session), ExitStatus::Done) << arguments.front();
     countedFile.clear();
     return openings;
   }
 
+  // Current settings of so many accounts.
+  void putAccounts(std::size_t count) {
+    Array accounts;
+    for (std::size_t i = 0; i < count; ++i) {
+      accounts.append(Dictionary{{"Identifier", i == 0 ? kFirst : "account-" + std::to_string(i)},
+                                 {"Type", "CalDAV"},
+                                 {"Class", "MobileCalDAVAccount"},
+                                 {"Username", "user-" + std::to_string(i)}});
+    }
+    const Bytes bytes =
+        writeBinary(Dictionary{{"Version", 12}, {"Accounts", std::move(accounts)}}).value();
+    std::ofstream(root() + ToolRoot::kSettings, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+  }
+
+  inline static const std::string kFirst = "5A0DE000-0001-4000-8000-000000000001";
   testing::TemporaryDirectory directory_;
 };
 
@@ -106,11 +156,26 @@ TEST_F(Openings, AMigrationOpensTheSettingsThriceAtMost) {
 
 TEST_F(Openings, AnEditOpensTheSettingsThriceAtMost) {
   prepare("current");
-  const int edit = of({"set", "5A0DE000-0001-4000-8000-000000000001", "DisplayName", "Work"});
+  const int edit = of({"set", kFirst, "DisplayName", "Work"});
   EXPECT_GE(edit, 2);
   EXPECT_LE(edit, 3);
-  EXPECT_LE(of({"set", "5A0DE000-0001-4000-8000-000000000001", "DisplayName", "Work"}), 1)
-      << "nothing is to be written";
+  EXPECT_LE(of({"set", kFirst, "DisplayName", "Work"}), 1) << "nothing is to be written";
+}
+
+TEST_F(Openings, AnEditAsksTheSameOfTheSystemForTenAccountsAndForAThousand) {
+  const auto editOf = [&](std::size_t accounts) {
+    std::filesystem::remove_all(root());
+    prepare("current");
+    putAccounts(accounts);
+    // Files that were changed within a tick of the clock are read more often.
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_GE(of({"set", kFirst, "DisplayName", "Work"}), 2);
+    return calls;
+  };
+  const SystemCalls ofTen = editOf(10);
+  EXPECT_EQ(ofTen.flushed, 4) << "the settings, the history, and the folder of each";
+  EXPECT_EQ(ofTen.renamed, 2);
+  EXPECT_EQ(ofTen, editOf(1000));
 }
 
 }  // namespace
