@@ -48,8 +48,8 @@ struct Options {
   std::optional<double> seconds;
   unsigned seed = 1;
   std::string only;
-  std::string
-      sort;  // of trial: "errors", "cuts", "real", "images" or "races"; all where it is empty
+  // Of trial: "errors", "lasting", "kills", "cuts", "real", "images" or "races"; empty: all.
+  std::string sort;
   bool list = false;
   // Of so many campaigns side by side, this is the one of that number.
   std::size_t part = 0;
@@ -111,8 +111,12 @@ class Campaign {
   void tryExchange(const std::string& path, const Replacement& replacement, const DiskTree& device,
                    int at);
   void tryRaces();
-  // Whether the next trial is this campaign's, and not one's beside it.
-  bool isMine() { return next_++ % options_.parts == options_.part; }
+  // Whether the trial of this number is this campaign's, and not one's beside it. Two runs may
+  // differ by a call: it is counted from the beginning of each scenario, so that no trial gets lost
+  // between.
+  [[nodiscard]] bool isMine(std::size_t number) const {
+    return number % options_.parts == options_.part;
+  }
   int conclude();
 
   Options options_;
@@ -124,7 +128,6 @@ class Campaign {
   std::map<std::string, Figures> figures_;  // by kind of disturbance
   int shown_ = 0;
   double toldAt_ = 0;
-  std::size_t next_ = 0;
 };
 
 const char* nameOf(Effect effect) {
@@ -162,9 +165,18 @@ void Campaign::count(const std::string& kind) {
   std::fflush(stdout);
 }
 
+const char* sortOf(Effect effect) {
+  return effect == Effect::Fail ? "errors" : effect == Effect::Kill ? "kills" : "lasting";
+}
+
 // The trials of a scenario follow from the calls of an undisturbed run.
 std::vector<Trial> Campaign::allTrials() {
   std::vector<Trial> trials;
+  const auto add = [&](const Scenario& scenario, testing::DiskPlan plan) {
+    if (!isWanted(sortOf(plan.effect)) || !isMine(static_cast<std::size_t>(plan.at))) return;
+    ++figures_[nameOf(plan.effect)].possible;
+    trials.push_back({&scenario, std::move(plan)});
+  };
   for (const Scenario& scenario : scenarios_) {
     writeTree(scenario.before, root_);
     (void)scenario.run(root_, {Effect::Count, testing::DiskPlan::Calls::All});
@@ -172,20 +184,18 @@ std::vector<Trial> Campaign::allTrials() {
     for (std::size_t i = 0; i < names.size(); ++i) {
       const int at = static_cast<int>(i) + 1;
       for (const int error : testing::errorsOfDiskCall(names[i])) {
-        trials.push_back({&scenario, {Effect::Fail, testing::DiskPlan::Calls::All, at, error}});
+        add(scenario, {Effect::Fail, testing::DiskPlan::Calls::All, at, error});
       }
     }
     writeTree(scenario.before, root_);
     (void)scenario.run(root_);
     for (int at = 1; at <= testing::diskCallsMade(); ++at) {
-      trials.push_back({&scenario, {Effect::Kill, testing::DiskPlan::Calls::Changes, at}});
+      add(scenario, {Effect::Kill, testing::DiskPlan::Calls::Changes, at});
       for (const int error : {ENOSPC, EIO, EROFS}) {
-        trials.push_back(
-            {&scenario, {Effect::FailFromHere, testing::DiskPlan::Calls::Changes, at, error}});
+        add(scenario, {Effect::FailFromHere, testing::DiskPlan::Calls::Changes, at, error});
       }
     }
   }
-  for (const Trial& each : trials) ++figures_[nameOf(each.plan.effect)].possible;
   return trials;
 }
 
@@ -195,7 +205,7 @@ void Campaign::tryErrorsAndKills() {
   began_ = Clock::now();
   for (const Trial& each : trials) {
     if (timeIsUp(kErrors)) return;
-    if (isMine()) tryOne(each);
+    tryOne(each);
   }
 }
 
@@ -235,8 +245,10 @@ void Campaign::tryRealProgram() {
   for (const Scenario& scenario : scenarios_) {
     if (scenario.body != nullptr || scenario.kind == Kind::Reading) continue;
     writeTree(scenario.before, root_);
+    std::size_t number = 0;
     for (const SystemCall& call :
          changesOfRealProgram(scenario.commandOn(root_), directory_.path() / "calls")) {
+      if (!isMine(number++)) continue;
       for (const int error : disturbancesOf(call)) trials.push_back({&scenario, call, error});
     }
   }
@@ -244,7 +256,6 @@ void Campaign::tryRealProgram() {
   if (options_.seconds) std::shuffle(trials.begin(), trials.end(), random_);
   for (const auto& [scenario, call, error] : trials) {
     if (timeIsUp(kRealProgram)) return;
-    if (!isMine()) continue;
     writeTree(scenario->before, root_);
     const Told told = runRealProgram(scenario->commandOn(root_), call, error);
     Disturbance disturbance;
@@ -331,9 +342,10 @@ void Campaign::tryPowerCuts() {
     writeTree(scenario->before, root_);
     const auto changes = scenario->changes(root_);
     std::vector<DiskTree> states;
+    std::size_t number = 0;
     const CrashFigures figures =
         crashStates(scenario->before, changes, root_, [&](const DiskTree& state) {
-          states.push_back(state);
+          if (isMine(number++)) states.push_back(state);
           return true;
         });
     figures_["power cut"].possible += states.size();
@@ -344,7 +356,7 @@ void Campaign::tryPowerCuts() {
         kErrors + (kPowerCuts - kErrors) * ++part / static_cast<double>(order.size());
     for (const DiskTree& state : states) {
       if (timeIsUp(share)) break;
-      if (isMine()) tryState(*scenario, state);
+      tryState(*scenario, state);
     }
   }
 }
@@ -361,10 +373,13 @@ void Campaign::tryHostileImages() {
     const Replacement* replacement;
   };
   std::vector<Image> images;
+  std::size_t number = 0;
   for (const Scenario& scenario : scenarios_) {
     if (!migratable(scenario)) continue;
     for (const std::string& path : pathsToReplace(scenario.before)) {
-      for (const Replacement& each : replacements()) images.push_back({&scenario, path, &each});
+      for (const Replacement& each : replacements()) {
+        if (isMine(number++)) images.push_back({&scenario, path, &each});
+      }
     }
   }
   figures_["hostile image"].possible = images.size() * commandsOnImages().size();
@@ -374,7 +389,6 @@ void Campaign::tryHostileImages() {
   if (!noticesWaits()) throw std::runtime_error("a program that waits would not be noticed");
   for (const Image& each : images) {
     if (timeIsUp(kImages)) return;
-    if (!isMine()) continue;
     tryImage(each.path, *each.replacement, each.scenario->before);
     tryExchange(each.path, *each.replacement, each.scenario->before,
                 1 + static_cast<int>(random_() % 60));
@@ -454,7 +468,7 @@ int Campaign::run() {
     for (const Scenario& each : scenarios_) std::printf("%s\n", each.name.c_str());
     return 0;
   }
-  if (isWanted("errors")) tryErrorsAndKills();
+  if (isWanted("errors") || isWanted("lasting") || isWanted("kills")) tryErrorsAndKills();
   if (isWanted("cuts")) tryPowerCuts();
   if (isWanted("real")) tryRealProgram();
   if (options_.only.empty() && isWanted("images")) tryHostileImages();
