@@ -198,6 +198,17 @@ TEST_F(ReportPage, FindingsStandAtTheirPlace) {
   EXPECT_LT(place.find("missing-class"), place.find("</details>"));
 }
 
+TEST_F(ReportPage, WhatCannotBeCarriedOutTellsNothingOfAccounts) {
+  root.putSettings(9, {mailAccount("plain")});
+  fs::remove(root.at("/etc/passwd"));
+  const std::string html = page();
+  EXPECT_NE(html.find("A migration would be refused"), std::string::npos);
+  EXPECT_NE(html.find("The settings could not be saved"), std::string::npos);
+  EXPECT_NE(html.find("Now: version 9"), std::string::npos);
+  EXPECT_EQ(html.find("After a migration"), std::string::npos);
+  EXPECT_EQ(html.find("<path"), std::string::npos);
+}
+
 TEST_F(ReportPage, SettingsThatCannotBeReadAreShownInHexadecimal) {
   root.putText(ToolRoot::kSettings, "bplist00 and then nonsense of Anna");
   const std::string html = page();

@@ -168,7 +168,7 @@ class Pairer {
 
 AccountColumns columnsOf(const DeviceStory& story, const Disclosure& disclosure) {
   AccountColumns columns;
-  if (!story.migration) {
+  if (!story.tellsWays()) {
     columns.before = rowsOf(accountsIn(story.settings), disclosure);
     return columns;
   }

@@ -41,7 +41,7 @@ struct AccountColumns {
   std::size_t newSince = 0;
 };
 
-// Nothing but what is there now where the story tells of no migration.
+// Nothing but what is there now where the story does not tell what became of it.
 [[nodiscard]] AccountColumns columnsOf(const DeviceStory& story, const Disclosure& disclosure);
 
 // The fate's word.

@@ -46,7 +46,7 @@ std::string valueUnder(const Dictionary& stored, const std::string& key) {
 
 AccountDetails::AccountDetails(const PageContext& page, const AccountMap& map)
     : page_(page), map_(map) {
-  if (!page.story.migration) return;
+  if (!page.story.tellsWays()) return;
   for (const LedgerEntry& each : page.story.migration->ledger.entries) {
     if (each.route) entries_[*each.route].push_back(&each);
   }
@@ -87,7 +87,7 @@ Dictionary AccountDetails::common(const ShownAccount& account, const std::string
                   {"type", shownType(account.node)},
                   {"name", shownName(account.node)},
                   {"fate", styleOf(account.fate)},
-                  {"fateWord", wordOf(account.fate)},
+                  {"fateWord", page_.story.tellsWays() ? wordOf(account.fate) : ""},
                   {"facts", factsOf(account.node)},
                   {"notLoaded", cutTo(notLoaded, kSentenceWidth)},
                   {"hasFindings", !items.empty()},
@@ -147,7 +147,7 @@ std::string AccountDetails::became(const ShownAccount& account) const {
     case AccountFate::Kept:
       break;
   }
-  return page_.story.migration ? "Kept as it was." : "As it is now.";
+  return page_.story.tellsWays() ? "Kept as it was." : "As it is now.";
 }
 
 std::string AccountDetails::droppedText(const ShownAccount& account) const {
@@ -210,7 +210,7 @@ std::string AccountDetails::shownKey(const std::string& key) const {
 }
 
 Dictionary AccountDetails::dropped() const {
-  if (!page_.story.migration) return {};
+  if (!page_.story.tellsWays()) return {};
   Array accounts;
   std::size_t count = 0;
   for (const LedgerEntry& entry : page_.story.migration->ledger.entries) {

@@ -181,7 +181,7 @@ std::string AccountMap::headingOf(Side side, std::size_t file) const {
   const bool isNow = side == sideOfNow();
   const std::string when = isNow ? "Now" : side == Side::Before ? "Before" : "After a migration";
   const auto& settings = side == Side::After ? story.settingsAfter()
-                         : story.migration   ? story.migration->settingsBefore
+                         : story.tellsWays() ? story.migration->settingsBefore
                                              : story.settings;
   if (!settings) return when + ": no settings";
   if (!settings->contains(kPlistVersionKey)) return when + ": no version";
@@ -197,7 +197,7 @@ Dictionary AccountMap::item(Side side, std::size_t row) const {
   Dictionary data{{"heading", ""},
                   {"isChild", account.isChild},
                   {"fate", styleOf(account.fate)},
-                  {"fateWord", wordOf(account.fate)},
+                  {"fateWord", page_.story.tellsWays() ? wordOf(account.fate) : ""},
                   {"link", linkTo(side, row)},
                   {"type", shownType(account.node)},
                   {"name", shownName(account.node)},
@@ -257,19 +257,21 @@ Dictionary AccountMap::drawing() const {
   Slots slotsBefore;
   Slots slotsAfter;
   const Array before = column(Side::Before, slotsBefore);
-  const Array after = column(Side::After, slotsAfter);
+  const Array after = page_.story.tellsWays() ? column(Side::After, slotsAfter) : Array();
   const std::size_t rows = std::max(before.size(), after.size());
   const std::size_t hidden =
       columns_.before.size() - shownBefore_.size() + columns_.after.size() - shownAfter_.size();
-  const auto& migration = page_.story.migration;
-  Dictionary drawing{{"counts", migration ? countsInWords(migration->ledger.accounts)
-                                          : counted(columns_.before.size(), "account", "accounts")},
-                     {"since", sinceText()},
-                     {"rows", rows},
-                     {"height", rows * kSlot},
-                     {"before", before},
-                     {"after", after},
-                     {"leftOut", leftOutText(hidden)}};
+  const DeviceStory& story = page_.story;
+  Dictionary drawing{
+      {"counts", story.tellsWays() ? countsInWords(story.migration->ledger.accounts)
+                                   : counted(columns_.before.size(), "account", "accounts")},
+      {"since", sinceText()},
+      {"rows", rows},
+      {"height", rows * kSlot},
+      {"before", before},
+      {"after", after},
+      {"hasAfter", story.tellsWays()},
+      {"leftOut", leftOutText(hidden)}};
   addLines(drawing, slotsBefore, slotsAfter);
   return drawing;
 }

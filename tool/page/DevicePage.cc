@@ -23,6 +23,8 @@ namespace accountsettings {
 namespace {
 
 std::string asSentence(std::string text) {
+  if (text.front() >= 'a' && text.front() <= 'z')
+    text.front() = static_cast<char>(text.front() - 32);
   return text.ends_with('.') ? text : text + ".";
 }
 
@@ -80,6 +82,15 @@ Verdict verdictOnPast(const PageContext& page) {
   return verdict;
 }
 
+// Whether the problem is one that the findings tell.
+bool isFinding(const Findings& findings, std::string_view problem) {
+  return std::any_of(findings.begin(), findings.end(), [&](const Finding& each) {
+    std::string_view meaning = each.meaning;
+    if (meaning.ends_with('.')) meaning.remove_suffix(1);
+    return each.kind->blocksMigration && problem.ends_with(meaning);
+  });
+}
+
 Verdict verdictOnPlan(const PageContext& page) {
   using Tone = Verdict::Tone;
   const MigrationSummary& plan = *page.story.migration;
@@ -87,7 +98,12 @@ Verdict verdictOnPlan(const PageContext& page) {
   if (plan.outcome == SummaryOutcome::Refused) {
     verdict.tone = Tone::Bad;
     verdict.headline = "A migration would be refused";
-    for (const std::string& each : plan.problems) verdict.sentences.push_back(asSentence(each));
+    for (const std::string& each : plan.problems) {
+      if (!isFinding(page.story.findings, each)) verdict.sentences.push_back(asSentence(each));
+    }
+    if (anyBlocksMigration(page.story.findings)) {
+      verdict.sentences.emplace_back("What is found on the device stands against it, see below.");
+    }
     verdict.sentences.push_back("Nothing was touched. What to do: " + plan.advice + ".");
   } else if (plan.outcome == SummaryOutcome::AnsweredNo) {
     verdict.tone = Tone::Bad;
@@ -134,7 +150,7 @@ Array factsOf(const PageContext& page) {
   const auto add = [&](std::string_view name, const std::string& value) {
     facts.append(Dictionary{{"name", name}, {"value", value}});
   };
-  if (story.migration && knowsSettings(story)) {
+  if (story.tellsWays() && knowsSettings(story)) {
     const MigrationSummary& migration = *story.migration;
     const AccountCounts& counts = migration.ledger.accounts;
     const auto& version = migration.decision.version;
@@ -190,7 +206,7 @@ Array damagedFilesOf(const PageContext& page) {
 
 void addSteps(const PageContext& page, Dictionary& data) {
   Array steps;
-  if (page.story.migration) {
+  if (page.story.tellsWays()) {
     steps = listOf(page.story.migration->steps, [](const StepRecord& step) {
       return Dictionary{
           {"name", nameOfStep(step.step)},

@@ -35,6 +35,9 @@ struct DeviceStory {
   std::vector<DamagedFile> damaged;
   std::vector<PlanInput> sums;  // of the device's files now
 
+  // Whether it is known what the migration makes of the accounts: of one that could not be carried
+  // out, and so not to its end, it is not.
+  [[nodiscard]] bool tellsWays() const { return migration && !migration->hasObstacle; }
   // The settings afterwards: those of now where the migration was carried out.
   [[nodiscard]] const std::optional<Dictionary>& settingsAfter() const;
 };

@@ -8,6 +8,7 @@ usage: pages_test.py TOOL [FOLDER]    keeps the pages, and screenshots of them, 
 import json
 import os
 import pathlib
+import plistlib
 import subprocess
 import sys
 import tempfile
@@ -77,6 +78,7 @@ class Pages(unittest.TestCase):
         device = str(cls.folder / "device")
         cls.run_tool("sample", device, "--release", "oldest")
         cls.run_tool("report", "--root", device, "--html", cls.at("planned.html"))
+        cls.run_tool("report", "--root", cls.make_broken_device(), "--html", cls.at("broken.html"))
         cls.run_tool("migrate", "--root", device, "--accept-loss")
         cls.run_tool("set", "--root", device, "5A0DE000-0003-4000-8000-000000000001",
                      "DisplayName", HOSTILE)
@@ -89,6 +91,19 @@ class Pages(unittest.TestCase):
     def tearDownClass(cls):
         cls.browser.__exit__()
         cls.scratch.cleanup()
+
+    @classmethod
+    def make_broken_device(cls):
+        """A device with findings about accounts, and a legacy file that cannot be read."""
+        account = {"Identifier": "one", "Type": "Mail", "Class": "IMAPAccount"}
+        files = {"Preferences/com.zelqo.accountsettings.plist": plistlib.dumps(
+                     {"Version": 12, "Accounts": [account, account, {"Identifier": "two", "Type": "Mail"}]}),
+                 "Mail/Accounts.plist": b"bplist00 and nothing more that could be read"}
+        library = cls.folder / "broken/var/mobile/Library"
+        for name, content in files.items():
+            (library / name).parent.mkdir(parents=True)
+            (library / name).write_bytes(content)
+        return str(cls.folder / "broken")
 
     @classmethod
     def at(cls, name):
@@ -110,7 +125,7 @@ class Pages(unittest.TestCase):
         return self.browser.value(ROOTS)
 
     def test_pages_ask_the_network_for_nothing_and_run_no_foreign_script(self):
-        for name, scripts in (("planned.html", 0), ("device.html", 0), ("fleet.html", 1)):
+        for name, scripts in (("planned.html", 0), ("device.html", 0), ("broken.html", 0), ("fleet.html", 1)):
             with self.subTest(name):
                 self.open(name)
                 self.assertEqual(len(self.browser.requests), 1, self.browser.requests)
@@ -119,7 +134,7 @@ class Pages(unittest.TestCase):
                 self.assertNotIn("hacked", self.browser.value("document.title"))
 
     def test_pages_fit_and_are_legible(self):
-        for name in ("planned.html", "device.html", "fleet.html"):
+        for name in ("planned.html", "device.html", "broken.html", "fleet.html"):
             self.open(name)
             for scheme, width in (("light", 1200), ("dark", 390)):
                 with self.subTest(name, scheme=scheme, width=width):
