@@ -1,9 +1,13 @@
 // `report`: the parts of a report, each redacted on its way in.
 #include "tool/commands/ReportCommand.h"
 
+#include <algorithm>
+#include <cctype>
 #include <deque>
+#include <filesystem>
 #include <sstream>
 
+#include "host/Digest.h"
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
 #include "platform/Directories.h"
@@ -14,6 +18,7 @@
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/fleet/MigrationResult.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
 #include "tool/inspection/FindingsText.h"
@@ -34,6 +39,23 @@ Array forScripts(const std::vector<Redactor::Count>& counts) {
   return listOf(counts, [](const Redactor::Count& each) {
     return Dictionary{{"kind", each.kind}, {"values", each.values}, {"places", each.places}};
   });
+}
+
+// The name of a device's page among those of others: readable, and one of its own.
+std::string pageNameOf(const std::string& root) {
+  constexpr std::size_t kLongest = 60;
+  constexpr std::size_t kDigits = 12;
+  std::string name = std::filesystem::path(root).filename().string().substr(0, kLongest);
+  std::replace_if(
+      name.begin(), name.end(),
+      [](char unit) {
+        return std::isalnum(static_cast<unsigned char>(unit)) == 0 && unit != '-' && unit != '_';
+      },
+      '_');
+  const Result<std::string> sum =
+      sha256({reinterpret_cast<const std::uint8_t*>(root.data()), root.size()});
+  if (!sum) throw Prevented(root, sum.error().message);
+  return name + "-" + sum->substr(0, kDigits) + ".html";
 }
 
 // ReportMaker puts the parts of a report together.
@@ -138,16 +160,13 @@ class ReportMaker {
 
 }  // namespace
 
-void ReportCommand::describe(OptionSet& options) {
+void ReportCommand::describeOwn(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
   options.text("-o,--out", out_, "FILE", "Where to write the report, as JSON");
-  options.text("--html", html_, "FILE",
-               "Where to write a page for people: the accounts before and after, what was dropped "
-               "and why, findings, steps and the backup");
-  options.list(
-      "--results", results_, "FILE",
-      "With --html: a page about the devices of a results file instead, with a row for each "
-      "(may be repeated)");
+  options.text(
+      "--html", html_, "FILE",
+      "Where to write a page for people: the accounts before and after, what was dropped "
+      "and why, findings, steps and the backup; for many devices the folder of their pages");
   options.flag("--reveal", reveal_,
                "Show names, users and hosts on the page; passwords and tokens stay out of it");
   options.text("--include-log", logFile_, "FILE",
@@ -168,18 +187,23 @@ ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& d
   return maker.counts();
 }
 
+DevicePage ReportCommand::pageOf(Session& session, OpenedRoot& device) const {
+  return devicePage(device,
+                    {.madeAt = session.output.startedAt(),
+                     .reveal = reveal_,
+                     .isLimited = !session.options.noLimit},
+                    session.output);
+}
+
 ReportCommand::Counts ReportCommand::writePage(Session& session, OpenedRoot& device) const {
-  const DevicePage page = devicePage(device,
-                                     {.madeAt = session.output.startedAt(),
-                                      .reveal = reveal_,
-                                      .isLimited = !session.options.noLimit},
-                                     session.output);
+  const DevicePage page = pageOf(session, device);
   writeFile(*html_, page.text);
   return page.replaced;
 }
 
 void ReportCommand::writeFleetPage(Session& session) const {
-  const std::vector<FleetDevice> devices = devicesIn(results_);
+  if (reveal_) throw WrongUsage("--reveal", "results are shown as they are", "leave it out");
+  const std::vector<FleetDevice> devices = devicesIn(fleet().results);
   writeFile(*html_, fleetPage(devices, {.madeAt = session.output.startedAt(),
                                         .file = *html_,
                                         .isLimited = !session.options.noLimit}));
@@ -197,19 +221,47 @@ void ReportCommand::requireOneFile() const {
   if (!out_ && !html_) throw WrongUsage("--out", "the file to write is needed", help);
   if (out_ && html_) throw WrongUsage("--html", "one run writes one file, not --out too", help);
   if (reveal_ && !html_) throw WrongUsage("--reveal", "only a page may show all", help);
-  if (!results_.empty() && !html_) throw WrongUsage("--results", "it is for a page", help);
-  if (!results_.empty() && root_) throw WrongUsage("--results", "it names the devices", help);
-  if (!results_.empty() && reveal_)
-    throw WrongUsage("--reveal", "results are shown as they are", help);
   if (logFile_ && !out_) throw WrongUsage("--include-log", "a page holds no log", help);
+}
+
+bool ReportCommand::tellsResults(const Session& session) const {
+  return html_ && !fleet().results.empty() && !root_ && !fleet().rootsFrom &&
+         session.options.roots.empty();
 }
 
 ExitStatus ReportCommand::run(Session& session) {
   requireOneFile();
-  if (!results_.empty()) {
-    writeFleetPage(session);
+  if (!tellsResults(session)) return DeviceCommand::run(session);
+  writeFleetPage(session);
+  return ExitStatus::Done;
+}
+
+FleetCommand ReportCommand::forMany() {
+  refuseForMany(root_.has_value(), "ROOT");
+  refuseForMany(out_.has_value(), "--out");
+  std::error_code problem;
+  const auto folder = std::filesystem::absolute(*html_, problem);
+  if (!problem) std::filesystem::create_directories(folder, problem);
+  if (problem) throw Prevented(*html_, problem.message(), adviceFor(problem.value()));
+  const auto results = fleet().resultsFile();
+  const auto base = results ? std::filesystem::absolute(*results).parent_path() : folder;
+  const auto work = [this, folder, base](Session& session, DeviceResult& result) {
+    OpenedRoot device(session.options, DefaultLog::Nowhere);
+    device.requireDevice();
+    const DevicePage page = pageOf(session, device);
+    const auto file = folder / pageNameOf(result.root);
+    writeFile(file, page.text);
+    result.page = file.lexically_normal().lexically_proximate(base.lexically_normal());
+    result.findings = codesOf(page.story.findings);
+    if (page.story.settings && page.story.settings->contains(kPlistVersionKey)) {
+      result.versionBefore = versionOf(*page.story.settings);
+    }
     return ExitStatus::Done;
-  }
+  };
+  return {.name = "report", .work = work, .changesDevices = false, .listsDevices = false};
+}
+
+ExitStatus ReportCommand::runOnOne(Session& session) {
   if (root_) session.options.root = *root_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();

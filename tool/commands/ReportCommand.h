@@ -1,6 +1,6 @@
 // ReportCommand collects what support needs to know about a device root in one file that its
 // owner can hand on, for programs or as a page for people: everything personal in it is replaced by
-// stand-ins.
+// stand-ins. Of many devices it makes a page each, and one about all of them from their results.
 #pragma once
 
 #include <optional>
@@ -9,28 +9,36 @@
 
 #include "tool/accounts/Redactor.h"
 #include "tool/device/OpenedRoot.h"
-#include "tool/frame/Command.h"
+#include "tool/fleet/DeviceCommand.h"
+#include "tool/page/DevicePage.h"
 
 namespace accountsettings {
 
-class ReportCommand : public Command {
+class ReportCommand : public DeviceCommand {
  public:
-  void describe(OptionSet& options) override;
   ExitStatus run(Session& session) override;
+
+ protected:
+  void describeOwn(OptionSet& options) override;
+  ExitStatus runOnOne(Session& session) override;
+  FleetCommand forMany() override;
+  [[nodiscard]] bool readsResults() const override { return true; }
 
  private:
   using Counts = std::vector<Redactor::Count>;
   void requireOneFile() const;
   // Each writes its file and answers what was replaced in it.
   Counts writeReport(Session& session, OpenedRoot& device) const;
+  [[nodiscard]] DevicePage pageOf(Session& session, OpenedRoot& device) const;
   Counts writePage(Session& session, OpenedRoot& device) const;
+  // Whether a page is asked for about devices of which nothing is told but in results files.
+  [[nodiscard]] bool tellsResults(const Session& session) const;
   void writeFleetPage(Session& session) const;
   void tell(Output& output, const std::string& file, const Counts& counts) const;
 
   std::optional<std::string> root_;
   std::optional<std::string> out_;
   std::optional<std::string> html_;
-  std::vector<std::string> results_;
   bool reveal_ = false;
   std::optional<std::string> logFile_;
 };

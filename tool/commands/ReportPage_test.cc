@@ -362,11 +362,41 @@ TEST_F(ReportPage, APageOfLongTextsIsBounded) {
   EXPECT_LT(page({"--reveal"}).size(), 300'000U);
 }
 
+TEST_F(ReportPage, OfManyDevicesEachHasItsPageAndTheResultsLeadThere) {
+  const std::string list = directory.path() / "list";
+  const std::string results = directory.path() / "results";
+  std::ofstream lines(list);
+  for (const char* each : {"one", "two"}) {
+    const std::string device = directory.path() / "devices" / each;
+    ASSERT_EQ(runTool({"sample", device, "--release", "9A182"}).status, 0);
+    lines << device << "\n";
+  }
+  lines << root.at("/nothing") << "\n";
+  lines.close();
+  const std::string pages = directory.path() / "out/pages";
+  const ToolResult made =
+      runTool({"report", "--roots-from", list, "--html", pages, "--results", results});
+  EXPECT_EQ(made.status, 3) << made.err;
+  const ToolResult told = runTool({"report", "--html", file(), "--results", results, results});
+  ASSERT_EQ(told.status, 0) << told.err;
+  std::ifstream stream(file());
+  const std::string html{std::istreambuf_iterator<char>(stream), {}};
+  EXPECT_EQ(countOf(html, "<tr data-outcome=\"done\""), 2U);
+  EXPECT_EQ(countOf(html, "<tr data-outcome=\"refused\""), 1U);
+  const std::regex link("<a href=\"(out/pages/(one|two)-[0-9a-f]{12}\\.html)\"");
+  std::size_t links = 0;
+  for (std::sregex_iterator each(html.begin(), html.end(), link), end; each != end; ++each) {
+    EXPECT_TRUE(fs::exists(directory.path() / (*each)[1].str())) << (*each)[1];
+    ++links;
+  }
+  EXPECT_EQ(links, 2U);
+}
+
 TEST_F(ReportPage, WritesOneFileOrNone) {
   root.putSettings(12, {mailAccount("plain")});
   EXPECT_EQ(run({"--out", directory.path() / "x"}).status, 2);
   EXPECT_EQ(run({"--include-log", file()}).status, 2);
-  EXPECT_EQ(run({"--results", file(), "--reveal"}).status, 2);
+  EXPECT_EQ(runTool({"report", "--results", file(), "--reveal", "--html", file()}).status, 2);
   EXPECT_EQ(runTool({"report", "--results", file(), "--out", file()}).status, 2);
   EXPECT_EQ(runTool({"report", root.path(), "--results", file(), "--html", file()}).status, 2);
   EXPECT_EQ(runTool({"report", "--results", file(), "--html", file()}).status, 3);

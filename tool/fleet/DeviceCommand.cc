@@ -5,7 +5,7 @@ namespace accountsettings {
 
 void DeviceCommand::describe(OptionSet& options) {
   describeOwn(options);
-  fleet_.describe(options);
+  fleet_.describe(options, readsResults());
 }
 
 ExitStatus DeviceCommand::run(Session& session) {

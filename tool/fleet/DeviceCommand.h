@@ -13,7 +13,7 @@ class DeviceCommand : public Command {
  public:
   void describe(OptionSet& options) final;
   [[nodiscard]] bool takesManyRoots() const final { return true; }
-  ExitStatus run(Session& session) final;
+  ExitStatus run(Session& session) override;
 
  protected:
   // The options of the command itself.
@@ -22,6 +22,8 @@ class DeviceCommand : public Command {
   virtual ExitStatus runOnOne(Session& session) = 0;
   // What it is to many devices. Throws WrongUsage where an option was given that is for one.
   [[nodiscard]] virtual FleetCommand forMany() = 0;
+  // Whether --results may name several files, which are then read.
+  [[nodiscard]] virtual bool readsResults() const { return false; }
 
   // To be called where an option is for one device.
   static void refuseForMany(bool given, std::string_view option);

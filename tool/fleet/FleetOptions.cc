@@ -24,7 +24,7 @@ RootList listedIn(const std::string& file, bool endedByNul) {
 
 }  // namespace
 
-void FleetOptions::describe(OptionSet& options) {
+void FleetOptions::describe(OptionSet& options, bool readsResults) {
   options.group("Many devices");
   options.text("--roots-from", rootsFrom, "FILE",
                "A list of device roots, one on each line; '-' for standard input");
@@ -32,8 +32,14 @@ void FleetOptions::describe(OptionSet& options) {
   options.number("-j,--jobs", jobs, 1, 1024, "N", "processors",
                  "How many devices are worked on at once, each in a process of its own");
   options.text("--shard", shard, "K/N", "Only the Kth of N parts of the list, always the same one");
-  options.list("--results", results, "FILE",
-               "Append what came of each device, a line of JSON each");
+  if (readsResults) {
+    options.several("--results", results, "FILE",
+                    "Append what came of each device, a line of JSON each; without a device, with "
+                    "--html: the files that the page tells of");
+  } else {
+    options.list("--results", results, "FILE",
+                 "Append what came of each device, a line of JSON each");
+  }
   options.flag("--resume", resume, "Leave out what --results tells to be done");
   options.number("--timeout", timeout, 1, 86400, "SECONDS", "none",
                  "Kill the work on a device that takes longer");

@@ -21,7 +21,8 @@ struct FleetOptions {
   std::optional<int> memory;   // MiB
   std::optional<std::string> shard;
 
-  void describe(OptionSet& options);
+  // `readsResults` tells that the command may also be given results files to read.
+  void describe(OptionSet& options, bool readsResults);
   // Whether the command line asks for a run over many devices; one is enough where it is to be told
   // in a results file.
   [[nodiscard]] bool areGiven(const CommonOptions& common) const;

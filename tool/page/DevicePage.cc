@@ -284,7 +284,7 @@ Dictionary dataOf(const PageContext& page, const std::string& madeAt) {
 
 DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options, Output& output) {
   const InspectedFiles files = filesOfRoot();
-  const DeviceStory story = storyOf(device, files, output);
+  DeviceStory story = storyOf(device, files, output);
   Redactor redactor;
   if (!options.reveal) {
     learnDevice(redactor, device, files);
@@ -295,7 +295,7 @@ DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options, Outp
   const TemplateParts parts{
       {"style", kPageStyle}, {"item", kAccountItem}, {"finding", kFindingItem}};
   std::string text = filledTemplate(kDevicePage, parts, dataOf(page, options.madeAt));
-  return {std::move(text), redactor.counts()};
+  return {std::move(text), std::move(story), redactor.counts()};
 }
 
 }  // namespace accountsettings

@@ -8,6 +8,7 @@
 #include "tool/accounts/Redactor.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/frame/Output.h"
+#include "tool/page/DeviceStory.h"
 
 namespace accountsettings {
 
@@ -19,6 +20,7 @@ struct DevicePageOptions {
 
 struct DevicePage {
   std::string text;
+  DeviceStory story;                      // that it tells
   std::vector<Redactor::Count> replaced;  // by stand-ins
 };
 

@@ -26,7 +26,7 @@ DeviceResult resultOf(const std::string& root, DeviceOutcome outcome = DeviceOut
 DeviceResult pageOf(const std::string& root, const std::string& page) {
   DeviceResult result = resultOf(root);
   result.command = "report";
-  result.report = page;
+  result.page = page;
   return result;
 }
 
@@ -75,7 +75,7 @@ TEST_F(FleetStory, ALastLineThatWasCutOffIsPassedOver) {
 
 TEST_F(FleetStory, AReportTellsOfThePageAndNotOfTheOutcome) {
   const auto a = put("a", {resultOf("/1", DeviceOutcome::Refused)});
-  const auto b = put("b", {pageOf("/1", "pages/1.html"), pageOf("/2", "report.json")});
+  const auto b = put("b", {pageOf("/1", "pages/1.html"), pageOf("/2", "")});
   for (const auto& files : {std::vector{a, b}, std::vector{b, a}}) {
     const std::vector<FleetDevice> devices = devicesIn(files);
     ASSERT_EQ(devices.size(), 2U);

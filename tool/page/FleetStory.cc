@@ -19,7 +19,7 @@ class Devices {
     const auto [known, isNew] = numbers_.emplace(result.root, devices_.size());
     if (isNew) devices_.emplace_back();
     FleetDevice& device = devices_[known->second];
-    if (result.report.ends_with(".html")) device.page = (folder / result.report).lexically_normal();
+    if (!result.page.empty()) device.page = (folder / result.page).lexically_normal();
     if (isNew || result.command != kReport || device.result.command == kReport) {
       device.result = std::move(result);
     }
