@@ -189,6 +189,7 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
 
   const MigrationOutcome outcome =
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
+  session.leave(outcome.staged);
   const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
   session.changed =
       !dryRun_ && (outcome.kind != Kind::Refused || endedEarlier || outcome.preparedStays);
@@ -232,14 +233,19 @@ FleetCommand MigrateCommand::forMany() {
   refuseForMany(reveal_, "--reveal");
   lock_.otherwise = 0;  // seconds: many others need not wait for one
   const auto work = [this](Session& session, DeviceResult& result) {
-    OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
+    const auto opened = std::make_shared<OpenedRoot>(
+        session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
+    session.leave(opened);
+    OpenedRoot& device = *opened;
     device.requireDevice();
-    const MigrationSummary summary = migrate(session, device);
+    MigrationSummary summary = migrate(session, device);
     tellSummary(result, summary);
     if (fleet().resume && summary.outcome == SummaryOutcome::NothingToDo) {
       tellEarlierRun(result, device);
     }
-    return endOf(summary, device);
+    const ExitStatus status = endOf(summary, device);
+    session.leave(std::move(summary));
+    return status;
   };
   return {dryRun_ ? "plan" : "migrate", work, !dryRun_, dryRun_};
 }

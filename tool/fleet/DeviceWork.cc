@@ -2,6 +2,7 @@
 #include "tool/fleet/DeviceWork.h"
 
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -61,6 +62,9 @@ DeviceResult resultOf(const DeviceWork& work, std::string_view command, const Co
   Output output(result.notes);
   Session session{std::move(options), output};
   run(work, session, result);
+  // They go with the worker, which ends without taking anything down.
+  static std::vector<std::shared_ptr<void>> leftovers;
+  leftovers = std::move(session.leftovers);
   result.took = std::chrono::duration_cast<std::chrono::microseconds>(
       std::chrono::steady_clock::now() - started);
   return result;

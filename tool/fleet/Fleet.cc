@@ -11,6 +11,7 @@
 #include "tool/fleet/FleetSummary.h"
 #include "tool/fleet/ResultsReader.h"
 #include "tool/fleet/ResultsWriter.h"
+#include "tool/fleet/WarmUp.h"
 
 namespace accountsettings {
 
@@ -79,6 +80,7 @@ class Fleet {
   }
 
   ExitStatus run() {
+    warmUp(session_.options);
     Workers workers(summary_.jobs, options_.limits());
     FleetProgress progress(output_, roots_.size());
     while (beginMore(workers) || workers.busy() > 0) {

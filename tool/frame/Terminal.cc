@@ -91,10 +91,14 @@ unsigned groupIdentifier() noexcept {
 }
 
 std::string userName() {
-  const uid_t number = geteuid();
-  if (number == 0) return "root";  // everywhere, and to be had without a name service
-  const passwd* const user = getpwuid(number);
-  return user == nullptr ? "" : user->pw_name;
+  // Once: whoever answers may be asked over a socket.
+  static const std::string name = [] {
+    const uid_t number = geteuid();
+    if (number == 0) return std::string("root");  // everywhere
+    const passwd* const user = getpwuid(number);
+    return std::string(user == nullptr ? "" : user->pw_name);
+  }();
+  return name;
 }
 
 bool isInstalled(std::string_view program) {
