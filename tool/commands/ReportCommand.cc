@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <deque>
 #include <filesystem>
 #include <sstream>
@@ -18,6 +19,7 @@
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/fleet/FleetSummary.h"
 #include "tool/fleet/MigrationResult.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
@@ -41,8 +43,8 @@ Array forScripts(const std::vector<Redactor::Count>& counts) {
   });
 }
 
-// The name of a device's page among those of others: readable, and one of its own.
-std::string pageNameOf(const std::string& root) {
+// The name of a device's page or report among those of others: readable, and one of its own.
+std::string nameFor(const std::string& root, const char* extension) {
   constexpr std::size_t kLongest = 60;
   constexpr std::size_t kDigits = 12;
   std::string name = std::filesystem::path(root).filename().string().substr(0, kLongest);
@@ -55,7 +57,7 @@ std::string pageNameOf(const std::string& root) {
   const Result<std::string> sum =
       sha256({reinterpret_cast<const std::uint8_t*>(root.data()), root.size()});
   if (!sum) throw Prevented(root, sum.error().message);
-  return name + "-" + sum->substr(0, kDigits) + ".html";
+  return name + "-" + sum->substr(0, kDigits) + extension;
 }
 
 // ReportMaker puts the parts of a report together.
@@ -162,7 +164,9 @@ class ReportMaker {
 
 void ReportCommand::describeOwn(OptionSet& options) {
   options.argument("ROOT", root_, "The device root; the --root where left out");
-  options.text("-o,--out", out_, "FILE", "Where to write the report, as JSON");
+  options.text("-o,--out", out_, "FILE",
+               "Where to write the report, as JSON; for many devices the folder of their reports, "
+               "and for --results alone one file of them all");
   options.text(
       "--html", html_, "FILE",
       "Where to write a page for people: the accounts before and after, what was dropped "
@@ -177,13 +181,14 @@ void ReportCommand::describeOwn(OptionSet& options) {
                   "A page about what a migration did or would do, for any browser.");
 }
 
-ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& device) const {
+ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& device,
+                                                 const std::string& file) const {
   session.output.doing([] { return Doing{"Reading the accounts ...", placeIn("part", 1, 3)}; });
   ReportMaker maker(device, session.output);
   const Dictionary report = maker.make(logFile_);
   const Result<std::string> text = session.output.documentText("report", report, "/");
-  if (!text) throw Prevented(*out_, text.error().message);
-  writeFile(*out_, *text);
+  if (!text) throw Prevented(file, text.error().message);
+  writeFile(file, *text);
   return maker.counts();
 }
 
@@ -225,31 +230,64 @@ void ReportCommand::requireOneFile() const {
 }
 
 bool ReportCommand::tellsResults(const Session& session) const {
-  return html_ && !fleet().results.empty() && !root_ && !fleet().rootsFrom &&
-         session.options.roots.empty();
+  return !fleet().results.empty() && !root_ && !fleet().rootsFrom && session.options.roots.empty();
 }
 
 ExitStatus ReportCommand::run(Session& session) {
+  const bool sumsUp = tellsResults(session) && !html_;
+  if (sumsUp && !reveal_ && !logFile_) return sumUp(session);
   requireOneFile();
   if (!tellsResults(session)) return DeviceCommand::run(session);
   writeFleetPage(session);
   return ExitStatus::Done;
 }
 
+ExitStatus ReportCommand::sumUp(Session& session) const {
+  FleetSummary summary;
+  std::string lines;
+  auto first = std::chrono::system_clock::time_point::max();
+  auto last = std::chrono::system_clock::time_point::min();
+  for (const FleetDevice& device : devicesIn(fleet().results)) {
+    const DeviceResult& result = device.result;
+    summary.command = result.command;
+    summary.tally.add(result);
+    first = std::min(first, result.startedAt);
+    last = std::max(last, result.startedAt + result.took);
+    if (out_) lines += lineOf(result) + "\n";
+  }
+  summary.devices = summary.tally.devices();
+  if (summary.devices > 0) summary.time = last - first;
+  if (out_) writeFile(*out_, lines);
+  session.changed = out_.has_value();
+  session.options.root.clear();  // it is about many
+  if (session.output.json()) {
+    session.output.document("fleet", summaryForScripts(summary));
+  } else {
+    writeSummary(session.output, summary);
+  }
+  return summary.tally.status();
+}
+
 FleetCommand ReportCommand::forMany() {
   refuseForMany(root_.has_value(), "ROOT");
-  refuseForMany(out_.has_value(), "--out");
+  refuseForMany(logFile_.has_value(), "--include-log");
+  const std::string& named = html_ ? *html_ : *out_;
   std::error_code problem;
-  const auto folder = std::filesystem::absolute(*html_, problem);
+  const auto folder = std::filesystem::absolute(named, problem);
   if (!problem) std::filesystem::create_directories(folder, problem);
-  if (problem) throw Prevented(*html_, problem.message(), adviceFor(problem.value()));
+  if (problem) throw Prevented(named, problem.message(), adviceFor(problem.value()));
   const auto results = fleet().resultsFile();
   const auto base = results ? std::filesystem::absolute(*results).parent_path() : folder;
   const auto work = [this, folder, base](Session& session, DeviceResult& result) {
     OpenedRoot device(session.options, DefaultLog::Nowhere);
     device.requireDevice();
+    if (out_) {
+      result.report = folder / nameFor(result.root, ".json");
+      writeReport(session, device, result.report);
+      return ExitStatus::Done;
+    }
     const DevicePage page = pageOf(session, device);
-    const auto file = folder / pageNameOf(result.root);
+    const auto file = folder / nameFor(result.root, ".html");
     writeFile(file, page.text);
     result.page = file.lexically_normal().lexically_proximate(base.lexically_normal());
     result.findings = codesOf(page.story.findings);
@@ -266,7 +304,7 @@ ExitStatus ReportCommand::runOnOne(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
   const std::string& file = html_ ? *html_ : *out_;
-  const Counts counts = html_ ? writePage(session, device) : writeReport(session, device);
+  const Counts counts = html_ ? writePage(session, device) : writeReport(session, device, file);
   session.changed = true;
   Output& output = session.output;
   if (output.json()) {

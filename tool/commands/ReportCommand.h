@@ -28,12 +28,14 @@ class ReportCommand : public DeviceCommand {
   using Counts = std::vector<Redactor::Count>;
   void requireOneFile() const;
   // Each writes its file and answers what was replaced in it.
-  Counts writeReport(Session& session, OpenedRoot& device) const;
+  Counts writeReport(Session& session, OpenedRoot& device, const std::string& file) const;
   [[nodiscard]] DevicePage pageOf(Session& session, OpenedRoot& device) const;
   Counts writePage(Session& session, OpenedRoot& device) const;
-  // Whether a page is asked for about devices of which nothing is told but in results files.
+  // Whether it is about devices of which nothing is told but in results files: then it writes a
+  // page about them, or sums them up, with one results file of them all where it is asked for.
   [[nodiscard]] bool tellsResults(const Session& session) const;
   void writeFleetPage(Session& session) const;
+  ExitStatus sumUp(Session& session) const;
   void tell(Output& output, const std::string& file, const Counts& counts) const;
 
   std::optional<std::string> root_;

@@ -397,7 +397,6 @@ TEST_F(ReportPage, WritesOneFileOrNone) {
   EXPECT_EQ(run({"--out", directory.path() / "x"}).status, 2);
   EXPECT_EQ(run({"--include-log", file()}).status, 2);
   EXPECT_EQ(runTool({"report", "--results", file(), "--reveal", "--html", file()}).status, 2);
-  EXPECT_EQ(runTool({"report", "--results", file(), "--out", file()}).status, 2);
   EXPECT_EQ(runTool({"report", root.path(), "--results", file(), "--html", file()}).status, 2);
   EXPECT_EQ(runTool({"report", "--results", file(), "--html", file()}).status, 3);
   EXPECT_FALSE(fs::exists(file()));

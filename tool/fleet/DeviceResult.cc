@@ -39,7 +39,7 @@ Dictionary inWords(const DeviceResult::Problem& problem, ExitStatus status) {
                   {"status", static_cast<int>(status)},
                   {"message", problem.message},
                   {"advice", problem.advice}};
-  if (!problem.path.empty()) told.set("file", problem.path);
+  if (!problem.file.empty()) told.set("file", problem.file);
   return told;
 }
 
@@ -163,7 +163,7 @@ class LineReader {
     problem.code = static_cast<FailureCode>(placeOf(codes, inside.text("code"), "error"));
     problem.message = inside.text("message");
     problem.advice = inside.optionalText("advice");
-    problem.path = inside.optionalText("file");
+    problem.file = inside.optionalText("file");
     if (!inside.wrong_.empty()) refuse("error");
     return problem;
   }

@@ -38,7 +38,7 @@ struct DeviceResult {
     FailureCode code = FailureCode::Prevented;
     std::string message;
     std::string advice;  // empty where the message says it
-    std::string path;    // empty where no file is concerned
+    std::string file;    // the one concerned; empty where there is none
   };
   // What a migration took away, keys that its rules tell included.
   struct Losses {

@@ -62,7 +62,7 @@ TEST(DeviceResult, AllOfItIsReadBackFromItsLine) {
   EXPECT_EQ(read->error->code, FailureCode::NoSpace);
   EXPECT_EQ(read->error->message, "no room");
   EXPECT_EQ(read->error->advice, "make some");
-  EXPECT_EQ(read->error->path, "/srv/x");
+  EXPECT_EQ(read->error->file, "/srv/x");
   EXPECT_EQ(read->signal, "SIGSEGV");
   EXPECT_EQ(read->notes, result.notes);
   EXPECT_EQ(read->startedAt, result.startedAt);

@@ -39,11 +39,12 @@ void run(const DeviceWork& work, Session& session, DeviceResult& result) {
   } catch (const AssertionFailure& failure) {
     fail(result, failureOf(failure, session.changed), session.options);
   } catch (const std::bad_alloc&) {
-    fail(result,
-         {cutShort(session.changed), "", "there is not enough memory",
-          session.changed ? "run it again with more"
-                          : "nothing was changed; run it again with more"},
-         session.options);
+    fail(
+        result,
+        {cutShort(session.changed), "", "there is not enough memory",
+         session.changed ? "run it again with more" : "nothing was changed; run it again with more",
+         FailureCode::NoMemory},
+        session.options);
   }
 }
 

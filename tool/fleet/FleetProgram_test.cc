@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <map>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -450,6 +453,52 @@ TEST_F(FleetProgram, TheDocumentFollowsItsSchema) {
   EXPECT_EQ(document.dictionary("outcomes")->integer("done"), 2);
   EXPECT_EQ(document.dictionary("outcomes")->integer("refused"), 1);
   EXPECT_NE(document.string("again")->find("--resume"), std::string::npos);
+}
+
+TEST_F(FleetProgram, WritesAReportOrAPageOfEachDevice) {
+  makeDevices(3);
+  const std::string reports = directory_.path().string() + "/reports";
+  EXPECT_EQ(run({"report", "--out", reports, "--results", results_}).status, 0);
+  for (const auto& [index, each] : results()) {
+    EXPECT_EQ(each.command, "report");
+    EXPECT_TRUE(each.report.starts_with(reports + "/")) << each.report;
+    std::ifstream file(each.report);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_EQ(documentIn(text).string("format"), "accountsettings.report");
+  }
+  fs::remove(results_);
+  EXPECT_EQ(run({"report", "--html", directory_.path().string() + "/pages", "--results", results_})
+                .status,
+            0);
+  std::set<std::string> pages;
+  for (const auto& [index, each] : results()) {
+    EXPECT_TRUE(fs::exists(directory_.path() / each.page)) << each.page;
+    EXPECT_TRUE(each.page.starts_with("pages/")) << each.page;
+    pages.insert(each.page);
+  }
+  EXPECT_EQ(pages.size(), 3U);
+  EXPECT_EQ(run({"report"}).status, 2);
+}
+
+TEST_F(FleetProgram, PutsTheResultsOfSeveralRunsTogether) {
+  makeDevices(6);
+  device(1).putText(ToolRoot::kSettings, "nonsense");
+  const std::string other = directory_.path().string() + "/other.jsonl";
+  EXPECT_NE(run({"migrate", "--shard", "1/2", "--results", results_}).status, 2);
+  EXPECT_NE(run({"migrate", "--shard", "2/2", "--results", other}).status, 2);
+  const std::string all = directory_.path().string() + "/all.jsonl";
+  const ToolResult summed = runTool({"report", "--results", results_, other, "--out", all});
+  EXPECT_EQ(summed.status, 3) << summed.err;
+  EXPECT_NE(summed.out.find("migrate on 6 devices in "), std::string::npos) << summed.out;
+  EXPECT_NE(summed.out.find(": 5 done, 1 refused."), std::string::npos) << summed.out;
+  device(1).putSettings(9, {mailAccount("A")});
+  fs::rename(all, results_);
+  EXPECT_EQ(migrate({"--resume"}).status, 0);
+  const ToolResult after = runTool({"report", "--results", results_, "--json"});
+  EXPECT_EQ(after.status, 0);
+  EXPECT_EQ(schemaErrors("fleet.schema.json", after.out), "");
+  EXPECT_EQ(documentIn(after.out).dictionary("outcomes")->integer("done"), 6);
+  EXPECT_EQ(runTool({"report", "--results", list_}).status, 3);
 }
 
 TEST(FleetHelp, EachOptionStandsInTheManual) {
