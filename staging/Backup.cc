@@ -111,12 +111,15 @@ class BackupMaker {
   Status makeDirectory(const std::string& path, unsigned mode);
   Status keep(const TouchedPath& watched);
   Status keepContent(BackupFile& file);
+  // What was read is met again where a copy of it is meant.
+  [[nodiscard]] Result<std::string> sumOf(const SharedBytes& bytes);
 
   LinuxHost& host_;
   LinuxFiles& files_ = host_.files();
   const BackupSource& source_;
   BackupManifest& manifest_ = backup.manifest;
   std::map<std::string, std::string> savedAs_;  // by sum
+  std::map<SharedBytes, std::string> sums_;     // of the very same bytes
 };
 
 // Makes a directory where it is missing, with those above it, each flushed. One that the migration
@@ -150,11 +153,18 @@ Status BackupMaker::begin(const CalendarTime& time) {
   return {};
 }
 
+Result<std::string> BackupMaker::sumOf(const SharedBytes& bytes) {
+  if (const auto known = sums_.find(bytes); known != sums_.end()) return known->second;
+  Result<std::string> sum = sha256(*bytes);
+  if (sum) sums_.emplace(bytes, *sum);
+  return sum;
+}
+
 // Keeps the content that the file's path leads to.
 Status BackupMaker::keepContent(BackupFile& file) {
   const Result<SharedBytes> bytes = source_.before.readShared(file.path);
   if (!bytes) return bytes.error();
-  Result<std::string> sum = sha256(**bytes);
+  Result<std::string> sum = sumOf(*bytes);
   if (!sum) return sum.error();
   file.sha256 = std::move(*sum);
   file.attributes.size = (*bytes)->size();
@@ -209,7 +219,7 @@ Status BackupMaker::tellChanges() {
   for (const FileChange& each : source_.changes) {
     MeantChange change{each.kind, each.path, "", each.mode, each.owner, ""};
     if (each.kind == FileChange::Kind::Write) {
-      Result<std::string> sum = sha256(*each.bytes);
+      Result<std::string> sum = sumOf(each.bytes);
       if (!sum) return sum.error();
       change.sha256 = std::move(*sum);
       // The copy of the settings holds what is kept already; what is kept nowhere is added, but for

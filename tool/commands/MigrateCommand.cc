@@ -175,15 +175,16 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
     return !changed && summary.outcome != SummaryOutcome::Refused;
   };
   options.willRelease = [&](const MigrationOutcome& outcome) {
-    if (changed || !isJudged(outcome)) return;
-    if (outcome.cause == Cause::Staging) {
-      summary = summaryOf(device, *outcome.staged, acceptLoss_);
+    if (!changed && isJudged(outcome)) {
+      if (outcome.cause == Cause::Staging) {
+        summary = summaryOf(device, *outcome.staged, acceptLoss_);
+      }
+      summary = carriedOut(std::move(summary), outcome);
+      summary.effect = effectOf(outcome);
+      const bool isTold = outcome.cutShort || outcome.kind == Kind::Broken ||
+                          !outcome.written.empty() || !outcome.removed.empty();
+      if (isTold) tellHistory(session, device, summary, outcome);
     }
-    summary = carriedOut(std::move(summary), outcome);
-    summary.effect = effectOf(outcome);
-    const bool isTold = outcome.cutShort || outcome.kind == Kind::Broken ||
-                        !outcome.written.empty() || !outcome.removed.empty();
-    if (isTold) tellHistory(session, device, summary, outcome);
     device.setHoldsLock(false);
   };
 
