@@ -211,6 +211,7 @@ Dictionary rowOf(const FleetDevice& device, const std::filesystem::path& folder)
 // Those that a person should see first come first.
 std::vector<const FleetDevice*> inOrder(const std::vector<FleetDevice>& devices) {
   std::vector<const FleetDevice*> order;
+  order.reserve(devices.size());
   for (const FleetDevice& each : devices) order.push_back(&each);
   std::stable_sort(order.begin(), order.end(), [](const auto* left, const auto* right) {
     return rankOf(left->result.outcome) < rankOf(right->result.outcome);
@@ -233,6 +234,7 @@ Array outcomesOf(const std::vector<FleetDevice>& devices) {
 
 Array factsOf(const std::vector<FleetDevice>& devices) {
   std::vector<std::chrono::microseconds> times;
+  times.reserve(devices.size());
   std::chrono::microseconds all{};
   std::size_t accounts = 0;
   std::size_t dropped = 0;
@@ -282,6 +284,7 @@ std::string sumOfScript() {
       sha256({reinterpret_cast<const std::uint8_t*>(script.data()), script.size()});
   if (!hex) throw AssertionFailure(hex.error().message, "sumOfScript", "FleetPage");
   Bytes sum;
+  sum.reserve(hex->size() / 2);
   for (std::size_t i = 0; i < hex->size(); i += 2) {
     sum.push_back(static_cast<std::uint8_t>(std::stoul(hex->substr(i, 2), nullptr, 16)));
   }
