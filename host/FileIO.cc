@@ -2,6 +2,7 @@
 #include "host/FileIO.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -126,11 +127,29 @@ Status flushDirectory(const FileDescriptor& directory, const std::string& shown)
   return errno == EBADF ? systemError(shown, EACCES) : systemError(shown);
 }
 
+bool isTakenSoon(int descriptor) {
+  constexpr int kMilliseconds = 1000;
+  pollfd waiting{descriptor, POLLOUT, 0};
+  const int ready = ::poll(&waiting, 1, kMilliseconds);
+  return ready > 0 || (ready < 0 && errno == EINTR);
+}
+
+Result<FileDescriptor> openPipeOrDevice(const std::string& path) {
+  FileDescriptor file(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  if (file) return file;
+  const int code = errno;
+  if (code == ENXIO) return Error{path + ": nobody reads from this pipe, device or socket", code};
+  return systemError(path, code);
+}
+
 Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                 const std::string& shown) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno == EAGAIN && isTakenSoon(file.get())) continue;
+    if (count < 0 && errno == EAGAIN)
+      return Error{shown + ": nobody reads what is written", EAGAIN};
     if (count < 0) return systemError(shown);
     bytes = bytes.subspan(static_cast<std::size_t>(count));
   }

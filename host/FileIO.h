@@ -35,6 +35,12 @@ using Opener = std::function<Result<FileDescriptor>(int flags)>;
                                  const std::string& shown);
 // Flushes a directory that was opened to be changed, see RootDirectory::openToChange().
 Status flushDirectory(const FileDescriptor& directory, const std::string& shown);
+// Of a descriptor that does not wait: whether it takes something within a second.
+[[nodiscard]] bool isTakenSoon(int descriptor);
+// What is neither a regular file nor a directory, opened for writing without any wait: fails where
+// nobody reads from it.
+[[nodiscard]] Result<FileDescriptor> openPipeOrDevice(const std::string& path);
+// Of what does not wait, and takes nothing for a second, an error.
 Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                 const std::string& shown);
 

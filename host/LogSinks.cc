@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "host/FileIO.h"
 #include "host/SystemError.h"
 #include "host/UtcTime.h"
 #include "plist/Visible.h"
@@ -55,9 +56,14 @@ LineSink::LineSink(int descriptor, std::string_view root)
     : LogSink(root), descriptor_(descriptor) {}
 
 Result<std::unique_ptr<LineSink>> LineSink::open(const std::string& path, std::string_view root) {
+  // A pipe that nobody reads from is no reason to wait.
   const int descriptor =
-      ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
-  if (descriptor < 0) return systemError(path);
+      ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
+  const int code = errno;
+  if (descriptor < 0 && code == ENXIO) {
+    return Error{path + ": nobody reads from this pipe, device or socket", code};
+  }
+  if (descriptor < 0) return systemError(path, code);
   auto sink = std::make_unique<LineSink>(descriptor, root);
   sink->owned_ = true;
   sink->name_ = path;
@@ -69,11 +75,14 @@ LineSink::~LineSink() {
 }
 
 void LineSink::writeLine(Time arose, const std::string& line) {
+  // Nor is each line of a log that nobody reads any more.
+  if (failure_ && failure_->code == EAGAIN) return;
   const std::string all = inUtc(arose) + ' ' + line + '\n';
   std::string_view rest = all;
   while (!rest.empty()) {
     const ssize_t count = ::write(descriptor_, rest.data(), rest.size());
     if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno == EAGAIN && isTakenSoon(descriptor_)) continue;
     if (count < 0) {
       if (!failure_) failure_ = systemError(name_);
       return;

@@ -24,9 +24,9 @@ namespace fs = std::filesystem;
 constexpr unsigned kPermissions = 0777;
 
 Status writeInPlace(const std::string& path, std::span<const std::uint8_t> bytes) {
-  const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
-  if (!file) return systemError(path);
-  return writeAll(file, bytes, path);
+  const Result<FileDescriptor> file = openPipeOrDevice(path);
+  if (!file) return file.error();
+  return writeAll(*file, bytes, path);
 }
 
 // Gives the new file the mode and owner of the one whose place it is to take.

@@ -12,7 +12,7 @@ namespace accountsettings {
 // Replaces the regular file that `path` leads to, as a whole: whatever happens, it holds the old
 // content or the new, with the mode and owner that it had. Where there is none, one is made as the
 // umask says. A link stays, and what it leads to is replaced. Anything else that stands there, as a
-// device or a pipe, is written to.
+// device or a pipe, is written to, unless nobody takes it within a second.
 Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 }  // namespace accountsettings

@@ -8,6 +8,7 @@
 #include "tool/frame/SizeLimit.h"
 #include "tool/values/PropertyText.h"
 #include "tool/values/ReadFile.h"
+#include "tool/values/Recovery.h"
 
 namespace accountsettings {
 
@@ -27,8 +28,8 @@ PropertyList readAnyForm(const std::string& file) {
   if (!value) {
     throw Prevented(
         name, value.error().message,
-        "it is no property list (binary, XML or JSON), or a damaged one: take another file "
-        "or a good copy",
+        "it is no property list (binary, XML or JSON), or a damaged one: take another file or a "
+        "good copy; --recover prints what is whole of one that was cut off",
         FailureCode::Unreadable);
   }
   return std::move(value).value();
@@ -65,6 +66,9 @@ void PlistCommand::describe(OptionSet& options) {
   options.choice("-t,--to", form_, {"text", "binary", "xml", "json"},
                  "The form to write; text where left out");
   options.text("-o,--out", out_, "FILE", "Write there instead of standard output");
+  options.flag("--recover", recover_,
+               "Print as text what is whole of a file that was cut off (status 1); the file stays "
+               "as it is");
   options.example(
       "accountsettings plist device/var/mobile/Library/Preferences/com.zelqo.accountsettings.plist "
       "--to json --out settings.json",
@@ -73,7 +77,38 @@ void PlistCommand::describe(OptionSet& options) {
                   "Makes a binary property list of a JSON file.");
 }
 
+ExitStatus PlistCommand::recover(Session& session) const {
+  if (form_ || out_ || session.options.json) {
+    throw WrongUsage("--recover", "what is incomplete is printed as text alone",
+                     "leave --to, --out and --json out");
+  }
+  const std::string file = file_.value_or("-");
+  const std::string name = file == "-" ? "standard input" : file;
+  const Bytes bytes = readFile(file);
+  Output& output = session.output;
+  if (const Result<PropertyList> whole = readPropertyList(bytes)) {
+    output.note(name + ": it is whole");
+    output.block(propertyText(output.fitting(*whole)));
+    return ExitStatus::Done;
+  }
+  const Result<Recovered> recovered = recoverCutOff(bytes);
+  if (!recovered) {
+    throw Prevented(name, "nothing can be had of it: " + recovered.error().message,
+                    "put back a good copy: see 'accountsettings restore --list'",
+                    FailureCode::Unreadable);
+  }
+  output.block(propertyText(output.fitting(recovered->value)));
+  std::string missing = "what stood behind that is not known";
+  if (recovered->cutOff > 0) {
+    missing = counted(recovered->cutOff, "value or key is", "values and keys are") +
+              " missing, where … stands; " + missing;
+  }
+  output.note(name + ": it was cut off; " + missing);
+  return ExitStatus::No;
+}
+
 ExitStatus PlistCommand::run(Session& session) {
+  if (recover_) return recover(session);
   const std::string form = form_.value_or(session.options.json ? "json" : "text");
   const std::string file = file_.value_or("-");
   if (form == "binary" && !out_ && session.output.onTerminal()) {

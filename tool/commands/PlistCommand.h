@@ -15,9 +15,13 @@ class PlistCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
+  // Prints what is whole.
+  ExitStatus recover(Session& session) const;
+
   std::optional<std::string> file_;
   std::optional<std::string> form_;
   std::optional<std::string> out_;
+  bool recover_ = false;
 };
 
 }  // namespace accountsettings

@@ -1,12 +1,17 @@
 // Tests of `plist`, run as a process.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
+#include "plist/BinaryWriter.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
@@ -208,6 +213,94 @@ TEST_F(Plist, ADirectoryWithoutPermissionIsTold) {
   EXPECT_EQ(result.status, 3);
   EXPECT_NE(result.err.find("Permission denied; run as a user who may"), std::string::npos)
       << result.err;
+}
+
+TEST_F(Plist, RecoversWhatIsWholeOfAFileThatWasCutOffAndLeavesTheFile) {
+  Array list;
+  for (int i = 0; i < 40; ++i) list.append(Dictionary{{"Name", "Account " + std::to_string(i)}});
+  const auto whole = writeBinary(Dictionary{{"Accounts", list}});
+  const std::string cut(whole->begin(), whole->end() - 400);
+  const std::string file = write("cut.plist", cut);
+  const ToolResult refused = runTool({"plist", file});
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find("--recover prints what is whole"), std::string::npos) << refused.err;
+  const ToolResult result = runTool({"plist", "--recover", file});
+  EXPECT_EQ(result.status, 1) << result.err;
+  // The last account stands at the beginning of the file.
+  EXPECT_NE(result.out.find(": \"Account 39\"\n"), std::string::npos) << result.out;
+  EXPECT_EQ(result.out.find("\"Account 0\""), std::string::npos) << result.out;
+  EXPECT_NE(result.err.find("it was cut off; "), std::string::npos) << result.err;
+  EXPECT_EQ(content("cut.plist"), cut);
+  EXPECT_EQ(names(), std::vector<std::string>{"cut.plist"});
+  for (const std::vector<std::string>& more :
+       {std::vector<std::string>{"--out", file}, {"--to", "binary"}, {"--json"}}) {
+    std::vector<std::string> arguments{"plist", "--recover", file};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    EXPECT_EQ(runTool(arguments).status, 2);
+  }
+  write("whole.plist", std::string(whole->begin(), whole->end()));
+  EXPECT_EQ(runTool({"plist", "--recover", at("whole.plist")}).status, 0);
+}
+
+// A pipe that lies in the file system.
+class PlistPipe : public Plist {
+ protected:
+  PlistPipe() {
+    EXPECT_EQ(::mkfifo(at("pipe").c_str(), 0600), 0);
+    Array list;
+    for (int i = 0; i < 20'000; ++i) list.append("a string of some length " + std::to_string(i));
+    const auto bytes = writeBinary(list);
+    write("large.plist", std::string(bytes->begin(), bytes->end()));
+  }
+
+  ToolResult writeToPipe() {
+    return ToolRun({"plist", at("large.plist"), "--to", "binary", "--out", at("pipe")})
+        .withTimeLimit(30)
+        .run();
+  }
+};
+
+TEST_F(PlistPipe, ThatNobodyReadsIsAnErrorForOutAndLog) {
+  const ToolResult out = writeToPipe();
+  EXPECT_EQ(out.status, 3);
+  EXPECT_NE(out.err.find("nobody reads from this pipe"), std::string::npos) << out.err;
+  ToolRoot root;
+  root.putSettings(12, {});
+  const ToolResult log =
+      ToolRun({"migrate", "--root", root.path(), "--log", at("pipe")}).withTimeLimit(30).run();
+  EXPECT_EQ(log.status, 3);
+  EXPECT_NE(log.err.find("nobody reads from this pipe"), std::string::npos) << log.err;
+}
+
+TEST_F(PlistPipe, WhoseReaderDoesNotReadIsAnErrorToo) {
+  const int reader = ::open(at("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const ToolResult result = writeToPipe();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_NE(result.err.find("nobody reads what is written"), std::string::npos) << result.err;
+  ::close(reader);
+}
+
+TEST_F(PlistPipe, ThatIsReadGetsEverything) {
+  const int reader = ::open(at("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ::fcntl(reader, F_SETFL, 0);
+  const std::string whole = content("large.plist");
+  std::string got;
+  std::atomic<bool> isOver = false;
+  std::thread reading([&] {
+    char buffer[1 << 16];
+    // Before the command opens it there is nobody who writes, and reading ends at once.
+    for (ssize_t count = 0; count > 0 || !isOver;) {
+      count = ::read(reader, buffer, sizeof buffer);
+      if (count > 0) got.append(buffer, static_cast<std::size_t>(count));
+      if (count <= 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  });
+  EXPECT_EQ(writeToPipe().status, 0);
+  isOver = true;
+  reading.join();
+  EXPECT_EQ(got, whole);
+  ::close(reader);
 }
 
 }  // namespace
