@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -116,8 +117,9 @@ ToolRun& ToolRun::withErrorsOnTerminal() {
   return *this;
 }
 
-ToolRun& ToolRun::onTerminal() {
+ToolRun& ToolRun::onTerminal(unsigned short columns) {
   onTerminal_ = true;
+  columns_ = columns;
   return *this;
 }
 
@@ -162,6 +164,10 @@ ToolResult ToolRun::run() {
   Pipe in;
   Pipe out(onTerminal_);
   Pipe err(errorsOnTerminal_);
+  if (columns_ > 0) {
+    const winsize size{24, columns_, 0, 0};
+    if (::ioctl(out.write, TIOCSWINSZ, &size) != 0) throw std::runtime_error("TIOCSWINSZ");
+  }
   // Before the tool can write.
   if (closedOutput_) out.closeRead();
   const pid_t child = ::fork();

@@ -40,8 +40,8 @@ class ToolRun {
   ToolRun& killedAfter(std::chrono::microseconds delay, int signal = SIGKILL);
   // A signal ends the program where it takes longer, as one that waits for ever does.
   ToolRun& withTimeLimit(unsigned seconds);
-  // Standard output is a terminal.
-  ToolRun& onTerminal();
+  // Standard output is a terminal, which is so wide or does not tell.
+  ToolRun& onTerminal(unsigned short columns = 0);
   // Standard error is a terminal.
   ToolRun& withErrorsOnTerminal();
   ToolRun& withInput(std::string text);
@@ -63,6 +63,7 @@ class ToolRun {
   bool closedOutput_ = false;
   std::vector<int> missingStreams_;
   bool onTerminal_ = false;
+  unsigned short columns_ = 0;
   bool errorsOnTerminal_ = false;
   std::string input_;
 };

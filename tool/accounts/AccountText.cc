@@ -67,22 +67,15 @@ std::vector<Output::Piece> headline(const Output& output, const AccountNode& acc
   return pieces;
 }
 
-// A value takes what a line has left; elsewhere than on a terminal what most people can read.
-std::size_t widthOfValue(const Output& output, std::size_t taken) {
-  constexpr std::size_t kLeast = 24;
-  if (!output.onTerminal()) return kValueWidth;
-  return output.columns() > taken + kLeast ? output.columns() - taken : kLeast;
-}
-
 void writeProperties(Output& output, const AccountNode& account, const std::string& indent,
                      bool reveal) {
   const Dictionary shown = reveal ? account.properties : withSecretsHidden(account.properties);
   for (const auto& entry : shown) {
     if (isTold(entry.key())) continue;
     const std::string key = shortened(entry.key());
-    const std::size_t taken = lengthOf(indent) + lengthOf(key) + 3;
+    const std::size_t width = output.columnsLeft(lengthOf(indent) + lengthOf(key) + 2, kValueWidth);
     output.line(indent + output.paint(Colour::Blue, key) + ": " +
-                propertyLine(entry.value(), widthOfValue(output, taken)));
+                output.fit(propertyLine(entry.value(), 2 * width), width));
   }
 }
 
@@ -120,9 +113,8 @@ constexpr std::size_t kIdentifierColumn = 4;  // whole, as people type it again
 constexpr std::size_t kLeastWidth = 6;
 constexpr const char* kGap = "  ";
 
-// Takes from the widest columns what does not fit. Answers whether it took something.
-bool fit(Widths& widths, std::size_t columns) {
-  bool cut = false;
+// Takes from the widest columns what does not fit.
+void fit(Widths& widths, std::size_t columns) {
   while (true) {
     std::size_t sum = 2 * (widths.size() - 1);
     std::size_t widest = 0;
@@ -130,9 +122,8 @@ bool fit(Widths& widths, std::size_t columns) {
       sum += widths[i];
       if (i != kIdentifierColumn && widths[i] > widths[widest]) widest = i;
     }
-    if (sum <= columns || widths[widest] <= kLeastWidth) return cut;
+    if (sum <= columns || widths[widest] <= kLeastWidth) return;
     --widths[widest];
-    cut = true;
   }
 }
 
@@ -141,6 +132,7 @@ bool fit(Widths& widths, std::size_t columns) {
 void writeTree(Output& output, const std::vector<AccountNode>& accounts,
                const AccountTextOptions& options) {
   writeBranch(output, accounts, "", options);
+  output.explainCuts("'get ID KEY' prints a value, and --json all of them");
 }
 
 void writeTable(Output& output, const std::vector<AccountNode>& accounts) {
@@ -150,19 +142,16 @@ void writeTable(Output& output, const std::vector<AccountNode>& accounts) {
   for (const Row& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], lengthOf(row[i]));
   }
-  const bool cut = fit(widths, output.columns());
+  fit(widths, output.columns());
   for (const Row& row : rows) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-      line += padded(cutTo(row[i], widths[i]), widths[i]) + kGap;
+      line += padded(output.fit(row[i], widths[i]), widths[i]) + kGap;
     }
     line.erase(line.find_last_not_of(' ') + 1);
     output.line(&row == &rows.front() ? output.paint(Colour::Bold, line) : line);
   }
-  if (cut) {
-    output.paragraph("", "… stands for more: show it without --table, or in a wider terminal.",
-                     Colour::Dim);
-  }
+  output.explainCuts("show it without --table");
 }
 
 Array accountsForScripts(const std::vector<AccountNode>& accounts, bool reveal) {

@@ -25,43 +25,64 @@ class DifferenceLines {
 
   void write(const KeyChange& change, const std::string& indent) {
     const std::string name = change.key.empty() ? "value" : change.key;
+    // Before the values stand the sign and the name.
+    const std::size_t taken = lengthOf(indent) + lengthOf(visible(name)) + 4;
     if (!change.cameIn.empty() || !change.wentOut.empty()) {
-      mark('~', name + ": " + membersOf(change), indent);
+      std::vector<std::string> parts = membersOf(change);
+      parts.insert(parts.begin(), name + ":");
+      mark('~', parts, " ", indent);
     } else if (!change.before) {
-      mark('+', name + ": " + lineOf(change, *change.after), indent);
+      mark('+', {name + ": " + fitted(textOf(change, *change.after), taken)}, "", indent);
     } else if (!change.after) {
-      mark('-', name + ": " + lineOf(change, *change.before), indent);
+      mark('-', {name + ": " + fitted(textOf(change, *change.before), taken)}, "", indent);
     } else {
-      mark('~',
-           name + ": " + lineOf(change, *change.before) + " -> " + lineOf(change, *change.after),
-           indent);
+      // The second stands on a line of its own where both are too long for one.
+      const std::string before = fitted(textOf(change, *change.before), taken + 3);
+      const std::string after = fitted(textOf(change, *change.after), lengthOf(indent) + 4);
+      mark('~', {name + ": " + before + " ->", after}, " ", indent);
     }
   }
 
   void write(const AccountChange& change, const std::string& indent) {
     const char sign = wordFor<AccountChange::Kind, 4>(change.kind, {"+", "-", "~", "+"}).front();
-    const std::string label = change.label.empty() ? "account" : cutTo(change.label, kValueWidth);
-    const std::string moved = !change.movedTo           ? ""
-                              : change.movedTo->empty() ? "  now no child any more"
-                                                        : "  now a child of " + *change.movedTo;
-    const std::string origin = change.convertedFrom.empty() ? "" : "  from " + change.convertedFrom;
-    mark(sign, label + "  " + change.account + moved + origin, indent);
+    std::vector<std::string> parts{
+        change.label.empty() ? "account" : cutTo(change.label, kValueWidth), change.account};
+    if (change.movedTo) {
+      parts.push_back(change.movedTo->empty() ? "now no child any more"
+                                              : "now a child of " + *change.movedTo);
+    }
+    if (!change.convertedFrom.empty()) parts.push_back("from " + change.convertedFrom);
+    mark(sign, parts, "  ", indent);
     if (options_.foldRemoved && change.kind == AccountChange::Kind::Removed) return;
     for (const KeyChange& each : change.keys) write(each, indent + "    ");
     for (const AccountChange& each : change.children) write(each, indent + "    ");
   }
 
  private:
-  void mark(char sign, const std::string& text, const std::string& indent) {
+  // The parts are not broken, and have the separator between them.
+  void mark(char sign, const std::vector<std::string>& parts, std::string_view separator,
+            const std::string& indent) {
     const Colour colour = sign == '+' ? Colour::Green : sign == '-' ? Colour::Red : Colour::Yellow;
-    output_.line(indent + output_.paint(colour, std::string(1, sign) + " " + text));
+    std::vector<std::string> whole = parts;
+    whole.front().insert(0, std::string(1, sign) + " ");
+    const std::string line = joined(whole, separator);
+    if (lengthOf(indent) + lengthOf(visible(line)) <= output_.columns()) {
+      return output_.line(indent + output_.paint(colour, line));
+    }
+    std::vector<Output::Piece> pieces;
+    for (const std::string& part : whole) pieces.push_back(output_.piece(colour, part));
+    output_.pieces(indent, indent + "    ", pieces, separator);
   }
 
-  std::string lineOf(const KeyChange& change, const PropertyList& value) const {
-    return propertyLine(shownValue(change.key, value, options_.reveal), kValueWidth);
+  [[nodiscard]] std::string textOf(const KeyChange& change, const PropertyList& value) const {
+    constexpr std::size_t kMostColumns = 1000;
+    return propertyLine(shownValue(change.key, value, options_.reveal), kMostColumns);
   }
 
-  static std::string membersOf(const KeyChange& change) {
+  [[nodiscard]] std::string fitted(const std::string& text, std::size_t taken) {
+    return output_.fit(text, output_.columnsLeft(taken, kValueWidth));
+  }
+  static std::vector<std::string> membersOf(const KeyChange& change) {
     std::vector<std::string> parts;
     for (const std::string& each : change.cameIn) {
       parts.push_back("+" + std::string(shortDataclass(each)));
@@ -69,7 +90,7 @@ class DifferenceLines {
     for (const std::string& each : change.wentOut) {
       parts.push_back("-" + std::string(shortDataclass(each)));
     }
-    return joined(parts, " ");
+    return parts;
   }
 
   Output& output_;

@@ -90,11 +90,11 @@ class EventWriter {
 
   void write(const AccountEvent& event) {
     if (event.entry != last_) {
-      output_.paragraph("", historyLine(*event.entry), Colour::Bold);
+      output_.hanging("", "    ", historyLine(*event.entry), Colour::Bold);
     }
     last_ = event.entry;
     const Dictionary& change = *event.change;
-    output_.paragraph("  ", headline(change));
+    output_.hanging("  ", "      ", headline(change));
     for (const Dictionary* each : keysOf(change, key_)) writeKey(change, *each);
   }
 
@@ -135,7 +135,10 @@ class EventWriter {
     if (!legacy.empty()) text += ", from \"" + std::string(legacy) + "\"";
     if (!moved.empty()) text += ", which is under \"" + moved + "\" now";
     if (!rule.empty()) text += ", because " + rule;
-    output_.paragraph("    ", text, !from ? Colour::Green : !to ? Colour::Red : Colour::Yellow);
+    output_.hanging("    ", "        ", text,
+                    !from ? Colour::Green
+                    : !to ? Colour::Red
+                          : Colour::Yellow);
   }
 
   Output& output_;

@@ -58,18 +58,30 @@ std::string outcomeText(const BackupManifest& manifest) {
   return text;
 }
 
-}  // namespace
-
-ShownText backupLine(const Output& output, const FoundBackup& backup) {
-  const ShownText line = output.paint(Colour::Bold, backup.name) + "  ";
-  if (!backup.manifest) return line + output.paint(Colour::Red, "unusable: " + backup.problem);
-  return line + outcomeText(*backup.manifest) + ", " +
-         counted(filesKept(*backup.manifest), "file", "files") + " kept";
-}
-
 std::string_view retentionText(Retention retention) {
   return wordFor<Retention, 4>(
       retention, {"", "; stays as the oldest of its version", "; stays as the way back", ""});
+}
+
+void write(Output& output, const FoundBackup& backup, std::string_view indent,
+           std::string_view more) {
+  const Output::Piece name = output.piece(Colour::Bold, backup.name);
+  const Output::Piece label{indent + name.shown + " ", indent.size() + name.width + 1};
+  const std::string text = backup.manifest
+                               ? outcomeText(*backup.manifest) + ", " +
+                                     counted(filesKept(*backup.manifest), "file", "files") + " kept"
+                               : "unusable: " + backup.problem;
+  output.item(label, std::string(indent) + "    ", text + std::string(more));
+}
+
+}  // namespace
+
+void writeBackup(Output& output, const FoundBackup& backup, std::string_view indent) {
+  write(output, backup, indent, "");
+}
+
+void writeBackupWithRetention(Output& output, const FoundBackup& backup) {
+  write(output, backup, "", retentionText(backup.retention));
 }
 
 Dictionary backupForScripts(const FoundBackup& backup) {

@@ -9,10 +9,10 @@
 
 namespace accountsettings {
 
-// One line: the name, what was done when it was kept, and how much it keeps.
-[[nodiscard]] ShownText backupLine(const Output& output, const FoundBackup& backup);
-// Why it stays whatever the number of backups, to be added to the line; empty where it does not.
-[[nodiscard]] std::string_view retentionText(Retention retention);
+// One item: the name, what was done when it was kept, and how much it keeps.
+void writeBackup(Output& output, const FoundBackup& backup, std::string_view indent);
+// The same, with why it stays whatever the number of backups, where it does.
+void writeBackupWithRetention(Output& output, const FoundBackup& backup);
 [[nodiscard]] Dictionary backupForScripts(const FoundBackup& backup);
 
 }  // namespace accountsettings

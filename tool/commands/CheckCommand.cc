@@ -148,6 +148,7 @@ ExitStatus CheckCommand::runOnOne(Session& session) {
     document.set("version", contents.version);
     output.document("check", document);
   } else {
+    if (isRoot && !findings.empty()) output.line(Input{kind, path, {}}.description());
     writeFindings(output, findings, shown);
     output.paragraph("", "Checked " + Input{kind, path, {}}.description() + ": " +
                              inWords(contents) + "; found " + countsInWords(findings) + ".");

@@ -138,7 +138,7 @@ TEST(Check, SaysInFullWhatItFoundWhatItMeansAndWhatToDo) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(
       result.out,
-      root.settingsPath() +
+      "device root " + root.path() + "\n" + ToolRoot::kSettings +
           "\n"
           "  error: account A, key \"Type\" [unknown-type]\n"
           "    The account has the type \"Pigeon\", which the type registry does not know: it "

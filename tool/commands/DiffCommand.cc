@@ -119,6 +119,7 @@ ExitStatus DiffCommand::run(Session& session) {
     output.line(output.paint(Colour::Bold, "+++ " + headlineOf(after)));
     output.line(differences.empty() ? "The account settings are the same." : countsInWords(counts));
     writeDifferences(output, differences, {.reveal = reveal_, .foldRemoved = !verbose_});
+    output.explainCuts("--json gives all of it");
   }
   const bool areSame = differences.empty();
   session.leave(std::move(differences));

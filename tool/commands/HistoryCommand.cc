@@ -22,9 +22,9 @@ namespace {
 // What was done, and how each is undone where its backup is still there.
 void writeEntries(Output& output, OpenedRoot& device, const History& known) {
   const UndoText undo = undoWhereKept(device);
-  if (!known.entries.empty()) output.line("What was done:");
+  if (!known.entries.empty()) output.line("What was done to " + device.options().root + ":");
   for (const Dictionary& entry : known.entries) {
-    output.line("  " + historyLine(entry));
+    output.hanging("  ", "      ", historyLine(entry));
     const std::string text = undo(entry);
     if (!text.empty()) output.line("      " + text);
   }
@@ -103,11 +103,11 @@ ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) {
   }
   writeEntries(output, device, known);
   if (!backups.empty()) output.line("Migrations, from their backups:");
-  for (const FoundBackup& each : backups) output.line("  " + backupLine(output, each));
+  for (const FoundBackup& each : backups) writeBackup(output, each, "  ");
   if (!records.empty())
-    output.line("Records in " + device.shown(migrationRecordsDirectory()) + ":");
+    output.line("Records in " + output.fitPath(migrationRecordsDirectory(), 12) + ":");
   for (const RecordFile& each : records) {
-    output.line("  " + each.name + "  " + recordLine(each));
+    output.hanging("  ", "      ", each.name + "  " + recordLine(each));
   }
   return ExitStatus::Done;
 }

@@ -203,9 +203,9 @@ TEST(Plan, ShowsItAllToPeople) {
                 "\n"
                 "Files\n"
                 "  changed " +
-                root.settingsPath() + "\n  created " +
-                root.at("/var/shared/Library/Logs/CrashReporter/com.zelqo.accountsettings.plist") +
+                ToolRoot::kSettings +
                 "\n"
+                "  created /var/shared/Library/Logs/CrashReporter/com.zelqo.accountsettings.plist\n"
                 "\n"
                 "Findings: nothing\n"
                 "Nothing was touched.\n");
@@ -222,8 +222,8 @@ TEST(Plan, NamesTheReasonForTheAccountsOfAFileOnce) {
   const std::size_t at = text.find("Accounts that would be dropped\n");
   ASSERT_NE(at, std::string::npos) << text;
   const std::string told = text.substr(at, text.find("\n\n", at) - at);
-  EXPECT_TRUE(
-      told.starts_with("Accounts that would be dropped\n  " + root.settingsPath() + "\n    "))
+  EXPECT_TRUE(told.starts_with(std::string("Accounts that would be dropped\n  ") +
+                               ToolRoot::kSettings + "\n    "))
       << told;
   EXPECT_NE(told.find(":\n      A  Nope"), std::string::npos) << told;
   EXPECT_NE(told.find("\n      B  Nope"), std::string::npos) << told;

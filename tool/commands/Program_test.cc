@@ -448,24 +448,88 @@ TEST(Program, APagerShowsWhatGoesToATerminal) {
   EXPECT_EQ(shown({{"PAGER", "true"}}), "");
 }
 
+// A device of the oldest release that was migrated, with something to be found.
+std::string migratedDevice(const TemporaryDirectory& directory) {
+  const std::string device = directory.path() / "d";
+  EXPECT_EQ(runTool({"sample", device, "--release", "oldest"}).status, 0);
+  EXPECT_EQ(runTool({"migrate", device}).status, 0);
+  EXPECT_EQ(::chmod((device + ToolRoot::kSettings).c_str(), 0644), 0);
+  return device;
+}
+
 TEST(Program, FitsLinesToATerminalBetweenWords) {
   const TemporaryDirectory directory;
-  const std::string device = directory.path() / "d";
-  ASSERT_EQ(runTool({"sample", device}).status, 0);
-  ASSERT_EQ(::chmod((device + ToolRoot::kSettings).c_str(), 0644), 0);
-  for (const std::vector<std::string>& command : {std::vector<std::string>{"show", device, "--all"},
-                                                  {"show", device, "--table"},
-                                                  {"check", device}}) {
-    std::vector<std::string> arguments = command;
-    arguments.emplace_back("--color=never");
-    const ToolResult fitted = ToolRun(arguments).onTerminal().run();
-    std::istringstream lines(fitted.out);
-    for (std::string line; std::getline(lines, line);) {
-      line.erase(line.find_last_not_of("\r") + 1);
-      const bool isPath = line.find("/var/") != std::string::npos;
-      EXPECT_TRUE(lengthOf(line) <= 80 || isPath) << command.front() << ": " << line;
+  const std::string device = migratedDevice(directory);
+  const std::string old = directory.path() / "old";
+  ASSERT_EQ(runTool({"sample", old, "--release", "oldest"}).status, 0);
+  const std::string account = "5A0DE000-0003-4000-8000-000000000002";
+  for (const unsigned short columns : std::to_array<unsigned short>({80, 100, 160})) {
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"show", device, "--all"},
+          {"show", device, "--table"},
+          {"check", device},
+          {"plan", old},
+          {"migrate", old, "--dry-run", "--verbose"},
+          {"diff", old, device, "--verbose"},
+          {"history", device},
+          {"history", account, "--root", device},
+          {"why", "5A0DE000-0001-4000-8000-000000000008", "--root", device},
+          {"restore", "--list", "--root", device},
+          {"restore", "--show", "--root", device},
+          {"restore", "--dry-run", "--root", device}}) {
+      std::vector<std::string> arguments = command;
+      arguments.emplace_back("--color=never");
+      const ToolResult fitted = ToolRun(arguments).onTerminal(columns).run();
+      EXPECT_NE(fitted.out, "") << command.front() << fitted.err;
+      std::istringstream lines(fitted.out);
+      for (std::string line; std::getline(lines, line);) {
+        line.erase(line.find_last_not_of("\r") + 1);
+        // A command is to be pasted, and so is the root.
+        const bool isWhole = line.find("accountsettings ") != std::string::npos ||
+                             line.find(directory.path().string()) != std::string::npos;
+        EXPECT_TRUE(lengthOf(line) <= columns || isWhole)
+            << command.front() << " at " << columns << ": " << line;
+      }
     }
   }
+}
+
+TEST(Program, AWiderTerminalShowsMore) {
+  const TemporaryDirectory directory;
+  const std::string device = migratedDevice(directory);
+  const auto cutIn = [&](const std::vector<std::string>& arguments, unsigned short columns) {
+    std::vector<std::string> plain = arguments;
+    plain.emplace_back("--color=never");
+    const std::string out = ToolRun(plain).onTerminal(columns).run().out;
+    std::size_t cut = 0;
+    for (std::size_t at = out.find("…"); at != std::string::npos; at = out.find("…", at + 1)) ++cut;
+    EXPECT_EQ(cut > 0, out.find("… stands for more: ") != std::string::npos) << out;
+    return cut;
+  };
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"show", device, "--all"}, {"show", device, "--table"}}) {
+    EXPECT_GT(cutIn(command, 80), cutIn(command, 160)) << command.back();
+  }
+}
+
+TEST(Program, NamesFilesBeneathTheRootThatStandsOnceAtTheTop) {
+  const TemporaryDirectory directory;
+  const std::string device = migratedDevice(directory);
+  for (const std::vector<std::string>& command : {std::vector<std::string>{"check", device},
+                                                  {"plan", device},
+                                                  {"migrate", device},
+                                                  {"restore", "--show", "--root", device},
+                                                  {"restore", "--dry-run", "--root", device}}) {
+    const std::string out = runTool(command).out;
+    EXPECT_NE(out.find("/var/mobile/Library/Preferences/"), std::string::npos) << out;
+    EXPECT_EQ(out.find(device + "/var"), std::string::npos) << out;
+    EXPECT_LT(out.find(device), out.find("/var/mobile/")) << out;
+  }
+}
+
+TEST(Program, SaysTheSameWordsOnATerminal) {
+  const TemporaryDirectory directory;
+  const std::string device = migratedDevice(directory);
   // The same words stand there as elsewhere.
   const auto wordsOf = [](const std::string& text) {
     std::istringstream stream(text);

@@ -178,7 +178,7 @@ ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
   }
   if (found.empty()) output.line("There are no backups in " + device.shown(backupsDirectory()));
   for (const FoundBackup& each : found) {
-    output.line(backupLine(output, each) + retentionText(each.retention));
+    writeBackupWithRetention(output, each);
   }
   return ExitStatus::Done;
 }
@@ -188,7 +188,9 @@ ExitStatus RestoreCommand::showBackup(Output& output, OpenedRoot& device) const 
   const BackupManifest manifest = chosenBackup(device);
   Array files;
   std::size_t damaged = 0;
-  if (!output.json()) output.line("Backup " + manifest.name + ":");
+  if (!output.json()) {
+    output.line("Backup " + manifest.name + " of " + device.options().root + ":");
+  }
   for (const BackupFile& file : manifest.files) {
     std::string problem;
     if (!file.savedAs.empty()) {
@@ -203,8 +205,8 @@ ExitStatus RestoreCommand::showBackup(Output& output, OpenedRoot& device) const 
     if (isKept(file)) entry.set("whole", problem.empty());
     files.append(std::move(entry));
     if (output.json()) continue;
-    output.line("  " + padded(wordFor(file, problem), 9) + " " + device.shown(file.path));
-    if (!problem.empty()) output.line("            " + output.paint(Colour::Red, problem));
+    output.line("  " + padded(wordFor(file, problem), 9) + " " + output.fitPath(file.path, 12));
+    if (!problem.empty()) output.paragraph("            ", problem, Colour::Red);
   }
   if (output.json()) {
     output.document("backup", {{"root", device.options().root},
@@ -332,19 +334,25 @@ void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManife
                  }));
     return output.document("restore", document);
   }
-  output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + ":");
+  output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + " of " +
+              device.options().root + ":");
   for (const RestoreStep& step : restored.steps) {
     if (step.action == Action::Same) continue;
-    output.line("  " + padded(nameOf(step.action), 9) + " " + device.shown(step.file.path));
+    output.line("  " + padded(nameOf(step.action), 9) + " " + output.fitPath(step.file.path, 12));
   }
   if (const std::size_t same = restored.steps.size() - filesToChange(restored.steps); same > 0) {
     output.line("  " + counted(same, "file is as it was", "files are as they were"));
   }
   if (dryRun_) output.line("Nothing was touched.");
   if (!restored.backup.empty()) {
-    output.line("What was there before is backup " + restored.backup +
-                "; undo with: " + device.commandLine({"restore", restored.backup}));
+    output.pieces(
+        "", "",
+        {output.piece(Colour::Plain, "What was there before is backup " + restored.backup + ";"),
+         output.piece(Colour::Plain,
+                      "undo with: " + device.commandLine({"restore", restored.backup}))},
+        " ");
   }
+  output.explainCuts("--json gives all of it");
 }
 
 ExitStatus RestoreCommand::run(Session& session) {

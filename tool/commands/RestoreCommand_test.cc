@@ -152,9 +152,9 @@ TEST_F(Restore, ADryRunTouchesNothing) {
   const auto before = root_.snapshot();
   const ToolResult result = run("restore", {"--dry-run"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, "Would put back backup " + backup() + ":\n  restored  " +
-                            root_.settingsPath() + "\n  removed   " + root_.at(kWatched[1]) +
-                            "\n  6 files are as they were\nNothing was touched.\n");
+  EXPECT_EQ(result.out, "Would put back backup " + backup() + " of " + root_.path() +
+                            ":\n  restored  " + ToolRoot::kSettings + "\n  removed   " +
+                            kWatched[1] + "\n  6 files are as they were\nNothing was touched.\n");
   EXPECT_EQ(root_.snapshot(), before);
 }
 
@@ -304,7 +304,7 @@ TEST_F(Restore, TheTenthBackupOfASecondIsNewerThanTheSecond) {
   fs::copy(first, first + "-10");
   fs::copy(first, first + "-2");
   EXPECT_TRUE(run("restore", {"--dry-run"})
-                  .out.starts_with("Would put back backup 2020-01-01-00-00-00-10:\n"));
+                  .out.starts_with("Would put back backup 2020-01-01-00-00-00-10 of "));
 }
 
 TEST_F(Restore, AFullDiskLeavesEachFileWhole) {
@@ -437,7 +437,7 @@ TEST_F(Restore, TheFileThatAKilledRestoreWroteIsToldAndGoesWithTheNext) {
   ASSERT_EQ(halfWritten.size(), 2U);
   const std::string found = run("check").out;
   for (const std::string& each : halfWritten) {
-    EXPECT_NE(found.find(root_.at(each)), std::string::npos) << each << "\n" << found;
+    EXPECT_NE(found.find(each), std::string::npos) << each << "\n" << found;
   }
   ASSERT_EQ(run("restore").status, 0);
   for (const std::string& each : halfWritten) EXPECT_FALSE(fs::exists(root_.at(each))) << each;
@@ -485,10 +485,11 @@ TEST_F(Restore, ShowsWhetherABackupIsWhole) {
   const auto before = root_.snapshot();
   const ToolResult whole = run("restore", {"--show"});
   EXPECT_EQ(whole.status, 0);
-  EXPECT_EQ(whole.out.find("Backup " + backup() + ":\n  whole     " + root_.settingsPath() + "\n"),
+  EXPECT_EQ(whole.out.find("Backup " + backup() + " of " + root_.path() + ":\n  whole     " +
+                           ToolRoot::kSettings + "\n"),
             0U)
       << whole.out;
-  EXPECT_NE(whole.out.find("  absent    " + root_.at(kWatched[1]) + "\n"), std::string::npos);
+  EXPECT_NE(whole.out.find(std::string("  absent    ") + kWatched[1] + "\n"), std::string::npos);
   EXPECT_EQ(schemaErrors("backup.schema.json", run("restore", {"--show", "--json"}).out), "");
   EXPECT_EQ(root_.snapshot(), before);
   const std::string directory = root_.at(kBackups) + "/" + backup();
@@ -497,7 +498,8 @@ TEST_F(Restore, ShowsWhetherABackupIsWhole) {
   std::ofstream(inBackup("settings-com.zelqo.accountsettings.plist"), std::ios::app) << "x";
   const ToolResult damaged = run("restore", {"--show"});
   EXPECT_EQ(damaged.status, 1);
-  EXPECT_NE(damaged.out.find("  DAMAGED   " + root_.settingsPath() + "\n"), std::string::npos);
+  EXPECT_NE(damaged.out.find(std::string("  DAMAGED   ") + ToolRoot::kSettings + "\n"),
+            std::string::npos);
   EXPECT_NE(damaged.out.find("1 file is damaged: it cannot be put back."), std::string::npos);
   EXPECT_EQ(schemaErrors("backup.schema.json", run("restore", {"--show", "--json"}).out), "");
   const ToolResult check = runTool({"check", directory});
@@ -564,7 +566,7 @@ TEST_F(History, TellsWhatWasDoneByWhomAndHowToUndoIt) {
   EXPECT_EQ(stateOf(root_.at(path())).find("hidden-from-everybody"), std::string::npos);
 
   const std::string out = run("history").out;
-  EXPECT_EQ(out.find("What was done:\n"), 0U) << out;
+  EXPECT_EQ(out.find("What was done to " + root_.path() + ":\n"), 0U) << out;
   EXPECT_NE(out.find("  migrate from version 9 to 12, 3 steps, done  by "), std::string::npos)
       << out;
   EXPECT_NE(out.find("undo with: accountsettings restore --root " + root_.path() + " " + restored),

@@ -21,6 +21,10 @@ std::string ShownPath::operator()(const std::string& path) const {
   return device_ == nullptr ? path : device_->shown(path);
 }
 
+std::string ShownPath::beneathRoot(const std::string& path) const {
+  return isOfDevice_ ? path : (*this)(path);
+}
+
 Dictionary ShownPath::entryFor(const std::string& path) const {
   Dictionary entry;
   if (!isOfDevice_ || device_ != nullptr) entry.set("file", (*this)(path));

@@ -21,6 +21,8 @@ class ShownPath {
 
   // For people.
   [[nodiscard]] std::string operator()(const std::string& path) const;
+  // For people who were told the root: the path on the device, where it is one of a device.
+  [[nodiscard]] std::string beneathRoot(const std::string& path) const;
   // For scripts: a document's entry, which goes on with what else is to be told of the file.
   [[nodiscard]] Dictionary entryFor(const std::string& path) const;
 

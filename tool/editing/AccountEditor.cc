@@ -333,6 +333,7 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
     return output.document("edit", document);
   }
   writeDifferences(output, differences, {.reveal = options_.reveal});
+  output.explainCuts("--json gives all of it");
   if (differences.empty()) {
     output.line("Nothing to change: the settings hold this already.");
   } else if (saved) {

@@ -124,16 +124,69 @@ void Output::pieces(const ShownText& first, const ShownText& rest, const std::ve
 }
 
 void Output::paragraph(const ShownText& indent, std::string_view text, Colour colour) {
-  if (columns_ == std::numeric_limits<std::size_t>::max()) {
-    return line(indent + paint(colour, text));
+  hanging(indent, indent, text, colour);
+}
+
+void Output::item(const Piece& label, const ShownText& rest, std::string_view text) {
+  std::vector<Piece> all{label};
+  for (Piece& word : wordsOf(text, Colour::Plain)) all.push_back(std::move(word));
+  pieces("", rest, all, " ");
+}
+
+void Output::hanging(const ShownText& first, const ShownText& rest, std::string_view text,
+                     Colour colour) {
+  if (!onTerminal_) return line(first + paint(colour, text));
+  pieces(first, rest, wordsOf(text, colour), " ");
+}
+
+std::size_t Output::columnsLeft(std::size_t taken, std::size_t elsewhere) const {
+  constexpr std::size_t kLeast = 24;
+  if (!onTerminal_) return elsewhere;
+  return columns_ > taken + kLeast ? columns_ - taken : kLeast;
+}
+
+std::string Output::fit(std::string_view text, std::size_t width) {
+  std::string fitted = cutTo(text, width);
+  isCut_ = isCut_ || lengthOf(visible(text)) > width;
+  return fitted;
+}
+
+std::string Output::fitPath(const std::string& path, std::size_t taken) {
+  const std::size_t width = columnsLeft(taken, std::numeric_limits<std::size_t>::max());
+  const std::string whole = visible(path);
+  if (lengthOf(whole) <= width) return whole;
+  const std::size_t name = whole.rfind('/');
+  if (name == std::string::npos || lengthOf(whole.substr(name)) + 2 > width)
+    return fit(whole, width);
+  isCut_ = true;
+  // As many of the first folders as there is room for.
+  const std::size_t room = width - lengthOf(whole.substr(name)) - 2;
+  std::size_t end = 0;
+  for (std::size_t at = whole.find('/', 1); at < name; at = whole.find('/', at + 1)) {
+    if (lengthOf(whole.substr(0, at)) <= room) end = at;
   }
+  return whole.substr(0, end) + "/…" + whole.substr(name);
+}
+
+void Output::explainCuts(std::string_view how) {
+  if (!std::exchange(isCut_, false) || !onTerminal_) return;
+  paragraph("", "… stands for more: " + std::string(how) + ", or look in a wider terminal.",
+            Colour::Dim);
+}
+
+std::vector<Output::Piece> Output::wordsOf(std::string_view text, Colour colour) const {
   std::vector<Piece> words;
   for (std::size_t at = 0; at <= text.size();) {
-    const std::size_t end = std::min(text.find(' ', at), text.size());
+    // A command that is advised is not broken: half of it might be pasted.
+    const std::string_view rest = text.substr(at);
+    const bool isCommand =
+        rest.starts_with("'accountsettings ") || rest.starts_with("`accountsettings ");
+    const std::size_t inside = isCommand ? std::min(text.find(rest[0], at + 1), text.size()) : at;
+    const std::size_t end = std::min(text.find(' ', inside), text.size());
     words.push_back(piece(colour, text.substr(at, end - at)));
     at = end + 1;
   }
-  pieces(indent, indent, words, " ");
+  return words;
 }
 
 void Output::block(std::string_view lines) {

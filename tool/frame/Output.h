@@ -76,8 +76,23 @@ class Output {
   // first begins with `first`, the others with `rest`.
   void pieces(const ShownText& first, const ShownText& rest, const std::vector<Piece>& all,
               std::string_view separator);
-  // Appends a text, broken between words where it is too long; each line begins with `indent`.
+  // Appends a text, broken between words where it is too long; each line begins with `indent`, or
+  // the first with `first` and the others with `rest`.
   void paragraph(const ShownText& indent, std::string_view text, Colour colour = Colour::Plain);
+  void hanging(const ShownText& first, const ShownText& rest, std::string_view text,
+               Colour colour = Colour::Plain);
+  // The same with a label before the text; `rest` is as wide as it should be.
+  void item(const Piece& label, const ShownText& rest, std::string_view text);
+
+  // How many columns a line of a terminal has left where so many are taken, and some in any case;
+  // `elsewhere` where there is no terminal.
+  [[nodiscard]] std::size_t columnsLeft(std::size_t taken, std::size_t elsewhere) const;
+  // The text, cut to that width.
+  [[nodiscard]] std::string fit(std::string_view text, std::size_t width);
+  // The path, without some of its folders where it is too long for a line.
+  [[nodiscard]] std::string fitPath(const std::string& path, std::size_t taken);
+  // Says on a terminal, where something was cut since the last time, how all of it is to be had.
+  void explainCuts(std::string_view how);
   // Appends a text of several lines, each of which ends in a line break.
   void block(std::string_view lines);
   // Appends what a script asked for as it stands; on a terminal it is made visible line by line.
@@ -130,6 +145,7 @@ class Output {
     Dictionary content;
   };
 
+  [[nodiscard]] std::vector<Piece> wordsOf(std::string_view text, Colour colour) const;
   void append(std::string_view text);
   void flush();
   void tellLeftOut(std::uint64_t values);
@@ -142,6 +158,7 @@ class Output {
   bool coloured_;
   bool mayPage_;
   std::size_t columns_;
+  bool isCut_ = false;
   std::unique_ptr<terminal::Pager> pager_;
   bool watched_;
   bool lineDrawn_ = false;

@@ -19,13 +19,13 @@ std::size_t countOf(const Findings& findings, Severity severity) {
                     [&](const Finding& each) { return each.kind->severity == severity; }));
 }
 
-std::string placeOf(const Finding& finding) {
-  std::string place;
-  if (!finding.account.empty()) place += " account " + finding.account;
-  if (!finding.key.empty()) {
-    place += std::string(place.empty() ? "" : ",") + " key \"" + finding.key + "\"";
+std::vector<std::string> placesOf(const Finding& finding) {
+  std::vector<std::string> places;
+  if (!finding.account.empty()) {
+    places.push_back("account " + finding.account + (finding.key.empty() ? "" : ","));
   }
-  return place + (place.empty() ? "" : " ");
+  if (!finding.key.empty()) places.push_back("key \"" + finding.key + "\"");
+  return places;
 }
 
 }  // namespace
@@ -34,13 +34,17 @@ void writeFindings(Output& output, const Findings& findings, const ShownPath& sh
   const std::string* file = nullptr;
   for (const Finding& finding : findings) {
     if (!file || *file != finding.file) {
-      output.line(output.paint(Colour::Bold, shown(finding.file)));
+      output.line(output.paint(Colour::Bold, output.fitPath(shown.beneathRoot(finding.file), 0)));
     }
     file = &finding.file;
     const Severity severity = finding.kind->severity;
-    output.line("  " + output.paint(colourOf(severity), nameOf(severity)) + ":" + placeOf(finding) +
-                (placeOf(finding).empty() ? " " : "") +
-                output.paint(Colour::Dim, std::string("[") + finding.kind->code + "]"));
+    Output::Piece label = output.piece(colourOf(severity), nameOf(severity));
+    std::vector<Output::Piece> pieces{{label.shown + ":", label.width + 1}};
+    for (const std::string& place : placesOf(finding)) {
+      pieces.push_back(output.piece(Colour::Plain, place));
+    }
+    pieces.push_back(output.piece(Colour::Dim, std::string("[") + finding.kind->code + "]"));
+    output.pieces("  ", "    ", pieces, " ");
     output.paragraph("    ", finding.meaning);
     output.paragraph("    ", finding.action);
   }

@@ -10,7 +10,8 @@
 
 namespace accountsettings {
 
-// Each file once as a heading, below it what was found there, what it means and what to do.
+// Each file once as a heading, by its path beneath the root, below it what was found there, what it
+// means and what to do.
 void writeFindings(Output& output, const Findings& findings, const ShownPath& shown);
 // In one line, without a full stop: file, account and meaning.
 [[nodiscard]] std::string findingInALine(const Finding& finding, const ShownPath& shown);

@@ -45,12 +45,20 @@ class SummaryWriter {
   void write() {
     const bool untouched = summary_.planned || summary_.outcome == SummaryOutcome::Refused;
     if (summary_.planned) writeDecision();
-    if (summary_.planned || !untouched) writeWhatBecomes();
+    if (summary_.planned || !untouched) {
+      writeWhatBecomes();
+    } else {
+      output_.line("device root " + summary_.root);
+    }
     writeFindings();
     if (summary_.planned) output_.line("Nothing was touched.");
     if (!summary_.backup.empty()) {
-      output_.line("Backup " + summary_.backup + "; undo with: " + options_.undo);
+      output_.pieces("", "",
+                     {output_.piece(Colour::Plain, "Backup " + summary_.backup + ";"),
+                      output_.piece(Colour::Plain, "undo with: " + options_.undo)},
+                     " ");
     }
+    output_.explainCuts("--json gives all of it");
   }
 
  private:
@@ -71,14 +79,16 @@ class SummaryWriter {
   }
 
   void writeWhatBecomes() {
-    output_.line(output_.paint(Colour::Bold, headline()));
-    output_.line("  " + countsInWords(summary_.ledger.accounts));
+    output_.paragraph("", headline(), Colour::Bold);
+    output_.paragraph("  ", countsInWords(summary_.ledger.accounts));
     const KeyCounts& keys = summary_.ledger.keys;
-    output_.line("  keys: " + std::to_string(keys.kept) + " kept, " + std::to_string(keys.moved) +
-                 " moved, " + std::to_string(keys.changed) + " changed, " +
-                 std::to_string(keys.dropped) + " dropped");
+    output_.paragraph("  ", "keys: " + std::to_string(keys.kept) + " kept, " +
+                                std::to_string(keys.moved) + " moved, " +
+                                std::to_string(keys.changed) + " changed, " +
+                                std::to_string(keys.dropped) + " dropped");
     if (summary_.outcome == SummaryOutcome::AnsweredNo) {
-      output_.line("  The migration answers no: it stops half-way, and the legacy files stay.");
+      output_.paragraph("  ",
+                        "The migration answers no: it stops half-way, and the legacy files stay.");
     }
     if (summary_.onlyEndsRemoval() && summary_.versionAfter < AccountsManager::currentVersion()) {
       output_.line("  Run it again: the upgrade steps are still to come.");
@@ -131,12 +141,13 @@ class SummaryWriter {
     if (summary_.steps.empty()) output_.line("  none");
     for (const StepRecord& step : summary_.steps) {
       const std::size_t changed = changedAccountsOf(step).size();
-      output_.line("  " + output_.paint(Colour::Bold, padded(nameOfStep(step.step), 16)) + " " +
-                   meaningOfStep(step.step) + " (" +
-                   (!step.result   ? "answers no"
-                    : changed == 0 ? "changes nothing"
-                                   : counted(changed, "account", "accounts")) +
-                   ")");
+      const std::string extent = !step.result   ? "answers no"
+                                 : changed == 0 ? "changes nothing"
+                                                : counted(changed, "account", "accounts");
+      Output::Piece label = output_.piece(Colour::Bold, padded(nameOfStep(step.step), 16));
+      label = {"  " + label.shown, label.width + 2};
+      output_.item(label, std::string(19, ' '),
+                   std::string(meaningOfStep(step.step)) + " (" + extent + ")");
       if (options_.changes)
         writeDifferences(output_, step.differences(),
                          {.reveal = options_.reveal, .indent = "    "});
@@ -146,14 +157,15 @@ class SummaryWriter {
   void writeLegacyFiles() {
     for (const LegacyFile& file : summary_.legacyFiles) {
       if (!file.exists) continue;
-      heading("Legacy file " + shown_(file.path));
-      if (file.problem) output_.line("  cannot be read: " + *file.problem);
+      heading("Legacy file " + output_.fitPath(shown_.beneathRoot(file.path), 12));
+      if (file.problem) output_.paragraph("  ", "cannot be read: " + *file.problem);
       for (const LegacySection& section : file.sections) {
         output_.line("  " + section.key + ": " +
                      counted(section.descriptions.size(), "description", "descriptions"));
         for (const LegacyDescription& each : section.descriptions) {
           if (!each.problem) continue;
-          output_.line("    " + output_.paint(Colour::Red, "would not convert") + ": " +
+          Output::Piece label = output_.piece(Colour::Red, "would not convert");
+          output_.item({"    " + label.shown + ":", label.width + 5}, "      ",
                        each.label + ", which " + *each.problem);
         }
       }
@@ -167,12 +179,13 @@ class SummaryWriter {
       if (!isLostAccount(entry)) continue;
       if (!last) heading(summary_.planned ? "Accounts that would be dropped" : "Dropped accounts");
       const bool sameFile = last && last->file == entry.file;
-      if (!sameFile) output_.line("  " + shown_(entry.file));
+      if (!sameFile) output_.line("  " + output_.fitPath(shown_.beneathRoot(entry.file), 2));
       if (!sameFile || reasonOf(*last) != reasonOf(entry)) {
-        output_.line("    " + reasonOf(entry) + ":");
+        output_.hanging("    ", "      ", reasonOf(entry) + ":");
       }
-      output_.line("      " + output_.paint(Colour::Red, entry.account) +
-                   (entry.label.empty() ? "" : "  " + entry.label));
+      std::vector<Output::Piece> pieces{output_.piece(Colour::Red, entry.account)};
+      if (!entry.label.empty()) pieces.push_back(output_.piece(Colour::Plain, " " + entry.label));
+      output_.pieces("      ", "         ", pieces, " ");
       last = &entry;
     }
   }
@@ -183,8 +196,11 @@ class SummaryWriter {
       if (isLostAccount(entry)) continue;
       std::string place = entry.label.empty() ? "" : entry.label + " ";
       place += entry.account;
-      if (!entry.key.empty()) place += (place.empty() ? "key \"" : ", key \"") + entry.key + "\"";
-      std::string fate(nameOf(entry.fate));
+      const std::string key = entry.key.empty() ? "" : "key \"" + entry.key + "\"";
+      const bool isOfRoot = place.empty();
+      place = isOfRoot ? key + ":" : place + (key.empty() ? ":" : ",");
+      std::string fate = isOfRoot || key.empty() ? "" : key + ": ";
+      fate += nameOf(entry.fate);
       if (!entry.to.empty()) fate += " to " + entry.to;
       if (entry.fate == Fate::Dropped) {
         fate += ": " + reasonOf(entry);
@@ -192,7 +208,8 @@ class SummaryWriter {
         fate += " by " + std::string(nameOfStep(entry.step));
       }
       const Colour colour = entry.fate == Fate::Dropped ? Colour::Red : Colour::Plain;
-      output_.line("  " + output_.paint(colour, place) + ": " + fate);
+      const Output::Piece label = output_.piece(colour, place);
+      output_.item({"  " + label.shown, label.width + 2}, "      ", fate);
     }
   }
 
@@ -201,20 +218,22 @@ class SummaryWriter {
     heading(broken ? "Files, as they were meant" : "Files");
     if (summary_.files.empty() && summary_.directories.empty()) output_.line("  none");
     for (const FileFate& each : summary_.files) {
-      output_.line("  " + padded(nameOf(each.fate), 8) + shown_(each.path));
+      output_.line("  " + padded(nameOf(each.fate), 8) +
+                   output_.fitPath(shown_.beneathRoot(each.path), 10));
     }
     for (const std::string& each : summary_.directories) {
-      output_.line("  made    " + shown_(each) + "/");
+      output_.line("  made    " + output_.fitPath(shown_.beneathRoot(each), 11) + "/");
     }
   }
 
   void writeDaemon() {
     if (!summary_.daemon) return;
     heading("Sync daemon");
-    output_.line("  process " + std::to_string(summary_.daemon->identifier) + " (" +
-                 summary_.daemon->commandName + ") " +
-                 (summary_.planned ? "would be asked to exit, and killed if it does not"
-                                   : "was asked to exit"));
+    output_.paragraph("  ",
+                      "process " + std::to_string(summary_.daemon->identifier) + " (" +
+                          summary_.daemon->commandName + ") " +
+                          (summary_.planned ? "would be asked to exit, and killed if it does not"
+                                            : "was asked to exit"));
   }
 
   void writeFindings() {
@@ -223,12 +242,13 @@ class SummaryWriter {
     accountsettings::writeFindings(output_, summary_.findings, shown_);
     if (summary_.planned && anyBlocksMigration(summary_.findings)) {
       output_.line("");
-      output_.line("Because of these, 'migrate' changes nothing unless --accept-loss is given.");
+      output_.paragraph(
+          "", "Because of these, 'migrate' changes nothing unless --accept-loss is given.");
     }
     if (summary_.planned && summary_.hasObstacle) {
       output_.line("");
-      output_.line("'migrate' would change nothing: " + summary_.problems.front() + "; " +
-                   summary_.advice);
+      output_.paragraph("", "'migrate' would change nothing: " + summary_.problems.front() + "; " +
+                                summary_.advice);
     }
   }
 
