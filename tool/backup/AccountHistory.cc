@@ -2,6 +2,7 @@
 #include "tool/backup/AccountHistory.h"
 
 #include <algorithm>
+#include <set>
 #include <string_view>
 
 #include "migration/LegacyFormats.h"
@@ -148,6 +149,33 @@ class EventWriter {
 
 }  // namespace
 
+// The identifier of the account that is called so, now or in the history; empty where none is.
+// Throws Prevented where several are.
+std::string accountNamed(const std::string& name, const InspectedFiles& files,
+                         const History& history) {
+  std::set<std::string> named;
+  if (name.empty()) return "";
+  const auto& settings = files.settings.content;
+  if (settings && *settings) {
+    forEachNode(accountTreeOf(**settings).accounts, [&](const AccountNode& each) {
+      const bool isNamed = sameInAnyCase(each.name, name) || sameInAnyCase(each.username, name);
+      if (isNamed && !each.identifier.empty()) named.insert(each.identifier);
+    });
+  }
+  forEachChange(history, [&](const Dictionary&, const Dictionary& change) {
+    const std::string title = textUnder(change, history::kTitle);
+    if (title.find('"' + name + '"') == std::string::npos) return;
+    named.insert(textUnder(change, history::kChangedAccount));
+  });
+  if (named.empty()) return "";
+  const std::set<std::string> ofOne = identifiersOf(history, *named.begin());
+  if (std::ranges::includes(ofOne, named)) return *named.begin();
+  throw Prevented(
+      "account '" + name + "'", "several accounts are called so",
+      "give the identifier of one: " + joined(std::vector(named.begin(), named.end()), ", "),
+      FailureCode::NoAccount);
+}
+
 std::string accountMeantBy(const std::string& typed, const InspectedFiles& files,
                            const History& history) {
   std::vector<std::string> known;
@@ -164,6 +192,7 @@ std::string accountMeantBy(const std::string& typed, const InspectedFiles& files
   });
   std::erase(known, "");
   std::string meant = identifierMeantBy(typed, known);
+  if (meant.empty()) meant = accountNamed(typed, files, history);
   if (!meant.empty()) return meant;
   throw Prevented("account '" + typed + "'", "neither the device nor its history knows it",
                   suggestionFor(typed, known) +

@@ -16,7 +16,8 @@ namespace accountsettings {
 
 namespace {
 
-constexpr std::size_t kMostBytes = 1 << 17;  // of a run
+constexpr std::size_t kMostBytes = 1 << 17;    // of a run
+constexpr std::size_t kConvertedBytes = 1536;  // of an account out of a legacy file, with its keys
 constexpr std::size_t kValueWidth = 120;
 constexpr std::size_t kRuleWidth = 300;
 
@@ -86,7 +87,10 @@ class HistoryChanges::Stage {
         before_(before),
         after_(after),
         matching_(matching),
-        reasons_(reasons) {}
+        reasons_(reasons),
+        file_(fileOf(step)),
+        tellsKeys_(file_.empty() ||
+                   after.size() * kConvertedBytes <= changes.limit_ - changes.used_) {}
 
   void compare() {
     if (before_.identicalTo(after_)) return;
@@ -153,11 +157,11 @@ class HistoryChanges::Stage {
 
   [[nodiscard]] Dictionary added(AccountPlace place, const Dictionary& account) const {
     Dictionary change = begun(history::kAdded, labelOf(after_, place), account);
-    setUnlessEmpty(change, history::kFile, fileOf(step_));
     if (place.isChild()) change.set(history::kParent, labelOf(after_, place.parent()));
+    setUnlessEmpty(change, history::kFile, file_);
     Array keys;
     for (const auto& entry : account) {
-      if (isChildren(entry.key(), &entry.value())) continue;
+      if (!tellsKeys_ || isChildren(entry.key(), &entry.value())) continue;
       keys.append(Dictionary{{history::kKey, nameOf(entry.key())},
                              {history::kTo, textOf(entry.key(), entry.value())}});
     }
@@ -207,6 +211,10 @@ class HistoryChanges::Stage {
   const Array& after_;
   const AccountMatching& matching_;
   const Reasons& reasons_;
+  std::string file_;  // the legacy file that is converted; empty where none is
+  // Of many accounts out of one, that each came is told rather than all of some: what they came
+  // with stands in the file, which the backup keeps.
+  bool tellsKeys_;
 };
 
 void HistoryChanges::add(std::string_view step, const Array& before, const Array& after,

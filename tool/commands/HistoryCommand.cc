@@ -37,9 +37,10 @@ void writeEntries(Output& output, OpenedRoot& device, const History& known) {
 }  // namespace
 
 void HistoryCommand::describe(OptionSet& options) {
-  options.argument("ACCOUNT", account_,
-                   "An account's identifier, now or before, or the beginning of one; all that was "
-                   "done where left out. A directory is taken for the --root");
+  options.argument(
+      "ACCOUNT", account_,
+      "An account's identifier, now or before, or the beginning of one, or its name; all "
+      "that was done where left out. A directory is taken for the --root");
   options.argument("KEY", key_, "Only what changed this key of the account");
   options.example(
       "accountsettings history --root old",
@@ -76,7 +77,8 @@ ExitStatus HistoryCommand::tellAccount(Output& output, OpenedRoot& device) const
   output.paragraph("", "Account " + joined(told.identifiers, ", "), Colour::Bold);
   writeEvents(output, told.events, undoWhereKept(device), key_);
   if (told.events.empty()) {
-    output.paragraph("", "No run that the history tells of changed " +
+    output.paragraph("", (told.incomplete > 0 ? "The history keeps no change of "
+                                              : "No run that the history tells of changed ") +
                              (key_ ? "its \"" + *key_ + "\"." : std::string("it.")));
   }
   if (told.incomplete > 0) {

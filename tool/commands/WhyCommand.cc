@@ -116,8 +116,11 @@ Answer aboutMissingFile(const Known& known, const LegacyFile& file) {
         std::count_if(answer.events.begin(), answer.events.end(),
                       [&](const AccountEvent& each) { return each.entry == run; }));
     answer.state = State::Converted;
-    answer.text = file.path + " was converted: a migration took over " +
-                  counted(taken, "account", "accounts") + " of it.";
+    answer.text =
+        file.path + " was converted: a migration took over " +
+        (run->boolean(history::kChangesLeftOut)
+             ? "its accounts; the history had no room for more than " + std::to_string(taken) + "."
+             : counted(taken, "account", "accounts") + " of it.");
     return answer;
   }
   answer.state = State::NotConverted;
@@ -237,9 +240,10 @@ Answer aboutAccount(const Known& known, const std::string& typed) {
 }  // namespace
 
 void WhyCommand::describe(OptionSet& options) {
-  options.argument("ACCOUNT", subject_,
-                   "An account's identifier, now or before, or the beginning of one; or the path "
-                   "of a legacy file");
+  options.argument(
+      "ACCOUNT", subject_,
+      "An account's identifier, now or before, or the beginning of one, or its name; or "
+      "the path of a legacy file");
   options.example("accountsettings why 5A0DE000-0001-4000-8000-000000000001 --root old",
                   "Whether an account is loaded, and why not, or where it went.");
   options.example(

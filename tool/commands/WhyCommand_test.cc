@@ -124,6 +124,36 @@ TEST_F(Why, ALegacyFileWillBeAndWasConverted) {
   EXPECT_NE(result.out.find("added GOOD"), std::string::npos) << result.out;
 }
 
+TEST_F(Why, ManyAccountsOutOfALegacyFileAreAllCounted) {
+  Array descriptions;
+  for (int i = 0; i < 27; ++i) {
+    Dictionary description = kGoodDescription;
+    description.set("uniqueId", "L" + std::to_string(i));
+    description.set("Username", std::string(60, 'u') + std::to_string(i));
+    description.set("Hostname", std::string(90, 'h'));
+    descriptions.append(description);
+  }
+  root_.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", descriptions}});
+  ASSERT_EQ(runTool({"migrate", "--root", root_.path()}).status, 0);
+  const std::string file = root_.at(ToolRoot::kLegacyMail);
+  const std::string answer = runTool({"why", file, "--root", root_.path()}).out;
+  EXPECT_NE(answer.find("a migration took over 27 accounts of it."), std::string::npos) << answer;
+}
+
+TEST_F(Why, AnAccountIsFoundByItsNameToo) {
+  Dictionary calendar{{"Identifier", "CAL"},
+                      {"Type", "OnMyDevice"},
+                      {"Class", "DeviceLocalAccount"},
+                      {"DisplayName", "Mine"}};
+  root_.putSettings(2, {mailAccount("A"), mailAccount("B"), calendar});
+  ASSERT_EQ(runTool({"migrate", "--root", root_.path()}).status, 0);
+  const ToolResult gone = runTool({"why", "mine", "--root", root_.path()});
+  EXPECT_EQ(gone.status, 3) << "the history knows its name in one case only";
+  const ToolResult found = runTool({"why", "Mine", "--root", root_.path()});
+  EXPECT_NE(found.out.find("Account CAL"), std::string::npos) << found.out << found.err;
+  EXPECT_EQ(runTool({"why", "", "--root", root_.path()}).status, 3);
+}
+
 TEST_F(Why, AnInterruptedRemovalKeepsAFileFromBeingConverted) {
   putLegacyMail({kGoodDescription});
   root_.putText(ToolRoot::kSentinel, "");

@@ -59,7 +59,8 @@ enum Kind : std::size_t {
 inline constexpr std::array kFindingKinds = std::to_array<FindingKind>({
     // The settings file.
     {finding::kUnreadable, "unreadable", Severity::Error, true, true,
-     "Put back a good copy (see 'accountsettings restore --list'), or move the file away."},
+     "Put back a good copy (see 'accountsettings restore --list'), or move the file away; plist "
+     "--recover prints what is whole of a file that was cut off."},
     {finding::kForbidden, "unreadable", Severity::Error, true, true,
      "Run as a user who may read it, for example as root."},
     {finding::kUnusable, "wrong-kind", Severity::Error, true, true,
