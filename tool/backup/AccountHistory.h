@@ -28,7 +28,8 @@ struct AccountHistory {
 };
 
 // The identifier that `typed` stands for, or the beginning of which it is, of an account in the
-// files or in the history; or that of the one account that is called so. Throws Prevented where there is none, or more than one.
+// files or in the history; or that of the one account that is called so. Throws Prevented where
+// there is none, or more than one.
 [[nodiscard]] std::string accountMeantBy(const std::string& typed, const InspectedFiles& files,
                                          const History& history);
 // `key` alone counts where it is given, and what made the whole account come or go.
