@@ -15,7 +15,8 @@ cleanup() {
 trap cleanup EXIT
 mkdir "$folder/bin"
 ln -s "$tool" "$folder/bin/accountsettings"
-export PATH="$folder/bin:$PATH"
+export PATH="$folder/bin:$PATH" HOME="$folder/home"
+mkdir "$HOME"
 
 fail() { echo "FAILED: $*"; exit 1; }
 
@@ -48,21 +49,21 @@ tried() {
 }
 
 if command -v parallel >/dev/null; then
-  export PARALLEL_HOME="$folder/home"
-  mkdir "$PARALLEL_HOME"
-  touch "$PARALLEL_HOME/will-cite"
+  export PARALLEL_HOME="$HOME"
+  touch "$HOME/will-cite"
   tried parallel
   # What is done is not run again.
   bash recipe.sh >again.out 2>&1
   [ "$(cat results.*.jsonl | grep -c '"status":0')" -eq 11 ] || fail "parallel: a device was done twice"
   tried pieces
-  # There is one machine: ssh is a stand-in that runs the command here.
+  # There is one machine: ssh is a stand-in that runs the command here, as a login there would: at home and
+  # with a shell named, without which a part is not run and nothing says so.
   cat >"$folder/bin/ssh" <<'SSH'
 #!/bin/sh
 while [ $# -gt 0 ]; do case $1 in -*) shift ;; *) break ;; esac; done
 shift
 [ "$1" != -- ] || shift
-exec sh -c "$*"
+cd && SHELL=/bin/sh exec /bin/sh -c "$*"
 SSH
   chmod +x "$folder/bin/ssh"
   PARALLEL="--ssh $folder/bin/ssh" tried hosts
