@@ -68,8 +68,11 @@ TEST(Failures, ADocumentTellsCodeMessagePathAndAdvice) {
         Case{{"migrate", onRoot, "--plan", missing}, "not-found", missing}}) {
     std::vector<std::string> arguments = each.command;
     arguments.emplace_back("--json");
-    const Dictionary failure = failureIn(runTool(arguments));
+    const ToolResult result = runTool(arguments);
+    const Dictionary failure = failureIn(result);
     EXPECT_EQ(failure.string("code"), each.code) << each.command.front();
+    // No root is told where the command line was not understood.
+    EXPECT_EQ(documentIn(result.out).string("root").has_value(), each.code != std::string("usage"));
     if (!each.path.empty()) {
       EXPECT_EQ(failure.string("file"), each.path);
     }
@@ -84,6 +87,7 @@ TEST(Failures, StandInTheDocumentThatTheCommandGivesAllTheSame) {
   Dictionary failure =
       failureIn(runTool({"migrate", "--root", root.path(), "--json"}), "migration.schema.json");
   EXPECT_EQ(failure.string("code"), "blocked");
+  EXPECT_EQ(failure.string("file"), root.settingsPath());
   failure = failureIn(runTool({"show", root.path(), "--json", "--type", "x"}), "show.schema.json");
   EXPECT_EQ(failure.string("code"), "no-match");
   root.putText(ToolRoot::kSettings, "nonsense");

@@ -64,13 +64,14 @@ Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
 
 // The failure that tells why nothing was changed, after the summary.
 Prevented refusalOf(const MigrationSummary& summary) {
-  std::string why = summary.problems.front();
+  const MigrationProblem& first = summary.problems.front();
+  std::string why = first.text;
   if (const std::size_t more = summary.problems.size() - 1; more > 0) {
     why += " (and " + counted(more, "more thing stands", "more things stand") +
            " against the migration)";
   }
   const std::string stopped = wordsForDaemon(summary.daemonStopped);
-  return {"", why, stopped + summary.effect + "; " + summary.advice, FailureCode::Blocked};
+  return {first.file, why, stopped + summary.effect + "; " + summary.advice, FailureCode::Blocked};
 }
 
 // Whether the outcome is one of a migration that was judged, or could be.
@@ -114,7 +115,7 @@ ExitStatus endOf(const MigrationSummary& summary, OpenedRoot& device) {
       break;
   }
   throw CommandFailure(
-      ExitStatus::Broken, "", summary.problems.front(),
+      ExitStatus::Broken, "", summary.problems.front().text,
       summary.backup.empty()
           ? "there is no backup of what was there"
           : "put back the backup with: " + device.commandLine({"restore", summary.backup}));

@@ -70,8 +70,9 @@ FleetCommand PlanCommand::forMany() {
     const MigrationSummary plan = planMigration(device, session.output);
     tellSummary(result, plan);
     if (!plan.problems.empty()) {
-      result.error = {FailureCode::Blocked, plan.problems.front(),
-                      adviceWithRoot(session.options, plan.advice), ""};
+      const MigrationProblem& first = plan.problems.front();
+      result.error = {FailureCode::Blocked, first.text, adviceWithRoot(session.options, plan.advice),
+                      first.file};
     }
     return exitCode_ ? statusOf(plan) : ExitStatus::Done;
   };

@@ -227,12 +227,11 @@ Answer aboutAccount(const Known& known, const std::string& typed) {
   const auto& settings = known.files.settings.content;
   AccountTree tree;
   if (settings && *settings) tree = accountTreeOf(**settings);
+  if (const AccountNode* node = nodeIn(tree.accounts, account)) return aboutStored(known, *node);
   // One that has another identifier now is told of as what it is now.
   for (const std::string& each : accountHistoryOf(known.history, account).identifiers) {
-    if (nodeIn(tree.accounts, account) != nullptr) break;
     if (const AccountNode* node = nodeIn(tree.accounts, each)) return aboutStored(known, *node);
   }
-  if (const AccountNode* node = nodeIn(tree.accounts, account)) return aboutStored(known, *node);
   if (auto answer = aboutDescribed(known, account)) return *std::move(answer);
   return aboutGone(known, account);
 }

@@ -34,15 +34,6 @@ double inMilliseconds(std::chrono::microseconds time) {
   return static_cast<double>(time.count()) / 1000;
 }
 
-Dictionary inWords(const DeviceResult::Problem& problem, ExitStatus status) {
-  Dictionary told{{"code", kFailureKinds.at(static_cast<std::size_t>(problem.code)).code},
-                  {"status", static_cast<int>(status)},
-                  {"message", problem.message},
-                  {"advice", problem.advice}};
-  if (!problem.file.empty()) told.set("file", problem.file);
-  return told;
-}
-
 // The time that inUtc() writes so; none for another text.
 std::optional<std::chrono::system_clock::time_point> timeInUtc(const std::string& text) {
   std::tm parts{};
@@ -155,11 +146,11 @@ class LineReader {
     return {count("accounts"), count("keys"), count("unexplained")};
   }
 
-  DeviceResult::Problem problemIn(const Json& error) {
+  Problem problemIn(const Json& error) {
     std::vector<std::string_view> codes;
     for (const FailureKind& each : kFailureKinds) codes.emplace_back(each.code);
     LineReader inside(error);
-    DeviceResult::Problem problem;
+    Problem problem;
     problem.code = static_cast<FailureCode>(placeOf(codes, inside.text("code"), "error"));
     problem.message = inside.text("message");
     problem.advice = inside.optionalText("advice");
@@ -204,10 +195,6 @@ bool isDone(DeviceOutcome outcome) noexcept {
          outcome == DeviceOutcome::Completed;
 }
 
-DeviceResult::Problem problemOf(const CommandFailure& failure, const std::string& advice) {
-  return {failure.code(), failure.problem(), advice, failure.path()};
-}
-
 std::string lineOf(const DeviceResult& result) {
   Dictionary line{{"format", kFormat},
                   {"formatVersion", kFormatVersion},
@@ -231,7 +218,7 @@ std::string lineOf(const DeviceResult& result) {
   if (!result.report.empty()) line.set("report", result.report);
   if (!result.page.empty()) line.set("page", result.page);
   line.set("bytes", result.bytes);
-  if (result.error) line.set("error", inWords(*result.error, result.status));
+  if (result.error) line.set("error", problemForScripts(*result.error, result.status));
   if (!result.signal.empty()) line.set("signal", result.signal);
   if (!result.notes.empty()) line.set("notes", arrayOf(result.notes));
   line.set("startedAt", inUtc(result.startedAt));

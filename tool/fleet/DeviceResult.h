@@ -33,13 +33,6 @@ inline constexpr std::size_t kDeviceOutcomes = 9;
 [[nodiscard]] std::string_view nameOf(DeviceOutcome outcome);
 
 struct DeviceResult {
-  // Why it was not done.
-  struct Problem {
-    FailureCode code = FailureCode::Prevented;
-    std::string message;
-    std::string advice;  // empty where the message says it
-    std::string file;    // the one concerned; empty where there is none
-  };
   // What a migration took away, keys that its rules tell included.
   struct Losses {
     std::size_t accounts = 0;
@@ -64,7 +57,7 @@ struct DeviceResult {
   std::string report;                  // the file that was written about the device
   std::string page;                    // its own page, relative to the results file
   std::optional<std::uint64_t> bytes;  // of the settings and legacy files that were read
-  std::optional<Problem> error;
+  std::optional<Problem> error;    // why it was not done
   std::string signal;              // that ended the worker, for example "SIGSEGV"
   std::vector<std::string> notes;  // what else was told of the device
   std::chrono::system_clock::time_point startedAt;
@@ -73,10 +66,6 @@ struct DeviceResult {
 
 // Whether the device needs neither a person nor another run of the same command.
 [[nodiscard]] bool isDone(DeviceOutcome outcome) noexcept;
-
-// Why the device was not done, and what to do about it.
-[[nodiscard]] DeviceResult::Problem problemOf(const CommandFailure& failure,
-                                              const std::string& advice);
 
 // The line, without its line break.
 [[nodiscard]] std::string lineOf(const DeviceResult& result);

@@ -158,11 +158,13 @@ TEST_F(FleetProgram, ADeviceThatIsRefusedTouchesNoOther) {
     EXPECT_EQ(told.at(index).outcome, DeviceOutcome::Refused);
     EXPECT_EQ(told.at(index).status, ExitStatus::Prevented);
     ASSERT_TRUE(told.at(index).error);
-    EXPECT_NE(result.out.find(device(index).path() + ": refused: " + told.at(index).error->message),
+    EXPECT_NE(result.out.find(device(index).path() + ": refused: " + told.at(index).error->message +
+                              "\n    " + told.at(index).error->advice + "\n"),
               std::string::npos)
         << result.out;
   }
   EXPECT_EQ(told.at(1).findings, std::vector<std::string>{"unreadable"});
+  EXPECT_EQ(told.at(1).error->file, device(1).settingsPath());
   EXPECT_EQ(told.at(2).error->code, FailureCode::NoDevice);
   EXPECT_NE(told.at(3).error->message.find("the migration lock is held"), std::string::npos);
   EXPECT_NE(result.out.find("Run those again with: accountsettings migrate --results " + results_),
@@ -453,6 +455,12 @@ TEST_F(FleetProgram, TheDocumentFollowsItsSchema) {
   EXPECT_EQ(document.dictionary("outcomes")->integer("done"), 2);
   EXPECT_EQ(document.dictionary("outcomes")->integer("refused"), 1);
   EXPECT_NE(document.string("again")->find("--resume"), std::string::npos);
+  const Dictionary* open = (*document.array("firstNotDone"))[0].dictionary();
+  ASSERT_NE(open, nullptr);
+  EXPECT_EQ(open->string("root"), device(0).path());
+  EXPECT_EQ(open->dictionary("error")->string("code"), "blocked");
+  EXPECT_EQ(open->dictionary("error")->string("file"), device(0).settingsPath());
+  EXPECT_FALSE(open->dictionary("error")->string("advice")->empty());
 }
 
 TEST_F(FleetProgram, WritesAReportOrAPageOfEachDevice) {

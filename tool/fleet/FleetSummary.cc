@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
 
 namespace accountsettings {
@@ -57,8 +58,11 @@ void writeOpen(Output& output, const FleetSummary& summary) {
   output.line(output.paint(Colour::Bold, "Devices that are not done"));
   for (const FleetTally::Open& each : tally.open()) {
     std::string text = each.root + ": " + std::string(nameOf(each.outcome));
-    if (!each.message.empty()) text += ": " + each.message;
+    if (each.error) text += ": " + each.error->message;
     output.paragraph("  ", text);
+    if (each.error && !each.error->advice.empty()) {
+      output.hanging("    ", "    ", each.error->advice, Colour::Dim);
+    }
   }
   if (const std::size_t more = tally.openCount() - tally.open().size(); more > 0) {
     output.line("  and " + std::to_string(more) + " more" +
@@ -106,10 +110,11 @@ Dictionary summaryForScripts(const FleetSummary& summary) {
               })},
       {"notDone", tally.openCount()},
       {"firstNotDone", listOf(tally.open(), [](const FleetTally::Open& each) {
-         return Dictionary{{"root", each.root},
-                           {"outcome", nameOf(each.outcome)},
-                           {"status", static_cast<int>(each.status)},
-                           {"message", each.message}};
+         Dictionary open{{"root", each.root},
+                         {"outcome", nameOf(each.outcome)},
+                         {"status", static_cast<int>(each.status)}};
+         if (each.error) open.set("error", problemForScripts(*each.error, each.status));
+         return open;
        })}};
   if (summary.results) document.set("results", *summary.results);
   if (!summary.again.empty()) document.set("again", summary.again);

@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,7 @@ class FleetTally {
     std::string root;
     DeviceOutcome outcome;
     ExitStatus status;
-    std::string message;
+    std::optional<Problem> error;  // none where the outcome says all
   };
 
   void add(const DeviceResult& result);

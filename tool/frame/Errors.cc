@@ -99,6 +99,10 @@ CommandFailure::CommandFailure(ExitStatus status, std::string_view where, std::s
       problem_(problemAt(where, why)),
       advice_(next) {}
 
+Problem problemOf(const CommandFailure& failure, std::string_view advice) {
+  return {failure.code(), failure.problem(), std::string(advice), failure.path()};
+}
+
 CommandFailure failureOf(const AssertionFailure& failure, bool changed) {
   return {cutShort(changed), "",
           failure.message() + " (" + failure.method() + " in " + failure.sourceFile() + ")",

@@ -79,6 +79,15 @@ class CommandFailure : public std::runtime_error {
   std::string advice_;
 };
 
+// A failure as it is told: its advice names the commands for the device that was given.
+struct Problem {
+  FailureCode code = FailureCode::Prevented;
+  std::string message;
+  std::string advice;  // empty where the message says it
+  std::string file;    // the one concerned; empty where there is none
+};
+[[nodiscard]] Problem problemOf(const CommandFailure& failure, std::string_view advice);
+
 // CommandFailure with the status Prevented, the usual case.
 class Prevented : public CommandFailure {
  public:

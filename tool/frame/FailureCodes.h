@@ -1,9 +1,11 @@
-// FailureCodes is the table of the words by which scripts tell failures apart.
+// FailureCodes is the table of the words by which scripts tell failures apart, and the form in
+// which they get them.
 #pragma once
 
 #include <array>
 #include <cstddef>
 
+#include "plist/PropertyList.h"
 #include "tool/frame/Errors.h"
 
 namespace accountsettings {
@@ -39,6 +41,9 @@ inline constexpr std::array kFailureKinds = std::to_array<FailureKind>({
      "Something else prevents the work; the message tells what."},
     {FailureCode::Broken, "broken", "Something was written, and the result is not what was meant."},
 });
+
+// What scripts are told of it: "code", "status", "message", "advice", and "file" if there is one.
+[[nodiscard]] Dictionary problemForScripts(const Problem& problem, ExitStatus status);
 
 namespace detail {
 

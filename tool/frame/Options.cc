@@ -117,6 +117,7 @@ CommonOptions formAskedFor(const std::vector<std::string>& arguments) {
   CommonOptions options;
   options.compact = std::find(arguments.begin(), end, "--compact") != end;
   options.json = options.compact || std::find(arguments.begin(), end, "--json") != end;
+  options.root.clear();  // none was understood
   return options;
 }
 
@@ -139,7 +140,8 @@ std::string quotedForShell(const std::string& word) {
 
 std::string commandLineFor(const CommonOptions& options, const std::vector<std::string>& words) {
   std::string line = "accountsettings " + words.front();
-  if (options.root != "/") line += " --root " + quotedForShell(options.root);
+  if (!options.root.empty() && options.root != "/")
+    line += " --root " + quotedForShell(options.root);
   if (options.config) line += " --config " + quotedForShell(*options.config);
   std::for_each(words.begin() + 1, words.end(),
                 [&](const std::string& word) { line += " " + quotedForShell(word); });

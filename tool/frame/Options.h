@@ -34,7 +34,8 @@ struct CommonOptions {
   std::vector<std::string> commandLine;
 };
 
-// Whether the arguments of a wrong command line ask for JSON, and in which form.
+// Whether the arguments of a wrong command line ask for JSON, and in which form. The root is empty:
+// it is not known.
 [[nodiscard]] CommonOptions formAskedFor(const std::vector<std::string>& arguments);
 
 // The word as a shell reads it.

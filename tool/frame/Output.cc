@@ -223,12 +223,7 @@ void Output::failure(const CommandFailure& failure, std::string_view advice) {
   std::string text = failure.problem();
   if (!advice.empty()) text.append("; ").append(advice);
   note(text);
-  Dictionary error{{"code", kFailureKinds.at(static_cast<std::size_t>(failure.code())).code},
-                   {"status", static_cast<int>(failure.status())},
-                   {"message", failure.problem()},
-                   {"advice", advice}};
-  if (!failure.path().empty()) error.set("file", failure.path());
-  error_ = std::move(error);
+  error_ = problemForScripts(problemOf(failure, advice), failure.status());
 }
 
 std::string Output::startedAt() const {
@@ -247,9 +242,7 @@ void Output::note(std::string_view text) const {
 void Output::drawLine(std::string_view text) {
   if (!watched_ || (text.empty() && !lineDrawn_)) return;
   lineDrawn_ = !text.empty();
-  std::string all("\r\033[K");
-  all += cutTo(text, terminal::width(Stream::Errors) - 1);
-  static_cast<void>(terminal::write(Stream::Errors, all));
+  terminal::replaceLine(cutTo(text, terminal::width(Stream::Errors) - 1));
 }
 
 ShownText Output::paint(Colour colour, const ShownText& text) const {

@@ -24,11 +24,6 @@ std::string secondsIn(std::chrono::milliseconds elapsed) {
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
 }
 
-// Nowhere is left to complain to.
-void writeErrors(std::string_view text) {
-  static_cast<void>(terminal::write(Stream::Errors, text));
-}
-
 }  // namespace
 
 std::string placeIn(std::string_view noun, std::size_t number, std::size_t count) {
@@ -68,7 +63,7 @@ void Progress::show(Doing doing) {
 void Progress::note(std::string_view line) {
   const std::lock_guard lock(mutex_);
   erase();
-  writeErrors(line);
+  static_cast<void>(terminal::write(Stream::Errors, line));  // nowhere is left to complain to
 }
 
 std::string Progress::lineOf(const Doing& doing, std::size_t done,
@@ -95,13 +90,13 @@ void Progress::draw() {
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
       std::chrono::steady_clock::now() - started_);
   isShown_ = true;
-  writeErrors("\r\033[K" + lineOf(doing_, accountsDone.load(std::memory_order_relaxed), elapsed,
-                                  terminal::width(Stream::Errors) - 1));
+  terminal::replaceLine(lineOf(doing_, accountsDone.load(std::memory_order_relaxed), elapsed,
+                               terminal::width(Stream::Errors) - 1));
 }
 
 void Progress::erase() {
   if (!std::exchange(isShown_, false)) return;
-  writeErrors("\r\033[K");
+  terminal::replaceLine("");
 }
 
 }  // namespace accountsettings

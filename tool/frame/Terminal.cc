@@ -68,6 +68,12 @@ Status write(Stream stream, std::string_view text) {
   return writeTo(descriptor(stream), text);
 }
 
+void replaceLine(std::string_view text) {
+  std::string all("\r\033[K");
+  all += text;
+  static_cast<void>(write(Stream::Errors, all));  // nowhere is left to complain to
+}
+
 void keepNumbersOfClosedStreams() noexcept {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is taken, which is this one. Opened the wrong way round, it is no use.

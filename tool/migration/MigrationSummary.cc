@@ -151,15 +151,19 @@ std::string obstacleTo(StagedMigration& staged) {
 }
 
 // Why the migration is not to begin without --accept-loss; empty where nothing stands against it.
-std::vector<std::string> objectionsTo(const MigrationSummary& summary, const ShownPath& shown) {
-  std::vector<std::string> problems;
+std::vector<MigrationProblem> objectionsTo(const MigrationSummary& summary,
+                                           const ShownPath& shown) {
+  std::vector<MigrationProblem> problems;
   for (const Finding& finding : summary.findings) {
-    if (finding.kind->blocksMigration) problems.push_back(findingInALine(finding, shown));
+    if (finding.kind->blocksMigration) {
+      problems.push_back({findingInALine(finding, shown), shown(finding.file)});
+    }
   }
   for (const LedgerEntry& entry : summary.ledger.unexplained()) {
-    problems.push_back(shown(entry.file) + ": account " + entry.account +
-                       ": no rule explains why it " +
-                       (entry.key.empty() ? "is dropped" : "loses \"" + entry.key + "\""));
+    problems.push_back({shown(entry.file) + ": account " + entry.account +
+                            ": no rule explains why it " +
+                            (entry.key.empty() ? "is dropped" : "loses \"" + entry.key + "\""),
+                        shown(entry.file)});
   }
   return problems;
 }
@@ -236,7 +240,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
     summary.advice = "repair what is named, or go on with --accept-loss";
   }
   if (const std::string obstacle = obstacleTo(staged); !obstacle.empty()) {
-    summary.problems.insert(summary.problems.begin(), obstacle);
+    summary.problems.insert(summary.problems.begin(), {obstacle, ""});
     summary.advice = kRemoveTheCause;
     summary.hasObstacle = true;
     summary.outcome = SummaryOutcome::Refused;
@@ -308,7 +312,7 @@ MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
   summary.outcome = outcome.kind;
   if (outcome.cause != Cause::None && outcome.cause != Cause::Staging) {
     const Obstacle obstacle = obstacleIn(device, outcome);
-    summary.problems.insert(summary.problems.begin(), obstacle.problem);
+    summary.problems.insert(summary.problems.begin(), {obstacle.problem, ""});
     summary.advice = obstacle.advice;
     summary.hasObstacle = true;
   }
@@ -320,7 +324,7 @@ MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& ou
   summary.planned = false;
   summary.daemonStopped = outcome.daemonStopped;
   summary.backup = outcome.backup;
-  if (!outcome.problem.empty() && !summary.hasObstacle) summary.problems = {outcome.problem};
+  if (!outcome.problem.empty() && !summary.hasObstacle) summary.problems = {{outcome.problem, ""}};
   summary.outcome = outcome.kind;
   if (summary.outcome == SummaryOutcome::Refused) summary.backup.clear();
   return summary;

@@ -54,12 +54,18 @@ using SummaryOutcome = MigrationOutcome::Kind;
 // Its word for scripts, for example "answered-no".
 [[nodiscard]] std::string_view nameOf(SummaryOutcome outcome);
 
+// What stands against a migration, or went wrong.
+struct MigrationProblem {
+  std::string text;  // one sentence, which begins with the file where it is about one
+  std::string file;  // on this machine; empty where it is about none
+};
+
 struct MigrationSummary {
   std::string root;     // as it was given
   bool planned = true;  // nothing was written
   MigrationDecision decision;
   SummaryOutcome outcome = SummaryOutcome::Done;
-  std::vector<std::string> problems;           // why it is refused or broken, one sentence each
+  std::vector<MigrationProblem> problems;      // why it is refused or broken
   std::string advice;                          // what to do where it is refused
   std::string effect = "nothing was changed";  // what a refused one did to the device
   bool hasObstacle = false;                    // more stands against it than what is found or lost

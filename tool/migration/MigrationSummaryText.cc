@@ -247,8 +247,8 @@ class SummaryWriter {
     }
     if (summary_.planned && summary_.hasObstacle) {
       output_.line("");
-      output_.paragraph("", "'migrate' would change nothing: " + summary_.problems.front() + "; " +
-                                summary_.advice);
+      output_.paragraph("", "'migrate' would change nothing: " + summary_.problems.front().text +
+                                "; " + summary_.advice);
     }
   }
 
@@ -361,7 +361,8 @@ Dictionary summaryForScripts(const MigrationSummary& summary, const ShownPath& s
       {"dryRun", summary.planned},
       {"pending", summary.decision.pending()},
       {"outcome", nameOf(summary.outcome)},
-      {"problems", arrayOf(summary.problems)},
+      {"problems", listOf(summary.problems,
+                          [](const MigrationProblem& each) { return PropertyList(each.text); })},
       {"decision", decisionForScripts(summary.decision)},
       {"toVersion", summary.versionAfter},
       {"accountsBefore", summary.ledger.accounts.before()},

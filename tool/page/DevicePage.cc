@@ -98,8 +98,10 @@ Verdict verdictOnPlan(const PageContext& page) {
   if (plan.outcome == SummaryOutcome::Refused) {
     verdict.tone = Tone::Bad;
     verdict.headline = "A migration would be refused";
-    for (const std::string& each : plan.problems) {
-      if (!isFinding(page.story.findings, each)) verdict.sentences.push_back(asSentence(each));
+    for (const MigrationProblem& each : plan.problems) {
+      if (!isFinding(page.story.findings, each.text)) {
+        verdict.sentences.push_back(asSentence(each.text));
+      }
     }
     if (anyBlocksMigration(page.story.findings)) {
       verdict.sentences.emplace_back("What is found on the device stands against it, see below.");
@@ -292,8 +294,10 @@ DevicePage devicePage(OpenedRoot& device, const DevicePageOptions& options, Outp
   }
   const Disclosure disclosure(options.reveal ? nullptr : &redactor);
   const PageContext page{device, story, disclosure, options.isLimited};
-  const TemplateParts parts{
-      {"style", kPageStyle}, {"item", kAccountItem}, {"finding", kFindingItem}};
+  const TemplateParts parts{{"head", kPageHead},
+                            {"style", kPageStyle},
+                            {"item", kAccountItem},
+                            {"finding", kFindingItem}};
   std::string text = filledTemplate(kDevicePage, parts, dataOf(page, options.madeAt));
   return {std::move(text), std::move(story), redactor.counts()};
 }

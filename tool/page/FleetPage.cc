@@ -165,7 +165,7 @@ std::string referenceTo(const std::string& page, const std::filesystem::path& fo
   return reference;
 }
 
-std::string problemOf(const DeviceResult& result) {
+std::string problemText(const DeviceResult& result) {
   std::string problem = result.error ? result.error->message : "";
   if (!result.signal.empty()) problem += (problem.empty() ? "" : "; ") + result.signal;
   return cutTo(problem, kProblemWidth);
@@ -195,7 +195,7 @@ Dictionary rowOf(const FleetDevice& device, const std::filesystem::path& folder)
                  {"losses", losses ? lossesText(*losses) : ""},
                  {"findings", joined(result.findings, " ")},
                  {"backup", result.backup},
-                 {"problem", problemOf(result)},
+                 {"problem", problemText(result)},
                  {"advice", result.error ? cutTo(result.error->advice, kProblemWidth) : ""},
                  {"milliseconds", millisecondsText(result.took)},
                  {"micros", result.took.count()}};
@@ -321,7 +321,7 @@ std::string fleetPage(const std::vector<FleetDevice>& devices, const FleetPageOp
                   {"leftOut", order.size() > count ? std::to_string(order.size() - count) : ""},
                   {"devices", std::move(rows)}};
   addVerdict(data, devices);
-  return filledTemplate(kFleetPage, {{"style", kPageStyle}, {"script", kFleetScript}}, data);
+  return filledTemplate(kFleetPage, {{"head", kPageHead}, {"style", kPageStyle}, {"script", kFleetScript}}, data);
 }
 
 }  // namespace accountsettings

@@ -133,7 +133,7 @@ TEST(FleetPage, EscapesWhateverTheResultsHold) {
   result.findings = {hostile};
   result.backup = hostile;
   result.signal = hostile;
-  result.error = DeviceResult::Problem{FailureCode::Prevented, hostile, hostile, hostile};
+  result.error = Problem{FailureCode::Prevented, hostile, hostile, hostile};
   const std::string html = pageOf({{result, "/out/" + hostile}});
   EXPECT_EQ(countOf(html, "<script>"), 1U);
   EXPECT_EQ(countOf(html, "</script>"), 1U);

@@ -4,6 +4,7 @@
 
 namespace accountsettings {
 
+extern const char* const kPageHead;  // up to the begin of the body
 extern const char* const kPageStyle;
 extern const char* const kDevicePage;
 extern const char* const kAccountItem;
