@@ -57,9 +57,9 @@ struct DeviceResult {
   std::string report;                  // the file that was written about the device
   std::string page;                    // its own page, relative to the results file
   std::optional<std::uint64_t> bytes;  // of the settings and legacy files that were read
-  std::optional<Problem> error;    // why it was not done
-  std::string signal;              // that ended the worker, for example "SIGSEGV"
-  std::vector<std::string> notes;  // what else was told of the device
+  std::optional<Problem> error;        // why it was not done
+  std::string signal;                  // that ended the worker, for example "SIGSEGV"
+  std::vector<std::string> notes;      // what else was told of the device
   std::chrono::system_clock::time_point startedAt;
   std::chrono::microseconds took{};
 };

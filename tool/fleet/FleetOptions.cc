@@ -1,9 +1,6 @@
 // The options for many devices, and the roots that they name.
 #include "tool/fleet/FleetOptions.h"
 
-#include <algorithm>
-#include <thread>
-
 #include "tool/frame/Errors.h"
 #include "tool/values/ReadFile.h"
 
@@ -90,8 +87,7 @@ std::optional<std::string> FleetOptions::resultsFile() const {
 }
 
 std::size_t FleetOptions::workerCount() const {
-  if (jobs) return static_cast<std::size_t>(*jobs);
-  return std::max(1U, std::thread::hardware_concurrency());
+  return jobs ? static_cast<std::size_t>(*jobs) : Workers::processors();
 }
 
 Workers::Limits FleetOptions::limits() const {

@@ -2,6 +2,7 @@
 // share with this process, so that a worker costs no pipe.
 #include "tool/fleet/Workers.h"
 
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -14,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <thread>
 
 namespace accountsettings {
 
@@ -57,6 +59,15 @@ struct Workers::Answer {
   std::atomic<std::uint32_t> size;
   char text[kLargestAnswer];
 };
+
+std::size_t Workers::processors() noexcept {
+  cpu_set_t allowed;
+  // The set is too small for a machine of more than a thousand; those that are there count then.
+  if (sched_getaffinity(0, sizeof(allowed), &allowed) == 0) {
+    return static_cast<std::size_t>(std::max(1, CPU_COUNT(&allowed)));
+  }
+  return std::max(1U, std::thread::hardware_concurrency());
+}
 
 Workers::Workers(std::size_t count, const Limits& limits) : limits_(limits), slots_(count) {
   void* const memory = mmap(nullptr, count * sizeof(Answer), PROT_READ | PROT_WRITE,

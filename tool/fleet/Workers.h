@@ -41,6 +41,9 @@ class Workers {
     bool interrupted = false;  // somebody asks the program to end
   };
 
+  // How many can work at once: the processors that this process may use, at least one.
+  [[nodiscard]] static std::size_t processors() noexcept;
+
   // There may be one at a time. Fails where there is no memory for the answers.
   Workers(std::size_t count, const Limits& limits);
   // Kills and awaits those that still work.

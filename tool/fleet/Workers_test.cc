@@ -2,6 +2,7 @@
 #include "tool/fleet/Workers.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -23,6 +24,23 @@ Workers::Ended next(Workers& workers) {
   EXPECT_FALSE(event.interrupted);
   if (!event.ended) std::abort();
   return *event.ended;
+}
+
+TEST(Workers, AreAsManyAsTheProcessorsThatTheProcessMayUse) {
+  Workers workers(1, {});
+  ASSERT_TRUE(workers.start(0, [] {
+    cpu_set_t allowed;
+    sched_getaffinity(0, sizeof(allowed), &allowed);
+    std::string counts = Workers::processors() == static_cast<std::size_t>(CPU_COUNT(&allowed))
+                             ? "all, "
+                             : "others, ";
+    const auto one = static_cast<std::size_t>(sched_getcpu());
+    CPU_ZERO(&allowed);
+    CPU_SET(one, &allowed);
+    sched_setaffinity(0, sizeof(allowed), &allowed);
+    return counts + std::to_string(Workers::processors());
+  }));
+  EXPECT_EQ(next(workers).answer, "all, 1");
 }
 
 TEST(Workers, AnswerTextsFromProcessesOfTheirOwn) {
