@@ -1,9 +1,11 @@
 // BasicAccount.cc makes records and reads and writes their properties.
 #include "account/BasicAccount.h"
 
+#include <typeinfo>
 #include <utility>
 
 #include "account/AccountTypeRegistry.h"
+#include "account/PlainRecord.h"
 #include "account/RecordProblems.h"
 #include "logging/Logging.h"
 #include "platform/AssertionFailure.h"
@@ -19,7 +21,14 @@ constexpr const char* kInitWithProperties = "-[BasicAccount initWithProperties:]
   throw AssertionFailure(message, method, "BasicAccount");
 }
 
+// A class that make_shared() may construct: one piece of memory for the record and its count.
+struct Record : BasicAccount {};
+
 }  // namespace
+
+bool isPlainRecord(const BasicAccount& account) noexcept {
+  return typeid(account) == typeid(Record);
+}
 
 BasicAccount::BasicAccount() = default;
 
@@ -55,8 +64,6 @@ std::shared_ptr<BasicAccount> BasicAccount::accountWithProperties(const Dictiona
 
 std::shared_ptr<BasicAccount> BasicAccount::initWithProperties(const Dictionary& properties) {
   if (!canMakeRecordOf(properties)) return nullptr;
-  // A class that make_shared() may construct: one piece of memory for the record and its count.
-  struct Record : BasicAccount {};
   std::shared_ptr<BasicAccount> account = std::make_shared<Record>();
   account->takeProperties(properties);
   return account;

@@ -1,10 +1,12 @@
 // AccountsManager_Saving.cc merges the store's accounts with what the settings file holds now and
 // replaces the file. The merge works on the top-level keys of an account's properties: a nested
 // value counts as one.
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
+#include "account/PlainRecord.h"
 #include "logging/Logging.h"
 #include "plist/BinaryWriter.h"
 #include "store/AccountsManager.h"
@@ -49,6 +51,55 @@ Dictionary loggedMerge(const Dictionary& inMemory, const Dictionary& original,
   return result;
 }
 
+// Where an element of the list stands in it.
+std::size_t placeIn(const AccountsManager::AccountList& list,
+                    const AccountsManager::Account& element) {
+  return static_cast<std::size_t>(&element - list.data());
+}
+
+// MergedList collects what the accounts are to be in the file. As long as they are those on disk,
+// in the same places, nothing is copied.
+class MergedList {
+ public:
+  MergedList(const Array& onDisk, std::size_t size) : onDisk_(onDisk), size_(size) {}
+
+  void append(PropertyList account) {
+    if (isNext(account)) return appendFromDisk();
+    beginOwn();
+    own_.push_back(std::move(account));
+  }
+  // The account that is on disk in this place.
+  void appendFromDisk() {
+    if (isOwn_) {
+      own_.push_back(onDisk_[own_.size()]);
+    } else {
+      ++same_;
+    }
+  }
+  [[nodiscard]] Array accounts() && {
+    if (!isOwn_ && same_ == onDisk_.size()) return onDisk_;
+    beginOwn();
+    return Array(std::move(own_));
+  }
+
+ private:
+  [[nodiscard]] bool isNext(const PropertyList& account) const {
+    return !isOwn_ && same_ < onDisk_.size() && account.identicalTo(onDisk_[same_]);
+  }
+  void beginOwn() {
+    if (isOwn_) return;
+    isOwn_ = true;
+    own_.reserve(size_);
+    own_.assign(onDisk_.begin(), onDisk_.begin() + same_);
+  }
+
+  const Array& onDisk_;
+  std::size_t size_;
+  std::size_t same_ = 0;  // so many are as on disk
+  bool isOwn_ = false;    // from there on they are in own_, which begins with those
+  std::vector<PropertyList> own_;
+};
+
 }  // namespace
 
 void AccountsManager::saveAllAccounts() {
@@ -74,7 +125,15 @@ void AccountsManager::saveAllAccounts() {
 bool AccountsManager::fixAccountsBeforeSaving() {
   bool fixedAny = false;
   const AccountList& accounts = contents_->ordered.accounts();
-  visitInBatches(accounts.rbegin(), accounts.rend(), fetchAccount, [&](const Account& account) {
+  const bool knowsPlain = shortCutsAreTaken() && contents_->knowsAllInOrder();
+  const auto isInOrder = [&](const Account& account) {
+    return knowsPlain && contents_->plainOnDisk.stillHolds(placeIn(accounts, account), *account);
+  };
+  const auto fetchOther = [&](const Account& account) {
+    if (!isInOrder(account)) fetchAccount(account);
+  };
+  visitInBatches(accounts.rbegin(), accounts.rend(), fetchOther, [&](const Account& account) {
+    if (isInOrder(account)) return;
     for (const auto& fixer : contents_->runtimeFixers) {
       const FixResult result =
           fixer->fixBasicAccountIfNeededLoggingMessage(*account, "saving accounts");
@@ -135,20 +194,23 @@ Dictionary AccountsManager::mergedWith(const std::optional<Dictionary>& rootOnDi
     return loggedMerge(inMemory, account.originalProperties(),
                        counterpart != nullptr ? &properties : nullptr, isTraced);
   };
-  std::vector<PropertyList> accounts;
-  accounts.reserve(count());
-  bool areAsOnDisk = true;  // the very same, and in the same places
-  forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
-    accounts.emplace_back(mergedAccount(*account));
-    const std::size_t place = accounts.size() - 1;
-    areAsOnDisk =
-        areAsOnDisk && place < listOnDisk.size() && accounts.back().identicalTo(listOnDisk[place]);
-    if (isTraced) {
-      RSLog("%@:%@", account->type(), accounts.back(), account->enabledDataclasses());
-    }
+  // Neither this store nor anybody else has changed the account since it was written.
+  const auto isAsOnDisk = [&](std::size_t place, const BasicAccount& account) {
+    return isPlain && !isTraced && plainOnDisk.stillHolds(place, account) &&
+           account.originalProperties().identicalTo(account.properties().values());
+  };
+  const AccountList& inMemory = contents_->ordered.accounts();
+  MergedList merged(listOnDisk, inMemory.size());
+  const auto fetchOther = [&](const Account& account) {
+    if (!isAsOnDisk(placeIn(inMemory, account), *account)) fetchAccount(account);
+  };
+  visitInBatches(inMemory.begin(), inMemory.end(), fetchOther, [&](const Account& account) {
+    if (isAsOnDisk(placeIn(inMemory, account), *account)) return merged.appendFromDisk();
+    PropertyList properties = mergedAccount(*account);
+    if (isTraced) RSLog("%@:%@", account->type(), properties, account->enabledDataclasses());
+    merged.append(std::move(properties));
   });
-  areAsOnDisk = areAsOnDisk && accounts.size() == listOnDisk.size();
-  return {{kPlistAccountsKey, areAsOnDisk ? listOnDisk : Array(std::move(accounts))},
+  return {{kPlistAccountsKey, std::move(merged).accounts()},
           {kPlistVersionKey, static_cast<std::uint64_t>(currentVersion())}};
 }
 
@@ -187,6 +249,8 @@ const LastSave& AccountsManager::lastSave() const noexcept {
 
 void AccountsManager::moveBaselines() {
   for (const Account& account : contents_->ordered.accounts()) {
+    const Dictionary& values = account->properties().values();
+    if (isPlainRecord(*account) && account->originalProperties().identicalTo(values)) continue;
     account->setOriginalProperties(account->propertiesToSave());
   }
 }

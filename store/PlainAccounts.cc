@@ -7,6 +7,7 @@
 
 #include "account/AccountConstants.h"
 #include "account/BasicAccount.h"
+#include "account/PlainRecord.h"
 #include "account/StringList.h"
 #include "store/InBatches.h"
 #include "store/RSRuntimeFixMailAccount.h"
@@ -82,6 +83,13 @@ const Dictionary* PlainAccounts::find(std::string_view identifier) const {
   }
   expected_ = *place + 1;
   return accounts_[*place].dictionary();
+}
+
+bool PlainAccounts::stillHolds(std::size_t place, const BasicAccount& account) const {
+  if (!arePlain_ || place >= accounts_.size() || !isPlainRecord(account)) return false;
+  if (!account.properties().values().identicalTo(*accounts_[place].dictionary())) return false;
+  expected_ = place + 1;
+  return true;
 }
 
 bool PlainAccounts::keepsIdentifiers(std::size_t place, const Dictionary& account,

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "account/BasicAccount.h"
 #include "plist/PropertyList.h"
 #include "store/TokenTable.h"
 
@@ -23,6 +24,10 @@ class PlainAccounts {
   // What AccountsManager::accountWithIdentifier() would find in a store built from it: an account,
   // or the parent of a child, with this identifier; else nullptr. Good until the next list.
   [[nodiscard]] const Dictionary* find(std::string_view identifier) const;
+  // Whether what stands at this place of the list is what the record holds, unchanged: then the
+  // record has nothing that loading would repair, and find() answers it under its identifier. Looks
+  // at nothing but the record itself.
+  [[nodiscard]] bool stillHolds(std::size_t place, const BasicAccount& account) const;
 
  private:
   struct Child {

@@ -44,6 +44,10 @@ Result<std::optional<Dictionary>> SettingsFile::read() {
   return std::optional(known_->root);
 }
 
+Array SettingsFile::knownAccounts() const {
+  return known_ != nullptr ? accountsOf(known_->root) : Array();
+}
+
 Status SettingsFile::replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root) {
   Files& files = ProcessContext::current().platform().files;
   const std::string path = AccountsManager::fullPathToAccountSettingsPlist();

@@ -16,6 +16,8 @@ class SettingsFile {
   // The dictionary in the file now; none where there is no file or it holds something else. Fails
   // where the file cannot be read: nobody can tell then what it holds.
   [[nodiscard]] Result<std::optional<Dictionary>> read();
+  // The accounts that were read or written last; none before.
+  [[nodiscard]] Array knownAccounts() const;
   // Replaces the file, whole or not at all, by `data`, which is `root` serialised. After a failure,
   // which lacking data is too, the file is as it was and nothing else stays behind.
   Status replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "plist/PropertyList.h"
@@ -17,6 +18,7 @@
 #include "store/OrderedAccounts.h"
 #include "store/OwnContext.h"
 #include "store/PlainAccounts.h"
+#include "store/RSRuntimeFixMailAccount.h"
 #include "store/SettingsFile.h"
 
 namespace accountsettings {
@@ -46,7 +48,7 @@ struct AccountsManager::Contents {
   LastSave lastSave;
   // What the listeners are to be told of the save that goes on.
   ListenerNews news;
-  // The accounts that the last save found in the file.
+  // The accounts that were looked at in the file last.
   PlainAccounts plainOnDisk;
 
   void reserve(std::size_t accounts) {
@@ -59,6 +61,14 @@ struct AccountsManager::Contents {
         [](const Original& each) { each.properties.prefetch(); },
         [](Original& each) { each = Original(); });
     originals.clear();
+  }
+  // Whether plainOnDisk holds what was read or written last, and the store's fixers are the usual
+  // one, which finds nothing to do in plain accounts.
+  bool knowsAllInOrder() {
+    if (runtimeFixers.size() != 1) return false;
+    const RuntimeFixer& fixer = *runtimeFixers.front();
+    return typeid(fixer) == typeid(RSRuntimeFixMailAccount) &&
+           plainOnDisk.examine(file.knownAccounts());
   }
   // Puts the account into `topLevel` under the identifier that it reports, if it reports one.
   void enter(const Account& account) {
