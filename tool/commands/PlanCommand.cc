@@ -71,8 +71,8 @@ FleetCommand PlanCommand::forMany() {
     tellSummary(result, plan);
     if (!plan.problems.empty()) {
       const MigrationProblem& first = plan.problems.front();
-      result.error = {FailureCode::Blocked, first.text, adviceWithRoot(session.options, plan.advice),
-                      first.file};
+      result.error = {FailureCode::Blocked, first.text,
+                      adviceWithRoot(session.options, plan.advice), first.file};
     }
     return exitCode_ ? statusOf(plan) : ExitStatus::Done;
   };

@@ -20,8 +20,8 @@ enum class Stream { Output, Errors };
 [[nodiscard]] std::size_t width(Stream stream) noexcept;
 // Writes everything, also to a slow pipe.
 Status write(Stream stream, std::string_view text);
-// Draws the text, which fits in its width, in place of the last line of the terminal behind standard
-// error.
+// Draws the text, which fits in its width, in place of the last line of the terminal behind
+// standard error.
 void replaceLine(std::string_view text);
 // Keeps a stream that was closed before the program began from being the number of a file that it
 // opens, where output would then go: reading and writing such a stream goes on to fail.

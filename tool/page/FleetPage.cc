@@ -321,7 +321,8 @@ std::string fleetPage(const std::vector<FleetDevice>& devices, const FleetPageOp
                   {"leftOut", order.size() > count ? std::to_string(order.size() - count) : ""},
                   {"devices", std::move(rows)}};
   addVerdict(data, devices);
-  return filledTemplate(kFleetPage, {{"head", kPageHead}, {"style", kPageStyle}, {"script", kFleetScript}}, data);
+  return filledTemplate(
+      kFleetPage, {{"head", kPageHead}, {"style", kPageStyle}, {"script", kFleetScript}}, data);
 }
 
 }  // namespace accountsettings
