@@ -204,6 +204,9 @@ std::vector<Scenario> Maker::all() {
   add("restore: settings and legacy files", Kind::Restore, {"restore", backupIn(converted)},
       converted);
 
+  const DiskTree removed = after(current, {"remove", firstAccountOf(current)});
+  add("restore: a removed account", Kind::Restore, {"restore", backupIn(removed)}, removed);
+
   for (const char* each : {"plan", "check", "show", "history"}) {
     add(std::string(each) + ": settings and legacy files", Kind::Reading, {each}, both);
   }
@@ -220,7 +223,7 @@ std::vector<Scenario> Maker::all() {
 }  // namespace
 
 std::set<std::string> Scenario::accounts() const {
-  const bool keepsBackup = kind == Kind::Restore ||
+  const bool keepsBackup = kind == Kind::Restore || kind == Kind::Edit ||
                            (kind == Kind::Migration && std::find(command.begin(), command.end(),
                                                                  "--no-backup") == command.end());
   if (keepsBackup) return accountsAnywhere(before);

@@ -17,6 +17,7 @@
 #include "migration/MigrationPaths.h"
 #include "platform/Clock.h"
 #include "platform/ProcessContext.h"
+#include "plist/BinaryWriter.h"
 #include "plist/XmlWriter.h"
 #include "store/AccountsManager.h"
 
@@ -205,6 +206,7 @@ Status BackupMaker::keep(const TouchedPath& watched) {
 
 Status BackupMaker::keepFiles() {
   for (const TouchedPath& watched : pathsThatAMigrationTouches()) {
+    if (source_.settingsAlone && watched.role != PathRole::Settings) continue;
     Status kept = keep(watched);
     if (kept) continue;
     // An old copy of the settings is worth no migration: nobody reads it but who looks for a fault.
@@ -238,7 +240,9 @@ Status BackupMaker::tellChanges() {
 }
 
 Status writeManifest(LinuxFiles& files, const BackupManifest& manifest) {
-  const Result<Bytes> bytes = writeXml(manifest.asDictionary());
+  Result<Bytes> bytes = writeXml(manifest.asDictionary());
+  // XML has no place for every text that an identifier can be.
+  if (!bytes) bytes = writeBinary(manifest.asDictionary());
   if (!bytes) return bytes.error();
   const std::string path = appendPathComponent(pathOfBackup(manifest.name), kManifestName);
   return files.writeFlushed(path, *bytes);
@@ -330,6 +334,7 @@ void tellRetention(std::vector<FoundBackup>& found) {
       continue;
     }
     const BackupManifest& manifest = *each.manifest;
+    if (manifest.edit()) continue;  // the oldest of a version is one that a migration began with
     const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
     const bool isFirst = versions.insert(settings ? settings->formatVersion : std::nullopt).second;
     if (manifest.outcome.empty() || manifest.isBroken()) {
@@ -392,21 +397,24 @@ Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary&
 }
 
 std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
-                                            std::size_t keep) {
+                                            const BackupLimits& limits) {
   std::vector<std::string> names;
-  std::size_t left = 0;  // that count
+  BackupLimits room = limits;
   for (auto each = found.rbegin(); each != found.rend(); ++each) {
-    const bool counts = !each->unfinished && each->retention == Retention::ByCount;
-    if (each->unfinished || (counts && left++ >= keep)) names.push_back(each->name);
+    if (each->unfinished) names.push_back(each->name);
+    if (each->unfinished || each->retention != Retention::ByCount) continue;
+    std::optional<std::size_t>& left = each->manifest->edit() ? room.edits : room.runs;
+    if (left == 0U) names.push_back(each->name);
+    if (left && *left > 0) --*left;
   }
   return names;
 }
 
-Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, std::size_t keep,
+Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, const BackupLimits& limits,
                         const std::string& newest, std::vector<std::string>& removed) {
   tellRetention(found);  // which the last run may have changed
   Status first;
-  for (const std::string& each : superfluousBackups(found, keep)) {
+  for (const std::string& each : superfluousBackups(found, limits)) {
     if (each == newest) continue;
     const Status gone = removeBackup(host.files(), each);
     if (gone) removed.push_back(each);
@@ -436,7 +444,8 @@ Result<std::optional<BackupManifest>> findNewestBackup(LinuxHost& host) {
   if (!names) return names.error();
   for (auto name = names->rbegin(); name != names->rend(); ++name) {
     std::optional<FoundBackup> backup = backupAt(host.files(), *name);
-    if (backup && backup->manifest) return std::move(backup->manifest);
+    const bool tells = backup && backup->manifest && !backup->manifest->edit();
+    if (tells) return std::move(backup->manifest);
   }
   return std::optional<BackupManifest>();
 }

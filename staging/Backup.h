@@ -34,8 +34,9 @@ struct MadeBackup {
 struct BackupSource {
   RememberedFiles& before;                    // the files as they were read
   std::optional<std::int64_t> formatVersion;  // of the settings in them
-  // What is meant to be done to them; empty where the backup is no journal.
+  // What is meant to be done to them; empty where a restore does it.
   const std::vector<FileChange>& changes;
+  bool settingsAlone = false;  // nothing else is touched
 };
 // Makes the backup of the watched paths, complete and flushed. `draft` is the manifest with what is
 // not about files. The error says what could not be kept; what was begun is then taken away again.
@@ -70,16 +71,23 @@ struct FoundBackup {
 // such names are none. Fails where the directory of backups cannot be read, or is a link itself.
 [[nodiscard]] Result<std::vector<FoundBackup>> findBackups(LinuxHost& host);
 
-// The newest of them with a manifest that can be read, without reading those before it.
+// The newest of them that is none of an edit and has a manifest that can be read, without reading
+// those before it.
 [[nodiscard]] Result<std::optional<BackupManifest>> findNewestBackup(LinuxHost& host);
 
-// The names of those that are known to be superfluous: they were never finished, or they are none
-// of the newest `keep` whose retention is by count.
+// How many backups are kept whose retention is by count; all where nothing is said. Those of edits
+// and those of migrations and restores are counted apart: neither takes the others' place.
+struct BackupLimits {
+  std::optional<std::size_t> runs;
+  std::optional<std::size_t> edits;
+};
+// The names of those that are known to be superfluous: they were never finished, or they are beyond
+// the limits.
 [[nodiscard]] std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
-                                                          std::size_t keep);
+                                                          const BackupLimits& limits);
 // Removes these of `found`, which are the root's, but never `newest`, and adds the names of those
 // that went to `removed`. Only while the migration lock is held.
-Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, std::size_t keep,
+Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, const BackupLimits& limits,
                         const std::string& newest, std::vector<std::string>& removed);
 
 // Where the bytes of a file lie until it is put back: always the same place, so that what a killed

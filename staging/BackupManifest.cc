@@ -143,6 +143,13 @@ std::optional<std::string> BackupManifest::restoreOf() const {
   return backup ? std::optional<std::string>(*backup) : std::nullopt;
 }
 
+std::optional<EditOfAccount> BackupManifest::edit() const {
+  const auto command = outcome.string(outcome::kEdit);
+  if (!command) return std::nullopt;
+  return EditOfAccount{std::string(*command),
+                       std::string(outcome.string(outcome::kAccount).value_or(""))};
+}
+
 Dictionary BackupManifest::asDictionary() const {
   Array list;
   for (const BackupFile& file : files) list.append(dictionaryOf(file));

@@ -1,7 +1,8 @@
 // BackupManifest is what a backup says about itself: every file that it keeps with its sum, owner,
 // mode and links, what the migration means to leave in their place, what made it, and what the
 // migration then did. Until that is told, it is the journal by which the migration can be ended.
-// The backup of a restore is no journal: it has an outcome from the beginning.
+// The backup of a restore is no journal: it has an outcome from the beginning. So has that of an
+// edit, which keeps the settings alone: they are replaced at once, so nothing is ever half done.
 #pragma once
 
 #include <cstdint>
@@ -43,6 +44,12 @@ struct MeantChange {
   std::string savedAs;  // the name in the backup's directory of the bytes to write; may be empty
 };
 
+// What a command did to one account.
+struct EditOfAccount {
+  std::string command;  // "set", "remove", ...
+  std::string account;  // its identifier
+};
+
 struct BackupManifest {
   // The format whose backups are journals too; those before tell nothing of what was meant. There
   // is none after it.
@@ -77,6 +84,9 @@ struct BackupManifest {
   [[nodiscard]] bool isBroken() const;
   // The backup that was put back when this one was made; none for that of a migration.
   [[nodiscard]] std::optional<std::string> restoreOf() const;
+  // The edit before which this one was made; that of the restore of such a backup tells the same
+  // edit. None for those of migrations, and of restores of these.
+  [[nodiscard]] std::optional<EditOfAccount> edit() const;
   [[nodiscard]] Dictionary asDictionary() const;
 };
 
@@ -94,6 +104,8 @@ inline constexpr std::string_view kFromVersion = "From Version";
 inline constexpr std::string_view kEndedLater = "Ended Later";  // how, where it was cut short
 inline constexpr std::string_view kRestored = "Restored";       // a backup was put back since
 inline constexpr std::string_view kRestoreOf = "Restore Of";    // the backup that was put back
+inline constexpr std::string_view kEdit = "Edit";               // the command that edits
+inline constexpr std::string_view kAccount = "Account";         // whom it edits
 }  // namespace outcome
 
 }  // namespace accountsettings

@@ -60,7 +60,8 @@ EarlierRuns lookAtEarlierRuns(LinuxHost& host, bool acceptBrokenRun) {
   }
   runs.backups = std::move(*found);
   for (auto each = runs.backups.rbegin(); each != runs.backups.rend(); ++each) {
-    if (each->unfinished) continue;
+    // An edit leaves nothing to end, and says nothing of the migration before it.
+    if (each->unfinished || (each->manifest && each->manifest->edit())) continue;
     if (each->unreadable) {
       runs.objection = {Cause::Interrupted, each->problem, each->name};
       break;

@@ -79,6 +79,99 @@ class InterruptedMigrationTest : public testing::StagingTest {
   }
 };
 
+// MARK: Edits
+
+// As the command edits an account: what it replaces is kept, which is no journal.
+class BackupOfAnEdit : public InterruptedMigrationTest {
+ protected:
+  std::string edit(const char* identifier = "edited") {
+    const auto host = newHost();
+    ProcessContext context(host->platform());
+    const ProcessContext::Override current(context);
+    RememberedFiles before(host->files(), host->accountNames());
+    const std::vector<FileChange> meant{
+        {FileChange::Kind::Write,
+         std::string("/") + kSettings,
+         std::make_shared<const Bytes>(writeBinary(Dictionary{{"Version", 12}}).value()),
+         0600,
+         {}}};
+    BackupManifest draft;
+    draft.outcome = {{outcome::kEdit, "remove"}, {outcome::kAccount, identifier}};
+    const auto made = makeBackup(*host, {before, 12, meant, true}, std::move(draft));
+    EXPECT_TRUE(made.ok());
+    putEditedSettings(identifier);
+    return made ? made->manifest.name : "";
+  }
+  std::vector<FoundBackup> found() {
+    const auto host = newHost();
+    ProcessContext context(host->platform());
+    const ProcessContext::Override current(context);
+    return findBackups(*host).value();
+  }
+};
+
+TEST_F(BackupOfAnEdit, KeepsTheSettingsAloneAndTellsWhatItWasMadeFor) {
+  putSettings(12);
+  putLegacyFiles();
+  const std::string before = device.read(kSettings);
+  const std::string name = edit();
+  const BackupManifest manifest = found().back().manifest.value();
+  ASSERT_EQ(manifest.files.size(), 1U);
+  EXPECT_EQ(manifest.files[0].role, PathRole::Settings);
+  EXPECT_EQ(device.read(std::string(kBackups) + "/" + name + "/" + manifest.files[0].savedAs),
+            before);
+  EXPECT_EQ(manifest.edit()->command, "remove");
+  EXPECT_EQ(manifest.edit()->account, "edited");
+  EXPECT_FALSE(manifest.isOpen());
+  EXPECT_FALSE(manifest.isBroken());
+}
+
+TEST_F(BackupOfAnEdit, NamesAnAccountThatXmlCannotName) {
+  putSettings(12);
+  edit("A\x1b");
+  EXPECT_EQ(found().back().manifest.value().edit()->account, "A\x1b");
+}
+
+TEST_F(BackupOfAnEdit, HidesNoMigrationThatWasCutShort) {
+  const std::string journal = cutBeforeTheRename();
+  putSettings(12);  // a program saved
+  edit();
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.cutShort, journal);
+  EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"edited", "pop", "gm", "smtp", "exchange"}));
+}
+
+TEST_F(BackupOfAnEdit, HidesNoMigrationThatWentWrong) {
+  putSettings(3);
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = backups().back();
+  Dictionary manifest = dictionaryAt(device.path(manifestOf(name))).value();
+  Dictionary outcome = *manifest.dictionary("Outcome");
+  outcome.set("As Meant", false);
+  manifest.set("Outcome", outcome);
+  put(manifestOf(name).c_str(), manifest);
+  edit();
+  putLegacyFiles();
+  EXPECT_EQ(migrate().cause, Cause::BrokenRun);
+}
+
+TEST_F(BackupOfAnEdit, NeitherTakesThePlaceOfAMigrationsNorGivesItsOwn) {
+  putSettings(3);
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  std::vector<std::string> edits;
+  for (int i = 0; i < 3; ++i) edits.push_back(edit());
+  StagedMigrationOptions options;
+  options.keep = 1;
+  for (int i = 0; i < 3; ++i) {
+    putSettings(11);
+    ASSERT_EQ(migrate(options).kind, Kind::Done) << lastProblem;
+  }
+  EXPECT_THAT(backups(), IsSupersetOf(edits));
+  EXPECT_EQ(backups().size(), edits.size() + 3) << "the oldest of 3 and of 11, and the newest";
+  const auto names = superfluousBackups(found(), {{}, 1});
+  EXPECT_THAT(names, ElementsAre(edits[1], edits[0])) << "of the edits the oldest go";
+}
+
 // MARK: Legacy files
 
 TEST_F(InterruptedMigrationTest, ALegacyFileThatCameSinceIsConvertedAndNotRemoved) {

@@ -288,7 +288,8 @@ void Run::keepUpBackups(const BackupManifest* made) {
   if (done) pruned.insert(pruned.end(), unfinished.begin(), unfinished.end());
   if (made != nullptr) {
     runs_.backups.push_back({.name = made->name, .manifest = *made, .problem = {}});
-    const Status kept = removeOldBackups(host_, runs_.backups, options_.keep, made->name, pruned);
+    const Status kept =
+        removeOldBackups(host_, runs_.backups, {options_.keep, {}}, made->name, pruned);
     if (done) done = kept;
   }
   if (!done) outcome_.warnings.push_back("old backups stay: " + done.error().message);

@@ -32,10 +32,31 @@ std::string settingsText(const BackupManifest& manifest) {
                                  : "from settings without a version";
 }
 
-std::string outcomeText(const BackupManifest& manifest) {
+std::string_view retentionText(Retention retention) {
+  return wordFor<Retention, 4>(
+      retention, {"", "; stays as the oldest of its version", "; stays as the way back", ""});
+}
+
+void write(Output& output, const FoundBackup& backup, std::string_view indent,
+           std::string_view more) {
+  const Output::Piece name = output.piece(Colour::Bold, backup.name);
+  const Output::Piece label{indent + name.shown + " ", indent.size() + name.width + 1};
+  const std::string text = backup.manifest
+                               ? purposeOf(*backup.manifest) + ", " +
+                                     counted(filesKept(*backup.manifest), "file", "files") + " kept"
+                               : "unusable: " + backup.problem;
+  output.item(label, std::string(indent) + "    ", text + std::string(more));
+}
+
+}  // namespace
+
+std::string purposeOf(const BackupManifest& manifest) {
   const std::string from = settingsText(manifest);
+  const auto edit = manifest.edit();
+  const std::string edited = edit ? edit->command + " of " + edit->account : "";
+  if (edit && !manifest.restoreOf()) return from + ", before " + edited;
   if (const auto restored = manifest.restoreOf()) {
-    return from + ", undoes the restore of " + *restored +
+    return from + ", undoes the restore of " + *restored + (edit ? " from before " + edited : "") +
            (manifest.isBroken() ? ", WHICH WAS CUT SHORT" : "");
   }
   if (manifest.outcome.empty()) return from + ", the migration was cut short";
@@ -58,30 +79,21 @@ std::string outcomeText(const BackupManifest& manifest) {
   return text;
 }
 
-std::string_view retentionText(Retention retention) {
-  return wordFor<Retention, 4>(
-      retention, {"", "; stays as the oldest of its version", "; stays as the way back", ""});
-}
-
-void write(Output& output, const FoundBackup& backup, std::string_view indent,
-           std::string_view more) {
-  const Output::Piece name = output.piece(Colour::Bold, backup.name);
-  const Output::Piece label{indent + name.shown + " ", indent.size() + name.width + 1};
-  const std::string text = backup.manifest
-                               ? outcomeText(*backup.manifest) + ", " +
-                                     counted(filesKept(*backup.manifest), "file", "files") + " kept"
-                               : "unusable: " + backup.problem;
-  output.item(label, std::string(indent) + "    ", text + std::string(more));
-}
-
-}  // namespace
-
 void writeBackup(Output& output, const FoundBackup& backup, std::string_view indent) {
   write(output, backup, indent, "");
 }
 
 void writeBackupWithRetention(Output& output, const FoundBackup& backup) {
   write(output, backup, "", retentionText(backup.retention));
+}
+
+void writeUndo(Output& output, const OpenedRoot& device, const MadeBackup& backup) {
+  const std::string& name = backup.manifest.name;
+  output.pieces(
+      "", "",
+      {output.piece(Colour::Plain, "What was there before is backup " + name + ";"),
+       output.piece(Colour::Plain, "undo with: " + device.commandLine({"restore", name}))},
+      " ");
 }
 
 Dictionary backupForScripts(const FoundBackup& backup) {
@@ -93,8 +105,10 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   const BackupManifest& manifest = *backup.manifest;
   entry.set("toolVersion", manifest.toolVersion);
   const auto restored = manifest.restoreOf();
-  entry.set("madeBy", restored ? "restore" : "migrate");
+  const auto edit = manifest.edit();
+  entry.set("madeBy", restored ? "restore" : edit ? edit->command : "migrate");
   if (restored) entry.set("restored", *restored);
+  if (edit) entry.set("edit", Dictionary{{"command", edit->command}, {"account", edit->account}});
   entry.set("retention", nameOf(backup.retention));
   const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
   if (settings != nullptr && settings->formatVersion) {
@@ -106,7 +120,7 @@ Dictionary backupForScripts(const FoundBackup& backup) {
   }
   entry.set("paths", paths);
   entry.set("finished", !manifest.outcome.empty());
-  if (manifest.outcome.empty()) return entry;
+  if (manifest.outcome.empty() || edit) return entry;
   entry.set("asMeant", manifest.outcome.boolean("As Meant"));
   if (restored) return entry;
   entry.set("result", manifest.outcome.boolean("Result"));

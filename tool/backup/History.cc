@@ -118,6 +118,19 @@ History requireHistory(OpenedRoot& device) {
   return history;
 }
 
+std::vector<Dictionary> runsSince(const History& history, const std::string& backup) {
+  const auto& entries = history.entries;
+  auto each = std::find_if(entries.begin(), entries.end(), [&](const Dictionary& entry) {
+    return entry.string(history::kBackup) == backup;
+  });
+  std::vector<Dictionary> since;
+  for (; each != entries.end(); ++each) {
+    const bool isItself = each->string(history::kBackup) == backup;
+    if (!isItself && each->string(history::kCommand) != "prune") since.push_back(*each);
+  }
+  return since;
+}
+
 Dictionary runOf(const Dictionary& entry) {
   Dictionary run = entry;
   run.remove(history::kChanges);

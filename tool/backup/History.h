@@ -48,6 +48,10 @@ struct History {
 // Empty where there is no such file. Throws Prevented where it cannot be read.
 [[nodiscard]] History requireHistory(OpenedRoot& device);
 
+// The runs since the one that kept the backup, which go with it where it is put back; none where
+// the history does not know that run.
+[[nodiscard]] std::vector<Dictionary> runsSince(const History& history, const std::string& backup);
+
 // What an entry tells of the run as a whole, without the changes of accounts.
 [[nodiscard]] Dictionary runOf(const Dictionary& entry);
 

@@ -91,6 +91,18 @@ Result<std::vector<RestoreStep>> prepareRestore(OpenedRoot& device,
   return steps;
 }
 
+Result<std::optional<bool>> settingsAreAsLeft(OpenedRoot& device, const BackupManifest& manifest) {
+  const std::string settings = accountSettingsAccountsPath();
+  const MeantChange* left = manifest.meantAt(settings);
+  if (left == nullptr) return std::optional<bool>();
+  const Result<Bytes> content = device.files().read(settings);
+  if (!content && isAbsence(content.error())) return std::optional(false);
+  if (!content) return content.error();
+  const Result<std::string> sum = sha256(*content);
+  if (!sum) return sum.error();
+  return std::optional(*sum == left->sha256);
+}
+
 Result<MadeBackup> keepReplaced(OpenedRoot& device, const BackupManifest& manifest) {
   RememberedFiles before(device.files(), device.host().accountNames());
   const std::vector<FileChange> nothingMeant;
@@ -99,7 +111,14 @@ Result<MadeBackup> keepReplaced(OpenedRoot& device, const BackupManifest& manife
   if (settings && settings->contains(kPlistVersionKey)) source.formatVersion = versionOf(*settings);
   BackupManifest draft;
   draft.toolVersion = kToolVersion;
-  draft.outcome = {{outcome::kRestoreOf, manifest.name}, {outcome::kAsMeant, false}};
+  draft.outcome = {{outcome::kRestoreOf, manifest.name}};
+  if (const auto edit = manifest.edit()) {
+    source.settingsAlone = true;
+    draft.outcome.set(outcome::kEdit, edit->command);
+    draft.outcome.set(outcome::kAccount, edit->account);
+  } else {
+    draft.outcome.set(outcome::kAsMeant, false);
+  }
   return makeBackup(device.host(), source, std::move(draft));
 }
 
@@ -132,7 +151,9 @@ Result<std::vector<RestoreStep>> stepsLeft(OpenedRoot& device,
   return left;
 }
 
-Status noteEndOfRestore(OpenedRoot& device, const std::optional<MadeBackup>& kept) {
+Status noteEndOfRestore(OpenedRoot& device, const BackupManifest& manifest,
+                        const std::optional<MadeBackup>& kept) {
+  if (manifest.edit()) return {};
   if (Status noted = noteRestore(device.host()); !noted || !kept) return noted;
   Dictionary outcome = kept->manifest.outcome;
   outcome.set(outcome::kAsMeant, true);

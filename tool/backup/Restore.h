@@ -28,8 +28,14 @@ struct RestoreStep {
 [[nodiscard]] Result<std::vector<RestoreStep>> prepareRestore(OpenedRoot& device,
                                                               const BackupManifest& manifest);
 
+// Whether the settings are still what the run left that kept the backup; none where the backup does
+// not tell what that was.
+[[nodiscard]] Result<std::optional<bool>> settingsAreAsLeft(OpenedRoot& device,
+                                                            const BackupManifest& manifest);
+
 // Keeps the files as they are now, in a backup of its own that stands as the restore of `manifest`
-// which has not come to its end. Only while the migration lock is held, as the others.
+// which has not come to its end; of an edit's backup, which is put back at once, the settings
+// alone. Only while the migration lock is held, as the others.
 [[nodiscard]] Result<MadeBackup> keepReplaced(OpenedRoot& device, const BackupManifest& manifest);
 
 // Does what was prepared, one file after the other. The error names the first file that could not
@@ -42,8 +48,10 @@ Status applyRestore(OpenedRoot& device, const BackupManifest& manifest,
 [[nodiscard]] Result<std::vector<RestoreStep>> stepsLeft(OpenedRoot& device,
                                                          const std::vector<RestoreStep>& steps);
 
-// Notes in the backups that the restore came to its end: no migration stands in the way any more
-// that was cut short or went wrong before. `kept` is the backup of what was replaced, if any.
-Status noteEndOfRestore(OpenedRoot& device, const std::optional<MadeBackup>& kept);
+// Notes in the backups that the restore of `manifest` came to its end: no migration stands in the
+// way any more that was cut short or went wrong before, unless it was an edit alone that was
+// undone. `kept` is the backup of what was replaced, if any.
+Status noteEndOfRestore(OpenedRoot& device, const BackupManifest& manifest,
+                        const std::optional<MadeBackup>& kept);
 
 }  // namespace accountsettings

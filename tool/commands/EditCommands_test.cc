@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -64,18 +65,37 @@ class Edit : public ::testing::Test {
     EXPECT_EQ(root.snapshot(), before);
   }
 
+  // The names of the backups, oldest first.
+  [[nodiscard]] std::vector<std::string> backups() const {
+    std::vector<std::string> names;
+    if (!std::filesystem::exists(root.at(kBackups))) return names;
+    for (const auto& each : std::filesystem::directory_iterator(root.at(kBackups))) {
+      if (each.is_directory()) names.push_back(each.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  static constexpr const char* kBackups = "/var/mobile/Library/Logs/AccountMigrationBackups";
+
   [[nodiscard]] Array accounts() const { return *root.settings().array("Accounts"); }
   [[nodiscard]] Array children() const { return *root.account(2).array("ChildAccounts"); }
 
   ToolRoot root;
 };
 
+std::string fileAt(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 TEST_F(Edit, SetStoresAStringAndLeavesEverythingElseAsItWas) {
   const Array before = accounts();
   const ToolResult result = run({"set", "A", "DisplayName", "Work"});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out, "~ Mail \"Work\"  A\n    ~ DisplayName: \"Mail of A\" -> \"Work\"\nSaved " +
-                            root.settingsPath() + ".\n");
+                            root.settingsPath() + ".\nWhat was there before is backup " +
+                            backups().back() + "; undo with: accountsettings restore --root " +
+                            root.path() + " " + backups().back() + "\n");
   Array expected = before;
   expected.set(0, with(mailAccount("A"), "DisplayName", "Work"));
   EXPECT_EQ(accounts(), expected);
@@ -451,18 +471,147 @@ TEST_F(Edit, ADryRunDoesNotWaitForAMigration) {
 
 TEST_F(Edit, AFullDiskLeavesTheOldFileAndSaysWhy) {
   const auto before = root.snapshot();
-  const ToolResult result =
-      ToolRun({"set", "A", "X", std::string(4096, 'x'), "--root", root.path()})
-          .withFileSizeLimit(1024)
-          .run();
-  EXPECT_EQ(result.status, 3) << result.out;
-  EXPECT_NE(result.err.find("the settings could not be saved: "), std::string::npos) << result.err;
-  EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
-  auto after = root.snapshot();
-  after.erase("/var/mobile/Library/Preferences");
-  auto expected = before;
-  expected.erase("/var/mobile/Library/Preferences");
-  EXPECT_EQ(after, expected);
+  for (const bool keepsBackup : {false, true}) {
+    std::vector<std::string> words{"set", "A", "X", std::string(4096, 'x'), "--root", root.path()};
+    if (!keepsBackup) words.emplace_back("--no-backup");
+    // The backup's manifest is what is too large for the smaller one.
+    const ToolResult result = ToolRun(words).withFileSizeLimit(keepsBackup ? 1200 : 1024).run();
+    EXPECT_EQ(result.status, 3) << result.out;
+    const char* const why =
+        keepsBackup ? "what is there now cannot be kept: " : "the settings could not be saved: ";
+    EXPECT_NE(result.err.find(why), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
+    auto after = root.snapshot();
+    auto expected = before;
+    for (const char* each : {"/var/mobile/Library/Preferences", "/var/mobile/Library"}) {
+      after.erase(each);
+      expected.erase(each);
+    }
+    EXPECT_EQ(after, expected);
+  }
+}
+
+// MARK: Undoing
+
+TEST_F(Edit, EachIsUndoneByTheCommandThatItNames) {
+  for (const auto& words : std::vector<std::vector<std::string>>{{"set", "A", "Password", "1"},
+                                                                 {"enable", "A", "Notes"},
+                                                                 {"disable", "A", "Mail"},
+                                                                 {"add", "Mail", "IMAPAccount"},
+                                                                 {"remove", "P"},
+                                                                 {"remove", "C"}}) {
+    const std::string before = fileAt(root.settingsPath());
+    std::vector<std::string> asked = words;
+    asked.emplace_back("--json");
+    const ToolResult result = run(asked);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(schemaErrors("edit.schema.json", result.out), "");
+    const Dictionary told = documentIn(result.out);
+    EXPECT_EQ(told.get("backup"), PropertyList(backups().back()));
+    EXPECT_EQ(told.get("undo"), PropertyList("accountsettings restore --root " + root.path() + " " +
+                                             backups().back()));
+    ASSERT_NE(fileAt(root.settingsPath()), before);
+    EXPECT_EQ(run({"restore", backups().back()}).status, 0);
+    EXPECT_EQ(fileAt(root.settingsPath()), before) << words[0];
+  }
+}
+
+TEST_F(Edit, KeepsNoBackupWhereNothingChangesOrNoneIsWanted) {
+  EXPECT_EQ(run({"set", "A", "Username", "user-A"}).status, 0);
+  EXPECT_EQ(run({"set", "A", "X", "1", "--dry-run"}).status, 0);
+  EXPECT_EQ(run({"remove", "nobody"}).status, 3);
+  const ToolResult result = run({"set", "A", "X", "1", "--no-backup"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out.find("backup"), std::string::npos) << result.out;
+  EXPECT_EQ(backups(), std::vector<std::string>());
+}
+
+TEST_F(Edit, RestoreWithoutANameUndoesTheLastOneAndSaysSo) {
+  ASSERT_EQ(run({"set", "A", "DisplayName", "Work"}).status, 0);
+  const std::string first = backups().back();
+  const std::string before = fileAt(root.settingsPath());
+  ASSERT_EQ(run({"remove", "P"}).status, 0);
+  const std::string second = backups().back();
+  const ToolResult result = run({"restore"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("Put back backup " + second + " (from version 12, before remove of P)"),
+            0U)
+      << result.out;
+  EXPECT_EQ(fileAt(root.settingsPath()), before);
+  EXPECT_EQ(
+      documentIn(run({"restore", first, "--dry-run", "--json"}).out).arrayOrEmpty("undone").size(),
+      2U);
+  const std::string text = run({"restore", first}).out;
+  EXPECT_NE(text.find("Done since then, and undone with it:\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("remove P"), std::string::npos) << text;
+  const std::string list = run({"restore", "--list"}).out;
+  EXPECT_EQ(list.find(first + "  from version 12, before set of A, 1 file kept\n"), 0U) << list;
+  EXPECT_NE(list.find("undoes the restore of " + second + " from before remove of P"),
+            std::string::npos)
+      << list;
+  const ToolResult scripts = run({"restore", "--list", "--json"});
+  EXPECT_EQ(schemaErrors("backups.schema.json", scripts.out), "");
+  const Array listed = documentIn(scripts.out).arrayOrEmpty("backups");
+  EXPECT_EQ(listed[1].dictionary()->get("madeBy"), PropertyList("remove"));
+  EXPECT_EQ(listed[2].dictionary()->get("madeBy"), PropertyList("restore"));
+}
+
+TEST_F(Edit, ARestoreTellsOfWhatOthersChangedSince) {
+  ASSERT_EQ(run({"set", "A", "X", "1"}).status, 0);
+  root.putSettings(12, {mailAccount("saved by a program")});
+  const ToolResult rehearsal = run({"restore", "--dry-run", "--json"});
+  EXPECT_EQ(schemaErrors("restore.schema.json", rehearsal.out), "");
+  EXPECT_EQ(documentIn(rehearsal.out).get("changedByOthers"), PropertyList(true));
+  const std::string theirs = fileAt(root.settingsPath());
+  const ToolResult result = run({"restore"});
+  EXPECT_NE(result.out.find("The settings were changed since that backup was made"),
+            std::string::npos)
+      << result.out;
+  EXPECT_EQ(run({"restore", backups().back()}).status, 0);
+  EXPECT_EQ(fileAt(root.settingsPath()), theirs) << "it is kept all the same";
+}
+
+TEST_F(Edit, TheUndoingTouchesTheSettingsAlone) {
+  ASSERT_EQ(run({"remove", "A"}).status, 0);
+  root.putText(ToolRoot::kLegacyMail, "a legacy file that came since");
+  const ToolResult result = run({"restore", "--json"});
+  EXPECT_EQ(schemaErrors("restore.schema.json", result.out), "");
+  const Dictionary told = documentIn(result.out);
+  EXPECT_EQ(told.arrayOrEmpty("files").size(), 1U);
+  EXPECT_EQ(told.get("undo"),
+            PropertyList("accountsettings restore --root " + root.path() + " " + backups().back()));
+  ASSERT_EQ(run({"restore", backups().back()}).status, 0);
+  EXPECT_EQ(fileAt(root.at(ToolRoot::kLegacyMail)), "a legacy file that came since");
+}
+
+TEST_F(Edit, TheNewestFiveBackupsStayAndThoseOfMigrationsBesideThem) {
+  root.putSettings(9, {mailAccount("A")});
+  ASSERT_EQ(run({"migrate"}).status, 0);
+  const std::string migration = backups().back();
+  for (int i = 0; i < 7; ++i) {
+    ASSERT_EQ(run({"set", "A", "X", std::to_string(i)}).status, 0);
+  }
+  EXPECT_EQ(backups().size(), 6U);
+  EXPECT_EQ(backups().front(), migration);
+  ASSERT_EQ(run({"set", "A", "X", "7", "--keep", "2"}).status, 0);
+  EXPECT_EQ(backups().size(), 3U);
+  ASSERT_EQ(run({"restore", "--prune", "--keep", "1"}).status, 0);
+  EXPECT_EQ(backups().size(), 2U);
+  EXPECT_EQ(backups().front(), migration);
+}
+
+// It was killed between its backup and the settings.
+TEST_F(Edit, TheBackupOfOneThatWasNeverMadeGoesWithTheNext) {
+  const std::string before = fileAt(root.settingsPath());
+  ASSERT_EQ(run({"set", "A", "X", "1"}).status, 0);
+  const std::string cut = backups().back();
+  std::ofstream(root.settingsPath(), std::ios::binary) << before;
+  EXPECT_NE(run({"restore"}).out.find("Nothing to put back: everything is as backup " + cut),
+            std::string::npos);
+  EXPECT_EQ(run({"plan", "--exit-code"}).status, 0);
+  ASSERT_EQ(run({"set", "A", "X", "2"}).status, 0);
+  EXPECT_EQ(backups().size(), 1U);
+  EXPECT_NE(backups().back(), cut);
 }
 
 TEST_F(Edit, AKilledSaveLeavesTheOldFileOrTheNewOneWhole) {
@@ -474,6 +623,10 @@ TEST_F(Edit, AKilledSaveLeavesTheOldFileOrTheNewOneWhole) {
         ToolRun({"set", "A", "X", "1", "--root", root.path()}).killedAfter(delay).run());
     const Array now = accounts();
     EXPECT_TRUE(now == before || now == after) << delay.count();
+    // What went is kept, and what is kept is whole.
+    if (now == after) EXPECT_GE(backups().size(), 1U);
+    EXPECT_NE(run({"restore", "--show"}).status, 1) << delay.count();
+    EXPECT_EQ(run({"plan", "--exit-code"}).status, 0);
     root.putSettings(12, before);
   }
   // What a killed save leaves hinders nobody.

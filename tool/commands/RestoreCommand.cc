@@ -127,12 +127,17 @@ void carryOut(OpenedRoot& device, const BackupManifest& manifest,
 // What a restore did, or would do.
 struct RestoreCommand::Restored {
   std::vector<RestoreStep> steps;
-  std::string backup;  // of what it replaced; empty where there is none
+  std::optional<MadeBackup> backup;  // of what it replaced
+  // What was done since the backup was made, and goes with it.
+  std::vector<Dictionary> undone;
+  // The settings were changed since by what the history does not know.
+  bool changedByOthers = false;
 };
 
 void RestoreCommand::describe(OptionSet& options) {
   options.argument("BACKUP", backup_,
-                   "The backup's name; the newest one that a migration kept where left out");
+                   "The backup's name; where left out the newest one that a migration or an edit "
+                   "kept, so that the last thing done is undone");
   options.flag("-l,--list", list_, "List the backups, and what each is for");
   options.flag("--show", show_,
                "Show what a backup holds, and whether each file is whole (status 1 where not)");
@@ -141,12 +146,13 @@ void RestoreCommand::describe(OptionSet& options) {
   options.flag("--prune", prune_,
                "Remove the backups beyond --keep, or the one that is named, and put nothing back");
   options.number("--keep", keep_, 1, 10000, "N",
-                 "How many backups --prune leaves beside those that stay, at most 10000");
+                 "How many backups of migrations and restores, and how many of edits, --prune "
+                 "leaves beside those that stay, at most 10000");
   lock_.describe(options);
   options.example("accountsettings restore --root old --list",
-                  "Lists the backups that migrations and restores kept on a device.");
+                  "Lists the backups that migrations, restores and edits kept on a device.");
   options.example("accountsettings restore --root old",
-                  "Puts the newest backup back: every byte, mode and owner.");
+                  "Undoes the last migration or edit: every byte, mode and owner.");
 }
 
 BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
@@ -166,7 +172,7 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
                     "'accountsettings restore --list' lists them", FailureCode::NoBackup);
   }
   throw Prevented(place, "there is no backup that could be put back",
-                  "check --root; only 'migrate' makes backups", FailureCode::NoBackup);
+                  "check --root; 'migrate' and the edits make backups", FailureCode::NoBackup);
 }
 
 ExitStatus RestoreCommand::list(Output& output, OpenedRoot& device) const {
@@ -224,7 +230,8 @@ ExitStatus RestoreCommand::showBackup(Output& output, OpenedRoot& device) const 
 // The named backup, unless a migration still needs it, or those that are superfluous.
 std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const {
   const std::vector<FoundBackup> found = requireBackups(device);
-  if (!backup_) return superfluousBackups(found, static_cast<std::size_t>(keep_));
+  const auto keep = static_cast<std::size_t>(keep_);
+  if (!backup_) return superfluousBackups(found, {keep, keep});
   const auto named = std::find_if(found.begin(), found.end(),
                                   [&](const FoundBackup& each) { return each.name == *backup_; });
   const std::string shown = device.shown(backupsDirectory()) + "/" + *backup_;
@@ -232,8 +239,9 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
     throw Prevented(shown, "there is no such backup", "'accountsettings restore --list' lists them",
                     FailureCode::NoBackup);
   }
-  const bool isNewest =
-      std::none_of(named + 1, found.end(), [](const FoundBackup& each) { return each.manifest; });
+  const bool isNewest = std::none_of(named + 1, found.end(), [](const FoundBackup& each) {
+    return each.manifest && !each.manifest->edit();
+  });
   if (isNewest && named->retention == Retention::NoGoodEnd) {
     throw Prevented(shown, "the run that kept it did not come to a good end",
                     "nothing was removed; run 'accountsettings migrate', or put it back first",
@@ -275,6 +283,18 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
   return ExitStatus::Done;
 }
 
+// What a restore would do now.
+RestoreCommand::Restored RestoreCommand::planned(OpenedRoot& device,
+                                                 const BackupManifest& manifest) {
+  Restored restored;
+  restored.steps = prepared(device, manifest);
+  if (filesToChange(restored.steps) == 0) return restored;
+  restored.undone = runsSince(requireHistory(device), manifest.name);
+  const Result<std::optional<bool>> asLeft = settingsAreAsLeft(device, manifest);
+  restored.changedByOthers = restored.undone.empty() && asLeft && *asLeft == false;
+  return restored;
+}
+
 // Puts everything back, under the lock.
 RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& device,
                                                  const BackupManifest& manifest) const {
@@ -284,10 +304,10 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
   if (!settings) {
     throw Prevented("", settings.error(), "nothing was changed; try again", FailureCode::Locked);
   }
-  Restored restored{prepared(device, manifest), ""};
+  Restored restored = planned(device, manifest);
   const Array before = accountsNow();
   session.interrupts.emplace();
-  std::optional<MadeBackup> own;
+  std::optional<MadeBackup>& own = restored.backup;
   if (filesToChange(restored.steps) > 0) {
     session.output.doing([] { return Doing{"Keeping what is there ...", placeIn("part", 2, 3)}; });
     if (!noBackup_) own = kept(device, manifest);
@@ -300,11 +320,10 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
     lock.keepFile();
     carryOut(device, manifest, restored.steps, own);
   }
-  if (own) restored.backup = own->manifest.name;
   (void)removeLeftovers(device.host());
   if (session.changed) {
     Dictionary entry{{history::kCommand, "restore"}, {history::kRestored, manifest.name}};
-    if (!restored.backup.empty()) entry.set(history::kBackup, restored.backup);
+    if (own) entry.set(history::kBackup, own->manifest.name);
     const Array after = accountsNow();
     HistoryChanges changes(1);
     changes.add("", before, after, AccountMatching(before, after));
@@ -312,7 +331,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
     addToHistory(session, device, std::move(entry));
   }
   // An interrupted or a broken migration is over with this.
-  if (const Status noted = noteEndOfRestore(device, own); !noted) {
+  if (const Status noted = noteEndOfRestore(device, manifest, own); !noted) {
     throw CommandFailure(
         ExitStatus::Broken, "backup " + manifest.name,
         "everything is put back, but the backups do not tell so: " + noted.error().message,
@@ -323,19 +342,11 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
 
 void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
                           const Restored& restored) const {
-  if (output.json()) {
-    Dictionary document{{"backup", manifest.name}, {"dryRun", dryRun_}};
-    if (!restored.backup.empty()) document.set("kept", restored.backup);
-    document.set("files", listOf(restored.steps, [&](const RestoreStep& step) {
-                   Dictionary entry = ShownPath::of(device).entryFor(step.file.path);
-                   entry.set("role", nameOf(step.file.role));
-                   entry.set("action", nameOf(step.action));
-                   return entry;
-                 }));
-    return output.document("restore", document);
-  }
-  output.line((dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + " of " +
-              device.options().root + ":");
+  if (output.json()) return showForScripts(output, device, manifest, restored);
+  if (filesToChange(restored.steps) == 0) return showThatNothingIsToDo(output, device, manifest);
+  output.hanging("", "    ",
+                 (dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + " (" +
+                     purposeOf(manifest) + ") of " + device.options().root + ":");
   for (const RestoreStep& step : restored.steps) {
     if (step.action == Action::Same) continue;
     output.line("  " + padded(nameOf(step.action), 9) + " " + output.fitPath(step.file.path, 12));
@@ -343,16 +354,78 @@ void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManife
   if (const std::size_t same = restored.steps.size() - filesToChange(restored.steps); same > 0) {
     output.line("  " + counted(same, "file is as it was", "files are as they were"));
   }
+  showWhatGoes(output, restored);
   if (dryRun_) output.line("Nothing was touched.");
-  if (!restored.backup.empty()) {
-    output.pieces(
-        "", "",
-        {output.piece(Colour::Plain, "What was there before is backup " + restored.backup + ";"),
-         output.piece(Colour::Plain,
-                      "undo with: " + device.commandLine({"restore", restored.backup}))},
-        " ");
-  }
+  if (restored.backup) writeUndo(output, device, *restored.backup);
   output.explainCuts("--json gives all of it");
+}
+
+// What is lost with what is replaced, but for its backup.
+void RestoreCommand::showWhatGoes(Output& output, const Restored& restored) const {
+  constexpr std::size_t kMostShown = 5;
+  const std::string_view goes = dryRun_ ? "would be" : "was";
+  if (restored.changedByOthers) {
+    output.paragraph("",
+                     "The settings were changed since that backup was made, by none of this "
+                     "program's commands; that " +
+                         std::string(goes) + " undone too.",
+                     Colour::Yellow);
+  }
+  const std::vector<Dictionary>& undone = restored.undone;
+  if (undone.empty()) return;
+  output.line("Done since then, and " + std::string(dryRun_ ? "would be " : "") +
+              "undone with it:");
+  for (std::size_t i = undone.size() - std::min(undone.size(), kMostShown); i < undone.size();
+       ++i) {
+    output.hanging("  ", "      ", historyLine(undone[i]));
+  }
+  if (undone.size() > kMostShown) {
+    output.line("  and " + std::to_string(undone.size() - kMostShown) +
+                " more before these: 'accountsettings history' tells them");
+  }
+}
+
+void RestoreCommand::showThatNothingIsToDo(Output& output, OpenedRoot& device,
+                                           const BackupManifest& manifest) const {
+  output.paragraph("", "Nothing to put back: everything is as backup " + manifest.name + " (" +
+                           purposeOf(manifest) + ") keeps it.");
+  const std::vector<FoundBackup> found = requireBackups(device);
+  const FoundBackup* before = nullptr;
+  const FoundBackup* replaced = nullptr;  // by the restore of it
+  bool isBehind = false;
+  for (const FoundBackup& each : found) {
+    isBehind = isBehind || each.name == manifest.name;
+    if (!each.manifest) continue;
+    if (each.manifest->restoreOf() == manifest.name) replaced = &each;
+    if (!isBehind && !each.manifest->restoreOf()) before = &each;
+  }
+  const auto tell = [&](const std::string& what, const FoundBackup& backup) {
+    output.hanging("  ", "      ", what + ": " + device.commandLine({"restore", backup.name}));
+  };
+  if (replaced != nullptr) tell("To undo that restore", *replaced);
+  if (before != nullptr) {
+    tell("To go further back, to the backup " + purposeOf(*before->manifest), *before);
+  }
+}
+
+void RestoreCommand::showForScripts(Output& output, OpenedRoot& device,
+                                    const BackupManifest& manifest,
+                                    const Restored& restored) const {
+  Dictionary document{{"backup", manifest.name}, {"dryRun", dryRun_}};
+  if (restored.backup) {
+    const std::string& kept = restored.backup->manifest.name;
+    document.set("kept", kept);
+    document.set("undo", device.commandLine({"restore", kept}));
+  }
+  document.set("undone", listOf(restored.undone, runOf));
+  document.set("changedByOthers", restored.changedByOthers);
+  document.set("files", listOf(restored.steps, [&](const RestoreStep& step) {
+                 Dictionary entry = ShownPath::of(device).entryFor(step.file.path);
+                 entry.set("role", nameOf(step.file.role));
+                 entry.set("action", nameOf(step.action));
+                 return entry;
+               }));
+  output.document("restore", document);
 }
 
 ExitStatus RestoreCommand::run(Session& session) {
@@ -365,7 +438,7 @@ ExitStatus RestoreCommand::run(Session& session) {
 
   const BackupManifest manifest = chosenBackup(device);
   session.output.doing([] { return Doing{"Verifying the backup ...", placeIn("part", 1, 3)}; });
-  Restored restored{prepared(device, manifest), ""};
+  Restored restored = planned(device, manifest);
   if (!dryRun_) restored = putBack(session, device, manifest);
   show(session.output, device, manifest, restored);
   return ExitStatus::Done;

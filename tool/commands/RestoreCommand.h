@@ -1,5 +1,5 @@
-// RestoreCommand puts back what a migration or another restore replaced or removed, from the backup
-// that was kept of it, and lists and prunes these backups.
+// RestoreCommand puts back what a migration, an edit or another restore replaced or removed, from
+// the backup that was kept of it, and lists and prunes these backups.
 #pragma once
 
 #include <optional>
@@ -26,10 +26,16 @@ class RestoreCommand : public Command {
   ExitStatus prune(Session& session, OpenedRoot& device) const;
   [[nodiscard]] std::vector<std::string> namesToPrune(OpenedRoot& device) const;
   [[nodiscard]] BackupManifest chosenBackup(OpenedRoot& device) const;
+  [[nodiscard]] static Restored planned(OpenedRoot& device, const BackupManifest& manifest);
   [[nodiscard]] Restored putBack(Session& session, OpenedRoot& device,
                                  const BackupManifest& manifest) const;
   void show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
             const Restored& restored) const;
+  void showWhatGoes(Output& output, const Restored& restored) const;
+  void showThatNothingIsToDo(Output& output, OpenedRoot& device,
+                             const BackupManifest& manifest) const;
+  void showForScripts(Output& output, OpenedRoot& device, const BackupManifest& manifest,
+                      const Restored& restored) const;
 
   std::optional<std::string> backup_;
   bool list_ = false;

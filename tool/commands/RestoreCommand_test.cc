@@ -142,7 +142,12 @@ TEST_F(Restore, ARestoreThatWasCutShortCanBeRunAgain) {
   const std::vector<std::string> kept = backups();
   const ToolResult again = run("restore");
   EXPECT_EQ(again.status, 0);
-  EXPECT_NE(again.out.find("8 files are as they were"), std::string::npos) << again.out;
+  EXPECT_EQ(again.out.find("Nothing to put back: everything is as backup " + kept.front()), 0U)
+      << again.out;
+  EXPECT_NE(again.out.find("To undo that restore: accountsettings restore --root " + root_.path() +
+                           " " + kept.back() + "\n"),
+            std::string::npos)
+      << again.out;
   EXPECT_EQ(backups(), kept) << "nothing was replaced, and nothing is to be kept";
 }
 
@@ -152,7 +157,8 @@ TEST_F(Restore, ADryRunTouchesNothing) {
   const auto before = root_.snapshot();
   const ToolResult result = run("restore", {"--dry-run"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, "Would put back backup " + backup() + " of " + root_.path() +
+  EXPECT_EQ(result.out, "Would put back backup " + backup() +
+                            " (from version 9, 3 steps (9A182 to 9B176)) of " + root_.path() +
                             ":\n  restored  " + ToolRoot::kSettings + "\n  removed   " +
                             kWatched[1] + "\n  6 files are as they were\nNothing was touched.\n");
   EXPECT_EQ(root_.snapshot(), before);
@@ -252,8 +258,8 @@ TEST_F(Restore, TellsThatThereIsNoBackup) {
   const ToolResult result = run("restore");
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.err, "accountsettings: " + root_.at(kBackups) +
-                            ": there is no backup that could be put back; check --root; only "
-                            "'migrate' makes backups\n");
+                            ": there is no backup that could be put back; check --root; "
+                            "'migrate' and the edits make backups\n");
   EXPECT_EQ(run("restore", {"2020-01-01-00-00-00"}).status, 3);
   EXPECT_EQ(run("restore", {"--list"}).status, 0);
   EXPECT_EQ(run("history").out, "Nothing is known of what was done to " + root_.path() + ".\n");
@@ -304,7 +310,7 @@ TEST_F(Restore, TheTenthBackupOfASecondIsNewerThanTheSecond) {
   fs::copy(first, first + "-10");
   fs::copy(first, first + "-2");
   EXPECT_TRUE(run("restore", {"--dry-run"})
-                  .out.starts_with("Would put back backup 2020-01-01-00-00-00-10 of "));
+                  .out.starts_with("Would put back backup 2020-01-01-00-00-00-10 ("));
 }
 
 TEST_F(Restore, AFullDiskLeavesEachFileWhole) {
@@ -337,7 +343,7 @@ TEST_F(Restore, KeepsWhatItReplacesSoThatItCanBeUndone) {
   ASSERT_EQ(edit.status, 0) << edit.err;
   const auto edited = states();
 
-  const ToolResult result = run("restore");
+  const ToolResult result = run("restore", {migration});
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(states(), before);
   const std::string kept = backup();
@@ -540,7 +546,8 @@ TEST_F(History, TellsWhatWasDoneByWhomAndHowToUndoIt) {
   ASSERT_EQ(run("migrate").status, 0);
   const std::string migration = backup();
   ASSERT_EQ(run("set", {"A", "Password", "hidden-from-everybody"}).status, 0);
-  ASSERT_EQ(run("restore").status, 0);
+  const std::string edit = backup();
+  ASSERT_EQ(run("restore", {migration}).status, 0);
   const std::string restored = backup();
   ASSERT_EQ(run("restore", {"--prune", migration}).status, 0);
 
@@ -560,6 +567,7 @@ TEST_F(History, TellsWhatWasDoneByWhomAndHowToUndoIt) {
   EXPECT_EQ(at(1).get("command"), PropertyList("set"));
   EXPECT_EQ(at(1).get("account"), PropertyList("A"));
   EXPECT_EQ(at(1).get("keys"), PropertyList(Array{"Password"}));
+  EXPECT_EQ(at(1).get("backup"), PropertyList(edit));
   EXPECT_EQ(at(2).get("restored"), PropertyList(migration));
   EXPECT_EQ(at(2).get("backup"), PropertyList(restored));
   EXPECT_EQ(at(3).get("pruned"), PropertyList(Array{migration}));
@@ -586,7 +594,7 @@ TEST_F(History, TellsNothingOfWhatChangedNothing) {
   ASSERT_EQ(run("migrate").status, 0);
   ASSERT_EQ(run("migrate", {"--dry-run"}).status, 0);
   ASSERT_EQ(run("restore", {"--prune"}).status, 0);
-  EXPECT_EQ(run("restore").status, 3);
+  EXPECT_EQ(run("restore", {"2020-01-01-00-00-00"}).status, 3);
   EXPECT_EQ(entries().size(), 1U);
   EXPECT_EQ(root_.snapshot(), before);
 }
@@ -632,7 +640,8 @@ TEST_F(History, ALinkInItsPlaceIsNotFollowed) {
   fs::create_directories(root_.at("/var/mobile/Library/Logs"));
   fs::create_directories(root_.at("/elsewhere"));
   fs::create_symlink("/elsewhere", root_.at(kBackups));
-  const ToolResult result = run("set", {"A", "X", "1"});
+  EXPECT_EQ(run("set", {"A", "X", "1"}).status, 3) << "what is replaced cannot be kept";
+  const ToolResult result = run("set", {"A", "X", "1", "--no-backup"});
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.err.find("the history does not tell of this: "), std::string::npos)
       << result.err;

@@ -13,6 +13,7 @@
 #include "platform/PlatformWith.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/accounts/MeantIdentifier.h"
+#include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/History.h"
 #include "tool/backup/HistoryChanges.h"
@@ -66,6 +67,8 @@ void EditOptions::describe(OptionSet& options) {
   options.flag("--accept-loss", acceptLoss,
                "Save although what no save can keep gets lost (see 'accountsettings check')");
   options.flag("--reveal", reveal, "Show passwords and tokens too");
+  options.flag("--no-backup", noBackup, "Keep no backup of the settings as they were");
+  options.number("--keep", keep, 1, 10000, "N", "How many backups of edits to keep, at most 10000");
   lock.describe(options);
 }
 
@@ -238,17 +241,27 @@ Dictionary AccountEditor::stageSave() {
   return settingsInFile().value_or(Dictionary());
 }
 
-void AccountEditor::commit() {
+void AccountEditor::discardBackup() {
+  if (!backup_) return;
+  const MadeBackup backup = *std::exchange(backup_, std::nullopt);
+  const Status gone = accountsettings::discardBackup(device_.host(), backup);
+  if (gone) return;
+  session_.output.note("the backup " + backup.manifest.name + " stays: " + gone.error().message);
+}
+
+void AccountEditor::commit(const EditOfAccount& edit) {
   const std::vector<FileChange> changes = staged_.changes();
   const auto change = std::find_if(changes.begin(), changes.end(),
                                    [&](const FileChange& each) { return each.path == path_; });
   if (change == changes.end()) return;
+  session_.interrupts.emplace();
+  if (!options_.noBackup) backup_ = keepBefore(device_, before_, *change, edit);
   if (const auto changed = before_.firstChange()) {
+    discardBackup();
     const bool isPath = changed->starts_with('/');
     throw Prevented(isPath ? device_.shown(*changed) : *changed, "it changed during the edit",
                     "nothing was changed; try again", FailureCode::Changed);
   }
-  session_.interrupts.emplace();
   session_.changed = true;
   log_.releaseTo(device_.log());
   const Status written = commitChange(device_.files(), *change);
@@ -263,13 +276,15 @@ void AccountEditor::commit() {
   const Result<SharedBytes> before = before_.readShared(path_);
   if (now && before && *now == **before) {
     // Of what was begun beside them something may stay, if the disk is that ill.
+    discardBackup();
     throw Prevented(shown_, "the settings could not be saved: " + reason,
                     "they are as they were; remove the cause and try again");
   }
   lock_->keepFile();
   throw CommandFailure(ExitStatus::Broken, shown_,
                        "the file does not hold what was meant: " + reason,
-                       "look at it with 'accountsettings show' and repeat the edit");
+                       "look at it with 'accountsettings show' and repeat the edit" +
+                           (backup_ ? ", or put back what was there with: " + undo() : ""));
 }
 
 // Tells those whom the store's own save tells. Answers why not all were told; none where they were.
@@ -294,8 +309,11 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   std::optional<std::string> notTold;
   const Differences changes = differencesBetween(settings_, meant);
   if (!options_.dryRun) {
-    commit();
+    commit({command, account});
     addToHistory(session_, device_, historyEntry(command, account, meant, changes));
+    if (backup_) {
+      removeOldEdits(session_, device_, backup_->manifest, static_cast<std::size_t>(options_.keep));
+    }
     notTold = tellOthers();
     log_.releaseTo(device_.log());
   }
@@ -303,6 +321,10 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   if (!notTold) return ExitStatus::Done;
   throw CommandFailure(ExitStatus::Broken, shown_,
                        "saved, but not all who are to be told of the change were: " + *notTold);
+}
+
+std::string AccountEditor::undo() const {
+  return device_.commandLine({"restore", backup_->manifest.name});
 }
 
 Dictionary AccountEditor::historyEntry(const std::string& command, const std::string& account,
@@ -314,6 +336,7 @@ Dictionary AccountEditor::historyEntry(const std::string& command, const std::st
   Dictionary entry{{history::kCommand, command},
                    {history::kAccount, account},
                    {history::kKeys, arrayOf(changedKeys(differences.accounts))}};
+  if (backup_) entry.set(history::kBackup, backup_->manifest.name);
   HistoryChanges changes(1);
   changes.add("", before, after, matching);
   changes.putInto(entry);
@@ -329,6 +352,10 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
     document.set("account", account);
     document.set("dryRun", options_.dryRun);
     document.set("saved", saved);
+    if (backup_) {
+      document.set("backup", backup_->manifest.name);
+      document.set("undo", undo());
+    }
     document.set("changes", differencesForScripts(differences, options_.reveal));
     return output.document("edit", document);
   }
@@ -338,6 +365,7 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
     output.line("Nothing to change: the settings hold this already.");
   } else if (saved) {
     output.line("Saved " + shown_ + ".");
+    if (backup_) writeUndo(output, device_, *backup_);
   } else {
     output.line("Nothing was written; without --dry-run this would be saved.");
   }

@@ -1,7 +1,8 @@
 // AccountEditor edits the accounts of a device root through the store, on staged files: nothing is
 // touched before it is known that the edit holds. It keeps migrations and other writers away from
-// the first look to the end, refuses settings that an edit would damage, saves, reads the file back
-// to see that it holds what was meant, and then tells those who are to be told.
+// the first look to the end, refuses settings that an edit would damage, keeps a backup of them,
+// saves, reads the file back to see that it holds what was meant, and then tells those who are to
+// be told.
 #pragma once
 
 #include <memory>
@@ -19,6 +20,7 @@
 #include "tool/accounts/Differences.h"
 #include "tool/device/LockWaiting.h"
 #include "tool/device/OpenedRoot.h"
+#include "tool/editing/EditBackup.h"
 #include "tool/frame/Command.h"
 #include "tool/inspection/Inspection.h"
 
@@ -29,6 +31,8 @@ struct EditOptions {
   bool dryRun = false;
   bool acceptLoss = false;
   bool reveal = false;
+  bool noBackup = false;
+  int keep = kEditsKept;
   LockOption lock;
 
   void describe(OptionSet& options);
@@ -79,8 +83,12 @@ class AccountEditor {
   // Throws Prevented where the settings could not be saved.
   [[nodiscard]] Dictionary stageSave();
   // Brings what was staged onto the disk. Throws CommandFailure where the file does not hold it.
-  void commit();
+  void commit(const EditOfAccount& edit);
+  // Nothing was changed, and so nothing has to be undone.
+  void discardBackup();
   [[nodiscard]] std::optional<std::string> tellOthers();
+  // The command that puts the backup back.
+  [[nodiscard]] std::string undo() const;
   [[nodiscard]] Dictionary historyEntry(const std::string& command, const std::string& account,
                                         const Dictionary& meant,
                                         const Differences& differences) const;
@@ -103,6 +111,7 @@ class AccountEditor {
   Dictionary settings_;  // as they were
   std::unique_ptr<AccountsManager> store_;
   Dictionary loaded_;  // what a save without any edit would write
+  std::optional<MadeBackup> backup_;
 };
 
 }  // namespace accountsettings

@@ -4,17 +4,27 @@
 #include <utility>
 
 #include "host/LinuxFiles.h"
+#include "store/AccountsManager.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/DeviceInspection.h"
+#include "tool/backup/StandingMigration.h"
 #include "tool/migration/MigrationAgain.h"
 
 namespace accountsettings {
 namespace {
 
-std::optional<BackupManifest> newestBackupOf(OpenedRoot& device) {
-  std::vector<FoundBackup> found = requireBackups(device);
-  for (auto each = found.rbegin(); each != found.rend(); ++each) {
-    if (each->manifest) return std::move(each->manifest);
+// The newest that is none of an edit.
+std::optional<BackupManifest> newestOf(const std::vector<FoundBackup>& backups) {
+  for (auto each = backups.rbegin(); each != backups.rend(); ++each) {
+    if (each->manifest && !each->manifest->edit()) return each->manifest;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> settingsSumIn(const std::vector<PlanInput>& sums) {
+  const std::string settings = accountSettingsAccountsPath();
+  for (const PlanInput& each : sums) {
+    if (each.path == settings) return each.sha256;
   }
   return std::nullopt;
 }
@@ -67,7 +77,7 @@ const std::optional<Dictionary>& DeviceStory::settingsAfter() const {
 
 DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files, Output& output) {
   DeviceStory story;
-  story.backup = newestBackupOf(device);
+  const std::vector<FoundBackup> backups = requireBackups(device);
   story.findings = inspectDevice(device, files);
   story.damaged = damagedOf(device, files);
   story.sums = sumsOf(device);
@@ -75,8 +85,11 @@ DeviceStory storyOf(OpenedRoot& device, const InspectedFiles& files, Output& out
     const Dictionary* settings = (*files.settings.content)->dictionary();
     if (settings != nullptr) story.settings = *settings;
   }
-  const bool isOfMigration = story.backup && !story.backup->restoreOf() && !story.backup->isOpen();
-  if (isOfMigration && story.damaged.empty() && !decisionOn(device, files).pending()) {
+  const bool mayBeDone = story.damaged.empty() && !decisionOn(device, files).pending();
+  const BackupManifest* done =
+      mayBeDone ? standingMigration(backups, settingsSumIn(story.sums)) : nullptr;
+  story.backup = done != nullptr ? *done : newestOf(backups);
+  if (done != nullptr) {
     addWhatWasDone(story, device, output);
   } else {
     addPlan(story, device, output);

@@ -1,5 +1,5 @@
-// DeviceStory is what a page tells of one device: what the newest migration did, or what the next
-// one would do, what is found on the device now, and which backup is the way back.
+// DeviceStory is what a page tells of one device: what the migration did whose work it holds, or
+// what the next one would do, what is found on the device now, and which backup is the way back.
 #pragma once
 
 #include <optional>
@@ -28,7 +28,8 @@ struct DeviceStory {
   std::optional<MigrationSummary> migration;
   bool isPlanned = true;
   std::string problem;
-  // The newest backup that can be read; none where there is none.
+  // Of that migration; else the newest that can be read and is none of an edit; none where there is
+  // none.
   std::optional<BackupManifest> backup;
   std::optional<Dictionary> settings;  // of the device now; none where there are none to read
   Findings findings;                   // of the device now

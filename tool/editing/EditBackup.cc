@@ -1,0 +1,66 @@
+// How the backup of an edit is made, and when one goes.
+#include "tool/editing/EditBackup.h"
+
+#include <utility>
+
+#include "staging/BackupManifest.h"
+#include "store/AccountsManager.h"
+#include "tool/backup/BackupAccess.h"
+#include "tool/frame/Version.h"
+
+namespace accountsettings {
+
+namespace {
+
+std::string settingsSumIn(const BackupManifest& manifest) {
+  const BackupFile* settings = manifest.fileInRole(PathRole::Settings);
+  return settings == nullptr ? "" : settings->sha256;
+}
+
+// The newest of `found` before `made`, where its edit was never made; none else.
+std::optional<std::string> cutShortBefore(const std::vector<FoundBackup>& found,
+                                          const BackupManifest& made) {
+  if (found.size() < 2 || found.back().name != made.name) return std::nullopt;
+  const FoundBackup& last = found[found.size() - 2];
+  if (!last.manifest || !last.manifest->edit() || last.manifest->restoreOf()) return std::nullopt;
+  if (settingsSumIn(*last.manifest) != settingsSumIn(made)) return std::nullopt;
+  return last.name;
+}
+
+}  // namespace
+
+MadeBackup keepBefore(OpenedRoot& device, RememberedFiles& before, const FileChange& change,
+                      const EditOfAccount& edit) {
+  BackupManifest draft;
+  draft.toolVersion = kToolVersion;
+  draft.outcome = {{outcome::kEdit, edit.command}, {outcome::kAccount, edit.account}};
+  const std::vector<FileChange> meant{change};
+  Result<MadeBackup> made = makeBackup(
+      device.host(), {before, AccountsManager::currentVersion(), meant, true}, std::move(draft));
+  if (!made) {
+    throw Prevented("", "what is there now cannot be kept: " + made.error().message,
+                    "nothing was changed; remove the cause, or do without with --no-backup",
+                    codeFor(made.error().code));
+  }
+  for (const std::string& directory : made->directories) before.accept(directory);
+  return std::move(made).value();
+}
+
+void removeOldEdits(Session& session, OpenedRoot& device, const BackupManifest& made,
+                    std::size_t keep) {
+  Result<std::vector<FoundBackup>> found = findBackups(device.host());
+  Status done = found ? Status() : Status(found.error());
+  if (done) {
+    if (const auto cut = cutShortBefore(*found, made)) {
+      done = discardBackup(device.host(), *cut);
+      std::erase_if(*found, [&](const FoundBackup& each) { return each.name == *cut; });
+    }
+    std::vector<std::string> removed;
+    const Status gone =
+        removeOldBackups(device.host(), std::move(*found), {{}, keep}, made.name, removed);
+    if (done) done = gone;
+  }
+  if (!done) session.output.note("old backups stay: " + done.error().message);
+}
+
+}  // namespace accountsettings
