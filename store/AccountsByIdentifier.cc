@@ -32,6 +32,13 @@ void AccountsByIdentifier::clear() {
   entries_.clear();
 }
 
+void AccountsByIdentifier::reorder(const std::vector<std::size_t>& places) {
+  bySyncIdentifier_.reset();
+  entries_.reorder(places);
+  nextToken_ = 0;
+  entries_.forEachValue([this](Entry& entry) { entry.token = nextToken_++; });
+}
+
 AccountsByIdentifier::Account AccountsByIdentifier::withSyncIdentifier(
     std::string_view syncIdentifier) const {
   if (!bySyncIdentifier_) {

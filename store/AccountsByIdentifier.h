@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "account/BasicAccount.h"
 #include "store/IdentifierMap.h"
@@ -34,6 +35,16 @@ class AccountsByIdentifier {
   void set(std::string_view identifier, Account account);
   void remove(std::string_view identifier);
   void clear();
+
+  // Where the identifier stands, below places(); good until the next change.
+  [[nodiscard]] std::optional<std::size_t> placeOf(std::string_view identifier) const {
+    return entries_.placeOf(identifier);
+  }
+  [[nodiscard]] std::size_t places() const noexcept { return entries_.places(); }
+  [[nodiscard]] const Account& at(std::size_t place) const { return entries_.at(place).account; }
+  // REQUIRES: `places` are those of all identifiers, each once.
+  // Brings the accounts into this order, as if they had been entered in it.
+  void reorder(const std::vector<std::size_t>& places);
 
   // The first account whose sync identifier is `syncIdentifier`, or empty.
   [[nodiscard]] Account withSyncIdentifier(std::string_view syncIdentifier) const;

@@ -9,6 +9,7 @@
 #include "plist/PointerMap.h"
 #include "store/AccountsManager.h"
 #include "store/Descriptions.h"
+#include "store/ShortCuts.h"
 #include "store/StoreContents.h"
 
 namespace accountsettings {
@@ -74,6 +75,20 @@ void AccountsManager::replaceAccountWithAccount(const Account& oldAccount,
 void AccountsManager::replaceAccountsWithTypesWithAccounts(const StringList& types,
                                                            const AccountList& accounts) {
   RSLog("Replacing accounts");
+  const auto inPlace =
+      shortCutsAreTaken() ? contents_->replacementInPlace(types, accounts) : std::nullopt;
+  if (inPlace) {
+    for (const Account& account : inPlace->replaced) _loadChildrenFromAccount(account);
+    contents_->topLevel.reorder(inPlace->order);
+    for (const Account& account : inPlace->added) {
+      contents_->ordered.append(account);
+      if (const auto identifier = storedIdentifierOf(*account)) {
+        contents_->topLevel.set(*identifier, account);
+      }
+      _loadChildrenFromAccount(account);
+    }
+    return;
+  }
   IdentifierMap<Account> replacements;
   replacements.reserve(accounts.size());
   forEachAccount(accounts, [&](const Account& account) {

@@ -63,6 +63,36 @@ class IdentifierMap {
     return const_cast<Value*>(std::as_const(*this).find(identifier));
   }
 
+  // Where the identifier stands, below places(); good until the next change.
+  [[nodiscard]] std::optional<std::size_t> placeOf(std::string_view identifier) const {
+    return indexOf(identifier);
+  }
+  [[nodiscard]] std::size_t places() const noexcept { return entries_.size(); }
+  // What stands at a place that placeOf() answered.
+  [[nodiscard]] const Value& at(std::size_t place) const { return entries_[place]->value; }
+  // REQUIRES: `places` are those of all identifiers, each once.
+  // Brings the entries into this order.
+  void reorder(const std::vector<std::size_t>& places) {
+    std::vector<std::size_t> now(entries_.size());
+    std::vector<std::optional<Entry>> former;
+    former.reserve(places.size());
+    former.swap(entries_);
+    for (const std::size_t place : places) {
+      now[place] = entries_.size();
+      entries_.push_back(std::move(former[place]));
+    }
+    removed_ = 0;
+    index_.renumber([&](TokenTable::Token place) { return now[place]; });
+  }
+
+  // Calls `visit` with each value, in order.
+  template <class Visit>
+  void forEachValue(Visit visit) {
+    for (auto& entry : entries_) {
+      if (entry) visit(entry->value);
+    }
+  }
+
   void reserve(std::size_t size) {
     entries_.reserve(size);
     index_.reserve(size);
@@ -105,9 +135,12 @@ class IdentifierMap {
   static TokenTable::Key keyOf(std::string_view identifier) { return detail::hashOf(identifier); }
 
   [[nodiscard]] std::optional<std::size_t> indexOf(std::string_view identifier) const {
-    const std::optional<std::size_t> index = isAt(expected_, identifier)
-                                                 ? std::optional(expected_)
-                                                 : indexWith(keyOf(identifier), identifier);
+    std::optional<std::size_t> index = expected_;
+    if (!isAt(*index, identifier)) {
+      // Or it is looked up in the opposite order: before the one that was found last.
+      index = expected_ - 2;
+      if (!isAt(*index, identifier)) index = indexWith(keyOf(identifier), identifier);
+    }
     if (index) expected_ = *index + 1;
     return index;
   }

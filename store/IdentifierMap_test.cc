@@ -61,5 +61,29 @@ TEST(IdentifierMap, HoldsWhatWasSetAndNotRemoved) {
   }
 }
 
+TEST(IdentifierMap, TakesAnotherOrder) {
+  IdentifierMap<int> map;
+  for (int i = 0; i < 100; ++i) map.set(std::to_string(i), i);
+  for (int i = 0; i < 30; ++i) map.remove(std::to_string(i));
+  std::vector<std::size_t> places;
+  std::vector<std::string> names;
+  for (int i = 99; i >= 30; --i) {
+    names.push_back(std::to_string(i));
+    places.push_back(map.placeOf(names.back()).value());
+  }
+  map.reorder(places);
+  EXPECT_EQ(namesIn(map), names);
+  EXPECT_EQ(map.size(), 70U);
+  map.set("0", 0);
+  map.remove("50");
+  for (int i = 0; i < 100; ++i) {
+    const int* found = map.find(std::to_string(i));
+    ASSERT_EQ(found != nullptr, i == 0 || (i >= 30 && i != 50)) << i;
+    if (found != nullptr) {
+      ASSERT_EQ(*found, i);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace accountsettings

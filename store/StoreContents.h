@@ -29,6 +29,13 @@ struct AccountsManager::Contents {
     Dictionary properties;
   };
 
+  // What replaceAccountsWithTypesWithAccounts() comes to where it replaces each account by itself.
+  struct ReplacementInPlace {
+    std::vector<std::size_t> order;  // places in `topLevel`, in the order that it is to have
+    AccountList replaced;            // by themselves, in the order of their replacement
+    AccountList added;               // behind the others
+  };
+
   OwnContext ownContext;
   // The top-level accounts by identifier and in order. Both hold the same accounts, apart from
   // repeated identifiers, accounts without one, replaceAccountWithAccount(), accounts that a save
@@ -70,6 +77,10 @@ struct AccountsManager::Contents {
     return typeid(fixer) == typeid(RSRuntimeFixMailAccount) &&
            plainOnDisk.examine(file.knownAccounts());
   }
+  // None where one is given twice or of the types goes, where one takes the identifier of another,
+  // one is a child, or the list and the map differ by more than their order.
+  [[nodiscard]] std::optional<ReplacementInPlace> replacementInPlace(const StringList& types,
+                                                                     const AccountList& accounts);
   // Puts the account into `topLevel` under the identifier that it reports, if it reports one.
   void enter(const Account& account) {
     if (const auto identifier = account->identifier()) topLevel.set(*identifier, account);

@@ -30,6 +30,16 @@ class TokenTable {
     if (!slots_.empty()) detail::fetch(&slots_[home(key)]);
   }
   void clear();
+  // Gives each token another one, as `renumbered` answers it; no two may become the same.
+  template <class Renumbered>
+  void renumber(Renumbered renumbered) {
+    for (Slot& slot : slots_) {
+      if (slot.token < kSeveral) slot.token = renumbered(slot.token);
+    }
+    std::set<std::pair<Key, Token>> several;
+    for (const auto& [key, token] : several_) several.emplace(key, renumbered(token));
+    several_ = std::move(several);
+  }
 
   // The first token of the key, or the last, that `accept` says true to. It must not change the
   // table.

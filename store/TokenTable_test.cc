@@ -75,5 +75,14 @@ TEST(TokenTable, HoldsWhatWasAddedAndNotRemoved) {
   }
 }
 
+TEST(TokenTable, GivesTokensOtherNumbers) {
+  TokenTable table;
+  for (const TokenTable::Token token : {1U, 2U, 3U}) table.add(7, token);
+  table.add(8, 4);
+  table.renumber([](TokenTable::Token token) { return 10 - token; });
+  EXPECT_THAT(tokensOf(table, 7), ElementsAre(7, 8, 9));
+  EXPECT_THAT(tokensOf(table, 8), ElementsAre(6));
+}
+
 }  // namespace
 }  // namespace accountsettings
