@@ -624,7 +624,9 @@ TEST_F(Edit, AKilledSaveLeavesTheOldFileOrTheNewOneWhole) {
     const Array now = accounts();
     EXPECT_TRUE(now == before || now == after) << delay.count();
     // What went is kept, and what is kept is whole.
-    if (now == after) EXPECT_GE(backups().size(), 1U);
+    if (now == after) {
+      EXPECT_GE(backups().size(), 1U);
+    }
     EXPECT_NE(run({"restore", "--show"}).status, 1) << delay.count();
     EXPECT_EQ(run({"plan", "--exit-code"}).status, 0);
     root.putSettings(12, before);
