@@ -104,8 +104,7 @@ std::vector<bool> seenInXml(const Bytes& file) {
   return seen;
 }
 
-std::vector<bool> seenIn(const Bytes& file, bool reveal) {
-  if (reveal) return std::vector<bool>(file.size(), true);
+std::vector<bool> seenIn(const Bytes& file) {
   const auto form = formOf(file);
   // What is neither could be anything.
   if (!form) return std::vector<bool>(file.size());
@@ -134,13 +133,13 @@ DamagedBytes::Row rowAt(const Bytes& file, std::size_t begin, const std::vector<
 
 }  // namespace
 
-DamagedBytes damagedBytes(const Bytes& file, std::string_view message, bool reveal) {
+DamagedBytes damagedBytes(const Bytes& file, std::string_view message) {
   DamagedBytes damaged{file.size(), placeOf(file, message), {}, {}};
   if (damaged.place) damaged.placeInHex = hexOf(*damaged.place, 8);
   const std::size_t around = std::min(damaged.place.value_or(file.size()), file.size());
   const std::size_t row = around / kRow;
   const std::size_t first = row - std::min(row, kRowsAround);
-  const std::vector<bool> seen = seenIn(file, reveal);
+  const std::vector<bool> seen = seenIn(file);
   for (std::size_t begin = first * kRow;
        begin < file.size() && begin <= around + kRowsAround * kRow; begin += kRow) {
     damaged.rows.push_back(rowAt(file, begin, seen, damaged.place));

@@ -29,8 +29,8 @@ struct DamagedBytes {
 };
 
 // The rows around the place that a reader's message names ("byte 118: ...", "line 3: ..."); around
-// the file's end where it names none. Without `reveal` every byte is left out that can belong to a
-// text or to data.
-[[nodiscard]] DamagedBytes damagedBytes(const Bytes& file, std::string_view message, bool reveal);
+// the file's end where it names none. Every byte is left out that can belong to a text or to data:
+// where a file is damaged, nobody can tell which of these are passwords.
+[[nodiscard]] DamagedBytes damagedBytes(const Bytes& file, std::string_view message);
 
 }  // namespace accountsettings

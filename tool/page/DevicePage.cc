@@ -199,8 +199,7 @@ Array damagedFilesOf(const PageContext& page) {
   return listOf(page.story.damaged, [&](const DamagedFile& file) {
     Dictionary entry{{"path", page.told(file.path)}, {"problem", page.told(file.problem)}};
     if (file.bytes) {
-      entry.set("bytes", bytesForPage(damagedBytes(*file.bytes, file.problem,
-                                                   page.disclosure.revealsAll())));
+      entry.set("bytes", bytesForPage(damagedBytes(*file.bytes, file.problem)));
     }
     return entry;
   });
