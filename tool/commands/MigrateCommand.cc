@@ -193,8 +193,8 @@ MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) c
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
   session.leave(outcome.staged);
   const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
-  session.changed =
-      !dryRun_ && (outcome.kind != Kind::Refused || endedEarlier || outcome.preparedStays);
+  const bool changedNothing = outcome.kind == Kind::Refused || outcome.kind == Kind::NothingToDo;
+  session.changed = !dryRun_ && (!changedNothing || endedEarlier || outcome.preparedStays);
   if (!dryRun_) tellEnd(session.output, device.commandLog(), outcome);
   if (changed && outcome.cause == Cause::None) {
     throw Prevented(

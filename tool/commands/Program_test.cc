@@ -165,6 +165,9 @@ TEST(Program, AnAnswerThatDidNotArriveIsNone) {
   EXPECT_EQ(ToolRun({"diff", root.path(), other.path()}).withClosedOutput().run().status, 3);
   EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 10);
   EXPECT_EQ(ToolRun({"plan", root.path(), "--exit-code"}).withClosedOutput().run().status, 3);
+  // A migration that changed files has been done all the same; one that had nothing to do has not.
+  EXPECT_EQ(ToolRun({"migrate", root.path()}).withClosedOutput().run().status, 0);
+  EXPECT_EQ(ToolRun({"migrate", root.path()}).withClosedOutput().run().status, 3);
 }
 
 TEST(Program, NoArgumentSpeaksToTheTerminal) {
