@@ -62,8 +62,11 @@ std::vector<Output::Piece> headline(const Output& output, const AccountNode& acc
   if (!account.accountClass.empty()) {
     pieces.push_back(output.piece(Colour::Plain, shortened(account.accountClass)));
   }
+  const std::string identifier =
+      account.identifier.empty() ? "(no identifier)" : shortened(account.identifier);
   pieces.push_back(output.piece(
-      Colour::Dim, account.identifier.empty() ? "(no identifier)" : shortened(account.identifier)));
+      Colour::Dim,
+      account.placeName.empty() ? identifier : shortened(account.placeName) + " " + identifier));
   return pieces;
 }
 
@@ -166,6 +169,7 @@ Array accountsForScripts(const std::vector<AccountNode>& accounts, bool reveal) 
     if (account.enabled) {
       entry.set("enabledDataclasses", arrayOf(*account.enabled));
     }
+    if (!account.placeName.empty()) entry.set("place", account.placeName);
     if (!account.notLoaded.empty()) entry.set("notLoaded", account.notLoaded);
     entry.set("properties", reveal ? account.properties : withSecretsHidden(account.properties));
     if (!account.children.empty()) {

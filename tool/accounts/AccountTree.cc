@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 #include "account/AccountConstants.h"
 #include "account/RecordProblems.h"
@@ -11,10 +12,14 @@
 #include "plist/Description.h"
 #include "store/AccountsManager.h"
 #include "store/LoadProblems.h"
+#include "tool/accounts/AccountNames.h"
 
 namespace accountsettings {
 
 namespace {
+
+std::vector<AccountNode> nodesOf(const Array& list, const AccountNode* parent,
+                                 std::size_t& strangers);
 
 AccountNode nodeOf(const Dictionary& properties, const AccountNode* parent,
                    std::size_t& strangers) {
@@ -31,29 +36,40 @@ AccountNode nodeOf(const Dictionary& properties, const AccountNode* parent,
   const Array* children = properties.array(kAccountChildAccounts);
   if (parent != nullptr || children == nullptr) return node;
   node.properties.remove(kAccountChildAccounts);
-  for (const PropertyList& child : *children) {
-    if (const Dictionary* dictionary = child.dictionary()) {
-      node.children.push_back(nodeOf(*dictionary, &node, strangers));
+  node.children = nodesOf(*children, &node, strangers);
+  return node;
+}
+
+std::vector<AccountNode> nodesOf(const Array& list, const AccountNode* parent,
+                                 std::size_t& strangers) {
+  std::vector<AccountNode> nodes;
+  for (std::size_t index = 0; index < list.size(); ++index) {
+    if (const Dictionary* dictionary = list[index].dictionary()) {
+      nodes.push_back(nodeOf(*dictionary, parent, strangers));
+      nodes.back().index = index;
     } else {
       ++strangers;
     }
   }
-  return node;
+  return nodes;
 }
 
-void addAccounts(AccountTree& tree, const Array& list) {
-  for (const PropertyList& account : list) {
-    if (const Dictionary* dictionary = account.dictionary()) {
-      tree.accounts.push_back(nodeOf(*dictionary, nullptr, tree.strangers));
-    } else {
-      ++tree.strangers;
-    }
+// Names the accounts that no identifier tells apart by their places.
+void namePlaces(std::vector<AccountNode>& nodes, const Array& accounts) {
+  AccountNames names(accounts);
+  const auto name = [&](AccountNode& node, AccountPlace place) {
+    if (!names.tellsApart(place)) node.placeName = names.nameAt(place);
+  };
+  for (AccountNode& node : nodes) {
+    name(node, {node.index});
+    for (AccountNode& child : node.children) name(child, {node.index, child.index});
   }
 }
 
 // Why the store does not load the child; empty where it does. Its mail class does not matter.
 std::string whyChildNotLoaded(const Dictionary& properties) {
-  return recordProblemsOf(properties).any() ? whyNotLoaded(properties) : "";
+  if (recordProblemsOf(properties).any()) return whyNotLoaded(properties);
+  return properties.string(kAccountIdentifier) ? "" : "it has no identifier";
 }
 
 // Marks what the store does not load, and what gives way to a later account of its identifier.
@@ -107,7 +123,9 @@ AccountTree accountTreeOf(const PropertyList& settings) {
     tree.problem = "\"" + std::string(kPlistAccountsKey) + "\" is " +
                    std::string(kindInWords(*accounts)) + " instead of an array";
   }
-  addAccounts(tree, root->arrayOrEmpty(kPlistAccountsKey));
+  const Array& list = root->arrayOrEmpty(kPlistAccountsKey);
+  tree.accounts = nodesOf(list, nullptr, tree.strangers);
+  namePlaces(tree.accounts, list);
   markNotLoaded(tree.accounts);
   return tree;
 }
@@ -118,14 +136,13 @@ AccountTree legacyTreeOf(const PropertyList& file, const LegacyFormat& format) {
   if (root == nullptr) return tree;
   // The last list holds what people ask for first.
   for (auto list = format.lists.rbegin(); list != format.lists.rend(); ++list) {
-    const std::size_t first = tree.accounts.size();
-    addAccounts(tree, root->arrayOrEmpty(list->key));
-    for (std::size_t place = first; place < tree.accounts.size(); ++place) {
-      AccountNode& node = tree.accounts[place];
+    for (AccountNode& node : nodesOf(root->arrayOrEmpty(list->key), nullptr, tree.strangers)) {
       node.type = list->type;
       node.accountClass = node.properties.string(format.classKey).value_or("");
       node.name = node.properties.string(format.nameKey).value_or("");
       node.identifier = node.properties.string(format.identifierKey).value_or("");
+      if (node.identifier.empty()) node.placeName = placeName(node.index);
+      tree.accounts.push_back(std::move(node));
     }
   }
   return tree;
@@ -153,14 +170,6 @@ std::string accountTitle(const Dictionary& account) {
   if (name.empty()) name = account.string(kAccountUsername).value_or("");
   if (type.empty() || name.empty()) return type + name;
   return type + " \"" + name + "\"";
-}
-
-std::string accountLabel(const PropertyList& account, std::size_t index) {
-  if (const Dictionary* properties = account.dictionary()) {
-    const auto identifier = properties->string(kAccountIdentifier);
-    if (identifier && !identifier->empty()) return std::string(*identifier);
-  }
-  return "#" + std::to_string(index + 1);
 }
 
 }  // namespace accountsettings

@@ -16,7 +16,11 @@ struct LegacyFormat;
 
 struct AccountNode {
   Dictionary properties;  // everything stored, the children aside
+  std::size_t index = 0;  // in its list
   std::string identifier;
+  // What it is called by, "#3" or "PARENT/#1", where its identifier does not tell it apart; else
+  // empty.
+  std::string placeName;
   std::string type;  // a child without one has its parent's
   std::string accountClass;
   std::string name;
@@ -55,8 +59,6 @@ void forEachNode(const std::vector<AccountNode>& accounts, const NodeVisitor& vi
 void keepOnly(std::vector<AccountNode>& accounts,
               const std::function<bool(const AccountNode&)>& wanted);
 
-// The identifier of an account's properties, else "#" and its place from 1.
-[[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);
 // The account's type and its name, else its user's, for people.
 [[nodiscard]] std::string accountTitle(const Dictionary& account);
 

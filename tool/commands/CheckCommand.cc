@@ -85,14 +85,14 @@ void checkOtherFiles(const std::string& backup, Findings& findings) {
 }
 
 // Of files by themselves. The commands that are advised are for the device in which they lie, if
-// they do in one.
+// they do in one, and edit nothing: the device may hold other accounts.
 Findings findingsAlone(const InspectedFiles& files, OpenedRoot& device, const std::string& path) {
   CommonOptions options = device.options();
   const std::string above = device.deviceAbove(path);
   options.root = above.empty() ? "DIR" : above;
   Findings findings = inspectFiles(files);
   if (kindOfInput(path) == Input::Kind::Backup) checkOtherFiles(path, findings);
-  for (Finding& each : findings) each.action = adviceWithRoot(options, each.action);
+  for (Finding& each : findings) each.action = adviceWithRoot(options, each.kind->action);
   return findings;
 }
 

@@ -143,7 +143,12 @@ TEST(Check, SaysInFullWhatItFoundWhatItMeansAndWhatToDo) {
           "  error: account A, key \"Type\" [unknown-type]\n"
           "    The account has the type \"Pigeon\", which the type registry does not know: it "
           "is not loaded, and the next save drops it.\n"
-          "    Correct the account's \"Type\", or add the type to the type registry.\n"
+          "    Probably meant: 'accountsettings set --root " +
+          root.path() +
+          " A Type Mail'; or take it away with "
+          "'accountsettings remove --root " +
+          root.path() +
+          " A'.\n"
           "Checked device root " +
           root.path() + ": version 12, 1 account; found 1 error.\n");
 }
@@ -165,7 +170,7 @@ TEST(Check, TellsAMailClassThatLoadingRepairs) {
 
 TEST(Check, TellsRepeatedAndMissingIdentifiers) {
   EXPECT_EQ(checkSettings({mailAccount("A"), mailAccount("B"), mailAccount("A")}),
-            Found{"duplicate-identifier A Identifier"});
+            Found{"duplicate-identifier #1 Identifier"});
   EXPECT_EQ(checkSettings({without(mailAccount("A"), "Identifier")}),
             Found{"missing-identifier #1 Identifier"});
   // The oldest releases kept the identifier elsewhere; the upgrade moves it.
@@ -184,13 +189,13 @@ TEST(Check, TellsChildrenThatNobodyCanSee) {
   EXPECT_EQ(checkSettings(parentOf({without(good, "Class")})), Found{"invalid-child P/C Class"});
   EXPECT_EQ(checkSettings(parentOf({good, 7})), Found{"invalid-child P/#2 -"});
   EXPECT_EQ(checkSettings(parentOf({good, good})),
-            Found{"duplicate-child-identifier P/C Identifier"});
+            Found{"duplicate-child-identifier P/#1 Identifier"});
   EXPECT_EQ(checkSettings(parentOf({without(good, "Identifier")})),
             Found{"missing-identifier P/#1 Identifier"});
   ToolRoot root;
   root.putSettings(12, parentOf({without(good, "Identifier")}));
   const std::string text = runTool({"check", root.path()}).out;
-  EXPECT_NE(text.find("Give the child an \"Identifier\""), std::string::npos) << text;
+  EXPECT_NE(text.find("'P/#1' Identifier --fresh`"), std::string::npos) << text;
 }
 
 TEST(Check, TellsDataClassesThatTheTypeCannotCarryOnceEach) {
@@ -456,7 +461,7 @@ TEST(Check, AnswersScriptsInTheDocumentedForm) {
   EXPECT_EQ(first.get("file"), PropertyList(root.settingsPath()));
   EXPECT_EQ(first.get("path"), PropertyList(ToolRoot::kSettings));
   EXPECT_EQ(first.get("blocksMigration"), PropertyList(true));
-  EXPECT_EQ(first.get("blocksEdits"), PropertyList(true));
+  EXPECT_EQ(first.get("blocksEdits"), PropertyList(false));
 }
 
 TEST(Check, CreatesAndChangesNothing) {

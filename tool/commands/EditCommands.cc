@@ -11,7 +11,9 @@ namespace accountsettings {
 namespace {
 
 constexpr const char* kIdentifierHelp =
-    "The account's identifier, or a child's, or the beginning of one";
+    "The account's identifier, or a child's, or the beginning of one; '#3' for one that no "
+    "identifier "
+    "tells apart (see 'accountsettings check')";
 
 bool storesAsEnabled(const BasicAccount& account, std::string_view dataclass) {
   return containsString(account.properties().values().arrayOrEmpty(kAccountEnabledDataclasses),
@@ -26,6 +28,9 @@ void SetCommand::describe(OptionSet& options) {
   options.argument("VALUE", value_, "The value to store");
   options.choice("-t,--type", type_, valueTypes(), "What the value is; string where left out");
   options.flag("--unset", unset_, "Remove the key instead of storing a value");
+  options.flag("--fresh", fresh_,
+               "Store a fresh identifier under the key Identifier, of an account that lacks one of "
+               "its own");
   edit_.describe(options);
   options.example(
       "accountsettings set 5A0DE000-0001-4000-8000-000000000001 DisplayName 'Work mail' --root "
@@ -38,22 +43,25 @@ void SetCommand::describe(OptionSet& options) {
 }
 
 std::optional<PropertyList> SetCommand::value() const {
+  const std::string help = "see accountsettings set --help";
+  if (fresh_ && (unset_ || value_ || key_ != kAccountIdentifier)) {
+    throw WrongUsage("", "--fresh is for the key Identifier, without a VALUE", help);
+  }
+  if (fresh_) return std::nullopt;
   if (unset_ == value_.has_value()) {
-    throw WrongUsage("", unset_ ? "--unset takes no VALUE" : "a VALUE is needed, or --unset",
-                     "see accountsettings set --help");
+    throw WrongUsage("", unset_ ? "--unset takes no VALUE" : "a VALUE is needed, or --unset", help);
   }
   if (unset_) return std::nullopt;
   return valueFromText(*value_, type_.value_or("string"), "VALUE");
 }
 
 ExitStatus SetCommand::run(Session& session) {
-  const std::optional<PropertyList> stored = value();
+  std::optional<PropertyList> stored = value();
   AccountEditor editor(session, edit_);
-  const EditedAccount account = accountToEdit(editor.store(), identifier_);
-  requireMaySet(*account.record, key_, stored ? &*stored : nullptr);
-  account.record->setAccountPropertyForKey(stored, key_);
-  editor.put(account);
-  return editor.finish("set", account.record->identifier().value_or(identifier_));
+  const EditedAccount account = editor.account(identifier_);
+  if (fresh_) stored = PropertyList(BasicAccount::createNewAccountUID().value_or(""));
+  editor.set(account, key_, stored);
+  return editor.finish("set", account.name);
 }
 
 void SwitchCommand::describe(OptionSet& options) {
@@ -78,7 +86,7 @@ ExitStatus SwitchCommand::run(Session& session) {
   StringList dataclasses;
   for (const std::string& each : dataclasses_) dataclasses.push_back(dataclassFromText(each));
   AccountEditor editor(session, edit_);
-  const EditedAccount account = accountToEdit(editor.store(), identifier_);
+  const EditedAccount account = editor.loadedAccount(identifier_);
   for (const std::string& dataclass : dataclasses) {
     requireSupports(*account.record, dataclass);
     if (storesAsEnabled(*account.record, dataclass) == enable_) continue;
@@ -86,13 +94,14 @@ ExitStatus SwitchCommand::run(Session& session) {
   }
   for (const std::string& dataclass : dataclasses) {
     if (account.record->isEnabledForDataclass(dataclass) == enable_) continue;
-    session.output.note(
-        std::string(shortDataclass(dataclass)) + " is stored as " + command + "d, but " +
-        (account.parent ? "a child reports what its parent has enabled"
-                        : "not reported: it is not provisioned, or a profile restricts it"));
+    session.output.note(std::string(shortDataclass(dataclass)) + " is stored as " + command +
+                        "d, but " +
+                        (account.place.isChild()
+                             ? "a child reports what its parent has enabled"
+                             : "not reported: it is not provisioned, or a profile restricts it"));
   }
   editor.put(account);
-  return editor.finish(command, account.record->identifier().value_or(identifier_));
+  return editor.finish(command, account.name);
 }
 
 void AddCommand::describe(OptionSet& options) {
@@ -139,8 +148,8 @@ ExitStatus AddCommand::run(Session& session) {
   requireMayAdd(store, given, enabled);
   std::shared_ptr<BasicAccount> parent;
   if (parent_) {
-    const EditedAccount found = accountToEdit(store, *parent_);
-    if (found.parent) {
+    const EditedAccount found = editor.loadedAccount(*parent_);
+    if (found.place.isChild()) {
       throw Prevented("account '" + *parent_ + "'", "it is a child itself",
                       "a child has no children; give a top-level account", FailureCode::Unfit);
     }
@@ -168,10 +177,9 @@ void RemoveCommand::describe(OptionSet& options) {
 
 ExitStatus RemoveCommand::run(Session& session) {
   AccountEditor editor(session, edit_);
-  const EditedAccount account = accountToEdit(editor.store(), identifier_);
-  const std::string identifier = account.record->identifier().value_or(identifier_);
+  const EditedAccount account = editor.account(identifier_);
   editor.remove(account);
-  return editor.finish("remove", identifier);
+  return editor.finish("remove", account.name);
 }
 
 }  // namespace accountsettings

@@ -17,7 +17,7 @@ class SetCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
-  // The value to store; none removes the key.
+  // The value to store; none removes the key, or is to be a fresh one.
   [[nodiscard]] std::optional<PropertyList> value() const;
 
   EditOptions edit_;
@@ -26,6 +26,7 @@ class SetCommand : public Command {
   std::optional<std::string> value_;
   std::optional<std::string> type_;
   bool unset_ = false;
+  bool fresh_ = false;
 };
 
 // Switches data classes on (`enable`) or off (`disable`).

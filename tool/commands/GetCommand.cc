@@ -16,11 +16,19 @@ void writeValue(Output& output, const PropertyList& value) {
   output.onTerminal() ? output.line(*text) : output.data(std::string(*text) + "\n");
 }
 
+// All values of the account.
+Dictionary storedOf(const EditedAccount& account, const Array& accounts) {
+  if (account.record) return account.record->properties().values();
+  const Dictionary* stored = accountAt(accounts, account.place);
+  return stored ? *stored : Dictionary();
+}
+
 }  // namespace
 
 void GetCommand::describe(OptionSet& options) {
   options.argument("ID", identifier_,
-                   "The account's identifier, or a child's, or the beginning of one");
+                   "The account's identifier, or a child's, or the beginning of one; '#3' for one "
+                   "that no identifier tells apart (see 'accountsettings check')");
   options.arguments("KEY", keys_, "Keys of the values; all where left out");
   options.flag("--reveal", reveal_, "Show passwords and tokens too");
   lock_.describe(options);
@@ -34,15 +42,21 @@ ExitStatus GetCommand::run(Session& session) {
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();
   waitForMigration(session.output, device, lock_);
-  requireCurrentSettings(filesOfRoot().settings.content,
-                         device.shown(accountSettingsAccountsPath()));
+  const std::string path = device.shown(accountSettingsAccountsPath());
+  const InspectedFiles files = filesOfRoot();
+  const Dictionary& settings = requireSettings(files.settings.content, path);
+  requireCurrentVersion(settings, path);
+  const Array& accounts = settings.arrayOrEmpty(kPlistAccountsKey);
   const auto store = AccountsManager::init();
-  const EditedAccount account = accountToEdit(*store, identifier_);
+  const EditedAccount account =
+      accountTyped(identifier_, accounts, KeptAccounts(accounts), store.get());
+  const Dictionary stored = storedOf(account, accounts);
   Dictionary values;
   std::vector<std::string> missing;
-  if (keys_.empty()) values = account.record->properties().values();
+  if (keys_.empty()) values = stored;
   for (const std::string& key : keys_) {
-    const auto value = account.record->accountPropertyForKey(key);
+    const auto value =
+        account.record ? account.record->accountPropertyForKey(key) : stored.get(key);
     if (value) {
       values.set(key, *value);
     } else {
@@ -52,8 +66,7 @@ ExitStatus GetCommand::run(Session& session) {
   if (!reveal_) values = withSecretsHidden(values);
   Output& output = session.output;
   if (output.json()) {
-    output.document("get", {{"account", account.record->identifier().value_or(identifier_)},
-                            {"values", values}});
+    output.document("get", {{"account", account.name}, {"values", values}});
   } else if (keys_.empty()) {
     output.block(propertyText(output.fitting(values)));
   } else {

@@ -76,7 +76,7 @@ TEST(Show, TellsDuplicatesChildrenAndEntriesThatAreNotLoaded) {
   root.putSettings(12, {mailAccount("M"), parent, mailAccount("M"), 5});
   const std::string text = runTool({"show", root.path()}).out;
   EXPECT_NE(text.find("Settings, version 12: 3 accounts, 1 child; 3 not loaded\n"
-                      "├─ Mail \"Mail of M\"  IMAPAccount  M\n"
+                      "├─ Mail \"Mail of M\"  IMAPAccount  #1 M\n"
                       "│     user-M | Mail\n"
                       "│     not loaded: a later account has the same identifier and takes its "
                       "place\n"),
@@ -86,6 +86,8 @@ TEST(Show, TellsDuplicatesChildrenAndEntriesThatAreNotLoaded) {
   const Dictionary document = documentIn(runTool({"show", root.path(), "--json"}).out);
   EXPECT_EQ(at(document, "settings", "notLoaded"), PropertyList(3));
   EXPECT_FALSE(at(document, "settings", "accounts", 2).dictionary()->contains("notLoaded"));
+  EXPECT_EQ(at(document, "settings", "accounts", 2).dictionary()->get("place"), PropertyList("#3"));
+  EXPECT_FALSE(at(document, "settings", "accounts", 1).dictionary()->contains("place"));
 }
 
 TEST(Show, DoesNotTakeAccountsOfTheWrongKindForNone) {
@@ -200,7 +202,7 @@ TEST(Show, ShowsLegacyFilesToo) {
   EXPECT_NE(result.out.find("Legacy mail file: 1 account\n└─ Mail \"Old\"  IMAPAccount  U\n"),
             std::string::npos)
       << result.out;
-  EXPECT_NE(result.out.find("Legacy Exchange file: 1 account\n└─ Exchange  (no identifier)\n"),
+  EXPECT_NE(result.out.find("Legacy Exchange file: 1 account\n└─ Exchange  #1 (no identifier)\n"),
             std::string::npos)
       << result.out;
   EXPECT_EQ(schemaErrors("show.schema.json", runTool({"show", root.path(), "--json"}).out), "");

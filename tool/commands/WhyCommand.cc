@@ -160,8 +160,18 @@ const AccountNode* nodeIn(const std::vector<AccountNode>& accounts, const std::s
   return found;
 }
 
+// The one that is named by its place.
+const AccountNode* nodePlaced(const std::vector<AccountNode>& accounts, const std::string& name) {
+  const AccountNode* found = nullptr;
+  forEachNode(accounts, [&](const AccountNode& each) {
+    if (!name.empty() && each.placeName == name) found = &each;
+  });
+  return found;
+}
+
 std::string titleOf(const AccountNode& account) {
-  std::string text = "Account " + account.identifier;
+  std::string text =
+      "Account " + (account.placeName.empty() ? account.identifier : account.placeName);
   const std::string title = accountTitle(account.properties);
   if (!title.empty()) text += " (" + title + ")";
   return text;
@@ -169,13 +179,16 @@ std::string titleOf(const AccountNode& account) {
 
 // Whether the finding is about the account, or one of its children.
 bool isAbout(const Finding& finding, const std::string& account) {
+  if (account.empty()) return false;
   return finding.account == account || finding.account.starts_with(account + "/") ||
          finding.account.ends_with("/" + account);
 }
 
-void addFindings(const Known& known, const std::string& account, Answer& answer) {
+void addFindings(const Known& known, const AccountNode& account, Answer& answer) {
   std::copy_if(known.findings.begin(), known.findings.end(), std::back_inserter(answer.findings),
-               [&](const Finding& each) { return isAbout(each, account); });
+               [&](const Finding& each) {
+                 return isAbout(each, account.identifier) || isAbout(each, account.placeName);
+               });
 }
 
 Answer aboutStored(const Known& known, const AccountNode& node) {
@@ -185,7 +198,7 @@ Answer aboutStored(const Known& known, const AccountNode& node) {
   answer.text = node.notLoaded.empty()
                     ? titleOf(node) + " is loaded."
                     : withReason(titleOf(node) + " is not loaded", answer.reason);
-  addFindings(known, node.identifier, answer);
+  addFindings(known, node, answer);
   return answer;
 }
 
@@ -202,7 +215,7 @@ std::optional<Answer> aboutDescribed(const Known& known, const std::string& acco
         titleOf(*node) + " is in no settings yet, but in " + file.path +
         (answer.reason.empty() ? ", which the next migration takes over."
                                : ", which is not going to be converted: " + answer.reason + ".");
-    addFindings(known, account, answer);
+    addFindings(known, *node, answer);
     return answer;
   }
   return std::nullopt;
@@ -223,10 +236,11 @@ Answer aboutGone(const Known& known, const std::string& account) {
 }
 
 Answer aboutAccount(const Known& known, const std::string& typed) {
-  const std::string account = accountMeantBy(typed, known.files, known.history);
   const auto& settings = known.files.settings.content;
   AccountTree tree;
   if (settings && *settings) tree = accountTreeOf(**settings);
+  if (const AccountNode* node = nodePlaced(tree.accounts, typed)) return aboutStored(known, *node);
+  const std::string account = accountMeantBy(typed, known.files, known.history);
   if (const AccountNode* node = nodeIn(tree.accounts, account)) return aboutStored(known, *node);
   // One that has another identifier now is told of as what it is now.
   for (const std::string& each : accountHistoryOf(known.history, account).identifiers) {
@@ -241,8 +255,8 @@ Answer aboutAccount(const Known& known, const std::string& typed) {
 void WhyCommand::describe(OptionSet& options) {
   options.argument(
       "ACCOUNT", subject_,
-      "An account's identifier, now or before, or the beginning of one, or its name; or "
-      "the path of a legacy file");
+      "An account's identifier, now or before, or the beginning of one, or its name, or its place "
+      "('#3'); or the path of a legacy file");
   options.example("accountsettings why 5A0DE000-0001-4000-8000-000000000001 --root old",
                   "Whether an account is loaded, and why not, or where it went.");
   options.example(

@@ -62,13 +62,18 @@ TEST_F(Why, AnAccountIsNotLoaded) {
   ask("TWICE");
   EXPECT_EQ(answer_.string("state"), "not-loaded");
   EXPECT_EQ(codes(), "duplicate-identifier ");
+  ask("#3");
+  EXPECT_EQ(answer_.string("state"), "not-loaded");
+  EXPECT_EQ(codes(), "duplicate-identifier ");
+  ask("#4");
+  EXPECT_EQ(answer_.string("state"), "loaded");
   ask("PARENT");
   EXPECT_EQ(status_, 0);
   EXPECT_EQ(answer_.string("state"), "loaded");
   const ToolResult text = run({"why", "CLASSLESS"});
   EXPECT_EQ(text.out.find("Account CLASSLESS (Mail"), 0U) << text.out;
   EXPECT_NE(text.out.find(" is not loaded: it has no class.\n"), std::string::npos) << text.out;
-  EXPECT_NE(text.out.find("Give the account the \"Class\" that handles it."), std::string::npos);
+  EXPECT_NE(text.out.find(" CLASSLESS Class IMAPAccount'"), std::string::npos);
 }
 
 TEST_F(Why, AnAccountIsGone) {

@@ -11,27 +11,20 @@
 #include "host/LogSinks.h"
 #include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
+#include "plist/BinaryWriter.h"
+#include "store/LoadProblems.h"
+#include "tool/accounts/AccountNames.h"
 #include "tool/accounts/DifferencesText.h"
-#include "tool/accounts/MeantIdentifier.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/History.h"
 #include "tool/backup/HistoryChanges.h"
-#include "tool/frame/Suggestions.h"
+#include "tool/editing/EditRules.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 
 namespace accountsettings {
 namespace {
-
-// The place of the child's dictionary in its parent's list.
-std::optional<std::size_t> placeOfChild(const Array& children, const std::string& identifier) {
-  for (std::size_t place = 0; place < children.size(); ++place) {
-    const Dictionary* child = children[place].dictionary();
-    if (child && child->string(kAccountIdentifier) == identifier) return place;
-  }
-  return std::nullopt;
-}
 
 // The keys that changed in accounts and their children.
 StringList changedKeys(const std::vector<AccountChange>& changes) {
@@ -43,21 +36,29 @@ StringList changedKeys(const std::vector<AccountChange>& changes) {
   return keys;
 }
 
-// Of the accounts and their children.
-std::vector<std::string> identifiersIn(const AccountsManager& store) {
-  std::vector<std::string> identifiers;
-  const auto add = [&](const Dictionary& properties) {
-    const auto identifier = properties.string(kAccountIdentifier);
-    if (identifier) identifiers.emplace_back(*identifier);
-  };
-  for (const auto& account : store.allBasicAccounts()) {
-    const Dictionary& properties = account->properties().values();
-    add(properties);
-    for (const PropertyList& child : properties.arrayOrEmpty(kAccountChildAccounts)) {
-      if (child.dictionary()) add(*child.dictionary());
-    }
+constexpr const char* kMigrateFirst = "run 'accountsettings migrate' first";
+
+Prevented notSaved(const std::string& file, const Error& error) {
+  return {file, "the settings could not be saved: " + error.message,
+          "nothing was changed; remove the cause and try again"};
+}
+
+Dictionary withAccounts(Dictionary settings, Array accounts) {
+  settings.set(kPlistAccountsKey, std::move(accounts));
+  return settings;
+}
+
+// Whether an upgrade step gives the account the identifier that the oldest releases kept elsewhere.
+bool waitsForIdentifier(const Dictionary* account) {
+  return account != nullptr && account->contains("uniqueId") && !loadProblemsOf(*account).any();
+}
+
+// The record of a child; empty where the store would not load it.
+std::shared_ptr<BasicAccount> recordOfChild(const Dictionary* child) {
+  if (child == nullptr || identifierOf(*child).empty() || recordProblemsOf(*child).any()) {
+    return nullptr;
   }
-  return identifiers;
+  return BasicAccount::accountWithProperties(*child);
 }
 
 }  // namespace
@@ -65,18 +66,17 @@ std::vector<std::string> identifiersIn(const AccountsManager& store) {
 void EditOptions::describe(OptionSet& options) {
   options.flag("-n,--dry-run", dryRun, "Show what would change and write nothing");
   options.flag("--accept-loss", acceptLoss,
-               "Save although what no save can keep gets lost (see 'accountsettings check')");
+               "Go on although something may get lost (see 'accountsettings check')");
   options.flag("--reveal", reveal, "Show passwords and tokens too");
   options.flag("--no-backup", noBackup, "Keep no backup of the settings as they were");
   options.number("--keep", keep, 1, 10000, "N", "How many backups of edits to keep, at most 10000");
   lock.describe(options);
 }
 
-void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
-                            const std::string& shown) {
-  const std::string migrateFirst = "run 'accountsettings migrate' first";
+const Dictionary& requireSettings(const std::optional<Result<PropertyList>>& content,
+                                  const std::string& shown) {
   if (!content) {
-    throw Prevented(shown, "there are no account settings", migrateFirst, FailureCode::NotFound);
+    throw Prevented(shown, "there are no account settings", kMigrateFirst, FailureCode::NotFound);
   }
   if (!*content) {
     throw Prevented(shown, content->error().message, nextStepFor(content->error()),
@@ -91,7 +91,14 @@ void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
     throw Prevented(shown, "the settings have no version, and a save would stamp them as current",
                     "see 'accountsettings check', and migrate first", FailureCode::OtherVersion);
   }
-  const std::int64_t version = versionOf(*settings);
+  if (versionOf(*settings) > AccountsManager::currentVersion()) {
+    requireCurrentVersion(*settings, shown);
+  }
+  return *settings;
+}
+
+void requireCurrentVersion(const Dictionary& settings, const std::string& shown) {
+  const std::int64_t version = versionOf(settings);
   if (version == AccountsManager::currentVersion()) return;
   const bool newer = version > AccountsManager::currentVersion();
   throw Prevented(shown,
@@ -99,32 +106,28 @@ void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
                       std::to_string(AccountsManager::currentVersion()) +
                       (newer ? "; they are newer than this program"
                              : ", and a save would keep the upgrade steps from ever running"),
-                  newer ? "use the program of the newer system" : migrateFirst,
+                  newer ? "use the program of the newer system" : kMigrateFirst,
                   FailureCode::OtherVersion);
 }
 
-EditedAccount accountToEdit(const AccountsManager& store, const std::string& identifier) {
-  std::string whole = identifier;
-  if (!store.accountWithIdentifier(whole)) {
-    const std::string meant = identifierMeantBy(identifier, identifiersIn(store));
-    if (!meant.empty()) whole = meant;
+EditedAccount accountTyped(const std::string& typed, const Array& accounts,
+                           const KeptAccounts& kept, const AccountsManager* store) {
+  EditedAccount account{"", placeMeantBy(typed, accounts), nullptr};
+  const AccountPlace place = account.place;
+  if (store != nullptr && !kept.keeps(place.top)) {
+    const auto topLevel =
+        store->accountWithIdentifier(identifierOf(*accountAt(accounts, place.parent())));
+    account.record = place.isChild() ? recordOfChild(accountAt(accounts, place)) : topLevel;
+    if (account.record && place.isChild()) account.record->setParentAccount(topLevel);
   }
-  const auto found = store.accountWithIdentifier(whole);
-  if (found && found->identifier() == whole) return {found, nullptr, 0};
-  if (found) {
-    const Array children = found->properties().values().arrayOrEmpty(kAccountChildAccounts);
-    if (const auto place = placeOfChild(children, whole)) {
-      auto child = BasicAccount::accountWithProperties(*children[*place].dictionary());
-      if (child) {
-        child->setParentAccount(found);
-        return {std::move(child), found, *place};
-      }
-    }
-  }
-  throw Prevented("account '" + identifier + "'", "there is no such account",
-                  suggestionFor(identifier, identifiersIn(store)) +
-                      "'accountsettings show' lists the accounts with their identifiers",
-                  FailureCode::NoAccount);
+  account.name = account.record ? account.record->identifier().value_or("")
+                                : AccountNames(accounts).nameAt(place);
+  return account;
+}
+
+Prevented notLoaded(const EditedAccount& account) {
+  return {"account '" + account.name + "'", "it is not loaded, so that it can only be mended",
+          "'accountsettings check' tells how, with 'set' or 'remove'", FailureCode::Unfit};
 }
 
 AccountEditor::AccountEditor(Session& session, const EditOptions& options)
@@ -144,12 +147,12 @@ AccountEditor::AccountEditor(Session& session, const EditOptions& options)
   // Parsed once: the store finds the same bytes.
   InspectedFiles files = filesOfRoot(settingsInFile());
   files.seen = &before_;
-  requireCurrentSettings(files.settings.content, shown_);
-  settings_ = *(*files.settings.content)->dictionary();
+  settings_ = requireSettings(files.settings.content, shown_);
   if (!options_.acceptLoss) refuseLosses(files);
+  notLoaded_.emplace(settings_.arrayOrEmpty(kPlistAccountsKey));
+  kept_ = notLoaded_;
   forgetLog();  // of looking at the settings
-  store_ = AccountsManager::init();
-  log_.releaseTo(device_.log());
+  loadStore();
   loaded_ = stageSave();
   forgetLog();
 }
@@ -209,36 +212,141 @@ void AccountEditor::refuseLosses(const InspectedFiles& files) {
   throw Prevented("", why, wayOut + "; --accept-loss goes on all the same", FailureCode::Blocked);
 }
 
-void AccountEditor::put(const EditedAccount& account) {
-  if (!account.parent) {
-    store_->updateAccount(account.record);
-    return;
+// A save stamps the settings as current, so those of an older version are not given to the store.
+void AccountEditor::loadStore() {
+  if (versionOf(settings_) != AccountsManager::currentVersion()) return kept_->keepAll();
+  if (!kept_->none()) stage(withAccounts(settings_, kept_->others()));
+  store_ = AccountsManager::init();
+  log_.releaseTo(device_.log());
+}
+
+AccountsManager& AccountEditor::store() {
+  requireCurrentVersion(settings_, shown_);
+  return *store_;
+}
+
+EditedAccount AccountEditor::account(const std::string& typed) {
+  const Array& accounts = settings_.arrayOrEmpty(kPlistAccountsKey);
+  EditedAccount account = accountTyped(typed, accounts, *kept_, store_.get());
+  const Dictionary* stored = accountAt(accounts, account.place);
+  const bool isInOrder =
+      notLoaded_->keeps(account.place.top) ? waitsForIdentifier(stored)
+      : account.place.isChild()
+          ? recordOfChild(stored) && AccountNames(accounts).tellsApart(account.place)
+          : true;
+  if (isInOrder) requireCurrentVersion(settings_, shown_);
+  return account;
+}
+
+EditedAccount AccountEditor::loadedAccount(const std::string& typed) {
+  EditedAccount account = this->account(typed);
+  if (!account.record) throw notLoaded(account);
+  return account;
+}
+
+void AccountEditor::set(const EditedAccount& account, const std::string& key,
+                        const std::optional<PropertyList>& value) {
+  const Array& accounts = settings_.arrayOrEmpty(kPlistAccountsKey);
+  const PropertyList* stored = value ? &*value : nullptr;
+  const bool givesIdentifier = account.place.isChild() && key == kAccountIdentifier &&
+                               !AccountNames(accounts).tellsApart(account.place);
+  if (account.record && !givesIdentifier) {
+    requireMaySet(*account.record, key, stored);
+    account.record->setAccountPropertyForKey(value, key);
+    return put(account);
   }
-  Array children = account.parent->properties().values().arrayOrEmpty(kAccountChildAccounts);
-  children.set(account.place, account.record->propertiesToSave());
-  account.parent->setAccountPropertyForKey(std::move(children), kAccountChildAccounts);
-  store_->updateAccount(account.parent);
+  const Dictionary* before = accountAt(accounts, account.place);
+  if (before == nullptr) {
+    throw Prevented("account '" + account.name + "'", "it is no dictionary, so that it has no keys",
+                    "take it away with 'remove'", FailureCode::Unfit);
+  }
+  Dictionary after = *before;
+  after.set(key, value);
+  requireMayMend(accounts, *before, after, account.name, key);
+  replace(account.place, after);
+}
+
+void AccountEditor::put(const EditedAccount& account) {
+  if (!account.place.isChild()) return store_->updateAccount(account.record);
+  replace(account.place, account.record->propertiesToSave());
 }
 
 void AccountEditor::remove(const EditedAccount& account) {
-  if (account.parent) {
-    store_->removeChildWithIdentifierFromAccount(account.record->identifier().value_or(""),
-                                                 account.parent);
-  } else {
-    store_->deleteAccount(account.record);
+  if (!account.record || account.place.isChild()) return replace(account.place, std::nullopt);
+  if (!AccountNames(settings_.arrayOrEmpty(kPlistAccountsKey)).tellsApart(account.place)) {
+    throw Prevented("account '" + account.name + "'",
+                    "of those that have this identifier it is the one that is loaded",
+                    "mend or remove the others first: 'accountsettings check' tells how",
+                    FailureCode::Unfit);
   }
+  store_->deleteAccount(account.record);
+  kept_->remove(account.place.top);
 }
 
-// The store's own save on staged files: the settings as they would be.
+void AccountEditor::replace(AccountPlace place, const std::optional<Dictionary>& account) {
+  if (place.isChild()) {
+    Array children = childrenAt(settings_.arrayOrEmpty(kPlistAccountsKey), place.top);
+    if (account) {
+      children.set(place.child, *account);
+    } else {
+      children.removeAt(place.child);
+    }
+    return putChildren(place.top, std::move(children));
+  }
+  if (!account) return kept_->remove(place.top);
+  kept_->replace(place.top, *account);
+  handOver(place.top, *account);
+}
+
+void AccountEditor::putChildren(std::size_t top, Array children) {
+  const Dictionary& parent = *accountAt(settings_.arrayOrEmpty(kPlistAccountsKey), {top});
+  if (store_ && !kept_->keeps(top)) {
+    const auto record = store_->accountWithIdentifier(identifierOf(parent));
+    record->setAccountPropertyForKey(std::move(children), kAccountChildAccounts);
+    return store_->updateAccount(record);
+  }
+  Dictionary changed = parent;
+  changed.set(kAccountChildAccounts, std::move(children));
+  kept_->replace(top, std::move(changed));
+}
+
+void AccountEditor::handOver(std::size_t top, const Dictionary& account) {
+  const std::string_view identifier = identifierOf(account);
+  if (!store_ || identifier.empty() || loadProblemsOf(account).any()) return;
+  // One that has another's identifier stays beside it.
+  if (store_->accountWithIdentifier(identifier)) return;
+  store_->insertAccount(BasicAccount::accountWithProperties(account));
+  kept_->handOver(top);
+}
+
+void AccountEditor::stage(const Dictionary& settings) {
+  const auto staged = [&]() -> Status {
+    const Result<Bytes> bytes = writeBinary(settings);
+    if (!bytes) return bytes.error();
+    const auto file = staged_.makeTemporary(path_);
+    if (!file) return file.error();
+    if (Status status = (*file)->write(*bytes); !status) return status;
+    const ConfigurationValues& values = context_.platform().configuration.values();
+    if (Status status = (*file)->setOwner(values.owner, values.group); !status) return status;
+    if (Status status = (*file)->flushAndClose(); !status) return status;
+    return staged_.rename((*file)->path(), path_);
+  };
+  if (const Status status = staged(); !status) throw notSaved(shown_, status.error());
+}
+
+// The store's own save on staged files, with what it does not know of put back: the settings as
+// they would be.
 Dictionary AccountEditor::stageSave() {
+  if (!store_) return withAccounts(settings_, kept_->with({}));
   AccountsManager::_setShouldSkipNotifications(true);
   store_->saveAllAccounts();
   AccountsManager::_setShouldSkipNotifications(false);
-  if (const Error* failure = store_->lastSave().error()) {
-    throw Prevented(shown_, "the settings could not be saved: " + failure->message,
-                    "nothing was changed; remove the cause and try again");
-  }
-  return settingsInFile().value_or(Dictionary());
+  if (const Error* failure = store_->lastSave().error()) throw notSaved(shown_, *failure);
+  saved_ = settingsInFile().value_or(Dictionary());
+  Dictionary settings =
+      withAccounts(settings_, kept_->with(saved_.arrayOrEmpty(kPlistAccountsKey)));
+  settings.set(kPlistVersionKey, saved_.get(kPlistVersionKey));
+  return settings;
 }
 
 void AccountEditor::discardBackup() {
@@ -290,6 +398,7 @@ void AccountEditor::commit(const EditOfAccount& edit) {
 // Tells those whom the store's own save tells. Answers why not all were told; none where they were.
 std::optional<std::string> AccountEditor::tellOthers() {
   writers_.reset();  // whoever is told may save
+  if (!store_) return std::nullopt;
   try {
     store_->_sendNotificationsForChangedAccounts();
   } catch (const AssertionFailure& failure) {
@@ -309,6 +418,7 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   std::optional<std::string> notTold;
   const Differences changes = differencesBetween(settings_, meant);
   if (!options_.dryRun) {
+    if (meant != saved_) stage(meant);
     commit({command, account});
     addToHistory(session_, device_, historyEntry(command, account, meant, changes));
     if (backup_) {

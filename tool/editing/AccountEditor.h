@@ -2,7 +2,8 @@
 // touched before it is known that the edit holds. It keeps migrations and other writers away from
 // the first look to the end, refuses settings that an edit would damage, keeps a backup of them,
 // saves, reads the file back to see that it holds what was meant, and then tells those who are to
-// be told.
+// be told. Accounts that the store does not load are edited in the list itself, and stay as they are
+// where others are edited.
 #pragma once
 
 #include <memory>
@@ -21,6 +22,7 @@
 #include "tool/device/LockWaiting.h"
 #include "tool/device/OpenedRoot.h"
 #include "tool/editing/EditBackup.h"
+#include "tool/editing/KeptAccounts.h"
 #include "tool/frame/Command.h"
 #include "tool/inspection/Inspection.h"
 
@@ -38,22 +40,30 @@ struct EditOptions {
   void describe(OptionSet& options);
 };
 
-// EditedAccount is a record taken out of the store to be changed.
+// EditedAccount is an account of the settings that is to be changed, or read.
 struct EditedAccount {
+  std::string name;  // as it is told
+  AccountPlace place;
+  // Of the store, or of a child made of its dictionary in the parent; empty where the store does
+  // not load it.
   std::shared_ptr<BasicAccount> record;
-  std::shared_ptr<BasicAccount> parent;  // of a child, else empty
-  std::size_t place = 0;                 // of a child in its parent's "ChildAccounts"
 };
 
-// Throws Prevented where the settings are missing, unreadable or of another version than the
-// store's own. `content` is the settings file's, `shown` its path for messages.
-void requireCurrentSettings(const std::optional<Result<PropertyList>>& content,
-                            const std::string& shown);
+// The settings, where they can be edited or read; throws Prevented where they are missing,
+// unreadable, or of no version or a newer one. `content` is the settings file's, `shown` its path
+// for messages.
+const Dictionary& requireSettings(const std::optional<Result<PropertyList>>& content,
+                                  const std::string& shown);
+// Throws Prevented where the settings are of another version than the store's own.
+void requireCurrentVersion(const Dictionary& settings, const std::string& shown);
 
-// The account with the identifier, in any case, or with the only one that begins so; a child is a
-// record made of its dictionary in the parent. Throws Prevented where there is none.
-[[nodiscard]] EditedAccount accountToEdit(const AccountsManager& store,
-                                          const std::string& identifier);
+// The account of the settings that was typed (see placeMeantBy()), with its record in `store`,
+// which has loaded all but those that `kept` keeps; without one where `store` is nullptr. Throws
+// Prevented where there is no such account.
+[[nodiscard]] EditedAccount accountTyped(const std::string& typed, const Array& accounts,
+                                         const KeptAccounts& kept, const AccountsManager* store);
+// To be thrown where an account that the store does not load is asked for what only a record can.
+[[nodiscard]] Prevented notLoaded(const EditedAccount& account);
 
 class AccountEditor {
  public:
@@ -63,10 +73,20 @@ class AccountEditor {
   AccountEditor(const AccountEditor&) = delete;
   AccountEditor& operator=(const AccountEditor&) = delete;
 
-  [[nodiscard]] AccountsManager& store() noexcept { return *store_; }
+  // Throws Prevented where the settings are of an older version.
+  [[nodiscard]] AccountsManager& store();
+  // Throws Prevented where there is no such account. In settings of an older version only those can
+  // be edited that are not loaded, or not told apart.
+  [[nodiscard]] EditedAccount account(const std::string& typed);
+  // The same for one that must be loaded.
+  [[nodiscard]] EditedAccount loadedAccount(const std::string& typed);
+  // Stores the value, or removes the key where there is none. Throws Prevented where that may not
+  // be.
+  void set(const EditedAccount& account, const std::string& key,
+           const std::optional<PropertyList>& value);
   // Brings the changed record back into the store.
   void put(const EditedAccount& account);
-  // Takes the account out of the store, with its children.
+  // Takes the account away, with its children.
   void remove(const EditedAccount& account);
 
   // Saves, unless nothing changed or this is a dry run, and shows what changed. `command` and
@@ -80,8 +100,17 @@ class AccountEditor {
   [[nodiscard]] std::unique_ptr<WriterLocks::Held> holdWriters();
   void refuseLosses(const InspectedFiles& files);
   void forgetLog();
-  // Throws Prevented where the settings could not be saved.
+  void loadStore();
+  // Puts a dictionary in the place of an account that has no record, or nothing.
+  void replace(AccountPlace place, const std::optional<Dictionary>& account);
+  // Gives the store an account that it can load now.
+  void handOver(std::size_t top, const Dictionary& account);
+  void putChildren(std::size_t top, Array children);
+  // Stages the store's save; answers the settings with what is kept. Throws Prevented where the
+  // settings could not be saved.
   [[nodiscard]] Dictionary stageSave();
+  // Stages these settings as they are.
+  void stage(const Dictionary& settings);
   // Brings what was staged onto the disk. Throws CommandFailure where the file does not hold it.
   void commit(const EditOfAccount& edit);
   // Nothing was changed, and so nothing has to be undone.
@@ -109,8 +138,11 @@ class AccountEditor {
   std::string path_;     // the settings file, as a device path
   std::string shown_;    // the same on this machine
   Dictionary settings_;  // as they were
-  std::unique_ptr<AccountsManager> store_;
-  Dictionary loaded_;  // what a save without any edit would write
+  std::optional<KeptAccounts> notLoaded_;
+  std::optional<KeptAccounts> kept_;        // these, and all where there is no store
+  std::unique_ptr<AccountsManager> store_;  // of the others; none for an older version
+  Dictionary saved_;                        // what the store staged last
+  Dictionary loaded_;                       // what a save without any edit would write
   std::optional<MadeBackup> backup_;
 };
 

@@ -9,6 +9,8 @@
 #include "account/StringList.h"
 #include "plist/Description.h"
 #include "store/LoadProblems.h"
+#include "tool/accounts/AccountMatching.h"
+#include "tool/accounts/UsualClasses.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Output.h"
 #include "tool/inspection/InspectionParts.h"
@@ -40,6 +42,29 @@ constexpr std::array kFixedKeys = {
              "add an account of its own instead"},
     FixedKey{kAccountChildAccounts, "children are edited one by one",
              "give the child's own identifier, or use 'add --parent' and 'remove'"}};
+
+constexpr const char* kEmptyKey = "a key has at least one character";
+constexpr const char* kUnknownType = "the type registry does not know this type";
+constexpr const char* kKnownTypes =
+    "'accountsettings show' lists accounts with types that it knows";
+constexpr const char* kNoClass = "the account class is required";
+constexpr const char* kMailClasses =
+    "give the class that handles it, for example IMAPAccount or POPAccount";
+
+void requireNotFixed(const std::string& where, std::string_view key) {
+  for (const FixedKey& fixed : kFixedKeys) {
+    if (fixed.key == key) throw Unfit(where, fixed.reason, fixed.next);
+  }
+}
+
+// How many accounts and children have the identifier.
+std::size_t bearersOf(std::string_view identifier, const Array& accounts) {
+  std::size_t count = 0;
+  forEachAccount(accounts, [&](AccountPlace, const Dictionary& account) {
+    if (identifierOf(account) == identifier) ++count;
+  });
+  return count;
+}
 
 // Throws where nobody would read the value under the key.
 void requireKind(const std::string& where, std::string_view key, const PropertyList& value) {
@@ -106,13 +131,40 @@ void requireCarriedLists(const BasicAccount& account, std::string_view key,
 
 void requireMaySet(const BasicAccount& account, const std::string& key, const PropertyList* value) {
   const std::string where = named(account) + ", key '" + key + "'";
-  if (key.empty()) throw Unfit(named(account), "a key has at least one character");
-  for (const FixedKey& fixed : kFixedKeys) {
-    if (fixed.key == key) throw Unfit(where, fixed.reason, fixed.next);
-  }
+  if (key.empty()) throw Unfit(named(account), kEmptyKey);
+  requireNotFixed(where, key);
   if (!value) return;
   requireKind(where, key, *value);
   requireCarriedLists(account, key, *value, where);
+}
+
+void requireMayMend(const Array& accounts, const Dictionary& before, const Dictionary& after,
+                    const std::string& name, const std::string& key) {
+  const std::string account = "account '" + name + "'";
+  const std::string where = account + ", key '" + key + "'";
+  if (key.empty()) throw Unfit(account, kEmptyKey);
+  const PropertyList* value = after.find(key);
+  const bool isFaulty = key == kAccountIdentifier
+                            ? bearersOf(identifierOf(before), accounts) != 1
+                            : key != kAccountChildAccounts && loadProblemsOf(before).any();
+  if (!isFaulty || value == nullptr) requireNotFixed(where, key);
+  if (value == nullptr) return;
+  requireKind(where, key, *value);
+  if (key == kAccountIdentifier) {
+    const std::string_view identifier = identifierOf(after);
+    if (identifier.empty() || bearersOf(identifier, accounts) > 0) {
+      throw Unfit(where, identifier.empty() ? "it is empty" : "another account has this identifier",
+                  "make one with --fresh");
+    }
+  } else if (key == kAccountType && typeProblem(after)) {
+    const std::string meant = probableTypeOf(after);
+    throw Unfit(where, kUnknownType,
+                meant.empty() ? kKnownTypes : "did you mean '" + meant + "'? " + kKnownTypes);
+  } else if (key == kAccountClass && recordProblemsOf(after).noClass) {
+    throw Unfit(where, kNoClass);
+  } else if (key == kAccountClass && mailClassOf(after).result == FixResult::Unfixable) {
+    throw Unfit(where, "this is no mail class", kMailClasses);
+  }
 }
 
 void requireSupports(const BasicAccount& account, const std::string& dataclass) {
@@ -124,14 +176,12 @@ void requireMayAdd(const AccountsManager& store, const Dictionary& properties,
   const std::string type(properties.string(kAccountType).value_or(""));
   const std::string where = "an account of type '" + type + "'";
   if (typeProblem(properties)) {
-    throw Unfit(where, "the type registry does not know this type",
-                "'accountsettings show' lists accounts with types that it knows");
+    throw Unfit(where, kUnknownType, kKnownTypes);
   }
-  if (recordProblemsOf(properties).noClass) throw Unfit(where, "the account class is required");
+  if (recordProblemsOf(properties).noClass) throw Unfit(where, kNoClass);
   const MailClass mail = mailClassOf(properties);
   if (mail.result != FixResult::NothingToDo) {
-    throw Unfit(where, "the class '" + mail.found + "' is no mail class",
-                "give the class that handles it, for example IMAPAccount or POPAccount");
+    throw Unfit(where, "the class '" + mail.found + "' is no mail class", kMailClasses);
   }
   const auto account = BasicAccount::accountWithProperties(properties);
   for (const auto& [key, value] : properties) {

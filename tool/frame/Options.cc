@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <iterator>
+#include <iomanip>
 #include <sstream>
 #include <string_view>
 
@@ -148,18 +148,56 @@ std::string commandLineFor(const CommonOptions& options, const std::vector<std::
   return line;
 }
 
+namespace {
+
+// Where the quote stands that ends the command which begins at `at`; npos where none does.
+std::size_t endOfCommand(std::string_view advice, std::size_t at) {
+  bool quoted = false;
+  for (; at < advice.size(); ++at) {
+    if (quoted && advice[at] == '\\') {
+      ++at;
+    } else if (advice[at] == '"') {
+      quoted = !quoted;
+    } else if (advice[at] == '\'' && !quoted) {
+      return at;
+    }
+  }
+  return std::string_view::npos;
+}
+
+std::vector<std::string> wordsOf(std::string_view command) {
+  std::istringstream named{std::string(command)};
+  std::vector<std::string> words;
+  for (std::string word; named >> std::quoted(word);) words.push_back(word);
+  return words;
+}
+
+}  // namespace
+
+std::string adviceCommand(const std::vector<std::string>& words) {
+  std::ostringstream command;
+  command << "'accountsettings";
+  for (const std::string& word : words) {
+    command << ' ';
+    if (quotedForShell(word) == word) {
+      command << word;
+    } else {
+      command << std::quoted(word);
+    }
+  }
+  return command.str() + "'";
+}
+
 std::string adviceWithRoot(const CommonOptions& options, std::string_view advice) {
   constexpr std::string_view kCommand = "'accountsettings ";
   std::string result;
   while (true) {
     const std::size_t begin = advice.find(kCommand);
     const std::size_t end =
-        begin == std::string_view::npos ? begin : advice.find('\'', begin + kCommand.size());
+        begin == std::string_view::npos ? begin : endOfCommand(advice, begin + kCommand.size());
     if (end == std::string_view::npos) return result += advice;
-    std::istringstream named(
-        std::string(advice.substr(begin + kCommand.size(), end - begin - kCommand.size())));
-    const std::vector<std::string> words{std::istream_iterator<std::string>(named), {}};
-    const std::string line = commandLineFor(options, words);
+    const std::string line = commandLineFor(
+        options, wordsOf(advice.substr(begin + kCommand.size(), end - begin - kCommand.size())));
     // A command that holds quotes itself is set off by other ones.
     const char* quote = line.find('\'') == std::string::npos ? "'" : "`";
     result.append(advice.substr(0, begin)).append(quote).append(line).append(quote);

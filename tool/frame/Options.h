@@ -45,6 +45,8 @@ struct CommonOptions {
 [[nodiscard]] std::string commandLineFor(const CommonOptions& options,
                                          const std::vector<std::string>& words);
 
+// A command as advice names it: 'accountsettings WORDS', a word that is not plain in double quotes.
+[[nodiscard]] std::string adviceCommand(const std::vector<std::string>& words);
 // The advice with every command that it names in the form 'accountsettings WORDS' made one that
 // works on the same device. All advice goes through here on its way out, once.
 [[nodiscard]] std::string adviceWithRoot(const CommonOptions& options, std::string_view advice);

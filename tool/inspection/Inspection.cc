@@ -77,9 +77,10 @@ void FindingList::add(finding::Kind kind, std::string meaning) {
 }
 
 void FindingList::addForAccount(finding::Kind kind, const std::string& account, std::string key,
-                                std::string meaning) {
+                                std::string meaning, std::string action) {
+  if (action.empty()) action = kFindingKinds[kind].action;
   findings_.push_back({&kFindingKinds[kind], file_, account, std::move(key), std::move(meaning),
-                       kFindingKinds[kind].action});
+                       std::move(action)});
 }
 
 Findings inspectFiles(const InspectedFiles& files) {

@@ -34,7 +34,8 @@ struct FindingKind {
   Severity severity;
   // A migration would lose something, or cannot read it: it goes on only when told to.
   bool blocksMigration;
-  // Any save would lose something: edits go on only when told to.
+  // An edit would lose something, or could not be saved: it goes on only when told to. What the
+  // store does not load an edit keeps.
   bool blocksEdits;
   const char* action;  // what to do, one sentence
 };
@@ -46,7 +47,8 @@ struct Finding {
   std::string account;  // identifier, else "#" and the place from 1; "PARENT/CHILD" for a child
   std::string key;
   std::string meaning;  // one sentence
-  std::string action;   // what to do about it, for the device that was inspected
+  // What to do about it. Commands are for the device of which the settings are those in use.
+  std::string action;
 };
 
 using Findings = std::vector<Finding>;

@@ -24,8 +24,9 @@ class FindingList {
   FindingList(Findings& findings, std::string file) : findings_(findings), file_(std::move(file)) {}
 
   void add(finding::Kind kind, std::string meaning);
+  // `action` stands in the place of the kind's where it is given.
   void addForAccount(finding::Kind kind, const std::string& account, std::string key,
-                     std::string meaning);
+                     std::string meaning, std::string action = {});
 
  private:
   Findings& findings_;

@@ -11,7 +11,7 @@
 #include "account/AccountConstants.h"
 #include "plist/Description.h"
 #include "store/LoadProblems.h"
-#include "tool/accounts/AccountTree.h"
+#include "tool/accounts/AccountNames.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
 

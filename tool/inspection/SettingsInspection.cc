@@ -7,15 +7,19 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
+#include <utility>
 
 #include "account/BasicAccount.h"
 #include "account/StringList.h"
 #include "plist/Description.h"
+#include "plist/Visible.h"
 #include "store/AccountsManager.h"
 #include "store/InBatches.h"
 #include "store/LoadProblems.h"
-#include "tool/accounts/AccountTree.h"
+#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/UsualClasses.h"
+#include "tool/frame/Options.h"
 #include "tool/frame/Progress.h"
 #include "tool/inspection/InspectionParts.h"
 
@@ -47,15 +51,63 @@ class SettingsInspection {
       return;
     }
     const Array& list = *accounts->array();
-    topLevel_.reserve(list.size());
+    names_.emplace(list);
+    loaded_.reserve(list.size());
     std::size_t index = 0;
     visitInBatches(list.begin(), list.end(), fetchDescription, [&](const PropertyList& account) {
-      inspectTopLevel(account, accountLabel(account, index++));
-      countAccounts(index);
+      const std::string label = accountLabel(account, index);
+      inspectTopLevel(account, {label, {index}});
+      countAccounts(++index);
     });
   }
 
  private:
+  // An account, as findings call it, and where it stands.
+  struct Subject {
+    std::string label;
+    AccountPlace place;
+  };
+
+  // MARK: What to do, as commands that can be pasted
+
+  // What the commands call the account; empty where none could name it.
+  std::string nameFor(const Subject& subject) {
+    std::string name = names_->nameAt(subject.place);
+    constexpr std::size_t kLongest = 200;
+    const bool isFit = name.size() <= kLongest && !name.starts_with('-') && visible(name) == name;
+    return isFit ? name : "";
+  }
+
+  // To give it a value that was probably meant, or to take it away; empty where it has no name.
+  std::string setOrRemove(const Subject& subject, std::string_view key, const std::string& value) {
+    const std::string name = nameFor(subject);
+    if (name.empty()) return "";
+    const std::string remove = adviceCommand({"remove", name});
+    if (value.empty()) {
+      return "Give it a " + quoted(key) + " that is known with \"set\", or take it away with " +
+             remove + ".";
+    }
+    return "Probably meant: " + adviceCommand({"set", name, std::string(key), value}) +
+           "; or take it away with " + remove + ".";
+  }
+
+  // `orRemove` names the other way out too.
+  std::string giveIdentifier(const Subject& subject, bool orRemove) {
+    const std::string name = nameFor(subject);
+    if (name.empty()) return "";
+    std::string text = "Give it one of its own with " +
+                       adviceCommand({"set", name, std::string(kAccountIdentifier), "--fresh"});
+    if (orRemove) text += ", or take it away with " + adviceCommand({"remove", name});
+    return text + ".";
+  }
+
+  std::string justRemove(const Subject& subject) {
+    const std::string name = nameFor(subject);
+    return name.empty() ? "" : "Take it away with " + adviceCommand({"remove", name}) + ".";
+  }
+
+  // MARK: Findings
+
   void inspectVersion(const Dictionary& settings) {
     const std::string key(kPlistVersionKey);
     const PropertyList* stored = settings.find(kPlistVersionKey);
@@ -85,21 +137,22 @@ class SettingsInspection {
     }
   }
 
-  void inspectTopLevel(const PropertyList& account, const std::string& label) {
+  void inspectTopLevel(const PropertyList& account, const Subject& subject) {
     const Dictionary* properties = account.dictionary();
     if (!properties) {
-      list_.addForAccount(finding::kUnusable, label, {},
+      list_.addForAccount(finding::kNoAccount, subject.label, {},
                           "The account is " + std::string(kindInWords(account)) +
                               " instead of a dictionary: it is not loaded, and the next save "
-                              "drops it.");
+                              "drops it.",
+                          justRemove(subject));
       return;
     }
-    inspectKinds(*properties, label);
-    if (!inspectTypeAndClass(*properties, label)) return;
-    inspectIdentifier(*properties, label);
-    inspectMailClass(*properties, label);
-    inspectDataclasses(*properties, label);
-    inspectChildren(*properties, label);
+    inspectKinds(*properties, subject.label);
+    if (!inspectTypeAndClass(*properties, subject)) return;
+    if (!inspectMailClass(*properties, subject)) return;
+    inspectIdentifier(*properties, subject);
+    inspectDataclasses(*properties, subject.label);
+    inspectChildren(*properties, subject);
   }
 
   // Values of the keys that the account model reads itself.
@@ -117,58 +170,65 @@ class SettingsInspection {
     }
   }
 
-  // Whether the account is loaded at all.
-  bool inspectTypeAndClass(const Dictionary& properties, const std::string& label) {
+  // Whether a record is made of the account.
+  bool inspectTypeAndClass(const Dictionary& properties, const Subject& subject) {
     const std::string consequence = ": it is not loaded, and the next save drops it.";
     const auto problem = typeProblem(properties);
     if (problem) {
-      list_.addForAccount(finding::kUnknownType, label, std::string(kAccountType),
-                          "The account " + *problem + consequence);
+      list_.addForAccount(finding::kUnknownType, subject.label, std::string(kAccountType),
+                          "The account " + *problem + consequence,
+                          setOrRemove(subject, kAccountType, probableTypeOf(properties)));
     }
     const bool classed = !recordProblemsOf(properties).noClass;
     if (!classed) {
-      list_.addForAccount(finding::kMissingClass, label, std::string(kAccountClass),
-                          "The account has no \"Class\"" + consequence);
+      list_.addForAccount(finding::kMissingClass, subject.label, std::string(kAccountClass),
+                          "The account has no \"Class\"" + consequence,
+                          setOrRemove(subject, kAccountClass, probableClassOf(properties)));
     }
     return !problem && classed;
   }
 
-  void inspectIdentifier(const Dictionary& properties, const std::string& label) {
+  // Of an account that is loaded.
+  void inspectIdentifier(const Dictionary& properties, const Subject& subject) {
     const std::string key(kAccountIdentifier);
-    const auto identifier = properties.string(kAccountIdentifier);
-    if (!identifier) {
+    const std::string_view identifier = identifierOf(properties);
+    if (identifier.empty()) {
       if (!properties.contains("uniqueId")) {
-        list_.addForAccount(finding::kMissingIdentifier, label, key,
-                            "The account has no identifier, so nothing else can refer to it.");
+        list_.addForAccount(finding::kMissingIdentifier, subject.label, key,
+                            "The account has no identifier, so nothing else can refer to it.",
+                            giveIdentifier(subject, false));
       }
       return;
     }
-    if (!topLevel_.insert(*identifier).second) {
-      list_.addForAccount(finding::kDuplicateIdentifier, label, key,
-                          "Another account before it has the same identifier: the next save "
-                          "writes both entries as copies of the later one.");
-    }
+    const auto [known, isFirst] = loaded_.emplace(identifier, subject.place.top);
+    if (isFirst) return;
+    // The later one is loaded in the place of the one before.
+    const Subject before{placeName(known->second), {known->second}};
+    known->second = subject.place.top;
+    list_.addForAccount(finding::kDuplicateIdentifier, before.label, key,
+                        "The account has the identifier " + quoted(identifier) + ", as has " +
+                            placeName(subject.place.top) +
+                            " behind it, which is loaded in its place: the next save writes both "
+                            "as copies of that one.",
+                        giveIdentifier(before, true));
   }
 
-  void inspectMailClass(const Dictionary& properties, const std::string& label) {
+  // Whether the account is loaded, with its class or a repaired one.
+  bool inspectMailClass(const Dictionary& properties, const Subject& subject) {
     const std::string key(kAccountClass);
     const MailClass mail = mailClassOf(properties);
-    switch (mail.result) {
-      case FixResult::NothingToDo:
-        break;
-      case FixResult::Fixed:
-        list_.addForAccount(finding::kUnknownClass, label, key,
-                            "The mail class " + quoted(mail.found) +
-                                " is unknown; loading repairs it to " + quoted(mail.repaired) +
-                                ".");
-        break;
-      case FixResult::Unfixable:
-        list_.addForAccount(finding::kUnfixableClass, label, key,
-                            "The mail class " + quoted(mail.found) +
-                                " is unknown and no mail directory tells a better one: the "
-                                "account is not loaded, and the next save drops it.");
-        break;
+    if (mail.result == FixResult::Fixed) {
+      list_.addForAccount(finding::kUnknownClass, subject.label, key,
+                          "The mail class " + quoted(mail.found) +
+                              " is unknown; loading repairs it to " + quoted(mail.repaired) + ".");
     }
+    if (mail.result != FixResult::Unfixable) return true;
+    list_.addForAccount(finding::kUnfixableClass, subject.label, key,
+                        "The mail class " + quoted(mail.found) +
+                            " is unknown and no mail directory tells a better one: the account is "
+                            "not loaded, and the next save drops it.",
+                        setOrRemove(subject, kAccountClass, probableClassOf(properties)));
+    return false;
   }
 
   void inspectDataclasses(const Dictionary& properties, const std::string& label) {
@@ -198,52 +258,69 @@ class SettingsInspection {
         .first->second;
   }
 
-  void inspectChildren(const Dictionary& properties, const std::string& parent) {
+  void inspectChildren(const Dictionary& properties, const Subject& parent) {
     std::size_t index = 0;
     for (const PropertyList& child : properties.arrayOrEmpty(kAccountChildAccounts)) {
-      inspectChild(child, parent + "/" + accountLabel(child, index++));
+      const std::string label = parent.label + "/" + accountLabel(child, index);
+      inspectChild(child, {label, {parent.place.top, index++}});
     }
   }
 
-  void inspectChild(const PropertyList& child, const std::string& label) {
+  void inspectChild(const PropertyList& child, const Subject& subject) {
     const std::string consequence =
         ": the child is kept in the file, but nobody can see or edit it.";
     const Dictionary* properties = child.dictionary();
     if (!properties) {
-      list_.addForAccount(finding::kInvalidChild, label, {},
+      list_.addForAccount(finding::kInvalidChild, subject.label, {},
                           "The child is " + std::string(kindInWords(child)) +
-                              " instead of a dictionary" + consequence);
+                              " instead of a dictionary" + consequence,
+                          justRemove(subject));
       return;
     }
-    inspectKinds(*properties, label);
+    inspectKinds(*properties, subject.label);
     if (const auto problem = typeProblem(*properties)) {
-      list_.addForAccount(finding::kInvalidChild, label, std::string(kAccountType),
-                          "The child " + *problem + consequence);
+      list_.addForAccount(finding::kInvalidChild, subject.label, std::string(kAccountType),
+                          "The child " + *problem + consequence,
+                          setOrRemove(subject, kAccountType, probableTypeOf(*properties)));
       return;
     }
     if (recordProblemsOf(*properties).noClass) {
-      list_.addForAccount(finding::kInvalidChild, label, std::string(kAccountClass),
-                          "The child has no \"Class\"" + consequence);
+      list_.addForAccount(finding::kInvalidChild, subject.label, std::string(kAccountClass),
+                          "The child has no \"Class\"" + consequence,
+                          setOrRemove(subject, kAccountClass, probableClassOf(*properties)));
       return;
     }
-    const auto identifier = properties->string(kAccountIdentifier);
-    if (!identifier) {
-      list_.addForAccount(finding::kMissingChildIdentifier, label, std::string(kAccountIdentifier),
-                          "The child has no identifier: it gets another one each time it is "
-                          "loaded.");
-    } else if (!children_.insert(*identifier).second) {
-      list_.addForAccount(finding::kDuplicateChildIdentifier, label,
-                          std::string(kAccountIdentifier),
-                          "Another child before it has the same identifier, and only the later "
-                          "one can be found by it.");
+    inspectChildIdentifier(*properties, subject);
+    inspectDataclasses(*properties, subject.label);
+  }
+
+  void inspectChildIdentifier(const Dictionary& properties, const Subject& subject) {
+    const std::string key(kAccountIdentifier);
+    const std::string_view identifier = identifierOf(properties);
+    if (identifier.empty()) {
+      list_.addForAccount(finding::kMissingChildIdentifier, subject.label, key,
+                          "The child has no identifier: it is kept in the file, but nobody can see "
+                          "or edit it.",
+                          giveIdentifier(subject, false));
+      return;
     }
-    inspectDataclasses(*properties, label);
+    const auto [known, isFirst] = children_.emplace(identifier, subject.place);
+    if (isFirst) return;
+    const AccountPlace place = std::exchange(known->second, subject.place);
+    const Subject before{names_->nameAt(place), place};
+    list_.addForAccount(finding::kDuplicateChildIdentifier, before.label, key,
+                        "The child has the identifier " + quoted(identifier) + ", as has " +
+                            names_->nameAt(subject.place) +
+                            " behind it, and only that one can be found by it.",
+                        giveIdentifier(before, true));
   }
 
   FindingList& list_;
   // Views into the settings, which outlive this.
-  std::unordered_set<std::string_view> topLevel_;
-  std::unordered_set<std::string_view> children_;
+  std::optional<AccountNames> names_;
+  std::unordered_map<std::string_view, std::size_t>
+      loaded_;  // where the last of each identifier is
+  std::unordered_map<std::string_view, AccountPlace> children_;
   std::map<std::string, StringList, std::less<>> carried_;
 };
 

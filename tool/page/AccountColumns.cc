@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "store/AccountsManager.h"
+#include "tool/accounts/AccountNames.h"
 #include "tool/frame/Words.h"
 
 namespace accountsettings {
