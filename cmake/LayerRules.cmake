@@ -61,6 +61,7 @@ set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.h
 set(headers_of_tool/frame/Terminal.cc fcntl.h pwd.h signal.h sys/ioctl.h sys/wait.h unistd.h)
 set(headers_of_tool/fleet/WarmUp.cc stdlib.h)
 set(headers_of_tool/fleet/Workers.cc sched.h signal.h sys/mman.h sys/resource.h sys/wait.h unistd.h)
+set(headers_of_tool/commands/AccountsNotLoaded_test.cc wordexp.h)
 set(headers_of_tool/fleet/ResultsWriter.cc fcntl.h sys/file.h sys/stat.h unistd.h)
 set(headers_of_examples/own_platform.cc signal.h stdlib.h sys/stat.h sys/wait.h unistd.h)
 set(headers_of_testing ${posix_headers} ${test_headers})

@@ -2,8 +2,8 @@
 // touched before it is known that the edit holds. It keeps migrations and other writers away from
 // the first look to the end, refuses settings that an edit would damage, keeps a backup of them,
 // saves, reads the file back to see that it holds what was meant, and then tells those who are to
-// be told. Accounts that the store does not load are edited in the list itself, and stay as they are
-// where others are edited.
+// be told. Accounts that the store does not load are edited in the list itself, and stay as they
+// are where others are edited.
 #pragma once
 
 #include <memory>
