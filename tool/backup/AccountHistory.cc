@@ -87,16 +87,24 @@ std::string_view legacyKeyOf(std::string_view step, std::string_view key) {
 
 class EventWriter {
  public:
-  EventWriter(Output& output, const std::optional<std::string>& key) : output_(output), key_(key) {}
+  EventWriter(Output& output, const EventDetail& detail) : output_(output), detail_(detail) {}
 
   void write(const AccountEvent& event) {
     if (event.entry != last_) {
-      output_.hanging("", "    ", historyLine(*event.entry), Colour::Bold);
+      output_.hanging("", "    ", historyLine(*event.entry, detail_.verbose), Colour::Bold);
     }
     last_ = event.entry;
     const Dictionary& change = *event.change;
     output_.hanging("  ", "      ", headline(change));
-    for (const Dictionary* each : keysOf(change, key_)) writeKey(change, *each);
+    const auto keys = keysOf(change, detail_.key);
+    const bool went = change.string(history::kFate) == history::kRemoved;
+    if (went && !detail_.key && !detail_.verbose && !keys.empty()) {
+      return output_.hanging(
+          "    ", "        ",
+          counted(keys.size(), "key", "keys") + " went with it; see " + detail_.verbosely,
+          Colour::Red);
+    }
+    for (const Dictionary* each : keys) writeKey(change, *each);
   }
 
  private:
@@ -143,7 +151,7 @@ class EventWriter {
   }
 
   Output& output_;
-  const std::optional<std::string>& key_;
+  const EventDetail& detail_;
   const Dictionary* last_ = nullptr;
 };
 
@@ -216,6 +224,15 @@ AccountHistory accountHistoryOf(const History& history, const std::string& accou
   return found;
 }
 
+const AccountEvent* removalIn(const AccountHistory& told) {
+  const auto last =
+      std::find_if(told.events.rbegin(), told.events.rend(), [](const AccountEvent& each) {
+        return each.change->string(history::kFate) != history::kChanged;
+      });
+  if (last == told.events.rend()) return nullptr;
+  return last->change->string(history::kFate) == history::kRemoved ? &*last : nullptr;
+}
+
 std::vector<AccountEvent> eventsOfFile(const History& history, const std::string& file) {
   std::vector<AccountEvent> events;
   forEachChange(history, [&](const Dictionary& entry, const Dictionary& change) {
@@ -234,8 +251,8 @@ UndoText undoWhereKept(OpenedRoot& device) {
 }
 
 void writeEvents(Output& output, const std::vector<AccountEvent>& events, const UndoText& undo,
-                 const std::optional<std::string>& key) {
-  EventWriter writer(output, key);
+                 const EventDetail& detail) {
+  EventWriter writer(output, detail);
   for (std::size_t i = 0; i < events.size(); ++i) {
     writer.write(events[i]);
     const bool isLast = i + 1 == events.size() || events[i + 1].entry != events[i].entry;

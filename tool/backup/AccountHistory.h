@@ -35,6 +35,8 @@ struct AccountHistory {
 // `key` alone counts where it is given, and what made the whole account come or go.
 [[nodiscard]] AccountHistory accountHistoryOf(const History& history, const std::string& account,
                                               const std::optional<std::string>& key = {});
+// That which took the account away and after which it never came back; nullptr where there is none.
+[[nodiscard]] const AccountEvent* removalIn(const AccountHistory& told);
 // What the history tells of a legacy file: which run took it over, or did not, and why.
 [[nodiscard]] std::vector<AccountEvent> eventsOfFile(const History& history,
                                                      const std::string& file);
@@ -44,8 +46,14 @@ using UndoText = std::function<std::string(const Dictionary& entry)>;
 // "undo with: COMMAND" where the run's backup is still there, else nothing. Throws Prevented where
 // the backups cannot be read. The device must outlive it.
 [[nodiscard]] UndoText undoWhereKept(OpenedRoot& device);
+// How much is told of each.
+struct EventDetail {
+  std::optional<std::string> key{};  // this one alone, where it is given
+  bool verbose = false;              // what an account held that went, too
+  std::string verbosely{};           // the command that tells so
+};
 void writeEvents(Output& output, const std::vector<AccountEvent>& events, const UndoText& undo,
-                 const std::optional<std::string>& key = {});
+                 const EventDetail& detail);
 [[nodiscard]] Array eventsForScripts(const std::vector<AccountEvent>& events,
                                      const std::optional<std::string>& key = {});
 

@@ -1,6 +1,7 @@
 // Backups, with what stands in the way told as a failure of the command.
 #include "tool/backup/BackupAccess.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -14,6 +15,12 @@ std::vector<FoundBackup> requireBackups(OpenedRoot& device) {
   Result<std::vector<FoundBackup>> found = findBackups(device.host());
   if (found) return std::move(found).value();
   throw Prevented("", found.error(), "only the user who migrated, and root, may read the backups");
+}
+
+bool hasBackup(OpenedRoot& device, const std::string& name) {
+  const std::vector<FoundBackup> found = requireBackups(device);
+  return std::any_of(found.begin(), found.end(),
+                     [&](const FoundBackup& each) { return each.name == name && each.manifest; });
 }
 
 bool isBackup(const std::string& directory) {

@@ -12,6 +12,9 @@ namespace accountsettings {
 // The root's backups, oldest first. Throws Prevented where they cannot be read.
 [[nodiscard]] std::vector<FoundBackup> requireBackups(OpenedRoot& device);
 
+// Whether one of them has this name. Throws Prevented as well.
+[[nodiscard]] bool hasBackup(OpenedRoot& device, const std::string& name);
+
 // For a backup's directory on this machine, wherever it lies.
 [[nodiscard]] bool isBackup(const std::string& directory);
 // Throws Prevented where the manifest cannot be read.

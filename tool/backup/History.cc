@@ -85,6 +85,12 @@ std::string stepsIn(const Dictionary& entry) {
   return steps.empty() ? "" : counted(steps.size(), "step", "steps");
 }
 
+std::string keysIn(const Dictionary& entry, bool all) {
+  constexpr std::size_t kFew = 3;
+  const StringList keys = stringListOf(entry.find(history::kKeys)).value_or(StringList());
+  return all || keys.size() <= kFew ? joined(keys, ", ") : counted(keys.size(), "key", "keys");
+}
+
 }  // namespace
 
 std::string historyPath() {
@@ -138,21 +144,28 @@ Dictionary runOf(const Dictionary& entry) {
   return run;
 }
 
-std::string historyLine(const Dictionary& entry) {
+std::string timeOf(const Dictionary& entry) {
   const PropertyList* time = entry.find(history::kTime);
   const auto seconds = time == nullptr ? std::nullopt : time->dateSeconds();
-  std::string text = seconds ? detail::formatDate(*seconds).value_or("?") : "?";
-  text += "  " + textUnder(entry, history::kCommand);
+  return seconds ? detail::formatDate(*seconds).value_or("?") : "?";
+}
+
+std::string userOf(const Dictionary& entry) {
+  return textUnder(entry, history::kUser) + " (" +
+         std::to_string(entry.integer(history::kUserIdentifier)) + ")";
+}
+
+std::string historyLine(const Dictionary& entry, bool namesAllKeys) {
+  std::string text = timeOf(entry) + "  by " + userOf(entry) + ", " +
+                     textUnder(entry, history::kToolVersion) + "  " +
+                     textUnder(entry, history::kCommand);
   append(text, " ", textUnder(entry, history::kAccount));
   append(text, " ", textUnder(entry, history::kRestored));
   append(text, " ", versionsIn(entry));
   append(text, ", ", stepsIn(entry));
-  if (const std::string keys = listUnder(entry, history::kKeys); !keys.empty()) text += ": " + keys;
+  append(text, ": ", keysIn(entry, namesAllKeys));
   append(text, ", ", textUnder(entry, history::kOutcome));
   append(text, ", pruned ", listUnder(entry, history::kPruned));
-  text += "  by " + textUnder(entry, history::kUser) + " (" +
-          std::to_string(entry.integer(history::kUserIdentifier)) + "), " +
-          textUnder(entry, history::kToolVersion);
   return text;
 }
 

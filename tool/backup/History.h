@@ -55,7 +55,11 @@ struct History {
 // What an entry tells of the run as a whole, without the changes of accounts.
 [[nodiscard]] Dictionary runOf(const Dictionary& entry);
 
-// One line for people, without the way to undo it.
-[[nodiscard]] std::string historyLine(const Dictionary& entry);
+// When, and by whom: "2026-11-22T04:30:55Z" and "root (0)".
+[[nodiscard]] std::string timeOf(const Dictionary& entry);
+[[nodiscard]] std::string userOf(const Dictionary& entry);
+// One line for people, without the way to undo it. Of more than a few keys the number is told, but
+// where `namesAllKeys` says so.
+[[nodiscard]] std::string historyLine(const Dictionary& entry, bool namesAllKeys = false);
 
 }  // namespace accountsettings

@@ -111,7 +111,8 @@ void AddCommand::describe(OptionSet& options) {
   options.text("--name", name_, "NAME", "Its display name");
   options.text("--username", username_, "NAME", "Its user name");
   options.list("--enable", enabled_, "DATACLASS", "A data class to enable (may be repeated)");
-  options.text("--properties", file_, "FILE", "A property list with more of its properties");
+  options.text("--properties", file_, "FILE",
+               "A property list, or JSON, with more of its properties");
   edit_.describe(options);
   options.example(
       "accountsettings add Mail IMAPAccount --name Work --username ann --enable Mail --root device",
@@ -125,12 +126,13 @@ void AddCommand::describe(OptionSet& options) {
 Dictionary AddCommand::properties() const {
   Dictionary properties;
   if (file_) {
-    const PropertyList read = readPropertyListFile(*file_);
-    if (!read.dictionary()) {
-      throw Prevented(*file_, "it holds no dictionary", "give an account's properties",
-                      FailureCode::Unreadable);
+    const Result<PropertyList> read = propertyListOrJsonIn(readFile(*file_));
+    const std::string advice = "give an account's properties, as a property list or as JSON";
+    if (!read) throw Prevented(*file_, read.error().message, advice, FailureCode::Unreadable);
+    if (!read->dictionary()) {
+      throw Prevented(*file_, "it holds no dictionary", advice, FailureCode::Unreadable);
     }
-    properties = *read.dictionary();
+    properties = *read->dictionary();
   }
   properties.set(kAccountType, PropertyList(type_));
   properties.set(kAccountClass, PropertyList(class_));

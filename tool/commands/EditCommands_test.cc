@@ -339,6 +339,21 @@ TEST(EditedIdentifier, MayBeOfAnyCaseOrTheBeginningOfOne) {
   EXPECT_EQ(get("abd").out, "New\n");
 }
 
+TEST_F(Edit, AddTakesThePropertiesAsJsonToo) {
+  std::ofstream(root.at("/more.json"))
+      << R"({"PortNumber": 143, "Since": {"$date": "2001-01-01T00:00:10Z"}})";
+  ASSERT_EQ(run({"add", "Mail", "IMAPAccount", "--properties", root.at("/more.json")}).status, 0);
+  EXPECT_EQ(root.account(3).get("PortNumber"), PropertyList(143));
+  EXPECT_EQ(root.account(3).get("Since"), PropertyList::date(10));
+  std::ofstream(root.at("/more.json")) << R"({"PortNumber": 1)";
+  const ToolResult torn =
+      run({"add", "Mail", "IMAPAccount", "--properties", root.at("/more.json")});
+  EXPECT_EQ(torn.status, 3);
+  EXPECT_NE(torn.err.find("give an account's properties, as a property list or as JSON"),
+            std::string::npos)
+      << torn.err;
+}
+
 TEST_F(Edit, RefusesASecondAccountWithTheSameIdentifier) {
   root.put("/more.plist", Dictionary{{"Identifier", "C"}});
   expectRefused({"add", "Mail", "IMAPAccount", "--properties", root.at("/more.plist")}, 3,

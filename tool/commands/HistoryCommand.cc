@@ -20,11 +20,11 @@ namespace accountsettings {
 namespace {
 
 // What was done, and how each is undone where its backup is still there.
-void writeEntries(Output& output, OpenedRoot& device, const History& known) {
+void writeEntries(Output& output, OpenedRoot& device, const History& known, bool verbose) {
   const UndoText undo = undoWhereKept(device);
   if (!known.entries.empty()) output.line("What was done to " + device.options().root + ":");
   for (const Dictionary& entry : known.entries) {
-    output.hanging("  ", "      ", historyLine(entry));
+    output.hanging("  ", "      ", historyLine(entry, verbose));
     const std::string text = undo(entry);
     if (!text.empty()) output.line("      " + text);
   }
@@ -42,6 +42,8 @@ void HistoryCommand::describe(OptionSet& options) {
       "An account's identifier, now or before, or the beginning of one, or its name; all "
       "that was done where left out. A directory is taken for the --root");
   options.argument("KEY", key_, "Only what changed this key of the account");
+  options.flag("-v,--verbose", verbose_,
+               "Name all keys that an edit changed, and tell what an account held that went");
   options.example(
       "accountsettings history --root old",
       "Lists what was done, and every migration that left a backup or a record, oldest first.");
@@ -75,7 +77,8 @@ ExitStatus HistoryCommand::tellAccount(Output& output, OpenedRoot& device) const
     return status;
   }
   output.paragraph("", "Account " + joined(told.identifiers, ", "), Colour::Bold);
-  writeEvents(output, told.events, undoWhereKept(device), key_);
+  writeEvents(output, told.events, undoWhereKept(device),
+              {key_, verbose_, device.commandLine({"history", account, "-v"})});
   if (told.events.empty()) {
     output.paragraph("", (told.incomplete > 0 ? "The history keeps no change of "
                                               : "No run that the history tells of changed ") +
@@ -89,7 +92,7 @@ ExitStatus HistoryCommand::tellAccount(Output& output, OpenedRoot& device) const
   return status;
 }
 
-ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) {
+ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) const {
   const std::vector<FoundBackup> backups = requireBackups(device);
   const std::vector<RecordFile> records = findRecordFiles(device.files());
   const History known = requireHistory(device);
@@ -103,8 +106,8 @@ ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) {
   if (backups.empty() && records.empty() && known.entries.empty()) {
     output.line("Nothing is known of what was done to " + device.options().root + ".");
   }
-  writeEntries(output, device, known);
-  if (!backups.empty()) output.line("Migrations, from their backups:");
+  writeEntries(output, device, known, verbose_);
+  if (!backups.empty()) output.line("Backups, and what was done when each was kept:");
   for (const FoundBackup& each : backups) writeBackup(output, each, "  ");
   if (!records.empty())
     output.line("Records in " + output.fitPath(migrationRecordsDirectory(), 12) + ":");

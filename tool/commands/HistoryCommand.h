@@ -17,11 +17,12 @@ class HistoryCommand : public Command {
   ExitStatus run(Session& session) override;
 
  private:
-  static ExitStatus tellAll(Output& output, OpenedRoot& device);
+  [[nodiscard]] ExitStatus tellAll(Output& output, OpenedRoot& device) const;
   [[nodiscard]] ExitStatus tellAccount(Output& output, OpenedRoot& device) const;
 
   std::optional<std::string> account_;
   std::optional<std::string> key_;
+  bool verbose_ = false;
 };
 
 }  // namespace accountsettings

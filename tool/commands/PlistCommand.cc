@@ -24,7 +24,7 @@ PropertyList readAnyForm(const std::string& file) {
   if (bytes.empty())
     throw Prevented(name, "it is empty, not a property list", "check the path",
                     FailureCode::Unreadable);
-  Result<PropertyList> value = formOf(bytes) ? propertyListIn(bytes) : fromJson(asText(bytes));
+  Result<PropertyList> value = propertyListOrJsonIn(bytes);
   if (!value) {
     throw Prevented(
         name, value.error().message,

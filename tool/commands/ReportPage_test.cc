@@ -113,6 +113,26 @@ TEST_F(ReportPage, TellsWhatCameAndWentSinceTheMigration) {
   EXPECT_NE(html.find("gone since"), std::string::npos);
 }
 
+TEST_F(ReportPage, TellsOfTheMigrationAgainWhereItsUndoingIsUndone) {
+  root.putSettings(6, {hostedAccount(), mailAccount("plain")});
+  migrate();
+  const std::string migrated = page();
+  const auto restore = [&](std::vector<std::string> words) {
+    words.insert(words.begin(), "restore");
+    words.insert(words.end(), {"--root", root.path(), "--json"});
+    return documentIn(runTool(std::move(words)).out).string("kept").value_or("");
+  };
+  const std::string undo(restore({}));
+  const std::string of = "Before is what the backup ";
+  ASSERT_NE(migrated.find(of), std::string::npos);
+  EXPECT_EQ(page().find(of), std::string::npos) << "nothing is migrated there";
+  ASSERT_NE(restore({undo}), "");
+  const std::string line = migrated.substr(migrated.find(of), of.size() + 40);
+  EXPECT_NE(page().find(line), std::string::npos) << "of the same backup";
+  ASSERT_EQ(runTool({"set", "plain", "X", "1", "--root", root.path()}).status, 0);
+  EXPECT_NE(page().find(line), std::string::npos) << "after an edit, too";
+}
+
 TEST_F(ReportPage, TellsWhatWasDroppedWithTheRule) {
   const std::string device = directory.path() / "device";
   ASSERT_EQ(runTool({"sample", device, "--release", "oldest"}).status, 0);

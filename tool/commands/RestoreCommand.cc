@@ -354,14 +354,15 @@ void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManife
   if (const std::size_t same = restored.steps.size() - filesToChange(restored.steps); same > 0) {
     output.line("  " + counted(same, "file is as it was", "files are as they were"));
   }
-  showWhatGoes(output, restored);
+  showWhatGoes(output, device, restored);
   if (dryRun_) output.line("Nothing was touched.");
   if (restored.backup) writeUndo(output, device, *restored.backup);
   output.explainCuts("--json gives all of it");
 }
 
 // What is lost with what is replaced, but for its backup.
-void RestoreCommand::showWhatGoes(Output& output, const Restored& restored) const {
+void RestoreCommand::showWhatGoes(Output& output, OpenedRoot& device,
+                                  const Restored& restored) const {
   constexpr std::size_t kMostShown = 5;
   const std::string_view goes = dryRun_ ? "would be" : "was";
   if (restored.changedByOthers) {
@@ -380,8 +381,8 @@ void RestoreCommand::showWhatGoes(Output& output, const Restored& restored) cons
     output.hanging("  ", "      ", historyLine(undone[i]));
   }
   if (undone.size() > kMostShown) {
-    output.line("  and " + std::to_string(undone.size() - kMostShown) +
-                " more before these: 'accountsettings history' tells them");
+    output.line("  and " + std::to_string(undone.size() - kMostShown) + " more before these: see " +
+                device.commandLine({"history"}));
   }
 }
 

@@ -31,7 +31,7 @@ class RestoreCommand : public Command {
                                  const BackupManifest& manifest) const;
   void show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
             const Restored& restored) const;
-  void showWhatGoes(Output& output, const Restored& restored) const;
+  void showWhatGoes(Output& output, OpenedRoot& device, const Restored& restored) const;
   void showThatNothingIsToDo(Output& output, OpenedRoot& device,
                              const BackupManifest& manifest) const;
   void showForScripts(Output& output, OpenedRoot& device, const BackupManifest& manifest,

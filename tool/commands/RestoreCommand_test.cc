@@ -575,14 +575,36 @@ TEST_F(History, TellsWhatWasDoneByWhomAndHowToUndoIt) {
 
   const std::string out = run("history").out;
   EXPECT_EQ(out.find("What was done to " + root_.path() + ":\n"), 0U) << out;
-  EXPECT_NE(out.find("  migrate from version 9 to 12, 3 steps, done  by "), std::string::npos)
-      << out;
+  EXPECT_NE(out.find("Z  by "), std::string::npos) << out;
+  EXPECT_NE(out.find("  migrate from version 9 to 12, 3 steps, done\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("  set A: Password\n"), std::string::npos) << out;
   EXPECT_NE(out.find("undo with: accountsettings restore --root " + root_.path() + " " + restored),
             std::string::npos);
   EXPECT_EQ(out.find("undo with: accountsettings restore --root " + root_.path() + " " + migration +
                      "\n"),
             std::string::npos)
       << "that backup is gone";
+}
+
+TEST_F(History, OfARemovedAccountNamesTheKeysWhenAsked) {
+  root_.putSettings(12, {mailAccount("A"), mailAccount("B")});
+  ASSERT_EQ(run("remove", {"A"}).status, 0);
+  const auto keys = std::to_string(mailAccount("A").size()) + " keys";
+  EXPECT_NE(run("history").out.find("  remove A: " + keys + "\n"), std::string::npos)
+      << run("history").out;
+  const std::string all = run("history", {"-v"}).out;
+  EXPECT_NE(all.find("  remove A: "), std::string::npos);
+  EXPECT_NE(all.find("Username"), std::string::npos) << all;
+
+  const std::string folded = run("history", {"A"}).out;
+  EXPECT_NE(folded.find("    " + keys + " went with it; see accountsettings history --root " +
+                        root_.path() + " A -v\n"),
+            std::string::npos)
+      << folded;
+  EXPECT_NE(run("history", {"A", "-v"}).out.find("    - Username: \"user-A\"\n"), std::string::npos)
+      << run("history", {"A", "-v"}).out;
+  EXPECT_NE(run("history", {"A", "Username"}).out.find("    - Username: \"user-A\"\n"),
+            std::string::npos);
 }
 
 TEST_F(History, TellsNothingOfWhatChangedNothing) {
@@ -712,7 +734,7 @@ TEST_F(Restore, HistoryTellsVersionsAndSteps) {
             Dictionary{{"RSSaveMigrationInformation", true}});
   ASSERT_EQ(run("migrate").status, 0);
   const ToolResult result = run("history");
-  EXPECT_NE(result.out.find("Migrations, from their backups:\n  " + backup() +
+  EXPECT_NE(result.out.find("Backups, and what was done when each was kept:\n  " + backup() +
                             "  from version 9, 3 steps (9A182 to 9B176), 1 file kept\nRecords in "),
             std::string::npos)
       << result.out;

@@ -11,6 +11,7 @@
 #include "migration/MigrationPaths.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/backup/AccountHistory.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/HistoryChanges.h"
 #include "tool/frame/KnownPresence.h"
@@ -52,6 +53,7 @@ struct Answer {
   std::string reason;  // of a state that is not good; empty where nobody knows
   Findings findings;
   std::vector<AccountEvent> events;
+  std::string undo;  // the command that brings a lost account back; empty where none does
 };
 
 // What is known of the device.
@@ -221,17 +223,46 @@ std::optional<Answer> aboutDescribed(const Known& known, const std::string& acco
   return std::nullopt;
 }
 
+// What took the account away, when and by whom.
+std::string goneBy(const Dictionary& run) {
+  const std::string command(run.string(history::kCommand).value_or(""));
+  const std::string who = userOf(run) + ", at " + timeOf(run);
+  if (command == "migrate") return "a migration dropped it, run by " + who;
+  if (command == "restore") {
+    return "backup " + std::string(run.string(history::kRestored).value_or("")) +
+           ", which lacks it, was put back by " + who;
+  }
+  return "the command '" + command + "' took it away, run by " + who;
+}
+
+// Why the account went: by which rule of a migration. A restore may have brought about again what
+// that did.
+std::string ruleThatDropped(const AccountHistory& told) {
+  std::string rule;
+  for (const AccountEvent& each : told.events) {
+    if (each.change->string(history::kFate) != history::kRemoved) continue;
+    const std::string now(each.change->string(history::kRule).value_or(""));
+    const bool isRestored = each.entry->string(history::kCommand) == "restore";
+    if (!now.empty() || !isRestored) rule = now;
+  }
+  return rule;
+}
+
 Answer aboutGone(const Known& known, const std::string& account) {
   Answer answer;
   answer.state = State::Gone;
   const AccountHistory told = accountHistoryOf(known.history, account);
   answer.events = told.events;
-  for (const AccountEvent& each : told.events) {
-    if (each.change->string(history::kFate) == history::kRemoved) {
-      answer.reason = each.change->string(history::kRule).value_or("");
+  answer.text = "Account " + account + " is not on the device any more";
+  if (const AccountEvent* removal = removalIn(told)) {
+    answer.reason = ruleThatDropped(told);
+    answer.text += ": " + goneBy(*removal->entry);
+    const auto backup = removal->entry->string(history::kBackup);
+    if (backup && hasBackup(known.device, std::string(*backup))) {
+      answer.undo = known.device.commandLine({"restore", std::string(*backup)});
     }
   }
-  answer.text = withReason("Account " + account + " is not on the device any more", answer.reason);
+  answer.text = withReason(answer.text, answer.reason);
   return answer;
 }
 
@@ -289,11 +320,14 @@ ExitStatus WhyCommand::run(Session& session) {
                         {"findings", findingsForScripts(answer.findings, shown)},
                         {"events", eventsForScripts(answer.events)}};
     if (!answer.reason.empty()) document.set("reason", answer.reason);
+    if (!answer.undo.empty()) document.set("undo", answer.undo);
     output.document("why", document);
   } else {
     output.paragraph("", answer.text, Colour::Bold);
     writeFindings(output, answer.findings, shown);
-    writeEvents(output, answer.events, undoWhereKept(*device));
+    if (!answer.undo.empty()) output.line("Bring it back with: " + answer.undo);
+    writeEvents(output, answer.events, undoWhereKept(*device),
+                {.verbosely = device->commandLine({"history", subject_, "-v"})});
   }
   return isGood(answer.state) ? ExitStatus::Done : ExitStatus::No;
 }

@@ -93,6 +93,53 @@ TEST_F(Why, AnAccountIsGone) {
   EXPECT_NE(text.find("  remove A"), std::string::npos) << text;
 }
 
+TEST_F(Why, AnAccountThatIsGoneComesBackByTheCommandThatIsTold) {
+  root_.putSettings(12, {mailAccount("A"), mailAccount("B")});
+  ASSERT_EQ(run({"remove", "A"}).status, 0);
+  ASSERT_EQ(run({"set", "B", "DisplayName", "Other"}).status, 0);
+  ask("A");
+  const std::string told(answer_.string("answer").value_or(""));
+  EXPECT_EQ(told.find("Account A is not on the device any more: the command 'remove' took it away, "
+                      "run by "),
+            0U)
+      << told;
+  EXPECT_NE(told.find("Z."), std::string::npos) << "when: " << told;
+  const std::string undo(answer_.string("undo").value_or(""));
+  EXPECT_NE(run({"why", "A"}).out.find("Bring it back with: " + undo + "\n"), std::string::npos);
+  const std::string begin = "accountsettings restore --root " + root_.path() + " ";
+  ASSERT_EQ(undo.find(begin), 0U) << undo;
+  const std::string backup = undo.substr(begin.size());
+  ASSERT_EQ(run({"restore", backup}).status, 0);
+  ask("A");
+  EXPECT_EQ(answer_.string("state"), "loaded");
+
+  ASSERT_EQ(run({"restore", "--prune", backup}).status, 0);
+  root_.putSettings(12, {mailAccount("B")});  // by a program
+  ask("A");
+  EXPECT_EQ(answer_.string("answer"), "Account A is not on the device any more.");
+  EXPECT_FALSE(answer_.contains("undo")) << "that run did not take it away this time";
+}
+
+TEST_F(Why, TheRuleIsToldAgainWhereTheUndoingOfAMigrationIsUndone) {
+  root_.putSettings(
+      2, {mailAccount("A"),
+          Dictionary{{"Identifier", "PIGEON"}, {"Type", "Pigeon"}, {"Class", "Pigeon"}}});
+  ASSERT_EQ(run({"migrate", "--accept-loss"}).status, 0);
+  ask("PIGEON");
+  const auto reason = answer_.get("reason");
+  const Dictionary undone = documentIn(run({"restore", "--json"}).out);
+  ask("PIGEON");
+  EXPECT_NE(answer_.string("state"), "gone");
+  const std::string again(undone.string("kept").value_or(""));
+  ASSERT_EQ(run({"restore", again}).status, 0);
+  ask("PIGEON");
+  EXPECT_EQ(answer_.string("state"), "gone");
+  EXPECT_EQ(answer_.get("reason"), reason);
+  EXPECT_NE(std::string(answer_.string("answer").value_or(""))
+                .find("backup " + again + ", which lacks it, was put back by "),
+            std::string::npos);
+}
+
 TEST_F(Why, ALegacyFileIsNotConvertedAndWasNot) {
   putLegacyMail({kGoodDescription, kBadDescription});
   const std::string reason =

@@ -12,6 +12,7 @@
 #include "host/NamedFile.h"
 #include "plist/Reader.h"
 #include "tool/frame/Errors.h"
+#include "tool/frame/Json.h"
 
 namespace accountsettings {
 
@@ -127,6 +128,11 @@ Result<PropertyList> propertyListIn(const Bytes& bytes) {
   Result<PropertyList> value = readPropertyList(bytes);
   if (value || !isCutOff(bytes)) return value;
   return Error{"it is probably cut off, " + value.error().message, value.error().code};
+}
+
+Result<PropertyList> propertyListOrJsonIn(const Bytes& bytes) {
+  if (formOf(bytes)) return propertyListIn(bytes);
+  return fromJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 PropertyList readPropertyListFile(const std::string& path) {

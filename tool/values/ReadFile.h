@@ -17,6 +17,9 @@ namespace accountsettings {
 // before it names the place.
 [[nodiscard]] Result<PropertyList> propertyListIn(const Bytes& bytes);
 
+// The same, or the value of a JSON text.
+[[nodiscard]] Result<PropertyList> propertyListOrJsonIn(const Bytes& bytes);
+
 // The property list in the file. Throws Prevented, naming the place in the file where it is
 // malformed.
 [[nodiscard]] PropertyList readPropertyListFile(const std::string& path);
