@@ -49,6 +49,17 @@ TEST(XmlReaderTest, ReadsEachKindOfValue) {
               PropertyList(Dictionary{{"k", Dictionary{}}}));
 }
 
+TEST(XmlReaderTest, ADateIsADayATimeAndTheLetterOfUniversalTime) {
+  EXPECT_TRUE(valueOf("<date>2000-12-31T23:59:59Z</date>") == PropertyList::date(-1));
+  for (const char* text :
+       {"2001-01-02T00:00:01", "2001-01-02T00:00:01z", "2001-01-02T00:00:01ZZ",
+        "2001-01-02T00:00:01+00:00", "2001-01-02", "2001-13-01T00:00:00Z", "2001-02-29T00:00:00Z",
+        "2001-01-01T24:00:00Z", "0000-01-01T00:00:00Z"}) {
+    EXPECT_EQ(errorOnLine3("<date>" + std::string(text) + "</date>"),
+              "line 3: date that cannot be read: \"" + std::string(text) + '"');
+  }
+}
+
 TEST(XmlReaderTest, RealsOutOfRangeAreZeroOrRefused) {
   EXPECT_TRUE(valueOf("<real>1e-400</real>") == PropertyList(0.0));
   EXPECT_TRUE(valueOf("<real>-1e-400</real>") == PropertyList(-0.0));
@@ -102,6 +113,23 @@ TEST(XmlReaderTest, AnEncodingThatTheBytesBelieIsNotBelieved) {
   EXPECT_TRUE(readText("<?xml version='1.0' encoding='UTF-16'?><plist><true/></plist>").ok());
   EXPECT_EQ(errorOf("<?xml version='1.0' encoding='EBCDIC'?><plist><true/></plist>"),
             "line 1: unknown encoding");
+}
+
+TEST(XmlReaderTest, ReadsWideCharactersInEitherByteOrder) {
+  // A letter of the basic plane whose bytes differ, and one beyond it.
+  const std::u16string text = u"<plist><string>\u0416\U0001F600</string></plist>";
+  for (const bool isBigEndian : {false, true}) {
+    std::string bytes;
+    for (const char16_t unit : text) {
+      const auto high = static_cast<char>(unit >> 8);
+      const auto low = static_cast<char>(unit & 0xFF);
+      bytes += isBigEndian ? high : low;
+      bytes += isBigEndian ? low : high;
+    }
+    const auto value = readText(bytes);
+    ASSERT_TRUE(value.ok()) << value.error().message;
+    EXPECT_TRUE(*value == PropertyList("\u0416\U0001F600"));
+  }
 }
 
 TEST(XmlReaderTest, CountsLinesInEveryLineEnd) {

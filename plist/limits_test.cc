@@ -159,6 +159,23 @@ TEST(LimitsTest, ReadingAndWritingSettingsTakesAtMostSixTimesTheFile) {
   EXPECT_EQ(written, bytes);
 }
 
+TEST(LimitsTest, WhatGoesGivesBackAllItsMemory) {
+  if (!countsAllocations()) GTEST_SKIP() << "a sanitizer replaces the allocator";
+  const auto nested = [] {
+    PropertyList value("leaf");
+    for (int i = 0; i < 20; ++i) {
+      value = Array{"before", value, Dictionary{{"left", i}, {"inside", value}, {"right", "x"}}};
+    }
+    return value;
+  };
+  const PeakMemory once;
+  (void)nested();
+  const std::size_t one = once.bytes();
+  const PeakMemory often;
+  for (int i = 0; i < 100; ++i) (void)nested();
+  EXPECT_LE(often.bytes(), 2 * one);
+}
+
 // Each of `levels` arrays holds the next one twice.
 PropertyList bomb(std::size_t levels, const char* leaf) {
   PropertyList value(leaf);

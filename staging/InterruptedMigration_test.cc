@@ -199,6 +199,29 @@ TEST_F(InterruptedMigrationTest, ALegacyFileThatIsAsKeptGoesWhenTheRestIsDone) {
   EXPECT_EQ(endedHow(name), "completed");
 }
 
+TEST_F(InterruptedMigrationTest, TheJournalOfARunWithoutBackupGoesWithItsEnd) {
+  for (const bool holdsOthersFile : {false, true}) {
+    makeDevice();
+    putSettings(3);
+    putLegacyFiles();
+    const std::string exchange = device.read(kExchange);
+    ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+    const std::string name = reopen(true);
+    device.write(kExchange, exchange);
+    const std::string letter = std::string(kBackups) + "/" + name + "/letter";
+    if (holdsOthersFile) device.write(letter, "dear");
+    const MigrationOutcome outcome = migrate();
+    EXPECT_EQ(outcome.kind, Kind::Completed) << outcome.problem;
+    if (holdsOthersFile) {
+      EXPECT_THAT(outcome.warnings, ElementsAre(HasSubstr("letter")));
+      EXPECT_EQ(device.read(letter), "dear");
+    } else {
+      EXPECT_THAT(outcome.warnings, IsEmpty());
+      EXPECT_FALSE(has((std::string(kBackups) + "/" + name).c_str()));
+    }
+  }
+}
+
 TEST_F(InterruptedMigrationTest, WithoutTheSentinelThatItFoundTheLegacyFilesStay) {
   for (const bool temporary : {false, true}) {
     makeDevice();

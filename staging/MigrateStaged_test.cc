@@ -286,6 +286,28 @@ TEST_F(MigrateStaged, ACopyARecordAndAMarkerThatFailAreWarningsAtMost) {
   EXPECT_EQ(dictionaryAt(device.path(kSettings))->get("Version"), PropertyList(12));
 }
 
+// The file system of the logs became read-only.
+TEST_F(MigrateStaged, ACopyThatCannotBeWrittenIsToldAndDoesNoHarm) {
+  AS_NEEDS_ROOT();
+  putSettings(3);
+  const fs::path logs = fs::path(device.path(kCopy)).parent_path();
+  bool isReadOnly = false;
+  StagedMigrationOptions options;
+  options.judge = [&](StagedMigration&) {
+    const char* const at = logs.c_str();
+    isReadOnly = ::mount(at, at, nullptr, MS_BIND, nullptr) == 0 &&
+                 ::mount(nullptr, at, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
+    return isReadOnly;
+  };
+  const MigrationOutcome outcome = migrate(options);
+  ::umount2(logs.c_str(), MNT_DETACH);
+  if (!isReadOnly) GTEST_SKIP() << "this process may mount nothing";
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(outcome.warnings, ElementsAre(AllOf(HasSubstr("not done, without harm"),
+                                                  HasSubstr("Logs/CrashReporter"))));
+  EXPECT_EQ(dictionaryAt(device.path(kSettings))->get("Version"), PropertyList(12));
+}
+
 TEST_F(MigrateStaged, WhatNoBackupCanHoldIsNotRemoved) {
   putSettings(3);
   putLegacyFiles();

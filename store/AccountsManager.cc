@@ -17,7 +17,6 @@ AccountsManager::~AccountsManager() {
   contents_->topLevel.clear();
   contents_->ordered.assign({});
   contents_->children.clear();
-  contents_->originals.clear();
   contents_->runtimeFixers.clear();
 }
 

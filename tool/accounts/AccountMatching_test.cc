@@ -132,6 +132,7 @@ TEST(AccountMatching, PassesOverWhatIsNoAccount) {
   EXPECT_EQ(matched({1, account("A"), "x"}, {account("A"), 1}), "1>0");
   EXPECT_EQ(accountAt(Array{1}, {0}), nullptr);
   EXPECT_EQ(accountAt(Array{account("A")}, {0, 0}), nullptr);
+  EXPECT_EQ(accountAt(Array(), {0, 0}), nullptr);
   EXPECT_EQ(accountAt(Array{account("A")}, {1}), nullptr);
 }
 

@@ -175,9 +175,15 @@ TEST_F(AccountHistory, OfVeryManyChangesKeepsSomeOfEachStepAndSaysThatThereWereM
 TEST_F(AccountHistory, AnAccountThatNothingChangedAndOneThatNobodyKnows) {
   root_.putSettings(12, {mailAccount("A"), mailAccount("B")});
   ASSERT_EQ(run({"set", "A", "X", "1"}).status, 0);
-  EXPECT_EQ(run({"history", "B"}).status, 1);
-  EXPECT_EQ(run({"history", "A", "Y"}).status, 1);
-  EXPECT_EQ(run({"history", "A", "X"}).status, 0);
+  const ToolResult unchanged = run({"history", "B"});
+  EXPECT_EQ(unchanged.status, 1);
+  EXPECT_EQ(unchanged.out, "Account B\nNo run that the history tells of changed it.\n");
+  const ToolResult otherKey = run({"history", "A", "Y"});
+  EXPECT_EQ(otherKey.status, 1);
+  EXPECT_NE(otherKey.out.find("changed its \"Y\".\n"), std::string::npos) << otherKey.out;
+  const ToolResult changed = run({"history", "A", "X"});
+  EXPECT_EQ(changed.status, 0);
+  EXPECT_EQ(changed.out.find("No run"), std::string::npos) << changed.out;
   const ToolResult unknown = run({"history", "C"});
   EXPECT_EQ(unknown.status, 3);
   EXPECT_NE(unknown.err.find("account 'C': neither the device nor its history knows it"),

@@ -707,6 +707,23 @@ TEST_F(Prune, LeavesTheNewestAndTheOldestOfEachVersion) {
             std::string::npos);
 }
 
+TEST_F(Prune, WaitsForAMigrationUnderWayUnlessItOnlyRehearses) {
+  migrateOverAndOver(3);
+  const std::size_t all = backups().size();
+  root_.putText(ToolRoot::kLock, "");
+  const int lock = ::open(root_.at(ToolRoot::kLock).c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  EXPECT_EQ(run("restore", {"--prune", "--keep", "1", "--dry-run"}).status, 0);
+  auto pruning = std::async(std::launch::async, [&] {
+    return run("restore", {"--prune", "--keep", "1"});
+  });
+  EXPECT_EQ(pruning.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+  EXPECT_EQ(backups().size(), all);
+  ::close(lock);
+  EXPECT_EQ(pruning.get().status, 0);
+  EXPECT_LT(backups().size(), all);
+}
+
 TEST_F(Prune, RemovesANamedBackupWhateverItIs) {
   migrateOverAndOver(1);
   const std::vector<std::string> all = backups();

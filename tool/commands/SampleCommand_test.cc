@@ -90,9 +90,22 @@ TEST_F(Sample, TheCurrentDeviceHasADozenAccountsOfManyTypesAndACloudAccountWithC
 }
 
 TEST_F(Sample, LegacyDevicesHoldDozensOfDescriptions) {
-  EXPECT_EQ(sampleLegacyMail().array("MailAccounts")->size(), 24U);
-  EXPECT_EQ(sampleLegacyMail().array("DeliveryAccounts")->size(), 3U);
-  EXPECT_EQ(sampleLegacyExchange().array("DAAccountsKey")->size(), 12U);
+  const Dictionary mail = sampleLegacyMail();
+  const Dictionary exchange = sampleLegacyExchange();
+  EXPECT_EQ(mail.array("MailAccounts")->size(), 24U);
+  EXPECT_EQ(mail.array("DeliveryAccounts")->size(), 3U);
+  EXPECT_EQ(exchange.array("DAAccountsKey")->size(), 12U);
+  for (const Array* list : {mail.array("MailAccounts"), mail.array("DeliveryAccounts"),
+                            exchange.array("DAAccountsKey")}) {
+    for (const PropertyList& each : *list) {
+      EXPECT_TRUE(each.dictionary()->contains("X-Note")) << "keys that no part of the system knows";
+    }
+  }
+}
+
+TEST_F(Sample, EveryProgramMayMakeItsLock) {
+  ASSERT_EQ(runTool({"sample", root()}).status, 0);
+  EXPECT_EQ(fs::status(root() + "/tmp").permissions(), fs::perms::all | fs::perms::sticky_bit);
 }
 
 TEST_F(Sample, NamesWhatItWrote) {

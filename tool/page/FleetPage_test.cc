@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <map>
 
 #include "testing/TemporaryDirectory.h"
 
@@ -140,6 +141,33 @@ TEST(FleetPage, EscapesWhateverTheResultsHold) {
   EXPECT_EQ(html.find("\xe2\x80\xae"), std::string::npos);
   EXPECT_NE(html.find("&lt;/script&gt;&lt;script&gt;&quot;&#39;&gt;{{x}}\\u202e"),
             std::string::npos);
+}
+
+TEST(FleetPage, TellsWhatAllDevicesComeTo) {
+  std::vector<FleetDevice> devices;
+  for (int i = 1; i <= 101; ++i) {
+    DeviceResult result = resultOf("/" + std::to_string(i));
+    result.took = i * 1ms;
+    result.accountsBefore = 3;
+    result.bytes = 100;
+    result.losses = DeviceResult::Losses{.accounts = i == 7 ? 2U : 0U};
+    devices.push_back({result, ""});
+  }
+  const std::string html = pageOf(devices);
+  for (const auto& [name, value] :
+       std::map<std::string, std::string>{{"Devices", "101"},
+                                          {"Accounts found", "303"},
+                                          {"Accounts dropped", "2"},
+                                          {"Bytes read", "10100"},
+                                          {"Median time", "51.0 ms"},
+                                          {"95 % took at most", "96.0 ms"},
+                                          {"Longest", "101 ms"},
+                                          {"All together", "5151 ms"}}) {
+    EXPECT_NE(html.find("<dt>" + name + "</dt><dd>" + value + "</dd>"), std::string::npos) << name;
+  }
+  // The longest bar fills its picture.
+  EXPECT_NE(html.find("viewBox=\"0 0 1000 10\""), std::string::npos);
+  EXPECT_NE(html.find("H1000V"), std::string::npos);
 }
 
 TEST(FleetPage, LoadsNothing) {

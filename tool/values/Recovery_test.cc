@@ -111,6 +111,16 @@ TEST(Recovery, OfManyObjectsTheSizeOfReferencesIsFound) {
   EXPECT_GT(recovered->cutOff, 100U);
 }
 
+TEST(Recovery, TellsHowManyValuesAreMissing) {
+  // The dictionary, its two keys and the first value are there; the other value is not.
+  const Bytes cut = {'b',  'p',  'l',  'i',  's', 't',  '0', '0',  0xD2, 0x01,
+                     0x02, 0x03, 0x04, 0x51, 'a', 0x51, 'b', 0x10, 0x07};
+  const auto recovered = recoverCutOff(cut);
+  ASSERT_TRUE(recovered.ok()) << recovered.error().message;
+  EXPECT_EQ(recovered->cutOff, 1U);
+  EXPECT_EQ(recovered->value, PropertyList(Dictionary{{"a", 7}, {"b", "…4"}}));
+}
+
 TEST(Recovery, OfAnXmlFileCutAtAnyByteHasWhatIsWhole) {
   const Dictionary original = settings(4);
   const Array& accounts = *original.array("Accounts");
