@@ -67,6 +67,12 @@ CommandFailure noneHas(const Criterion& criterion, const std::string& wanted,
 
 }  // namespace
 
+void AccountFilter::applyTo(AccountTree& tree) const {
+  const bool withFamily = types.empty() && classes.empty() && dataclasses.empty();
+  keepOnly(
+      tree.accounts, [&](const AccountNode& account) { return accepts(account); }, withFamily);
+}
+
 bool AccountFilter::accepts(const AccountNode& account) const {
   return std::all_of(kCriteria.begin(), kCriteria.end(), [&](const Criterion& criterion) {
     const std::vector<std::string>& wanted = this->*criterion.wanted;

@@ -18,6 +18,8 @@ struct AccountFilter {
   std::vector<std::string> dataclasses;  // with or without what all their names begin with
   std::vector<std::string> identifiers;  // beginnings
 
+  // Takes away all else. What is asked for by its identifier alone keeps its children.
+  void applyTo(AccountTree& tree) const;
   [[nodiscard]] bool accepts(const AccountNode& account) const;
   // The failure, with the status No, that tells which value no account of `trees` has, what there
   // is and what was perhaps meant, or that none has a value of each list. None where each value is

@@ -17,10 +17,6 @@ constexpr std::size_t kValueWidth = 72;
 constexpr std::size_t kNameWidth = 60;
 constexpr std::size_t kDetailsWidth = 300;
 
-std::string shortened(std::string_view text) {
-  return cutTo(text, kNameWidth);
-}
-
 // The properties that the first two lines of an account tell.
 constexpr std::array<std::string_view, 6> kToldProperties = {
     kAccountIdentifier,  kAccountType,     kAccountClass,
@@ -30,17 +26,9 @@ bool isTold(std::string_view key) {
   return std::find(kToldProperties.begin(), kToldProperties.end(), key) != kToldProperties.end();
 }
 
-std::string enabledText(const AccountNode& account) {
-  if (!account.enabled) return "";
-  if (account.enabled->empty()) return "nothing enabled";
-  std::vector<std::string_view> names;
-  for (const std::string& each : *account.enabled) names.push_back(shortDataclass(each));
-  return cutTo(joined(names, ", "), kDetailsWidth);
-}
-
 std::string detailsText(const AccountNode& account, bool withCount) {
   std::vector<std::string> parts;
-  if (!account.username.empty()) parts.push_back(shortened(account.username));
+  if (!account.username.empty()) parts.push_back(shortName(account.username));
   if (account.enabled) parts.push_back(enabledText(account));
   const auto more = std::count_if(account.properties.begin(), account.properties.end(),
                                   [](const auto& entry) { return !isTold(entry.key()); });
@@ -51,22 +39,22 @@ std::string detailsText(const AccountNode& account, bool withCount) {
 }
 
 std::vector<Output::Piece> headline(const Output& output, const AccountNode& account) {
-  Output::Piece title =
-      output.piece(Colour::Bold, account.type.empty() ? "(no type)" : shortened(account.type));
+  Output::Piece title = output.piece(account.isContext ? Colour::Dim : Colour::Bold,
+                                     account.type.empty() ? "(no type)" : shortName(account.type));
   if (!account.name.empty()) {
-    const auto name = output.piece(Colour::Plain, " \"" + shortened(account.name) + "\"");
+    const auto name = output.piece(Colour::Plain, " \"" + shortName(account.name) + "\"");
     title.shown += name.shown;
     title.width += name.width;
   }
   std::vector<Output::Piece> pieces{title};
   if (!account.accountClass.empty()) {
-    pieces.push_back(output.piece(Colour::Plain, shortened(account.accountClass)));
+    pieces.push_back(output.piece(Colour::Plain, shortName(account.accountClass)));
   }
   const std::string identifier =
-      account.identifier.empty() ? "(no identifier)" : shortened(account.identifier);
+      account.identifier.empty() ? "(no identifier)" : shortName(account.identifier);
   pieces.push_back(output.piece(
       Colour::Dim,
-      account.placeName.empty() ? identifier : shortened(account.placeName) + " " + identifier));
+      account.placeName.empty() ? identifier : shortName(account.placeName) + " " + identifier));
   return pieces;
 }
 
@@ -75,7 +63,7 @@ void writeProperties(Output& output, const AccountNode& account, const std::stri
   const Dictionary shown = reveal ? account.properties : withSecretsHidden(account.properties);
   for (const auto& entry : shown) {
     if (isTold(entry.key())) continue;
-    const std::string key = shortened(entry.key());
+    const std::string key = shortName(entry.key());
     const std::size_t width = output.columnsLeft(lengthOf(indent) + lengthOf(key) + 2, kValueWidth);
     output.line(indent + output.paint(Colour::Blue, key) + ": " +
                 output.fit(propertyLine(entry.value(), 2 * width), width));
@@ -89,72 +77,38 @@ void writeBranch(Output& output, const std::vector<AccountNode>& accounts,
     const std::string inner = indent + (last ? "   " : "│  ");
     const std::string under = inner + (account.children.empty() ? "   " : "│  ");
     output.pieces(indent + (last ? "└─ " : "├─ "), under, headline(output, account), "  ");
-    const std::string details = detailsText(account, !options.allProperties);
-    if (!details.empty()) output.paragraph(under, details);
+    const std::string details = account.isContext ? "(shown for its children)"
+                                                  : detailsText(account, !options.allProperties);
+    if (!details.empty()) {
+      output.paragraph(under, details, account.isContext ? Colour::Dim : Colour::Plain);
+    }
     if (!account.notLoaded.empty()) {
       output.paragraph(under, "not loaded: " + account.notLoaded, Colour::Red);
     }
-    if (options.allProperties) writeProperties(output, account, under, options.reveal);
+    if (options.allProperties && !account.isContext)
+      writeProperties(output, account, under, options.reveal);
     writeBranch(output, account.children, inner, options);
-  }
-}
-
-using Row = std::array<std::string, 6>;
-
-void addRows(std::vector<Row>& rows, const std::vector<AccountNode>& accounts,
-             const std::string& indent) {
-  for (const AccountNode& account : accounts) {
-    rows.push_back({indent + shortened(account.type), shortened(account.name),
-                    shortened(account.username), shortened(account.accountClass),
-                    shortened(account.identifier), enabledText(account)});
-    addRows(rows, account.children, indent + "  ");
-  }
-}
-
-using Widths = std::array<std::size_t, 6>;
-constexpr std::size_t kIdentifierColumn = 4;  // whole, as people type it again
-constexpr std::size_t kLeastWidth = 6;
-constexpr const char* kGap = "  ";
-
-// Takes from the widest columns what does not fit.
-void fit(Widths& widths, std::size_t columns) {
-  while (true) {
-    std::size_t sum = 2 * (widths.size() - 1);
-    std::size_t widest = 0;
-    for (std::size_t i = 0; i < widths.size(); ++i) {
-      sum += widths[i];
-      if (i != kIdentifierColumn && widths[i] > widths[widest]) widest = i;
-    }
-    if (sum <= columns || widths[widest] <= kLeastWidth) return;
-    --widths[widest];
   }
 }
 
 }  // namespace
 
+std::string shortName(std::string_view text) {
+  return cutTo(text, kNameWidth);
+}
+
+std::string enabledText(const AccountNode& account) {
+  if (!account.enabled) return "";
+  if (account.enabled->empty()) return "nothing enabled";
+  std::vector<std::string_view> names;
+  for (const std::string& each : *account.enabled) names.push_back(shortDataclass(each));
+  return cutTo(joined(names, ", "), kDetailsWidth);
+}
+
 void writeTree(Output& output, const std::vector<AccountNode>& accounts,
                const AccountTextOptions& options) {
   writeBranch(output, accounts, "", options);
   output.explainCuts("'get ID KEY' prints a value, and --json all of them");
-}
-
-void writeTable(Output& output, const std::vector<AccountNode>& accounts) {
-  std::vector<Row> rows = {{"TYPE", "NAME", "USER", "CLASS", "IDENTIFIER", "ENABLED"}};
-  addRows(rows, accounts, "");
-  Widths widths{};
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], lengthOf(row[i]));
-  }
-  fit(widths, output.columns());
-  for (const Row& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += padded(output.fit(row[i], widths[i]), widths[i]) + kGap;
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    output.line(&row == &rows.front() ? output.paint(Colour::Bold, line) : line);
-  }
-  output.explainCuts("show it without --table");
 }
 
 Array accountsForScripts(const std::vector<AccountNode>& accounts, bool reveal) {
@@ -169,6 +123,7 @@ Array accountsForScripts(const std::vector<AccountNode>& accounts, bool reveal) 
     if (account.enabled) {
       entry.set("enabledDataclasses", arrayOf(*account.enabled));
     }
+    if (account.isContext) entry.set("context", true);
     if (!account.placeName.empty()) entry.set("place", account.placeName);
     if (!account.notLoaded.empty()) entry.set("notLoaded", account.notLoaded);
     entry.set("properties", reveal ? account.properties : withSecretsHidden(account.properties));

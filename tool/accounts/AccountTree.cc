@@ -101,6 +101,11 @@ std::size_t AccountTree::notLoadedCount() const {
   return notLoadedIn(accounts) + strangers;
 }
 
+std::size_t AccountTree::accountCount() const {
+  return static_cast<std::size_t>(std::count_if(
+      accounts.begin(), accounts.end(), [](const AccountNode& each) { return !each.isContext; }));
+}
+
 std::size_t AccountTree::childCount() const {
   std::size_t count = 0;
   for (const AccountNode& account : accounts) count += account.children.size();
@@ -156,11 +161,12 @@ void forEachNode(const std::vector<AccountNode>& accounts, const NodeVisitor& vi
 }
 
 void keepOnly(std::vector<AccountNode>& accounts,
-              const std::function<bool(const AccountNode&)>& wanted) {
+              const std::function<bool(const AccountNode&)>& wanted, bool withFamily) {
   std::erase_if(accounts, [&](AccountNode& account) {
-    if (wanted(account)) return false;
+    account.isContext = !wanted(account);
+    if (!account.isContext && withFamily) return false;
     std::erase_if(account.children, [&](const AccountNode& child) { return !wanted(child); });
-    return account.children.empty();
+    return account.isContext && account.children.empty();
   });
 }
 

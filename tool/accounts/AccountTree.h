@@ -26,7 +26,8 @@ struct AccountNode {
   std::string name;
   std::string username;
   std::optional<std::vector<std::string>> enabled;  // none where no list is stored
-  std::string notLoaded;  // why the store does not load it, for example "it has no class"
+  bool isContext = false;  // nobody asked for it, but for one of its children
+  std::string notLoaded;   // why the store does not load it, for example "it has no class"
   std::vector<AccountNode> children;
 };
 
@@ -37,6 +38,8 @@ struct AccountTree {
   std::size_t strangers = 0;             // members of account lists that are no dictionaries
   std::string problem;                   // why the list of accounts cannot be read
 
+  // Without those that are there for their children.
+  [[nodiscard]] std::size_t accountCount() const;
   [[nodiscard]] std::size_t childCount() const;
   // Accounts, children and strangers that the store does not load.
   [[nodiscard]] std::size_t notLoadedCount() const;
@@ -55,9 +58,10 @@ using NodeVisitor = std::function<void(const AccountNode& account)>;
 // Every account, each before its children.
 void forEachNode(const std::vector<AccountNode>& accounts, const NodeVisitor& visit);
 
-// Keeps what `wanted` accepts: an account with all its children, or with those that are accepted.
+// Keeps what `wanted` accepts, and the parents of accepted children for their sake. An accepted
+// account keeps all its children where `withFamily` says so.
 void keepOnly(std::vector<AccountNode>& accounts,
-              const std::function<bool(const AccountNode&)>& wanted);
+              const std::function<bool(const AccountNode&)>& wanted, bool withFamily);
 
 // The account's type and its name, else its user's, for people.
 [[nodiscard]] std::string accountTitle(const Dictionary& account);

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "migration/LegacyFormats.h"
+#include "tool/accounts/AccountTable.h"
 #include "tool/accounts/AccountText.h"
 #include "tool/commands/Input.h"
 #include "tool/device/OpenedRoot.h"
@@ -28,7 +29,7 @@ struct Section {
 };
 
 std::size_t countOf(const AccountTree& tree) {
-  return tree.accounts.size() + tree.childCount();
+  return tree.accountCount() + tree.childCount();
 }
 
 std::optional<Section> sectionOf(const char* key, const char* title, const InspectedFile& file,
@@ -67,7 +68,7 @@ std::string summaryOf(const Section& section) {
   const AccountTree& tree = section.tree;
   std::string text = section.title;
   if (tree.version) text += ", version " + std::to_string(*tree.version);
-  text += ": " + counted(tree.accounts.size(), "account", "accounts");
+  text += ": " + counted(tree.accountCount(), "account", "accounts");
   if (tree.childCount() > 0) text += ", " + counted(tree.childCount(), "child", "children");
   if (countOf(tree) < section.found) {
     text += " (of " + std::to_string(section.found) + " in all)";
@@ -102,7 +103,19 @@ bool anyNotLoaded(const std::vector<Section>& sections) {
   });
 }
 
-void writeSection(Output& output, const Section& section, bool table,
+std::vector<std::string> identifiersIn(const std::vector<Section>& sections) {
+  std::vector<std::string> identifiers;
+  for (const Section& section : sections) {
+    forEachNode(section.tree.accounts, [&](const AccountNode& account) {
+      if (!account.identifier.empty()) identifiers.push_back(account.identifier);
+    });
+  }
+  return identifiers;
+}
+
+// As a table where `identifiers`, all that there are, are given.
+void writeSection(Output& output, const Section& section,
+                  const std::optional<std::vector<std::string>>& identifiers,
                   const AccountTextOptions& options) {
   output.line("");
   if (!section.problem.empty()) {
@@ -114,8 +127,8 @@ void writeSection(Output& output, const Section& section, bool table,
   if (!section.tree.foreignKeys.empty()) {
     output.line("Other keys at the root: " + joined(section.tree.foreignKeys, ", "));
   }
-  if (table) {
-    writeTable(output, section.tree.accounts);
+  if (identifiers) {
+    writeTable(output, section.tree.accounts, *identifiers);
   } else {
     writeTree(output, section.tree.accounts, options);
   }
@@ -139,7 +152,9 @@ void ShowCommand::describeOwn(OptionSet& options) {
   options.list("--class", filter_.classes, "CLASS",
                "Only accounts of this class (may be repeated)");
   options.list("--dataclass", filter_.dataclasses, "DATACLASS",
-               "Only accounts with this data class enabled, for example Mail (may be repeated)");
+               "Only accounts that have this data class enabled themselves, for example Mail (may "
+               "be repeated); "
+               "the parent of a child that has it is shown for its sake");
   options.list("--id", filter_.identifiers, "PREFIX",
                "Only accounts whose identifier begins so (may be repeated)");
   options.flag("--table", table_, "A table, one line for each account");
@@ -165,12 +180,14 @@ ExitStatus ShowCommand::runOnOne(Session& session) {
   const std::optional<CommandFailure> unmatched = filter_.unmatched(treesOf(sections));
   Dictionary document{{"source", input.forScripts()}};
   if (!output.json()) output.line(input.description());
+  std::optional<std::vector<std::string>> identifiers;
+  if (table_) identifiers = identifiersIn(sections);
   for (Section& section : sections) {
-    keepOnly(section.tree.accounts, [&](const AccountNode& each) { return filter_.accepts(each); });
+    filter_.applyTo(section.tree);
     if (output.json()) {
       document.set(section.key, sectionForScripts(section, reveal_));
     } else {
-      writeSection(output, section, table_, {all_, reveal_});
+      writeSection(output, section, identifiers, {all_, reveal_});
     }
   }
   if (output.json()) {
@@ -200,9 +217,8 @@ FleetCommand ShowCommand::forMany() {
     const std::optional<CommandFailure> unmatched = filter_.unmatched(treesOf(sections));
     std::size_t accounts = 0;
     for (Section& section : sections) {
-      keepOnly(section.tree.accounts,
-               [&](const AccountNode& each) { return filter_.accepts(each); });
-      accounts += section.tree.accounts.size();
+      filter_.applyTo(section.tree);
+      accounts += section.tree.accountCount();
       if (section.tree.version) result.versionBefore = section.tree.version;
     }
     result.accountsBefore = accounts;

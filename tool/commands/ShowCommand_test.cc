@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <sstream>
 
 #include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
@@ -151,6 +152,104 @@ TEST(Show, FiltersByTypeClassDataclassAndIdentifier) {
   EXPECT_EQ(found({"--id", "a"}), "A");
   EXPECT_EQ(found({"--type", "Quorra"}), "Z");  // for its child's sake
   EXPECT_EQ(found({"--type", "LDAP", "--id", "Z"}), "");
+}
+
+TEST(Show, AFilterLeavesNoneThatDoNotHaveWhatIsAskedFor) {
+  ToolRoot root;
+  root.putSettings(12, {cloudAccount(), plainAccount()});
+  const auto shown = [&](std::vector<std::string> filter) {
+    filter.insert(filter.begin(), {"show", root.path()});
+    const std::string out = runTool(filter).out;
+    return out.substr(out.find("Settings"));
+  };
+  EXPECT_EQ(shown({"--dataclass", "Mail"}),
+            "Settings, version 12: 1 account (of 3 in all)\n"
+            "└─ ZelqoAccount \"Cloud\"  ZQAccount  Z\n"
+            "      anna@cloud.example | Mail, Notes | 1 more property\n");
+  EXPECT_EQ(shown({"--type", "Quorra"}),
+            "Settings, version 12: 0 accounts, 1 child (of 3 in all)\n"
+            "└─ ZelqoAccount \"Cloud\"  ZQAccount  Z\n"
+            "   │  (shown for its children)\n"
+            "   └─ Quorra  QuorraAccount  C1\n");
+  EXPECT_NE(shown({"--id", "Z"}).find("QuorraAccount  C1"), std::string::npos);
+  const ToolResult json = runTool({"show", root.path(), "--type", "Quorra", "--json"});
+  EXPECT_EQ(schemaErrors("show.schema.json", json.out), "");
+  EXPECT_EQ(at(documentIn(json.out), "settings", "accounts", 0).dictionary()->get("context"),
+            PropertyList(true));
+}
+
+// The table on a terminal of this width, line by line.
+std::vector<std::string> tableOf(const ToolRoot& root, unsigned short columns) {
+  const std::string out =
+      ToolRun({"show", root.path(), "--table", "--color", "never"}).onTerminal(columns).run().out;
+  std::vector<std::string> lines;
+  std::istringstream stream(out);
+  for (std::string line; std::getline(stream, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    lines.push_back(line);
+  }
+  while (!lines.empty() && !lines.front().starts_with("TYPE")) lines.erase(lines.begin());
+  return lines;
+}
+
+TEST(Show, ATableMarksWhatIsNotLoaded) {
+  ToolRoot root;
+  Dictionary odd = mailAccount("ODD");
+  odd.set("Type", "Pigeon");
+  root.putSettings(12, {mailAccount("A"), odd, mailAccount("B"), mailAccount("B")});
+  const std::string out = runTool({"show", root.path(), "--table"}).out;
+  EXPECT_NE(out.find("4 accounts; 2 not loaded\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("ODD         not loaded: its type \"Pigeon\" is unknown\n"), std::string::npos)
+      << out;
+  EXPECT_NE(out.find("#3 B        not loaded: a later account"), std::string::npos) << out;
+  EXPECT_NE(out.find("#4 B        Mail\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("accountsettings check --root"), std::string::npos) << out;
+  for (const std::string& line : tableOf(root, 60)) {
+    EXPECT_EQ(line.find("Pigeon") != std::string::npos,
+              line.find("ODD") != std::string::npos && line.find("not loaded") != std::string::npos)
+        << line;
+  }
+}
+
+TEST(Show, ATableCutsIdentifiersDownToWhatTellsThemApart) {
+  ToolRoot root;
+  Array accounts;
+  for (const char* identifier :
+       {"1111AAAA-2222-3333-4444-555555555555", "1111AAAB-2222-3333-4444-555555555555",
+        "9A000000-2222-3333-4444-555555555555"}) {
+    Dictionary account = mailAccount(identifier);
+    account.set("DisplayName", "Mail of the office");
+    accounts.append(account);
+  }
+  root.putSettings(12, accounts);
+  const std::vector<std::string> narrow = tableOf(root, 80);
+  ASSERT_GE(narrow.size(), 4U);
+  for (std::size_t line = 1; line < 4; ++line) {
+    EXPECT_TRUE(narrow[line].starts_with("Mail  Mail of the office  ")) << narrow[line];
+  }
+  EXPECT_NE(narrow[1].find("  1111AAAA"), std::string::npos) << narrow[1];
+  EXPECT_NE(narrow[1].find("…"), std::string::npos) << narrow[1];
+  EXPECT_NE(narrow[2].find("  1111AAAB"), std::string::npos) << narrow[2];
+  // What is shown of one is enough to name it.
+  const std::size_t begin = narrow[2].find("1111AAAB");
+  const std::string shown = narrow[2].substr(begin, narrow[2].find("…", begin) - begin);
+  EXPECT_EQ(runTool({"get", shown, "DisplayName", "--root", root.path()}).status, 0) << shown;
+  EXPECT_NE(tableOf(root, 160)[1].find("1111AAAA-2222-3333-4444-555555555555"), std::string::npos);
+}
+
+TEST(Show, ATableLeavesColumnsOutRatherThanCutWhatIsReadFirst) {
+  ToolRoot root;
+  Array accounts;
+  for (const char* end : {"1", "2"}) {
+    Dictionary account = mailAccount("5A0DE000-0001-4000-8000-00000000000" + std::string(end));
+    account.set("DisplayName", "Mail of the office");
+    accounts.append(account);
+  }
+  root.putSettings(12, accounts);
+  const std::vector<std::string> lines = tableOf(root, 70);
+  ASSERT_GE(lines.size(), 4U);
+  EXPECT_EQ(lines[1], "Mail  Mail of the office  5A0DE000-0001-4000-8000-000000000001");
+  EXPECT_EQ(lines[3], "Columns are left out that do not fit.");
 }
 
 TEST(Show, AFilterWithoutAMatchTellsWhatThereIs) {
