@@ -528,6 +528,38 @@ TEST_F(Edit, EachIsUndoneByTheCommandThatItNames) {
   }
 }
 
+TEST_F(Edit, TheLogTellsWhoBeganItAndHowItEnded) {
+  const std::string log = root.at("/log");
+  ASSERT_EQ(run({"remove", "A", "--log", log}).status, 0);
+  const std::string told = fileAt(log);
+  const std::string level =
+      " host [" + std::filesystem::canonical(root.path()).string() + "] remove A: ";
+  const std::size_t begin = told.find(level + "begun by ");
+  ASSERT_NE(begin, std::string::npos) << told;
+  const std::string who = " (" + std::to_string(::geteuid()) + ")\n";
+  EXPECT_EQ(told.compare(told.find('\n', begin) - who.size() + 1, who.size(), who), 0) << told;
+  EXPECT_GT(told.find(level + "ended: saved; what was there is backup " + backups().back() + "\n"),
+            begin);
+  EXPECT_TRUE(told.ends_with(backups().back() + "\n")) << told;
+
+  std::filesystem::remove(log);
+  ASSERT_EQ(ToolRun({"set", "B", "X", std::string(4096, 'x'), "--root", root.path(), "--log", log})
+                .withFileSizeLimit(1200)
+                .run()
+                .status,
+            3);
+  EXPECT_NE(fileAt(log).find(" set B: ended with status 3: what is there now cannot be kept: "),
+            std::string::npos)
+      << fileAt(log);
+}
+
+TEST_F(Edit, TheBackupOfSettingsThatWaitForTheirMigrationTellsTheirVersion) {
+  root.putSettings(9, {mailAccount("A"), Dictionary{{"Identifier", "X"}, {"Type", "Mail"}}});
+  ASSERT_EQ(run({"remove", "X"}).status, 0);
+  EXPECT_EQ(run({"restore", "--list"}).out,
+            backups().back() + "  from version 9, before remove of X, 1 file kept\n");
+}
+
 TEST_F(Edit, KeepsNoBackupWhereNothingChangesOrNoneIsWanted) {
   EXPECT_EQ(run({"set", "A", "Username", "user-A"}).status, 0);
   EXPECT_EQ(run({"set", "A", "X", "1", "--dry-run"}).status, 0);

@@ -94,7 +94,7 @@ ExitStatus HistoryCommand::tellAccount(Output& output, OpenedRoot& device) const
 
 ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) const {
   const std::vector<FoundBackup> backups = requireBackups(device);
-  const std::vector<RecordFile> records = findRecordFiles(device.files());
+  const std::vector<RecordFile> records = findRecordFiles(device.files(), backups);
   const History known = requireHistory(device);
   if (output.json()) {
     output.document("history", {{"entries", listOf(known.entries, runOf)},
@@ -109,8 +109,11 @@ ExitStatus HistoryCommand::tellAll(Output& output, OpenedRoot& device) const {
   writeEntries(output, device, known, verbose_);
   if (!backups.empty()) output.line("Backups, and what was done when each was kept:");
   for (const FoundBackup& each : backups) writeBackup(output, each, "  ");
-  if (!records.empty())
-    output.line("Records in " + output.fitPath(migrationRecordsDirectory(), 12) + ":");
+  if (!records.empty()) {
+    output.paragraph("", "Records in " + output.fitPath(migrationRecordsDirectory(), 12) +
+                             ", named by year, month, day, hour, the month again and tenths of a "
+                             "second, which is no time:");
+  }
   for (const RecordFile& each : records) {
     output.hanging("  ", "      ", each.name + "  " + recordLine(each));
   }

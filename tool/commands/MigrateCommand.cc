@@ -4,6 +4,7 @@
 
 #include "migration/MigrationSteps.h"
 #include "tool/backup/History.h"
+#include "tool/device/RunLog.h"
 #include "tool/fleet/MigrationResult.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Version.h"
@@ -100,6 +101,20 @@ void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& s
   addToHistory(session, device, std::move(entry));
 }
 
+// How it ended, for the log.
+std::string inWords(const MigrationSummary& summary) {
+  std::string text(nameOf(summary.outcome));
+  if (summary.outcome == SummaryOutcome::Done || summary.outcome == SummaryOutcome::Completed) {
+    text += summary.decision.version
+                ? ", from version " + std::to_string(*summary.decision.version) + " to "
+                : ", to version ";
+    text += std::to_string(summary.versionAfter);
+  }
+  if (!summary.problems.empty()) text += ", " + summary.problems.front().text;
+  if (!summary.backup.empty()) text += "; what was there is backup " + summary.backup;
+  return text;
+}
+
 // The exit status of a migration that came to its end; throws where it was refused or went wrong.
 ExitStatus endOf(const MigrationSummary& summary, OpenedRoot& device) {
   switch (summary.outcome) {
@@ -162,6 +177,16 @@ StagedMigrationOptions MigrateCommand::optionsFor(Session& session, OpenedRoot& 
 }
 
 MigrationSummary MigrateCommand::migrate(Session& session, OpenedRoot& device) const {
+  if (dryRun_) return carryOut(session, device);
+  MigrationSummary summary;
+  logged(device, "migrate", [&] {
+    summary = carryOut(session, device);
+    return inWords(summary);
+  });
+  return summary;
+}
+
+MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) const {
   using Kind = MigrationOutcome::Kind;
   using Cause = MigrationOutcome::Cause;
   MigrationSummary summary;

@@ -19,8 +19,9 @@ class MigrateCommand : public DeviceCommand {
   FleetCommand forMany() override;
 
  private:
-  // Plans it, or carries it out.
+  // Plans it, or carries it out and tells the log.
   [[nodiscard]] MigrationSummary migrate(Session& session, OpenedRoot& device) const;
+  [[nodiscard]] MigrationSummary carryOut(Session& session, OpenedRoot& device) const;
   [[nodiscard]] StagedMigrationOptions optionsFor(Session& session, OpenedRoot& device) const;
 
   std::optional<std::string> root_;

@@ -138,7 +138,7 @@ class ReportMaker {
   }
 
   Array records() {
-    return listOf(findRecordFiles(device_.files()),
+    return listOf(findRecordFiles(device_.files(), requireBackups(device_)),
                   [&](const RecordFile& each) { return redactor_.told(recordForScripts(each)); });
   }
 

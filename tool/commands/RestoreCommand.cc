@@ -12,6 +12,7 @@
 #include "tool/backup/History.h"
 #include "tool/backup/HistoryChanges.h"
 #include "tool/backup/Restore.h"
+#include "tool/device/RunLog.h"
 #include "tool/device/ShownPath.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Words.h"
@@ -250,6 +251,15 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
   return {*backup_};
 }
 
+// For the log.
+std::string RestoreCommand::inWords(const Restored& restored) {
+  const std::size_t files = filesToChange(restored.steps);
+  if (files == 0) return "nothing to put back";
+  std::string text = counted(files, "file", "files") + " put back";
+  if (restored.backup) text += "; what was there is backup " + restored.backup->manifest.name;
+  return text;
+}
+
 ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
   std::optional<HeldMigrationLock> lock;
   if (!dryRun_) lock.emplace(takeMigrationLock(session.output, device, lock_));
@@ -440,7 +450,12 @@ ExitStatus RestoreCommand::run(Session& session) {
   const BackupManifest manifest = chosenBackup(device);
   session.output.doing([] { return Doing{"Verifying the backup ...", placeIn("part", 1, 3)}; });
   Restored restored = planned(device, manifest);
-  if (!dryRun_) restored = putBack(session, device, manifest);
+  if (!dryRun_) {
+    logged(device, "restore " + manifest.name, [&] {
+      restored = putBack(session, device, manifest);
+      return inWords(restored);
+    });
+  }
   show(session.output, device, manifest, restored);
   return ExitStatus::Done;
 }

@@ -29,6 +29,7 @@ class RestoreCommand : public Command {
   [[nodiscard]] static Restored planned(OpenedRoot& device, const BackupManifest& manifest);
   [[nodiscard]] Restored putBack(Session& session, OpenedRoot& device,
                                  const BackupManifest& manifest) const;
+  [[nodiscard]] static std::string inWords(const Restored& restored);
   void show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
             const Restored& restored) const;
   void showWhatGoes(Output& output, OpenedRoot& device, const Restored& restored) const;

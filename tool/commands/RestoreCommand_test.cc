@@ -672,6 +672,45 @@ TEST_F(History, ALinkInItsPlaceIsNotFollowed) {
 
 // MARK: Pruning
 
+TEST_F(Restore, TheLogTellsWhoBeganWhatAndHowItEnded) {
+  root_.putSettings(9, {mailAccount("A")});
+  const std::string log = root_.at("/log");
+  const auto lines = [&] {
+    std::ifstream file(log);
+    std::vector<std::string> told;
+    for (std::string line; std::getline(file, line);) {
+      // Those of the host and the command.
+      const std::string level = " host [" + fs::canonical(root_.path()).string() + "] ";
+      const std::size_t at = line.find(level);
+      if (at != std::string::npos) told.push_back(line.substr(at + level.size()));
+    }
+    fs::remove(log);
+    return told;
+  };
+  const std::string who = " (" + std::to_string(::geteuid()) + ")";
+  ASSERT_EQ(run("migrate", {"--log", log}).status, 0);
+  std::vector<std::string> told = lines();
+  ASSERT_GE(told.size(), 2U);
+  EXPECT_TRUE(told.front().starts_with("migrate: begun by ")) << told.front();
+  EXPECT_TRUE(told.front().ends_with(who)) << told.front();
+  EXPECT_EQ(told.back(),
+            "migrate: ended: done, from version 9 to 12; what was there is backup " + backup());
+
+  const std::string migration = backup();
+  ASSERT_EQ(run("restore", {"--log", log}).status, 0);
+  told = lines();
+  ASSERT_GE(told.size(), 2U);
+  EXPECT_TRUE(told.front().starts_with("restore " + migration + ": begun by ")) << told.front();
+  EXPECT_EQ(told.back(), "restore " + migration +
+                             ": ended: 2 files put back; what was there is backup " + backup());
+
+  root_.putText(ToolRoot::kSettings, "damaged");
+  ASSERT_EQ(run("migrate", {"--log", log}).status, 3);
+  EXPECT_TRUE(lines().back().starts_with("migrate: ended: refused, "));
+  ASSERT_EQ(run("migrate", {"--dry-run", "--log", log}).status, 3);
+  for (const std::string& each : lines()) EXPECT_FALSE(each.starts_with("migrate:")) << each;
+}
+
 class Prune : public Restore {
  protected:
   // Migrations that kept backups: one of version 9, and `count` of version 10.
@@ -755,7 +794,14 @@ TEST_F(Restore, HistoryTellsVersionsAndSteps) {
                             "  from version 9, 3 steps (9A182 to 9B176), 1 file kept\nRecords in "),
             std::string::npos)
       << result.out;
-  EXPECT_NE(result.out.find("  from version 9\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("  from version 9, by the migration of backup " + backup() + "\n"),
+            std::string::npos)
+      << result.out;
+  const ToolResult scripts = run("history", {"--json"});
+  EXPECT_EQ(schemaErrors("history.schema.json", scripts.out), "");
+  const Array records = documentIn(scripts.out).arrayOrEmpty("records");
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].dictionary()->get("backup"), PropertyList(backup()));
 }
 
 TEST_F(Restore, TheJsonFollowsTheSchemas) {

@@ -19,6 +19,7 @@
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/History.h"
 #include "tool/backup/HistoryChanges.h"
+#include "tool/device/RunLog.h"
 #include "tool/editing/EditRules.h"
 #include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
@@ -363,7 +364,8 @@ void AccountEditor::commit(const EditOfAccount& edit) {
                                    [&](const FileChange& each) { return each.path == path_; });
   if (change == changes.end()) return;
   session_.interrupts.emplace();
-  if (!options_.noBackup) backup_ = keepBefore(device_, before_, *change, edit);
+  if (!options_.noBackup)
+    backup_ = keepBefore(device_, before_, versionOf(settings_), *change, edit);
   if (const auto changed = before_.firstChange()) {
     discardBackup();
     const bool isPath = changed->starts_with('/');
@@ -419,7 +421,10 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   const Differences changes = differencesBetween(settings_, meant);
   if (!options_.dryRun) {
     if (meant != saved_) stage(meant);
-    commit({command, account});
+    logged(device_, command + " " + account, [&] {
+      commit({command, account});
+      return "saved" + (backup_ ? "; what was there is backup " + backup_->manifest.name : "");
+    });
     addToHistory(session_, device_, historyEntry(command, account, meant, changes));
     if (backup_) {
       removeOldEdits(session_, device_, backup_->manifest, static_cast<std::size_t>(options_.keep));

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "staging/BackupManifest.h"
-#include "store/AccountsManager.h"
 #include "tool/backup/BackupAccess.h"
 #include "tool/frame/Version.h"
 
@@ -29,14 +28,14 @@ std::optional<std::string> cutShortBefore(const std::vector<FoundBackup>& found,
 
 }  // namespace
 
-MadeBackup keepBefore(OpenedRoot& device, RememberedFiles& before, const FileChange& change,
-                      const EditOfAccount& edit) {
+MadeBackup keepBefore(OpenedRoot& device, RememberedFiles& before, std::int64_t version,
+                      const FileChange& change, const EditOfAccount& edit) {
   BackupManifest draft;
   draft.toolVersion = kToolVersion;
   draft.outcome = {{outcome::kEdit, edit.command}, {outcome::kAccount, edit.account}};
   const std::vector<FileChange> meant{change};
-  Result<MadeBackup> made = makeBackup(
-      device.host(), {before, AccountsManager::currentVersion(), meant, true}, std::move(draft));
+  Result<MadeBackup> made =
+      makeBackup(device.host(), {before, version, meant, true}, std::move(draft));
   if (!made) {
     throw Prevented("", "what is there now cannot be kept: " + made.error().message,
                     "nothing was changed; remove the cause, or do without with --no-backup",

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "host/FileChange.h"
 #include "host/RememberedFiles.h"
@@ -15,11 +16,12 @@ namespace accountsettings {
 // How many backups of edits are kept where --keep does not say it.
 inline constexpr int kEditsKept = 5;
 
-// Keeps the settings as `before` has read them, complete and flushed. `change` is what the edit
-// means to make of them. Throws Prevented where they cannot be kept; nothing of it stays then. Only
-// while the migration lock is held.
+// Keeps the settings, of that version, as `before` has read them, complete and flushed. `change` is
+// what the edit means to make of them. Throws Prevented where they cannot be kept; nothing of it
+// stays then. Only while the migration lock is held.
 [[nodiscard]] MadeBackup keepBefore(OpenedRoot& device, RememberedFiles& before,
-                                    const FileChange& change, const EditOfAccount& edit);
+                                    std::int64_t version, const FileChange& change,
+                                    const EditOfAccount& edit);
 
 // Once the edit is made: of the backups of edits the newest `keep` stay, the one that was made for
 // it among them. The one before it goes too where it keeps the very same settings: its edit was cut

@@ -24,7 +24,7 @@ void learnFromBackups(Redactor& redactor, OpenedRoot& device) {
 }
 
 void learnFromRecords(Redactor& redactor, OpenedRoot& device) {
-  for (const RecordFile& record : findRecordFiles(device.files())) {
+  for (const RecordFile& record : findRecordFiles(device.files(), {})) {
     const auto content =
         readPropertyListAt(appendPathComponent(migrationRecordsDirectory(), record.name));
     if (content && *content) redactor.learn(**content);

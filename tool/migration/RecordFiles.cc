@@ -1,6 +1,7 @@
 // How the migrator's records are found and read.
 #include "tool/migration/RecordFiles.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -35,6 +36,16 @@ RecordFile recordFrom(Files& files, const std::string& name) {
   return record;
 }
 
+// The newest backup whose migration meant to write the record: a later one of the same name takes
+// its place.
+std::string backupOf(const std::string& record, const std::vector<FoundBackup>& backups) {
+  const std::string path = appendPathComponent(migrationRecordsDirectory(), record);
+  const auto made = std::find_if(backups.rbegin(), backups.rend(), [&](const FoundBackup& each) {
+    return each.manifest && each.manifest->meantAt(path) != nullptr;
+  });
+  return made == backups.rend() ? "" : made->name;
+}
+
 std::vector<std::string> recordNames(LinuxFiles& files) {
   Result<std::vector<std::string>> names = files.list(migrationRecordsDirectory());
   if (names) return std::move(names).value();
@@ -45,11 +56,13 @@ std::vector<std::string> recordNames(LinuxFiles& files) {
 
 }  // namespace
 
-std::vector<RecordFile> findRecordFiles(LinuxFiles& files) {
+std::vector<RecordFile> findRecordFiles(LinuxFiles& files,
+                                        const std::vector<FoundBackup>& backups) {
   std::vector<RecordFile> records;
   for (const std::string& name : recordNames(files)) {
     if (name.starts_with("AccountMigrationInformation-")) {
       records.push_back(recordFrom(files, name));
+      records.back().backup = backupOf(name, backups);
     }
   }
   return records;
@@ -61,6 +74,7 @@ std::string recordLine(const RecordFile& record) {
       record.fromVersion ? "from version " + std::to_string(*record.fromVersion) : "no settings";
   if (record.legacyExchange) text += ", legacy Exchange file";
   if (record.legacyMail) text += ", legacy mail file";
+  if (!record.backup.empty()) text += ", by the migration of backup " + record.backup;
   return text;
 }
 
@@ -70,6 +84,7 @@ Dictionary recordForScripts(const RecordFile& record) {
   if (record.fromVersion) entry.set("fromVersion", *record.fromVersion);
   entry.set("legacyMail", record.legacyMail);
   entry.set("legacyExchange", record.legacyExchange);
+  if (!record.backup.empty()) entry.set("backup", record.backup);
   return entry;
 }
 

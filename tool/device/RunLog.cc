@@ -1,0 +1,22 @@
+// The two lines about a run.
+#include "tool/device/RunLog.h"
+
+#include "tool/frame/Errors.h"
+#include "tool/frame/Terminal.h"
+
+namespace accountsettings {
+
+void logged(OpenedRoot& device, const std::string& what, const std::function<std::string()>& work) {
+  SystemLog& log = device.commandLog();
+  log.write(what + ": begun by " + terminal::userName() + " (" +
+            std::to_string(terminal::userIdentifier()) + ")");
+  try {
+    log.write(what + ": ended: " + work());
+  } catch (const CommandFailure& failure) {
+    log.write(what + ": ended with status " + std::to_string(static_cast<int>(failure.status())) +
+              ": " + failure.problem());
+    throw;
+  }
+}
+
+}  // namespace accountsettings
