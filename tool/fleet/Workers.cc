@@ -101,7 +101,9 @@ Status Workers::start(std::size_t work, const std::function<std::string()>& answ
 }
 
 // Signals that ask the program to end stay blocked here: this process tells its workers what to do.
-void Workers::work(Slot& slot, const std::function<std::string()>& answer) const {
+// Nothing is thrown on: what the callers would take down are the other workers, and they are not
+// those of this process.
+void Workers::work(Slot& slot, const std::function<std::string()>& answer) const noexcept {
   if (limits_.memory) {
     const rlimit limit{*limits_.memory, *limits_.memory};
     setrlimit(RLIMIT_AS, &limit);

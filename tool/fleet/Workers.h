@@ -74,7 +74,7 @@ class Workers {
     std::chrono::steady_clock::time_point started;
   };
 
-  [[noreturn]] void work(Slot& slot, const std::function<std::string()>& answer) const;
+  [[noreturn]] void work(Slot& slot, const std::function<std::string()>& answer) const noexcept;
   [[nodiscard]] std::optional<Ended> reap();
   [[nodiscard]] std::chrono::nanoseconds killThoseOverTime();
 

@@ -86,6 +86,21 @@ TEST(Workers, OneThatDiesIsToldWithItsSignalAndTouchesNoOther) {
   EXPECT_EQ(ended.exitStatus, 7);
 }
 
+// The last thing that is left to a process without memory.
+TEST(Workers, OneThatThrowsEndsAloneAndAtOnce) {
+  Workers workers(2, {});
+  ASSERT_TRUE(workers.start(1, [] {
+    std::this_thread::sleep_for(milliseconds(200));
+    return std::string("fine");
+  }));
+  ASSERT_TRUE(workers.start(2, []() -> std::string { throw std::bad_alloc(); }));
+  for (int i = 0; i < 2; ++i) {
+    const Workers::Ended ended = next(workers);
+    EXPECT_EQ(ended.answer, ended.work == 1 ? "fine" : "");
+    EXPECT_EQ(ended.signal, ended.work == 1 ? "" : "SIGABRT");
+  }
+}
+
 TEST(Workers, OneThatTakesTooLongIsKilled) {
   Workers workers(2, {.time = milliseconds(100), .memory = std::nullopt});
   ASSERT_TRUE(workers.start(1, [] {
