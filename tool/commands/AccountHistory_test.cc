@@ -172,6 +172,14 @@ TEST_F(AccountHistory, OfVeryManyChangesKeepsSomeOfEachStepAndSaysThatThereWereM
       << text;
 }
 
+TEST_F(AccountHistory, WhatIsNoPathAtAllIsTakenForAnAccount) {
+  root_.putSettings(12, {mailAccount("A")});
+  const ToolResult unknown = run({"history", std::string(300, 'A')});
+  EXPECT_EQ(unknown.status, 3);
+  EXPECT_NE(unknown.err.find("neither the device nor its history knows it"), std::string::npos)
+      << unknown.err;
+}
+
 TEST_F(AccountHistory, AnAccountThatNothingChangedAndOneThatNobodyKnows) {
   root_.putSettings(12, {mailAccount("A"), mailAccount("B")});
   ASSERT_EQ(run({"set", "A", "X", "1"}).status, 0);

@@ -52,7 +52,8 @@ void HistoryCommand::describe(OptionSet& options) {
 }
 
 ExitStatus HistoryCommand::run(Session& session) {
-  const bool isRoot = account_ && !key_ && std::filesystem::is_directory(*account_);
+  std::error_code none;  // what cannot be looked at is no directory to be taken for one
+  const bool isRoot = account_ && !key_ && std::filesystem::is_directory(*account_, none);
   if (isRoot) session.options.root = *account_;
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   device.requireDevice();

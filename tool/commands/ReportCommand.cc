@@ -274,10 +274,11 @@ FleetCommand ReportCommand::forMany() {
   const std::string& named = html_ ? *html_ : *out_;
   std::error_code problem;
   const auto folder = std::filesystem::absolute(named, problem);
+  const auto results = fleet().resultsFile();
+  const auto base =
+      results && !problem ? std::filesystem::absolute(*results, problem).parent_path() : folder;
   if (!problem) std::filesystem::create_directories(folder, problem);
   if (problem) throw Prevented(named, problem.message(), adviceFor(problem.value()));
-  const auto results = fleet().resultsFile();
-  const auto base = results ? std::filesystem::absolute(*results).parent_path() : folder;
   const auto work = [this, folder, base](Session& session, DeviceResult& result) {
     OpenedRoot device(session.options, DefaultLog::Nowhere);
     device.requireDevice();

@@ -64,16 +64,20 @@ RootList FleetOptions::roots(const CommonOptions& common) const {
       throw Prevented(*rootsFrom, "it names no device root", "", FailureCode::NotFound);
     throw WrongUsage("", "no device root is named", "give --root or --roots-from");
   }
-  RootList roots = named.absolute();
-  if (const Status separate = roots.requireSeparate(); !separate) {
+  const Result<RootList> roots = named.absolute();
+  if (!roots) {
+    throw Prevented("", roots.error().message, "nothing was begun; give absolute paths",
+                    codeFor(roots.error().code));
+  }
+  if (const Status separate = roots->requireSeparate(); !separate) {
     throw Prevented("", separate.error().message,
                     "nothing was begun; name each device once and by itself");
   }
-  if (!shard) return roots;
+  if (!shard) return *roots;
   const auto part = shardIn(*shard);
   if (!part)
     throw WrongUsage("--shard", "'" + *shard + "' is no part", "give K/N, with K from 1 to N");
-  return roots.in(*part, named);
+  return roots->in(*part, named);
 }
 
 std::optional<std::string> FleetOptions::resultsFile() const {

@@ -509,6 +509,22 @@ TEST_F(FleetProgram, PutsTheResultsOfSeveralRunsTogether) {
   EXPECT_EQ(runTool({"report", "--results", list_}).status, 3);
 }
 
+TEST_F(FleetProgram, RelativeRootsNeedACurrentDirectory) {
+  makeDevices(2);
+  const std::string gone = directory_.path().string() + "/gone";
+  fs::create_directory(gone);
+  const fs::path here = fs::current_path();
+  fs::current_path(gone);
+  fs::remove(gone);
+  const ToolResult absolute = run({"check"});
+  const ToolResult relative = run({"check", "--root", "device"});
+  fs::current_path(here);
+  EXPECT_EQ(absolute.status, 0) << absolute.err;
+  EXPECT_EQ(relative.status, 3);
+  EXPECT_NE(relative.err.find("device: the current directory cannot be told"), std::string::npos)
+      << relative.err;
+}
+
 TEST(FleetHelp, EachOptionStandsInTheManual) {
   std::ifstream file(AS_SCHEMA_DIR "/../../docs/accountsettings.1.in");
   const std::string manual{std::istreambuf_iterator<char>(file), {}};

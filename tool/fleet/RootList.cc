@@ -108,13 +108,18 @@ std::string_view RootList::operator[](std::size_t index) const noexcept {
   return std::string_view(paths_).substr(begin, ends_[index] - begin);
 }
 
-RootList RootList::absolute() const {
-  const std::string here = fs::current_path().string() + "/";
+Result<RootList> RootList::absolute() const {
+  std::error_code code;
+  const fs::path here = fs::current_path(code);
   RootList all;
   for (std::size_t index = 0; index < size(); ++index) {
     std::string_view path = (*this)[index];
     while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
-    all.add(path.starts_with('/') ? std::string(path) : here + std::string(path));
+    if (!path.starts_with('/') && code) {
+      return Error{std::string(path) + ": the current directory cannot be told: " + code.message(),
+                   code.value()};
+    }
+    all.add((here / path).native());
   }
   return all;
 }

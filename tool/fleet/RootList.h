@@ -34,8 +34,9 @@ class RootList {
   [[nodiscard]] std::size_t size() const noexcept { return ends_.size(); }
   [[nodiscard]] std::string_view operator[](std::size_t index) const noexcept;
 
-  // The same roots as absolute paths, without slashes at their ends.
-  [[nodiscard]] RootList absolute() const;
+  // The same roots as absolute paths, without slashes at their ends. Fails where one is relative
+  // and the current directory cannot be told.
+  [[nodiscard]] Result<RootList> absolute() const;
   // Those of them that belong to the shard; `named` is the list that names them.
   [[nodiscard]] RootList in(const Shard& shard, const RootList& named) const;
   // The error names a root that stands twice in the list, however it is written, or lies inside

@@ -47,7 +47,9 @@ std::vector<PlanInput> planInputs(OpenedRoot& device, Files& files) {
   const std::string configuration = "/etc/accountsettings/host.plist";
   if (const auto& given = device.options().config) {
     add(configuration);
-    const std::string path = std::filesystem::absolute(*given).string();
+    std::error_code code;
+    const auto whole = std::filesystem::absolute(*given, code);
+    const std::string path = code ? *given : whole.string();
     inputs.push_back({std::string(kGivenConfiguration) + path, digestOfFile(path)});
   } else {
     // As it was read when the root was opened, and is compared when the migration is committed.
