@@ -87,7 +87,8 @@ class Fleet {
       const Workers::Event event = workers.wait(progress.pause());
       if (event.ended) take(*event.ended);
       if (event.interrupted) interrupt(workers);
-      progress.show(summary_.alreadyDone + summary_.tally.devices(), summary_.tally.openCount());
+      progress.show(summary_.alreadyDone + summary_.tally.devices(), summary_.alreadyDone,
+                    summary_.tally.openCount());
     }
     progress.end();
     summary_.time = progress.time();

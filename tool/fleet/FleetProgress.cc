@@ -28,8 +28,8 @@ std::string inWords(const FleetPace& pace) {
   std::string text = std::to_string(pace.ended) + " of " +
                      counted(pace.devices, "device", "devices") + ", " +
                      std::to_string(pace.failed) + " failed";
-  if (pace.ended == 0 || pace.time.count() <= 0) return text;
-  const double rate = static_cast<double>(pace.ended) / pace.time.count();
+  if (pace.ended == pace.endedBefore || pace.time.count() <= 0) return text;
+  const double rate = static_cast<double>(pace.ended - pace.endedBefore) / pace.time.count();
   text += ", " + std::to_string(std::llround(rate)) + " a second";
   const double left = static_cast<double>(pace.devices - pace.ended) / rate;
   return text + ", " + inWords(std::chrono::seconds(std::llround(left))) + " left";
@@ -46,11 +46,11 @@ FleetProgress::FleetProgress(Output& output, std::size_t devices)
       pause_(output.watched() ? kOnTerminal : kElsewhere),
       next_(started_ + pause_) {}
 
-void FleetProgress::show(std::size_t ended, std::size_t failed) {
+void FleetProgress::show(std::size_t ended, std::size_t endedBefore, std::size_t failed) {
   const auto now = Clock::now();
   if (now < next_) return;
   next_ = now + pause_;
-  const FleetPace pace{ended, devices_, failed, now - started_};
+  const FleetPace pace{ended, endedBefore, devices_, failed, now - started_};
   if (output_.watched()) {
     output_.drawLine(barOf(pace, kBar) + " " + inWords(pace));
   } else {

@@ -13,6 +13,7 @@ namespace accountsettings {
 // What there is to say of a run.
 struct FleetPace {
   std::size_t ended = 0;
+  std::size_t endedBefore = 0;  // of these, before the time began
   std::size_t devices = 0;
   std::size_t failed = 0;
   std::chrono::duration<double> time{};
@@ -28,7 +29,7 @@ class FleetProgress {
   FleetProgress(Output& output, std::size_t devices);
 
   // Shows it where it is time to.
-  void show(std::size_t ended, std::size_t failed);
+  void show(std::size_t ended, std::size_t endedBefore, std::size_t failed);
   // Takes it away from the terminal.
   void end();
   // How long it is until something is to be shown again.

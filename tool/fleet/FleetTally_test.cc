@@ -58,20 +58,27 @@ TEST(FleetTally, NamesTheSlowestAndTheFirstThatAreNotDone) {
 
 TEST(FleetPace, TellsRateAndRemainingTime) {
   using std::chrono::seconds;
-  EXPECT_EQ(inWords(FleetPace{0, 10, 0, seconds(1)}), "0 of 10 devices, 0 failed");
-  EXPECT_EQ(inWords(FleetPace{4000, 10000, 12, seconds(5)}),
+  EXPECT_EQ(inWords(FleetPace{0, 0, 10, 0, seconds(1)}), "0 of 10 devices, 0 failed");
+  EXPECT_EQ(inWords(FleetPace{4000, 0, 10000, 12, seconds(5)}),
             "4000 of 10000 devices, 12 failed, 800 a second, 8 s left");
-  EXPECT_EQ(inWords(FleetPace{10, 1000, 0, seconds(1)}),
+  EXPECT_EQ(inWords(FleetPace{10, 0, 1000, 0, seconds(1)}),
             "10 of 1000 devices, 0 failed, 10 a second, 1 min 39 s left");
-  EXPECT_EQ(inWords(FleetPace{1, 10000, 0, seconds(1)}),
+  EXPECT_EQ(inWords(FleetPace{1, 0, 10000, 0, seconds(1)}),
             "1 of 10000 devices, 0 failed, 1 a second, 2 h 46 min left");
 }
 
+TEST(FleetPace, WhatARunBeforeHasDoneIsNoWorkOfThisOne) {
+  using std::chrono::seconds;
+  EXPECT_EQ(inWords(FleetPace{500, 500, 502, 0, seconds(10)}), "500 of 502 devices, 0 failed");
+  EXPECT_EQ(inWords(FleetPace{510, 500, 530, 0, seconds(5)}),
+            "510 of 530 devices, 0 failed, 2 a second, 10 s left");
+}
+
 TEST(FleetPace, FillsItsBar) {
-  EXPECT_EQ(barOf({0, 10, 0, {}}, 4), "[....]");
-  EXPECT_EQ(barOf({5, 10, 0, {}}, 4), "[##..]");
-  EXPECT_EQ(barOf({10, 10, 0, {}}, 4), "[####]");
-  EXPECT_EQ(barOf({0, 0, 0, {}}, 4), "[####]");
+  EXPECT_EQ(barOf({0, 0, 10, 0, {}}, 4), "[....]");
+  EXPECT_EQ(barOf({5, 0, 10, 0, {}}, 4), "[##..]");
+  EXPECT_EQ(barOf({10, 0, 10, 0, {}}, 4), "[####]");
+  EXPECT_EQ(barOf({0, 0, 0, 0, {}}, 4), "[####]");
 }
 
 }  // namespace
