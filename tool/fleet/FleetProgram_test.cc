@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "testing/ToolRun.h"
+#include "tool/commands/SampleAccounts.h"
 #include "tool/fleet/ResultsReader.h"
 
 namespace accountsettings::testing {
@@ -214,6 +215,16 @@ TEST_F(FleetProgram, TellsWhatWasDoneAndNotYetTold) {
   EXPECT_EQ(told.at(1).versionAfter, 12);
   EXPECT_FALSE(told.at(0).doneEarlier);
   EXPECT_EQ(backupsOf(1), 1U);
+TEST_F(FleetProgram, WhatWasMadeOfLegacyFilesHadNoVersion) {
+  makeDevices(1);
+  fs::remove(device(0).settingsPath());
+  device(0).put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  EXPECT_EQ(migrate().status, 0);
+  EXPECT_EQ(results().at(0).versionBefore, std::nullopt);
+  fs::remove(results_);
+  EXPECT_EQ(migrate().status, 0);
+  EXPECT_TRUE(results().at(0).doneEarlier);
+  EXPECT_EQ(results().at(0).versionBefore, std::nullopt);
 }
 
 TEST_F(FleetProgram, AResultOfAnotherCommandCountsForNothing) {

@@ -71,7 +71,10 @@ void tellEarlierRun(DeviceResult& result, OpenedRoot& device) {
   result.outcome = DeviceOutcome::Done;
   result.doneEarlier = true;
   result.backup = manifest.name;
-  result.versionBefore = manifest.outcome.integer(outcome::kFromVersion);
+  result.versionBefore.reset();  // none where there were no settings but legacy files
+  if (manifest.outcome.contains(outcome::kFromVersion)) {
+    result.versionBefore = manifest.outcome.integer(outcome::kFromVersion);
+  }
   result.accountsBefore.reset();  // which only that run knew
   result.losses.reset();
 }
