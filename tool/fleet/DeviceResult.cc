@@ -36,12 +36,15 @@ double inMilliseconds(std::chrono::microseconds time) {
 
 // The time that inUtc() writes so; none for another text.
 std::optional<std::chrono::system_clock::time_point> timeInUtc(const std::string& text) {
+  constexpr int kFirstYear = 1900;
   std::tm parts{};
   const char* const fraction = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
   if (fraction == nullptr || *fraction != '.') return std::nullopt;
   char* end = nullptr;
   const unsigned long micros = std::strtoul(fraction + 1, &end, 10);
   if (end != fraction + 7 || std::string_view(end) != "Z") return std::nullopt;
+  // Far enough from what the clock can hold for sums of times.
+  if (parts.tm_year < 1970 - kFirstYear || parts.tm_year > 2200 - kFirstYear) return std::nullopt;
   return std::chrono::system_clock::from_time_t(timegm(&parts)) + std::chrono::microseconds(micros);
 }
 
@@ -166,7 +169,7 @@ class LineReader {
   }
 
   std::chrono::microseconds duration(const char* key) {
-    constexpr double kLongest = 1e15;  // which fits in microseconds
+    constexpr double kLongest = 1e9;  // eleven days, of a worker that --timeout ends after one
     const Json* value = member(key);
     const double time = value != nullptr && value->is_number() ? value->get<double>() : -1;
     if (!(time >= 0 && time < kLongest)) {

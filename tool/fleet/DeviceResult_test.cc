@@ -123,7 +123,11 @@ TEST(DeviceResult, ALineThatIsNoResultIsRefusedWithTheReason) {
         Case{changed("\"status\":3,\"from", "\"status\":\"3\",\"from"), "\"status\""},
         Case{changed("\"no-space\"", "\"outer-space\""), "\"error\""},
         Case{changed("Z\",\"milli", "\",\"milli"), "\"startedAt\""},
-        Case{changed("\"milliseconds\":12.345", "\"milliseconds\":-1"), "\"milliseconds\""}}) {
+        Case{changed("\"milliseconds\":12.345", "\"milliseconds\":-1"), "\"milliseconds\""},
+        // Times whose sums no clock holds.
+        Case{changed("\"milliseconds\":12.345", "\"milliseconds\":1e12"), "\"milliseconds\""},
+        Case{changed("\"startedAt\":\"20", "\"startedAt\":\"99"), "\"startedAt\""},
+        Case{changed("\"startedAt\":\"20", "\"startedAt\":\"16"), "\"startedAt\""}}) {
     const Result<DeviceResult> read = resultIn(each.line);
     ASSERT_FALSE(read) << each.line;
     EXPECT_NE(read.error().message.find(each.reason), std::string::npos) << read.error().message;
