@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -467,6 +468,19 @@ TEST_F(Edit, WaitsForAMigrationUnderWay) {
   ::close(lock);
   EXPECT_EQ(edit.get().status, 0);
   EXPECT_EQ(root.account(0).get("X"), PropertyList("1"));
+}
+
+// It would look like a migration to whoever comes at that moment.
+TEST_F(Edit, WhoReadsDoesNotTakeTheLock) {
+  root.putText(ToolRoot::kLock, "");
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  ASSERT_GE(::inotify_add_watch(watch, root.at(ToolRoot::kLock).c_str(), IN_OPEN), 0);
+  char event[4096];
+  EXPECT_EQ(run({"get", "A"}).status, 0);
+  EXPECT_LT(::read(watch, event, sizeof(event)), 0) << "somebody opened it";
+  EXPECT_EQ(run({"set", "A", "X", "1"}).status, 0);
+  EXPECT_GT(::read(watch, event, sizeof(event)), 0) << "who writes takes it";
+  ::close(watch);
 }
 
 TEST_F(Edit, ADryRunDoesNotWaitForAMigration) {

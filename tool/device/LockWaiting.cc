@@ -3,24 +3,22 @@
 
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "host/LinuxFiles.h"
 #include "store/AccountsManager.h"
-#include "tool/frame/KnownPresence.h"
 
 namespace accountsettings {
 
 namespace {
 
+// Between two looks at a lock that is not taken.
+constexpr std::chrono::milliseconds kPause(20);
+
 std::string heldBy(OpenedRoot& device) {
   const auto holder = device.lockHolder();
   return "held by " + (holder ? inWords(*holder) : "another process");
-}
-
-Result<HeldMigrationLock> take(const Output& output, OpenedRoot& device, const LockOption& option) {
-  return HeldMigrationLock::take(device.host(), device.host().platform(),
-                                 {option.limit(), tellWaiting(output, device)});
 }
 
 }  // namespace
@@ -46,17 +44,22 @@ Prevented lockHeldFailure(OpenedRoot& device, const LockOption& option) {
 
 HeldMigrationLock takeMigrationLock(const Output& output, OpenedRoot& device,
                                     const LockOption& option) {
-  Result<HeldMigrationLock> lock = take(output, device, option);
+  Result<HeldMigrationLock> lock = HeldMigrationLock::take(
+      device.host(), device.host().platform(), {option.limit(), tellWaiting(output, device)});
   if (lock) return std::move(lock).value();
   if (lock.error().code == ETIMEDOUT) throw lockHeldFailure(device, option);
   throw device.lockFailure();
 }
 
 void waitForMigration(const Output& output, OpenedRoot& device, const LockOption& option) {
-  // Reading creates nothing, so only a lock file that is there already is waited for.
-  if (!isThere(device.files(), std::string(kAccountMigrationLockFilename))) return;
-  const Result<HeldMigrationLock> lock = take(output, device, option);
-  if (!lock && lock.error().code == ETIMEDOUT) throw lockHeldFailure(device, option);
+  // It is looked at and never taken: whoever reads would keep others from migrating.
+  if (!device.lockHolder()) return;
+  const auto end = std::chrono::steady_clock::now() + option.limit();
+  if (option.limit() > std::chrono::seconds()) tellWaiting(output, device)();
+  while (device.lockHolder()) {
+    if (std::chrono::steady_clock::now() >= end) throw lockHeldFailure(device, option);
+    std::this_thread::sleep_for(kPause);
+  }
 }
 
 }  // namespace accountsettings
