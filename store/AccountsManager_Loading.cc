@@ -35,7 +35,7 @@ std::unique_ptr<AccountsManager> AccountsManager::initWithAccounsInfoArray(
 
 std::unique_ptr<AccountsManager> AccountsManager::initWithRoot(
     const std::optional<Dictionary>& root) {
-  ++settingsWork().storesBuilt;
+  countOne(settingsWork().storesBuilt);
   std::optional<Array> accountsInfo;
   std::int64_t version = 0;
   if (root) {

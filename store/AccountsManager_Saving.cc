@@ -223,7 +223,7 @@ Dictionary AccountsManager::mergeInMemoryPropertiesOriginalPropertiesOnDiskPrope
 SerializedSettings AccountsManager::serializeSettings(const Dictionary& root) const {
   auto known = shortCutsAreTaken() ? contents_->file.serializationOf(root) : nullptr;
   if (known != nullptr) return {std::move(known), std::nullopt};
-  ++settingsWork().serialized;
+  countOne(settingsWork().serialized);
   Result<Bytes> bytes = writeBinary(root);
   if (!bytes) return {nullptr, bytes.error().message};
   return {std::make_shared<const Bytes>(std::move(bytes).value()), std::nullopt};

@@ -16,6 +16,7 @@
 #include "platform/ProcessContext.h"
 #include "store/AccountsManager.h"
 #include "store/AccountsWatcher.h"
+#include "store/ShortCuts.h"
 
 namespace accountsettings {
 namespace {
@@ -236,6 +237,35 @@ TEST_F(AccountsManagerWriters, ThreadsLoseNoEditInOneContextOrInTheirOwn) {
     for (int number = 0; number < kThreads; ++number) {
       EXPECT_EQ(numberOf(*store, "A" + std::to_string(number), key), kEdits) << key;
     }
+  }
+}
+
+// No lock keeps them apart here, so that ThreadSanitizer sees what they share.
+TEST_F(AccountsManagerWriters, ThreadsThatLoadAndSaveAtOnceAreCounted) {
+  constexpr std::size_t kThreads = 4;
+  constexpr std::size_t kRounds = 50;
+  fill(kThreads);
+  const World shared = world();
+  const SettingsWork before = settingsWork();
+  std::vector<std::thread> threads;
+  for (std::size_t number = 0; number < kThreads; ++number) {
+    threads.emplace_back([&shared, identifier = "A" + std::to_string(number)] {
+      const ProcessContext::Override here(*shared.context);
+      for (std::size_t round = 1; round <= kRounds; ++round) {
+        const auto store = AccountsManager::init();
+        store->accountWithIdentifier(identifier)
+            ->setAccountPropertyForKey(static_cast<std::int64_t>(round), "round");
+        store->saveAllAccounts();
+      }
+    });
+  }
+  for (std::thread& each : threads) each.join();
+  // Whoever saves over what another saved builds one more.
+  EXPECT_GE(settingsWork().storesBuilt - before.storesBuilt, kThreads * kRounds);
+  EXPECT_EQ(settingsWork().serialized - before.serialized, kThreads * kRounds);
+  const auto store = AccountsManager::init();
+  for (std::size_t number = 0; number < kThreads; ++number) {
+    EXPECT_EQ(numberOf(*store, "A" + std::to_string(number), "round"), kRounds);
   }
 }
 

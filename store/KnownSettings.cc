@@ -51,7 +51,7 @@ Result<std::shared_ptr<const KnownSettings>> readSettings(
   if (!bytes) return bytes.error();
   if (!*bytes && expected != nullptr) return expected;
   if (*bytes && known != nullptr && **bytes == *known->bytes) return known;
-  ++settingsWork().parsed;
+  countOne(settingsWork().parsed);
   Bytes content = std::move(*bytes).value_or(Bytes());
   const Result<PropertyList> root = readPropertyList(content);
   if (!root || root->dictionary() == nullptr) return std::shared_ptr<const KnownSettings>();

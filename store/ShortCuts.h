@@ -3,6 +3,7 @@
 // changed. Tests do without them, to see that both ways give the same, and count what is left.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 namespace accountsettings {
@@ -20,5 +21,9 @@ struct SettingsWork {
   bool operator==(const SettingsWork&) const = default;
 };
 [[nodiscard]] SettingsWork& settingsWork();
+// Adds one to a count of it, which stores on several threads may do at once.
+inline void countOne(std::size_t& work) {
+  std::atomic_ref(work).fetch_add(1, std::memory_order_relaxed);
+}
 
 }  // namespace accountsettings
