@@ -534,6 +534,18 @@ TEST_F(FleetProgram, RelativeRootsNeedACurrentDirectory) {
   EXPECT_EQ(relative.status, 3);
   EXPECT_NE(relative.err.find("device: the current directory cannot be told"), std::string::npos)
       << relative.err;
+TEST_F(FleetProgram, MakesNothingInTheCurrentDirectory) {
+  makeDevices(1);
+  const std::string place = directory_.path().string() + "/place";
+  fs::create_directory(place);
+  const fs::path here = fs::current_path();
+  fs::current_path(place);
+  const auto before = fs::last_write_time(place);
+  const ToolResult result =
+      ToolRun(command({"check"})).withVariable("TMPDIR", "/nonexistent").run();
+  fs::current_path(here);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(fs::last_write_time(place), before);
 }
 
 TEST(FleetHelp, EachOptionStandsInTheManual) {

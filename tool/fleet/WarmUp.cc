@@ -20,12 +20,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A directory that is there for as long as this lives.
+// A directory that is there for as long as this lives; no path where none can be made.
 class FreshDirectory {
  public:
   FreshDirectory() {
     std::error_code code;
-    path_ = fs::temp_directory_path(code) / "accountsettings-XXXXXX";
+    const fs::path place = fs::temp_directory_path(code);
+    if (code) return;
+    path_ = place / "accountsettings-XXXXXX";
     if (mkdtemp(path_.data()) == nullptr) path_.clear();
   }
   ~FreshDirectory() {
