@@ -120,9 +120,10 @@ TEST_F(ReportPage, TellsOfTheMigrationAgainWhereItsUndoingIsUndone) {
   const auto restore = [&](std::vector<std::string> words) {
     words.insert(words.begin(), "restore");
     words.insert(words.end(), {"--root", root.path(), "--json"});
-    return documentIn(runTool(std::move(words)).out).string("kept").value_or("");
+    const Dictionary document = documentIn(runTool(std::move(words)).out);
+    return std::string(document.string("kept").value_or(""));
   };
-  const std::string undo(restore({}));
+  const std::string undo = restore({});
   const std::string of = "Before is what the backup ";
   ASSERT_NE(migrated.find(of), std::string::npos);
   EXPECT_EQ(page().find(of), std::string::npos) << "nothing is migrated there";
