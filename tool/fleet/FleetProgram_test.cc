@@ -215,6 +215,8 @@ TEST_F(FleetProgram, TellsWhatWasDoneAndNotYetTold) {
   EXPECT_EQ(told.at(1).versionAfter, 12);
   EXPECT_FALSE(told.at(0).doneEarlier);
   EXPECT_EQ(backupsOf(1), 1U);
+}
+
 TEST_F(FleetProgram, WhatWasMadeOfLegacyFilesHadNoVersion) {
   makeDevices(1);
   fs::remove(device(0).settingsPath());
@@ -534,6 +536,8 @@ TEST_F(FleetProgram, RelativeRootsNeedACurrentDirectory) {
   EXPECT_EQ(relative.status, 3);
   EXPECT_NE(relative.err.find("device: the current directory cannot be told"), std::string::npos)
       << relative.err;
+}
+
 TEST_F(FleetProgram, MakesNothingInTheCurrentDirectory) {
   makeDevices(1);
   const std::string place = directory_.path().string() + "/place";
