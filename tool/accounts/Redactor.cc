@@ -77,7 +77,7 @@ Kind kindOfKey(std::string_view key) {
 
 // What a text under the key is, to judge by the key's name.
 Kind kindUnder(std::string_view key) {
-  static constexpr std::array<std::pair<std::string_view, Kind>, 11> kHints = {{
+  static constexpr std::array<std::pair<std::string_view, Kind>, 13> kHints = {{
       {"identifier", Kind::Identifier},
       {"uniqueid", Kind::Identifier},
       {"accountid", Kind::Identifier},
@@ -89,6 +89,8 @@ Kind kindUnder(std::string_view key) {
       {"url", Kind::Host},
       {"domain", Kind::Host},
       {"name", Kind::Name},
+      {"description", Kind::Name},
+      {"title", Kind::Name},
   }};
   if (isSecretKey(key)) return Kind::Secret;
   const std::string plain = lowered(key);
@@ -180,6 +182,10 @@ void Redactor::learnUnder(const KeyFacts& key, const PropertyList& value, bool i
 void Redactor::learnValue(Kind kind, std::string_view value) {
   if (isNobodys(value)) return;
   const auto [text, isNew] = standInFor(kind, value);
+  // What one key tells nothing of, another may: an identifier in a list of those that are referred
+  // to.
+  StandIn& standIn = text->second;
+  if (standIn.kind == Kind::Text && standIn.name.stringValue()->empty()) standIn.kind = kind;
   if (!isNew) return;
   if (!saysNothing(value)) learned_.add(text->first);
   // The parts of an address are as personal as the whole.
@@ -196,16 +202,14 @@ void Redactor::learnValue(Kind kind, std::string_view value) {
 std::pair<Redactor::ByText<Redactor::StandIn>::value_type*, bool> Redactor::standInFor(
     Kind kind, std::string_view value) {
   if (const auto known = standIns_.find(value); known != standIns_.end()) return {&*known, false};
-  const std::size_t number = ++numbers_[static_cast<std::size_t>(kind)];
-  return {&*standIns_.emplace(value, StandIn{kind, number, {}}).first, true};
+  return {&*standIns_.emplace(value, StandIn{kind, {}}).first, true};
 }
 
 const PropertyList& Redactor::replaced(Kind kind, std::string_view value) {
   StandIn& standIn = standInFor(kind, value).first->second;
   const auto index = static_cast<std::size_t>(standIn.kind);
   if (standIn.name.stringValue()->empty()) {
-    standIn.name = std::string(kKindNames[index]) + "-" + std::to_string(standIn.number);
-    ++values_[index];
+    standIn.name = std::string(kKindNames[index]) + "-" + std::to_string(++values_[index]);
   }
   ++places_[index];
   return standIn.name;

@@ -1,6 +1,7 @@
 // Redactor replaces what is personal in account settings - identifiers, user names, host
 // names, names, secrets, any other text - by stand-ins such as "user-3", one and the same for
-// equal values wherever they occur, and counts what it replaced.
+// equal values wherever they occur, and counts what it replaced. A stand-in says what it stands
+// for, as far as any key tells it.
 #pragma once
 
 #include <array>
@@ -54,7 +55,6 @@ class Redactor {
   static constexpr std::size_t kKinds = 7;
   struct StandIn {
     Kind kind = Kind::Text;
-    std::size_t number = 0;
     PropertyList name;  // a text, shared by all places; empty until it is in the place of something
   };
   // What a key's name tells of itself and of what stands under it.
@@ -92,7 +92,6 @@ class Redactor {
   ByText<KeyFacts> keys_;
   LearnedTexts learned_;
   std::string leftOut_;
-  std::array<std::size_t, kKinds> numbers_{};  // the last that a stand-in was named by
   std::array<std::size_t, kKinds> values_{};
   std::array<std::size_t, kKinds> places_{};
 };

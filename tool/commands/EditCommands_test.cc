@@ -133,7 +133,14 @@ TEST_F(Edit, NothingIsWrittenWhereNothingChanges) {
   const ToolResult result = run({"set", "A", "Username", "user-A"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "Nothing to change: the settings hold this already.\n");
+  const ToolResult json = run({"set", "A", "Username", "user-A", "--json"});
+  EXPECT_EQ(schemaErrors("edit.schema.json", json.out), "");
+  EXPECT_EQ(documentIn(json.out).string("outcome"), "unchanged");
+  EXPECT_EQ(documentIn(run({"set", "A", "Username", "b", "-n", "--json"}).out).string("outcome"),
+            "would-be-saved");
   EXPECT_EQ(root.snapshot(), before);
+  EXPECT_EQ(documentIn(run({"set", "A", "Username", "b", "--json"}).out).string("outcome"),
+            "saved");
 }
 
 TEST_F(Edit, ADryRunShowsTheChangeAndTouchesNothingAtAll) {

@@ -68,6 +68,14 @@ TEST(Plan, SaysWhenNothingIsPending) {
   EXPECT_EQ(textsUnder(plan, "steps", "step"), Texts{});
   EXPECT_EQ(droppedAccounts(plan), Texts{});
   EXPECT_EQ(runTool({"plan", root.path(), "--exit-code"}).status, 0);
+  const std::string text = runTool({"plan", root.path()}).out;
+  EXPECT_TRUE(
+      text.starts_with("No migration is needed.\n"
+                       "  The settings have version 12 already: no upgrade step runs.\n"
+                       "\n"
+                       "Nothing to do: "))
+      << text;
+  EXPECT_NE(text.find("\nFiles\n  none\n"), std::string::npos) << text;
 }
 
 TEST(Plan, TellsTheStepsOfAVersionUpgrade) {

@@ -467,6 +467,7 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
     document.set("account", account);
     document.set("dryRun", options_.dryRun);
     document.set("saved", saved);
+    document.set("outcome", differences.empty() ? "unchanged" : saved ? "saved" : "would-be-saved");
     if (backup_) {
       document.set("backup", backup_->manifest.name);
       document.set("undo", undo());

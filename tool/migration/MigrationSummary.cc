@@ -36,8 +36,7 @@ std::string aboutSettings(const InspectedFile& settings, std::optional<std::int6
            "): a migration would take them for empty.";
   }
   if (version == current) {
-    return "The settings have version " + newest +
-           ": no upgrade step runs, and the file is written anew.";
+    return "The settings have version " + newest + " already: no upgrade step runs.";
   }
   if (version && *version >= 0 && *version < current) {
     return "The settings have version " + std::to_string(*version) + ": the upgrade steps up to " +
