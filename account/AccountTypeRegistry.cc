@@ -19,7 +19,7 @@ namespace {
 
 struct RegistryState {
   std::mutex mutex;
-  std::optional<AccountTypeRegistry> registry;
+  std::shared_ptr<const AccountTypeRegistry> registry;
   std::atomic<const AccountTypeRegistry*> ready{nullptr};  // the same, once it is there
 };
 
@@ -55,8 +55,7 @@ void reduceSupportedDataclasses(Dictionary& type, bool multitasking) {
 
 }  // namespace
 
-AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types) {
-  const bool multitasking = deviceIsMultitasking();
+AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types, bool multitasking) {
   for (const auto& [type, properties] : types) {
     if (properties.dictionary() == nullptr) continue;
     Entry entry{*properties.dictionary(), {}};
@@ -69,13 +68,32 @@ AccountTypeRegistry::AccountTypeRegistry(const Dictionary& types) {
   }
 }
 
+std::shared_ptr<const AccountTypeRegistry> AccountTypeRegistry::of(const Dictionary& types) {
+  struct Last {
+    std::mutex mutex;
+    Dictionary types;
+    bool multitasking = false;
+    std::shared_ptr<const AccountTypeRegistry> registry;
+  };
+  static Last last;
+  const bool multitasking = deviceIsMultitasking();
+  const std::lock_guard lock(last.mutex);
+  if (last.registry == nullptr || last.multitasking != multitasking ||
+      !last.types.identicalTo(types)) {
+    last.registry.reset(new AccountTypeRegistry(types, multitasking));
+    last.types = types;
+    last.multitasking = multitasking;
+  }
+  return last.registry;
+}
+
 const AccountTypeRegistry& AccountTypeRegistry::current() {
   RegistryState& state = ProcessContext::current().state(registrySlot);
   // Asked for each account, and so without the lock.
   if (const auto* ready = state.ready.load(std::memory_order_acquire)) return *ready;
   const std::lock_guard lock(state.mutex);
-  if (!state.registry) state.registry = AccountTypeRegistry(readTypes());
-  state.ready.store(&*state.registry, std::memory_order_release);
+  if (!state.registry) state.registry = of(readTypes());
+  state.ready.store(state.registry.get(), std::memory_order_release);
   return *state.registry;
 }
 

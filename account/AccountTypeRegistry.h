@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -29,7 +30,9 @@ class AccountTypeRegistry {
   [[nodiscard]] const Entry* find(std::string_view type) const noexcept;
 
  private:
-  explicit AccountTypeRegistry(const Dictionary& types);
+  AccountTypeRegistry(const Dictionary& types, bool multitasking);
+  // The registry of these types: that of the last context where it had the very same ones.
+  [[nodiscard]] static std::shared_ptr<const AccountTypeRegistry> of(const Dictionary& types);
 
   std::map<std::string, Entry, std::less<>> entries_;
 };

@@ -58,6 +58,7 @@ set(linux_headers
 set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
 set(headers_of_host ${posix_headers} ${linux_headers})
 set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp)
+set(headers_of_tool/main.cc malloc.h)
 set(headers_of_tool/frame/Terminal.cc fcntl.h pwd.h signal.h sys/ioctl.h sys/wait.h unistd.h)
 set(headers_of_tool/fleet/WarmUp.cc stdlib.h)
 set(headers_of_tool/fleet/Workers.cc sched.h signal.h sys/mman.h sys/resource.h sys/wait.h unistd.h)

@@ -6,8 +6,8 @@
 
 #include "host/DropIns.h"
 #include "host/FileIO.h"
+#include "platform/ParsedResources.h"
 #include "platform/Presence.h"
-#include "plist/Reader.h"
 
 namespace accountsettings {
 
@@ -18,10 +18,11 @@ constexpr std::uint64_t kLargestResource = std::uint64_t{64} << 20;
 
 // Empty where there is no such table.
 Result<Dictionary> readTable(const std::string& path) {
-  const Result<Bytes> bytes = readRegular(openerOf(path), kLargestResource, path);
+  static ParsedResources parsed;
+  Result<Bytes> bytes = readRegular(openerOf(path), kLargestResource, path);
   if (!bytes && isAbsence(bytes.error())) return Dictionary();
   if (!bytes) return bytes.error();
-  const Result<PropertyList> table = readPropertyList(*bytes);
+  const Result<PropertyList> table = parsed.parse(path, std::move(bytes).value());
   if (!table) return Error{path + ": " + table.error().message};
   return table->dictionary() != nullptr ? *table->dictionary() : Dictionary();
 }

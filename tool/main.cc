@@ -1,5 +1,7 @@
 // main runs one subcommand: it takes the command line apart, runs the command, and turns
 // whatever ends it into one message and an exit status.
+#include <malloc.h>
+
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -152,6 +154,9 @@ ExitStatus runProgram(std::vector<std::string> arguments) {
 
 int main(int count, char** values) {
   std::set_terminate(accountsettings::endWithoutMemory);
+  // Small blocks are joined with their neighbours as they are freed. The C library would keep some
+  // apart, and walk all of them whenever a large block is freed.
+  mallopt(M_MXFAST, 0);
   try {
     return static_cast<int>(accountsettings::runProgram({values + 1, values + count}));
   } catch (const std::bad_alloc&) {

@@ -44,8 +44,7 @@ std::string membersOf(const Array& list) {
 }
 
 std::string textOf(std::string_view key, const PropertyList& value) {
-  const Dictionary shown = withSecretsHidden(Dictionary{{key, value}});
-  const PropertyList& visible = *shown.find(key);
+  const PropertyList visible = withSecretsHidden(key, value);
   if (isSetValued(key) && visible.array() != nullptr) {
     return cutTo(membersOf(*visible.array()), kValueWidth);
   }

@@ -111,12 +111,15 @@ void appendLine(std::string& text, const PropertyList& value, std::size_t limit)
 // Hider replaces secrets, once in each stored container: what is shared stays shared.
 class Hider {
  public:
+  PropertyList hideUnder(std::string_view key, const PropertyList& value) {
+    return isSecretKey(key) ? hidden(value) : hide(value);
+  }
   Dictionary hide(const Dictionary& dictionary) {
     if (dictionary.empty()) return dictionary;
     if (const PropertyList* known = seen_.find(dictionary.begin())) return *known->dictionary();
     Dictionary result = dictionary;
     for (const auto& entry : dictionary) {
-      PropertyList shown = isSecretKey(entry.key()) ? hidden(entry.value()) : hide(entry.value());
+      PropertyList shown = hideUnder(entry.key(), entry.value());
       if (!shown.identicalTo(entry.value())) result.set(entry.key(), std::move(shown));
     }
     seen_.insert(dictionary.begin(), result);
@@ -184,6 +187,10 @@ bool isSecretKey(std::string_view key) {
 
 bool isSeenUnderSecretKey(const PropertyList& value) {
   return value.kind() == PropertyList::Kind::Boolean;
+}
+
+PropertyList withSecretsHidden(std::string_view key, const PropertyList& value) {
+  return Hider().hideUnder(key, value);
 }
 
 Dictionary withSecretsHidden(const Dictionary& dictionary) {

@@ -24,6 +24,8 @@ namespace accountsettings {
 // The dictionary with "(hidden)" for everything that lies under a secret key, at any depth, and may
 // not be seen there.
 [[nodiscard]] Dictionary withSecretsHidden(const Dictionary& dictionary);
+// The same of one entry: its value.
+[[nodiscard]] PropertyList withSecretsHidden(std::string_view key, const PropertyList& value);
 
 // A data class without the prefix that all of them share, for people.
 [[nodiscard]] std::string_view shortDataclass(std::string_view dataclass);
