@@ -35,11 +35,12 @@ Result<std::string> readText(LinuxFiles& files) {
   return bytes.error();
 }
 
-// The newest lines of the text that are not too much.
+// The newest lines of the text that are not too much, the last one in any case.
 std::string newestOf(const std::string& text) {
   if (text.size() <= kMostBytes) return text;
-  const std::size_t end = text.find('\n', text.size() - kMostBytes);
-  return end == std::string::npos ? std::string() : text.substr(end + 1);
+  const std::size_t last = text.rfind('\n', text.size() - 2);
+  if (last == std::string::npos) return text;
+  return text.substr(std::min(text.find('\n', text.size() - kMostBytes), last) + 1);
 }
 
 Status add(OpenedRoot& device, const Dictionary& entry) {

@@ -2,6 +2,7 @@
 #include "tool/backup/HistoryChanges.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "account/AccountConstants.h"
@@ -76,6 +77,16 @@ std::string fileOf(std::string_view step) {
 }
 
 }  // namespace
+
+Array keysForHistory(const std::vector<std::string>& keys) {
+  constexpr std::size_t kMostKeys = 100;
+  std::set<std::string_view> known;
+  Array kept;
+  for (const std::string& each : keys) {
+    if (kept.size() < kMostKeys && known.insert(each).second) kept.append(nameOf(each));
+  }
+  return kept;
+}
 
 // Stage compares two lists of accounts.
 class HistoryChanges::Stage {

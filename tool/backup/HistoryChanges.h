@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "plist/PropertyList.h"
 #include "tool/accounts/AccountMatching.h"
@@ -34,6 +35,9 @@ inline constexpr std::string_view kRemoved = "removed";
 inline constexpr std::string_view kChanged = "changed";
 inline constexpr std::string_view kNotConverted = "not-converted";  // a legacy file
 }  // namespace history
+
+// The names of keys, each once, as the history keeps them: short, and no more than some.
+[[nodiscard]] Array keysForHistory(const std::vector<std::string>& keys);
 
 class HistoryChanges {
  public:

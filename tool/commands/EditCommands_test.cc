@@ -581,6 +581,17 @@ TEST_F(Edit, TheBackupOfSettingsThatWaitForTheirMigrationTellsTheirVersion) {
             backups().back() + "  from version 9, before remove of X, 1 file kept\n");
 }
 
+TEST_F(Edit, OfManyKeysDoesNotEmptyTheHistory) {
+  ASSERT_EQ(run({"set", "A", "X", "1"}).status, 0);
+  Dictionary many;
+  for (int i = 0; i < 20'000; ++i) many.set("Key" + std::string(60, 'x') + std::to_string(i), i);
+  root.put("/many.plist", many);
+  ASSERT_EQ(run({"add", "Mail", "IMAPAccount", "--properties", root.at("/many.plist")}).status, 0);
+  const Array told = documentIn(run({"history", "--json"}).out).arrayOrEmpty("entries");
+  ASSERT_EQ(told.size(), 2U);
+  EXPECT_EQ(told[1].dictionary()->arrayOrEmpty("keys").size(), 100U);
+}
+
 TEST_F(Edit, KeepsNoBackupWhereNothingChangesOrNoneIsWanted) {
   EXPECT_EQ(run({"set", "A", "Username", "user-A"}).status, 0);
   EXPECT_EQ(run({"set", "A", "X", "1", "--dry-run"}).status, 0);

@@ -101,6 +101,17 @@ void tellHistory(Session& session, OpenedRoot& device, const MigrationSummary& s
   addToHistory(session, device, std::move(entry));
 }
 
+// What a run that did not go on has done all the same: it ended what an earlier one had left.
+void tellHistoryOfEnding(Session& session, OpenedRoot& device, const MigrationOutcome& outcome) {
+  Dictionary entry{{history::kCommand, "migrate"}, {history::kOutcome, nameOf(outcome.kind)}};
+  if (outcome.completed) {
+    if (outcome.backup == *outcome.completed) entry.set(history::kBackup, outcome.backup);
+    changesOfCompleted(device, *outcome.completed).putInto(entry);
+  }
+  if (!outcome.pruned.empty()) entry.set(history::kPruned, arrayOf(outcome.pruned));
+  addToHistory(session, device, std::move(entry));
+}
+
 // How it ended, for the log.
 std::string inWords(const MigrationSummary& summary) {
   std::string text(nameOf(summary.outcome));
@@ -209,8 +220,10 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
       summary.effect = effectOf(outcome);
       const bool isTold = outcome.cutShort || outcome.kind == Kind::Broken ||
                           !outcome.written.empty() || !outcome.removed.empty();
-      if (isTold) tellHistory(session, device, summary, outcome);
+      if (isTold && outcome.kind != Kind::Refused) tellHistory(session, device, summary, outcome);
     }
+    const bool goesOn = isJudged(outcome) && outcome.kind != Kind::Refused;
+    if (outcome.cutShort && !goesOn) tellHistoryOfEnding(session, device, outcome);
     device.setHoldsLock(false);
   };
 

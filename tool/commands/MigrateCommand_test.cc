@@ -537,6 +537,47 @@ TEST_F(Migrate, EndsWhatWasCutShort) {
   EXPECT_EQ(text(document(), "outcome"), "nothing-to-do");
 }
 
+// What such a run did not do is not told as done.
+TEST_F(Migrate, TheHistoryTellsOfARunThatOnlyEndedAnotherNoMore) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  ASSERT_EQ(migrate().status, 0);
+  Dictionary manifest = manifestOf(backups()[0]);
+  const auto reopen = [&] {
+    manifest.remove("Outcome");
+    root_.put(kBackups + ("/" + backups()[0]) + "/manifest.plist", manifest);
+  };
+  const auto lastEntry = [&] {
+    const Array all = documentIn(runTool({"history", "--root", root_.path(), "--json"}).out)
+                          .arrayOrEmpty("entries");
+    return *all[all.size() - 1].dictionary();
+  };
+  const auto kept = [&] {
+    std::ifstream file(root_.at(kBackups) + "/history");
+    std::string last;
+    for (std::string line; std::getline(file, line);) last = line;
+    return last;
+  };
+  const PropertyList settings = root_.settings();
+  reopen();
+  root_.putText(ToolRoot::kSettings, "garbage");
+  ASSERT_EQ(migrate().status, 3);
+  EXPECT_EQ(lastEntry().get("outcome"), PropertyList("refused"));
+  EXPECT_FALSE(lastEntry().contains("steps"));
+  EXPECT_FALSE(lastEntry().contains("toVersion"));
+  EXPECT_EQ(kept().find("\"added\""), std::string::npos) << kept();
+
+  // Nor is what was ended forgotten where the plan does not hold any more.
+  root_.put(ToolRoot::kSettings, settings);
+  reopen();
+  const std::string plan = root_.at("/plan.json");
+  ASSERT_EQ(runTool({"plan", root_.path(), "--out", plan}).status, 0);
+  root_.put(ToolRoot::kLegacyExchange, sampleLegacyExchange());
+  ASSERT_EQ(migrate({"--plan", plan}).status, 3);
+  EXPECT_EQ(lastEntry().get("outcome"), PropertyList("refused"));
+  EXPECT_EQ(lastEntry().get("backup"), PropertyList(backups()[0]));
+  EXPECT_NE(kept().find("\"added\""), std::string::npos) << "the run before is completed with it";
+}
+
 // A plan answers as the migration would, and its refusal is told with the same words.
 TEST_F(Migrate, APlanKnowsWhatAnEarlierRunHasAgainstTheNextOne) {
   root_.put(ToolRoot::kSettings, sampleSettings(7));

@@ -127,6 +127,7 @@ void carryOut(OpenedRoot& device, const BackupManifest& manifest,
 
 // What a restore did, or would do.
 struct RestoreCommand::Restored {
+  BackupManifest manifest;  // that is put back
   std::vector<RestoreStep> steps;
   std::optional<MadeBackup> backup;  // of what it replaced
   // What was done since the backup was made, and goes with it.
@@ -255,7 +256,8 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
 std::string RestoreCommand::inWords(const Restored& restored) {
   const std::size_t files = filesToChange(restored.steps);
   if (files == 0) return "nothing to put back";
-  std::string text = counted(files, "file", "files") + " put back";
+  std::string text =
+      counted(files, "file", "files") + " of backup " + restored.manifest.name + " put back";
   if (restored.backup) text += "; what was there is backup " + restored.backup->manifest.name;
   return text;
 }
@@ -264,21 +266,26 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
   std::optional<HeldMigrationLock> lock;
   if (!dryRun_) lock.emplace(takeMigrationLock(session.output, device, lock_));
   const std::vector<std::string> names = namesToPrune(device);
-  if (!dryRun_) (void)removeLeftovers(device.host());
+  if (!dryRun_ && !backup_) (void)removeLeftovers(device.host());
+  const auto tell = [&](const std::vector<std::string>& gone) {
+    addToHistory(session, device,
+                 {{history::kCommand, "prune"}, {history::kPruned, arrayOf(gone)}});
+  };
+  std::vector<std::string> gone;
   for (const std::string& name : names) {
     if (dryRun_) continue;
-    if (const Status gone = discardBackup(device.host(), name); !gone && !isAbsence(gone.error())) {
+    const Status removed = discardBackup(device.host(), name);
+    if (!removed && !isAbsence(removed.error())) {
+      if (session.changed) tell(gone);
       throw CommandFailure(session.changed ? ExitStatus::Broken : ExitStatus::Prevented, "",
-                           "the backup " + name + " cannot be removed: " + gone.error().message,
+                           "the backup " + name + " cannot be removed: " + removed.error().message,
                            "remove the cause and try again");
     }
+    gone.push_back(name);
     session.changed = true;
     lock->keepFile();
   }
-  if (session.changed) {
-    addToHistory(session, device,
-                 {{history::kCommand, "prune"}, {history::kPruned, arrayOf(names)}});
-  }
+  if (session.changed) tell(gone);
   Output& output = session.output;
   if (output.json()) {
     output.document("prune", {{"directory", ShownPath::of(device).entryFor(backupsDirectory())},
@@ -297,6 +304,7 @@ ExitStatus RestoreCommand::prune(Session& session, OpenedRoot& device) const {
 RestoreCommand::Restored RestoreCommand::planned(OpenedRoot& device,
                                                  const BackupManifest& manifest) {
   Restored restored;
+  restored.manifest = manifest;
   restored.steps = prepared(device, manifest);
   if (filesToChange(restored.steps) == 0) return restored;
   restored.undone = runsSince(requireHistory(device), manifest.name);
@@ -306,53 +314,65 @@ RestoreCommand::Restored RestoreCommand::planned(OpenedRoot& device,
 }
 
 // Puts everything back, under the lock.
-RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& device,
-                                                 const BackupManifest& manifest) const {
+RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& device) const {
   HeldMigrationLock lock = takeMigrationLock(session.output, device, lock_);
   // Nor may a program that saves come between the look at the files and their replacement.
   const auto settings = device.host().platform().writerLocks.hold(accountSettingsAccountsPath());
   if (!settings) {
     throw Prevented("", settings.error(), "nothing was changed; try again", FailureCode::Locked);
   }
-  Restored restored = planned(device, manifest);
-  const Array before = accountsNow();
+  // A run that was waited for may have kept a newer one.
+  Restored restored = planned(device, chosenBackup(device));
   session.interrupts.emplace();
-  std::optional<MadeBackup>& own = restored.backup;
   if (filesToChange(restored.steps) > 0) {
-    session.output.doing([] { return Doing{"Keeping what is there ...", placeIn("part", 2, 3)}; });
-    if (!noBackup_) own = kept(device, manifest);
-    session.output.doing([&] {
-      return Doing{
-          "Putting back " + counted(filesToChange(restored.steps), "file", "files") + " ...",
-          placeIn("part", 3, 3)};
-    });
-    session.changed = true;
-    lock.keepFile();
-    carryOut(device, manifest, restored.steps, own);
+    replace(session, device, lock, restored);
   }
   (void)removeLeftovers(device.host());
-  if (session.changed) {
-    Dictionary entry{{history::kCommand, "restore"}, {history::kRestored, manifest.name}};
-    if (own) entry.set(history::kBackup, own->manifest.name);
+  // An interrupted or a broken migration is over with this.
+  const std::optional<MadeBackup>& own = restored.backup;
+  if (const Status noted = noteEndOfRestore(device, restored.manifest, own); !noted) {
+    throw CommandFailure(
+        ExitStatus::Broken, "backup " + restored.manifest.name,
+        "everything is put back, but the backups do not tell so: " + noted.error().message,
+        adviceFor(device, restored.manifest, own));
+  }
+  return restored;
+}
+
+// Keeps what is there, does what was prepared, and tells the history, also of half of it.
+void RestoreCommand::replace(Session& session, OpenedRoot& device, HeldMigrationLock& lock,
+                             Restored& restored) const {
+  const Array before = accountsNow();
+  session.output.doing([] { return Doing{"Keeping what is there ...", placeIn("part", 2, 3)}; });
+  if (!noBackup_) restored.backup = kept(device, restored.manifest);
+  session.output.doing([&] {
+    return Doing{"Putting back " + counted(filesToChange(restored.steps), "file", "files") + " ...",
+                 placeIn("part", 3, 3)};
+  });
+  session.changed = true;
+  lock.keepFile();
+  const auto tell = [&](std::string_view outcome) {
+    Dictionary entry{{history::kCommand, "restore"}, {history::kRestored, restored.manifest.name}};
+    if (!outcome.empty()) entry.set(history::kOutcome, outcome);
+    if (restored.backup) entry.set(history::kBackup, restored.backup->manifest.name);
     const Array after = accountsNow();
     HistoryChanges changes(1);
     changes.add("", before, after, AccountMatching(before, after));
     changes.putInto(entry);
     addToHistory(session, device, std::move(entry));
+  };
+  try {
+    carryOut(device, restored.manifest, restored.steps, restored.backup);
+  } catch (const CommandFailure& failure) {
+    if (failure.status() == ExitStatus::Broken) tell("broken");
+    throw;
   }
-  // An interrupted or a broken migration is over with this.
-  if (const Status noted = noteEndOfRestore(device, manifest, own); !noted) {
-    throw CommandFailure(
-        ExitStatus::Broken, "backup " + manifest.name,
-        "everything is put back, but the backups do not tell so: " + noted.error().message,
-        adviceFor(device, manifest, own));
-  }
-  return restored;
+  tell("");
 }
 
-void RestoreCommand::show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
-                          const Restored& restored) const {
-  if (output.json()) return showForScripts(output, device, manifest, restored);
+void RestoreCommand::show(Output& output, OpenedRoot& device, const Restored& restored) const {
+  const BackupManifest& manifest = restored.manifest;
+  if (output.json()) return showForScripts(output, device, restored);
   if (filesToChange(restored.steps) == 0) return showThatNothingIsToDo(output, device, manifest);
   output.hanging("", "    ",
                  (dryRun_ ? "Would put back backup " : "Put back backup ") + manifest.name + " (" +
@@ -420,9 +440,8 @@ void RestoreCommand::showThatNothingIsToDo(Output& output, OpenedRoot& device,
 }
 
 void RestoreCommand::showForScripts(Output& output, OpenedRoot& device,
-                                    const BackupManifest& manifest,
                                     const Restored& restored) const {
-  Dictionary document{{"backup", manifest.name}, {"dryRun", dryRun_}};
+  Dictionary document{{"backup", restored.manifest.name}, {"dryRun", dryRun_}};
   if (restored.backup) {
     const std::string& kept = restored.backup->manifest.name;
     document.set("kept", kept);
@@ -443,20 +462,23 @@ ExitStatus RestoreCommand::run(Session& session) {
   const bool readsOnly = list_ || show_ || dryRun_;
   OpenedRoot device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
   device.requireDevice();
+  if (list_ + show_ + prune_ > 1) {
+    throw WrongUsage("", "of --list, --show and --prune one alone is possible",
+                     "see accountsettings restore --help");
+  }
   if (list_) return list(session.output, device);
   if (show_) return showBackup(session.output, device);
   if (prune_) return prune(session, device);
 
-  const BackupManifest manifest = chosenBackup(device);
   session.output.doing([] { return Doing{"Verifying the backup ...", placeIn("part", 1, 3)}; });
-  Restored restored = planned(device, manifest);
+  Restored restored = planned(device, chosenBackup(device));
   if (!dryRun_) {
-    logged(device, "restore " + manifest.name, [&] {
-      restored = putBack(session, device, manifest);
+    logged(device, "restore", [&] {
+      restored = putBack(session, device);
       return inWords(restored);
     });
   }
-  show(session.output, device, manifest, restored);
+  show(session.output, device, restored);
   return ExitStatus::Done;
 }
 

@@ -27,16 +27,15 @@ class RestoreCommand : public Command {
   [[nodiscard]] std::vector<std::string> namesToPrune(OpenedRoot& device) const;
   [[nodiscard]] BackupManifest chosenBackup(OpenedRoot& device) const;
   [[nodiscard]] static Restored planned(OpenedRoot& device, const BackupManifest& manifest);
-  [[nodiscard]] Restored putBack(Session& session, OpenedRoot& device,
-                                 const BackupManifest& manifest) const;
+  [[nodiscard]] Restored putBack(Session& session, OpenedRoot& device) const;
+  void replace(Session& session, OpenedRoot& device, HeldMigrationLock& lock,
+               Restored& restored) const;
   [[nodiscard]] static std::string inWords(const Restored& restored);
-  void show(Output& output, OpenedRoot& device, const BackupManifest& manifest,
-            const Restored& restored) const;
+  void show(Output& output, OpenedRoot& device, const Restored& restored) const;
   void showWhatGoes(Output& output, OpenedRoot& device, const Restored& restored) const;
   void showThatNothingIsToDo(Output& output, OpenedRoot& device,
                              const BackupManifest& manifest) const;
-  void showForScripts(Output& output, OpenedRoot& device, const BackupManifest& manifest,
-                      const Restored& restored) const;
+  void showForScripts(Output& output, OpenedRoot& device, const Restored& restored) const;
 
   std::optional<std::string> backup_;
   bool list_ = false;

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <thread>
 
 #include "host/LinuxFiles.h"
 #include "testing/ToolRun.h"
@@ -700,9 +701,9 @@ TEST_F(Restore, TheLogTellsWhoBeganWhatAndHowItEnded) {
   ASSERT_EQ(run("restore", {"--log", log}).status, 0);
   told = lines();
   ASSERT_GE(told.size(), 2U);
-  EXPECT_TRUE(told.front().starts_with("restore " + migration + ": begun by ")) << told.front();
-  EXPECT_EQ(told.back(), "restore " + migration +
-                             ": ended: 2 files put back; what was there is backup " + backup());
+  EXPECT_TRUE(told.front().starts_with("restore: begun by ")) << told.front();
+  EXPECT_EQ(told.back(), "restore: ended: 2 files of backup " + migration +
+                             " put back; what was there is backup " + backup());
 
   root_.putText(ToolRoot::kSettings, "damaged");
   ASSERT_EQ(run("migrate", {"--log", log}).status, 3);
@@ -782,6 +783,67 @@ TEST_F(CutRestore, ItsBackupIsTheWayBackAndIsNotPruned) {
       << named.err;
   EXPECT_EQ(run("restore", {"--prune", "--keep", "1"}).status, 0);
   EXPECT_EQ(backups(), all);
+}
+
+TEST_F(Prune, OneThatFailsHalfWayIsInTheHistory) {
+  migrateOverAndOver(4);
+  const std::vector<std::string> all = backups();
+  // Of those that go the newest goes first.
+  root_.putText(kBackups + ("/" + all[2]) + "/foreign", "not a backup's");
+  const ToolResult result = run("restore", {"--prune", "--keep", "1"});
+  EXPECT_EQ(result.status, 4);
+  const Array told = documentIn(run("history", {"--json"}).out).arrayOrEmpty("entries");
+  EXPECT_EQ(told[told.size() - 1].dictionary()->get("pruned"), PropertyList(Array{all[3]}));
+}
+
+TEST_F(Prune, OfANamedBackupRemovesNoOther) {
+  migrateOverAndOver(1);
+  const std::string halfMade = kBackups + std::string("/2020-01-01-00-00-00");
+  fs::create_directory(root_.at(halfMade));
+  ASSERT_EQ(run("restore", {"--prune", backups().back()}).status, 0);
+  EXPECT_TRUE(fs::exists(root_.at(halfMade)));
+  EXPECT_EQ(run("restore", {"--prune"}).out, "Removed backup 2020-01-01-00-00-00\n");
+}
+
+TEST_F(Restore, DoesOneThingAtATime) {
+  for (const std::vector<std::string>& each : {std::vector<std::string>{"--list", "--prune"},
+                                               {"--show", "--prune"},
+                                               {"--list", "--show"}}) {
+    const ToolResult result = run("restore", each);
+    EXPECT_EQ(result.status, 2) << each[0];
+    EXPECT_NE(result.err.find("of --list, --show and --prune one alone is possible"),
+              std::string::npos);
+  }
+}
+
+TEST_F(Restore, OneThatWasCutShortIsInTheHistory) {
+  root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
+  root_.put(ToolRoot::kLegacyExchange, sampleLegacyExchange());
+  ASSERT_EQ(run("migrate").status, 0);
+  fs::create_directories(root_.at(ToolRoot::kLegacyExchange) + "/in the way");
+  ASSERT_EQ(run("restore").status, 4);
+  const Array told = documentIn(run("history", {"--json"}).out).arrayOrEmpty("entries");
+  ASSERT_EQ(told.size(), 2U);
+  EXPECT_EQ(told[1].dictionary()->get("command"), PropertyList("restore"));
+  EXPECT_EQ(told[1].dictionary()->get("outcome"), PropertyList("broken"));
+  EXPECT_EQ(told[1].dictionary()->get("backup"), PropertyList(backup()));
+}
+
+TEST_F(Restore, PutsTheNewestBackWhenItsTurnComes) {
+  root_.putSettings(9, {mailAccount("A")});
+  ASSERT_EQ(run("migrate").status, 0);
+  const std::string first = backup();
+  const int lock = ::open(root_.at(ToolRoot::kLock).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  auto restored = std::async(std::launch::async, [&] { return run("restore"); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  // Whoever holds the lock keeps another.
+  const std::string later = "2999-01-01-00-00-00";
+  fs::copy(root_.at(kBackups) + "/" + first, root_.at(kBackups) + "/" + later);
+  ::close(lock);
+  const ToolResult result = restored.get();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("Put back backup " + later), 0U) << result.out;
 }
 
 TEST_F(Restore, HistoryTellsVersionsAndSteps) {

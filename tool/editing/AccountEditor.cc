@@ -450,7 +450,7 @@ Dictionary AccountEditor::historyEntry(const std::string& command, const std::st
   const AccountMatching matching(before, after);
   Dictionary entry{{history::kCommand, command},
                    {history::kAccount, account},
-                   {history::kKeys, arrayOf(changedKeys(differences.accounts))}};
+                   {history::kKeys, keysForHistory(changedKeys(differences.accounts))}};
   if (backup_) entry.set(history::kBackup, backup_->manifest.name);
   HistoryChanges changes(1);
   changes.add("", before, after, matching);

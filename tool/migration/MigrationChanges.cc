@@ -7,6 +7,7 @@
 #include "plist/Reader.h"
 #include "staging/Backup.h"
 #include "store/AccountsManager.h"
+#include "store/KnownSettings.h"
 #include "tool/migration/LedgerRules.h"
 
 namespace accountsettings {
@@ -32,14 +33,16 @@ void addStage(HistoryChanges& changes, std::string_view step, const Array& befor
   changes.add(step, before, after, AccountMatching(before, after), reasonsOf(step));
 }
 
-// The settings that a backup keeps; none where it keeps none, or they cannot be read any more.
+// The settings that a backup keeps, empty ones where there were none; none where they cannot be
+// read any more.
 std::optional<Dictionary> settingsIn(OpenedRoot& device, const std::string& backup) {
   const Result<std::vector<FoundBackup>> found = findBackups(device.host());
   if (!found) return std::nullopt;
   for (const FoundBackup& each : *found) {
     if (each.name != backup || !each.manifest) continue;
     const BackupFile* file = each.manifest->fileInRole(PathRole::Settings);
-    if (file == nullptr || file->savedAs.empty()) return std::nullopt;
+    if (file == nullptr) return std::nullopt;
+    if (file->state == BackupFile::State::Absent) return Dictionary();
     const Result<Bytes> bytes = readFromBackup(device.host(), *each.manifest, *file);
     const Result<PropertyList> content = bytes ? readPropertyList(*bytes) : bytes.error();
     if (content && content->dictionary() != nullptr) return *content->dictionary();
@@ -88,6 +91,14 @@ HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& su
     accounts = &step.after;
   }
   addStage(changes, kSaveStep, *accounts, accountsIn(staged.settingsAfter()));
+  return changes;
+}
+
+HistoryChanges changesOfCompleted(OpenedRoot& device, const std::string& backup) {
+  HistoryChanges changes(1);
+  const std::optional<Dictionary> before = settingsIn(device, backup);
+  const std::optional<Dictionary> now = settingsInFile();
+  if (before) addStage(changes, "", accountsIn(before), accountsIn(now));
   return changes;
 }
 

@@ -17,4 +17,8 @@ namespace accountsettings {
                                                 const StagedMigration& staged,
                                                 const std::optional<std::string>& completed);
 
+// Of an earlier migration that was only ended now: what the settings hold beside those that its
+// backup keeps.
+[[nodiscard]] HistoryChanges changesOfCompleted(OpenedRoot& device, const std::string& backup);
+
 }  // namespace accountsettings
