@@ -3,6 +3,7 @@
 #include "host/NamedFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -22,6 +23,19 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr unsigned kPermissions = 0777;
+// How long a pipe that nobody has opened for writing is given, in milliseconds.
+constexpr int kPatience = 1000;
+
+// Of one that does not wait: whether somebody writes into it, or did.
+bool isWritten(std::FILE* pipe) {
+  pollfd waited{::fileno(pipe), POLLIN, 0};
+  const bool came = ::poll(&waited, 1, kPatience) > 0;
+  const int first = std::fgetc(pipe);
+  const bool isOpen = first != EOF || std::ferror(pipe) != 0;  // it would have to be waited for
+  std::clearerr(pipe);
+  std::ungetc(first, pipe);
+  return came || isOpen;
+}
 
 Status writeInPlace(const std::string& path, std::span<const std::uint8_t> bytes) {
   const Result<FileDescriptor> file = openPipeOrDevice(path);
@@ -84,6 +98,24 @@ Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> b
   }
   if (!done) ::unlinkat(directory.get(), name->c_str(), 0);
   return done;
+}
+
+Result<OpenNamedFile> openNamedFile(const std::string& path) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  if (!file) return systemError(path);
+  const Result<struct stat> status = statusOf(file, path);
+  if (!status) return status.error();
+  if (S_ISDIR(status->st_mode)) return systemError(path, EISDIR);
+  const bool isPipe = S_ISFIFO(status->st_mode);
+  if (!isPipe && !S_ISREG(status->st_mode)) {
+    return Error{path + ": this is no regular file and no pipe"};
+  }
+  OpenNamedFile opened(::fdopen(file.get(), "rb"));
+  if (opened == nullptr) return systemError(path);
+  const int descriptor = file.release();
+  if (isPipe && !isWritten(opened.get())) return Error{path + ": nobody writes into this pipe"};
+  ::fcntl(descriptor, F_SETFL, 0);
+  return opened;
 }
 
 }  // namespace accountsettings

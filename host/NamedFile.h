@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -14,5 +16,14 @@ namespace accountsettings {
 // umask says. A link stays, and what it leads to is replaced. Anything else that stands there, as a
 // device or a pipe, is written to, unless nobody takes it within a second.
 Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes);
+
+struct CloseNamedFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenNamedFile = std::unique_ptr<std::FILE, CloseNamedFile>;
+
+// Opens a regular file, or a pipe that somebody writes into, for reading. Where nobody has opened
+// the pipe for writing within a second, that is the error; whoever has may take all the time.
+[[nodiscard]] Result<OpenNamedFile> openNamedFile(const std::string& path);
 
 }  // namespace accountsettings

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,11 @@ CommandFailure cannotTell(const Error& error, bool changed) {
 
 // Which of the roots the results file tells to be done by the command.
 std::vector<bool> doneIn(const std::string& file, const RootList& roots, std::string_view command) {
+  std::error_code none;
+  if (std::filesystem::is_fifo(file, none)) {
+    throw Prevented(file, "this is a pipe, which keeps no results",
+                    "give the results file of the run before", FailureCode::Unreadable);
+  }
   std::vector<bool> done(roots.size());
   const RootIndex index(roots);
   const Result<std::size_t> read = readResults(file, [&](const DeviceResult& each) {

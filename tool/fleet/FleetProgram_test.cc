@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -520,6 +521,25 @@ TEST_F(FleetProgram, PutsTheResultsOfSeveralRunsTogether) {
   EXPECT_EQ(schemaErrors("fleet.schema.json", after.out), "");
   EXPECT_EQ(documentIn(after.out).dictionary("outcomes")->integer("done"), 6);
   EXPECT_EQ(runTool({"report", "--results", list_}).status, 3);
+}
+
+TEST_F(FleetProgram, ResultsThatComeThroughAPipeAreReadAndGoneOnFromByNobody) {
+  makeDevices(2);
+  EXPECT_EQ(migrate().status, 0);
+  const std::string pipe = directory_.path().string() + "/pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer([&] { std::ofstream(pipe) << std::ifstream(results_).rdbuf(); });
+  const ToolResult read = ToolRun({"report", "--results", pipe}).withTimeLimit(30).run();
+  writer.join();
+  EXPECT_EQ(read.status, 0) << read.err;
+  EXPECT_NE(read.out.find(": 2 done."), std::string::npos) << read.out;
+  const ToolResult nobody = ToolRun({"report", "--results", pipe}).withTimeLimit(30).run();
+  EXPECT_EQ(nobody.status, 3);
+  EXPECT_NE(nobody.err.find("nobody writes into this pipe"), std::string::npos) << nobody.err;
+  const ToolResult again =
+      ToolRun(command({"migrate", "--results", pipe, "--resume"})).withTimeLimit(30).run();
+  EXPECT_EQ(again.status, 3);
+  EXPECT_NE(again.err.find("this is a pipe"), std::string::npos) << again.err;
 }
 
 TEST_F(FleetProgram, RelativeRootsNeedACurrentDirectory) {

@@ -1,13 +1,16 @@
 // Tests of results files: lines that are appended and read, whole or not at all.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "testing/TemporaryDirectory.h"
 #include "tool/fleet/ResultsReader.h"
@@ -89,6 +92,35 @@ TEST_F(ResultsFile, ThatHoldsResultsIsNotMixedWithOthers) {
   ASSERT_FALSE(refused);
   EXPECT_EQ(refused.error().code, EEXIST);
   EXPECT_EQ(content(), line("/a") + "\n");
+}
+
+TEST_F(ResultsFile, MayBeAPipeThatSomebodyWritesInto) {
+  ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
+  // The second is longer than a pipe is waited for that nobody has open.
+  for (const auto pause : {std::chrono::milliseconds(0), std::chrono::milliseconds(1200)}) {
+    std::thread writer([&] {
+      std::ofstream pipe(file_, std::ios::binary);
+      std::this_thread::sleep_for(pause);
+      pipe << line("/a") << "\n" << std::flush;
+      std::this_thread::sleep_for(pause);
+      pipe << line("/b") << "\n" << line("/c").substr(0, 40);
+    });
+    EXPECT_EQ(roots(), (std::vector<std::string>{"/a", "/b"})) << pause.count();
+    writer.join();
+  }
+}
+
+TEST_F(ResultsFile, APipeThatNobodyWritesIntoIsNotWaitedFor) {
+  ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
+  alarm(20);  // which ends the test where it is
+  const auto problemWith = [](const std::string& file) {
+    const Result<std::size_t> read = readResults(file, [](const DeviceResult&) {});
+    return read ? "" : read.error().message;
+  };
+  EXPECT_EQ(problemWith(file_), file_ + ": nobody writes into this pipe");
+  EXPECT_EQ(problemWith("/dev/zero"), "/dev/zero: this is no regular file and no pipe");
+  EXPECT_EQ(problemWith("/tmp"), "/tmp: Is a directory");
+  alarm(0);
 }
 
 TEST_F(ResultsFile, IsWrittenByOneRunAtATime) {
