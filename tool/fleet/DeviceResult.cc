@@ -14,7 +14,6 @@
 #include "plist/XmlScalars.h"
 #include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
-#include "tool/frame/Words.h"
 
 namespace accountsettings {
 
@@ -24,10 +23,6 @@ using Json = nlohmann::json;
 
 constexpr std::string_view kFormat = "accountsettings.result";
 constexpr std::int64_t kFormatVersion = 1;
-
-constexpr std::array<std::string_view, kDeviceOutcomes> kOutcomes = {
-    "done",   "nothing-to-do", "completed", "answered-no", "refused",
-    "broken", "crashed",       "timed-out", "interrupted"};
 
 // Thousandths are what a clock of microseconds knows.
 double inMilliseconds(std::chrono::microseconds time) {
@@ -62,7 +57,9 @@ class LineReader {
     DeviceResult result;
     result.command = text("command");
     result.root = text("root");
-    result.outcome = static_cast<DeviceOutcome>(placeOf(kOutcomes, text("outcome"), "outcome"));
+    const auto outcome = outcomeNamed(text("outcome"));
+    if (!outcome) refuse("outcome");
+    result.outcome = outcome.value_or(DeviceOutcome::Done);
     result.status = static_cast<ExitStatus>(number("status"));
     result.versionBefore = integer<std::int64_t>("fromVersion");
     result.versionAfter = integer<std::int64_t>("toVersion");
@@ -189,13 +186,10 @@ class LineReader {
 
 }  // namespace
 
-std::string_view nameOf(DeviceOutcome outcome) {
-  return wordFor(outcome, kOutcomes);
-}
-
-bool isDone(DeviceOutcome outcome) noexcept {
-  return outcome == DeviceOutcome::Done || outcome == DeviceOutcome::NothingToDo ||
-         outcome == DeviceOutcome::Completed;
+std::optional<DeviceOutcome> outcomeNamed(std::string_view word) {
+  const auto found = std::ranges::find(kOutcomeKinds, word, &OutcomeKind::word);
+  if (found == kOutcomeKinds.end()) return std::nullopt;
+  return static_cast<DeviceOutcome>(found - kOutcomeKinds.begin());
 }
 
 std::string lineOf(const DeviceResult& result) {

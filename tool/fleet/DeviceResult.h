@@ -1,7 +1,9 @@
 // DeviceResult is what came of one device of many: one line of a results file.
 #pragma once
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,8 +31,34 @@ enum class DeviceOutcome {
 
 inline constexpr std::size_t kDeviceOutcomes = 9;
 
-// "done", "nothing-to-do", ...
-[[nodiscard]] std::string_view nameOf(DeviceOutcome outcome);
+struct OutcomeKind {
+  std::string_view word;   // "done", "nothing-to-do", ...
+  std::string_view needs;  // "person", "open" (another run), "fine", "kept": it is done
+  std::size_t rank;        // what a person should see first has the least
+};
+// In the order of the outcomes.
+inline constexpr std::array<OutcomeKind, kDeviceOutcomes> kOutcomeKinds = {
+    {{"done", "fine", 7},
+     {"nothing-to-do", "kept", 8},
+     {"completed", "fine", 6},
+     {"answered-no", "open", 4},
+     {"refused", "person", 3},
+     {"broken", "person", 0},
+     {"crashed", "person", 1},
+     {"timed-out", "person", 2},
+     {"interrupted", "open", 5}}};
+[[nodiscard]] constexpr const OutcomeKind& kindOf(DeviceOutcome outcome) {
+  return kOutcomeKinds.at(static_cast<std::size_t>(outcome));
+}
+[[nodiscard]] constexpr std::string_view nameOf(DeviceOutcome outcome) {
+  return kindOf(outcome).word;
+}
+// Whether the device needs neither a person nor another run of the same command.
+[[nodiscard]] constexpr bool isDone(DeviceOutcome outcome) {
+  return kindOf(outcome).rank >= kindOf(DeviceOutcome::Completed).rank;
+}
+// The outcome with this word; none for another text.
+[[nodiscard]] std::optional<DeviceOutcome> outcomeNamed(std::string_view word);
 
 struct DeviceResult {
   // What a migration took away, keys that its rules tell included.
@@ -63,9 +91,6 @@ struct DeviceResult {
   std::chrono::system_clock::time_point startedAt;
   std::chrono::microseconds took{};
 };
-
-// Whether the device needs neither a person nor another run of the same command.
-[[nodiscard]] bool isDone(DeviceOutcome outcome) noexcept;
 
 // The line, without its line break.
 [[nodiscard]] std::string lineOf(const DeviceResult& result);

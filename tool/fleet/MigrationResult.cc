@@ -7,28 +7,6 @@
 
 namespace accountsettings {
 
-namespace {
-
-DeviceOutcome outcomeOf(SummaryOutcome outcome) {
-  switch (outcome) {
-    case SummaryOutcome::NothingToDo:
-      return DeviceOutcome::NothingToDo;
-    case SummaryOutcome::Completed:
-      return DeviceOutcome::Completed;
-    case SummaryOutcome::Done:
-      return DeviceOutcome::Done;
-    case SummaryOutcome::AnsweredNo:
-      return DeviceOutcome::AnsweredNo;
-    case SummaryOutcome::Refused:
-      return DeviceOutcome::Refused;
-    case SummaryOutcome::Broken:
-      break;
-  }
-  return DeviceOutcome::Broken;
-}
-
-}  // namespace
-
 std::vector<std::string> codesOf(const Findings& findings) {
   std::vector<std::string> codes;
   for (const Finding& each : findings) {
@@ -50,7 +28,7 @@ std::uint64_t sizeOf(OpenedRoot& device, const InspectedFiles& files) {
 
 void tellSummary(DeviceResult& result, const MigrationSummary& summary) {
   const Ledger& ledger = summary.ledger;
-  result.outcome = outcomeOf(summary.outcome);
+  result.outcome = outcomeNamed(nameOf(summary.outcome)).value();  // both have the same words
   result.versionBefore = summary.decision.version;
   result.accountsBefore = ledger.accounts.before();
   result.findings = codesOf(summary.findings);

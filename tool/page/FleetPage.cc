@@ -26,33 +26,10 @@ constexpr std::size_t kBarLength = 1000;
 constexpr std::size_t kPathWidth = 300;
 constexpr std::size_t kProblemWidth = 500;
 
-// How an outcome looks, and where it stands in the order of what a person should see first.
-struct Look {
-  DeviceOutcome outcome;
-  std::string_view style;
-};
-constexpr std::array<Look, 9> kLooks = {{{DeviceOutcome::Broken, "person"},
-                                         {DeviceOutcome::Crashed, "person"},
-                                         {DeviceOutcome::TimedOut, "person"},
-                                         {DeviceOutcome::Refused, "person"},
-                                         {DeviceOutcome::AnsweredNo, "open"},
-                                         {DeviceOutcome::Interrupted, "open"},
-                                         {DeviceOutcome::Completed, "fine"},
-                                         {DeviceOutcome::Done, "fine"},
-                                         {DeviceOutcome::NothingToDo, "kept"}}};
-
-std::size_t rankOf(DeviceOutcome outcome) {
-  const auto look = std::find_if(kLooks.begin(), kLooks.end(),
-                                 [&](const Look& each) { return each.outcome == outcome; });
-  return static_cast<std::size_t>(look - kLooks.begin());
-}
-
-// How many devices look like this.
-std::size_t countOf(const std::vector<FleetDevice>& devices, std::string_view style) {
-  return static_cast<std::size_t>(
-      std::count_if(devices.begin(), devices.end(), [&](const FleetDevice& each) {
-        return kLooks.at(rankOf(each.result.outcome)).style == style;
-      }));
+// How many devices need this.
+std::size_t countOf(const std::vector<FleetDevice>& devices, std::string_view need) {
+  return static_cast<std::size_t>(std::ranges::count(
+      devices, need, [](const FleetDevice& each) { return kindOf(each.result.outcome).needs; }));
 }
 
 std::string versionText(const std::optional<std::int64_t>& version) {
@@ -181,14 +158,14 @@ std::string lossesText(const DeviceResult::Losses& losses) {
 
 Dictionary rowOf(const FleetDevice& device, const std::filesystem::path& folder) {
   const DeviceResult& result = device.result;
-  const std::size_t rank = rankOf(result.outcome);
+  const OutcomeKind& kind = kindOf(result.outcome);
   const auto& losses = result.losses;
   Dictionary row{{"root", cutTo(result.root, kPathWidth)},
                  {"link", referenceTo(device.page, folder)},
-                 {"outcome", nameOf(result.outcome)},
-                 {"style", kLooks.at(rank).style},
+                 {"outcome", kind.word},
+                 {"style", kind.needs},
                  // So that their order as texts is that of their ranks.
-                 {"order", std::to_string(rank)},
+                 {"order", std::to_string(kind.rank)},
                  {"found", versionText(result.versionBefore)},
                  {"course", courseText(result.versionBefore, result.versionAfter)},
                  {"accountCourse", courseText(result.accountsBefore, result.accountsAfter)},
@@ -213,23 +190,23 @@ std::vector<const FleetDevice*> inOrder(const std::vector<FleetDevice>& devices)
   std::vector<const FleetDevice*> order;
   order.reserve(devices.size());
   for (const FleetDevice& each : devices) order.push_back(&each);
-  std::stable_sort(order.begin(), order.end(), [](const auto* left, const auto* right) {
-    return rankOf(left->result.outcome) < rankOf(right->result.outcome);
-  });
+  std::ranges::stable_sort(
+      order, {}, [](const FleetDevice* each) { return kindOf(each->result.outcome).rank; });
   return order;
 }
 
 Array outcomesOf(const std::vector<FleetDevice>& devices) {
-  std::array<std::size_t, kLooks.size()> counts{};
-  for (const FleetDevice& each : devices) ++counts.at(rankOf(each.result.outcome));
-  Array outcomes;
-  for (std::size_t rank = 0; rank < counts.size(); ++rank) {
-    if (counts.at(rank) == 0) continue;
-    outcomes.append(Dictionary{{"word", nameOf(kLooks.at(rank).outcome)},
-                               {"style", kLooks.at(rank).style},
-                               {"count", counts.at(rank)}});
+  std::map<std::size_t, std::pair<const OutcomeKind*, std::size_t>> counts;  // by rank
+  for (const FleetDevice& each : devices) {
+    const OutcomeKind& kind = kindOf(each.result.outcome);
+    auto& [known, count] = counts[kind.rank];
+    known = &kind;
+    ++count;
   }
-  return outcomes;
+  return listOf(counts, [](const auto& each) {
+    const auto& [kind, count] = each.second;
+    return Dictionary{{"word", kind->word}, {"style", kind->needs}, {"count", count}};
+  });
 }
 
 Array factsOf(const std::vector<FleetDevice>& devices) {
