@@ -14,6 +14,7 @@
 #include "plist/XmlScalars.h"
 #include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
+#include "tool/frame/Times.h"
 
 namespace accountsettings {
 
@@ -23,11 +24,6 @@ using Json = nlohmann::json;
 
 constexpr std::string_view kFormat = "accountsettings.result";
 constexpr std::int64_t kFormatVersion = 1;
-
-// Thousandths are what a clock of microseconds knows.
-double inMilliseconds(std::chrono::microseconds time) {
-  return static_cast<double>(time.count()) / 1000;
-}
 
 // The time that inUtc() writes so; none for another text.
 std::optional<std::chrono::system_clock::time_point> timeInUtc(const std::string& text) {

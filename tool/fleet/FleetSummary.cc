@@ -5,20 +5,11 @@
 
 #include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
+#include "tool/frame/Times.h"
 
 namespace accountsettings {
 
 namespace {
-
-double inMilliseconds(std::chrono::microseconds time) {
-  return static_cast<double>(time.count()) / 1000;
-}
-
-// With one digit after the point.
-std::string inTenths(double number) {
-  const auto tenths = std::llround(number * 10);
-  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
-}
 
 // "9401 done, 86 nothing-to-do".
 std::string countsInWords(const FleetTally& tally) {
@@ -35,7 +26,7 @@ std::string countsInWords(const FleetTally& tally) {
 std::string headline(const FleetSummary& summary) {
   const FleetTally& tally = summary.tally;
   std::string text = summary.command + " on " + counted(tally.devices(), "device", "devices") +
-                     " in " + inTenths(summary.time.count()) + " s";
+                     " in " + inTenths(std::llround(summary.time.count() * 10)) + " s";
   if (summary.jobs > 0) text += " with " + counted(summary.jobs, "job", "jobs");
   text += ": " + countsInWords(tally) + ".";
   if (tally.doneEarlier() > 0) {
@@ -78,7 +69,8 @@ void writeSummary(Output& output, const FleetSummary& summary) {
     output.line("");
     output.line(output.paint(Colour::Bold, "The slowest"));
     for (const FleetTally::Slow& each : summary.tally.slowest()) {
-      output.line("  " + inTenths(inMilliseconds(each.took)) + " ms  " + each.root);
+      output.line("  " + inTenths(std::llround(inMilliseconds(each.took) * 10)) + " ms  " +
+                  each.root);
     }
   }
   writeOpen(output, summary);

@@ -8,6 +8,7 @@
 
 #include "tool/frame/Output.h"
 #include "tool/frame/Terminal.h"
+#include "tool/frame/Times.h"
 
 namespace accountsettings {
 
@@ -18,11 +19,6 @@ using terminal::Stream;
 
 // There is one terminal, and one thing that is done at a time.
 std::atomic<std::size_t> accountsDone{0};
-
-std::string secondsIn(std::chrono::milliseconds elapsed) {
-  const auto tenths = elapsed.count() / 100;
-  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
-}
 
 }  // namespace
 
@@ -68,7 +64,7 @@ void Progress::note(std::string_view line) {
 
 std::string Progress::lineOf(const Doing& doing, std::size_t done,
                              std::chrono::milliseconds elapsed, std::size_t columns) {
-  std::string line = secondsIn(elapsed);
+  std::string line = inTenths(elapsed.count() / 100) + " s";
   if (!doing.place.empty()) line += "  " + doing.place;
   if (doing.accounts > 0) {
     line += "  " + (done == 0 ? "" : std::to_string(std::min(done, doing.accounts)) + "/") +

@@ -13,6 +13,7 @@
 #include "plist/XmlScalars.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Output.h"
+#include "tool/frame/Times.h"
 #include "tool/frame/Version.h"
 #include "tool/page/PageTexts.h"
 #include "tool/page/Template.h"
@@ -48,8 +49,7 @@ std::string courseText(const std::optional<Number>& before, const std::optional<
 // "0.4", "12.5", "1200".
 std::string millisecondsText(std::chrono::microseconds time) {
   const auto tenths = time.count() / 100;
-  std::string text = std::to_string(tenths / 10);
-  return tenths < 1000 ? text + "." + std::to_string(tenths % 10) : text;
+  return tenths < 1000 ? inTenths(tenths) : std::to_string(tenths / 10);
 }
 
 std::string timeText(std::chrono::microseconds time) {
