@@ -165,8 +165,7 @@ ExitStatus CheckCommand::runOnOne(Session& session) {
 FleetCommand CheckCommand::forMany() {
   refuseForMany(path_.has_value(), "PATH");
   const auto work = [](Session& session, DeviceResult& result) {
-    OpenedRoot device(session.options, DefaultLog::Nowhere);
-    device.requireDevice();
+    OpenedDevice device(session.options);
     const InspectedFiles files = filesOfRoot();
     const Findings findings = inspectDevice(device, files);
     const Contents contents = contentsOf(files, &device);

@@ -39,8 +39,7 @@ void GetCommand::describe(OptionSet& options) {
 }
 
 ExitStatus GetCommand::run(Session& session) {
-  OpenedRoot device(session.options, DefaultLog::Nowhere);
-  device.requireDevice();
+  OpenedDevice device(session.options);
   waitForMigration(session.output, device, lock_);
   const std::string path = device.shown(accountSettingsAccountsPath());
   const InspectedFiles files = filesOfRoot();

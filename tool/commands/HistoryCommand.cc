@@ -55,8 +55,7 @@ ExitStatus HistoryCommand::run(Session& session) {
   std::error_code none;  // what cannot be looked at is no directory to be taken for one
   const bool isRoot = account_ && !key_ && std::filesystem::is_directory(*account_, none);
   if (isRoot) session.options.root = *account_;
-  OpenedRoot device(session.options, DefaultLog::Nowhere);
-  device.requireDevice();
+  OpenedDevice device(session.options);
   return account_ && !isRoot ? tellAccount(session.output, device)
                              : tellAll(session.output, device);
 }

@@ -18,8 +18,7 @@ namespace fs = std::filesystem;
 Input deviceRoot(const std::string& path, const CommonOptions& options) {
   CommonOptions here = options;
   here.root = path;
-  OpenedRoot device(here, DefaultLog::Nowhere);
-  device.requireDevice();
+  OpenedDevice device(here);
   Input input{Input::Kind::DeviceRoot, path, filesOfRoot()};
   for (InspectedFile* file :
        {&input.files.settings, &input.files.legacyExchange, &input.files.legacyMail}) {

@@ -254,8 +254,7 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
 ExitStatus MigrateCommand::runOnOne(Session& session) {
   Output& output = session.output;
   if (root_) session.options.root = *root_;
-  OpenedRoot device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
-  device.requireDevice();
+  OpenedDevice device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   output.doing([] { return Doing{"Reading the settings ..."}; });
   const MigrationSummary summary = migrate(session, device);
 
@@ -273,11 +272,10 @@ FleetCommand MigrateCommand::forMany() {
   refuseForMany(reveal_, "--reveal");
   lock_.otherwise = 0;  // seconds: many others need not wait for one
   const auto work = [this](Session& session, DeviceResult& result) {
-    const auto opened = std::make_shared<OpenedRoot>(
+    const auto opened = std::make_shared<OpenedDevice>(
         session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
     session.leave(opened);
     OpenedRoot& device = *opened;
-    device.requireDevice();
     MigrationSummary summary = migrate(session, device);
     tellSummary(result, summary);
     if (fleet().resume && summary.outcome == SummaryOutcome::NothingToDo) {

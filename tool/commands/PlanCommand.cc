@@ -38,8 +38,7 @@ void PlanCommand::describeOwn(OptionSet& options) {
 
 ExitStatus PlanCommand::runOnOne(Session& session) {
   if (root_) session.options.root = *root_;
-  OpenedRoot device(session.options, DefaultLog::Nowhere);
-  device.requireDevice();
+  OpenedDevice device(session.options);
   const ShownPath shown = ShownPath::of(device);
   MigrationSummary plan = planMigration(device, session.output);
   Output& output = session.output;
@@ -65,8 +64,7 @@ FleetCommand PlanCommand::forMany() {
   refuseForMany(root_.has_value(), "ROOT");
   refuseForMany(out_.has_value(), "--out");
   const auto work = [this](Session& session, DeviceResult& result) {
-    OpenedRoot device(session.options, DefaultLog::Nowhere);
-    device.requireDevice();
+    OpenedDevice device(session.options);
     const MigrationSummary plan = planMigration(device, session.output);
     tellSummary(result, plan);
     if (!plan.problems.empty()) {

@@ -280,8 +280,7 @@ FleetCommand ReportCommand::forMany() {
   if (!problem) std::filesystem::create_directories(folder, problem);
   if (problem) throw Prevented(named, problem.message(), adviceFor(problem.value()));
   const auto work = [this, folder, base](Session& session, DeviceResult& result) {
-    OpenedRoot device(session.options, DefaultLog::Nowhere);
-    device.requireDevice();
+    OpenedDevice device(session.options);
     if (out_) {
       result.report = folder / nameFor(result.root, ".json");
       writeReport(session, device, result.report);
@@ -302,8 +301,7 @@ FleetCommand ReportCommand::forMany() {
 
 ExitStatus ReportCommand::runOnOne(Session& session) {
   if (root_) session.options.root = *root_;
-  OpenedRoot device(session.options, DefaultLog::Nowhere);
-  device.requireDevice();
+  OpenedDevice device(session.options);
   const std::string& file = html_ ? *html_ : *out_;
   const Counts counts = html_ ? writePage(session, device) : writeReport(session, device, file);
   session.changed = true;

@@ -460,12 +460,11 @@ void RestoreCommand::showForScripts(Output& output, OpenedRoot& device,
 
 ExitStatus RestoreCommand::run(Session& session) {
   const bool readsOnly = list_ || show_ || dryRun_;
-  OpenedRoot device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
-  device.requireDevice();
   if (list_ + show_ + prune_ > 1) {
     throw WrongUsage("", "of --list, --show and --prune one alone is possible",
                      "see accountsettings restore --help");
   }
+  OpenedDevice device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
   if (list_) return list(session.output, device);
   if (show_) return showBackup(session.output, device);
   if (prune_) return prune(session, device);

@@ -210,8 +210,7 @@ FleetCommand ShowCommand::forMany() {
   refuseForMany(all_, "--all");
   refuseForMany(reveal_, "--reveal");
   const auto work = [this](Session& session, DeviceResult& result) {
-    OpenedRoot device(session.options, DefaultLog::Nowhere);
-    device.requireDevice();
+    OpenedDevice device(session.options);
     const Input input{Input::Kind::DeviceRoot, session.options.root, filesOfRoot()};
     std::vector<Section> sections = sectionsOf(input);
     const std::optional<CommandFailure> unmatched = filter_.unmatched(treesOf(sections));

@@ -67,6 +67,15 @@ class OpenedRoot {
   ProcessContext::Override current_;
 };
 
+// A root that is a device.
+struct OpenedDevice : OpenedRoot {
+  // Throws Prevented as requireDevice() does too.
+  explicit OpenedDevice(const CommonOptions& options, DefaultLog defaultLog = DefaultLog::Nowhere)
+      : OpenedRoot(options, defaultLog) {
+    requireDevice();
+  }
+};
+
 // "process 42 (migrator)", for messages.
 [[nodiscard]] std::string inWords(const Process& process);
 
