@@ -72,20 +72,11 @@ Output::Output(const CommonOptions& options)
       onTerminal_(terminal::isTerminal(Stream::Output)),
       coloured_(!json_ && colourWanted(options.colour)),
       mayPage_(onTerminal_),
-      columns_(onTerminal_ ? terminal::width(Stream::Output)
-                           : std::numeric_limits<std::size_t>::max()),
-      watched_(!json_ && isCapableTerminal(Stream::Errors)) {}
+      watched_(!json_ && isCapableTerminal(Stream::Errors)) {
+  if (onTerminal_) columns_ = terminal::width(Stream::Output);
+}
 
-Output::Output(std::vector<std::string>& notes)
-    : json_(false),
-      compact_(false),
-      limited_(true),
-      onTerminal_(false),
-      coloured_(false),
-      mayPage_(false),
-      columns_(std::numeric_limits<std::size_t>::max()),
-      watched_(false),
-      keptNotes_(&notes) {}
+Output::Output(std::vector<std::string>& notes) : keptNotes_(&notes) {}
 
 Output::~Output() = default;
 

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <concepts>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -150,17 +151,17 @@ class Output {
   void flush();
   void tellLeftOut(std::uint64_t values);
 
-  bool json_;
-  bool compact_;
-  bool limited_;
+  bool json_ = false;
+  bool compact_ = false;
+  bool limited_ = true;
   bool toldOfLimit_ = false;
-  bool onTerminal_;
-  bool coloured_;
-  bool mayPage_;
-  std::size_t columns_;
+  bool onTerminal_ = false;
+  bool coloured_ = false;
+  bool mayPage_ = false;
+  std::size_t columns_ = std::numeric_limits<std::size_t>::max();
   bool isCut_ = false;
   std::unique_ptr<terminal::Pager> pager_;
-  bool watched_;
+  bool watched_ = false;
   bool lineDrawn_ = false;
   std::unique_ptr<Progress> progress_;  // none unless something is being done that is watched
   std::chrono::system_clock::time_point startedAt_ = std::chrono::system_clock::now();
