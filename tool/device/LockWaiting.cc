@@ -34,7 +34,7 @@ std::function<void()> tellWaiting(const Output& output, OpenedRoot& device) {
 
 Prevented lockHeldFailure(OpenedRoot& device, const LockOption& option) {
   std::string why = "the migration lock is " + heldBy(device);
-  if (const auto seconds = option.seconds().count(); seconds > 0) {
+  if (const auto seconds = option.limit().count(); seconds > 0) {
     why +=
         ", and was for all of " + counted(static_cast<std::size_t>(seconds), "second", "seconds");
   }

@@ -18,8 +18,7 @@ struct LockOption {
   int otherwise = 60;
 
   void describe(OptionSet& options);
-  [[nodiscard]] std::chrono::milliseconds limit() const { return seconds(); }
-  [[nodiscard]] std::chrono::seconds seconds() const {
+  [[nodiscard]] std::chrono::seconds limit() const {
     return std::chrono::seconds(given.value_or(otherwise));
   }
 };
