@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "account/AccountConstants.h"
+#include "store/AccountsManager.h"
 
 namespace accountsettings {
 
@@ -114,6 +115,11 @@ void visitFamily(const Array& accounts, std::size_t top, const Visit& visit) {
 
 std::string_view identifierOf(const Dictionary& account) {
   return textUnder(account, kAccountIdentifier);
+}
+
+const Array& storedAccounts(const std::optional<Dictionary>& settings) {
+  static const Array kNone;
+  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
 }
 
 const Array& childrenAt(const Array& accounts, std::size_t top) {

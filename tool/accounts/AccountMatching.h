@@ -32,6 +32,8 @@ struct AccountPlace {
 
 // The properties of the account at `place`, or nullptr where none stands there.
 [[nodiscard]] const Dictionary* accountAt(const Array& accounts, AccountPlace place);
+// The accounts that the settings list; none where there are no settings.
+[[nodiscard]] const Array& storedAccounts(const std::optional<Dictionary>& settings);
 // The children of the top-level account at `top`, or an empty list.
 [[nodiscard]] const Array& childrenAt(const Array& accounts, std::size_t top);
 using AccountVisitor = std::function<void(AccountPlace, const Dictionary&)>;

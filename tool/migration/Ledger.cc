@@ -58,11 +58,6 @@ bool isStructure(std::string_view key, const PropertyList& value) {
   return key == kAccountChildAccounts && value.array() != nullptr;
 }
 
-const Array& storedAccounts(const std::optional<Dictionary>& settings) {
-  static const Array kNone;
-  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
-}
-
 std::size_t strangersIn(const Array& accounts) {
   return static_cast<std::size_t>(
       std::count_if(accounts.begin(), accounts.end(),

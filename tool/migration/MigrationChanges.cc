@@ -8,16 +8,12 @@
 #include "staging/Backup.h"
 #include "store/AccountsManager.h"
 #include "store/KnownSettings.h"
+#include "tool/accounts/AccountMatching.h"
 #include "tool/migration/LedgerRules.h"
 
 namespace accountsettings {
 
 namespace {
-
-const Array& accountsIn(const std::optional<Dictionary>& settings) {
-  static const Array kNone;
-  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
-}
 
 HistoryChanges::Reasons reasonsOf(std::string_view step) {
   return {[step](const Dictionary& account, bool isChild, bool parentIsGone) {
@@ -77,10 +73,10 @@ HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& su
   constexpr std::size_t kStagesBesideSteps = 3;
   HistoryChanges changes(summary.steps.size() + kStagesBesideSteps);
   addLegacyFiles(changes, summary);
-  const Array* accounts = &accountsIn(staged.settingsBefore());
+  const Array* accounts = &storedAccounts(staged.settingsBefore());
   if (completed) {
     const std::optional<Dictionary> settings = settingsIn(device, *completed);
-    if (settings) addStage(changes, "", accountsIn(settings), *accounts);
+    if (settings) addStage(changes, "", storedAccounts(settings), *accounts);
   }
   if (!summary.steps.empty()) {
     addStage(changes, kLoadStep, *accounts, summary.steps.front().before);
@@ -90,7 +86,7 @@ HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& su
     changes.add(step.step, step.before, step.after, step.matching, reasonsOf(step.step));
     accounts = &step.after;
   }
-  addStage(changes, kSaveStep, *accounts, accountsIn(staged.settingsAfter()));
+  addStage(changes, kSaveStep, *accounts, storedAccounts(staged.settingsAfter()));
   return changes;
 }
 

@@ -5,16 +5,12 @@
 #include <utility>
 
 #include "store/AccountsManager.h"
+#include "tool/accounts/AccountMatching.h"
 #include "tool/accounts/AccountNames.h"
 #include "tool/frame/Words.h"
 
 namespace accountsettings {
 namespace {
-
-const Array& accountsIn(const std::optional<Dictionary>& settings) {
-  static const Array kNone;
-  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
-}
 
 // Makes the rows of a list of accounts, which is shown as it stands in a file or as `meaning` says.
 // Values that are no dictionaries have none.
@@ -112,7 +108,8 @@ class Pairer {
         before_(numbersOf(columns.before)),
         after_(numbersOf(columns.after)) {
     if (!story.isPlanned) {
-      since_.emplace(accountsIn(story.migration->settingsAfter), accountsIn(story.settings));
+      since_.emplace(storedAccounts(story.migration->settingsAfter),
+                     storedAccounts(story.settings));
     }
   }
 
@@ -170,17 +167,17 @@ class Pairer {
 AccountColumns columnsOf(const DeviceStory& story, const Disclosure& disclosure) {
   AccountColumns columns;
   if (!story.tellsWays()) {
-    columns.before = rowsOf(accountsIn(story.settings), disclosure);
+    columns.before = rowsOf(storedAccounts(story.settings), disclosure);
     return columns;
   }
-  columns.before = rowsOf(accountsIn(story.migration->settingsBefore), disclosure);
+  columns.before = rowsOf(storedAccounts(story.migration->settingsBefore), disclosure);
   std::size_t number = 0;
   for (const LegacyFile& file : story.migration->legacyFiles) {
     for (ShownAccount& row : rowsOf(file, ++number, disclosure)) {
       columns.before.push_back(std::move(row));
     }
   }
-  columns.after = rowsOf(accountsIn(story.settingsAfter()), disclosure);
+  columns.after = rowsOf(storedAccounts(story.settingsAfter()), disclosure);
   Pairer(story, columns).pair();
   return columns;
 }
