@@ -56,7 +56,7 @@ void tellEnd(Output& output, SystemLog& log, const MigrationOutcome& outcome) {
 // The failure that tells why the migration did not begin.
 Prevented refusalOf(OpenedRoot& device, const MigrationOutcome& outcome) {
   using Cause = MigrationOutcome::Cause;
-  if (outcome.cause == Cause::Lock) return device.lockFailure();
+  if (outcome.cause == Cause::Lock) return device.lockFailure(outcome.problem);
   if (outcome.cause == Cause::Staging) return plugInFailure(outcome.staged->failure()->error);
   const std::string stopped = wordsForDaemon(outcome.daemonStopped);
   const Obstacle obstacle = obstacleIn(device, outcome);

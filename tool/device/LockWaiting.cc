@@ -48,7 +48,7 @@ HeldMigrationLock takeMigrationLock(const Output& output, OpenedRoot& device,
       device.host(), device.host().platform(), {option.limit(), tellWaiting(output, device)});
   if (lock) return std::move(lock).value();
   if (lock.error().code == ETIMEDOUT) throw lockHeldFailure(device, option);
-  throw device.lockFailure();
+  throw device.lockFailure(lock.error().message);
 }
 
 void waitForMigration(const Output& output, OpenedRoot& device, const LockOption& option) {

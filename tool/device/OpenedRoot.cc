@@ -92,13 +92,10 @@ std::optional<Process> OpenedRoot::lockHolder() {
   return holder ? *holder : std::nullopt;
 }
 
-Prevented OpenedRoot::lockFailure() {
-  std::string reason = "the migration lock cannot be taken";
-  // The store tells only that it failed; what stands against the file is still there.
-  const auto again = context_.platform().locks.create("AccountMigrationInProgress");
-  if (!again) reason += ": " + again.error().message;
+Prevented OpenedRoot::lockFailure(const std::string& why) const {
   return {
-      shown(std::string(kAccountMigrationLockFilename)), reason,
+      shown(std::string(kAccountMigrationLockFilename)),
+      "the migration lock cannot be taken: " + why,
       "create the directory, remove what lies in the lock file's place, or act as a user who may "
       "write there",
       FailureCode::Locked};

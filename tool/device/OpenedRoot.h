@@ -55,8 +55,8 @@ class OpenedRoot {
   [[nodiscard]] std::optional<Process> lockHolder();
   // To be told while this process holds the migration lock: then nobody else is looked for.
   void setHoldsLock(bool holds) noexcept { holdsLock_ = holds; }
-  // To be thrown where the migration lock could not be taken: tells why.
-  [[nodiscard]] Prevented lockFailure();
+  // To be thrown where the migration lock could not be taken.
+  [[nodiscard]] Prevented lockFailure(const std::string& why) const;
 
  private:
   bool holdsLock_ = false;
