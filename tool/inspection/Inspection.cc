@@ -27,11 +27,6 @@ bool anyBlocksMigration(const Findings& findings) {
                      [](const Finding& finding) { return finding.kind->blocksMigration; });
 }
 
-bool anyBlocksEdits(const Findings& findings) {
-  return std::any_of(findings.begin(), findings.end(),
-                     [](const Finding& finding) { return finding.kind->blocksEdits; });
-}
-
 std::int64_t versionOf(const Dictionary& settings) {
   return settings.integer(kPlistVersionKey);
 }

@@ -54,7 +54,6 @@ struct Finding {
 using Findings = std::vector<Finding>;
 
 [[nodiscard]] bool anyBlocksMigration(const Findings& findings);
-[[nodiscard]] bool anyBlocksEdits(const Findings& findings);
 
 // Files by themselves, already read, as they lie in a backup. A content is none where there is no
 // such file; the names stand for the files in the findings.
