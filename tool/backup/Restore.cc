@@ -22,10 +22,7 @@ using State = BackupFile::State;
 
 // A manifest is input: it shall lead nowhere but to the files that a migration touches.
 bool isWatched(const BackupFile& file) {
-  const std::vector<TouchedPath> watched = pathsThatAMigrationTouches();
-  return std::any_of(watched.begin(), watched.end(), [&](const TouchedPath& each) {
-    return each.role == file.role && each.path == file.path;
-  });
+  return roleOfPath(file.path) == file.role;
 }
 
 Result<bool> holds(LinuxFiles& files, const BackupFile& file) {
