@@ -544,14 +544,5 @@ TEST(Check, TellsADirectoryInTheSettingsPlaceOnce) {
       << text;
 }
 
-TEST(Check, SurvivesAClosedPipe) {
-  ToolRoot root;
-  root.putSettings(12, {});
-  const ToolResult result = ToolRun({"check", root.path()}).withClosedOutput().run();
-  EXPECT_EQ(result.signal, 0);
-  EXPECT_EQ(result.status, 3);
-  EXPECT_NE(result.err.find("standard output: "), std::string::npos) << result.err;
-}
-
 }  // namespace
 }  // namespace accountsettings::testing

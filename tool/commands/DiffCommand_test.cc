@@ -173,13 +173,5 @@ TEST(Diff, CreatesNothing) {
   EXPECT_EQ(std::pair(before.snapshot(), after.snapshot()), snapshots);
 }
 
-TEST(Diff, SurvivesAClosedPipe) {
-  ToolRoot root;
-  root.putSettings(12, {});
-  const ToolResult result = ToolRun({"diff", root.path(), root.path()}).withClosedOutput().run();
-  EXPECT_EQ(result.signal, 0);
-  EXPECT_EQ(result.status, 3);
-}
-
 }  // namespace
 }  // namespace accountsettings::testing

@@ -425,30 +425,6 @@ TEST_F(Migrate, RefusesADirectoryInTheSettingsFilesPlace) {
   EXPECT_EQ(migrate().status, 3);
 }
 
-TEST_F(Migrate, RefusesAPlanWhoseInputsHaveChanged) {
-  root_.putSettings(9, {mailAccount("A")});
-  const TemporaryDirectory elsewhere;
-  const std::string plan = elsewhere.path() / "plan.json";
-  ASSERT_EQ(runTool({"plan", root_.path(), "--out", plan}).status, 0);
-  root_.putSettings(9, {mailAccount("B")});
-  const auto before = root_.snapshot();
-  const ToolResult refused = migrate({"--plan", plan});
-  EXPECT_EQ(refused.status, 3);
-  EXPECT_NE(refused.err.find("it changed since the plan"), std::string::npos) << refused.err;
-  EXPECT_EQ(root_.snapshot(), before);
-  ASSERT_EQ(runTool({"plan", root_.path(), "--out", plan}).status, 0);
-  EXPECT_EQ(migrate({"--plan", plan}).status, 0);
-}
-
-TEST_F(Migrate, RefusesAPlanThatIsNone) {
-  root_.putSettings(9, {mailAccount("A")});
-  const TemporaryDirectory elsewhere;
-  const std::string plan = elsewhere.path() / "plan.json";
-  std::ofstream(plan) << "{}";
-  EXPECT_EQ(migrate({"--plan", plan}).status, 3);
-  EXPECT_EQ(migrate({"--plan", plan + ".none"}).status, 3);
-}
-
 // The copy of the settings and the record are best effort: nobody reads them but who looks for a
 // fault.
 TEST_F(Migrate, ADanglingLinkAtTheCopyOrTheRecordsSpoilsNothing) {

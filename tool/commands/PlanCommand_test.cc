@@ -380,6 +380,7 @@ TEST(Plan, MigrateRefusesAFileThatIsNoPlan) {
     root.putText("/plan.json", text);
     return runTool({"migrate", "--root", root.path(), "--plan", root.at("/plan.json")});
   };
+  EXPECT_EQ(runTool({"migrate", "--root", root.path(), "--plan", root.at("/none")}).status, 3);
   EXPECT_EQ(migrate("nonsense").status, 3);
   EXPECT_EQ(migrate("{}").status, 3);
   const ToolResult other =
