@@ -51,17 +51,17 @@ bool isOlder(const std::string& left, const std::string& right) {
 
 // A link here would lead to a directory that is not the backups' own, and whose files go with
 // those of a backup that is taken away.
-Status checkRealDirectory(LinuxFiles& files, const std::string& path) {
-  const Result<FileAttributes> there = files.attributes(path);
+Status checkRealDirectory(LinuxHost& host, const std::string& path) {
+  const Result<FileAttributes> there = host.files().attributes(path);
   if (!there) return there.error();
   if (there->kind == FileAttributes::Kind::Directory) return {};
-  return Error{path + ": it must be a directory, and no link to one"};
+  return Error{host.pathOnThisMachine(path) + ": it must be a directory, and no link to one"};
 }
 
 // All names that backups can have, oldest first; whatever stands there.
-Result<std::vector<std::string>> namesOfBackups(LinuxFiles& files) {
-  if (Status real = checkRealDirectory(files, backupsDirectory()); !real) return real.error();
-  Result<std::vector<std::string>> names = files.list(backupsDirectory());
+Result<std::vector<std::string>> namesOfBackups(LinuxHost& host) {
+  if (Status real = checkRealDirectory(host, backupsDirectory()); !real) return real.error();
+  Result<std::vector<std::string>> names = host.files().list(backupsDirectory());
   if (!names) return names;
   std::erase_if(*names, [](const std::string& name) { return !isBackupName(name); });
   std::stable_sort(names->begin(), names->end(), isOlder);
@@ -145,7 +145,7 @@ Status BackupMaker::begin(const CalendarTime& time) {
   if (Status made = makeDirectory(backupsDirectory(), kPrivate); !made) return made;
   const bool isFirst = !backup.directories.empty();  // it was made just now
   const Result<std::vector<std::string>> names =
-      isFirst ? std::vector<std::string>() : namesOfBackups(files_);
+      isFirst ? std::vector<std::string>() : namesOfBackups(host_);
   if (!names) return names.error();
   manifest_.name = nameAfter(*names, nameFor(time));
   const std::string path = pathOfBackup(manifest_.name);
@@ -266,14 +266,16 @@ bool isNameInBackup(const std::string& name) {
 }
 
 // Removes nothing where something lies there that is none of a backup's files.
-Status removeBackup(LinuxFiles& files, const std::string& name) {
+Status removeBackup(LinuxHost& host, const std::string& name) {
+  LinuxFiles& files = host.files();
   const std::string directory = pathOfBackup(name);
-  if (Status real = checkRealDirectory(files, directory); !real) return real;
+  if (Status real = checkRealDirectory(host, directory); !real) return real;
   const Result<std::vector<std::string>> names = files.list(directory);
   if (!names) return names.error();
   for (const std::string& each : *names) {
     if (isNameInBackup(each)) continue;
-    return Error{appendPathComponent(directory, each) + ": it is none of a backup's files"};
+    return Error{host.pathOnThisMachine(appendPathComponent(directory, each)) +
+                 ": it is none of a backup's files"};
   }
   // The manifest first, so that a half-removed backup is known as one.
   Status removed = files.remove(appendPathComponent(directory, kManifestName));
@@ -377,7 +379,7 @@ Status discardBackup(LinuxHost& host, const MadeBackup& backup) {
   for (auto each = backup.directories.rbegin(); each != backup.directories.rend() && removed;
        ++each) {
     if (*each == pathOfBackup(backup.manifest.name)) {
-      removed = removeBackup(files, backup.manifest.name);
+      removed = removeBackup(host, backup.manifest.name);
       continue;
     }
     removed = files.removeDirectory(*each);
@@ -388,7 +390,7 @@ Status discardBackup(LinuxHost& host, const MadeBackup& backup) {
 }
 
 Status discardBackup(LinuxHost& host, const std::string& name) {
-  return removeBackup(host.files(), name);
+  return removeBackup(host, name);
 }
 
 Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary& outcome) {
@@ -416,7 +418,7 @@ Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, const B
   Status first;
   for (const std::string& each : superfluousBackups(found, limits)) {
     if (each == newest) continue;
-    const Status gone = removeBackup(host.files(), each);
+    const Status gone = removeBackup(host, each);
     if (gone) removed.push_back(each);
     if (!gone && first) first = gone;
   }
@@ -426,7 +428,7 @@ Status removeOldBackups(LinuxHost& host, std::vector<FoundBackup> found, const B
 Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
   LinuxFiles& files = host.files();
   std::vector<FoundBackup> found;
-  const Result<std::vector<std::string>> names = namesOfBackups(files);
+  const Result<std::vector<std::string>> names = namesOfBackups(host);
   if (!names && isAbsence(names.error())) return found;
   if (!names) return names.error();
   for (const std::string& name : *names) {
@@ -439,7 +441,7 @@ Result<std::vector<FoundBackup>> findBackups(LinuxHost& host) {
 }
 
 Result<std::optional<BackupManifest>> findNewestBackup(LinuxHost& host) {
-  const Result<std::vector<std::string>> names = namesOfBackups(host.files());
+  const Result<std::vector<std::string>> names = namesOfBackups(host);
   if (!names && isAbsence(names.error())) return std::optional<BackupManifest>();
   if (!names) return names.error();
   for (auto name = names->rbegin(); name != names->rend(); ++name) {

@@ -774,6 +774,24 @@ TEST_F(Prune, RemovesANamedBackupWhateverItIs) {
   EXPECT_NE(gone.err.find("there is no such backup"), std::string::npos);
 }
 
+TEST_F(Prune, NamesOnThisMachineWhatStandsAgainstIt) {
+  migrateOverAndOver(0);
+  const std::string foreign = kBackups + ("/" + backups().front()) + "/foreign";
+  root_.putText(foreign, "x");
+  const ToolResult refused = run("restore", {"--prune", backups().front()});
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find(root_.at(foreign) + ": it is none of a backup's files"),
+            std::string::npos)
+      << refused.err;
+  fs::remove_all(root_.at(kBackups));
+  fs::create_directory_symlink(root_.at("/tmp"), root_.at(kBackups));
+  const ToolResult link = run("restore", {"--list"});
+  EXPECT_EQ(link.status, 3);
+  EXPECT_NE(link.err.find(root_.at(kBackups) + ": it must be a directory, and no link to one"),
+            std::string::npos)
+      << link.err;
+}
+
 TEST_F(CutRestore, ItsBackupIsTheWayBackAndIsNotPruned) {
   const std::vector<std::string> all = backups();
   const ToolResult named = run("restore", {"--prune", backup()});
