@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <numeric>
 #include <system_error>
 
@@ -21,11 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMaxFileSize = std::size_t{1} << 30;
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 
 std::string reasonFor(int code) {
   return std::generic_category().message(code);
@@ -104,7 +98,7 @@ std::size_t sizeToBegin(const std::string& path) {
 
 Bytes readFile(const std::string& path) {
   if (path != "-") requireRegularFile(path);
-  OpenFile opened;
+  OpenNamedFile opened;
   std::FILE* stream = stdin;
   if (path != "-") {
     opened.reset(std::fopen(path.c_str(), "rb"));
