@@ -183,7 +183,9 @@ class Comparison {
   }
 
   static std::string nameAt(const Array& accounts, AccountPlace place) {
-    return accountLabel(*accountAt(accounts, place), place.isChild() ? place.child : place.top);
+    if (!place.isChild()) return accountLabel(*accountAt(accounts, place), place.top);
+    const std::string own = accountLabel(*accountAt(accounts, place), place.child);
+    return placeNamed(own) ? nameAt(accounts, place.parent()) + "/" + own : own;
   }
 
   // Of an account that stood at `from` and stands at `to`; none where it is new, or gone.

@@ -140,7 +140,7 @@ class EventWriter {
     const std::string rule = textUnder(key, history::kRule);
     const bool isNew = change.string(history::kFate) == history::kAdded;
     const std::string_view legacy =
-        isNew ? legacyKeyOf(textUnder(change, history::kStep), name) : "";
+        isNew && rule.empty() ? legacyKeyOf(textUnder(change, history::kStep), name) : "";
     if (!legacy.empty()) text += ", from \"" + std::string(legacy) + "\"";
     if (!moved.empty()) text += ", which is under \"" + moved + "\" now";
     if (!rule.empty()) text += ", because " + rule;

@@ -173,8 +173,12 @@ class HistoryChanges::Stage {
     Array keys;
     for (const auto& entry : account) {
       if (!tellsKeys_ || isChildren(entry.key(), &entry.value())) continue;
-      keys.append(Dictionary{{history::kKey, nameOf(entry.key())},
-                             {history::kTo, textOf(entry.key(), entry.value())}});
+      Dictionary key{{history::kKey, nameOf(entry.key())},
+                     {history::kTo, textOf(entry.key(), entry.value())}};
+      if (reasons_.newKey) {
+        setUnlessEmpty(key, history::kRule, reasons_.newKey(account, entry.key()));
+      }
+      keys.append(std::move(key));
     }
     change.set(history::kChangedKeys, keys);
     return change;

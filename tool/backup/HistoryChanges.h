@@ -41,10 +41,12 @@ inline constexpr std::string_view kNotConverted = "not-converted";  // a legacy 
 
 class HistoryChanges {
  public:
-  // Why something went; empty texts where nothing explains it.
+  // Why something went, or a key of a new account is not what it came with; empty texts where
+  // nothing explains it.
   struct Reasons {
     std::function<std::string(const Dictionary& account, bool isChild, bool parentIsGone)> account;
     std::function<std::string(const Dictionary& account, std::string_view key, bool isChild)> key;
+    std::function<std::string(const Dictionary& account, std::string_view key)> newKey;
   };
 
   // `stages` is how often add() is going to be called: each gets its share of the room.

@@ -59,6 +59,31 @@ class AccountHistory : public ::testing::Test {
   ToolRoot root_;
 };
 
+TEST_F(AccountHistory, AnIdentifierThatNoDescriptionHadIsCalledNew) {
+  root_.put(ToolRoot::kLegacyMail,
+            Dictionary{{"MailAccounts",
+                        Array{Dictionary{{"AccountType", "IMAPAccount"}, {"AccountName", "New"}},
+                              Dictionary{{"AccountType", "IMAPAccount"}, {"uniqueId", "OLD"}}}}});
+  ASSERT_EQ(run({"migrate"}).status, 0);
+  const Dictionary settings = root_.settings();
+  std::string made;
+  for (const PropertyList& each : settings.arrayOrEmpty("Accounts")) {
+    if (each.dictionary()->string("DisplayName") == "New") {
+      made = std::string(*each.dictionary()->string("Identifier"));
+    }
+  }
+  ASSERT_FALSE(made.empty());
+  const ToolResult shown = run({"history", made, "Identifier"});
+  const std::string anew = shown.out + shown.err;
+  EXPECT_NE(anew.find("+ Identifier: \"" + made +
+                      "\", because the description has none, and a new one was made\n"),
+            std::string::npos)
+      << anew;
+  EXPECT_EQ(anew.find("from \"uniqueId\""), std::string::npos) << anew;
+  const std::string old = run({"history", "OLD", "Identifier"}).out;
+  EXPECT_NE(old.find("+ Identifier: \"OLD\", from \"uniqueId\"\n"), std::string::npos) << old;
+}
+
 TEST_F(AccountHistory, FollowsAnAccountAcrossItsIdentifiers) {
   Dictionary account = mailAccount("FIRST");
   account.set("uniqueId", "SECOND");

@@ -25,6 +25,17 @@ TEST(Diff, SameSettingsEndWithZero) {
                             root.settingsPath() + "\nThe account settings are the same.\n");
 }
 
+TEST(Diff, AChildWithoutIdentifierIsNamedAfterItsParent) {
+  ToolRoot before;
+  ToolRoot after;
+  const Dictionary child = {{"Type", "CalDAV"}, {"Class", "MobileCalDAVAccount"}};
+  before.putSettings(12, {mailAccount("A"), with(mailAccount("P"), "ChildAccounts", Array{child})});
+  after.putSettings(12, {mailAccount("A"), with(mailAccount("P"), "ChildAccounts",
+                                                Array{with(child, "Username", "x")})});
+  const std::string out = runTool({"diff", before.path(), after.path()}).out;
+  EXPECT_NE(out.find("~ CalDAV \"x\"  P/#1\n"), std::string::npos) << out;
+}
+
 TEST(Diff, DifferencesAreShownAccountByAccount) {
   ToolRoot before;
   ToolRoot after;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "store/AccountsManager.h"
 #include "testing/DocumentPath.h"
@@ -169,6 +170,54 @@ TEST(Plan, AnAccountThatGetsAnotherIdentifierIsNotDropped) {
   old.set("uniqueId", PropertyList("U"));
   root.putSettings(0, {old});
   EXPECT_EQ(droppedAccounts(planOf(root)), Texts{});
+}
+
+// A description without an identifier, of which each rehearsal makes another account.
+Dictionary namelessDescription() {
+  return {{"AccountType", "IMAPAccount"}, {"AccountName", "Home"}, {"Username", "anna"}};
+}
+
+TEST(Plan, PromisesNoIdentifierThatTheMigrationItselfWouldMakeAnew) {
+  ToolRoot root;
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", Array{namelessDescription()}}});
+  const std::string check = runTool({"check", root.path()}).out;
+  EXPECT_NE(check.find("note: account #1, key \"MailAccounts\" [missing-identifier]"),
+            std::string::npos)
+      << check;
+  EXPECT_NE(check.find("The description has no \"uniqueId\": the migration gives the account a new "
+                       "identifier."),
+            std::string::npos)
+      << check;
+  const Dictionary plan = planOf(root);
+  EXPECT_EQ(plan.get("steps"), planOf(root).get("steps"));
+  const Dictionary& conversion = *plan.arrayOrEmpty("steps")[0].dictionary();
+  EXPECT_EQ(conversion.get("changedAccounts"), PropertyList(Array{"new identifier 1"}));
+  const std::string text = runTool({"migrate", "--dry-run", "-v", "--root", root.path()}).out;
+  EXPECT_NE(text.find("+ Mail \"Home\"  new identifier 1  from "), std::string::npos) << text;
+  EXPECT_NE(text.find("+ Identifier: \"new identifier 1\"\n"), std::string::npos) << text;
+  const std::regex made("[0-9A-F]{8}-[0-9A-F]{4}-");
+  EXPECT_FALSE(std::regex_search(text, made)) << text;
+  // The plan holds for whatever identifier the run makes.
+  const std::string saved = root.at("/plan.json");
+  ASSERT_EQ(runTool({"plan", "--out", saved, root.path()}).status, 0);
+  const ToolResult run = runTool({"migrate", "--plan", saved, "-v", "--root", root.path()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(std::regex_search(run.out, made)) << run.out;
+  EXPECT_EQ(run.out.find("new identifier 1"), std::string::npos) << run.out;
+}
+
+TEST(Plan, ASingleNewIdentifierHasNoNumberAndKnownOnesStay) {
+  ToolRoot root;
+  constexpr const char* kKnown = "01234567-89AB-4CDE-8F01-23456789ABCD";
+  Dictionary nameless = mailAccount("X");
+  nameless.remove("Identifier");
+  nameless.remove("Enabled Dataclasses");
+  nameless.set("Sync Identifier", kKnown);
+  nameless.set("IsActive", true);
+  root.putSettings(4, {nameless, mailAccount(kKnown)});
+  const std::string text = runTool({"migrate", "--dry-run", "-v", "--root", root.path()}).out;
+  EXPECT_NE(text.find("  a new identifier\n"), std::string::npos) << text;
+  EXPECT_NE(text.find(kKnown), std::string::npos) << text;
 }
 
 TEST(Plan, TellsAnInterruptedRemoval) {

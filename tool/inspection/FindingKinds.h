@@ -41,6 +41,7 @@ enum Kind : std::size_t {
   kLegacyMissesSteps,
   kLegacyReplaces,
   kLegacyForeignKey,
+  kLegacyMissingIdentifier,
   // What lies around them.
   kLeftoverSentinel,
   kSentinelDeletesLegacy,
@@ -117,6 +118,8 @@ inline constexpr std::array kFindingKinds = std::to_array<FindingKind>({
      "Compare both accounts, and move the one that is out of date away before migrating."},
     {finding::kLegacyForeignKey, "legacy-foreign-key", Severity::Note, false, false,
      "Keep a copy of the value elsewhere if it matters; the conversion passes it over."},
+    {finding::kLegacyMissingIdentifier, "missing-identifier", Severity::Note, false, false,
+     "Nothing needs to be done, unless something refers to the account by another identifier."},
     // What lies around them.
     {finding::kLeftoverSentinel, "leftover-sentinel", Severity::Warning, false, false,
      "Run 'accountsettings migrate' twice: the first run only finishes the interrupted removal."},

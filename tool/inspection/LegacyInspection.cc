@@ -11,6 +11,7 @@
 #include "account/AccountConstants.h"
 #include "plist/Description.h"
 #include "store/LoadProblems.h"
+#include "tool/accounts/AccountMatching.h"
 #include "tool/accounts/AccountNames.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
@@ -61,6 +62,7 @@ class LegacyInspection {
                                  ", so none of the file's accounts is converted.");
         } else {
           tellMailClass(description, section, list);
+          tellNoIdentifier(description, section, *file.format, list);
         }
       }
     }
@@ -121,6 +123,14 @@ class LegacyInspection {
                              " is unknown and no mail directory tells a better one: the account "
                              "is converted, but not loaded afterwards, and then dropped.");
     }
+  }
+
+  static void tellNoIdentifier(const LegacyDescription& description, const LegacySection& section,
+                               const LegacyFormat& format, FindingList& list) {
+    if (!identifierOf(description.properties).empty()) return;
+    list.addForAccount(finding::kLegacyMissingIdentifier, description.label, section.key,
+                       "The description has no " + quoted(format.identifierKey) +
+                           ": the migration gives the account a new identifier.");
   }
 
   // Converted accounts start at version 0, but the steps that run are those of the settings.

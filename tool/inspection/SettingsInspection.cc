@@ -194,9 +194,11 @@ class SettingsInspection {
     const std::string_view identifier = identifierOf(properties);
     if (identifier.empty()) {
       if (!properties.contains("uniqueId")) {
-        list_.addForAccount(finding::kMissingIdentifier, subject.label, key,
-                            "The account has no identifier, so nothing else can refer to it.",
-                            giveIdentifier(subject, false));
+        list_.addForAccount(
+            finding::kMissingIdentifier, subject.label, key,
+            "The account has no identifier, so nothing else can refer to it: the next "
+            "save or migration gives it a new one.",
+            giveIdentifier(subject, false));
       }
       return;
     }

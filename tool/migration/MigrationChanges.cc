@@ -2,6 +2,9 @@
 #include "tool/migration/MigrationChanges.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
+#include <utility>
 
 #include "host/LinuxFiles.h"
 #include "plist/Reader.h"
@@ -21,7 +24,35 @@ HistoryChanges::Reasons reasonsOf(std::string_view step) {
           },
           [step](const Dictionary& account, std::string_view key, bool isChild) {
             return whyKeyIsDropped(step, account, key, isChild, false, false);
-          }};
+          },
+          {}};
+}
+
+// The identifiers that a legacy file's descriptions have, where the step converts one.
+std::set<std::string_view> identifiersFor(std::string_view step, const MigrationSummary& summary) {
+  std::set<std::string_view> identifiers;
+  for (const LegacyFile& file : summary.legacyFiles) {
+    if (file.format->conversion.selector != step) continue;
+    for (const LegacySection& section : file.sections) {
+      for (const LegacyDescription& each : section.descriptions) {
+        identifiers.insert(identifierOf(each.properties));
+      }
+    }
+  }
+  return identifiers;
+}
+
+// The same where it may be a conversion, which makes identifiers for descriptions that have none.
+HistoryChanges::Reasons reasonsOf(std::string_view step, const MigrationSummary& summary) {
+  HistoryChanges::Reasons reasons = reasonsOf(step);
+  std::set<std::string_view> identifiers = identifiersFor(step, summary);
+  if (identifiers.empty()) return reasons;
+  reasons.newKey = [known = std::move(identifiers)](const Dictionary& account,
+                                                    std::string_view key) -> std::string {
+    if (key != kAccountIdentifier || known.contains(identifierOf(account))) return "";
+    return "the description has none, and a new one was made";
+  };
+  return reasons;
 }
 
 void addStage(HistoryChanges& changes, std::string_view step, const Array& before,
@@ -83,7 +114,7 @@ HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& su
     accounts = &summary.steps.front().before;
   }
   for (const StepRecord& step : summary.steps) {
-    changes.add(step.step, step.before, step.after, step.matching, reasonsOf(step.step));
+    changes.add(step.step, step.before, step.after, step.matching, reasonsOf(step.step, summary));
     accounts = &step.after;
   }
   addStage(changes, kSaveStep, *accounts, storedAccounts(staged.settingsAfter()));

@@ -15,6 +15,7 @@
 #include "tool/frame/Words.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/migration/MigrationProgress.h"
+#include "tool/migration/NewIdentifiers.h"
 
 namespace accountsettings {
 namespace {
@@ -315,6 +316,7 @@ MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
     summary.advice = obstacle.advice;
     summary.hasObstacle = true;
   }
+  hideNewIdentifiers(summary);
   return summary;
 }
 
