@@ -138,6 +138,10 @@ bool BackupManifest::isBroken() const {
   return asMeant != nullptr && !asMeant->booleanValue() && !outcome.contains(outcome::kRestored);
 }
 
+bool BackupManifest::wasPutBack() const {
+  return outcome.string(outcome::kEndedLater) == outcome::kPutBack;
+}
+
 std::optional<std::string> BackupManifest::restoreOf() const {
   const auto backup = outcome.string(outcome::kRestoreOf);
   return backup ? std::optional<std::string>(*backup) : std::nullopt;

@@ -82,6 +82,9 @@ struct BackupManifest {
   // Whether the migration ended with another result than was meant, or a restore did not come to
   // its end, and nothing was restored since.
   [[nodiscard]] bool isBroken() const;
+  // Whether it tells of a migration that was cut short and of which nothing was left: its legacy
+  // files were put back.
+  [[nodiscard]] bool wasPutBack() const;
   // The backup that was put back when this one was made; none for that of a migration.
   [[nodiscard]] std::optional<std::string> restoreOf() const;
   // The edit before which this one was made; that of the restore of such a backup tells the same
@@ -102,10 +105,15 @@ inline constexpr std::string_view kAsMeant = "As Meant";  // what the disk then 
 inline constexpr std::string_view kSteps = "Steps";       // selectors
 inline constexpr std::string_view kFromVersion = "From Version";
 inline constexpr std::string_view kEndedLater = "Ended Later";  // how, where it was cut short
-inline constexpr std::string_view kRestored = "Restored";       // a backup was put back since
-inline constexpr std::string_view kRestoreOf = "Restore Of";    // the backup that was put back
-inline constexpr std::string_view kEdit = "Edit";               // the command that edits
-inline constexpr std::string_view kAccount = "Account";         // whom it edits
+// How it was ended later: the rest was done; legacy files were put back; nothing was left to do, as
+// the settings had taken their place and were edited since.
+inline constexpr std::string_view kCompleted = "completed";
+inline constexpr std::string_view kPutBack = "put back";
+inline constexpr std::string_view kChangedSince = "changed since";
+inline constexpr std::string_view kRestored = "Restored";     // a backup was put back since
+inline constexpr std::string_view kRestoreOf = "Restore Of";  // the backup that was put back
+inline constexpr std::string_view kEdit = "Edit";             // the command that edits
+inline constexpr std::string_view kAccount = "Account";       // whom it edits
 }  // namespace outcome
 
 }  // namespace accountsettings

@@ -21,10 +21,6 @@ namespace accountsettings {
 
 namespace {
 
-constexpr std::string_view kCompleted = "completed";
-constexpr std::string_view kPutBack = "put back";
-constexpr std::string_view kChangedSince = "changed since";
-
 // The sum of the file now; none where there is none.
 Result<std::optional<std::string>> sumAt(LinuxFiles& files, const std::string& path) {
   const Result<Bytes> bytes = files.read(path);
@@ -290,7 +286,7 @@ Status Ender::complete() {
     if (role && isLegacy(*role)) return done;
     ended_.warnings.push_back("not done, without harm: " + done.error().message);
   }
-  return close(kCompleted, journal_.isTemporary);
+  return close(outcome::kCompleted, journal_.isTemporary);
 }
 
 Status Ender::putBackMissing() {
@@ -305,7 +301,7 @@ Status Ender::putBackMissing() {
   }
   // The legacy files are back: from here on this must not be taken for a migration that came as far
   // as the settings. A program may have changed these since; then the backup keeps what they were.
-  return close(kPutBack, interrupted_.settingsAsBefore && interrupted_.keptAlone.empty());
+  return close(outcome::kPutBack, interrupted_.settingsAsBefore && interrupted_.keptAlone.empty());
 }
 
 Status Ender::forget() {
@@ -315,7 +311,7 @@ Status Ender::forget() {
         " was cut short: look whether they hold the accounts of the legacy files, which are kept "
         "in that backup");
   }
-  return close(kChangedSince, false);
+  return close(outcome::kChangedSince, false);
 }
 
 // What killed writes left. In the directory of the settings other programs' files may be on their
@@ -334,7 +330,7 @@ void Ender::removeTemporaries() {
 Status Ender::close(std::string_view how, bool superfluous) {
   removeTemporaries();
   Dictionary outcome;
-  if (how == kCompleted) outcome = journal_.meantOutcome;
+  if (how == outcome::kCompleted) outcome = journal_.meantOutcome;
   outcome.set(outcome::kEndedLater, how);
   if (Status recorded = recordOutcome(host_, journal_, outcome); !recorded) return recorded;
   ended_.outcome = std::move(outcome);

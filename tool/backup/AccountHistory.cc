@@ -35,6 +35,12 @@ bool isIdentifier(std::string_view label) {
   return !label.empty() && !label.starts_with('#');
 }
 
+// Whether the title is that of an account of this name, in any case: TYPE "NAME".
+bool isTitleOf(std::string_view title, const std::string& name) {
+  const std::string end = '"' + name + '"';
+  return title.size() >= end.size() && sameInAnyCase(title.substr(title.size() - end.size()), end);
+}
+
 // The account, and whoever became it or whom it became.
 std::set<std::string> identifiersOf(const History& history, const std::string& account) {
   std::set<std::string> known{account};
@@ -171,9 +177,10 @@ std::string accountNamed(const std::string& name, const InspectedFiles& files,
     });
   }
   forEachChange(history, [&](const Dictionary&, const Dictionary& change) {
-    const std::string title = textUnder(change, history::kTitle);
-    if (title.find('"' + name + '"') == std::string::npos) return;
-    named.insert(textUnder(change, history::kChangedAccount));
+    const std::string account = textUnder(change, history::kChangedAccount);
+    if (isIdentifier(account) && isTitleOf(textUnder(change, history::kTitle), name)) {
+      named.insert(account);
+    }
   });
   if (named.empty()) return "";
   const std::set<std::string> ofOne = identifiersOf(history, *named.begin());

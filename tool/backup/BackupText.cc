@@ -61,8 +61,13 @@ std::string purposeOf(const BackupManifest& manifest) {
   }
   if (manifest.outcome.empty()) return from + ", the migration was cut short";
   const PropertyList* ended = manifest.outcome.find(outcome::kEndedLater);
+  if (manifest.wasPutBack()) {
+    return from + ", the migration was cut short, and nothing was left of it";
+  }
   if (ended != nullptr && !manifest.outcome.contains(outcome::kResult)) {
-    return from + ", the migration was cut short and begun anew";
+    return from +
+           ", the migration was cut short once the settings were migrated, which were edited "
+           "since";
   }
   std::string text = from;
   if (const auto steps = stringListOf(manifest.outcome.find("Steps")); steps && !steps->empty()) {

@@ -10,7 +10,7 @@ namespace accountsettings {
 namespace {
 
 bool isOfMigration(const BackupManifest& manifest) {
-  return !manifest.edit() && !manifest.restoreOf();
+  return !manifest.edit() && !manifest.restoreOf() && !manifest.wasPutBack();
 }
 
 // Whether the settings now are those that the backup keeps, and were to become others.

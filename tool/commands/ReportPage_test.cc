@@ -134,6 +134,34 @@ TEST_F(ReportPage, TellsOfTheMigrationAgainWhereItsUndoingIsUndone) {
   EXPECT_NE(page().find(line), std::string::npos) << "after an edit, too";
 }
 
+TEST_F(ReportPage, TellsTrulyOfAMigrationThatWasCutShort) {
+  root.putSettings(6, {hostedAccount(), mailAccount("plain")});
+  migrate();
+  const std::string backups = root.at("/var/mobile/Library/Logs/AccountMigrationBackups");
+  std::string manifest;
+  for (const auto& each : std::filesystem::directory_iterator(backups)) {
+    if (each.is_directory()) manifest = each.path().string() + "/manifest.plist";
+  }
+  manifest.erase(0, root.path().size());
+  Dictionary cut = *root.get(manifest)->dictionary();
+  cut.remove("Outcome");
+  root.put(manifest, cut);
+  ASSERT_EQ(runTool({"set", "plain", "X", "1", "--root", root.path()}).status, 0);
+  migrate();
+  EXPECT_EQ(page().find("answered no"), std::string::npos);
+  EXPECT_NE(page().find("Before is what the backup "), std::string::npos);
+  EXPECT_NE(runTool({"restore", "--list", "--root", root.path()})
+                .out.find("was cut short once the settings were migrated, which were edited since"),
+            std::string::npos);
+
+  cut.set("Outcome", Dictionary{{"Ended Later", "put back"}});
+  root.put(manifest, cut);
+  EXPECT_EQ(page().find("Before is what the backup "), std::string::npos);
+  EXPECT_NE(runTool({"restore", "--list", "--root", root.path()})
+                .out.find("the migration was cut short, and nothing was left of it"),
+            std::string::npos);
+}
+
 TEST_F(ReportPage, TellsWhatWasDroppedWithTheRule) {
   const std::string device = directory.path() / "device";
   ASSERT_EQ(runTool({"sample", device, "--release", "oldest"}).status, 0);

@@ -199,11 +199,21 @@ TEST_F(Why, AnAccountIsFoundByItsNameToo) {
                       {"DisplayName", "Mine"}};
   root_.putSettings(2, {mailAccount("A"), mailAccount("B"), calendar});
   ASSERT_EQ(runTool({"migrate", "--root", root_.path()}).status, 0);
-  const ToolResult gone = runTool({"why", "mine", "--root", root_.path()});
-  EXPECT_EQ(gone.status, 3) << "the history knows its name in one case only";
-  const ToolResult found = runTool({"why", "Mine", "--root", root_.path()});
-  EXPECT_NE(found.out.find("Account CAL"), std::string::npos) << found.out << found.err;
+  for (const char* name : {"Mine", "mine"}) {
+    const ToolResult found = runTool({"why", name, "--root", root_.path()});
+    EXPECT_NE(found.out.find("Account CAL"), std::string::npos) << found.out << found.err;
+  }
   EXPECT_EQ(runTool({"why", "", "--root", root_.path()}).status, 3);
+}
+
+TEST_F(Why, TheHistoryKnowsAnAccountByItsNameInAnyCaseButNoPlace) {
+  Dictionary nameless{{"Type", "Pigeon"}, {"Class", "Pigeon"}, {"DisplayName", "Nameless"}};
+  root_.putSettings(2, {mailAccount("A"), nameless});
+  ASSERT_EQ(run({"migrate", "--accept-loss"}).status, 0);
+  ASSERT_EQ(run({"remove", "A"}).status, 0);
+  ask("mail OF a");
+  EXPECT_EQ(std::string(answer_.string("answer").value_or("")).find("Account A is not"), 0U);
+  EXPECT_EQ(run({"why", "Nameless"}).status, 3) << "another may stand in its place";
 }
 
 TEST_F(Why, AnInterruptedRemovalKeepsAFileFromBeingConverted) {

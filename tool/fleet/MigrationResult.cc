@@ -45,7 +45,8 @@ void tellEarlierRun(DeviceResult& result, OpenedRoot& device) {
   const Result<std::optional<BackupManifest>> newest = findNewestBackup(device.host());
   if (!newest || !*newest) return;
   const BackupManifest& manifest = **newest;
-  if (manifest.isOpen() || manifest.isBroken() || manifest.restoreOf()) return;
+  if (manifest.isOpen() || manifest.isBroken() || manifest.restoreOf() || manifest.wasPutBack())
+    return;
   result.outcome = DeviceOutcome::Done;
   result.doneEarlier = true;
   result.backup = manifest.name;

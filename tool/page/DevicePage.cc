@@ -75,7 +75,8 @@ Verdict verdictOnPast(const PageContext& page) {
     verdict.headline = "The last migration did not end as was meant";
     verdict.sentences.push_back("Put the backup back with: " +
                                 page.command({"restore", backup.name}));
-  } else if (!backup.outcome.boolean(outcome::kResult)) {
+  } else if (const PropertyList* result = backup.outcome.find(outcome::kResult);
+             result != nullptr && !result->booleanValue()) {
     verdict.tone = Tone::Warning;
     verdict.headline = "The last migration answered no: it stopped half-way";
   }
