@@ -69,6 +69,8 @@ class ReportMaker {
   }
 
   Dictionary make(const std::optional<std::string>& logFile) {
+    // The rehearsal takes the most memory, and so comes before what is kept of it.
+    Plan plan = planned();
     output_.doing([&] {
       return Doing{"Replacing what is personal ...", placeIn("part", 2, 3), accountsIn(files_)};
     });
@@ -78,7 +80,7 @@ class ReportMaker {
                       {"settings", contentOf(files_.settings)},
                       {"legacyMail", contentOf(files_.legacyMail)},
                       {"legacyExchange", contentOf(files_.legacyExchange)}};
-    addPlan(report);
+    addPlan(report, std::move(plan));
     output_.doing([] { return Doing{"Collecting the rest ...", placeIn("part", 3, 3)}; });
     report.set("backups", PropertyList(backups()));
     report.set("records", PropertyList(records()));
@@ -117,19 +119,35 @@ class ReportMaker {
     return {{"present", true}, {"content", redactor_.stored(output_.fitting(**file.content))}};
   }
 
-  void addPlan(Dictionary& report) {
+  // What a migration would do, or why that cannot be told.
+  struct Plan {
+    std::optional<MigrationSummary> summary;
+    std::string problem;
+  };
+
+  Plan planned() {
     try {
-      MigrationSummary plan = planMigration(device_, output_);
-      // Where somebody keeps the device root is nobody's business.
-      plan.root = "/";
-      for (Finding& each : plan.findings) each.action = each.kind->action;
-      report.set("plan", redactor_.told(summaryForScripts(plan, ShownPath::onTheDevice(),
-                                                          SummaryDetail::ForSupport)));
+      return {planMigration(device_, output_), ""};
     } catch (const CommandFailure& failure) {
-      report.set("planProblem", PropertyList(redactor_.sentence(failure.what())));
+      return {std::nullopt, failure.what()};
+    }
+  }
+
+  void addPlan(Dictionary& report, Plan plan) {
+    if (!plan.summary) {
+      report.set("planProblem", PropertyList(redactor_.sentence(plan.problem)));
       report.set("findings", redactor_.told(findingsForScripts(inspectDevice(device_, files_),
                                                                ShownPath::onTheDevice())));
+      return;
     }
+    MigrationSummary& summary = *plan.summary;
+    // Where somebody keeps the device root is nobody's business.
+    summary.root = "/";
+    for (Finding& each : summary.findings) each.action = each.kind->action;
+    Dictionary told =
+        summaryForScripts(summary, ShownPath::onTheDevice(), SummaryDetail::ForSupport);
+    plan.summary.reset();
+    report.set("plan", redactor_.told(std::move(told)));
   }
 
   Array backups() {
