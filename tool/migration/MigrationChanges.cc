@@ -125,7 +125,7 @@ HistoryChanges changesOfCompleted(OpenedRoot& device, const std::string& backup)
   HistoryChanges changes(1);
   const std::optional<Dictionary> before = settingsIn(device, backup);
   const std::optional<Dictionary> now = settingsInFile();
-  if (before) addStage(changes, "", accountsIn(before), accountsIn(now));
+  if (before) addStage(changes, "", storedAccounts(before), storedAccounts(now));
   return changes;
 }
 
