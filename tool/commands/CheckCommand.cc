@@ -124,7 +124,7 @@ ExitStatus CheckCommand::runOnOne(Session& session) {
   const std::string path = path_.value_or(session.options.root);
   const Input::Kind kind = kindOfInput(path);
   const bool isRoot = kind == Input::Kind::DeviceRoot;
-  if (isRoot) session.options.root = path;
+  if (isRoot) useRoot(session, path);
   OpenedRoot device(session.options, DefaultLog::Nowhere);
   if (isRoot) device.requireDevice();
   Output& output = session.output;

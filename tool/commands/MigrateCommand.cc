@@ -253,7 +253,7 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
 
 ExitStatus MigrateCommand::runOnOne(Session& session) {
   Output& output = session.output;
-  if (root_) session.options.root = *root_;
+  if (root_) useRoot(session, *root_);
   OpenedDevice device(session.options, dryRun_ ? DefaultLog::Nowhere : DefaultLog::System);
   output.doing([] { return Doing{"Reading the settings ..."}; });
   const MigrationSummary summary = migrate(session, device);

@@ -394,8 +394,9 @@ TEST_F(Migrate, NamesTheFileTheAccountAndTheNextStepOfWhatStandsAgainstIt) {
       migrate().err,
       "accountsettings: " + root_.settingsPath() +
           ": The key \"Foreign\" at the root of the file is dropped by every save (and 1 more "
-          "thing stands against the migration); nothing was changed; repair what is named, or "
-          "go on with --accept-loss\n");
+          "thing stands against the migration); nothing was changed; keep a copy of the value "
+          "elsewhere, "
+          "then go on with --accept-loss\n");
   settings.remove("Foreign");
   root_.put(ToolRoot::kSettings, settings);
   EXPECT_TRUE(

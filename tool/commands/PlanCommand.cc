@@ -37,7 +37,7 @@ void PlanCommand::describeOwn(OptionSet& options) {
 }
 
 ExitStatus PlanCommand::runOnOne(Session& session) {
-  if (root_) session.options.root = *root_;
+  if (root_) useRoot(session, *root_);
   OpenedDevice device(session.options);
   const ShownPath shown = ShownPath::of(device);
   MigrationSummary plan = planMigration(device, session.output);

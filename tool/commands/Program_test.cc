@@ -139,6 +139,22 @@ TEST(Program, OptionsMayStandBeforeTheCommand) {
   EXPECT_EQ(documentIn(before.out).get("root"), documentIn(after.out).get("root"));
 }
 
+TEST(Program, TwoRootsThatContradictEachOtherAreRefused) {
+  ToolRoot one;
+  ToolRoot other;
+  one.putSettings(9, {mailAccount("A")});
+  other.putSettings(9, {mailAccount("B")});
+  const auto before = other.snapshot();
+  for (const char* command : {"migrate", "plan", "check", "show"}) {
+    const ToolResult result = runTool({command, "--root", one.path(), other.path()});
+    EXPECT_EQ(result.status, 2) << command;
+    EXPECT_NE(result.err.find("--root names another device root, " + one.path()), std::string::npos)
+        << result.err;
+  }
+  EXPECT_EQ(other.snapshot(), before);
+  EXPECT_EQ(runTool({"check", "--root", one.path(), one.path()}).status, 0);
+}
+
 TEST(Program, AValueMayBeNamedLikeACommand) {
   const ToolResult result = runTool({"--root", "show", "show"});
   EXPECT_EQ(result.status, 3);

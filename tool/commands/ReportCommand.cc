@@ -318,7 +318,7 @@ FleetCommand ReportCommand::forMany() {
 }
 
 ExitStatus ReportCommand::runOnOne(Session& session) {
-  if (root_) session.options.root = *root_;
+  if (root_) useRoot(session, *root_);
   OpenedDevice device(session.options);
   const std::string& file = html_ ? *html_ : *out_;
   const Counts counts = html_ ? writePage(session, device) : writeReport(session, device, file);

@@ -171,7 +171,7 @@ void ShowCommand::describeOwn(OptionSet& options) {
 ExitStatus ShowCommand::runOnOne(Session& session) {
   const std::string path = path_.value_or(session.options.root);
   const bool isRoot = kindOfInput(path) == Input::Kind::DeviceRoot;
-  if (isRoot) session.options.root = path;
+  if (isRoot) useRoot(session, path);
   // Whose type registry tells which accounts are loaded.
   const OpenedRoot device(session.options, DefaultLog::Nowhere);
   const Input input = openInput(path, session.options);

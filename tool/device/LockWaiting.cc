@@ -39,7 +39,8 @@ Prevented lockHeldFailure(OpenedRoot& device, const LockOption& option) {
         ", and was for all of " + counted(static_cast<std::size_t>(seconds), "second", "seconds");
   }
   return {device.shown(std::string(kAccountMigrationLockFilename)), why,
-          "nothing was changed; try again when it has ended, or wait longer with --wait"};
+          "nothing was changed; try again when it has ended, or wait longer with --wait",
+          FailureCode::Locked};
 }
 
 HeldMigrationLock takeMigrationLock(const Output& output, OpenedRoot& device,

@@ -13,6 +13,15 @@ ExitStatus DeviceCommand::run(Session& session) {
   return runFleet(session, fleet_, forMany());
 }
 
+void DeviceCommand::useRoot(Session& session, const std::string& root) {
+  CommonOptions& options = session.options;
+  if (!options.roots.empty() && options.root != root) {
+    throw WrongUsage(root, "--root names another device root, " + options.root,
+                     "name one of the two");
+  }
+  options.root = root;
+}
+
 void DeviceCommand::refuseForMany(bool given, std::string_view option) {
   if (given) {
     throw WrongUsage(option, "it is for one device",

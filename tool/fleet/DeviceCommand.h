@@ -27,6 +27,8 @@ class DeviceCommand : public Command {
 
   // To be called where an option is for one device.
   static void refuseForMany(bool given, std::string_view option);
+  // Works on the root that an argument names. Throws WrongUsage where --root names another one.
+  static void useRoot(Session& session, const std::string& root);
   [[nodiscard]] const FleetOptions& fleet() const noexcept { return fleet_; }
 
  private:

@@ -167,8 +167,14 @@ TEST_F(FleetProgram, ADeviceThatIsRefusedTouchesNoOther) {
   }
   EXPECT_EQ(told.at(1).findings, std::vector<std::string>{"unreadable"});
   EXPECT_EQ(told.at(1).error->file, device(1).settingsPath());
+  EXPECT_NE(told.at(1).error->advice.find("'accountsettings restore --root " + device(1).path() +
+                                          " --list'"),
+            std::string::npos)
+      << told.at(1).error->advice;
+  EXPECT_NE(told.at(1).error->advice.find("takes the file for empty"), std::string::npos);
   EXPECT_EQ(told.at(2).error->code, FailureCode::NoDevice);
   EXPECT_NE(told.at(3).error->message.find("the migration lock is held"), std::string::npos);
+  EXPECT_EQ(told.at(3).error->code, FailureCode::Locked);
   EXPECT_NE(result.out.find("Run those again with: accountsettings migrate --results " + results_),
             std::string::npos)
       << result.out;

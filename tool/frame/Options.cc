@@ -196,8 +196,14 @@ std::string adviceWithRoot(const CommonOptions& options, std::string_view advice
     const std::size_t end =
         begin == std::string_view::npos ? begin : endOfCommand(advice, begin + kCommand.size());
     if (end == std::string_view::npos) return result += advice;
-    const std::string line = commandLineFor(
-        options, wordsOf(advice.substr(begin + kCommand.size(), end - begin - kCommand.size())));
+    const std::vector<std::string> words =
+        wordsOf(advice.substr(begin + kCommand.size(), end - begin - kCommand.size()));
+    if (std::ranges::find(words, "--root") != words.end()) {  // it has been told already
+      result.append(advice.substr(0, end + 1));
+      advice.remove_prefix(end + 1);
+      continue;
+    }
+    const std::string line = commandLineFor(options, words);
     // A command that holds quotes itself is set off by other ones.
     const char* quote = line.find('\'') == std::string::npos ? "'" : "`";
     result.append(advice.substr(0, begin)).append(quote).append(line).append(quote);

@@ -13,6 +13,7 @@
 #include "store/AccountsManager.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/frame/Words.h"
+#include "tool/inspection/FindingKinds.h"
 #include "tool/inspection/FindingsText.h"
 #include "tool/migration/MigrationProgress.h"
 #include "tool/migration/NewIdentifiers.h"
@@ -168,6 +169,23 @@ std::vector<MigrationProblem> objectionsTo(const MigrationSummary& summary,
   return problems;
 }
 
+// What to do about the first finding that stands against the migration, or what it would lose.
+std::string adviceOn(const Findings& findings) {
+  const auto first = std::ranges::find_if(
+      findings, [](const Finding& each) { return each.kind->blocksMigration; });
+  std::string advice = "repair what is named";
+  if (first != findings.end()) {
+    advice = first->action;
+    advice.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(advice.front())));
+    if (advice.ends_with('.')) advice.pop_back();
+    if (advice.find("--accept-loss") != std::string::npos) return advice;
+  }
+  advice += ", or go on with --accept-loss";
+  const bool isUnread = first != findings.end() && (first->kind->id == finding::kUnreadable ||
+                                                    first->kind->id == finding::kForbidden);
+  return isUnread ? advice + ", which takes the file for empty and drops all its accounts" : advice;
+}
+
 }  // namespace
 
 std::string_view nameOf(FileFate::Fate fate) {
@@ -237,7 +255,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
                                             : SummaryOutcome::Done;
   if (!summary.problems.empty() && !acceptLoss) {
     summary.outcome = SummaryOutcome::Refused;
-    summary.advice = "repair what is named, or go on with --accept-loss";
+    summary.advice = adviceOn(summary.findings);
   }
   if (const std::string obstacle = obstacleTo(staged); !obstacle.empty()) {
     summary.problems.insert(summary.problems.begin(), {obstacle, ""});
