@@ -243,6 +243,27 @@ TEST_F(StagedFilesTest, AnotherModeOrOwnerOrByteIsNotAsMeant) {
   EXPECT_FALSE(asMeant());
 }
 
+TEST_F(StagedFilesTest, WithoutANamedOwnerAFileBelongsToWhomTheKernelGivesIt) {
+  AS_NEEDS_ROOT();
+  for (const unsigned mode : {0755U, 02755U}) {
+    const std::string directory = device.path("var/p");
+    ASSERT_EQ(::chown(directory.c_str(), 501, 502), 0);
+    ASSERT_EQ(::chmod(directory.c_str(), mode), 0);
+    fs::remove(device.path(kFile));
+    const FileChange change{FileChange::Kind::Write, kFile,
+                            std::make_shared<const Bytes>(testing::bytesOf("new")), 0600,
+                            std::nullopt};
+    ASSERT_TRUE(commitChange(host().files(), change));
+    const auto asMeant = [&] {
+      RememberedFiles now(host().files(), host().accountNames());
+      return isAsMeant(now, change).value();
+    };
+    EXPECT_TRUE(asMeant()) << mode;
+    ASSERT_EQ(::chown(device.path(kFile).c_str(), 0, 7), 0);
+    EXPECT_FALSE(asMeant()) << mode;
+  }
+}
+
 TEST_F(StagedFilesTest, ANewFileIsMadeAtItsPathOrNotAtAll) {
   const FileOwner owner{::geteuid(), ::getegid()};
   const std::string path = host().files().freshPathBeside(kFile).value();

@@ -303,6 +303,13 @@ TEST_F(VersionSteps7A, AnAbsentListStaysAbsentAndOtherTypesKeepTheirNotes) {
       account("Mail", "QuorraAccount",
               {{"Identifier", "m"}, {"Enabled Dataclasses", dataclasses({"Notes"})}})};
   EXPECT_EQ(after7A241(accounts), PropertyList(accounts));
+  // The next one is looked at all the same.
+  const auto hosted = [](const Array& enabled) {
+    return account("Quorra", "QuorraAccount",
+                   {{"Identifier", "s"}, {"Enabled Dataclasses", enabled}});
+  };
+  EXPECT_EQ(after7A241({accounts[0], hosted(dataclasses({"Mail", "Notes"}))}),
+            PropertyList(Array{accounts[0], hosted(dataclasses({"Mail"}))}));
 }
 
 TEST_F(VersionSteps7A, TheListIsWrittenInTheUsualOrder) {

@@ -106,6 +106,7 @@ TEST(XmlReaderTest, ABlankSectionBetweenElementsIsWhiteSpace) {
   EXPECT_EQ(errorOnLine3("<![CDATA[ x ]]><true/>"), "line 3: text where a value belongs");
   EXPECT_EQ(errorOnLine3("<array><![CDATA[&#32;]]></array>"), "line 3: text where a value belongs");
   EXPECT_EQ(errorOf("<plist>\n<![CDATA[ ]]"), "line 2: CDATA section without end");
+  EXPECT_EQ(errorOf("<plist>\n<![CDATA[ ]]><!-- <true/></plist>"), "line 2: comment without end");
   EXPECT_EQ(errorOf("<![CDATA[ ]]><plist><true/></plist>"), "line 1: malformed attribute");
 }
 

@@ -369,6 +369,32 @@ TEST_F(InterruptedMigrationTest, ADamagedNewestJournalRefusesUntilItIsAccepted) 
   EXPECT_EQ(migrate().kind, Kind::Done) << "it is not the newest any more: " << lastProblem;
 }
 
+TEST_F(InterruptedMigrationTest, AJournalThatNamesWhatNoMigrationTouchesIsRefused) {
+  putSettings(3);
+  ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  const std::string name = reopen();
+  const Dictionary journal = dictionaryAt(device.path(manifestOf(name))).value();
+  const auto before = tree();
+  for (const auto& [change, path] : std::vector<std::pair<const char*, const char*>>{
+           {"remove", "/etc/passwd"},
+           {"write", "/etc/passwd"},
+           {"write", "/var/mobile/Library/Logs"},
+           {"write", "/var/mobile/Library/Logs/AccountMigrationInformation-1.plist"},
+           {"make-directory", "/var"},
+           {"make-directory", "/var/mobile/Library/Logs/Elsewhere"}}) {
+    Array meant = journal.arrayOrEmpty("Meant");
+    meant.append(Dictionary{{"Change", change}, {"Path", path}, {"Mode", 0777}});
+    Dictionary changed = journal;
+    changed.set("Meant", meant);
+    put(manifestOf(name).c_str(), changed);
+    const MigrationOutcome outcome = migrateAccepting();
+    EXPECT_EQ(outcome.kind, Kind::Refused);
+    EXPECT_THAT(outcome.problem, HasSubstr(std::string(path) + ": the journal names")) << change;
+  }
+  put(manifestOf(name).c_str(), journal);
+  EXPECT_EQ(difference(tree(), before), "");
+}
+
 TEST_F(InterruptedMigrationTest, AJournalThatCannotBeReadRefusesWhateverIsAccepted) {
   putSettings(3);
   const std::string manifest = manifestOf("2020-01-01-00-00-00");

@@ -69,6 +69,7 @@ TEST_F(PlainAccountsTest, AreFoundAsInAStore) {
 
 TEST_F(PlainAccountsTest, AreLookedAtAgainWhereTheListChanged) {
   PlainAccounts plain;
+  const Dictionary single = account("a");
   const Dictionary family = parent("b", {account("c")});
   ASSERT_TRUE(plain.examine({account("a"), family}));
   const std::vector<Array> lists{
@@ -80,6 +81,8 @@ TEST_F(PlainAccountsTest, AreLookedAtAgainWhereTheListChanged) {
       {account("e")},                               // fewer
       {},
       {parent("a", {account("b")}), account("f")},
+      {single, family},
+      {single, parent("b", {account("d")})},  // nothing but a child
   };
   for (const Array& list : lists) {
     ASSERT_TRUE(plain.examine(list));

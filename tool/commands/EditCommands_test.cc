@@ -115,8 +115,12 @@ TEST_F(Edit, SetStoresEveryTypeOfValue) {
   EXPECT_EQ(stored("12", "string"), PropertyList("12"));
   EXPECT_EQ(stored("-12", "int"), PropertyList(-12));
   EXPECT_EQ(stored("18446744073709551615", "int"), PropertyList(18446744073709551615U));
-  EXPECT_EQ(stored("true", "bool"), PropertyList(true));
-  EXPECT_EQ(stored("no", "bool"), PropertyList(false));
+  for (const char* yes : {"true", "yes", "YES"}) {
+    EXPECT_EQ(stored(yes, "bool"), PropertyList(true)) << yes;
+  }
+  for (const char* no : {"false", "no", "NO"}) {
+    EXPECT_EQ(stored(no, "bool"), PropertyList(false)) << no;
+  }
   EXPECT_EQ(stored("[1, {\"a\": true}]", "plist"), PropertyList(Array{1, Dictionary{{"a", true}}}));
   EXPECT_EQ(stored("<array><real>0.5</real></array>", "plist"), PropertyList(Array{0.5}));
   EXPECT_EQ(stored("<?xml version=\"1.0\"?><plist><data>AAE=</data></plist>", "plist"),

@@ -234,6 +234,24 @@ TEST_F(ReportPage, LegacyFilesAreAColumnOfTheirOwn) {
   EXPECT_NE(html.find("moved to DisplayName"), std::string::npos);
 }
 
+TEST_F(ReportPage, ShowsOfAPropertyWhatItWasAndWhatItBecomes) {
+  Dictionary plain = mailAccount("plain");
+  plain.remove("Enabled Dataclasses");
+  root.putSettings(
+      5, {plain, Dictionary{{"Identifier", "calendars"},
+                            {"Type", "CalDAV"},
+                            {"Class", "MobileCalDAVAccount"},
+                            {"Enabled Dataclasses", Array{"com.zelqo.Dataclass.Calendars"}}}});
+  const std::string html = page({"--reveal"});
+  const std::string calendars = "(&quot;com.zelqo.Dataclass.Calendars&quot;";
+  EXPECT_NE(html.find("<code>Enabled Dataclasses</code></th><td data-label=\"Before\">" +
+                      calendars + ")</td><td data-label=\"After\">" + calendars +
+                      ", &quot;com.zelqo.Dataclass.Reminders&quot;)</td>"),
+            std::string::npos);
+  EXPECT_NE(html.find("<p>New properties: Enabled Dataclasses</p>"), std::string::npos);
+  EXPECT_EQ(html.find("… and "), std::string::npos) << "of so little nothing is left out";
+}
+
 TEST_F(ReportPage, FindingsStandAtTheirPlace) {
   Dictionary odd = mailAccount("odd");
   odd.remove("Class");

@@ -145,6 +145,10 @@ TEST(Recovery, NothingIsHadOfWhatIsNoPropertyListOrOfGarbage) {
   EXPECT_FALSE(recoverCutOff(Bytes(text.begin(), text.end())).ok());
   Bytes garbage = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
   EXPECT_FALSE(recoverCutOff(garbage).ok());
+  const std::string nothingWhole = "<?xml version=\"1.0\"?><plist><dict><key>a</key><strin";
+  const auto recovered = recoverCutOff(Bytes(nothingWhole.begin(), nothingWhole.end()));
+  ASSERT_FALSE(recovered.ok());
+  EXPECT_EQ(recovered.error().message, "not even its first value is whole");
   garbage.insert(garbage.end(), 100, 0xFF);
   EXPECT_FALSE(recoverCutOff(garbage).ok());
   // A dictionary that is its own key and value.
