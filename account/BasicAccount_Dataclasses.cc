@@ -79,9 +79,11 @@ StringList BasicAccount::provisionedAmong(const Array* wanted) const {
   const auto restricted = _profileRestrictedDataclasses();
   StringList result;
   for (const std::string& each : supportedInOrder()) {
-    const bool isProvisioned = provisioned == nullptr || containsString(*provisioned, each);
+    // Most often few are wanted of many that are provisioned.
     const bool isWanted = wanted == nullptr || containsString(*wanted, each);
-    if (isProvisioned && isWanted && !restricted.contains(each) && !contains(result, each)) {
+    const bool isProvisioned =
+        isWanted && (provisioned == nullptr || containsString(*provisioned, each));
+    if (isProvisioned && !restricted.contains(each) && !contains(result, each)) {
       result.push_back(each);
     }
   }

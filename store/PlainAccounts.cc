@@ -58,13 +58,16 @@ bool PlainAccounts::examine(const Array& accounts) {
   const bool werePlain = std::exchange(arePlain_, false);
   bool sameIdentifiers = werePlain && before.size() == accounts.size();
   expected_ = 0;
+  entries_.resize(accounts.size());
   for (std::size_t i = 0; i < accounts.size(); ++i) {
     const Dictionary* account = accounts[i].dictionary();
     if (account == nullptr) return false;
     const Dictionary* known = werePlain && i < before.size() ? before[i].dictionary() : nullptr;
     if (known != nullptr && account->identicalTo(*known)) continue;
     if (!loadsQuietly(*account)) return false;
-    sameIdentifiers = sameIdentifiers && keepsIdentifiers(i, *account, *known);
+    const Entry entry{identifierOf(*account), childrenOf(*account)};
+    sameIdentifiers = sameIdentifiers && entry.hasIdentifiersOf(entries_[i]);
+    entries_[i] = entry;
   }
   arePlain_ = sameIdentifiers || enterIdentifiers();
   return arePlain_;
@@ -72,9 +75,10 @@ bool PlainAccounts::examine(const Array& accounts) {
 
 const Dictionary* PlainAccounts::find(std::string_view identifier) const {
   std::optional<std::size_t> place = expected_;
-  if (expected_ >= identifiers_.size() || identifiers_[expected_] != identifier) {
+  if (expected_ >= entries_.size() || entries_[expected_].identifier != identifier) {
     const TokenTable::Key key = detail::hashOf(identifier);
-    place = places_.first(key, [&](std::size_t each) { return identifiers_[each] == identifier; });
+    place = places_.first(
+        key, [&](std::size_t each) { return entries_[each].identifier == identifier; });
     if (!place) {
       const auto child = childPlaces_.first(
           key, [&](std::size_t each) { return children_[each].identifier == identifier; });
@@ -92,42 +96,35 @@ bool PlainAccounts::stillHolds(std::size_t place, const BasicAccount& account) c
   return true;
 }
 
-bool PlainAccounts::keepsIdentifiers(std::size_t place, const Dictionary& account,
-                                     const Dictionary& before) {
-  const Array* children = childrenOf(account);
-  const Array* childrenBefore = childrenOf(before);
-  const bool sameChildren = children == nullptr || childrenBefore == nullptr
-                                ? children == childrenBefore
-                                : children->identicalTo(*childrenBefore);
-  if (!sameChildren || identifierOf(account) != identifierOf(before)) return false;
-  identifiers_[place] = identifierOf(account);
-  return true;
+bool PlainAccounts::Entry::hasIdentifiersOf(const Entry& other) const {
+  const bool sameChildren = children == nullptr || other.children == nullptr
+                                ? children == other.children
+                                : children->identicalTo(*other.children);
+  return sameChildren && identifier == other.identifier;
 }
 
 bool PlainAccounts::enterIdentifiers() {
-  identifiers_.clear();
   children_.clear();
   places_.clear();
   childPlaces_.clear();
-  identifiers_.reserve(accounts_.size());
-  places_.reserve(accounts_.size());
+  places_.reserve(entries_.size());
   bool areUnique = true;
-  visitInBatches(
-      accounts_.begin(), accounts_.end(), fetchDescription, [&](const PropertyList& account) {
-        const std::string_view identifier = identifierOf(*account.dictionary());
-        const TokenTable::Key key = detail::hashOf(identifier);
-        const auto isSame = [&](std::size_t each) { return identifiers_[each] == identifier; };
-        areUnique = areUnique && !places_.first(key, isSame) && enterChildren(identifiers_.size());
-        places_.add(key, identifiers_.size());
-        identifiers_.push_back(identifier);
-      });
+  std::size_t place = 0;
+  const auto fetch = [](const Entry& entry) { detail::fetch(entry.identifier.data()); };
+  visitInBatches(entries_.begin(), entries_.end(), fetch, [&](const Entry& entry) {
+    const TokenTable::Key key = detail::hashOf(entry.identifier);
+    const auto isSame = [&](std::size_t each) {
+      return entries_[each].identifier == entry.identifier;
+    };
+    areUnique = areUnique && !places_.first(key, isSame) && enterChildren(place);
+    places_.add(key, place++);
+  });
   return areUnique;
 }
 
 bool PlainAccounts::enterChildren(std::size_t parent) {
-  const Array* children = childrenOf(*accounts_[parent].dictionary());
-  if (children == nullptr) return true;
-  for (const PropertyList& child : *children) {
+  if (entries_[parent].children == nullptr) return true;
+  for (const PropertyList& child : *entries_[parent].children) {
     const std::string_view identifier = identifierOf(*child.dictionary());
     const TokenTable::Key key = detail::hashOf(identifier);
     const auto isSame = [&](std::size_t each) { return children_[each].identifier == identifier; };

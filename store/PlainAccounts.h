@@ -30,25 +30,28 @@ class PlainAccounts {
   [[nodiscard]] bool stillHolds(std::size_t place, const BasicAccount& account) const;
 
  private:
+  // Views into the dictionaries of the list, which keeps them alive and unchanged.
+  struct Entry {
+    std::string_view identifier;
+    const Array* children = nullptr;  // nullptr where it has none
+
+    // Whether the other has the same identifiers, its own and its children's.
+    [[nodiscard]] bool hasIdentifiersOf(const Entry& other) const;
+  };
   struct Child {
     std::string_view identifier;
     std::size_t parent = 0;  // its place in the list
   };
 
-  // Whether the account, new at this place, has the identifiers, its own and its children's, that
-  // the one there before had; if so, notes where its own is now.
-  [[nodiscard]] bool keepsIdentifiers(std::size_t place, const Dictionary& account,
-                                      const Dictionary& before);
   // Enters all identifiers anew; false where one repeats.
   [[nodiscard]] bool enterIdentifiers();
   [[nodiscard]] bool enterChildren(std::size_t parent);
 
   bool arePlain_ = false;
   Array accounts_;
-  // Views into the dictionaries of the list, which keeps them alive and unchanged.
-  std::vector<std::string_view> identifiers_;  // by place
+  std::vector<Entry> entries_;  // by place
   std::vector<Child> children_;
-  TokenTable places_;       // from hashes of identifiers to places in identifiers_
+  TokenTable places_;       // from hashes of identifiers to places in entries_
   TokenTable childPlaces_;  // the same, to places in children_
   // The place behind the one found last: accounts are looked up in the order of the list more often
   // than not.
