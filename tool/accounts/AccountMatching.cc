@@ -26,10 +26,12 @@ bool isSameAccount(const PropertyList& before, const PropertyList& after) {
          identifierOf(*old) == identifierOf(*now);
 }
 
-// Whether the same account stands at this place of both lists, and so do its children.
+// Whether the same account stands at this place of both lists, and so do its children. Where an
+// account came or went, another of the same identifier may stand there.
 bool isSameFamily(const Array& before, const Array& after, std::size_t top) {
   if (before[top].identicalTo(after[top])) return true;
   if (!isSameAccount(before[top], after[top])) return false;
+  if (before.size() != after.size() && before[top] != after[top]) return false;
   const Array& old = childrenAt(before, top);
   const Array& now = childrenAt(after, top);
   return old.identicalTo(now) ||
@@ -75,19 +77,34 @@ std::optional<Texts> typeOfNameless(const Dictionary& account) {
   return identifierOf(account).empty() ? type(account) : std::nullopt;
 }
 
+// How much those with the same sign must have in common.
+enum class Likeness { Any, Looks, Equal };
+
+bool areAlike(const Dictionary& before, const Dictionary& after, Likeness likeness) {
+  return likeness == Likeness::Any ||
+         (likeness == Likeness::Equal ? before == after : looks(before) == looks(after));
+}
+
 // A search pairs the accounts of both lists that show the same sign. It looks in the list that an
 // account was in, at the top or among the children of its parent, or everywhere.
 struct Search {
   bool everywhere;
   Sign before;
   Sign after;
+  Likeness likeness = Likeness::Any;
 };
 
 // From the surest sign to the least sure.
 constexpr Search kSearches[] = {
-    {false, identifier, identifier},      {true, identifier, identifier},
-    {true, oldestIdentifier, identifier}, {false, looksOfNameless, looks},
-    {true, looksOfNameless, looks},       {false, looksOfSomebody, looks},
+    // Several may have one identifier.
+    {false, identifier, identifier, Likeness::Equal},
+    {false, identifier, identifier, Likeness::Looks},
+    {false, identifier, identifier},
+    {true, identifier, identifier},
+    {true, oldestIdentifier, identifier},
+    {false, looksOfNameless, looks},
+    {true, looksOfNameless, looks},
+    {false, looksOfSomebody, looks},
     {false, typeOfNameless, type},
 };
 
@@ -154,10 +171,7 @@ class AccountMatcher {
       if (!texts || !list) continue;
       std::size_t& first = firstOf(search, *list, *texts);
       if (first >= after_.size()) continue;
-      Candidate& found = after_[first];
-      // Its place in the table is not free again: others stand behind it.
-      first = found.next == kNone ? kGone : found.next;
-      pair(each, found);
+      if (Candidate* found = takeFrom(first, each, search.likeness)) pair(each, *found);
     }
     const auto isPaired = [](const Candidate& each) { return each.isPaired; };
     std::erase_if(before_, isPaired);
@@ -218,6 +232,21 @@ class AccountMatcher {
         return first;
       }
     }
+  }
+
+  // Of the later ones with the same sign that is alike, which is not found again; nullptr where
+  // none is.
+  Candidate* takeFrom(std::size_t& first, const Candidate& before, Likeness likeness) {
+    constexpr int kMostTwins = 32;  // of very many the order tells: growth stays linear
+    std::size_t* link = &first;
+    for (int i = 0; i < kMostTwins && *link != kNone; ++i, link = &after_[*link].next) {
+      Candidate& there = after_[*link];
+      if (!areAlike(*before.account, *there.account, likeness)) continue;
+      // Its place in the table is not free again: others stand behind it.
+      *link = link == &first && there.next == kNone ? kGone : there.next;
+      return &there;
+    }
+    return nullptr;
   }
 
   // Lists are told apart by the parent: that of the children at `top`, or the top-level list.

@@ -36,10 +36,9 @@ std::string lowered(std::string text) {
   return text;
 }
 
+// A place stands alone: cut, the identifier behind it would name nobody.
 std::string identifierText(const AccountNode& account) {
-  if (account.placeName.empty()) return shortName(account.identifier);
-  return shortName(account.placeName +
-                   (account.identifier.empty() ? "" : " " + account.identifier));
+  return shortName(account.placeName.empty() ? account.identifier : account.placeName);
 }
 
 void addRows(std::vector<Row>& rows, const std::vector<AccountNode>& accounts,
@@ -142,10 +141,8 @@ std::size_t leastOfIdentifiers(const std::vector<AccountNode>& accounts,
   forEachNode(accounts, [&](const AccountNode& account) {
     const auto found = needed.find(account.identifier);
     const std::size_t whole = lengthOf(visible(identifierText(account)));
-    const bool isPlaced = !account.placeName.empty();
-    const std::size_t need = isPlaced                ? lengthOf(account.placeName) + 1
-                             : found == needed.end() ? whole
-                                                     : found->second;
+    const bool isWhole = !account.placeName.empty() || found == needed.end();
+    const std::size_t need = isWhole ? whole : found->second;
     least = std::max(least, std::min(need, whole));
   });
   return least;

@@ -221,6 +221,32 @@ TEST_F(AccountsNotLoaded, AnyOfTheirKeysCanBeSetAndRead) {
   EXPECT_EQ(accounts().size(), 12U);
 }
 
+TEST_F(AccountsNotLoaded, TheOnlyOneWithoutIdentifierCanBeGivenOne) {
+  root.putSettings(12, {mailAccount("A"), without(mailAccount("B"), "Identifier")});
+  const ToolResult result = run({"set", "#2", "Identifier", "--fresh"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(findings().empty());
+  root.putSettings(12, {mailAccount("A"), without(mailAccount("B"), "Identifier")});
+  const std::string migrated = run({"migrate"}).out;
+  EXPECT_NE(migrated.find("The migration gave it one."), std::string::npos) << migrated;
+  EXPECT_EQ(migrated.find("--fresh"), std::string::npos) << migrated;
+}
+
+TEST_F(AccountsNotLoaded, WhichOfTwinsWentIsToldAsItWas) {
+  for (const char* twin : {"Exchange", "Mail"}) {
+    Dictionary later = with(mailAccount("TWIN"), "Type", twin);
+    later.set("X", "1");
+    root.putSettings(12, {mailAccount("TWIN"), mailAccount("B"), later});
+    const ToolResult result = run({"remove", "#1"});
+    EXPECT_TRUE(result.out.starts_with("- Mail \"Mail of TWIN\"  TWIN\n")) << result.out;
+    EXPECT_EQ(result.out.find("~ "), result.out.find("~ Enabled Dataclasses: -Mail")) << result.out;
+    EXPECT_EQ(result.out.find("X:"), std::string::npos) << result.out;
+    // The places behind it change, and another twin stands there then.
+    root.putSettings(12, {mailAccount("TWIN"), later, mailAccount("B")});
+    EXPECT_EQ(run({"remove", "#1"}).out.find("X:"), std::string::npos);
+  }
+}
+
 TEST_F(AccountsNotLoaded, WhatWouldMendNothingIsRefused) {
   root.putSettings(12, troubledAccounts());
   const auto before = root.snapshot();

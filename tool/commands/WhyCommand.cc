@@ -9,6 +9,7 @@
 
 #include "host/LinuxFiles.h"
 #include "migration/MigrationPaths.h"
+#include "tool/accounts/AccountNames.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/backup/AccountHistory.h"
 #include "tool/backup/BackupAccess.h"
@@ -168,6 +169,10 @@ const AccountNode* nodePlaced(const std::vector<AccountNode>& accounts, const st
   forEachNode(accounts, [&](const AccountNode& each) {
     if (!name.empty() && each.placeName == name) found = &each;
   });
+  // Whoever asks changes nothing: any place will do.
+  for (const AccountNode& each : accounts) {
+    if (placeName(each.index) == name) found = &each;
+  }
   return found;
 }
 

@@ -67,6 +67,8 @@ TEST_F(Why, AnAccountIsNotLoaded) {
   EXPECT_EQ(codes(), "duplicate-identifier ");
   ask("#4");
   EXPECT_EQ(answer_.string("state"), "loaded");
+  ask("#2");
+  EXPECT_EQ(answer_.string("answer"), "Account PARENT (Mail \"Mail of PARENT\") is loaded.");
   ask("PARENT");
   EXPECT_EQ(status_, 0);
   EXPECT_EQ(answer_.string("state"), "loaded");

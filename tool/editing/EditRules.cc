@@ -144,16 +144,17 @@ void requireMayMend(const Array& accounts, const Dictionary& before, const Dicti
   const std::string where = account + ", key '" + key + "'";
   if (key.empty()) throw Unfit(account, kEmptyKey);
   const PropertyList* value = after.find(key);
+  const std::string_view identifier = identifierOf(before);
   const bool isFaulty = key == kAccountIdentifier
-                            ? bearersOf(identifierOf(before), accounts) != 1
+                            ? identifier.empty() || bearersOf(identifier, accounts) > 1
                             : key != kAccountChildAccounts && loadProblemsOf(before).any();
   if (!isFaulty || value == nullptr) requireNotFixed(where, key);
   if (value == nullptr) return;
   requireKind(where, key, *value);
   if (key == kAccountIdentifier) {
-    const std::string_view identifier = identifierOf(after);
-    if (identifier.empty() || bearersOf(identifier, accounts) > 0) {
-      throw Unfit(where, identifier.empty() ? "it is empty" : "another account has this identifier",
+    const std::string_view given = identifierOf(after);
+    if (given.empty() || bearersOf(given, accounts) > 0) {
+      throw Unfit(where, given.empty() ? "it is empty" : "another account has this identifier",
                   "make one with --fresh");
     }
   } else if (key == kAccountType && typeProblem(after)) {

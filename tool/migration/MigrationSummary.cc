@@ -186,6 +186,15 @@ std::string adviceOn(const Findings& findings) {
   return isUnread ? advice + ", which takes the file for empty and drops all its accounts" : advice;
 }
 
+// What the migration itself has mended needs nothing more.
+void tellMended(Findings& findings) {
+  for (Finding& each : findings) {
+    if (each.kind->id == finding::kMissingIdentifier) {
+      each.action = "The migration gave it one.";
+    }
+  }
+}
+
 }  // namespace
 
 std::string_view nameOf(FileFate::Fate fate) {
@@ -346,6 +355,7 @@ MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& ou
   if (!outcome.problem.empty() && !summary.hasObstacle) summary.problems = {{outcome.problem, ""}};
   summary.outcome = outcome.kind;
   if (summary.outcome == SummaryOutcome::Refused) summary.backup.clear();
+  if (summary.outcome == SummaryOutcome::Done) tellMended(summary.findings);
   return summary;
 }
 
