@@ -2,9 +2,11 @@
 #include "tool/accounts/AccountNames.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <vector>
 
+#include "account/AccountConstants.h"
 #include "tool/accounts/MeantIdentifier.h"
 #include "tool/frame/Errors.h"
 #include "tool/frame/Output.h"
@@ -127,6 +129,16 @@ std::string accountLabel(const PropertyList& account, std::size_t index) {
   const Dictionary* properties = account.dictionary();
   const std::string_view identifier = properties != nullptr ? identifierOf(*properties) : "";
   return identifier.empty() ? placeName(index) : std::string(identifier);
+}
+
+std::string_view identifierOnceUpgraded(const Dictionary& account, std::int64_t version) {
+  constexpr std::int64_t kSettledBy = 2;
+  static constexpr std::array<std::string_view, 4> kTypes = {"Mail", "Quorra", "Exchange", "SMTP"};
+  const std::string_view type = account.string(kAccountType).value_or("");
+  const std::string_view older = account.string("uniqueId").value_or("");
+  const bool isSettled = version < kSettledBy && !older.empty() &&
+                         std::find(kTypes.begin(), kTypes.end(), type) != kTypes.end();
+  return isSettled ? older : identifierOf(account);
 }
 
 void AccountNames::lookAtAll() {

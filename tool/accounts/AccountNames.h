@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,11 @@ namespace accountsettings {
 
 // The identifier of an account's properties, else its place.
 [[nodiscard]] std::string accountLabel(const PropertyList& account, std::size_t index);
+
+// The identifier that a top-level account has once settings of this version are upgraded: before
+// version 2 that of mail and Exchange accounts stood under "uniqueId". Empty where it has none.
+[[nodiscard]] std::string_view identifierOnceUpgraded(const Dictionary& account,
+                                                      std::int64_t version);
 
 // AccountNames knows which identifiers of a list tell accounts apart.
 class AccountNames {

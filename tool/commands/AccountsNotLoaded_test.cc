@@ -169,6 +169,28 @@ TEST_F(AccountsNotLoaded, AnAccountOfTheOldestReleaseIsNone) {
   EXPECT_EQ(accounts().size(), 1U);
 }
 
+TEST_F(AccountsNotLoaded, AnIdentifierThatAMigrationWouldGiveToTwoBlocksIt) {
+  const Dictionary first = with(mailAccount("A"), "uniqueId", "SAME");
+  const Dictionary calendar = child("CAL");
+  for (const char* other : {"SAME", "CAL"}) {
+    const Dictionary second = with(mailAccount("B"), "uniqueId", other);
+    const Array before = {calendar, first, second};
+    root.putSettings(1, before);
+    ASSERT_EQ(kinds(), (std::map<std::string, int>{{"duplicate-identifier", 1}})) << other;
+    EXPECT_EQ(run({"plan", "--exit-code"}).status, 11);
+    EXPECT_EQ(run({"migrate"}).status, 3);
+    EXPECT_EQ(accounts(), before);
+    const auto commands = commandsIn(std::string(*findings().front().string("action")));
+    ASSERT_EQ(commands.size(), 2U);
+    for (const std::vector<std::string>& command : commands) {
+      root.putSettings(1, before);
+      EXPECT_EQ(runTool(command).status, 0);
+      EXPECT_TRUE(findings().empty()) << command[0];
+      EXPECT_EQ(run({"migrate"}).status, 0);
+    }
+  }
+}
+
 TEST_F(AccountsNotLoaded, EditsOfOtherAccountsKeepThem) {
   const Array before = troubledAccounts();
   Dictionary settings = {{"Accounts", before}, {"Version", 12}, {"Extra", true}};
@@ -280,7 +302,8 @@ TEST_F(AccountsNotLoaded, WhatWouldMendNothingIsRefused) {
        "account '#1': the account at this place is GOOD; name it by that, as places change"},
       {{"remove", "#14"}, "account '#14': there is no such account"},
       {{"set", "P/#7", "X", "1"}, "account 'P/#7': the account at this place is GOOD CHILD"},
-      {{"set", "#8", "X", "--fresh"}, "--fresh is for the key Identifier, without a VALUE"}};
+      {{"set", "#8", "X", "--fresh"},
+       "--fresh is for the keys Identifier and uniqueId, without a VALUE"}};
   for (const auto& [command, message] : refusals) {
     const ToolResult result = run(command);
     EXPECT_NE(result.status, 0) << message;

@@ -29,7 +29,8 @@ void SetCommand::describe(OptionSet& options) {
   options.choice("-t,--type", type_, valueTypes(), "What the value is; string where left out");
   options.flag("--unset", unset_, "Remove the key instead of storing a value");
   options.flag("--fresh", fresh_,
-               "Store a fresh identifier under the key Identifier, of an account that lacks one of "
+               "Store a fresh identifier under the key Identifier or uniqueId, of an account that "
+               "lacks one of "
                "its own");
   edit_.describe(options);
   options.example(
@@ -44,8 +45,9 @@ void SetCommand::describe(OptionSet& options) {
 
 std::optional<PropertyList> SetCommand::value() const {
   const std::string help = "see accountsettings set --help";
-  if (fresh_ && (unset_ || value_ || key_ != kAccountIdentifier)) {
-    throw WrongUsage("", "--fresh is for the key Identifier, without a VALUE", help);
+  const bool isIdentifier = key_ == kAccountIdentifier || key_ == "uniqueId";
+  if (fresh_ && (unset_ || value_ || !isIdentifier)) {
+    throw WrongUsage("", "--fresh is for the keys Identifier and uniqueId, without a VALUE", help);
   }
   if (fresh_) return std::nullopt;
   if (unset_ == value_.has_value()) {

@@ -206,6 +206,24 @@ TEST(Plan, PromisesNoIdentifierThatTheMigrationItselfWouldMakeAnew) {
   EXPECT_EQ(run.out.find("new identifier 1"), std::string::npos) << run.out;
 }
 
+TEST(Plan, SaysWhyAMigrationThatNoFindingBlocksIsRefused) {
+  ToolRoot root;
+  // The identifier that the second gets is that of a child of the first.
+  Dictionary parent = mailAccount("P");
+  parent.set("ChildAccounts", Array{Dictionary{{"Identifier", "SAME"},
+                                               {"Type", "CalDAV"},
+                                               {"Class", "MobileCalDAVAccount"},
+                                               {"Username", "x"}}});
+  Dictionary second = mailAccount("B");
+  second.set("uniqueId", "SAME");
+  second.set("AccountPath", "~/Library/Mail/IMAP-b");
+  root.putSettings(1, {parent, second});
+  const ToolResult result = runTool({"plan", root.path(), "--exit-code"});
+  EXPECT_EQ(result.status, 11);
+  EXPECT_NE(result.out.find("'migrate' would change nothing: "), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("no rule explains why it"), std::string::npos) << result.out;
+}
+
 TEST(Plan, ASingleNewIdentifierHasNoNumberAndKnownOnesStay) {
   ToolRoot root;
   constexpr const char* kKnown = "01234567-89AB-4CDE-8F01-23456789ABCD";

@@ -54,6 +54,20 @@ bool waitsForIdentifier(const Dictionary* account) {
   return account != nullptr && account->contains("uniqueId") && !loadProblemsOf(*account).any();
 }
 
+// Whether an upgrade step gives the top-level account an identifier that another has then too.
+bool losesIdentifier(const Array& accounts, AccountPlace place, const Dictionary& settings) {
+  const std::int64_t version = versionOf(settings);
+  const Dictionary* account = accountAt(accounts, place);
+  if (account == nullptr || place.isChild()) return false;
+  const std::string_view identifier = identifierOnceUpgraded(*account, version);
+  const auto bearers =
+      std::count_if(accounts.begin(), accounts.end(), [&](const PropertyList& each) {
+        return each.dictionary() != nullptr &&
+               identifierOnceUpgraded(*each.dictionary(), version) == identifier;
+      });
+  return version < AccountsManager::currentVersion() && bearers > 1;
+}
+
 // The record of a child; empty where the store would not load it.
 std::shared_ptr<BasicAccount> recordOfChild(const Dictionary* child) {
   if (child == nullptr || identifierOf(*child).empty() || recordProblemsOf(*child).any()) {
@@ -235,7 +249,8 @@ EditedAccount AccountEditor::account(const std::string& typed) {
       : account.place.isChild()
           ? recordOfChild(stored) && AccountNames(accounts).tellsApart(account.place)
           : true;
-  if (isInOrder) requireCurrentVersion(settings_, shown_);
+  const bool isMendable = !isInOrder || losesIdentifier(accounts, account.place, settings_);
+  if (!isMendable) requireCurrentVersion(settings_, shown_);
   return account;
 }
 

@@ -35,6 +35,8 @@ class SettingsInspection {
 
   void inspect(const Dictionary& settings) {
     inspectVersion(settings);
+    version_ = settings.contains(kPlistVersionKey) ? settings.integer(kPlistVersionKey)
+                                                   : AccountsManager::currentVersion();
     for (const auto& [key, value] : settings) {
       if (key != kPlistVersionKey && key != kPlistAccountsKey) {
         list_.addForAccount(
@@ -66,6 +68,17 @@ class SettingsInspection {
   struct Subject {
     std::string label;
     AccountPlace place;
+  };
+
+  // One that is loaded; the properties live as long as the settings.
+  struct Loaded {
+    std::size_t top;
+    const Dictionary* properties;
+
+    [[nodiscard]] Subject subject() const {
+      const std::string_view identifier = identifierOf(*properties);
+      return {identifier.empty() ? placeName(top) : std::string(identifier), {top}};
+    }
   };
 
   // MARK: What to do, as commands that can be pasted
@@ -191,28 +204,53 @@ class SettingsInspection {
   // Of an account that is loaded.
   void inspectIdentifier(const Dictionary& properties, const Subject& subject) {
     const std::string key(kAccountIdentifier);
-    const std::string_view identifier = identifierOf(properties);
+    const std::string_view identifier = identifierOnceUpgraded(properties, version_);
     if (identifier.empty()) {
       if (!properties.contains("uniqueId")) {
-        list_.addForAccount(
-            finding::kMissingIdentifier, subject.label, key,
-            "The account has no identifier, so nothing else can refer to it: the next "
-            "save or migration gives it a new one.",
-            giveIdentifier(subject, false));
+        list_.addForAccount(finding::kMissingIdentifier, subject.label, key,
+                            "The account has no identifier, so nothing else can refer to it: the "
+                            "next save or migration gives it a new one.",
+                            giveIdentifier(subject, false));
       }
       return;
     }
-    const auto [known, isFirst] = loaded_.emplace(identifier, subject.place.top);
+    const Loaded now{subject.place.top, &properties};
+    const auto [known, isFirst] = loaded_.emplace(identifier, now);
     if (isFirst) return;
-    // The later one is loaded in the place of the one before.
-    const Subject before{placeName(known->second), {known->second}};
-    known->second = subject.place.top;
-    list_.addForAccount(finding::kDuplicateIdentifier, before.label, key,
+    const Loaded before = std::exchange(known->second, now);
+    if (identifierOf(*before.properties) == identifierOf(properties)) {
+      tellDuplicate(before.subject(), subject, identifierOf(properties));
+    } else {
+      tellFutureDuplicate(before, now, identifier);
+    }
+  }
+
+  // The later one is loaded in the place of the one before.
+  void tellDuplicate(const Subject& before, const Subject& later, std::string_view identifier) {
+    list_.addForAccount(finding::kDuplicateIdentifier, placeName(before.place.top),
+                        std::string(kAccountIdentifier),
                         "The account has the identifier " + quoted(identifier) + ", as has " +
-                            placeName(subject.place.top) +
+                            placeName(later.place.top) +
                             " behind it, which is loaded in its place: the next save writes both "
                             "as copies of that one.",
                         giveIdentifier(before, true));
+  }
+
+  // Of accounts that are told apart until an upgrade step takes the identifier of one from under
+  // "uniqueId".
+  void tellFutureDuplicate(const Loaded& before, const Loaded& later, std::string_view identifier) {
+    const bool isOfLater = identifierOf(*later.properties) != identifier;
+    const Subject subject = (isOfLater ? later : before).subject();
+    const Subject other = (isOfLater ? before : later).subject();
+    const std::string name = nameFor(subject);
+    list_.addForAccount(
+        finding::kDuplicateIdentifier, subject.label, "uniqueId",
+        "A migration gives the account the identifier " + quoted(identifier) + ", which " +
+            other.label + " gets or has too: only one of them would be left.",
+        name.empty()
+            ? ""
+            : "Give it one of its own with " + adviceCommand({"set", name, "uniqueId", "--fresh"}) +
+                  ", or take it away with " + adviceCommand({"remove", name}) + ".");
   }
 
   // Whether the account is loaded, with its class or a repaired one.
@@ -318,10 +356,10 @@ class SettingsInspection {
   }
 
   FindingList& list_;
+  std::int64_t version_ = 0;
   // Views into the settings, which outlive this.
   std::optional<AccountNames> names_;
-  std::unordered_map<std::string_view, std::size_t>
-      loaded_;  // where the last of each identifier is
+  std::unordered_map<std::string_view, Loaded> loaded_;  // the last of each identifier
   std::unordered_map<std::string_view, AccountPlace> children_;
   std::map<std::string, StringList, std::less<>> carried_;
 };

@@ -245,7 +245,9 @@ class SummaryWriter {
       output_.paragraph(
           "", "Because of these, 'migrate' changes nothing unless --accept-loss is given.");
     }
-    if (summary_.planned && summary_.hasObstacle) {
+    const bool isRefused = summary_.outcome == SummaryOutcome::Refused &&
+                           !anyBlocksMigration(summary_.findings) && !summary_.problems.empty();
+    if (summary_.planned && (summary_.hasObstacle || isRefused)) {
       output_.line("");
       output_.paragraph("", "'migrate' would change nothing: " + summary_.problems.front().text +
                                 "; " + summary_.advice);
