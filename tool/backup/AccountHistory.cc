@@ -5,6 +5,7 @@
 #include <set>
 #include <string_view>
 
+#include "account/AccountConstants.h"
 #include "migration/LegacyFormats.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/accounts/MeantIdentifier.h"
@@ -12,6 +13,7 @@
 #include "tool/backup/HistoryChanges.h"
 #include "tool/frame/Suggestions.h"
 #include "tool/inspection/LegacyForecast.h"
+#include "tool/values/PropertyText.h"
 
 namespace accountsettings {
 
@@ -39,6 +41,19 @@ bool isIdentifier(std::string_view label) {
 bool isTitleOf(std::string_view title, const std::string& name) {
   const std::string end = '"' + name + '"';
   return title.size() >= end.size() && sameInAnyCase(title.substr(title.size() - end.size()), end);
+}
+
+// Whether the account had the user name, or got it.
+bool holdsUsername(const Dictionary& change, const std::string& name) {
+  const std::string text = propertyLine(PropertyList(name), std::string::npos);
+  for (const PropertyList& each : change.arrayOrEmpty(history::kChangedKeys)) {
+    const Dictionary* key = each.dictionary();
+    if (key == nullptr || key->string(history::kKey) != kAccountUsername) continue;
+    for (const std::string_view side : {history::kFrom, history::kTo}) {
+      if (sameInAnyCase(textUnder(*key, side), text)) return true;
+    }
+  }
+  return false;
 }
 
 // The account, and whoever became it or whom it became.
@@ -178,9 +193,9 @@ std::string accountNamed(const std::string& name, const InspectedFiles& files,
   }
   forEachChange(history, [&](const Dictionary&, const Dictionary& change) {
     const std::string account = textUnder(change, history::kChangedAccount);
-    if (isIdentifier(account) && isTitleOf(textUnder(change, history::kTitle), name)) {
-      named.insert(account);
-    }
+    const bool isNamed =
+        isTitleOf(textUnder(change, history::kTitle), name) || holdsUsername(change, name);
+    if (isIdentifier(account) && isNamed) named.insert(account);
   });
   if (named.empty()) return "";
   const std::set<std::string> ofOne = identifiersOf(history, *named.begin());
@@ -248,12 +263,18 @@ std::vector<AccountEvent> eventsOfFile(const History& history, const std::string
   return events;
 }
 
-UndoText undoWhereKept(OpenedRoot& device) {
+UndoText undoWhereKept(OpenedRoot& device, const History& history) {
   std::set<std::string> names;
   for (const FoundBackup& each : requireBackups(device)) names.insert(each.name);
-  return [&device, names](const Dictionary& entry) -> std::string {
+  return [&device, &history, names](const Dictionary& entry) -> std::string {
     const std::string backup = textUnder(entry, history::kBackup);
-    return names.contains(backup) ? "undo with: " + device.commandLine({"restore", backup}) : "";
+    if (names.contains(backup)) {
+      const std::string also = alsoUndoneInWords(runsSince(history, backup).size());
+      return "undo with: " + device.commandLine({"restore", backup}) +
+             (also.empty() ? "" : " (" + also + ")");
+    }
+    const Dictionary* pruning = backup.empty() ? nullptr : pruningOf(history, backup);
+    return pruning == nullptr ? "" : "its backup was pruned at " + timeOf(*pruning);
   };
 }
 
@@ -265,7 +286,7 @@ void writeEvents(Output& output, const std::vector<AccountEvent>& events, const 
     const bool isLast = i + 1 == events.size() || events[i + 1].entry != events[i].entry;
     if (!isLast) continue;
     const std::string text = undo(*events[i].entry);
-    if (!text.empty()) output.line("  " + text);
+    if (!text.empty()) output.hanging("  ", "      ", text);
   }
 }
 

@@ -43,9 +43,10 @@ struct AccountHistory {
 
 // Each run once as a heading, below it its changes, and what `undo` says of the run, if anything.
 using UndoText = std::function<std::string(const Dictionary& entry)>;
-// "undo with: COMMAND" where the run's backup is still there, else nothing. Throws Prevented where
-// the backups cannot be read. The device must outlive it.
-[[nodiscard]] UndoText undoWhereKept(OpenedRoot& device);
+// "undo with: COMMAND" where the run's backup is still there, with what else that undoes, and who
+// removed one that is not; else nothing. Throws Prevented where the backups cannot be read. Both
+// must outlive it.
+[[nodiscard]] UndoText undoWhereKept(OpenedRoot& device, const History& history);
 // How much is told of each.
 struct EventDetail {
   std::optional<std::string> key{};  // this one alone, where it is given

@@ -145,6 +145,18 @@ Dictionary runOf(const Dictionary& entry) {
   return run;
 }
 
+std::string alsoUndoneInWords(std::size_t runs) {
+  return runs == 0 ? "" : "that also undoes " + counted(runs, "later run", "later runs");
+}
+
+const Dictionary* pruningOf(const History& history, const std::string& backup) {
+  const auto each =
+      std::find_if(history.entries.rbegin(), history.entries.rend(), [&](const Dictionary& entry) {
+        return containsString(entry.arrayOrEmpty(history::kPruned), backup);
+      });
+  return each == history.entries.rend() ? nullptr : &*each;
+}
+
 std::string timeOf(const Dictionary& entry) {
   const PropertyList* time = entry.find(history::kTime);
   const auto seconds = time == nullptr ? std::nullopt : time->dateSeconds();
@@ -152,8 +164,9 @@ std::string timeOf(const Dictionary& entry) {
 }
 
 std::string userOf(const Dictionary& entry) {
-  return textUnder(entry, history::kUser) + " (" +
-         std::to_string(entry.integer(history::kUserIdentifier)) + ")";
+  const std::string name = textUnder(entry, history::kUser);
+  const std::string number = std::to_string(entry.integer(history::kUserIdentifier));
+  return name.empty() ? "uid " + number : name + " (" + number + ")";
 }
 
 std::string historyLine(const Dictionary& entry, bool namesAllKeys) {

@@ -52,6 +52,11 @@ struct History {
 // the history does not know that run.
 [[nodiscard]] std::vector<Dictionary> runsSince(const History& history, const std::string& backup);
 
+// What the putting back of a backup costs beside: "that also undoes 2 later runs"; empty for none.
+[[nodiscard]] std::string alsoUndoneInWords(std::size_t runs);
+// The run that removed the backup; nullptr where the history knows none.
+[[nodiscard]] const Dictionary* pruningOf(const History& history, const std::string& backup);
+
 // What an entry tells of the run as a whole, without the changes of accounts.
 [[nodiscard]] Dictionary runOf(const Dictionary& entry);
 

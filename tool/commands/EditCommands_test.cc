@@ -73,7 +73,12 @@ class Edit : public ::testing::Test {
     for (const auto& each : std::filesystem::directory_iterator(root.at(kBackups))) {
       if (each.is_directory()) names.push_back(each.path().filename());
     }
-    std::sort(names.begin(), names.end());
+    // The tenth of a second has a longer name than the second one.
+    constexpr std::size_t kDate = 19;
+    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
+      const int order = left.compare(0, kDate, right, 0, kDate);
+      return order != 0 ? order < 0 : std::pair(left.size(), left) < std::pair(right.size(), right);
+    });
     return names;
   }
   static constexpr const char* kBackups = "/var/mobile/Library/Logs/AccountMigrationBackups";
@@ -664,16 +669,31 @@ TEST_F(Edit, TheUndoingTouchesTheSettingsAlone) {
   EXPECT_EQ(fileAt(root.at(ToolRoot::kLegacyMail)), "a legacy file that came since");
 }
 
-TEST_F(Edit, TheNewestFiveBackupsStayAndThoseOfMigrationsBesideThem) {
+TEST_F(Edit, TheNewestTenBackupsStayAndThoseOfMigrationsBesideThem) {
   root.putSettings(9, {mailAccount("A")});
   ASSERT_EQ(run({"migrate"}).status, 0);
   const std::string migration = backups().back();
-  for (int i = 0; i < 7; ++i) {
-    ASSERT_EQ(run({"set", "A", "X", std::to_string(i)}).status, 0);
+  for (int i = 0; i < 10; ++i) {
+    const ToolResult result = run({"set", "A", "X", std::to_string(i)});
+    ASSERT_EQ(result.status, 0);
+    EXPECT_EQ(result.out.find("removed"), std::string::npos) << result.out;
   }
-  EXPECT_EQ(backups().size(), 6U);
+  EXPECT_EQ(backups().size(), 11U);
+  const std::string oldest = backups()[1];
+  const ToolResult eleventh = run({"set", "A", "X", "10"});
+  EXPECT_NE(eleventh.out.find("removed " + oldest + "."), std::string::npos) << eleventh.out;
+  EXPECT_EQ(backups().size(), 11U);
   EXPECT_EQ(backups().front(), migration);
-  ASSERT_EQ(run({"set", "A", "X", "7", "--keep", "2"}).status, 0);
+  const Array told = documentIn(run({"history", "--json"}).out).arrayOrEmpty("entries");
+  EXPECT_EQ(told[told.size() - 1].dictionary()->get("pruned"), PropertyList(Array{oldest}));
+  EXPECT_NE(run({"history"}).out.find("its backup was pruned at "), std::string::npos);
+  const ToolResult gone = run({"restore", oldest});
+  EXPECT_EQ(gone.status, 3);
+  EXPECT_NE(gone.err.find("there is no such backup any more: it was pruned by "), std::string::npos)
+      << gone.err;
+  const ToolResult scripts = run({"set", "A", "X", "11", "--keep", "2", "--json"});
+  EXPECT_EQ(schemaErrors("edit.schema.json", scripts.out), "");
+  EXPECT_EQ(documentIn(scripts.out).arrayOrEmpty("pruned").size(), 9U);
   EXPECT_EQ(backups().size(), 3U);
   ASSERT_EQ(run({"restore", "--prune", "--keep", "1"}).status, 0);
   EXPECT_EQ(backups().size(), 2U);

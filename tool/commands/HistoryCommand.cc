@@ -21,12 +21,12 @@ namespace {
 
 // What was done, and how each is undone where its backup is still there.
 void writeEntries(Output& output, OpenedRoot& device, const History& known, bool verbose) {
-  const UndoText undo = undoWhereKept(device);
+  const UndoText undo = undoWhereKept(device, known);
   if (!known.entries.empty()) output.line("What was done to " + device.options().root + ":");
   for (const Dictionary& entry : known.entries) {
     output.hanging("  ", "      ", historyLine(entry, verbose));
     const std::string text = undo(entry);
-    if (!text.empty()) output.line("      " + text);
+    if (!text.empty()) output.hanging("      ", "          ", text);
   }
   if (known.damaged > 0) {
     output.line("  " + counted(known.damaged, "line", "lines") + " of " +
@@ -77,7 +77,7 @@ ExitStatus HistoryCommand::tellAccount(Output& output, OpenedRoot& device) const
     return status;
   }
   output.paragraph("", "Account " + joined(told.identifiers, ", "), Colour::Bold);
-  writeEvents(output, told.events, undoWhereKept(device),
+  writeEvents(output, told.events, undoWhereKept(device, known),
               {key_, verbose_, device.commandLine({"history", account, "-v"})});
   if (told.events.empty()) {
     output.paragraph("", (told.incomplete > 0 ? "The history keeps no change of "

@@ -170,7 +170,12 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
                     FailureCode::Unreadable);
   }
   if (backup_) {
-    throw Prevented(place + "/" + *backup_, "there is no such backup",
+    const History history = requireHistory(device);
+    const Dictionary* pruning = pruningOf(history, *backup_);
+    throw Prevented(place + "/" + *backup_,
+                    pruning == nullptr ? "there is no such backup"
+                                       : "there is no such backup any more: it was pruned by " +
+                                             userOf(*pruning) + " at " + timeOf(*pruning),
                     "'accountsettings restore --list' lists them", FailureCode::NoBackup);
   }
   throw Prevented(place, "there is no backup that could be put back",

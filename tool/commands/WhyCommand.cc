@@ -54,7 +54,8 @@ struct Answer {
   std::string reason;  // of a state that is not good; empty where nobody knows
   Findings findings;
   std::vector<AccountEvent> events;
-  std::string undo;  // the command that brings a lost account back; empty where none does
+  std::string undo;            // the command that brings a lost account back; empty where none does
+  std::size_t alsoUndone = 0;  // later runs, by that command
 };
 
 // What is known of the device.
@@ -265,6 +266,7 @@ Answer aboutGone(const Known& known, const std::string& account) {
     const auto backup = removal->entry->string(history::kBackup);
     if (backup && hasBackup(known.device, std::string(*backup))) {
       answer.undo = known.device.commandLine({"restore", std::string(*backup)});
+      answer.alsoUndone = runsSince(known.history, std::string(*backup)).size();
     }
   }
   answer.text = withReason(answer.text, answer.reason);
@@ -325,13 +327,22 @@ ExitStatus WhyCommand::run(Session& session) {
                         {"findings", findingsForScripts(answer.findings, shown)},
                         {"events", eventsForScripts(answer.events)}};
     if (!answer.reason.empty()) document.set("reason", answer.reason);
-    if (!answer.undo.empty()) document.set("undo", answer.undo);
+    if (!answer.undo.empty()) {
+      document.set("undo", answer.undo);
+      document.set("alsoUndone", answer.alsoUndone);
+    }
     output.document("why", document);
   } else {
     output.paragraph("", answer.text, Colour::Bold);
     writeFindings(output, answer.findings, shown);
-    if (!answer.undo.empty()) output.line("Bring it back with: " + answer.undo);
-    writeEvents(output, answer.events, undoWhereKept(*device),
+    if (!answer.undo.empty()) {
+      output.line("Bring it back with: " + answer.undo);
+      const std::string also = alsoUndoneInWords(answer.alsoUndone);
+      if (!also.empty()) {
+        output.line("  " + also + "; with --dry-run it tells them");
+      }
+    }
+    writeEvents(output, answer.events, undoWhereKept(*device, known.history),
                 {.verbosely = device->commandLine({"history", subject_, "-v"})});
   }
   return isGood(answer.state) ? ExitStatus::Done : ExitStatus::No;

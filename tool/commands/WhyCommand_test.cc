@@ -107,7 +107,17 @@ TEST_F(Why, AnAccountThatIsGoneComesBackByTheCommandThatIsTold) {
       << told;
   EXPECT_NE(told.find("Z."), std::string::npos) << "when: " << told;
   const std::string undo(answer_.string("undo").value_or(""));
-  EXPECT_NE(run({"why", "A"}).out.find("Bring it back with: " + undo + "\n"), std::string::npos);
+  const std::string text = run({"why", "A"}).out;
+  EXPECT_NE(text.find("Bring it back with: " + undo +
+                      "\n  that also undoes 1 later run; with --dry-run it tells them\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("undo with: " + undo + " (that also undoes 1 later run)\n"),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(answer_.integer("alsoUndone"), 1);
+  ask("USER-a");
+  EXPECT_EQ(answer_.string("answer"), told) << "by the user name that it had";
   const std::string begin = "accountsettings restore --root " + root_.path() + " ";
   ASSERT_EQ(undo.find(begin), 0U) << undo;
   const std::string backup = undo.substr(begin.size());

@@ -8,8 +8,9 @@ namespace accountsettings {
 
 void logged(OpenedRoot& device, const std::string& what, const std::function<std::string()>& work) {
   SystemLog& log = device.commandLog();
-  log.write(what + ": begun by " + terminal::userName() + " (" +
-            std::to_string(terminal::userIdentifier()) + ")");
+  const std::string name = terminal::userName();
+  const std::string number = std::to_string(terminal::userIdentifier());
+  log.write(what + ": begun by " + (name.empty() ? "uid " + number : name + " (" + number + ")"));
   try {
     log.write(what + ": ended: " + work());
   } catch (const CommandFailure& failure) {

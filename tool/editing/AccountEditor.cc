@@ -440,10 +440,11 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
       commit({command, account});
       return "saved" + (backup_ ? "; what was there is backup " + backup_->manifest.name : "");
     });
-    addToHistory(session_, device_, historyEntry(command, account, meant, changes));
     if (backup_) {
-      removeOldEdits(session_, device_, backup_->manifest, static_cast<std::size_t>(options_.keep));
+      pruned_ = removeOldEdits(session_, device_, backup_->manifest,
+                               static_cast<std::size_t>(options_.keep));
     }
+    addToHistory(session_, device_, historyEntry(command, account, meant, changes));
     notTold = tellOthers();
     log_.releaseTo(device_.log());
   }
@@ -467,6 +468,7 @@ Dictionary AccountEditor::historyEntry(const std::string& command, const std::st
                    {history::kAccount, account},
                    {history::kKeys, keysForHistory(changedKeys(differences.accounts))}};
   if (backup_) entry.set(history::kBackup, backup_->manifest.name);
+  if (!pruned_.empty()) entry.set(history::kPruned, arrayOf(pruned_));
   HistoryChanges changes(1);
   changes.add("", before, after, matching);
   changes.putInto(entry);
@@ -486,6 +488,7 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
     if (backup_) {
       document.set("backup", backup_->manifest.name);
       document.set("undo", undo());
+      document.set("pruned", arrayOf(pruned_));
     }
     document.set("changes", differencesForScripts(differences, options_.reveal));
     return output.document("edit", document);
@@ -497,6 +500,10 @@ void AccountEditor::show(const Differences& differences, const std::string& comm
   } else if (saved) {
     output.line("Saved " + shown_ + ".");
     if (backup_) writeUndo(output, device_, *backup_);
+    if (!pruned_.empty()) {
+      output.paragraph("", "Of the backups of edits the newest " + std::to_string(options_.keep) +
+                               " are kept (--keep): removed " + joined(pruned_, ", ") + ".");
+    }
   } else {
     output.line("Nothing was written; without --dry-run this would be saved.");
   }

@@ -144,6 +144,7 @@ class AccountEditor {
   Dictionary saved_;                        // what the store staged last
   Dictionary loaded_;                       // what a save without any edit would write
   std::optional<MadeBackup> backup_;
+  std::vector<std::string> pruned_;  // the backups that went for it
 };
 
 }  // namespace accountsettings

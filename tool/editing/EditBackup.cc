@@ -45,21 +45,23 @@ MadeBackup keepBefore(OpenedRoot& device, RememberedFiles& before, std::int64_t 
   return std::move(made).value();
 }
 
-void removeOldEdits(Session& session, OpenedRoot& device, const BackupManifest& made,
-                    std::size_t keep) {
+std::vector<std::string> removeOldEdits(Session& session, OpenedRoot& device,
+                                        const BackupManifest& made, std::size_t keep) {
+  std::vector<std::string> removed;
   Result<std::vector<FoundBackup>> found = findBackups(device.host());
   Status done = found ? Status() : Status(found.error());
   if (done) {
     if (const auto cut = cutShortBefore(*found, made)) {
       done = discardBackup(device.host(), *cut);
+      if (done) removed.push_back(*cut);
       std::erase_if(*found, [&](const FoundBackup& each) { return each.name == *cut; });
     }
-    std::vector<std::string> removed;
     const Status gone =
         removeOldBackups(device.host(), std::move(*found), {{}, keep}, made.name, removed);
     if (done) done = gone;
   }
   if (!done) session.output.note("old backups stay: " + done.error().message);
+  return removed;
 }
 
 }  // namespace accountsettings
