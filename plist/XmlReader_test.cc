@@ -64,6 +64,10 @@ TEST(XmlReaderTest, RealsOutOfRangeAreZeroOrRefused) {
   EXPECT_TRUE(valueOf("<real>1e-400</real>") == PropertyList(0.0));
   EXPECT_TRUE(valueOf("<real>-1e-400</real>") == PropertyList(-0.0));
   EXPECT_TRUE(valueOf("<real>0.0000001e-9999999999999999999999</real>") == PropertyList(0.0));
+  // The place of the first digit and the exponent count together.
+  const std::string zeros(10'000, '0');
+  EXPECT_TRUE(valueOf("<real>0." + zeros + "1e9600</real>") == PropertyList(0.0));
+  EXPECT_FALSE(readText("<plist><real>1" + zeros + "e-9600</real></plist>").ok());
   EXPECT_TRUE(valueOf("<real>5e-324</real>") == PropertyList(5e-324));
   EXPECT_TRUE(valueOf("<real>-infinity</real>") == PropertyList(-INFINITY));
   EXPECT_TRUE(valueOf("<real>NaN</real>") == PropertyList(std::nan("")));

@@ -126,6 +126,8 @@ TEST(DeviceResult, ALineThatIsNoResultIsRefusedWithTheReason) {
         Case{changed("\"milliseconds\":12.345", "\"milliseconds\":-1"), "\"milliseconds\""},
         // Times whose sums no clock holds.
         Case{changed("\"milliseconds\":12.345", "\"milliseconds\":1e12"), "\"milliseconds\""},
+        Case{changed("30.123456Z", "30,123456Z"), "\"startedAt\""},
+        Case{changed("\"startedAt\":\"20", "\"startedAt\":\"MM"), "\"startedAt\""},
         Case{changed("\"startedAt\":\"20", "\"startedAt\":\"99"), "\"startedAt\""},
         Case{changed("\"startedAt\":\"20", "\"startedAt\":\"16"), "\"startedAt\""}}) {
     const Result<DeviceResult> read = resultIn(each.line);

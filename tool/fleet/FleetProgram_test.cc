@@ -103,6 +103,10 @@ TEST_F(FleetProgram, MigratesEachDeviceAndTellsItInALine) {
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_NE(result.out.find("migrate on 7 devices in "), std::string::npos) << result.out;
   EXPECT_NE(result.out.find(" s with 3 jobs: 7 done."), std::string::npos) << result.out;
+  const std::size_t slowest = result.out.find("\nThe slowest\n  ");
+  ASSERT_NE(slowest, std::string::npos) << result.out;
+  EXPECT_EQ(std::ranges::count(result.out.substr(slowest), '/'),
+            5 * std::ranges::count(device(0).path(), '/'));
   ASSERT_EQ(lines().size(), 7U);
   EXPECT_EQ(schemaErrors("results.schema.json", lines().front()), "");
   for (const auto& [index, each] : results()) {
