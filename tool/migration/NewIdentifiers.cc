@@ -61,16 +61,23 @@ class Finder {
   // Looks at the accounts of `now` that have another identifier than the one at their place before.
   const Array* compare(const Array& before, const Array& now) {
     if (before.identicalTo(now)) return &now;
-    forEachAccount(now, [&](AccountPlace place, const Dictionary& account) {
-      const Dictionary* old = accountAt(before, place);
-      if (old != nullptr && old->identicalTo(account)) return;
-      for (const std::string_view key : kIdentifierKeys) {
-        const std::string_view text = account.string(key).value_or("");
-        if (text.size() != kLength || (old != nullptr && old->string(key) == text)) continue;
-        if (found_.emplace(text).second) order_.emplace_back(text);
+    for (std::size_t top = 0; top < now.size(); ++top) {
+      if (top < before.size() && before[top].identicalTo(now[top])) continue;
+      lookAt(accountAt(before, {top}), accountAt(now, {top}));
+      for (std::size_t i = 0; i < childrenAt(now, top).size(); ++i) {
+        lookAt(accountAt(before, {top, i}), accountAt(now, {top, i}));
       }
-    });
+    }
     return &now;
+  }
+
+  void lookAt(const Dictionary* old, const Dictionary* account) {
+    if (account == nullptr || (old != nullptr && old->identicalTo(*account))) return;
+    for (const std::string_view key : kIdentifierKeys) {
+      const std::string_view text = account->string(key).value_or("");
+      if (text.size() != kLength || (old != nullptr && old->string(key) == text)) continue;
+      if (found_.emplace(text).second) order_.emplace_back(text);
+    }
   }
 
   void forgetThoseOfInputs() {
@@ -91,11 +98,19 @@ class Replacer {
  public:
   explicit Replacer(Names names) : names_(std::move(names)) {}
 
-  // A list that was replaced last is not replaced anew: each step goes on with what the one before
-  // it left.
+  // What was replaced last is not replaced anew: each step goes on with what the one before it
+  // left, and most accounts stay as they are.
   Array replaced(const Array& accounts) {
-    if (!accounts.identicalTo(last_.first)) last_ = {accounts, listOf(accounts)};
-    return last_.second;
+    if (accounts.identicalTo(last_.first)) return last_.second;
+    const auto& [before, replacedBefore] = last_;
+    Array result = accounts;
+    for (std::size_t i = 0; i < accounts.size(); ++i) {
+      const bool isKnown = i < before.size() && accounts[i].identicalTo(before[i]);
+      PropertyList changed = isKnown ? replacedBefore[i] : memberOf(accounts[i]);
+      if (!changed.identicalTo(accounts[i])) result.set(i, std::move(changed));
+    }
+    last_ = {accounts, result};
+    return result;
   }
 
   void replaceIn(std::string& text) const {
@@ -109,12 +124,14 @@ class Replacer {
   [[nodiscard]] Array listOf(const Array& accounts) const {
     Array result = accounts;
     for (std::size_t i = 0; i < accounts.size(); ++i) {
-      const Dictionary* account = accounts[i].dictionary();
-      if (account == nullptr) continue;
-      Dictionary changed = accountOf(*account);
-      if (!changed.identicalTo(*account)) result.set(i, std::move(changed));
+      PropertyList changed = memberOf(accounts[i]);
+      if (!changed.identicalTo(accounts[i])) result.set(i, std::move(changed));
     }
     return result;
+  }
+
+  [[nodiscard]] PropertyList memberOf(const PropertyList& member) const {
+    return member.dictionary() != nullptr ? accountOf(*member.dictionary()) : member;
   }
 
   [[nodiscard]] Dictionary accountOf(const Dictionary& account) const {
