@@ -159,6 +159,15 @@ TEST_F(AccountHistory, TellsEditsFromWhatToWhat) {
             "set - changed A\n  PortNumber: 993 -> -\n"
             "remove - removed A\n");
   EXPECT_NE(linesOf("A", "Enabled Dataclasses").find(", Notes\n"), std::string::npos);
+  // What came is green, what changed yellow, and what went red.
+  const std::string coloured = run({"history", "A", "PortNumber", "--color", "always"}).out;
+  const std::size_t came = coloured.find("\033[32m");
+  const std::size_t changed = coloured.find("\033[33m", came);
+  EXPECT_NE(coloured.find("+ PortNumber: 143", came), std::string::npos) << coloured;
+  EXPECT_NE(coloured.find("~ PortNumber: 143 -> 993", changed), std::string::npos) << coloured;
+  EXPECT_NE(coloured.find("- PortNumber: 993", coloured.find("\033[31m", changed)),
+            std::string::npos)
+      << coloured;
 }
 
 TEST_F(AccountHistory, KeepsNoSecret) {

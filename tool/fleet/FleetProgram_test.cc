@@ -400,6 +400,13 @@ TEST_F(FleetProgram, ResultsThatCannotBeWrittenStopTheRun) {
   EXPECT_GT(results().size(), 0U);
   EXPECT_EQ(migrate({"--resume"}).status, 0);
   EXPECT_EQ(results().size(), 30U);
+  // What only looks has changed nothing.
+  const std::string checked = directory_.path().string() + "/checked";
+  EXPECT_EQ(ToolRun(command({"check", "--jobs", "1", "--results", checked}))
+                .withFileSizeLimit(5000)
+                .run()
+                .status,
+            3);
 }
 
 TEST_F(FleetProgram, ADevicesOwnConfigurationCountsForItAlone) {
