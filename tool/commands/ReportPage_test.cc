@@ -26,7 +26,7 @@ std::size_t countOf(const std::string& text, std::string_view part) {
 class ReportPage : public ::testing::Test {
  protected:
   ToolResult run(std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments = {"report", "--root", root.path(), "--html", file()};
+    std::vector<std::string> arguments = {"report", "--root", device_, "--html", file()};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return runTool(std::move(arguments));
   }
@@ -44,6 +44,7 @@ class ReportPage : public ::testing::Test {
   }
 
   ToolRoot root;
+  std::string device_ = root.path();  // that the pages are about
   TemporaryDirectory directory;
 };
 
@@ -163,13 +164,13 @@ TEST_F(ReportPage, TellsTrulyOfAMigrationThatWasCutShort) {
 }
 
 TEST_F(ReportPage, TellsWhatWasDroppedWithTheRule) {
-  const std::string device = directory.path() / "device";
-  ASSERT_EQ(runTool({"sample", device, "--release", "oldest"}).status, 0);
+  device_ = directory.path() / "device";
+  ASSERT_EQ(runTool({"sample", device_, "--release", "oldest"}).status, 0);
   for (const bool migrated : {false, true}) {
     if (migrated) {
-      ASSERT_EQ(runTool({"migrate", "--root", device, "--accept-loss"}).status, 0);
+      ASSERT_EQ(runTool({"migrate", "--root", device_, "--accept-loss"}).status, 0);
     }
-    const std::string html = page({device});
+    const std::string html = page();
     EXPECT_NE(html.find(migrated ? "Accounts that were dropped" : "Accounts that would be dropped"),
               std::string::npos);
     EXPECT_NE(html.find("the mail account of the same person serves its calendars now"),
