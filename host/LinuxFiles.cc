@@ -197,8 +197,11 @@ Status LinuxFiles::makeNewDirectory(const std::string& path, unsigned mode) {
   if (!place) return place.error();
   if (Status made = makeDirectoryAt(*place, mode, root_.shown(path)); !made) return made;
   Status flushed = flushDirectory(place->directory, root_.shown(directoryPart(path)));
-  if (!flushed) ::unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR);
-  return flushed;
+  if (flushed || ::unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR) == 0) {
+    return flushed;
+  }
+  return Error{flushed.error().message + ", and " + root_.shown(path) + " stays",
+               flushed.error().code};
 }
 
 Result<std::unique_ptr<TemporaryFile>> LinuxFiles::makeTemporary(const std::string& destination) {
