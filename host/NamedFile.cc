@@ -69,7 +69,8 @@ Status fill(FileDescriptor& file, std::span<const std::uint8_t> bytes,
 
 }  // namespace
 
-Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes,
+                        std::uint32_t newMode) {
   std::optional<struct stat> old;
   struct stat status {};
   if (::stat(path.c_str(), &status) == 0) {
@@ -89,7 +90,7 @@ Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> b
   // What was not for everybody is not for everybody while it is written.
   FileDescriptor file(::openat(directory.get(), name->c_str(),
                                O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC,
-                               old ? 0600 : 0666));
+                               old ? 0600 : newMode));
   if (!file) return systemError(path);
   Status done = fill(file, bytes, old, path);
   const std::string last = target.filename();

@@ -12,10 +12,12 @@
 namespace accountsettings {
 
 // Replaces the regular file that `path` leads to, as a whole: whatever happens, it holds the old
-// content or the new, with the mode and owner that it had. Where there is none, one is made as the
-// umask says. A link stays, and what it leads to is replaced. Anything else that stands there, as a
-// device or a pipe, is written to, unless nobody takes it within a second.
-Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes);
+// content or the new, with the mode and owner that it had. Where there is none, one is made with
+// `newMode`, as far as the umask lets it. A link stays, and what it leads to is replaced. Anything
+// else that stands there, as a device or a pipe, is written to, unless nobody takes it within a
+// second.
+Status replaceNamedFile(const std::string& path, std::span<const std::uint8_t> bytes,
+                        std::uint32_t newMode = 0666);
 
 struct CloseNamedFile {
   void operator()(std::FILE* file) const { std::fclose(file); }

@@ -65,7 +65,9 @@ void PlistCommand::describe(OptionSet& options) {
                    "The property list, or JSON, to read; '-' or none is standard input");
   options.choice("-t,--to", form_, {"text", "binary", "xml", "json"},
                  "The form to write; text where left out");
-  options.text("-o,--out", out_, "FILE", "Write there instead of standard output");
+  options.text(
+      "-o,--out", out_, "FILE",
+      "Write there instead of standard output; a file that is made is for its owner alone");
   options.flag("--recover", recover_,
                "Print as text what is whole of a file that was cut off (status 1); the file stays "
                "as it is");
@@ -124,7 +126,7 @@ ExitStatus PlistCommand::run(Session& session) {
     content = inForm(value, form, file == "-" ? "standard input" : file, !session.options.noLimit);
   }
   if (out_) {
-    writeFile(*out_, content);
+    writePrivateFile(*out_, content);
     session.changed = true;
   } else {
     session.output.data(asText(content));

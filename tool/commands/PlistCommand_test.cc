@@ -57,6 +57,8 @@ TEST_F(Plist, PrintsForPeople) {
 TEST_F(Plist, ConvertsBetweenAllFormsAndBack) {
   ASSERT_EQ(runTool({"plist", write("a.json", json_), "-t", "xml", "-o", at("a.xml")}).status, 0);
   EXPECT_EQ(content("a.xml").substr(0, 5), "<?xml");
+  EXPECT_EQ(fs::status(at("a.xml")).permissions(), fs::perms::owner_read | fs::perms::owner_write)
+      << "it may hold passwords";
   ASSERT_EQ(runTool({"plist", at("a.xml"), "--to", "binary", "--out", at("a.bin")}).status, 0);
   EXPECT_EQ(content("a.bin").substr(0, 8), "bplist00");
   const ToolResult result = runTool({"plist", at("a.bin"), "--to", "json"});

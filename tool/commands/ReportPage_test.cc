@@ -97,7 +97,7 @@ TEST_F(ReportPage, TellsFromTheNewestBackupWhatAMigrationDid) {
   EXPECT_NE(html.find("Before: version 6"), std::string::npos);
   EXPECT_NE(html.find("Now: version 12"), std::string::npos);
   EXPECT_EQ(countOf(html, "<path class=\"moved\""), 1U);
-  EXPECT_NE(html.find("Undo with: <code>accountsettings restore 2"), std::string::npos);
+  EXPECT_NE(html.find("Undo with: <code>accountsettings restore --root DIR 2"), std::string::npos);
   EXPECT_EQ(html.find("Since that migration"), std::string::npos);
   const std::regex sum("<code>[0-9a-f]{64}</code>");
   EXPECT_TRUE(std::regex_search(html, sum));

@@ -10,8 +10,9 @@ std::string PageContext::told(std::string_view text) const {
 }
 
 std::string PageContext::command(const std::vector<std::string>& words) const {
-  return disclosure.revealsAll() ? device.commandLine(words)
-                                 : "accountsettings " + joined(words, " ");
+  if (disclosure.revealsAll()) return device.commandLine(words);
+  const std::vector<std::string> rest(words.begin() + 1, words.end());
+  return "accountsettings " + words.front() + " --root DIR " + joined(rest, " ");
 }
 
 std::string leftOutText(std::size_t count) {

@@ -33,7 +33,7 @@ struct PageContext {
   [[nodiscard]] std::size_t most(std::size_t number) const {
     return isLimited ? number : ~std::size_t{0};
   }
-  // The command on this device, which names no root where that is nobody's business.
+  // The command on this device; --root DIR stands for the root where that is nobody's business.
   [[nodiscard]] std::string command(const std::vector<std::string>& words) const;
 };
 

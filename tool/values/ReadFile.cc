@@ -144,19 +144,35 @@ PropertyList readPropertyListFile(const std::string& path) {
   return std::move(value).value();
 }
 
-void writeFile(const std::string& path, std::string_view content) {
+namespace {
+
+std::string_view textOf(const Bytes& content) {
+  return {reinterpret_cast<const char*>(content.data()), content.size()};
+}
+
+void writeFile(const std::string& path, std::string_view content, std::uint32_t newMode) {
   std::error_code ignored;
   if (fs::is_directory(path, ignored)) {
     throw Prevented(path, "this is a directory", "give the name of a file in it",
                     FailureCode::Exists);
   }
   const auto* const bytes = reinterpret_cast<const std::uint8_t*>(content.data());
-  const Status written = replaceNamedFile(path, {bytes, content.size()});
+  const Status written = replaceNamedFile(path, {bytes, content.size()}, newMode);
   if (!written) throw Prevented(path, written.error());
 }
 
+}  // namespace
+
+void writeFile(const std::string& path, std::string_view content) {
+  writeFile(path, content, 0666);
+}
+
 void writeFile(const std::string& path, const Bytes& content) {
-  writeFile(path, std::string_view(reinterpret_cast<const char*>(content.data()), content.size()));
+  writeFile(path, textOf(content), 0666);
+}
+
+void writePrivateFile(const std::string& path, const Bytes& content) {
+  writeFile(path, textOf(content), 0600);
 }
 
 }  // namespace accountsettings

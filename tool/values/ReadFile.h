@@ -28,5 +28,7 @@ namespace accountsettings {
 // one keeps its mode and owner. Throws Prevented with the reason.
 void writeFile(const std::string& path, std::string_view content);
 void writeFile(const std::string& path, const Bytes& content);
+// The same for what may hold passwords: a file that is made is for its owner alone.
+void writePrivateFile(const std::string& path, const Bytes& content);
 
 }  // namespace accountsettings
