@@ -853,5 +853,34 @@ TEST_F(Edit, KeepsUnknownKeysToTheBit) {
   EXPECT_EQ(root.account(0).get("X-Kinds"), PropertyList(kinds));
 }
 
+TEST_F(Edit, ARemovedAccountComesBackAloneWithItsChildren) {
+  Dictionary hosted = mailAccount("H");
+  hosted.set("ChildAccounts", Array{mailAccount("C")});
+  root.putSettings(12, {hosted, mailAccount("B")});
+  const Array before = accounts();
+  ASSERT_EQ(run({"remove", "H"}).status, 0);
+  const std::string backup = backups().back();
+  ASSERT_EQ(run({"set", "B", "DisplayName", "Other"}).status, 0);
+  const auto untouched = root.snapshot();
+  EXPECT_EQ(run({"restore", backup, "--account", "H", "--dry-run"}).status, 0);
+  for (const char* other : {"C", "nobody"}) {
+    EXPECT_EQ(run({"restore", backup, "--account", other}).status, 3) << other;
+  }
+  EXPECT_EQ(run({"restore", "--account", "H"}).status, 2);
+  EXPECT_EQ(root.snapshot(), untouched);
+
+  const ToolResult result = run({"restore", backup, "--account", "H", "--json"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(schemaErrors("edit.schema.json", result.out), "");
+  EXPECT_EQ(accounts().size(), 2U);
+  EXPECT_EQ(root.account(0).string("DisplayName"), "Other") << "the later edit stays";
+  EXPECT_EQ(accounts()[1], before[0]);
+  EXPECT_EQ(run({"restore", backup, "--account", "H"}).status, 3) << "it is there";
+  // It is an edit like any other.
+  EXPECT_NE(run({"history"}).out.find("restore --account H"), std::string::npos);
+  ASSERT_EQ(run({"restore"}).status, 0);
+  EXPECT_EQ(accounts().size(), 1U);
+}
+
 }  // namespace
 }  // namespace accountsettings::testing

@@ -14,6 +14,8 @@
 #include "tool/backup/Restore.h"
 #include "tool/device/RunLog.h"
 #include "tool/device/ShownPath.h"
+#include "tool/editing/AccountEditor.h"
+#include "tool/editing/AccountInBackup.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Words.h"
 
@@ -143,6 +145,9 @@ void RestoreCommand::describe(OptionSet& options) {
   options.flag("-l,--list", list_, "List the backups, and what each is for");
   options.flag("--show", show_,
                "Show what a backup holds, and whether each file is whole (status 1 where not)");
+  options.text("--account", account_, "ID",
+               "Bring back this account alone, as the backup BACKUP keeps it, and leave everything "
+               "else as it is");
   options.flag("-n,--dry-run", dryRun_, "Say what would be put back or pruned, and touch nothing");
   options.flag("--no-backup", noBackup_, "Keep no backup of what is replaced");
   options.flag("--prune", prune_,
@@ -463,12 +468,41 @@ void RestoreCommand::showForScripts(Output& output, OpenedRoot& device,
   output.document("restore", document);
 }
 
+ExitStatus RestoreCommand::bringBack(Session& session) const {
+  if (!backup_ || list_ || show_ || prune_) {
+    throw WrongUsage("--account", "it brings an account back from the backup that is named",
+                     "'accountsettings why ACCOUNT' tells which backup keeps it");
+  }
+  std::optional<Dictionary> kept;
+  {
+    OpenedDevice device(session.options, DefaultLog::Nowhere);
+    kept = accountInBackup(device, chosenBackup(device), *account_);
+  }
+  if (!kept) {
+    throw Prevented("backup " + *backup_ + ", account '" + *account_ + "'",
+                    "it keeps no account of this identifier in the form of the current version",
+                    "leave --account out to put the whole backup back", FailureCode::NoAccount);
+  }
+  EditOptions options;
+  options.dryRun = dryRun_;
+  options.noBackup = noBackup_;
+  options.lock = lock_;
+  AccountEditor editor(session, options);
+  if (editor.store().accountWithIdentifier(*account_)) {
+    throw Prevented("account '" + *account_ + "'", "it is on the device",
+                    "'accountsettings get " + *account_ + "' shows it", FailureCode::Exists);
+  }
+  editor.store().insertAccount(BasicAccount::accountWithProperties(*kept));
+  return editor.finish("restore --account", *account_);
+}
+
 ExitStatus RestoreCommand::run(Session& session) {
   const bool readsOnly = list_ || show_ || dryRun_;
   if (list_ + show_ + prune_ > 1) {
     throw WrongUsage("", "of --list, --show and --prune one alone is possible",
                      "see accountsettings restore --help");
   }
+  if (account_) return bringBack(session);
   OpenedDevice device(session.options, readsOnly ? DefaultLog::Nowhere : DefaultLog::System);
   if (list_) return list(session.output, device);
   if (show_) return showBackup(session.output, device);

@@ -23,6 +23,7 @@ class RestoreCommand : public Command {
 
   ExitStatus list(Output& output, OpenedRoot& device) const;
   ExitStatus showBackup(Output& output, OpenedRoot& device) const;
+  ExitStatus bringBack(Session& session) const;
   ExitStatus prune(Session& session, OpenedRoot& device) const;
   [[nodiscard]] std::vector<std::string> namesToPrune(OpenedRoot& device) const;
   [[nodiscard]] BackupManifest chosenBackup(OpenedRoot& device) const;
@@ -38,6 +39,7 @@ class RestoreCommand : public Command {
   void showForScripts(Output& output, OpenedRoot& device, const Restored& restored) const;
 
   std::optional<std::string> backup_;
+  std::optional<std::string> account_;
   bool list_ = false;
   bool dryRun_ = false;
   bool noBackup_ = false;

@@ -15,6 +15,7 @@
 #include "tool/backup/BackupAccess.h"
 #include "tool/backup/DeviceInspection.h"
 #include "tool/backup/HistoryChanges.h"
+#include "tool/editing/AccountInBackup.h"
 #include "tool/frame/KnownPresence.h"
 #include "tool/frame/Words.h"
 #include "tool/inspection/FindingsText.h"
@@ -254,6 +255,16 @@ std::string ruleThatDropped(const AccountHistory& told) {
   return rule;
 }
 
+// Whether the backup keeps the account so that it can be brought back alone.
+bool isKeptIn(OpenedRoot& device, std::string_view backup, const std::string& account) {
+  for (const FoundBackup& each : requireBackups(device)) {
+    if (each.name == backup && each.manifest) {
+      return accountInBackup(device, *each.manifest, account).has_value();
+    }
+  }
+  return false;
+}
+
 Answer aboutGone(const Known& known, const std::string& account) {
   Answer answer;
   answer.state = State::Gone;
@@ -265,8 +276,13 @@ Answer aboutGone(const Known& known, const std::string& account) {
     answer.text += ": " + goneBy(*removal->entry);
     const auto backup = removal->entry->string(history::kBackup);
     if (backup && hasBackup(known.device, std::string(*backup))) {
-      answer.undo = known.device.commandLine({"restore", std::string(*backup)});
-      answer.alsoUndone = runsSince(known.history, std::string(*backup)).size();
+      std::vector<std::string> words{"restore", std::string(*backup)};
+      if (isKeptIn(known.device, *backup, account)) {
+        words.insert(words.end(), {"--account", account});
+      } else {
+        answer.alsoUndone = runsSince(known.history, std::string(*backup)).size();
+      }
+      answer.undo = known.device.commandLine(words);
     }
   }
   answer.text = withReason(answer.text, answer.reason);
