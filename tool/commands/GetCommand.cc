@@ -72,8 +72,10 @@ ExitStatus GetCommand::run(Session& session) {
     for (const auto& entry : values) writeValue(output, entry.value());
   }
   for (const std::string& key : missing) {
-    output.note("account '" + identifier_ + "', key '" + key +
-                "': there is no such value; all: " + device.commandLine({"get", identifier_}));
+    const std::string all = "all: " + device.commandLine({"get", identifier_});
+    output.failure({ExitStatus::No, "account '" + identifier_ + "', key '" + key + "'",
+                    "there is no such value", all, FailureCode::NoMatch},
+                   all);
   }
   return missing.empty() ? ExitStatus::Done : ExitStatus::No;
 }

@@ -224,7 +224,10 @@ void AccountEditor::refuseLosses(const InspectedFiles& files) {
       first->kind->id == finding::kMigrationCutShort
           ? "put that backup back with 'accountsettings restore', and migrate again"
           : "'accountsettings check' tells more";
-  throw Prevented("", why, wayOut + "; --accept-loss goes on all the same", FailureCode::Blocked);
+  // What cannot be saved cannot be accepted either.
+  const bool isLoss = first->kind->id != finding::kSaveWouldFail;
+  throw Prevented("", why, wayOut + (isLoss ? "; --accept-loss goes on all the same" : ""),
+                  FailureCode::Blocked);
 }
 
 // A save stamps the settings as current, so those of an older version are not given to the store.

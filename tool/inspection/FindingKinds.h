@@ -109,8 +109,9 @@ inline constexpr std::array kFindingKinds = std::to_array<FindingKind>({
     {finding::kLegacyEmpty, "legacy-empty", Severity::Warning, true, false,
      "Move the file away so that it does not replace the accounts of its types by none."},
     {finding::kLegacyNotConvertible, "legacy-not-convertible", Severity::Error, true, false,
-     "Correct the description or take it out of the file: one that fails makes the whole file "
-     "fail, and the file is removed all the same."},
+     "Correct the description or take it out of the file (plist --to json, an editor, plist --to "
+     "binary --out): one that fails makes the whole file fail, and the file is removed all the "
+     "same; the backup of the migration keeps it."},
     {finding::kLegacyMissesSteps, "legacy-misses-steps", Severity::Warning, true, false,
      "Migrate the settings file and the legacy files on roots of their own, or accept that the "
      "converted accounts stay as the steps that run leave them."},
