@@ -1,11 +1,11 @@
 // Backups, with what stands in the way told as a failure of the command.
 #include "tool/backup/BackupAccess.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <utility>
 
 #include "host/Digest.h"
+#include "plist/Reader.h"
 #include "tool/frame/Errors.h"
 #include "tool/values/ReadFile.h"
 
@@ -17,10 +17,21 @@ std::vector<FoundBackup> requireBackups(OpenedRoot& device) {
   throw Prevented("", found.error(), "only the user who migrated, and root, may read the backups");
 }
 
-bool hasBackup(OpenedRoot& device, const std::string& name) {
-  const std::vector<FoundBackup> found = requireBackups(device);
-  return std::any_of(found.begin(), found.end(),
-                     [&](const FoundBackup& each) { return each.name == name && each.manifest; });
+std::optional<BackupManifest> backupNamed(OpenedRoot& device, std::string_view name) {
+  for (FoundBackup& each : requireBackups(device)) {
+    if (each.name == name) return std::move(each.manifest);
+  }
+  return std::nullopt;
+}
+
+std::optional<Dictionary> settingsIn(OpenedRoot& device, const BackupManifest& manifest) {
+  const BackupFile* file = manifest.fileInRole(PathRole::Settings);
+  if (file == nullptr) return std::nullopt;
+  if (file->state == BackupFile::State::Absent) return Dictionary();
+  const Result<Bytes> bytes = readFromBackup(device.host(), manifest, *file);
+  const Result<PropertyList> content = bytes ? readPropertyList(*bytes) : bytes.error();
+  if (!content || content->dictionary() == nullptr) return std::nullopt;
+  return *content->dictionary();
 }
 
 bool isBackup(const std::string& directory) {

@@ -255,16 +255,6 @@ std::string ruleThatDropped(const AccountHistory& told) {
   return rule;
 }
 
-// Whether the backup keeps the account so that it can be brought back alone.
-bool isKeptIn(OpenedRoot& device, std::string_view backup, const std::string& account) {
-  for (const FoundBackup& each : requireBackups(device)) {
-    if (each.name == backup && each.manifest) {
-      return accountInBackup(device, *each.manifest, account).has_value();
-    }
-  }
-  return false;
-}
-
 Answer aboutGone(const Known& known, const std::string& account) {
   Answer answer;
   answer.state = State::Gone;
@@ -275,12 +265,13 @@ Answer aboutGone(const Known& known, const std::string& account) {
     answer.reason = ruleThatDropped(told);
     answer.text += ": " + goneBy(*removal->entry);
     const auto backup = removal->entry->string(history::kBackup);
-    if (backup && hasBackup(known.device, std::string(*backup))) {
-      std::vector<std::string> words{"restore", std::string(*backup)};
-      if (isKeptIn(known.device, *backup, account)) {
+    const auto manifest = backup ? backupNamed(known.device, *backup) : std::nullopt;
+    if (manifest) {
+      std::vector<std::string> words{"restore", manifest->name};
+      if (accountInBackup(known.device, *manifest, account)) {
         words.insert(words.end(), {"--account", account});
       } else {
-        answer.alsoUndone = runsSince(known.history, std::string(*backup)).size();
+        answer.alsoUndone = runsSince(known.history, manifest->name).size();
       }
       answer.undo = known.device.commandLine(words);
     }

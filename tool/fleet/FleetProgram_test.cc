@@ -559,16 +559,28 @@ TEST_F(FleetProgram, ResultsThatComeThroughAPipeAreReadAndGoneOnFromByNobody) {
   EXPECT_NE(again.err.find("this is a pipe"), std::string::npos) << again.err;
 }
 
+// The current directory is another one for as long as it lives.
+class WorkingDirectory {
+ public:
+  explicit WorkingDirectory(const fs::path& there) : before_(fs::current_path()) {
+    fs::current_path(there);
+  }
+  ~WorkingDirectory() { fs::current_path(before_); }
+  WorkingDirectory(const WorkingDirectory&) = delete;
+  WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+ private:
+  fs::path before_;
+};
+
 TEST_F(FleetProgram, RelativeRootsNeedACurrentDirectory) {
   makeDevices(2);
   const std::string gone = directory_.path().string() + "/gone";
   fs::create_directory(gone);
-  const fs::path here = fs::current_path();
-  fs::current_path(gone);
+  const WorkingDirectory there(gone);
   fs::remove(gone);
   const ToolResult absolute = run({"check"});
   const ToolResult relative = run({"check", "--root", "device"});
-  fs::current_path(here);
   EXPECT_EQ(absolute.status, 0) << absolute.err;
   EXPECT_EQ(relative.status, 3);
   EXPECT_NE(relative.err.find("device: the current directory cannot be told"), std::string::npos)
@@ -579,12 +591,10 @@ TEST_F(FleetProgram, MakesNothingInTheCurrentDirectory) {
   makeDevices(1);
   const std::string place = directory_.path().string() + "/place";
   fs::create_directory(place);
-  const fs::path here = fs::current_path();
-  fs::current_path(place);
+  const WorkingDirectory there(place);
   const auto before = fs::last_write_time(place);
   const ToolResult result =
       ToolRun(command({"check"})).withVariable("TMPDIR", "/nonexistent").run();
-  fs::current_path(here);
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(fs::last_write_time(place), before);
 }

@@ -6,12 +6,10 @@
 #include <string_view>
 #include <utility>
 
-#include "host/LinuxFiles.h"
-#include "plist/Reader.h"
-#include "staging/Backup.h"
 #include "store/AccountsManager.h"
 #include "store/KnownSettings.h"
 #include "tool/accounts/AccountMatching.h"
+#include "tool/backup/BackupAccess.h"
 #include "tool/migration/LedgerRules.h"
 
 namespace accountsettings {
@@ -60,19 +58,12 @@ void addStage(HistoryChanges& changes, std::string_view step, const Array& befor
   changes.add(step, before, after, AccountMatching(before, after), reasonsOf(step));
 }
 
-// The settings that a backup keeps, empty ones where there were none; none where they cannot be
-// read any more.
-std::optional<Dictionary> settingsIn(OpenedRoot& device, const std::string& backup) {
+// The settings of the backup; none where they, or the backups, cannot be read any more.
+std::optional<Dictionary> settingsOfBackup(OpenedRoot& device, const std::string& backup) {
   const Result<std::vector<FoundBackup>> found = findBackups(device.host());
   if (!found) return std::nullopt;
   for (const FoundBackup& each : *found) {
-    if (each.name != backup || !each.manifest) continue;
-    const BackupFile* file = each.manifest->fileInRole(PathRole::Settings);
-    if (file == nullptr) return std::nullopt;
-    if (file->state == BackupFile::State::Absent) return Dictionary();
-    const Result<Bytes> bytes = readFromBackup(device.host(), *each.manifest, *file);
-    const Result<PropertyList> content = bytes ? readPropertyList(*bytes) : bytes.error();
-    if (content && content->dictionary() != nullptr) return *content->dictionary();
+    if (each.name == backup && each.manifest) return settingsIn(device, *each.manifest);
   }
   return std::nullopt;
 }
@@ -106,7 +97,7 @@ HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& su
   addLegacyFiles(changes, summary);
   const Array* accounts = &storedAccounts(staged.settingsBefore());
   if (completed) {
-    const std::optional<Dictionary> settings = settingsIn(device, *completed);
+    const std::optional<Dictionary> settings = settingsOfBackup(device, *completed);
     if (settings) addStage(changes, "", storedAccounts(settings), *accounts);
   }
   if (!summary.steps.empty()) {
@@ -123,7 +114,7 @@ HistoryChanges changesOfMigration(OpenedRoot& device, const MigrationSummary& su
 
 HistoryChanges changesOfCompleted(OpenedRoot& device, const std::string& backup) {
   HistoryChanges changes(1);
-  const std::optional<Dictionary> before = settingsIn(device, backup);
+  const std::optional<Dictionary> before = settingsOfBackup(device, backup);
   const std::optional<Dictionary> now = settingsInFile();
   if (before) addStage(changes, "", storedAccounts(before), storedAccounts(now));
   return changes;
