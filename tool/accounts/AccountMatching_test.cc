@@ -6,8 +6,13 @@
 #include <random>
 #include <string>
 
+#include "testing/ChangedKey.h"
+
 namespace accountsettings {
 namespace {
+
+using testing::with;
+using testing::without;
 
 using Place = AccountPlace;
 
@@ -19,18 +24,8 @@ Dictionary account(std::string_view identifier, std::string_view type = "Mail",
           {"Username", username}};
 }
 
-Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
-  account.set(key, std::move(value));
-  return account;
-}
-
 Dictionary parent(std::string_view identifier, const Array& children) {
   return with(account(identifier, "ZelqoAccount"), "ChildAccounts", children);
-}
-
-Dictionary without(Dictionary account, std::string_view key) {
-  account.remove(key);
-  return account;
 }
 
 // The place in `after` of each account of `before`, as "0>1 1>- 2/0>3/1".

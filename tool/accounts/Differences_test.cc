@@ -3,18 +3,17 @@
 
 #include <gtest/gtest.h>
 
+#include "testing/ChangedKey.h"
+
 namespace accountsettings {
 namespace {
+
+using testing::with;
 
 using Kind = AccountChange::Kind;
 
 Dictionary account(std::string_view identifier) {
   return {{"Identifier", identifier}, {"Type", "Mail"}, {"DisplayName", "Home"}};
-}
-
-Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
-  account.set(key, std::move(value));
-  return account;
 }
 
 std::vector<std::string> keysOf(const std::vector<KeyChange>& changes) {

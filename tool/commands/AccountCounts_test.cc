@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "testing/ChangedKey.h"
 #include "testing/ToolRun.h"
 #include "tool/accounts/AccountMatching.h"
 #include "tool/commands/SampleAccounts.h"
@@ -16,10 +17,7 @@
 namespace accountsettings::testing {
 namespace {
 
-Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
-  account.set(key, std::move(value));
-  return account;
-}
+using testing::with;
 
 Dictionary typed(const std::string& identifier, std::string_view type,
                  std::string_view accountClass) {

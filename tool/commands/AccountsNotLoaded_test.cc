@@ -6,20 +6,14 @@
 #include <map>
 #include <regex>
 
+#include "testing/ChangedKey.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
 namespace {
 
-Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
-  account.set(key, std::move(value));
-  return account;
-}
-
-Dictionary without(Dictionary account, std::string_view key) {
-  account.remove(key);
-  return account;
-}
+using testing::with;
+using testing::without;
 
 Dictionary child(std::string_view identifier) {
   return {{"Identifier", identifier}, {"Type", "CalDAV"}, {"Class", "MobileCalDAVAccount"}};

@@ -9,11 +9,15 @@
 #include <filesystem>
 
 #include "host/LinuxFiles.h"
+#include "testing/ChangedKey.h"
 #include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 
 namespace accountsettings::testing {
 namespace {
+
+using testing::with;
+using testing::without;
 
 namespace fs = std::filesystem;
 
@@ -47,16 +51,6 @@ Found checkSettings(const Array& accounts, std::int64_t version = 12) {
   ToolRoot root;
   root.putSettings(version, accounts);
   return check(root);
-}
-
-Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
-  account.set(key, std::move(value));
-  return account;
-}
-
-Dictionary without(Dictionary account, std::string_view key) {
-  account.remove(key);
-  return account;
 }
 
 TEST(Check, FindsNothingInSoundSettings) {

@@ -15,18 +15,16 @@
 #include <thread>
 
 #include "plist/XmlWriter.h"
+#include "testing/ChangedKey.h"
 #include "testing/ToolRun.h"
 #include "tool/frame/Options.h"
 
 namespace accountsettings::testing {
 namespace {
 
-using namespace std::chrono_literals;
+using testing::with;
 
-Dictionary with(Dictionary account, std::string_view key, PropertyList value) {
-  account.set(key, std::move(value));
-  return account;
-}
+using namespace std::chrono_literals;
 
 Dictionary child(std::string_view identifier) {
   return {{"Identifier", identifier},

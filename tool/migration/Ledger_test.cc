@@ -7,19 +7,17 @@
 #include <algorithm>
 
 #include "platform/ProcessContext.h"
+#include "testing/ChangedKey.h"
 #include "testing/FakePlatform.h"
 
 namespace accountsettings {
 namespace {
 
+using testing::with;
+
 Dictionary account(std::string_view identifier, std::string_view type = "Mail",
                    std::string_view accountClass = "IMAPAccount") {
   return {{"Identifier", identifier}, {"Type", type}, {"Class", accountClass}};
-}
-
-Dictionary with(Dictionary dictionary, std::string_view key, PropertyList value) {
-  dictionary.set(key, std::move(value));
-  return dictionary;
 }
 
 Dictionary settings(const Array& accounts, std::int64_t version = 12) {
