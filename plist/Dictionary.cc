@@ -23,19 +23,40 @@ bool hasKey(const Entry& entry, std::string_view key, std::uint32_t hash) noexce
   return node->bytes() == key.data() || node->text() == key;
 }
 
-// The entry under the key, or nullptr. Where there is no index, hashing the key would take longer
-// than comparing it with the few that have its length and begin alike.
-const Entry* findKey(const DictionaryNode& node, std::string_view key) noexcept {
-  if (slotCount(node.capacity) != 0 || key.empty()) return Access::find(node, key, hashOf(key));
+template <class Word>
+Word wordAt(const char* bytes) noexcept {
+  Word word;
+  std::memcpy(&word, bytes, sizeof(word));
+  return word;
+}
+
+// The entry under a key of at least a word, in a node without index. Nearly always the length and
+// the first word tell keys apart, and the last word tells the rest of a key of up to two.
+template <class Word>
+const Entry* findByWords(const DictionaryNode& node, std::string_view key) noexcept {
+  const std::size_t size = key.size();
+  const auto first = wordAt<Word>(key.data());
+  const auto last = wordAt<Word>(key.data() + size - sizeof(Word));
   const Entry* const end = node.items() + node.size;
   for (const Entry* entry = node.items(); entry != end; ++entry) {
     const StringNode* name = Access::key(*entry).get();
-    if (name != nullptr && name->size == key.size() && *name->bytes() == key.front() &&
-        std::memcmp(name->bytes(), key.data(), key.size()) == 0) {
+    if (name == nullptr || name->size != size) continue;
+    const char* bytes = name->bytes();
+    if (wordAt<Word>(bytes) == first && wordAt<Word>(bytes + size - sizeof(Word)) == last &&
+        (size <= 2 * sizeof(Word) || std::memcmp(bytes, key.data(), size) == 0)) {
       return entry;
     }
   }
   return nullptr;
+}
+
+// The entry under the key, or nullptr. Where there is no index, hashing the key would take longer
+// than comparing it with the few that have its length and begin alike.
+const Entry* findKey(const DictionaryNode& node, std::string_view key) noexcept {
+  if (slotCount(node.capacity) != 0 || key.empty()) return Access::find(node, key, hashOf(key));
+  if (key.size() >= sizeof(std::uint64_t)) return findByWords<std::uint64_t>(node, key);
+  if (key.size() >= sizeof(std::uint32_t)) return findByWords<std::uint32_t>(node, key);
+  return findByWords<char>(node, key);
 }
 
 void addToIndex(DictionaryNode& node, std::size_t entry) noexcept {

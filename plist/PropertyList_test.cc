@@ -304,6 +304,22 @@ TEST(DictionaryTest, TheEmptyKeyIsAKeyLikeAnother) {
   EXPECT_TRUE(dictionary.empty());
 }
 
+TEST(DictionaryTest, KeysThatDifferInOneByteAreToldApart) {
+  for (std::size_t length = 1; length <= 40; ++length) {
+    const std::string plain(length, 'k');
+    for (std::size_t place = 0; place < length; ++place) {
+      std::string other = plain;
+      other[place] = 'K';
+      Dictionary dictionary{{"first", 0}, {plain, 1}};
+      ASSERT_FALSE(dictionary.contains(other)) << other;
+      dictionary.set(other, 2);
+      EXPECT_EQ(dictionary.integer(plain), 1) << plain;
+      EXPECT_EQ(dictionary.integer(other), 2) << other;
+      EXPECT_FALSE(dictionary.contains(plain + 'k'));
+    }
+  }
+}
+
 TEST(DictionaryTest, AKeyMayBeAViewOfOneOfItsOwn) {
   Dictionary dictionary{{"a", 1}, {"b", 2}};
   dictionary.set(dictionary.begin()->key(), 3);
