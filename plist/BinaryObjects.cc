@@ -44,13 +44,14 @@ bool BinaryObjects::collect(const PropertyList& root) {
     }
   }
   // What only helped to number makes room for the file.
-  slots_ = {};
-  seen_ = {};
+  std::vector<Slot>().swap(slots_);
+  seen_ = PointerMap<Id>();
   return true;
 }
 
 // Settings are lists of dictionaries: what these hold tells how much there is to be. Of keys and
-// values about every fourth is an object of its own.
+// values about every fourth is an object of its own. Room for references that nothing fills takes
+// no memory; to move them would take as much again.
 void BinaryObjects::reserveFor(const PropertyList& root) {
   if (root.dictionary() == nullptr) return;
   std::size_t values = 0;
@@ -60,7 +61,7 @@ void BinaryObjects::reserveFor(const PropertyList& root) {
       if (each.dictionary() != nullptr) values += each.dictionary()->size();
     }
   }
-  refs_.reserve(2 * values);
+  refs_.reserve(3 * values);
   objects_.reserve(values / 2);
   growSlots(std::bit_ceil(std::max<std::size_t>(512, values / 2 / 3 * 4)));
 }
