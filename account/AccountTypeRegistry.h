@@ -2,10 +2,12 @@
 // type. It is loaded once per process, on first use, and only read from then on.
 #pragma once
 
-#include <map>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "account/StringList.h"
 #include "plist/PropertyList.h"
@@ -34,7 +36,12 @@ class AccountTypeRegistry {
   // The registry of these types: that of the last context where it had the very same ones.
   [[nodiscard]] static std::shared_ptr<const AccountTypeRegistry> of(const Dictionary& types);
 
-  std::map<std::string, Entry, std::less<>> entries_;
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view type) const noexcept { return detail::hashOf(type); }
+  };
+
+  std::unordered_map<std::string, Entry, Hash, std::equal_to<>> entries_;
 };
 
 // Sees to it that the registry is there, as the first use of any operation of the class

@@ -2,6 +2,7 @@
 // do with a list; what one of them begins to log, to repair or to make belongs here too.
 #include "store/PlainAccounts.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -16,12 +17,15 @@ namespace accountsettings {
 
 namespace {
 
+std::string_view textOf(const Dictionary& description, std::string_view key) {
+  return stringOf(description.find(key)).value_or(std::string_view());
+}
+
 // Whether a record of the description is made without a word, with the identifier that it brings.
 bool makesRecordQuietly(const Dictionary& description) {
   return stringOf(description.find(kAccountIdentifier)) &&
-         !stringOf(description.find(kAccountClass)).value_or("").empty() &&
-         BasicAccount::_isValidAccountType(
-             stringOf(description.find(kAccountType)).value_or(std::string_view()));
+         !textOf(description, kAccountClass).empty() &&
+         BasicAccount::_isValidAccountType(textOf(description, kAccountType));
 }
 
 const Array* childrenOf(const Dictionary& account) {
@@ -29,22 +33,13 @@ const Array* childrenOf(const Dictionary& account) {
   return children != nullptr ? children->array() : nullptr;
 }
 
-bool childrenLoadQuietly(const Dictionary& account) {
-  const Array* children = childrenOf(account);
-  if (children == nullptr) return true;
-  for (const PropertyList& child : *children) {
-    if (child.dictionary() == nullptr || !makesRecordQuietly(*child.dictionary())) return false;
-  }
-  return true;
+bool loadQuietly(const Array& children) {
+  return std::ranges::all_of(children, [](const PropertyList& child) {
+    return child.dictionary() != nullptr && makesRecordQuietly(*child.dictionary());
+  });
 }
 
-bool loadsQuietly(const Dictionary& account) {
-  return makesRecordQuietly(account) &&
-         RSRuntimeFixMailAccount::isInOrder(stringOf(account.find(kAccountType)),
-                                            stringOf(account.find(kAccountClass))) &&
-         childrenLoadQuietly(account);
-}
-
+// The identifier of a description of which a record is made quietly.
 std::string_view identifierOf(const Dictionary& account) {
   return *stringOf(account.find(kAccountIdentifier));
 }
@@ -64,13 +59,26 @@ bool PlainAccounts::examine(const Array& accounts) {
     if (account == nullptr) return false;
     const Dictionary* known = werePlain && i < before.size() ? before[i].dictionary() : nullptr;
     if (known != nullptr && account->identicalTo(*known)) continue;
-    if (!loadsQuietly(*account)) return false;
-    const Entry entry{identifierOf(*account), childrenOf(*account)};
-    sameIdentifiers = sameIdentifiers && entry.hasIdentifiersOf(entries_[i]);
-    entries_[i] = entry;
+    const std::optional<Entry> entry = entryOf(*account);
+    if (!entry) return false;
+    sameIdentifiers = sameIdentifiers && entry->hasIdentifiersOf(entries_[i]);
+    entries_[i] = *entry;
   }
   arePlain_ = sameIdentifiers || enterIdentifiers();
   return arePlain_;
+}
+
+std::optional<PlainAccounts::Entry> PlainAccounts::entryOf(const Dictionary& account) {
+  // One look-up for each key: this is asked of every account that a step has changed.
+  const auto identifier = stringOf(account.find(kAccountIdentifier));
+  const std::string_view type = textOf(account, kAccountType);
+  const std::string_view accountClass = textOf(account, kAccountClass);
+  const Array* children = childrenOf(account);
+  const bool loadsQuietly = identifier && !accountClass.empty() &&
+                            BasicAccount::_isValidAccountType(type) &&
+                            RSRuntimeFixMailAccount::isInOrder(type, accountClass) &&
+                            (children == nullptr || loadQuietly(*children));
+  return loadsQuietly ? std::optional(Entry{*identifier, children}) : std::nullopt;
 }
 
 const Dictionary* PlainAccounts::find(std::string_view identifier) const {

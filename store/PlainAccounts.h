@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -43,6 +44,8 @@ class PlainAccounts {
     std::size_t parent = 0;  // its place in the list
   };
 
+  // The entry of an account that loads quietly, else none.
+  [[nodiscard]] static std::optional<Entry> entryOf(const Dictionary& account);
   // Enters all identifiers anew; false where one repeats.
   [[nodiscard]] bool enterIdentifiers();
   [[nodiscard]] bool enterChildren(std::size_t parent);
