@@ -244,6 +244,7 @@ class BasicAccount : public std::enable_shared_from_this<BasicAccount> {
   // The provisioned data classes, only those in a list where one is given.
   [[nodiscard]] StringList provisionedAmong(const Array* wanted) const;
   void storeEnabled(bool enabled, std::string_view dataclass);
+  friend bool isSupported(std::string_view dataclass, const BasicAccount& account);
 
   std::shared_ptr<LiveProperties> properties_ = std::make_shared<LiveProperties>();
   std::shared_ptr<BasicAccount> parentAccount_;

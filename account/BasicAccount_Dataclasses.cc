@@ -22,6 +22,10 @@ bool contains(const StringList& list, std::string_view text) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
+const Array* arrayOrNull(const PropertyList* value) {
+  return value != nullptr ? value->array() : nullptr;
+}
+
 // Whether `stored` already is what withSwitched() would make of it. Only short lists are looked at.
 bool isSwitched(const Array& stored, bool enabled, std::string_view dataclass) {
   constexpr std::size_t kShort = 16;
@@ -58,6 +62,10 @@ Array withSwitched(const Array* stored, bool enabled, std::string_view dataclass
 
 }  // namespace
 
+bool isSupported(std::string_view dataclass, const BasicAccount& account) {
+  return contains(account.supportedInOrder(), dataclass);
+}
+
 const StringList& BasicAccount::supportedInOrder() const {
   static const StringList none;
   const auto type = stringOf(findProperty(kAccountType));
@@ -74,8 +82,7 @@ StringList BasicAccount::provisionedDataclasses() const {
 }
 
 StringList BasicAccount::provisionedAmong(const Array* wanted) const {
-  const PropertyList* stored = findProperty(kAccountProvisionedDataclasses);
-  const Array* provisioned = stored != nullptr ? stored->array() : nullptr;
+  const Array* provisioned = arrayOrNull(findProperty(kAccountProvisionedDataclasses));
   const auto restricted = _profileRestrictedDataclasses();
   StringList result;
   for (const std::string& each : supportedInOrder()) {
@@ -96,19 +103,28 @@ std::optional<StringList> BasicAccount::enabledDataclasses() const {
     std::optional<StringList> inherited = parentAccount_->enabledDataclasses();
     if (inherited && !inherited->empty()) return inherited;
   }
-  const PropertyList* stored = findProperty(kAccountEnabledDataclasses);
-  const Array* enabled = stored != nullptr ? stored->array() : nullptr;
+  const Array* enabled = arrayOrNull(findProperty(kAccountEnabledDataclasses));
   if (enabled == nullptr) return std::nullopt;
   return provisionedAmong(enabled);
 }
 
 bool BasicAccount::isEnabledForDataclass(std::string_view dataclass) const {
-  const std::optional<StringList> enabled = enabledDataclasses();
-  return enabled && contains(*enabled, dataclass);
+  if (parentAccount_ != nullptr) {
+    const std::optional<StringList> enabled = enabledDataclasses();
+    return enabled && contains(*enabled, dataclass);
+  }
+  // The same without the list, most of which nobody asked for.
+  const Array* enabled = arrayOrNull(findProperty(kAccountEnabledDataclasses));
+  if (enabled == nullptr) return false;
+  const Array* provisioned = arrayOrNull(findProperty(kAccountProvisionedDataclasses));
+  const auto restricted = _profileRestrictedDataclasses();
+  return isSupported(dataclass, *this) && containsString(*enabled, dataclass) &&
+         (provisioned == nullptr || containsString(*provisioned, dataclass)) &&
+         !restricted.contains(dataclass);
 }
 
 void BasicAccount::setEnabledForDataclass(bool enabled, std::string_view dataclass) {
-  if (contains(supportedInOrder(), dataclass)) storeEnabled(enabled, dataclass);
+  if (isSupported(dataclass, *this)) storeEnabled(enabled, dataclass);
 }
 
 void BasicAccount::_forcedSetEnabledForDataclass(bool enabled, std::string_view dataclass) {

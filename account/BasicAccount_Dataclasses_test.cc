@@ -1,5 +1,7 @@
 // Tests of a record's rules for supported, provisioned and enabled data classes.
+#include <algorithm>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -181,6 +183,34 @@ TEST_F(DataclassesTest, StoredOnesAreReportedOnceEachInCanonicalOrder) {
   EXPECT_THAT(account->enabledDataclasses(), Optional(ElementsAre(kMail, kCalendars, kNotes)));
   EXPECT_TRUE(account->isEnabledForDataclass(kNotes));
   EXPECT_FALSE(account->isEnabledForDataclass(kContacts));
+}
+
+TEST_F(DataclassesTest, ADataclassIsEnabledWhereTheListOfEnabledOnesNamesIt) {
+  fake.restrictions.set(RestrictionSwitch::CloudDocuments, 2);
+  std::mt19937 random(7);
+  const auto someOf = [&] {
+    Array some;
+    for (const std::string& each : BasicAccount::allSupportedDataclasses()) {
+      if (random() % 2 == 0) some.append(each);
+    }
+    return some;
+  };
+  const auto someProperties = [&] {
+    Dictionary properties;
+    if (random() % 4 != 0) properties.set("Enabled Dataclasses", someOf());
+    if (random() % 2 != 0) properties.set("Provisioned Dataclasses", someOf());
+    return properties;
+  };
+  constexpr std::string_view kTypes[] = {"Groupware", "Cloud", "Odd"};
+  for (int round = 0; round < 500; ++round) {
+    auto account = make(kTypes[random() % 3], someProperties());
+    if (random() % 4 == 0) account = makeChild(account, kTypes[random() % 3], someProperties());
+    const auto enabled = account->enabledDataclasses().value_or(StringList());
+    for (const std::string& each : BasicAccount::allSupportedDataclasses()) {
+      const bool isListed = std::find(enabled.begin(), enabled.end(), each) != enabled.end();
+      EXPECT_EQ(account->isEnabledForDataclass(each), isListed) << each;
+    }
+  }
 }
 
 TEST_F(DataclassesTest, AnEnabledListOfTheWrongKindCountsAsAbsent) {

@@ -9,6 +9,8 @@
 
 namespace accountsettings {
 
+class BasicAccount;
+
 // The fourteen data classes in canonical order.
 [[nodiscard]] const StringList& allDataclasses();
 // Whether `text` is one of the fourteen.
@@ -16,5 +18,7 @@ namespace accountsettings {
 // The known data classes of `list` once each, in canonical order, then all its other strings in
 // their own order.
 [[nodiscard]] StringList inCanonicalOrder(const StringList& list);
+// Whether the account's supportedDataclasses() name the data class, without a copy of them.
+[[nodiscard]] bool isSupported(std::string_view dataclass, const BasicAccount& account);
 
 }  // namespace accountsettings

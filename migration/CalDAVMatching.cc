@@ -56,7 +56,7 @@ StringList AccountsDataMigrator::_expectedCalDAVUsernamesForAccount(const BasicA
 std::optional<std::string> AccountsDataMigrator::_expectedCalDAVHostnameForAccount(
     const BasicAccount& account) {
   const ConfigurationValues& values = ProcessContext::current().platform().configuration.values();
-  const auto accountClass = account.accountClass();
+  const auto accountClass = classOf(account);
   std::optional<std::string> host;
   if (accountClass == "GmailAccount") host = values.gmailCalDAVHost;
   if (accountClass == "YahooAccount") host = values.yahooCalDAVHost;
@@ -66,7 +66,7 @@ std::optional<std::string> AccountsDataMigrator::_expectedCalDAVHostnameForAccou
 
 StringList AccountsDataMigrator::_expectedCalDAVPrincipalURLsForAccount(
     const BasicAccount& account) {
-  const auto accountClass = account.accountClass();
+  const auto accountClass = classOf(account);
   StringList paths;
   for (const std::string& username : _expectedCalDAVUsernamesForAccount(account)) {
     const std::string escaped = _urlSafeUsername(username);
@@ -100,7 +100,7 @@ std::optional<CalDAVIdentity> calDAVIdentityOf(const BasicAccount& calDAVAccount
 
 CalDAVFolding::CalDAVFolding(const AccountsManager::AccountList& accounts) {
   for (const auto& account : accounts) {
-    if (account->accountClass() != "MobileCalDAVAccount") continue;
+    if (classOf(*account) != "MobileCalDAVAccount") continue;
     if (auto identity = calDAVIdentityOf(*account)) {
       candidates_[std::move(*identity)].accounts.push_back(account);
     }

@@ -9,14 +9,16 @@ bool contains(const StringList& list, std::string_view text) {
   return std::ranges::find(list, text) != list.end();
 }
 
-bool isOneOf(const std::optional<std::string>& text,
-             std::initializer_list<std::string_view> texts) {
+bool isOneOf(std::optional<std::string_view> text, std::initializer_list<std::string_view> texts) {
   return text && std::ranges::find(texts, *text) != texts.end();
 }
 
+std::optional<std::string_view> classOf(const BasicAccount& account) {
+  return account.textForKey("Class");
+}
+
 std::optional<std::string> stringProperty(const BasicAccount& account, std::string_view key) {
-  const auto value = account.accountPropertyForKey(key);
-  const auto text = stringOf(value ? &*value : nullptr);
+  const auto text = account.textForKey(key);
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 // StepReading holds the readings of accounts that several version steps share. It knows no
-// property key: the keys stand beside the steps, where later renames cannot reach them.
+// property key but "Class": the others stand beside the steps, where later renames cannot reach
+// them.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +19,11 @@ namespace accountsettings {
   return list && contains(*list, text);
 }
 
-[[nodiscard]] bool isOneOf(const std::optional<std::string>& text,
+[[nodiscard]] bool isOneOf(std::optional<std::string_view> text,
                            std::initializer_list<std::string_view> texts);
 
+// The account's class, or its parent's, without a copy; good until one of them changes.
+[[nodiscard]] std::optional<std::string_view> classOf(const BasicAccount& account);
 // The string under `key`, or none where there is none or something else.
 [[nodiscard]] std::optional<std::string> stringProperty(const BasicAccount& account,
                                                         std::string_view key);

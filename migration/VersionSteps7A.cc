@@ -72,22 +72,20 @@ bool keepsLocalData(const ExternalData& data) {
 }
 
 bool isGmailOrYahoo(const BasicAccount& account) {
-  return isOneOf(account.accountClass(), {"GmailAccount", "YahooAccount"});
+  return isOneOf(classOf(account), {"GmailAccount", "YahooAccount"});
 }
 
 void enableMailAndNotesWhereActive(BasicAccount& account) {
-  const bool isMail =
-      isOneOf(account.accountClass(),
-              {"IMAPAccount", "GmailAccount", "YahooAccount", "AOLAccount", "QuorraAccount"});
+  const bool isMail = isOneOf(classOf(account), {"IMAPAccount", "GmailAccount", "YahooAccount",
+                                                 "AOLAccount", "QuorraAccount"});
   if (!isMail || !booleanProperty(account, "IsActive", true)) return;
   account.setEnabledForDataclass(true, kMail);
   account.setEnabledForDataclass(true, kNotes);
 }
 
 void giveOwnType(BasicAccount& account) {
-  const auto accountClass = account.accountClass();
-  if (accountClass == "GmailAccount") account._forcedSetAccountPropertyForKey("Gmail", "Type");
-  if (accountClass == "YahooAccount") account._forcedSetAccountPropertyForKey("Yahoo", "Type");
+  if (classOf(account) == "GmailAccount") account._forcedSetAccountPropertyForKey("Gmail", "Type");
+  if (classOf(account) == "YahooAccount") account._forcedSetAccountPropertyForKey("Yahoo", "Type");
 }
 
 }  // namespace

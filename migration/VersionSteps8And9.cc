@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "account/Dataclasses.h"
 #include "logging/Logging.h"
 #include "migration/AccountsDataMigrator.h"
 #include "migration/StepReading.h"
@@ -34,7 +35,7 @@ const Platform& platform() {
   return ProcessContext::current().platform();
 }
 
-bool isHostedMailClass(const std::optional<std::string>& accountClass) {
+bool isHostedMailClass(std::optional<std::string_view> accountClass) {
   return isOneOf(accountClass, {"QuorraAccount", "VantorAccount"});
 }
 
@@ -92,7 +93,7 @@ PropertyList withoutOwnName(const PropertyList& child) {
   const Dictionary* properties = child.dictionary();
   const Account account =
       properties != nullptr ? BasicAccount::accountWithProperties(*properties) : nullptr;
-  if (!account || !isHostedMailClass(account->accountClass()) || !account->displayName()) {
+  if (!account || !isHostedMailClass(classOf(*account)) || !account->displayName()) {
     return child;
   }
   account->removeAccountPropertyForKey("DisplayName");
@@ -111,7 +112,7 @@ void removeNamesOfHostedChildren(BasicAccount& account) {
 }
 
 bool isActiveMailAccount(const BasicAccount& account) {
-  return isOneOf(account.accountClass(),
+  return isOneOf(classOf(account),
                  {"IMAPAccount", "GmailAccount", "YahooAccount", "AOLAccount", "POPAccount"}) &&
          booleanProperty(account, "IsActive", true);
 }
@@ -142,7 +143,7 @@ bool hasChildren(const BasicAccount& account) {
 bool settleStandaloneCloudAccount(BasicAccount& account) {
   const std::string typeString = platform().cloudAccountModel.cloudAccountTypeString();
   if (account.displayName() == "Quorra") account.setDisplayName(typeString);
-  const bool isPrimary = contains(account.enabledDataclasses(), kDeviceLocator);
+  const bool isPrimary = account.isEnabledForDataclass(kDeviceLocator);
   if (isPrimary) makePrimary(account);
   account.setAccountPropertyForKey(typeString, "Type String");
   account.setAccountPropertyForKey(typeString, "Short Type String");
@@ -227,7 +228,7 @@ bool AccountsDataMigrator::_migrateAccountsFrom8A293(AccountsManager& store) {
 bool AccountsDataMigrator::_migrateAccountsFrom8B117(AccountsManager& store) {
   const AccountList accounts = store.allBasicAccounts();
   forEachAccount(accounts, [&](const Account& account) {
-    if (isHostedMailClass(account->accountClass())) putUnderUmbrella(store, account);
+    if (isHostedMailClass(classOf(*account))) putUnderUmbrella(store, account);
   });
   store.saveAllAccounts();
   return true;
@@ -237,7 +238,7 @@ bool AccountsDataMigrator::_migrateAccountsFrom8B117(AccountsManager& store) {
 // POP accounts too.
 bool AccountsDataMigrator::_migrateAccountsFrom8C136(AccountsManager& store) {
   forEachAccount(store.allBasicAccounts(), [](const Account& account) {
-    if (account->accountClass() == "ZQAccount") removeNamesOfHostedChildren(*account);
+    if (classOf(*account) == "ZQAccount") removeNamesOfHostedChildren(*account);
     if (isActiveMailAccount(*account)) account->setEnabledForDataclass(true, kMail);
   });
   store.saveAllAccounts();
@@ -256,11 +257,10 @@ bool AccountsDataMigrator::_migrateAccountsFrom8F191(AccountsManager& store) {
 bool AccountsDataMigrator::_migrateAccountsFrom9A182(AccountsManager& store) {
   bool foundPrimary = false;
   forEachAccount(store.allBasicSyncableAccounts(), [&](const Account& account) {
-    if (contains(account->supportedDataclasses(), kReminders) &&
-        contains(account->enabledDataclasses(), kCalendars)) {
+    if (isSupported(kReminders, *account) && account->isEnabledForDataclass(kCalendars)) {
       account->setEnabledForDataclass(true, kReminders);
     }
-    if (account->accountClass() == "ZQAccount" && settleCloudAccount(*account)) {
+    if (classOf(*account) == "ZQAccount" && settleCloudAccount(*account)) {
       foundPrimary = true;
     }
   });
@@ -280,7 +280,7 @@ bool AccountsDataMigrator::_migrateAccountsFrom9A182(AccountsManager& store) {
 bool AccountsDataMigrator::_migrateAccountsFrom9A334(AccountsManager& store) {
   for (const Account& account : store.basicAccountsWithTypes({"ZelqoAccount", "Quorra"})) {
     takeCloudStorageFromSecondary(*account);
-    if (account->accountClass() == "ZQAccount") settleHostedChildren(*account);
+    if (classOf(*account) == "ZQAccount") settleHostedChildren(*account);
   }
   store.setDataVersion(11);
   store.saveAllAccounts();
