@@ -184,19 +184,24 @@ std::string accountNamed(const std::string& name, const InspectedFiles& files,
                          const History& history) {
   std::set<std::string> named;
   if (name.empty()) return "";
+  const auto addNamed = [&](const AccountNode& each) {
+    const bool isNamed = sameInAnyCase(each.name, name) || sameInAnyCase(each.username, name);
+    if (isNamed && !each.identifier.empty()) named.insert(each.identifier);
+  };
   const auto& settings = files.settings.content;
-  if (settings && *settings) {
-    forEachNode(accountTreeOf(**settings).accounts, [&](const AccountNode& each) {
-      const bool isNamed = sameInAnyCase(each.name, name) || sameInAnyCase(each.username, name);
-      if (isNamed && !each.identifier.empty()) named.insert(each.identifier);
-    });
-  }
+  if (settings && *settings) forEachNode(accountTreeOf(**settings).accounts, addNamed);
   forEachChange(history, [&](const Dictionary&, const Dictionary& change) {
     const std::string account = textUnder(change, history::kChangedAccount);
     const bool isNamed =
         isTitleOf(textUnder(change, history::kTitle), name) || holdsUsername(change, name);
     if (isIdentifier(account) && isNamed) named.insert(account);
   });
+  // A description counts where nothing else is called so: what it was converted to may be as well.
+  if (named.empty()) {
+    for (const LegacyFile& file : legacyFilesOf(files)) {
+      forEachNode(legacyTreeOf(file.content, *file.format).accounts, addNamed);
+    }
+  }
   if (named.empty()) return "";
   const std::set<std::string> ofOne = identifiersOf(history, *named.begin());
   if (std::ranges::includes(ofOne, named)) return *named.begin();
@@ -240,6 +245,11 @@ AccountHistory accountHistoryOf(const History& history, const std::string& accou
     if (key && !isWhole && keysOf(change, key).empty()) return;
     found.events.push_back({&entry, &change});
   });
+  // A key that the account never had did not come or go with it.
+  const bool isKnown = !key || std::ranges::any_of(found.events, [&](const AccountEvent& each) {
+    return !keysOf(*each.change, key).empty();
+  });
+  if (!isKnown) found.events.clear();
   found.incomplete = static_cast<std::size_t>(std::count_if(
       history.entries.begin(), history.entries.end(),
       [](const Dictionary& entry) { return entry.boolean(history::kChangesLeftOut); }));

@@ -32,7 +32,8 @@ struct AccountHistory {
 // there is none, or more than one.
 [[nodiscard]] std::string accountMeantBy(const std::string& typed, const InspectedFiles& files,
                                          const History& history);
-// `key` alone counts where it is given, and what made the whole account come or go.
+// `key` alone counts where it is given: what changed it, and what made the whole account come or go
+// if that ever had it.
 [[nodiscard]] AccountHistory accountHistoryOf(const History& history, const std::string& account,
                                               const std::optional<std::string>& key = {});
 // That which took the account away and after which it never came back; nullptr where there is none.

@@ -159,6 +159,11 @@ TEST_F(AccountHistory, TellsEditsFromWhatToWhat) {
             "set - changed A\n  PortNumber: 993 -> -\n"
             "remove - removed A\n");
   EXPECT_NE(linesOf("A", "Enabled Dataclasses").find(", Notes\n"), std::string::npos);
+  const ToolResult mistyped = run({"history", "A", "PortNubmer"});
+  EXPECT_EQ(mistyped.status, 1);
+  EXPECT_NE(mistyped.out.find("No run that the history tells of changed its \"PortNubmer\"."),
+            std::string::npos)
+      << mistyped.out;
   // What came is green, what changed yellow, and what went red.
   const std::string coloured = run({"history", "A", "PortNumber", "--color", "always"}).out;
   const std::size_t came = coloured.find("\033[32m");

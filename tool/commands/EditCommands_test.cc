@@ -255,7 +255,10 @@ TEST_F(Edit, GetShowsATerminalNothingRaw) {
 
 TEST_F(Edit, GetHidesSecrets) {
   ASSERT_EQ(run({"set", "A", "Password", "s3cret"}).status, 0);
-  EXPECT_EQ(run({"get", "A", "Password"}).out, "(hidden)\n");
+  const ToolResult hidden = run({"get", "A", "Password"});
+  EXPECT_EQ(hidden.out, "(hidden)\n");
+  EXPECT_EQ(hidden.err, "accountsettings: secrets are hidden; --reveal shows them\n");
+  EXPECT_EQ(run({"get", "A", "Password", "--reveal"}).err, "");
   EXPECT_EQ(run({"get", "A"}).out.find("s3cret"), std::string::npos);
   EXPECT_EQ(run({"get", "A", "Password", "--reveal"}).out, "s3cret\n");
 }

@@ -62,7 +62,14 @@ ExitStatus GetCommand::run(Session& session) {
       missing.push_back(key);
     }
   }
-  if (!reveal_) values = withSecretsHidden(values);
+  if (!reveal_) {
+    Dictionary visible = withSecretsHidden(values);
+    // A script must not take what stands there for the password.
+    if (!keys_.empty() && visible != values) {
+      session.output.note("secrets are hidden; --reveal shows them");
+    }
+    values = std::move(visible);
+  }
   Output& output = session.output;
   if (output.json()) {
     output.document("get", {{"account", account.name}, {"values", values}});

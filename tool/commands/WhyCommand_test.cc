@@ -42,7 +42,8 @@ class Why : public ::testing::Test {
   int status_ = -1;
 };
 
-const Dictionary kGoodDescription{{"uniqueId", "GOOD"}, {"AccountType", "IMAPAccount"}};
+const Dictionary kGoodDescription{
+    {"uniqueId", "GOOD"}, {"AccountType", "IMAPAccount"}, {"AccountName", "The Good One"}};
 const Dictionary kBadDescription{{"uniqueId", "BAD"}, {"AccountName", "No class"}};
 
 TEST_F(Why, AnAccountIsNotLoaded) {
@@ -165,6 +166,9 @@ TEST_F(Why, ALegacyFileIsNotConvertedAndWasNot) {
   ask("GOOD");
   EXPECT_EQ(answer_.string("state"), "in-legacy-file");
   EXPECT_EQ(answer_.string("reason"), reason);
+  const std::string answer(answer_.string("answer").value_or(""));
+  ask("the good one");  // as it is called, in any case
+  EXPECT_EQ(answer_.string("answer"), answer);
   (void)run({"migrate", "--accept-loss"});
   ASSERT_FALSE(root_.get(ToolRoot::kLegacyMail).has_value());
   ask(root_.at(ToolRoot::kLegacyMail));

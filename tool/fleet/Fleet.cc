@@ -79,6 +79,7 @@ class Fleet {
     summary_.results = options.resultsFile();
     summary_.devices = roots_.size();
     summary_.jobs = options.workerCount();
+    summary_.listIsInput = options.rootsFrom == "-";
     if (!summary_.results) return;
     if (options.resume) done_ = doneIn(*summary_.results, roots_, command.name);
     summary_.alreadyDone = static_cast<std::size_t>(std::ranges::count(done_, true));

@@ -474,6 +474,23 @@ TEST_F(FleetProgram, ShowsAndChecksMany) {
       << filtered.out;
 }
 
+TEST_F(FleetProgram, WhatACheckOfManyFoundStandsInItsSummary) {
+  makeDevices(2);
+  device(1).putText(ToolRoot::kSettings, "nonsense");
+  const std::string list = device(0).path() + "\n" + device(1).path() + "\n";
+  const ToolResult result = ToolRun({"check", "--roots-from", "-"}).withInput(list).run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.out.find("\n  " + device(1).path() + ": refused; found unreadable\n"),
+            std::string::npos)
+      << result.out;
+  // What came through a pipe is gone.
+  EXPECT_NE(
+      result.out.find("Run those again with, the same list on standard input: accountsettings "
+                      "check --roots-from -\n"),
+      std::string::npos)
+      << result.out;
+}
+
 TEST_F(FleetProgram, TheDocumentFollowsItsSchema) {
   makeDevices(3);
   device(0).putText(ToolRoot::kSettings, "nonsense");

@@ -49,7 +49,11 @@ void writeOpen(Output& output, const FleetSummary& summary) {
   output.line(output.paint(Colour::Bold, "Devices that are not done"));
   for (const FleetTally::Open& each : tally.open()) {
     std::string text = each.root + ": " + std::string(nameOf(each.outcome));
-    if (each.error) text += ": " + each.error->message;
+    if (each.error) {
+      text += ": " + each.error->message;
+    } else if (!each.findings.empty()) {
+      text += "; found " + joined(each.findings, ", ");
+    }
     output.paragraph("  ", text);
     if (each.error && !each.error->advice.empty()) {
       output.hanging("    ", "    ", each.error->advice, Colour::Dim);
@@ -76,7 +80,9 @@ void writeSummary(Output& output, const FleetSummary& summary) {
   writeOpen(output, summary);
   if (summary.again.empty()) return;
   output.line("");
-  output.line((summary.left() > 0 ? "Go on with: " : "Run those again with: ") + summary.again);
+  const std::string again = summary.left() > 0 ? "Go on with" : "Run those again with";
+  output.line(again + (summary.listIsInput ? ", the same list on standard input: " : ": ") +
+              summary.again);
 }
 
 Dictionary summaryForScripts(const FleetSummary& summary) {

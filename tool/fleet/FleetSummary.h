@@ -20,7 +20,8 @@ struct FleetSummary {
   std::chrono::duration<double> time{};
   std::optional<std::string> results;  // the file
   bool interrupted = false;            // it was ended before all had been begun
-  std::string again;  // the command line that goes on, or runs those again that are open
+  std::string again;         // the command line that goes on, or runs those again that are open
+  bool listIsInput = false;  // it reads the list from standard input
 
   // How many were not begun.
   [[nodiscard]] std::size_t left() const noexcept {

@@ -37,7 +37,7 @@ void FleetTally::add(const DeviceResult& result) {
   if (!isDone(result.outcome)) {
     ++openCount_;
     if (open_.size() < kNamed) {
-      open_.push_back({result.root, result.outcome, result.status, result.error});
+      open_.push_back({result.root, result.outcome, result.status, result.error, result.findings});
     }
   }
   if (slowest_.size() == kSlowest && slowest_.back().took >= result.took) return;

@@ -28,7 +28,8 @@ class FleetTally {
     std::string root;
     DeviceOutcome outcome;
     ExitStatus status;
-    std::optional<Problem> error;  // none where the outcome says all
+    std::optional<Problem> error;  // none where the outcome and the findings say all
+    std::vector<std::string> findings;
   };
 
   void add(const DeviceResult& result);
