@@ -176,8 +176,6 @@ class EventWriter {
   const Dictionary* last_ = nullptr;
 };
 
-}  // namespace
-
 // The identifier of the account that is called so, now or in the history; empty where none is.
 // Throws Prevented where several are.
 std::string accountNamed(const std::string& name, const InspectedFiles& files,
@@ -210,6 +208,8 @@ std::string accountNamed(const std::string& name, const InspectedFiles& files,
       "give the identifier of one: " + joined(std::vector(named.begin(), named.end()), ", "),
       FailureCode::NoAccount);
 }
+
+}  // namespace
 
 std::string accountMeantBy(const std::string& typed, const InspectedFiles& files,
                            const History& history) {

@@ -125,6 +125,17 @@ void carryOut(OpenedRoot& device, const BackupManifest& manifest,
   }
 }
 
+// To be thrown where it was never there, or was pruned.
+Prevented noSuchBackup(OpenedRoot& device, const std::string& name) {
+  const History history = requireHistory(device);
+  const Dictionary* pruning = pruningOf(history, name);
+  return {device.shown(backupsDirectory()) + "/" + name,
+          pruning == nullptr ? "there is no such backup"
+                             : "there is no such backup any more: it was pruned by " +
+                                   userOf(*pruning) + " at " + timeOf(*pruning),
+          "'accountsettings restore --list' lists them", FailureCode::NoBackup};
+}
+
 }  // namespace
 
 // What a restore did, or would do.
@@ -174,15 +185,7 @@ BackupManifest RestoreCommand::chosenBackup(OpenedRoot& device) const {
                     "choose another: see 'accountsettings restore --list'",
                     FailureCode::Unreadable);
   }
-  if (backup_) {
-    const History history = requireHistory(device);
-    const Dictionary* pruning = pruningOf(history, *backup_);
-    throw Prevented(place + "/" + *backup_,
-                    pruning == nullptr ? "there is no such backup"
-                                       : "there is no such backup any more: it was pruned by " +
-                                             userOf(*pruning) + " at " + timeOf(*pruning),
-                    "'accountsettings restore --list' lists them", FailureCode::NoBackup);
-  }
+  if (backup_) throw noSuchBackup(device, *backup_);
   throw Prevented(place, "there is no backup that could be put back",
                   "check --root; 'migrate' and the edits make backups", FailureCode::NoBackup);
 }
@@ -246,11 +249,8 @@ std::vector<std::string> RestoreCommand::namesToPrune(OpenedRoot& device) const 
   if (!backup_) return superfluousBackups(found, {keep, keep});
   const auto named = std::find_if(found.begin(), found.end(),
                                   [&](const FoundBackup& each) { return each.name == *backup_; });
+  if (named == found.end()) throw noSuchBackup(device, *backup_);
   const std::string shown = device.shown(backupsDirectory()) + "/" + *backup_;
-  if (named == found.end()) {
-    throw Prevented(shown, "there is no such backup", "'accountsettings restore --list' lists them",
-                    FailureCode::NoBackup);
-  }
   const bool isNewest = std::none_of(named + 1, found.end(), [](const FoundBackup& each) {
     return each.manifest && !each.manifest->edit();
   });

@@ -771,7 +771,8 @@ TEST_F(Prune, RemovesANamedBackupWhateverItIs) {
   EXPECT_EQ(backups(), (std::vector<std::string>{all[1]}));
   const ToolResult gone = run("restore", {"--prune", all[0]});
   EXPECT_EQ(gone.status, 3);
-  EXPECT_NE(gone.err.find("there is no such backup"), std::string::npos);
+  EXPECT_NE(gone.err.find("there is no such backup any more: it was pruned by "), std::string::npos)
+      << gone.err;
 }
 
 TEST_F(Prune, NamesOnThisMachineWhatStandsAgainstIt) {
