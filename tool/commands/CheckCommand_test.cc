@@ -198,6 +198,17 @@ TEST(Check, TellsDataClassesThatTheTypeCannotCarryOnceEach) {
   EXPECT_EQ(checkSettings({with(mailAccount("A"), "Enabled Dataclasses", enabled)}),
             (Found{"unsupported-dataclass A Enabled Dataclasses",
                    "unsupported-dataclass A Enabled Dataclasses"}));
+  ToolRoot root;
+  root.putSettings(12, {with(mailAccount("A"), "Enabled Dataclasses", enabled)});
+  const std::string text = runTool({"check", root.path()}).out;
+  for (const std::string each : {"com.zelqo.Dataclass.Bookmarks", "odd"}) {
+    EXPECT_NE(text.find("disable --root " + root.path() + " A " + each + "'"), std::string::npos)
+        << text;
+    EXPECT_EQ(runTool({"disable", "A", each, "--root", root.path()}).status, 0);
+  }
+  EXPECT_EQ((*root.settings().array("Accounts"))[0].dictionary()->get("Enabled Dataclasses"),
+            PropertyList(Array{"com.zelqo.Dataclass.Mail"}));
+  EXPECT_NE(runTool({"check", root.path()}).out.find("found nothing"), std::string::npos);
 }
 
 TEST(Check, TellsValuesOfTheWrongKind) {

@@ -85,14 +85,21 @@ ExitStatus SwitchCommand::run(Session& session) {
     throw WrongUsage("", "at least one DATACLASS is needed",
                      "see accountsettings " + command + " --help");
   }
-  StringList dataclasses;
-  for (const std::string& each : dataclasses_) dataclasses.push_back(dataclassFromText(each));
   AccountEditor editor(session, edit_);
   const EditedAccount account = editor.loadedAccount(identifier_);
-  for (const std::string& dataclass : dataclasses) {
+  StringList dataclasses;
+  for (const std::string& each : dataclasses_) {
+    // What is stored can be switched off, whether or not the type carries it.
+    const bool isStored = storesAsEnabled(*account.record, each);
+    const std::string& dataclass =
+        dataclasses.emplace_back(isStored ? each : dataclassFromText(each));
+    const bool isOn = storesAsEnabled(*account.record, dataclass);
+    if (isOn && !enable_) {
+      account.record->_forcedSetEnabledForDataclass(false, dataclass);
+      continue;
+    }
     requireSupports(*account.record, dataclass);
-    if (storesAsEnabled(*account.record, dataclass) == enable_) continue;
-    account.record->setEnabledForDataclass(enable_, dataclass);
+    if (enable_ && !isOn) account.record->setEnabledForDataclass(true, dataclass);
   }
   for (const std::string& dataclass : dataclasses) {
     if (account.record->isEnabledForDataclass(dataclass) == enable_) continue;

@@ -98,7 +98,7 @@ inline constexpr std::array kFindingKinds = std::to_array<FindingKind>({
     {finding::kInvalidChild, "invalid-child", Severity::Warning, false, false,
      "Correct the child's \"Type\" and \"Class\" in the parent's \"ChildAccounts\", or remove it."},
     {finding::kUnsupportedDataclass, "unsupported-dataclass", Severity::Warning, false, false,
-     "Store the list under \"Enabled Dataclasses\" without it ('accountsettings set')."},
+     "Switch it off with 'accountsettings disable', once the settings are migrated."},
     // The legacy files.
     {finding::kLegacyUnreadable, "unreadable", Severity::Error, true, false,
      "Put back a good copy, or move the file away so that it is not taken for an empty one."},

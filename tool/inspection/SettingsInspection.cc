@@ -114,6 +114,13 @@ class SettingsInspection {
     return text + ".";
   }
 
+  // Empty where it has to be migrated first.
+  std::string switchOff(const Subject& subject, std::string_view dataclass) {
+    const std::string name = version_ == AccountsManager::currentVersion() ? nameFor(subject) : "";
+    if (name.empty() || dataclass.starts_with('-') || visible(dataclass) != dataclass) return "";
+    return "Switch it off with " + adviceCommand({"disable", name, std::string(dataclass)}) + ".";
+  }
+
   std::string justRemove(const Subject& subject) {
     const std::string name = nameFor(subject);
     return name.empty() ? "" : "Take it away with " + adviceCommand({"remove", name}) + ".";
@@ -164,7 +171,7 @@ class SettingsInspection {
     if (!inspectTypeAndClass(*properties, subject)) return;
     if (!inspectMailClass(*properties, subject)) return;
     inspectIdentifier(*properties, subject);
-    inspectDataclasses(*properties, subject.label);
+    inspectDataclasses(*properties, subject);
     inspectChildren(*properties, subject);
   }
 
@@ -271,7 +278,7 @@ class SettingsInspection {
     return false;
   }
 
-  void inspectDataclasses(const Dictionary& properties, const std::string& label) {
+  void inspectDataclasses(const Dictionary& properties, const Subject& subject) {
     const auto type = properties.string(kAccountType);
     if (!type) return;
     const StringList& carried = carriedBy(*type);
@@ -281,10 +288,11 @@ class SettingsInspection {
       if (!dataclass || std::ranges::find(carried, *dataclass) != carried.end()) continue;
       if (!told.insert(*dataclass).second) continue;
       list_.addForAccount(
-          finding::kUnsupportedDataclass, label, std::string(kAccountEnabledDataclasses),
+          finding::kUnsupportedDataclass, subject.label, std::string(kAccountEnabledDataclasses),
           quoted(*dataclass) + " is stored as enabled, but accounts of type " + quoted(*type) +
               " cannot carry it; it is not reported, and some upgrade steps "
-              "remove it.");
+              "remove it.",
+          switchOff(subject, *dataclass));
     }
   }
 
@@ -331,7 +339,7 @@ class SettingsInspection {
       return;
     }
     inspectChildIdentifier(*properties, subject);
-    inspectDataclasses(*properties, subject.label);
+    inspectDataclasses(*properties, subject);
   }
 
   void inspectChildIdentifier(const Dictionary& properties, const Subject& subject) {
