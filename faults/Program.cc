@@ -23,14 +23,19 @@ namespace accountsettings::faults {
 
 namespace {
 
+// As main() and execvp() take them, which live as long as the texts.
+std::vector<char*> wordsOf(std::vector<std::string>& texts) {
+  std::vector<char*> words;
+  words.reserve(texts.size() + 1);
+  for (std::string& each : texts) words.push_back(each.data());
+  words.push_back(nullptr);
+  return words;
+}
+
 int callMain(const std::vector<std::string>& arguments) {
   std::vector<std::string> texts = {"accountsettings"};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> values;
-  for (std::string& each : texts) values.push_back(each.data());
-  const int count = static_cast<int>(values.size());
-  values.push_back(nullptr);
-  return accountsettingsMain(count, values.data());
+  return accountsettingsMain(static_cast<int>(texts.size()), wordsOf(texts).data());
 }
 
 // Standard output and errors, into a file in memory for as long as it lives.
@@ -166,10 +171,7 @@ Told runOtherProgram(const std::vector<std::string>& words) {
   return inChild(
       [&] {
         std::vector<std::string> texts = words;
-        std::vector<char*> values;
-        for (std::string& each : texts) values.push_back(each.data());
-        values.push_back(nullptr);
-        ::execvp(values[0], values.data());
+        ::execvp(texts.front().c_str(), wordsOf(texts).data());
         return 127;
       },
       {});

@@ -67,8 +67,10 @@ class Race {
       const Told told = runProgram(arguments);
       const std::string words =
           told.words.substr(0, std::min<std::size_t>(told.words.find('\n'), 200));
-      const std::string line = what + " " + std::to_string(number) + " " +
-                               std::to_string(told.status) + " " + words + "\n";
+      std::string line = what;
+      line.append(" ").append(std::to_string(number));
+      line.append(" ").append(std::to_string(told.status));
+      line.append(" ").append(words).append("\n");
       (void)!::write(ends_[1], line.data(), line.size());
     }
     ::_exit(0);
@@ -131,7 +133,8 @@ RaceResult race(const DiskTree& device, const std::filesystem::path& root, doubl
     // keeps changing.
     const bool reads = what == "show" || what == "plan";
     if (reads && status > 1 && words.find("keeps changing") == std::string::npos) {
-      result.problem = what + " answered " + std::to_string(status) + ":" + words;
+      result.problem = what;
+      result.problem.append(" answered ").append(std::to_string(status)).append(":").append(words);
     }
   }
   const DiskTree disk = readTree(root);
@@ -144,7 +147,8 @@ RaceResult race(const DiskTree& device, const std::filesystem::path& root, doubl
     const auto found = names.find(identifier);
     const std::string meant = "number " + std::to_string(count);
     if (!withRestores && (found == names.end() || found->second != meant)) {
-      result.problem = "the edit '" + meant + "' of " + identifier + " is lost";
+      result.problem = "the edit '";
+      result.problem.append(meant).append("' of ").append(identifier).append(" is lost");
     }
   }
   if (result.problem.empty()) result.problem = nothingTemporaryIsLeft(disk);

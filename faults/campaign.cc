@@ -295,8 +295,7 @@ std::string Campaign::whatIsWrong(const Scenario& scenario, const Told& told,
     return "";
   }
   if (!disturbance.cut && !isByLibrary) {
-    const std::string lie =
-        whatWasToldIsSo(told, disturbance, scenario.before, disk, scenario.reference);
+    std::string lie = whatWasToldIsSo(told, disturbance, scenario.before, disk, scenario.reference);
     if (!lie.empty()) return lie;
   }
   if (scenario.kind == Kind::Reading)
