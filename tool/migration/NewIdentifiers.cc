@@ -1,8 +1,10 @@
 // The search for identifiers that no input holds, and their replacement.
 #include "tool/migration/NewIdentifiers.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -24,18 +26,27 @@ struct TextHash : std::hash<std::string_view> {
 };
 using Names = std::unordered_map<std::string, std::string, TextHash, std::equal_to<>>;
 
-const Array& accountsOf(const std::optional<Dictionary>& settings) {
-  static const Array kNone;
-  return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : kNone;
+// Calls `visit` with every text in the value, keys left out.
+template <class Visit>
+void forEachText(const PropertyList& value, const Visit& visit) {
+  if (const Dictionary* dictionary = value.dictionary()) {
+    for (const auto& entry : *dictionary) forEachText(entry.value(), visit);
+  } else if (const Array* array = value.array()) {
+    for (const PropertyList& each : *array) forEachText(each, visit);
+  } else if (const auto text = value.stringValue()) {
+    visit(*text);
+  }
 }
 
-void forEachText(const PropertyList& value, const std::function<void(std::string_view)>& visit) {
-  if (const auto text = value.stringValue()) return visit(*text);
-  if (const Array* array = value.array()) {
-    for (const PropertyList& each : *array) forEachText(each, visit);
-  } else if (const Dictionary* dictionary = value.dictionary()) {
-    for (const auto& entry : *dictionary) forEachText(entry.value(), visit);
-  }
+// Where the account of a list stood in the list before it; without a matching, at the same place.
+std::optional<AccountPlace> predecessorOf(AccountPlace place, const AccountMatching* matching) {
+  return matching != nullptr ? matching->predecessorOf(place) : place;
+}
+
+// Whether a top-level account is, with its children, the very one that it was.
+bool isTheSame(const Array& before, std::optional<AccountPlace> from, const PropertyList& now) {
+  return from && !from->isChild() && from->top < before.size() &&
+         before[from->top].identicalTo(now);
 }
 
 // Finder collects the identifiers that stand in accounts and in no input.
@@ -44,69 +55,81 @@ class Finder {
   explicit Finder(const MigrationSummary& summary) : summary_(summary) {}
 
   std::vector<std::string> find() {
-    const Array* before = &accountsOf(summary_.settingsBefore);
+    const Array* before = &storedAccounts(summary_.settingsBefore);
     for (const StepRecord& step : summary_.steps) {
-      for (const Array* now : {&step.before, &step.after}) before = compare(*before, *now);
+      compare(*before, step.before, nullptr);
+      compare(step.before, step.after, &step.matching);
+      before = &step.after;
     }
-    compare(*before, accountsOf(summary_.settingsAfter));
+    compare(*before, storedAccounts(summary_.settingsAfter), nullptr);
     if (!found_.empty()) forgetThoseOfInputs();
     std::vector<std::string> inOrder;
-    for (const std::string& each : order_) {
-      if (found_.contains(each)) inOrder.push_back(each);
+    for (const std::string_view each : order_) {
+      if (found_.contains(each)) inOrder.emplace_back(each);
     }
     return inOrder;
   }
 
  private:
-  // Looks at the accounts of `now` that have another identifier than the one at their place before.
-  const Array* compare(const Array& before, const Array& now) {
-    if (before.identicalTo(now)) return &now;
+  // Looks at the accounts of `now` that have another identifier than they had before.
+  void compare(const Array& before, const Array& now, const AccountMatching* matching) {
+    if (before.identicalTo(now)) return;
     for (std::size_t top = 0; top < now.size(); ++top) {
-      if (top < before.size() && before[top].identicalTo(now[top])) continue;
-      lookAt(accountAt(before, {top}), accountAt(now, {top}));
-      for (std::size_t i = 0; i < childrenAt(now, top).size(); ++i) {
-        lookAt(accountAt(before, {top, i}), accountAt(now, {top, i}));
+      const auto from = predecessorOf({top}, matching);
+      if (isTheSame(before, from, now[top])) continue;
+      lookAt(from ? accountAt(before, *from) : nullptr, now[top].dictionary());
+      const Array& children = childrenAt(now, top);
+      for (std::size_t i = 0; i < children.size(); ++i) {
+        const auto childFrom = predecessorOf({top, i}, matching);
+        lookAt(childFrom ? accountAt(before, *childFrom) : nullptr, children[i].dictionary());
       }
     }
-    return &now;
   }
 
   void lookAt(const Dictionary* old, const Dictionary* account) {
     if (account == nullptr || (old != nullptr && old->identicalTo(*account))) return;
     for (const std::string_view key : kIdentifierKeys) {
       const std::string_view text = account->string(key).value_or("");
-      if (text.size() != kLength || (old != nullptr && old->string(key) == text)) continue;
-      if (found_.emplace(text).second) order_.emplace_back(text);
+      if (text.size() != kLength || (old != nullptr && isIdentifierIn(*old, text))) continue;
+      if (found_.insert(text).second) order_.push_back(text);
     }
+  }
+
+  // Whether it was one before, and so was looked at before.
+  static bool isIdentifierIn(const Dictionary& account, std::string_view text) {
+    return std::ranges::any_of(kIdentifierKeys,
+                               [&](std::string_view key) { return account.string(key) == text; });
   }
 
   void forgetThoseOfInputs() {
     const auto forget = [&](std::string_view text) {
-      if (text.size() == kLength) found_.erase(std::string(text));
+      if (text.size() == kLength) found_.erase(text);
     };
     if (summary_.settingsBefore) forEachText(*summary_.settingsBefore, forget);
     for (const LegacyFile& file : summary_.legacyFiles) forEachText(file.content, forget);
   }
 
   const MigrationSummary& summary_;
-  std::unordered_set<std::string> found_;
-  std::vector<std::string> order_;
+  std::unordered_set<std::string_view> found_;  // of texts in the summary
+  std::vector<std::string_view> order_;
 };
 
 // Replacer puts names in the place of texts of accounts.
 class Replacer {
  public:
-  explicit Replacer(Names names) : names_(std::move(names)) {}
+  // `before` are accounts that hold none of them.
+  Replacer(Names names, const Array& before) : names_(std::move(names)), last_(before, before) {}
 
   // What was replaced last is not replaced anew: each step goes on with what the one before it
-  // left, and most accounts stay as they are.
-  Array replaced(const Array& accounts) {
+  // left, and most accounts stay as they are. `matching` is of the accounts before and these.
+  Array replaced(const Array& accounts, const AccountMatching* matching = nullptr) {
     if (accounts.identicalTo(last_.first)) return last_.second;
     const auto& [before, replacedBefore] = last_;
     Array result = accounts;
     for (std::size_t i = 0; i < accounts.size(); ++i) {
-      const bool isKnown = i < before.size() && accounts[i].identicalTo(before[i]);
-      PropertyList changed = isKnown ? replacedBefore[i] : memberOf(accounts[i]);
+      const auto from = predecessorOf({i}, matching);
+      const bool isKnown = isTheSame(before, from, accounts[i]);
+      PropertyList changed = isKnown ? replacedBefore[from->top] : memberOf(accounts[i]);
       if (!changed.identicalTo(accounts[i])) result.set(i, std::move(changed));
     }
     last_ = {accounts, result};
@@ -163,14 +186,14 @@ void hideNewIdentifiers(MigrationSummary& summary) {
     names.emplace(each, found.size() == 1 ? "a new identifier"
                                           : "new identifier " + std::to_string(names.size() + 1));
   }
-  Replacer replacer(std::move(names));
+  Replacer replacer(std::move(names), storedAccounts(summary.settingsBefore));
   for (StepRecord& step : summary.steps) {
     step.before = replacer.replaced(step.before);
-    step.after = replacer.replaced(step.after);
+    step.after = replacer.replaced(step.after, &step.matching);
   }
   if (summary.settingsAfter) {
     summary.settingsAfter->set(kPlistAccountsKey,
-                               replacer.replaced(accountsOf(summary.settingsAfter)));
+                               replacer.replaced(storedAccounts(summary.settingsAfter)));
   }
   for (LedgerEntry& entry : summary.ledger.entries) replacer.replaceIn(entry.to);
 }
