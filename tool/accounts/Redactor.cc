@@ -229,11 +229,12 @@ PropertyList Redactor::stored(const PropertyList& content) {
   return storedUnder(factsOf({}), content);
 }
 
+void Redactor::writeStored(JsonWriter& json, const PropertyList& content) {
+  writeStoredUnder(json, factsOf({}), content);
+}
+
 PropertyList Redactor::storedUnder(const KeyFacts& key, const PropertyList& value) {
-  if (key.isSecret) {
-    return isSeenUnderSecretKey(value) ? value : replaced(Kind::Secret, identityOf(value));
-  }
-  if (const Dictionary* dictionary = value.dictionary()) {
+  if (const Dictionary* dictionary = key.isSecret ? nullptr : value.dictionary()) {
     Dictionary result;
     for (const auto& entry : *dictionary) {
       KeyFacts& facts = factsOf(entry.key());
@@ -242,10 +243,35 @@ PropertyList Redactor::storedUnder(const KeyFacts& key, const PropertyList& valu
     }
     return result;
   }
-  if (const Array* array = value.array()) {
-    Array result;
-    for (const PropertyList& each : *array) result.append(storedUnder(key, each));
-    return result;
+  if (const Array* array = key.isSecret ? nullptr : value.array()) {
+    return listOf(*array, [&](const PropertyList& each) { return storedUnder(key, each); });
+  }
+  return storedScalar(key, value);
+}
+
+void Redactor::writeStoredUnder(JsonWriter& json, const KeyFacts& key, const PropertyList& value) {
+  if (json.tooLarge()) return;
+  if (const Dictionary* dictionary = key.isSecret ? nullptr : value.dictionary()) {
+    KeyFacts* facts = nullptr;
+    return json.writeDictionary(
+        *dictionary, areNamesOnceStored(*dictionary),
+        [&](const Dictionary::Entry& entry) {
+          facts = &factsOf(entry.key());
+          return storedKey(entry.key(), *facts);
+        },
+        [&](const Dictionary::Entry& entry) { writeStoredUnder(json, *facts, entry.value()); });
+  }
+  if (const Array* array = key.isSecret ? nullptr : value.array()) {
+    return json.writeList(*array,
+                          [&](const PropertyList& each) { writeStoredUnder(json, key, each); });
+  }
+  json.write(storedScalar(key, value));
+}
+
+// Of what holds nothing, or is not looked into.
+PropertyList Redactor::storedScalar(const KeyFacts& key, const PropertyList& value) {
+  if (key.isSecret) {
+    return isSeenUnderSecretKey(value) ? value : replaced(Kind::Secret, identityOf(value));
   }
   if (const auto text = value.stringValue()) {
     const bool model = key.holdsModelWords && isModelWord(*text);
@@ -256,6 +282,15 @@ PropertyList Redactor::storedUnder(const KeyFacts& key, const PropertyList& valu
     return replaced(Kind::Data, {reinterpret_cast<const char*>(bytes->data()), bytes->size()});
   }
   return value;
+}
+
+// Whether JSON can hold the keys as they are then: stand-ins it can.
+bool Redactor::areNamesOnceStored(const Dictionary& dictionary) {
+  return JsonWriter::areNames(dictionary) ||
+         std::ranges::all_of(dictionary, [&](const Dictionary::Entry& entry) {
+           return factsOf(entry.key()).isPersonal ||
+                  JsonWriter::areNames(Dictionary{{entry.key(), 0}});
+         });
 }
 
 std::string Redactor::storedKey(std::string_view key, KeyFacts& facts) {
@@ -325,19 +360,16 @@ std::string Redactor::withoutLearned(std::string_view text) {
   return result + withoutPatterns(text.substr(copied));
 }
 
-PropertyList Redactor::told(const PropertyList& value) {
+void Redactor::writeTold(JsonWriter& json, const PropertyList& value) {
   if (const Dictionary* dictionary = value.dictionary()) {
-    Dictionary result;
-    for (const auto& entry : *dictionary) result.set(entry.key(), told(entry.value()));
-    return result;
+    json.writeDictionary(*dictionary, [&](const auto& entry) { writeTold(json, entry.value()); });
+  } else if (const Array* array = value.array()) {
+    json.writeList(*array, [&](const PropertyList& each) { writeTold(json, each); });
+  } else if (const auto text = value.stringValue()) {
+    json.writeText(sentence(*text));
+  } else {
+    json.write(value);
   }
-  if (const Array* array = value.array()) {
-    Array result;
-    for (const PropertyList& each : *array) result.append(told(each));
-    return result;
-  }
-  const auto text = value.stringValue();
-  return text ? PropertyList(sentence(*text)) : value;
 }
 
 std::string Redactor::logLine(std::string_view line) {

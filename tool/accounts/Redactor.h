@@ -17,6 +17,7 @@
 
 #include "plist/PropertyList.h"
 #include "tool/accounts/LearnedTexts.h"
+#include "tool/frame/Json.h"
 
 namespace accountsettings {
 
@@ -36,10 +37,12 @@ class Redactor {
   // structure, numbers, dates, and the words of the account model. Spells out what is shared: the
   // content is to be one that fittedToLimit() gave.
   [[nodiscard]] PropertyList stored(const PropertyList& content);
+  // The same as JSON, written as it is made.
+  void writeStored(JsonWriter& json, const PropertyList& content);
   // A sentence of this program: learned values, mail addresses and UUIDs are replaced.
   [[nodiscard]] std::string sentence(std::string_view text);
-  // The same for every text in a value that this program made.
-  [[nodiscard]] PropertyList told(const PropertyList& value);
+  // The same for every text in a value that this program made, written as JSON.
+  void writeTold(JsonWriter& json, const PropertyList& value);
   // A line of the system log: a sentence whose objects, "{ ... }", are cut out.
   [[nodiscard]] std::string logLine(std::string_view line);
 
@@ -85,6 +88,9 @@ class Redactor {
   KeyFacts& factsOf(std::string_view key);
   [[nodiscard]] std::string storedKey(std::string_view key, KeyFacts& facts);
   [[nodiscard]] PropertyList storedUnder(const KeyFacts& key, const PropertyList& value);
+  [[nodiscard]] PropertyList storedScalar(const KeyFacts& key, const PropertyList& value);
+  void writeStoredUnder(JsonWriter& json, const KeyFacts& key, const PropertyList& value);
+  [[nodiscard]] bool areNamesOnceStored(const Dictionary& dictionary);
   [[nodiscard]] std::string withoutLearned(std::string_view text);
   [[nodiscard]] std::string withoutPatterns(std::string_view text);
 

@@ -13,8 +13,48 @@ namespace {
 
 class RedactorTest : public PlatformTest {
  protected:
+  // What is written of stored content, which is to be what stored() answers.
+  PropertyList written(const PropertyList& content) {
+    JsonWriter json(JsonForm::Indented);
+    redactor.writeStored(json, content);
+    return fromJson(json.finish().value()).value();
+  }
+
   Redactor redactor;
 };
+
+TEST_F(RedactorTest, WritesWhatItAnswers) {
+  const Dictionary content = {
+      {"Username", "anna"},
+      {"imap.home.example", Array{"anna", Dictionary{{"$Name", 5}}, Dictionary{}, Array{}}},
+      {"anna@home.example", Dictionary{{"Password", Array{"open", "sesame"}}, {"Serial", 7}}},
+      {"Folder \x1b Name", PropertyList::data(Bytes{1, 2})},
+      {"com.zelqo.\xED\xA0\x80", PropertyList::date(0.5)},
+      {"J\xC3\xB6rg \xED\xA0\x80", 1.5}};
+  redactor.learn(content);
+  const PropertyList stored = redactor.stored(content);
+  EXPECT_EQ(written(content), stored);
+  const auto places = redactor.counts().front().places;
+  EXPECT_EQ(written(content), stored);
+  EXPECT_GT(redactor.counts().front().places, places);
+}
+
+TEST_F(RedactorTest, WritesSentencesWithoutWhatWasLearned) {
+  redactor.learn(Dictionary{{"Username", "anna"}});
+  JsonWriter json(JsonForm::Compact);
+  redactor.writeTold(json, Dictionary{{"account", "anna"},
+                                      {"all", Array{"of anna", 5, Dictionary{{"anna", true}}}}});
+  EXPECT_EQ(json.finish().value(), R"({"account":"user-1","all":["of user-1",5,{"anna":true}]})");
+}
+
+TEST_F(RedactorTest, WritesNoMoreThanAGigabyte) {
+  Array shared{std::string(1 << 20, 'x')};
+  for (int i = 0; i < 40; ++i) shared = Array{PropertyList(shared), PropertyList(shared)};
+  JsonWriter json(JsonForm::Compact);
+  json.text().assign((1U << 30U) + 1, 'x');
+  redactor.writeStored(json, shared);
+  EXPECT_FALSE(json.finish().ok());
+}
 
 TEST_F(RedactorTest, EqualValuesHaveOneStandInWhereverTheyOccur) {
   const Dictionary content = {{"Username", "anna"}, {"Owner", Array{"anna", "berta"}}};

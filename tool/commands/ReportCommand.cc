@@ -60,38 +60,51 @@ std::string nameFor(const std::string& root, const char* extension) {
   return name + "-" + sum->substr(0, kDigits) + extension;
 }
 
-// ReportMaker puts the parts of a report together.
+// ReportMaker writes the parts of a report one after the other: no part need exist as a whole
+// with what is personal replaced.
 class ReportMaker {
  public:
-  ReportMaker(OpenedRoot& device, Output& output)
-      : device_(device), output_(output), files_(filesOfRoot()) {
+  ReportMaker(OpenedRoot& device, Output& output) : device_(device), output_(output) {}
+
+  // Finds out what is to be told.
+  void prepare() {
+    // The rehearsal takes the most memory, and so comes before what is kept of it.
+    planned();
     learnDevice(redactor_, device_, files_);
   }
 
-  Dictionary make(const std::optional<std::string>& logFile) {
-    // The rehearsal takes the most memory, and so comes before what is kept of it.
-    Plan plan = planned();
+  void writeTo(JsonWriter& json, const std::optional<std::string>& logFile) {
+    json_ = &json;
     output_.doing([&] {
       return Doing{"Replacing what is personal ...", placeIn("part", 2, 3), accountsIn(files_)};
     });
-    Dictionary report{{"toolVersion", kToolVersion},
-                      {"currentVersion", AccountsManager::currentVersion()},
-                      {"files", fileFacts()},
-                      {"settings", contentOf(files_.settings)},
-                      {"legacyMail", contentOf(files_.legacyMail)},
-                      {"legacyExchange", contentOf(files_.legacyExchange)}};
-    addPlan(report, std::move(plan));
+    write("currentVersion", AccountsManager::currentVersion());
+    write("files", fileFacts());
+    writeContent("settings", files_.settings);
+    writeContent("legacyMail", files_.legacyMail);
+    writeContent("legacyExchange", files_.legacyExchange);
+    writePlan();
     output_.doing([] { return Doing{"Collecting the rest ...", placeIn("part", 3, 3)}; });
-    report.set("backups", PropertyList(backups()));
-    report.set("records", PropertyList(records()));
-    if (logFile) report.set("log", PropertyList(logLines(*logFile)));
-    report.set("replaced", PropertyList(forScripts(counts())));
-    return report;
+    writeTold("backups", listOf(requireBackups(device_), backupForScripts));
+    writeTold("records",
+              listOf(findRecordFiles(device_.files(), requireBackups(device_)), recordForScripts));
+    if (logFile) write("log", logLines(*logFile));
+    write("replaced", forScripts(counts()));
   }
 
   [[nodiscard]] std::vector<Redactor::Count> counts() const { return redactor_.counts(); }
 
  private:
+  void write(std::string_view name, const PropertyList& value) {
+    json_->member(name);
+    json_->write(value);
+  }
+
+  void writeTold(std::string_view name, const PropertyList& value) {
+    json_->member(name);
+    redactor_.writeTold(*json_, value);
+  }
+
   Array fileFacts() {
     Array facts;
     for (const TouchedPath& each : pathsThatAMigrationTouches()) {
@@ -111,53 +124,41 @@ class ReportMaker {
     return facts;
   }
 
-  Dictionary contentOf(const InspectedFile& file) {
-    if (!file.content) return {{"present", false}};
-    if (!*file.content) {
-      return {{"present", true}, {"problem", redactor_.sentence(file.content->error().message)}};
+  void writeContent(std::string_view name, const InspectedFile& file) {
+    json_->member(name);
+    json_->begin();
+    write("present", file.content.has_value());
+    if (file.content && !*file.content) {
+      write("problem", redactor_.sentence(file.content->error().message));
+    } else if (file.content) {
+      json_->member("content");
+      redactor_.writeStored(*json_, output_.fitting(**file.content));
     }
-    return {{"present", true}, {"content", redactor_.stored(output_.fitting(**file.content))}};
+    json_->end();
   }
 
   // What a migration would do, or why that cannot be told.
-  struct Plan {
-    std::optional<MigrationSummary> summary;
-    std::string problem;
-  };
-
-  Plan planned() {
+  void planned() {
     try {
-      return {planMigration(device_, output_), ""};
+      MigrationSummary summary = planMigration(device_, output_);
+      // An earlier migration that is to be ended first counts as ended in the plan.
+      files_ = summary.decision.interruptedMigration ? filesOfRoot()
+                                                     : filesOfRoot(summary.settingsBefore);
+      // Where somebody keeps the device root is nobody's business.
+      summary.root = "/";
+      for (Finding& each : summary.findings) each.action = each.kind->action;
+      plan_ = summaryForScripts(summary, ShownPath::onTheDevice(), SummaryDetail::ForSupport);
     } catch (const CommandFailure& failure) {
-      return {std::nullopt, failure.what()};
+      problem_ = failure.what();
+      files_ = filesOfRoot();
     }
   }
 
-  void addPlan(Dictionary& report, Plan plan) {
-    if (!plan.summary) {
-      report.set("planProblem", PropertyList(redactor_.sentence(plan.problem)));
-      report.set("findings", redactor_.told(findingsForScripts(inspectDevice(device_, files_),
-                                                               ShownPath::onTheDevice())));
-      return;
-    }
-    MigrationSummary& summary = *plan.summary;
-    // Where somebody keeps the device root is nobody's business.
-    summary.root = "/";
-    for (Finding& each : summary.findings) each.action = each.kind->action;
-    Dictionary told =
-        summaryForScripts(summary, ShownPath::onTheDevice(), SummaryDetail::ForSupport);
-    plan.summary.reset();
-    report.set("plan", redactor_.told(std::move(told)));
-  }
-
-  Array backups() {
-    return listOf(requireBackups(device_),
-                  [&](const FoundBackup& each) { return redactor_.told(backupForScripts(each)); });
-  }
-
-  Array records() {
-    return listOf(findRecordFiles(device_.files(), requireBackups(device_)),
-                  [&](const RecordFile& each) { return redactor_.told(recordForScripts(each)); });
+  void writePlan() {
+    if (plan_) return writeTold("plan", *plan_);
+    write("planProblem", redactor_.sentence(problem_));
+    writeTold("findings",
+              findingsForScripts(inspectDevice(device_, files_), ShownPath::onTheDevice()));
   }
 
   // The last lines of a file that the program's --log made.
@@ -175,7 +176,10 @@ class ReportMaker {
   OpenedRoot& device_;
   Output& output_;
   InspectedFiles files_;
+  std::optional<Dictionary> plan_;
+  std::string problem_;  // why there is none
   Redactor redactor_;
+  JsonWriter* json_ = nullptr;
 };
 
 }  // namespace
@@ -202,12 +206,14 @@ void ReportCommand::describeOwn(OptionSet& options) {
 ReportCommand::Counts ReportCommand::writeReport(Session& session, OpenedRoot& device,
                                                  const std::string& file) const {
   session.output.doing([] { return Doing{"Reading the accounts ...", placeIn("part", 1, 3)}; });
-  ReportMaker maker(device, session.output);
-  const Dictionary report = maker.make(logFile_);
-  const Result<std::string> text = session.output.documentText("report", report, "/");
+  const auto maker = std::make_shared<ReportMaker>(device, session.output);
+  session.leave(maker);
+  maker->prepare();
+  const Result<std::string> text = session.output.documentText(
+      "report", [&](JsonWriter& json) { maker->writeTo(json, logFile_); }, "/");
   if (!text) throw Prevented(file, text.error().message);
   writeFile(file, *text);
-  return maker.counts();
+  return maker->counts();
 }
 
 DevicePage ReportCommand::pageOf(Session& session, OpenedRoot& device) const {

@@ -84,130 +84,6 @@ void appendQuoted(std::string& json, std::string_view text) {
   json += '"';
 }
 
-// Writer turns values into JSON, and stops where that takes too much.
-class Writer {
- public:
-  explicit Writer(JsonForm form) : form_(form) {}
-
-  void write(const PropertyList& value) {
-    if (tooLarge()) return;
-    switch (value.kind()) {
-      case PropertyList::Kind::Array:
-        return writeArray(*value.array());
-      case PropertyList::Kind::Dictionary:
-        return writeDictionary(*value.dictionary());
-      case PropertyList::Kind::String:
-        return writeText(*value.stringValue());
-      case PropertyList::Kind::Data:
-        return writeTagged("$data", [&] { appendQuoted(text_, base64(*value.dataValue())); });
-      case PropertyList::Kind::Date:
-        return writeDate(*value.dateSeconds());
-      case PropertyList::Kind::Uid:
-        return writeTagged("$uid", [&] { text_ += std::to_string(*value.uidValue()); });
-      case PropertyList::Kind::Real:
-        return writeReal(*value.real());
-      case PropertyList::Kind::Boolean:
-        text_ += value.booleanValue() ? "true" : "false";
-        return;
-      case PropertyList::Kind::Integer:
-        break;
-    }
-    text_ += value.isUnsigned() ? std::to_string(value.unsignedValue())
-                                : std::to_string(value.integerValue());
-  }
-
-  [[nodiscard]] bool tooLarge() const { return text_.size() > kSizeLimit; }
-  [[nodiscard]] std::string& text() { return text_; }
-
- private:
-  // The members of an array or a dictionary, each on a line of its own.
-  template <class Members, class Member>
-  void writeAll(char open, const Members& members, char close, const Member& writeMember) {
-    text_ += open;
-    ++depth_;
-    bool isFirst = true;
-    for (const auto& each : members) {
-      if (!std::exchange(isFirst, false)) text_ += ',';
-      breakLine();
-      writeMember(each);
-    }
-    --depth_;
-    if (!isFirst) breakLine();
-    text_ += close;
-  }
-
-  void breakLine() {
-    if (form_ == JsonForm::Compact) return;
-    text_ += '\n';
-    text_.append(2 * depth_, ' ');
-  }
-
-  void writeArray(const Array& array) {
-    writeAll('[', array, ']', [&](const PropertyList& each) { write(each); });
-  }
-
-  void writeDictionary(const Dictionary& dictionary) {
-    const auto isText = [](const Dictionary::Entry& entry) {
-      return kindOfText(entry.key()) == Text::Unicode;
-    };
-    if (!std::ranges::all_of(dictionary, isText)) return writeEntries(dictionary);
-    const bool escapeKey = dictionary.size() == 1 && dictionary.begin()->key().starts_with('$');
-    writeAll('{', dictionary, '}', [&](const Dictionary::Entry& entry) {
-      appendQuoted(text_, escapeKey ? "$" + std::string(entry.key()) : entry.key());
-      text_ += form_ == JsonForm::Compact ? ":" : ": ";
-      write(entry.value());
-    });
-  }
-
-  // The form for keys that JSON cannot hold.
-  void writeEntries(const Dictionary& dictionary) {
-    writeTagged("$entries", [&] {
-      writeAll('[', dictionary, ']', [&](const Dictionary::Entry& entry) {
-        write(Array{PropertyList(entry.key()), entry.value()});
-      });
-    });
-  }
-
-  // The form of a value that JSON lacks.
-  template <class Value>
-  void writeTagged(std::string_view tag, const Value& writeValue) {
-    writeAll('{', std::array{tag}, '}', [&](std::string_view key) {
-      appendQuoted(text_, key);
-      text_ += form_ == JsonForm::Compact ? ":" : ": ";
-      writeValue();
-    });
-  }
-
-  void writeText(std::string_view text) {
-    if (kindOfText(text) == Text::Unicode) return appendQuoted(text_, text);
-    writeTagged("$text", [&] { appendQuoted(text_, base64(bytesOf(text))); });
-  }
-
-  void writeReal(double real) {
-    if (std::isfinite(real)) {
-      text_ += Json(real).dump();
-      return;
-    }
-    writeTagged("$real", [&] {
-      appendQuoted(text_, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
-    });
-  }
-
-  void writeDate(double seconds) {
-    writeTagged("$date", [&] {
-      if (const auto text = detail::formatDate(seconds)) {
-        appendQuoted(text_, *text);
-      } else {
-        writeReal(seconds);
-      }
-    });
-  }
-
-  std::string text_;
-  JsonForm form_;
-  std::size_t depth_ = 0;
-};
-
 // Reader turns JSON into values and remembers the first thing that has no place in one.
 class Reader {
  public:
@@ -311,11 +187,130 @@ class Reader {
 
 }  // namespace
 
+void JsonWriter::write(const PropertyList& value) {
+  if (tooLarge()) return;
+  switch (value.kind()) {
+    case PropertyList::Kind::Array:
+      return writeList(*value.array(), [&](const PropertyList& each) { write(each); });
+    case PropertyList::Kind::Dictionary:
+      return writeDictionary(*value.dictionary(),
+                             [&](const Dictionary::Entry& entry) { write(entry.value()); });
+    case PropertyList::Kind::String:
+      return writeText(*value.stringValue());
+    case PropertyList::Kind::Data:
+      return writeTagged("$data", [&] { appendQuoted(text_, base64(*value.dataValue())); });
+    case PropertyList::Kind::Date:
+      return writeDate(*value.dateSeconds());
+    case PropertyList::Kind::Uid:
+      return writeTagged("$uid", [&] { text_ += std::to_string(*value.uidValue()); });
+    case PropertyList::Kind::Real:
+      return writeReal(*value.real());
+    case PropertyList::Kind::Boolean:
+      text_ += value.booleanValue() ? "true" : "false";
+      return;
+    case PropertyList::Kind::Integer:
+      break;
+  }
+  text_ += value.isUnsigned() ? std::to_string(value.unsignedValue())
+                              : std::to_string(value.integerValue());
+}
+
+void JsonWriter::writeText(std::string_view text) {
+  if (tooLarge()) return;
+  if (kindOfText(text) == Text::Unicode) return appendQuoted(text_, text);
+  writeTagged("$text", [&] { appendQuoted(text_, base64(bytesOf(text))); });
+}
+
+bool JsonWriter::areNames(const Dictionary& dictionary) {
+  return std::ranges::all_of(dictionary, [](const Dictionary::Entry& entry) {
+    return kindOfText(entry.key()) == Text::Unicode;
+  });
+}
+
+void JsonWriter::begin() {
+  open('{');
+}
+
+void JsonWriter::member(std::string_view name) {
+  nextMember();
+  writeNameAsItIs(name);
+}
+
+void JsonWriter::end() {
+  close('}');
+}
+
+bool JsonWriter::tooLarge() const noexcept {
+  return text_.size() > kSizeLimit;
+}
+
+Result<std::string> JsonWriter::finish() {
+  if (tooLarge()) return Error{"the value takes more than a gigabyte as JSON"};
+  return std::move(text_);
+}
+
+std::string_view JsonWriter::keyOf(const Dictionary::Entry& entry) {
+  return entry.key();
+}
+
+void JsonWriter::open(char bracket) {
+  text_ += bracket;
+  ++depth_;
+  isFirst_ = true;
+}
+
+void JsonWriter::nextMember() {
+  if (!std::exchange(isFirst_, false)) text_ += ',';
+  breakLine();
+}
+
+void JsonWriter::close(char bracket) {
+  --depth_;
+  // Whatever holds it has this one now.
+  if (!std::exchange(isFirst_, false)) breakLine();
+  text_ += bracket;
+}
+
+void JsonWriter::breakLine() {
+  if (form_ == JsonForm::Compact) return;
+  text_ += '\n';
+  text_.append(2 * depth_, ' ');
+}
+
+void JsonWriter::writeName(std::string_view name, bool isOnly) {
+  const bool isLikeATag = isOnly && name.starts_with('$');
+  isLikeATag ? writeNameAsItIs("$" + std::string(name)) : writeNameAsItIs(name);
+}
+
+void JsonWriter::writeNameAsItIs(std::string_view name) {
+  appendQuoted(text_, name);
+  text_ += form_ == JsonForm::Compact ? ":" : ": ";
+}
+
+void JsonWriter::writeReal(double real) {
+  if (std::isfinite(real)) {
+    text_ += Json(real).dump();
+    return;
+  }
+  writeTagged("$real", [&] {
+    appendQuoted(text_, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
+  });
+}
+
+void JsonWriter::writeDate(double seconds) {
+  writeTagged("$date", [&] {
+    if (const auto text = detail::formatDate(seconds)) {
+      appendQuoted(text_, *text);
+    } else {
+      writeReal(seconds);
+    }
+  });
+}
+
 Result<std::string> toJson(const PropertyList& value, JsonForm form) {
-  Writer writer(form);
+  JsonWriter writer(form);
   writer.write(value);
-  if (writer.tooLarge()) return Error{"the value takes more than a gigabyte as JSON"};
-  return std::move(writer.text());
+  return writer.finish();
 }
 
 Result<PropertyList> fromJson(std::string_view text) {

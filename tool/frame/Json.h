@@ -7,6 +7,7 @@
 // A real dictionary whose only key begins with "$" is written with one "$" more.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,105 @@ template <class Items, class Form>
 }
 
 enum class JsonForm { Indented, Compact };
+
+// JsonWriter writes a JSON text value by value, so that what is written need not exist as a whole.
+// What would take more than a gigabyte is not written.
+class JsonWriter {
+ public:
+  explicit JsonWriter(JsonForm form) : form_(form) {}
+
+  void write(const PropertyList& value);
+  void writeText(std::string_view text);
+  // The list of what `writeMember` writes of each member.
+  template <class Members, class WriteMember>
+  void writeList(const Members& members, const WriteMember& writeMember) {
+    writeAll('[', members, ']', writeMember);
+  }
+  // A dictionary with a value, which `writeValue` writes, for each entry, under the name that
+  // `nameOf` answers just before it. Where a name may not be Unicode, `areNames` is to be false.
+  template <class NameOf, class WriteValue>
+  void writeDictionary(const Dictionary& dictionary, bool areNames, const NameOf& nameOf,
+                       const WriteValue& writeValue) {
+    if (!areNames) return writeEntries(dictionary, nameOf, writeValue);
+    writeAll('{', dictionary, '}', [&](const auto& entry) {
+      writeName(nameOf(entry), dictionary.size() == 1);
+      writeValue(entry);
+    });
+  }
+  // The same under the dictionary's own keys.
+  template <class WriteValue>
+  void writeDictionary(const Dictionary& dictionary, const WriteValue& writeValue) {
+    writeDictionary(dictionary, areNames(dictionary), keyOf, writeValue);
+  }
+  // Whether JSON can hold the dictionary's keys.
+  [[nodiscard]] static bool areNames(const Dictionary& dictionary);
+  // A dictionary that is written member by member: its beginning, the name of each value that
+  // follows, and its end.
+  void begin();
+  void member(std::string_view name);
+  void end();
+
+  [[nodiscard]] bool tooLarge() const noexcept;
+  // What was written so far, to be taken or mended.
+  [[nodiscard]] std::string& text() noexcept { return text_; }
+  // All of it; the error tells that it is too large.
+  [[nodiscard]] Result<std::string> finish();
+
+ private:
+  [[nodiscard]] static std::string_view keyOf(const Dictionary::Entry& entry);
+
+  void open(char bracket);
+  void nextMember();
+  void close(char bracket);
+  void breakLine();
+  // `isOnly` tells that the dictionary has no other.
+  void writeName(std::string_view name, bool isOnly);
+  void writeNameAsItIs(std::string_view name);
+  void writeReal(double real);
+  void writeDate(double seconds);
+
+  // The members of an array or a dictionary, each on a line of its own.
+  template <class Members, class WriteMember>
+  void writeAll(char begin, const Members& members, char end, const WriteMember& writeMember) {
+    open(begin);
+    for (const auto& each : members) {
+      nextMember();
+      writeMember(each);
+    }
+    close(end);
+  }
+
+  // The form for keys that JSON cannot hold.
+  template <class NameOf, class WriteValue>
+  void writeEntries(const Dictionary& dictionary, const NameOf& nameOf,
+                    const WriteValue& writeValue) {
+    writeTagged("$entries", [&] {
+      writeList(dictionary, [&](const auto& entry) {
+        open('[');
+        nextMember();
+        writeText(nameOf(entry));
+        nextMember();
+        writeValue(entry);
+        close(']');
+      });
+    });
+  }
+
+  // The form of a value that JSON lacks.
+  template <class WriteValue>
+  void writeTagged(std::string_view tag, const WriteValue& writeValue) {
+    open('{');
+    nextMember();
+    writeNameAsItIs(tag);
+    writeValue();
+    close('}');
+  }
+
+  std::string text_;
+  JsonForm form_;
+  std::size_t depth_ = 0;
+  bool isFirst_ = true;  // of the members of the container that is open
+};
 
 // Indented by two spaces or in one line, keys in the dictionaries' order, no line break at the end;
 // what a terminal would obey is escaped. Fails for a value that would take more than a gigabyte, as

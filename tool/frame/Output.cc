@@ -281,24 +281,53 @@ Status Output::finish(const std::string& root) {
   return written_;
 }
 
+Dictionary Output::headOf(std::string_view name, const std::string& root) const {
+  Dictionary head{{"format", "accountsettings." + std::string(name)},
+                  {"formatVersion", 1},
+                  {"toolVersion", kToolVersion},
+                  {"root", root},
+                  {"startedAt", startedAt()}};
+  if (root.empty()) head.remove("root");
+  return head;
+}
+
+double Output::secondsTaken() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
+}
+
 Result<std::string> Output::documentText(std::string_view name, const Dictionary& content,
                                          const std::string& root) {
   Fitted fitted{content, 0};
   if (limited_) fitted = fittedToLimit(content);
   tellLeftOut(fitted.leftOut);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started_;
-  Dictionary document{{"format", "accountsettings." + std::string(name)},
-                      {"formatVersion", 1},
-                      {"toolVersion", kToolVersion},
-                      {"root", root},
-                      {"startedAt", startedAt()},
-                      {"durationSeconds", took.count()}};
-  if (root.empty()) document.remove("root");
+  Dictionary document = headOf(name, root);
+  document.set("durationSeconds", secondsTaken());
   for (const auto& entry : *fitted.value.dictionary()) document.set(entry.key(), entry.value());
   if (fitted.leftOut > 0) document.set("leftOut", fitted.leftOut);
   Result<std::string> json = toJson(document, compact_ ? JsonForm::Compact : JsonForm::Indented);
   if (!json) return json;
   return std::move(json).value() + "\n";
+}
+
+Result<std::string> Output::documentText(std::string_view name,
+                                         const std::function<void(JsonWriter&)>& writeMembers,
+                                         const std::string& root) {
+  JsonWriter json(compact_ ? JsonForm::Compact : JsonForm::Indented);
+  json.begin();
+  for (const auto& entry : headOf(name, root)) {
+    json.member(entry.key());
+    json.write(entry.value());
+  }
+  json.member("durationSeconds");
+  const std::size_t placeOfDuration = json.text().size();
+  writeMembers(json);
+  json.end();
+  Result<std::string> text = json.finish();
+  if (!text) return text;
+  // It is known now.
+  text->insert(placeOfDuration, toJson(secondsTaken()).value());
+  *text += '\n';
+  return text;
 }
 
 std::string counted(std::size_t count, std::string_view one, std::string_view many) {

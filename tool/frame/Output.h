@@ -8,6 +8,7 @@
 #include <chrono>
 #include <concepts>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -19,6 +20,7 @@
 #include "plist/Result.h"
 #include "plist/Visible.h"
 #include "tool/frame/Errors.h"
+#include "tool/frame/Json.h"
 #include "tool/frame/Options.h"
 #include "tool/frame/Progress.h"
 #include "tool/frame/Terminal.h"
@@ -111,6 +113,11 @@ class Output {
   // tell these otherwise, and is cut as fitting() does, with "leftOut" where something is missing.
   [[nodiscard]] Result<std::string> documentText(std::string_view name, const Dictionary& content,
                                                  const std::string& root);
+  // The same for a content that `writeMembers` writes and that is small enough: a member after the
+  // other.
+  [[nodiscard]] Result<std::string> documentText(
+      std::string_view name, const std::function<void(JsonWriter&)>& writeMembers,
+      const std::string& root);
   // When the program began, as its documents tell it.
   [[nodiscard]] std::string startedAt() const;
   // Writes a line to standard error at once.
@@ -146,6 +153,9 @@ class Output {
     Dictionary content;
   };
 
+  // What a document tells before its content.
+  [[nodiscard]] Dictionary headOf(std::string_view name, const std::string& root) const;
+  [[nodiscard]] double secondsTaken() const;
   [[nodiscard]] std::vector<Piece> wordsOf(std::string_view text, Colour colour) const;
   void append(std::string_view text);
   void flush();
