@@ -29,6 +29,7 @@
 #include "faults/Racing.h"
 #include "faults/RealProgram.h"
 #include "faults/Scenarios.h"
+#include "faults/ToldHistory.h"
 #include "testing/TemporaryDirectory.h"
 
 namespace accountsettings::faults {
@@ -297,6 +298,8 @@ std::string Campaign::whatIsWrong(const Scenario& scenario, const Told& told,
   if (!disturbance.cut && !isByLibrary) {
     std::string lie = whatWasToldIsSo(told, disturbance, scenario.before, disk, scenario.reference);
     if (!lie.empty()) return lie;
+    const std::string untold = historyIsTrue(told, scenario.before, disk);
+    if (!untold.empty()) return untold;
   }
   if (scenario.kind == Kind::Reading)
     return difference(comparable(disk), comparable(scenario.before));
