@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "account/StringList.h"
+#include "plist/Reader.h"
 #include "staging/InterruptedMigration.h"
 #include "store/AccountsManager.h"
 #include "store/KnownSettings.h"
@@ -86,9 +87,29 @@ Prevented undone(OpenedRoot& device, const std::optional<MadeBackup>& kept,
   return {"", why, "nothing was changed"};
 }
 
-// The accounts of the settings; none where they cannot be read.
-Array accountsNow() {
-  return settingsInFile().value_or(Dictionary()).arrayOrEmpty(kPlistAccountsKey);
+// The accounts of the settings; none where there are no settings, or what is there is none.
+Result<Array> accountsNow(OpenedRoot& device) {
+  if (const auto settings = settingsInFile()) return settings->arrayOrEmpty(kPlistAccountsKey);
+  const Result<Bytes> bytes = device.files().read(accountSettingsAccountsPath());
+  if (!bytes && !isAbsence(bytes.error())) return bytes.error();
+  const Result<PropertyList> settings = readPropertyList(bytes ? *bytes : Bytes());
+  return settings && settings->dictionary() != nullptr
+             ? settings->dictionary()->arrayOrEmpty(kPlistAccountsKey)
+             : Array();
+}
+
+// What the accounts are now is unknown where they cannot be read: then nothing is told of them.
+void putChanges(Output& output, OpenedRoot& device, const Result<Array>& before,
+                Dictionary& entry) {
+  const Result<Array> after = accountsNow(device);
+  for (const Result<Array>* each : {&before, &after}) {
+    if (*each) continue;
+    return output.note("the history does not tell which accounts changed: " +
+                       each->error().message);
+  }
+  HistoryChanges changes(1);
+  changes.add("", *before, *after, AccountMatching(*before, *after));
+  changes.putInto(entry);
 }
 
 // Keeps what is about to be replaced.
@@ -352,7 +373,7 @@ RestoreCommand::Restored RestoreCommand::putBack(Session& session, OpenedRoot& d
 // Keeps what is there, does what was prepared, and tells the history, also of half of it.
 void RestoreCommand::replace(Session& session, OpenedRoot& device, HeldMigrationLock& lock,
                              Restored& restored) const {
-  const Array before = accountsNow();
+  const Result<Array> before = accountsNow(device);
   session.output.doing([] { return Doing{"Keeping what is there ...", placeIn("part", 2, 3)}; });
   if (!noBackup_) restored.backup = kept(device, restored.manifest);
   session.output.doing([&] {
@@ -365,10 +386,7 @@ void RestoreCommand::replace(Session& session, OpenedRoot& device, HeldMigration
     Dictionary entry{{history::kCommand, "restore"}, {history::kRestored, restored.manifest.name}};
     if (!outcome.empty()) entry.set(history::kOutcome, outcome);
     if (restored.backup) entry.set(history::kBackup, restored.backup->manifest.name);
-    const Array after = accountsNow();
-    HistoryChanges changes(1);
-    changes.add("", before, after, AccountMatching(before, after));
-    changes.putInto(entry);
+    putChanges(session.output, device, before, entry);
     addToHistory(session, device, std::move(entry));
   };
   try {

@@ -116,7 +116,7 @@ HistoryChanges changesOfCompleted(OpenedRoot& device, const std::string& backup)
   HistoryChanges changes(1);
   const std::optional<Dictionary> before = settingsOfBackup(device, backup);
   const std::optional<Dictionary> now = settingsInFile();
-  if (before) addStage(changes, "", storedAccounts(before), storedAccounts(now));
+  if (before && now) addStage(changes, "", storedAccounts(before), storedAccounts(now));
   return changes;
 }
 
