@@ -126,8 +126,9 @@ Result<std::shared_ptr<const Bytes>> RootAccountNames::contentOf(const std::stri
   const std::lock_guard guard(mutex_);
   Known& known = known_[file];
   if (known.bytes != nullptr && isSameVersion(known.status, *status)) return known.bytes;
-  Result<Bytes> bytes =
-      readRegular([&](int flags) { return root_.open(file, flags); }, kLargestDatabase, shown);
+  const Opener opener = [&](int flags) { return root_.open(file, flags); };
+  const auto read = S_ISREG(status->st_mode) ? &readSeenRegular : &readRegular;
+  Result<Bytes> bytes = read(opener, kLargestDatabase, shown);
   if (!bytes) return bytes.error();
   auto content = std::make_shared<const Bytes>(std::move(*bytes));
   known = wasChangedJustNow(*status) ? Known() : Known{*status, content};

@@ -16,10 +16,15 @@ namespace {
 // No resource comes near this size.
 constexpr std::uint64_t kLargestResource = std::uint64_t{64} << 20;
 
+// What is installed was never a device that is better looked at before it is opened.
+Result<Bytes> readResource(const std::string& path) {
+  return readSeenRegular(openerOf(path), kLargestResource, path);
+}
+
 // Empty where there is no such table.
 Result<Dictionary> readTable(const std::string& path) {
   static ParsedResources parsed;
-  Result<Bytes> bytes = readRegular(openerOf(path), kLargestResource, path);
+  Result<Bytes> bytes = readResource(path);
   if (!bytes && isAbsence(bytes.error())) return Dictionary();
   if (!bytes) return bytes.error();
   const Result<PropertyList> table = parsed.parse(path, std::move(bytes).value());
@@ -51,8 +56,7 @@ std::optional<std::string> BundleResources::pathOf(std::string_view name) {
 Result<Bytes> BundleResources::read(const std::string& path) {
   if (const auto known = resources_.find(path); known != resources_.end()) return known->second;
   const std::string name = std::filesystem::path(path).stem();
-  Result<Bytes> bytes = withDropIns(readRegular(openerOf(path), kLargestResource, path),
-                                    dropIns_ + '/' + name + ".d", log_);
+  Result<Bytes> bytes = withDropIns(readResource(path), dropIns_ + '/' + name + ".d", log_);
   if (bytes) resources_.emplace(path, *bytes);
   return bytes;
 }

@@ -163,9 +163,18 @@ Result<Bytes> readRegular(const Opener& opener, std::uint64_t limit, const std::
 }
 
 Result<Bytes> readSeenRegular(const Opener& opener, std::uint64_t limit, const std::string& shown) {
+  Result<ReadFile> read = readSeenWithStatus(opener, limit, shown);
+  if (!read) return read.error();
+  return std::move(read->bytes);
+}
+
+Result<ReadFile> readSeenWithStatus(const Opener& opener, std::uint64_t limit,
+                                    const std::string& shown) {
   const Result<RegularFile> opened = openSeen(opener, O_RDONLY, shown);
   if (!opened) return opened.error();
-  return readRest(opened->file, opened->status, limit, shown);
+  Result<Bytes> bytes = readRest(opened->file, opened->status, limit, shown);
+  if (!bytes) return bytes.error();
+  return ReadFile{opened->status, std::move(*bytes)};
 }
 
 }  // namespace accountsettings

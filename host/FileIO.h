@@ -50,5 +50,12 @@ Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
 // The same of one that was seen to be regular a moment ago: opened without another look.
 [[nodiscard]] Result<Bytes> readSeenRegular(const Opener& opener, std::uint64_t limit,
                                             const std::string& shown);
+// The same, with the status of what was read.
+struct ReadFile {
+  struct stat status {};
+  Bytes bytes;
+};
+[[nodiscard]] Result<ReadFile> readSeenWithStatus(const Opener& opener, std::uint64_t limit,
+                                                  const std::string& shown);
 
 }  // namespace accountsettings

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -56,8 +57,8 @@ Presence presenceFrom(const Result<FileDescriptor>& look) {
   return isAbsence(error) ? Presence::of(false) : Presence(error);
 }
 
-Opener openerIn(const RootDirectory& root, const std::string& path) {
-  return [&root, path](int flags) { return root.open(path, flags); };
+Opener openerIn(const RootDirectory& root, const std::string& path, int more = 0) {
+  return [&root, path, more](int flags) { return root.open(path, flags | more); };
 }
 
 // A new file with exactly this mode, whatever the umask.
@@ -89,7 +90,9 @@ bool isName(const std::string& path) {
 Status makeDirectoryAt(const RootDirectory::Place& place, unsigned mode, const std::string& shown) {
   const int parent = place.directory.get();
   const char* const name = place.name.c_str();
-  if (::mkdirat(parent, name, 0700) != 0) return systemError(shown);
+  constexpr unsigned kPrivate = 0700;
+  if (::mkdirat(parent, name, kPrivate) != 0) return systemError(shown);
+  if (mode == kPrivate) return {};  // a umask that takes of this leaves its user nothing to work in
   const FileDescriptor directory(
       ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!directory || ::fchmod(directory.get(), mode) != 0) {
@@ -275,16 +278,28 @@ Status LinuxFiles::fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> 
   return done;
 }
 
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxFiles::makeNew(const std::string& path,
+                                                                std::span<const std::uint8_t> bytes,
+                                                                const Standing& standing) {
+  Result<std::unique_ptr<LinuxTemporaryFile>> made =
+      LinuxTemporaryFile::createAt(root_, path, names_);
+  if (!made) return made;
+  const Status done = fill(**made, bytes, standing);
+  if (done) return made;
+  if (const Status removed = (*made)->remove(); !removed) log_.write(removed.error().message);
+  return done.error();
+}
+
 Status LinuxFiles::writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
                             unsigned mode, const std::optional<FileOwner>& owner) {
-  const Result<std::unique_ptr<LinuxTemporaryFile>> made =
-      LinuxTemporaryFile::createAt(root_, path, names_);
-  if (!made) return made.error();
-  const Status done = fill(**made, bytes, {mode, owner});
-  if (!done) {
-    if (const Status removed = (*made)->remove(); !removed) log_.write(removed.error().message);
-  }
-  return done;
+  const auto made = makeNew(path, bytes, {mode, owner});
+  return made ? Status() : made.error();
+}
+
+Status LinuxFiles::writeNewFlushed(const std::string& path, std::span<const std::uint8_t> bytes,
+                                   unsigned mode, const std::optional<FileOwner>& owner) {
+  const auto made = makeNew(path, bytes, {mode, owner});
+  return made ? (*made)->flushItsDirectory() : made.error();
 }
 
 Result<Status> LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
@@ -315,19 +330,31 @@ Status LinuxFiles::replaceLogging(const std::string& path, std::span<const std::
   return {};
 }
 
-Status LinuxFiles::rename(const std::string& source, const std::string& target) {
-  const Result<RootDirectory::Place> from = root_.placeOf(source);
+Result<FileDescriptor> LinuxFiles::renameInto(const std::string& source,
+                                              const std::string& target) {
+  Result<RootDirectory::Place> from = root_.placeOf(source);
   if (!from) return from.error();
   const bool isBeside = directoryPart(source) == directoryPart(target) && isName(target);
   Result<RootDirectory::Place> to = RootDirectory::Place{{}, lastComponent(target)};
   if (!isBeside) to = root_.placeOf(target);
   if (!to) return to.error();
-  const FileDescriptor& directory = isBeside ? from->directory : to->directory;
+  FileDescriptor& directory = isBeside ? from->directory : to->directory;
   if (::renameat(from->directory.get(), from->name.c_str(), directory.get(), to->name.c_str()) !=
       0) {
     return systemError(root_.shown(source) + ": cannot be renamed to " + root_.shown(target));
   }
-  return {};
+  return std::move(directory);
+}
+
+Status LinuxFiles::rename(const std::string& source, const std::string& target) {
+  const Result<FileDescriptor> directory = renameInto(source, target);
+  return directory ? Status() : directory.error();
+}
+
+Result<Status> LinuxFiles::renameFlushed(const std::string& source, const std::string& target) {
+  const Result<FileDescriptor> directory = renameInto(source, target);
+  if (!directory) return directory.error();
+  return flushDirectory(*directory, root_.shown(directoryPart(target)));
 }
 
 Status LinuxFiles::flushDirectoryOf(const std::string& path) {
@@ -347,8 +374,15 @@ LookedAtFile LinuxFiles::look(const std::string& path) {
   // What was looked at this moment need not be looked at again before it is opened.
   const bool isRegular = entry->kind == FileAttributes::Kind::Regular;
   if (!isRegular) return {entry, read(path)};
-  const Opener opener = [&](int flags) { return root_.open(path, flags | O_NOFOLLOW); };
-  return {entry, readSeenRegular(opener, kLargestFile, root_.shown(path))};
+  return {entry,
+          readSeenRegular(openerIn(root_, path, O_NOFOLLOW), kLargestFile, root_.shown(path))};
+}
+
+LookedAtFile LinuxFiles::lookAgain(const std::string& path) {
+  Result<ReadFile> file =
+      readSeenWithStatus(openerIn(root_, path, O_NOFOLLOW), kLargestFile, root_.shown(path));
+  if (!file) return look(path);
+  return {attributesFrom(file->status), std::move(file->bytes)};
 }
 
 Result<FileAttributes> LinuxFiles::attributesOfTarget(const std::string& path) {
@@ -367,20 +401,21 @@ Result<std::string> LinuxFiles::linkTarget(const std::string& path) {
 }
 
 Result<std::vector<std::string>> LinuxFiles::list(const std::string& path) {
-  Result<FileDescriptor> opened = root_.open(path, O_RDONLY | O_DIRECTORY);
-  if (!opened) return opened.error();
-  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::fdopendir(opened->get()), &::closedir);
-  if (directory == nullptr) return systemError(root_.shown(path));
-  static_cast<void>(opened->release());  // the stream closes it now
-
+  const Result<FileDescriptor> directory = root_.open(path, O_RDONLY | O_DIRECTORY);
+  if (!directory) return directory.error();
   std::vector<std::string> names;
-  errno = 0;
-  while (const dirent* entry = ::readdir(directory.get())) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-    errno = 0;
+  alignas(dirent64) std::array<char, std::size_t{8} * 1024> entries;
+  for (;;) {
+    const ssize_t size = ::getdents64(directory->get(), entries.data(), entries.size());
+    if (size < 0) return systemError(root_.shown(path));
+    if (size == 0) break;
+    for (ssize_t at = 0; at < size;) {
+      const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + at);
+      const std::string_view name = entry->d_name;
+      if (name != "." && name != "..") names.emplace_back(name);
+      at += entry->d_reclen;
+    }
   }
-  if (errno != 0) return systemError(root_.shown(path));
   std::ranges::sort(names);
   return names;
 }

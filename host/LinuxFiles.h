@@ -18,6 +18,7 @@
 
 namespace accountsettings {
 
+class FileDescriptor;
 class RootDirectory;
 class AccountNames;
 class LinuxTemporaryFile;
@@ -75,6 +76,8 @@ class LinuxFiles : public Files {
   [[nodiscard]] Result<FileAttributes> attributes(const std::string& path);
   // attributes() and read() in one.
   [[nodiscard]] LookedAtFile look(const std::string& path);
+  // The same of what was a regular file when it was looked at before.
+  [[nodiscard]] LookedAtFile lookAgain(const std::string& path);
   // The attributes of the file that `path` leads to.
   [[nodiscard]] Result<FileAttributes> attributesOfTarget(const std::string& path);
   [[nodiscard]] Result<std::string> linkTarget(const std::string& path);
@@ -103,6 +106,11 @@ class LinuxFiles : public Files {
   // it, but not its directory. Nothing stays behind where it fails.
   Status writeNew(const std::string& path, std::span<const std::uint8_t> bytes, unsigned mode,
                   const std::optional<FileOwner>& owner);
+  // The same, and flushes its directory. The file stays where that fails.
+  Status writeNewFlushed(const std::string& path, std::span<const std::uint8_t> bytes,
+                         unsigned mode, const std::optional<FileOwner>& owner);
+  // As rename(). Answers what came of the flush of the target's directory, where it has its name.
+  Result<Status> renameFlushed(const std::string& source, const std::string& target);
   // Makes a directory where nothing is, in one that is there, and flushes the latter.
   Status makeNewDirectory(const std::string& path, unsigned mode);
 
@@ -118,6 +126,12 @@ class LinuxFiles : public Files {
     std::optional<unsigned> mode;
     std::optional<FileOwner> owner;
   };
+  // What writeNew() makes.
+  Result<std::unique_ptr<LinuxTemporaryFile>> makeNew(const std::string& path,
+                                                      std::span<const std::uint8_t> bytes,
+                                                      const Standing& standing);
+  // Answers the directory of the target.
+  Result<FileDescriptor> renameInto(const std::string& source, const std::string& target);
   static Status fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> bytes,
                      const Standing& standing);
   // Answers what came of the directory's flush, where the file is in its place.

@@ -45,14 +45,24 @@ struct ConfigurationFile {
   [[nodiscard]] std::string shown() const {
     return given ? *given : root.shown(kConfigurationFile);
   }
+  [[nodiscard]] Opener opener() const {
+    if (given) return openerOf(*given);
+    return [this](int flags) { return root.open(kConfigurationFile, flags); };
+  }
   [[nodiscard]] Result<std::optional<Bytes>> read() const {
-    const Opener opener =
-        given ? openerOf(*given)
-              : Opener([this](int flags) { return root.open(kConfigurationFile, flags); });
-    Result<Bytes> bytes = readRegular(opener, kLargestConfiguration, shown());
+    Result<Bytes> bytes = readRegular(opener(), kLargestConfiguration, shown());
     if (bytes) return std::optional(std::move(bytes).value());
     if (!given && isAbsence(bytes.error())) return std::optional<Bytes>();
     return bytes.error();
+  }
+  // Whether read(), which answered this, would answer it again.
+  [[nodiscard]] bool stillAnswers(const std::optional<Bytes>& answer) const {
+    if (!answer) {
+      const Result<std::optional<Bytes>> now = read();
+      return now && !*now;
+    }
+    const Result<Bytes> now = readSeenRegular(opener(), kLargestConfiguration, shown());
+    return now && *now == *answer;
   }
   [[nodiscard]] Result<HostConfiguration> parse(const std::optional<Bytes>& bytes) const {
     if (!bytes) return HostConfiguration();
@@ -247,8 +257,7 @@ std::unique_ptr<Preferences> LinuxHost::preferencesOver(Files& files) const {
 }
 
 std::optional<std::string> LinuxHost::changedConfiguration() const {
-  const Result<std::optional<Bytes>> now = services_->configurationFile.read();
-  if (now && *now == services_->configurationBytes) return std::nullopt;
+  if (services_->configurationFile.stillAnswers(services_->configurationBytes)) return std::nullopt;
   return services_->configurationFile.shown();
 }
 

@@ -145,7 +145,8 @@ bool RememberedFiles::isUnchanged(const std::string& path, const Attributes& ent
   // Where nothing stands, nothing can be read.
   const bool hasContent = content != contents_.end() && !(entry && !*entry);
   if (!hasContent) return sameAnswer(entry, orNone(files_.attributes(path)), sameAttributes);
-  LookedAtFile now = files_.look(path);
+  const bool wasRead = entry && (*entry)->kind == FileAttributes::Kind::Regular && content->second;
+  LookedAtFile now = wasRead ? files_.lookAgain(path) : files_.look(path);
   const auto same = [](const SharedBytes& left, const SharedBytes& right) {
     return *left == *right;
   };

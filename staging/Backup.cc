@@ -470,10 +470,10 @@ Status putBack(LinuxHost& host, const BackupManifest& manifest, const BackupFile
   done = files.writeNew(temporary, *bytes, attributes.mode,
                         FileOwner{attributes.owner, attributes.group});
   if (!done) return done;
-  done = files.rename(temporary, file.path);
-  if (done) return files.flushDirectoryOf(file.path);
+  const Result<Status> flushed = files.renameFlushed(temporary, file.path);
+  if (flushed) return *flushed;
   (void)files.remove(temporary);  // what went wrong first is what the caller should hear
-  return done;
+  return flushed.error();
 }
 
 Result<AssumedFile> oncePutBack(LinuxHost& host, const BackupManifest& manifest,

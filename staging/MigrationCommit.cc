@@ -24,8 +24,9 @@ bool isRemoval(const FileChange& change) {
 }
 
 bool isLegacyRemoval(const FileChange& change) {
+  if (!isRemoval(change)) return false;
   const std::optional<PathRole> role = roleOfPath(change.path);
-  return isRemoval(change) && role && isLegacy(*role);
+  return role && isLegacy(*role);
 }
 
 std::set<std::string> identifiersIn(const std::optional<Dictionary>& settings) {
@@ -91,10 +92,8 @@ Status MigrationCommit::makeBackup(const Preparation& preparation) {
 Status MigrationCommit::prepareSettings() {
   if (preparedAs_.empty()) return {};
   const FileChange& change = *staged_.changeAt(settings_);
-  LinuxFiles& files = host_.files();
-  const Status written = files.writeNew(preparedAs_, *change.bytes, change.mode, change.owner);
   // Legacy files go only while it is there, after a power cut too.
-  return written ? files.flushDirectoryOf(preparedAs_) : written;
+  return host_.files().writeNewFlushed(preparedAs_, *change.bytes, change.mode, change.owner);
 }
 
 Status MigrationCommit::giveUp() {
@@ -152,13 +151,14 @@ Status MigrationCommit::replaceSettings(const FileChange& change) {
   const Result<FileAttributes> prepared = host_.files().attributes(preparedAs_);
   if (!prepared) return prepared.error();
   inode_ = prepared->inode;
-  if (Status renamed = host_.files().rename(preparedAs_, settings_); !renamed) return renamed;
+  const Result<Status> flushed = host_.files().renameFlushed(preparedAs_, settings_);
+  if (!flushed) return flushed.error();
   preparedAs_.clear();
   applied_.push_back(&change);
-  if (const Status flushed = host_.files().flushDirectoryOf(settings_); !flushed) {
+  if (!*flushed) {
     // After a power cut the old settings may stand there, without the legacy files.
     leaveOpen_ = true;
-    warn("the settings' directory cannot be flushed", flushed.error());
+    warn("the settings' directory cannot be flushed", flushed->error());
   }
   return {};
 }
@@ -202,6 +202,7 @@ void MigrationCommit::verifySettings() {
   const FileChange* meant = staged_.changeAt(settings_);
   if (meant == nullptr) return;
   RememberedFiles now(host_.files(), host_.accountNames());
+  static_cast<void>(now.readShared(settings_));  // one look answers all that is asked below
   const Result<bool> same = isAsMeant(now, *meant);
   if (!same) return tellProblem(same.error().message);
   if (*same) return;

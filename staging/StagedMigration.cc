@@ -2,6 +2,7 @@
 #include "staging/StagedMigration.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 #include "host/BundleResources.h"
@@ -154,19 +155,18 @@ void StagedMigration::State::run(const StepProgress& progress) {
 }
 
 void StagedMigration::State::collectChanges() {
+  std::multimap<int, FileChange> ranked;  // in the order of the staging within a rank
+  bool isAllForDiagnosis = true;
   for (FileChange& change : after.changes()) {
     // What cannot be compared is written.
     const Result<bool> same = isAsMeant(before, change);
-    if (!same || !*same) changes.push_back(std::move(change));
+    if (same && *same) continue;
+    isAllForDiagnosis = isAllForDiagnosis && isForDiagnosis(change.path);
+    const int rank = rankOf(change.path);
+    ranked.emplace(rank, std::move(change));
   }
-  const bool isAllForDiagnosis =
-      std::all_of(changes.begin(), changes.end(),
-                  [](const FileChange& each) { return isForDiagnosis(each.path); });
-  if (isAllForDiagnosis) changes.clear();
-  std::stable_sort(changes.begin(), changes.end(),
-                   [](const FileChange& left, const FileChange& right) {
-                     return rankOf(left.path) < rankOf(right.path);
-                   });
+  if (isAllForDiagnosis) return;
+  for (auto& [rank, change] : ranked) changes.push_back(std::move(change));
 }
 
 void StagedMigration::State::findFailure() {

@@ -65,7 +65,7 @@ const std::array<Row, 16>& rows() {
       {"read", false, {EIO}},
       {"stat", false, {EIO}},
       {"readlink", false, {EIO}},
-      {"readdir", false, {EIO}},
+      {"getdents", false, {EIO}},
       {"flock", false, {EIO, ENOLCK}},
   }};
   return all;
@@ -423,10 +423,10 @@ ssize_t readlinkat(int directory, const char* path, char* target, size_t size) n
                        reinterpret_cast<long>(target), static_cast<long>(size));
 }
 
-struct dirent* readdir(DIR* directory) {
-  if (disk::fails(disk::ReadDirectory, ::dirfd(directory))) return nullptr;
-  static auto* const real = disk::next<struct dirent*(DIR*)>("readdir");
-  return real(directory);
+ssize_t getdents64(int directory, void* entries, size_t size) noexcept {
+  if (disk::fails(disk::ReadDirectory, directory)) return -1;
+  return disk::rawCall(SYS_getdents64, directory, reinterpret_cast<long>(entries),
+                       static_cast<long>(size));
 }
 
 int flock(int descriptor, int operation) noexcept {

@@ -152,8 +152,10 @@ InterruptsHeld::InterruptsHeld() noexcept {
   hold.sa_handler = holdSignal;
   hold.sa_flags = SA_RESTART;
   for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
-    sigaction(kEndingSignals[i], nullptr, &actionsBefore[i]);
-    if (actionsBefore[i].sa_handler != SIG_IGN) sigaction(kEndingSignals[i], &hold, nullptr);
+    sigaction(kEndingSignals[i], &hold, &actionsBefore[i]);
+    if (actionsBefore[i].sa_handler == SIG_IGN) {
+      sigaction(kEndingSignals[i], &actionsBefore[i], nullptr);
+    }
   }
 }
 
