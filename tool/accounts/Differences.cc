@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "account/AccountConstants.h"
@@ -16,25 +15,30 @@
 namespace accountsettings {
 namespace {
 
-// Members as a set; none where the value is no list of strings.
-std::optional<std::set<std::string>> membersOf(const PropertyList* value) {
+// The texts of a list that is a set, each once and sorted.
+using Members = std::vector<std::string_view>;
+
+// None where the value is no list of strings.
+std::optional<Members> membersOf(const PropertyList* value) {
   const Array* list = value ? value->array() : nullptr;
   if (!list) return std::nullopt;
-  std::set<std::string> members;
+  Members members;
+  members.reserve(list->size());
   for (const PropertyList& each : *list) {
     const auto text = each.stringValue();
     if (!text) return std::nullopt;
-    members.emplace(*text);
+    members.push_back(*text);
   }
+  std::ranges::sort(members);
+  members.erase(std::unique(members.begin(), members.end()), members.end());
   return members;
 }
 
-std::vector<std::string> missingFrom(const std::set<std::string>& all,
-                                     const std::set<std::string>& wanted) {
-  std::vector<std::string> missing;
+std::vector<std::string> missingFrom(const Members& all, const Members& wanted) {
+  Members missing;
   std::set_difference(wanted.begin(), wanted.end(), all.begin(), all.end(),
                       std::back_inserter(missing));
-  return missing;
+  return {missing.begin(), missing.end()};
 }
 
 std::optional<PropertyList> copyOf(const PropertyList* value) {
@@ -55,7 +59,7 @@ KeyChange keyChange(std::string_view key, const PropertyList* before, const Prop
   const auto old = membersOf(before);
   const auto now = membersOf(after);
   if ((old || !before) && (now || !after)) {
-    const std::set<std::string> none;
+    const Members none;
     change.cameIn = missingFrom(old ? *old : none, now ? *now : none);
     change.wentOut = missingFrom(now ? *now : none, old ? *old : none);
   }
@@ -67,14 +71,28 @@ bool isSameKey(std::string_view left, std::string_view right) {
   return left.size() == right.size() && (left.data() == right.data() || left == right);
 }
 
-// The value under the key, which most often is at this place of the dictionary.
-const PropertyList* valueNear(const Dictionary& dictionary, std::string_view key,
-                              std::size_t place) {
-  if (place < dictionary.size() && isSameKey(dictionary.begin()[place].key(), key)) {
-    return &dictionary.begin()[place].value();
+// Finds the values under keys that come most often in the order of the dictionary's own.
+class ValuesInOrder {
+ public:
+  explicit ValuesInOrder(const Dictionary& dictionary) : dictionary_(dictionary) {}
+
+  const PropertyList* find(std::string_view key) {
+    const std::size_t end = std::min(next_ + kAhead, dictionary_.size());
+    for (std::size_t place = next_; place < end; ++place) {
+      const Dictionary::Entry& entry = dictionary_.begin()[place];
+      if (!isSameKey(entry.key(), key)) continue;
+      next_ = place + 1;
+      return &entry.value();
+    }
+    return dictionary_.find(key);
   }
-  return dictionary.find(key);
-}
+
+ private:
+  static constexpr std::size_t kAhead = 2;  // so that one that came between is passed over
+
+  const Dictionary& dictionary_;
+  std::size_t next_ = 0;
+};
 
 // Children, or none, on both sides: what is different about them the children show themselves.
 bool isAboutChildren(std::string_view key, const PropertyList* before, const PropertyList* after) {
@@ -316,24 +334,26 @@ AccountCounts countsOf(const Differences& differences, const Array& before) {
 
 void forEachDifference(const Dictionary& before, const Dictionary& after, const KeyVisitor& visit) {
   if (before.identicalTo(after)) return;
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    const std::string_view key = before.begin()[i].key();
-    const PropertyList* old = &before.begin()[i].value();
-    const PropertyList* now = valueNear(after, key, i);
-    if (differs(key, old, now) && !visit(key, old, now)) return;
+  ValuesInOrder values(after);
+  for (const auto& entry : before) {
+    const PropertyList* now = values.find(entry.key());
+    if (differs(entry.key(), &entry.value(), now) && !visit(entry.key(), &entry.value(), now)) {
+      return;
+    }
   }
-  for (std::size_t i = 0; i < after.size(); ++i) {
-    const std::string_view key = after.begin()[i].key();
-    if (valueNear(before, key, i)) continue;
-    if (!visit(key, nullptr, &after.begin()[i].value())) return;
+  ValuesInOrder old(before);
+  for (const auto& entry : after) {
+    if (old.find(entry.key())) continue;
+    if (!visit(entry.key(), nullptr, &entry.value())) return;
   }
 }
 
 std::string_view keyThatTook(const PropertyList& value, const Dictionary& before,
                              const Dictionary& after) {
   for (const auto& entry : after) {
+    if (entry.value() != value) continue;
     const PropertyList* old = before.find(entry.key());
-    if ((old == nullptr || *old != entry.value()) && entry.value() == value) return entry.key();
+    if (old == nullptr || *old != value) return entry.key();
   }
   return {};
 }

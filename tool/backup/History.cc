@@ -30,16 +30,16 @@ double now() {
 // The text of the file; empty where there is none.
 Result<std::string> readText(LinuxFiles& files) {
   const Result<Bytes> bytes = files.read(historyPath());
-  if (bytes) return std::string(bytes->begin(), bytes->end());
+  if (bytes) return std::string(reinterpret_cast<const char*>(bytes->data()), bytes->size());
   if (isAbsence(bytes.error())) return std::string();
   return bytes.error();
 }
 
 // The newest lines of the text that are not too much, the last one in any case.
-std::string newestOf(const std::string& text) {
+std::string_view newestOf(std::string_view text) {
   if (text.size() <= kMostBytes) return text;
   const std::size_t last = text.rfind('\n', text.size() - 2);
-  if (last == std::string::npos) return text;
+  if (last == std::string_view::npos) return text;
   return text.substr(std::min(text.find('\n', text.size() - kMostBytes), last) + 1);
 }
 
@@ -55,11 +55,12 @@ Status add(OpenedRoot& device, const Dictionary& entry) {
   const Result<std::string> line = toJson(entry, JsonForm::Compact);
   if (!line) return line.error();
   if (!text->empty() && !text->ends_with('\n')) *text += '\n';  // what was torn is not made worse
-  *text = newestOf(*text + *line + "\n");
+  const std::string_view newest = newestOf(text->append(*line).append("\n"));
   if (!there) {
     if (Status made = files.makeDirectory(backupsDirectory(), kPrivate); !made) return made;
   }
-  return files.writeAtomically(historyPath(), Bytes(text->begin(), text->end()));
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(newest.data());
+  return files.writeAtomically(historyPath(), {bytes, newest.size()});
 }
 
 void append(std::string& text, std::string_view before, const std::string& what) {
@@ -106,6 +107,7 @@ void addToHistory(Session& session, OpenedRoot& device, Dictionary entry) {
   for (const auto& each : entry) whole.set(each.key(), each.value());
   const Status added = add(device, whole);
   if (!added) session.output.note("the history does not tell of this: " + added.error().message);
+  session.leave(std::move(entry));
 }
 
 History requireHistory(OpenedRoot& device) {

@@ -64,12 +64,17 @@ void appendCharacter(std::string& json, std::string_view character, std::uint32_
   }
 }
 
+// Whether the character stands for itself in a JSON string, by its number.
+constexpr auto kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (unsigned unit = ' '; unit < 0x7F; ++unit) plain[unit] = unit != '"' && unit != '\\';
+  return plain;
+}();
+
 // Appends the text as a JSON string. Characters that JSON allows to stand, and a terminal would
 // obey, are escaped too.
 void appendQuoted(std::string& json, std::string_view text) {
-  const auto isPlain = [](char unit) {
-    return unit >= ' ' && unit < 0x7F && unit != '"' && unit != '\\';
-  };
+  const auto isPlain = [](char unit) { return kPlain[static_cast<unsigned char>(unit)]; };
   json += '"';
   while (!text.empty()) {
     const auto plain =

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 
 #include "plist/PointerMap.h"
 #include "plist/Visible.h"
@@ -172,17 +171,52 @@ std::string propertyLine(const PropertyList& value, std::size_t width) {
   return cutTo(text, width);
 }
 
-bool isSecretKey(std::string_view key) {
-  constexpr std::array<std::string_view, 12> kWords = {
-      "password", "passwd", "passphrase", "passcode",   "pwd",       "secret",
-      "token",    "cookie", "credential", "privatekey", "accesskey", "apikey"};
-  std::string plain;
-  for (const char letter : key) {
-    const auto unit = static_cast<unsigned char>(letter);
-    if (std::isalnum(unit) != 0) plain += static_cast<char>(std::tolower(unit));
+namespace {
+
+// What the key of a secret contains, in small letters.
+constexpr std::array<std::string_view, 12> kSecretWords = {
+    "password", "passwd", "passphrase", "passcode",   "pwd",       "secret",
+    "token",    "cookie", "credential", "privatekey", "accesskey", "apikey"};
+
+// The small letter, or digit, that a byte counts as in a word; 0 for all others.
+constexpr auto kInWords = [] {
+  std::array<char, 256> counts{};
+  for (unsigned char digit = '0'; digit <= '9'; ++digit) counts[digit] = static_cast<char>(digit);
+  for (unsigned char letter = 'a'; letter <= 'z'; ++letter) {
+    counts[letter] = counts[letter - 'a' + 'A'] = static_cast<char>(letter);
   }
-  return std::any_of(kWords.begin(), kWords.end(),
-                     [&](std::string_view word) { return plain.find(word) != std::string::npos; });
+  return counts;
+}();
+
+// By the low bits of a word's first character those of its second, so that hardly a place in a key
+// is compared with the words.
+constexpr unsigned lowBits(char unit) {
+  return static_cast<unsigned char>(unit) & 31U;
+}
+constexpr auto kSecondLetters = [] {
+  std::array<std::uint32_t, 32> letters{};
+  for (const std::string_view word : kSecretWords) {
+    letters[lowBits(word[0])] |= std::uint32_t{1} << lowBits(word[1]);
+  }
+  return letters;
+}();
+
+}  // namespace
+
+bool isSecretKey(std::string_view key) {
+  std::string plain;
+  plain.reserve(key.size());
+  for (const char unit : key) {
+    if (const char counted = kInWords[static_cast<unsigned char>(unit)]; counted != 0) {
+      plain += counted;
+    }
+  }
+  for (std::string_view rest = plain; rest.size() > 1; rest.remove_prefix(1)) {
+    if ((kSecondLetters[lowBits(rest[0])] >> lowBits(rest[1]) & 1U) == 0) continue;
+    const auto begins = [&](std::string_view word) { return rest.starts_with(word); };
+    if (std::ranges::any_of(kSecretWords, begins)) return true;
+  }
+  return false;
 }
 
 bool isSeenUnderSecretKey(const PropertyList& value) {
