@@ -1,4 +1,4 @@
-// The directory of the loaded library, asked of the dynamic loader.
+// The directory of libaccountsettings, asked of the dynamic loader.
 #include "host/LibraryLocation.h"
 
 #include <dlfcn.h>
@@ -8,15 +8,17 @@
 
 #include "host/RootDirectory.h"
 #include "platform/AssertionFailure.h"
+#include "platform/ProcessContext.h"
 
 namespace accountsettings {
 
 namespace {
 
 std::string findDirectory() {
-  static const char anchor = 0;  // any address inside this library
+  // Any address inside it; the host may be a part of the program.
+  const auto* const inside = reinterpret_cast<const void*>(&ProcessContext::current);
   Dl_info info{};
-  if (::dladdr(&anchor, &info) != 0 && info.dli_fname != nullptr) {
+  if (::dladdr(inside, &info) != 0 && info.dli_fname != nullptr) {
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(info.dli_fname, nullptr),
                                                            &std::free);
     if (path != nullptr) return directoryPart(path.get());

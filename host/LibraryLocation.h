@@ -1,4 +1,4 @@
-// libraryDirectory tells where this library lies, so that what belongs to it is found
+// libraryDirectory tells where libaccountsettings lies, so that what belongs to it is found
 // beside it and an installation can be moved.
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace accountsettings {
 
-// The directory of the loaded library, absolute and without links.
+// The directory of libaccountsettings as it is loaded, absolute and without links.
 [[nodiscard]] const std::string& libraryDirectory();
 
 }  // namespace accountsettings
