@@ -224,6 +224,8 @@ SerializedSettings AccountsManager::serializeSettings(const Dictionary& root) co
   auto known = shortCutsAreTaken() ? contents_->file.serializationOf(root) : nullptr;
   if (known != nullptr) return {std::move(known), std::nullopt};
   countOne(settingsWork().serialized);
+  // Two serialisations of a large store need not be in memory at a time.
+  contents_->file.forget();
   Result<Bytes> bytes = writeBinary(root);
   if (!bytes) return {nullptr, bytes.error().message};
   return {std::make_shared<const Bytes>(std::move(bytes).value()), std::nullopt};

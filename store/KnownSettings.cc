@@ -25,6 +25,12 @@ struct Memory {
     last = settings;
     if (keepers > 0) kept = settings;
   }
+  void forget() {
+    std::shared_ptr<const KnownSettings> gone;  // released outside the lock
+    const std::lock_guard guard(mutex);
+    last.reset();
+    gone = std::move(kept);
+  }
   std::shared_ptr<const KnownSettings> known() {
     const std::lock_guard guard(mutex);
     return last.lock();
@@ -63,6 +69,10 @@ std::shared_ptr<const KnownSettings> nowKnown(std::shared_ptr<const Bytes> bytes
       std::make_shared<const KnownSettings>(KnownSettings{std::move(bytes), std::move(root)});
   memory().know(settings);
   return settings;
+}
+
+void forgetSettings() {
+  memory().forget();
 }
 
 std::optional<Dictionary> settingsInFile() {

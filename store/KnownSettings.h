@@ -24,6 +24,9 @@ struct KnownSettings {
 // A state that was just written, known from now on.
 [[nodiscard]] std::shared_ptr<const KnownSettings> nowKnown(std::shared_ptr<const Bytes> bytes,
                                                             Dictionary root);
+// What was known last in the current context is known no more, so that its bytes make room where
+// nobody else holds them.
+void forgetSettings();
 // The dictionary in the settings file now; none where the file is missing, unreadable or holds
 // something else.
 [[nodiscard]] std::optional<Dictionary> settingsInFile();

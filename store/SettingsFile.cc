@@ -69,6 +69,12 @@ Status SettingsFile::replace(Result<std::shared_ptr<const Bytes>> data, const Di
   return {};
 }
 
+void SettingsFile::forget() {
+  known_ = nullptr;
+  isOwn_ = false;
+  forgetSettings();
+}
+
 std::shared_ptr<const Bytes> SettingsFile::serializationOf(const Dictionary& root) const {
   if (!isOwn_ || known_->root.size() != root.size()) return nullptr;
   const PropertyList* version = root.find(kPlistVersionKey);

@@ -21,6 +21,9 @@ class SettingsFile {
   // Replaces the file, whole or not at all, by `data`, which is `root` serialised. After a failure,
   // which lacking data is too, the file is as it was and nothing else stays behind.
   Status replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root);
+  // The bytes that were read or written last are needed no more: others are about to be written.
+  // Should they not be written, the file is parsed at the next reading.
+  void forget();
   // The bytes that this object wrote last, if their root had the very same accounts and version as
   // `root`, so that serialising it again would give them again; else nullptr.
   [[nodiscard]] std::shared_ptr<const Bytes> serializationOf(const Dictionary& root) const;
