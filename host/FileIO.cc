@@ -78,6 +78,19 @@ Result<Bytes> readRest(const FileDescriptor& file, const struct stat& status, st
   return bytes;
 }
 
+// Small enough to stay near the processor, and read into again and again.
+constexpr std::size_t kPiece = std::size_t{256} * 1024;
+
+// So many bytes were read into the piece; 0 at the end of the file.
+Result<std::size_t> readPiece(const FileDescriptor& file, std::span<std::uint8_t> piece,
+                              const std::string& shown) {
+  for (;;) {
+    const ssize_t count = ::read(file.get(), piece.data(), piece.size());
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) return systemError(shown);
+  }
+}
+
 }  // namespace
 
 Opener openerOf(const std::string& path) {
@@ -108,16 +121,35 @@ Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit, const std
 
 Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                    const std::string& shown) {
-  // Small enough to stay near the processor, and read into again and again.
-  std::vector<std::uint8_t> piece(std::size_t{256} * 1024);
+  std::vector<std::uint8_t> piece(kPiece);
   for (;;) {
-    const ssize_t count = ::read(file.get(), piece.data(), piece.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return systemError(shown);
-    if (count == 0) return bytes.empty();
-    const auto size = static_cast<std::size_t>(count);
-    if (size > bytes.size() || std::memcmp(piece.data(), bytes.data(), size) != 0) return false;
-    bytes = bytes.subspan(size);
+    const Result<std::size_t> size = readPiece(file, piece, shown);
+    if (!size) return size.error();
+    if (*size == 0) return bytes.empty();
+    if (*size > bytes.size() || std::memcmp(piece.data(), bytes.data(), *size) != 0) return false;
+    bytes = bytes.subspan(*size);
+  }
+}
+
+Status copyRest(const FileDescriptor& from, const std::string& shownFrom, const FileDescriptor& to,
+                const std::string& shownTo, std::uint64_t limit) {
+  const Result<struct stat> status = statusOf(from, shownFrom);
+  if (!status) return status.error();
+  const auto expected = static_cast<std::uint64_t>(std::max<off_t>(status->st_size, 0));
+  if (expected > limit) return tooLarge(shownFrom, limit);
+
+  std::vector<std::uint8_t> piece(kPiece);
+  std::uint64_t copied = 0;
+  for (;;) {
+    const Result<std::size_t> size = readPiece(from, piece, shownFrom);
+    if (!size) return size.error();
+    if (*size == 0) return {};
+    copied += *size;
+    if (copied > limit) return tooLarge(shownFrom, limit);
+    if (Status written = writeAll(to, std::span(piece).first(*size), shownTo); !written) {
+      return written;
+    }
+    if (copied == expected && *size < piece.size()) return {};  // more was asked for: the end
   }
 }
 

@@ -33,6 +33,10 @@ using Opener = std::function<Result<FileDescriptor>(int flags)>;
 // Whether the rest of the file is exactly these bytes.
 [[nodiscard]] Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
                                  const std::string& shown);
+// Writes the rest of one file to another, a piece at a time; fails where it is more than `limit`
+// bytes.
+Status copyRest(const FileDescriptor& from, const std::string& shownFrom, const FileDescriptor& to,
+                const std::string& shownTo, std::uint64_t limit);
 // Flushes a directory that was opened to be changed, see RootDirectory::openToChange().
 Status flushDirectory(const FileDescriptor& directory, const std::string& shown);
 // Of a descriptor that does not wait: whether it takes something within a second.

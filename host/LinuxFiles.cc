@@ -142,14 +142,11 @@ Status LinuxFiles::copy(const std::string& source, const std::string& target) {
   if (!from) return from.error();
   const Result<struct stat> status = statusOf(*from, shownSource);
   if (!status) return status.error();
-  const Result<Bytes> bytes = readAll(*from, kLargestFile, shownSource);
-  if (!bytes) return bytes.error();
-
   const Result<RootDirectory::Place> place = root_.placeOf(target);
   if (!place) return place.error();
   Result<FileDescriptor> to = createNew(*place, status->st_mode & 0777U, shownTarget);
   if (!to) return to.error();
-  Status copied = writeAll(*to, *bytes, shownTarget);
+  Status copied = copyRest(*from, shownSource, *to, shownTarget, kLargestFile);
   if (copied) copied = close(*to, shownTarget);
   if (!copied) ::unlinkat(place->directory.get(), place->name.c_str(), 0);
   return copied;

@@ -218,6 +218,18 @@ TEST_P(LinuxFilesTest, ATemporaryFileKeepsTheModeWithWhichItWasCreated) {
   EXPECT_EQ(modeOf(device.path((*temporary)->path())), 0400U);
 }
 
+TEST_P(LinuxFilesTest, ACopyHasAllBytesHoweverManyTheyAre) {
+  constexpr std::size_t kPiece = std::size_t{256} * 1024;
+  for (const std::size_t size : {std::size_t{0}, kPiece - 1, kPiece, kPiece + 1, 3 * kPiece}) {
+    std::string content(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 31 / 7);
+    device.write(kFile, content);
+    const std::string copy = "/copy" + std::to_string(size);
+    ASSERT_TRUE(files.copy(kFile, copy).ok()) << size;
+    EXPECT_TRUE(device.read(copy) == content) << size;
+  }
+}
+
 TEST_P(LinuxFilesTest, AFailedCopyLeavesNothing) {
   device.write(kFile, std::string(5000, 'x'));
   EXPECT_EQ(inChild([&] {
