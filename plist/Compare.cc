@@ -134,7 +134,8 @@ class Comparison {
 
   // Two trees have few keys, again and again: what was found equal lately is known.
   bool sameKey(const StringNode* left, const StringNode* right) {
-    if (left == nullptr || right == nullptr) return left == right;
+    if (left == right) return true;
+    if (left == nullptr || right == nullptr || left->hash != right->hash) return false;
     if (knownKeys_.empty()) knownKeys_.resize(64);
     KeyPair& known = knownKeys_[left->hash % knownKeys_.size()];
     if (known.left == left && known.right == right) return true;

@@ -1,7 +1,9 @@
 // Dictionary's look-up and changing operations, and the upkeep of the index.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 #include "plist/KeyIndex.h"
 #include "plist/PropertyList.h"
@@ -71,6 +73,40 @@ void makeWritableIndexed(Shared<DictionaryNode>& node, std::size_t wanted) {
   if (makeWritable(node, wanted)) Access::rebuildIndex(*node);
 }
 
+// Dictionaries that are changed get the same few keys again and again. Those made lately are
+// shared, within small bounds, so that they take neither time nor memory anew.
+class RecentKeys {
+ public:
+  // Never destroyed: dictionaries may be changed until the very end of a process.
+  static RecentKeys& ofProcess() {
+    static RecentKeys& keys = *new RecentKeys;
+    return keys;
+  }
+
+  Shared<StringNode> get(std::string_view key) {
+    if (key.empty() || key.size() > kLongest) return Shared(StringNode::create(key));
+    // Whoever would have to wait makes one.
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (!lock) return Shared(StringNode::create(key));
+    Shared<StringNode>& kept = keys_[placeOf(key)];
+    if (!kept || kept->text() != key) kept = Shared(StringNode::create(key));
+    return kept;
+  }
+
+ private:
+  static constexpr std::size_t kLongest = 64;
+  static constexpr std::size_t kCount = 128;
+
+  static std::size_t placeOf(std::string_view key) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(key[at]); };
+    return (key.size() * 7 + byte(0) * 3U + byte(key.size() / 2) * 5U + byte(key.size() - 1)) %
+           kCount;
+  }
+
+  std::mutex mutex_;
+  std::array<Shared<StringNode>, kCount> keys_;
+};
+
 // Appends to a node that has room, is not shared and does not hold the key.
 void append(DictionaryNode& node, Shared<StringNode> key, PropertyList value) {
   Access::construct(node.items() + node.size, std::move(key), std::move(value));
@@ -135,7 +171,7 @@ void Dictionary::set(std::string_view key, PropertyList value) {
     detail::Access::value(node_->items()[index]) = std::move(value);
   } else {
     // Made before the node may move: `key` may be a view of a key in it.
-    detail::Shared<detail::StringNode> name(detail::StringNode::create(key));
+    detail::Shared<detail::StringNode> name = detail::RecentKeys::ofProcess().get(key);
     detail::makeWritableIndexed(node_, size() + 1);
     detail::append(*node_, std::move(name), std::move(value));
   }

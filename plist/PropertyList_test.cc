@@ -407,6 +407,24 @@ TEST(PropertyListTest, EqualityIsTransitiveThroughSharedStorage) {
   EXPECT_TRUE((Array{a, a, b}) == (Array{b, a, a}));
 }
 
+TEST(DictionaryTest, SeveralThreadsMaySetTheSameKeysInDictionariesOfTheirOwn) {
+  const auto fill = [](Dictionary& dictionary, int step) {
+    for (int round = 0; round < 2000; ++round) {
+      dictionary = Dictionary();
+      for (int i = 0; i < 20; ++i) dictionary.set("key " + std::to_string(i * step), i);
+    }
+  };
+  Dictionary other;
+  std::thread thread([&] { fill(other, 3); });
+  Dictionary own;
+  fill(own, 1);
+  thread.join();
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(own.integer("key " + std::to_string(i)), i);
+    EXPECT_EQ(other.integer("key " + std::to_string(3 * i)), i);
+  }
+}
+
 TEST(PropertyListTest, CopiesMayBeUsedFromSeveralThreads) {
   const Dictionary settings{{"Accounts", Array{Dictionary{{"Identifier", "A"}, {"Port", 143}}}}};
   std::vector<std::thread> threads;
