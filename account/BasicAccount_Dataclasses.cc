@@ -2,7 +2,10 @@
 // supported, provisioned and enabled, and how switching one changes the stored list.
 // Lists are reported in canonical order; what is stored may be in any order and repeat.
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <set>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -43,20 +46,55 @@ bool isSwitched(const Array& stored, bool enabled, std::string_view dataclass) {
   return isThere == enabled;
 }
 
+// The texts that were met, which are few as a rule.
+class Seen {
+ public:
+  explicit Seen(std::size_t most) : isShort_(most <= kFew) {}
+
+  // Whether the text was not there yet.
+  bool insert(std::string_view text) {
+    if (!isShort_) return many_.insert(text).second;
+    if (contains(text)) return false;
+    few_[count_++] = text;
+    return true;
+  }
+  [[nodiscard]] bool contains(std::string_view text) const {
+    if (!isShort_) return many_.contains(text);
+    return std::ranges::count(std::span(few_).first(count_), text) != 0;
+  }
+
+ private:
+  static constexpr std::size_t kFew = 16;
+
+  bool isShort_;
+  std::array<std::string_view, kFew> few_;
+  std::size_t count_ = 0;
+  std::set<std::string_view> many_;
+};
+
+// The data class as a value. Those that everybody knows share their storage.
+PropertyList valueOf(std::string_view dataclass) {
+  static const std::vector<PropertyList> known(allDataclasses().begin(), allDataclasses().end());
+  const auto found = std::find_if(known.begin(), known.end(), [&](const PropertyList& each) {
+    return each.stringValue() == dataclass;
+  });
+  return found != known.end() ? *found : PropertyList(dataclass);
+}
+
 // The members of `stored` once each, with `dataclass` among them or not. Members that are no
 // strings stay: they are not ours to drop.
 Array withSwitched(const Array* stored, bool enabled, std::string_view dataclass) {
   std::vector<PropertyList> members;
-  std::set<std::string_view> seen;
+  Seen seen(stored != nullptr ? stored->size() : 0);
   if (stored != nullptr) {
     members.reserve(stored->size() + 1);
     for (const PropertyList& each : *stored) {
       const auto text = each.stringValue();
-      if (text && (!seen.insert(*text).second || (!enabled && text == dataclass))) continue;
+      if (text && (!seen.insert(*text) || (!enabled && text == dataclass))) continue;
       members.push_back(each);
     }
   }
-  if (enabled && !seen.contains(dataclass)) members.emplace_back(dataclass);
+  if (enabled && !seen.contains(dataclass)) members.push_back(valueOf(dataclass));
   return Array(std::move(members));
 }
 

@@ -213,6 +213,28 @@ TEST_F(DataclassesTest, ADataclassIsEnabledWhereTheListOfEnabledOnesNamesIt) {
   }
 }
 
+TEST_F(DataclassesTest, SwitchingKeepsEachStoredOneOnceInShortListsAndLongOnes) {
+  for (const int size : {1, 15, 16, 17, 100}) {
+    Array list{kNotes, 5};
+    std::vector<PropertyList> once{kNotes, 5};
+    for (int i = 0; i < size; ++i) {
+      const std::string name = "class " + std::to_string(i);
+      list.append(name);
+      list.append(name);
+      once.emplace_back(name);
+    }
+    list.append(5);
+    once.emplace_back(5);  // what is no string is not ours to drop
+    const auto account = make("Groupware", enabled(list));
+    account->setEnabledForDataclass(true, kMail);
+    once.emplace_back(kMail);
+    EXPECT_EQ(stored(*account), once) << size;
+    account->setEnabledForDataclass(false, kNotes);
+    once.erase(once.begin());
+    EXPECT_EQ(stored(*account), once) << size;
+  }
+}
+
 TEST_F(DataclassesTest, AnEnabledListOfTheWrongKindCountsAsAbsent) {
   EXPECT_EQ(make("Groupware", {{"Enabled Dataclasses", kMail}})->enabledDataclasses(),
             std::nullopt);
