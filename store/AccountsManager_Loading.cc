@@ -82,7 +82,7 @@ void AccountsManager::_initWithAccountsInfo(const std::optional<Array>& accounts
 
 void AccountsManager::_loadChildrenFromAccount(const Account& parent) {
   const Account kept = parent;  // a child that is forgotten may be who keeps the reference
-  const std::optional<std::string> parentIdentifier = kept->identifier();
+  const ReportedIdentifier parentIdentifier(*kept);
   if (parentIdentifier) _removeChildrenForAccountWithIdentifier(*parentIdentifier);
   for (const PropertyList& description : childDescriptionsOf(*kept).value_or(Array())) {
     const Account child = recordOf(description);

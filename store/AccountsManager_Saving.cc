@@ -183,7 +183,7 @@ Dictionary AccountsManager::mergedWith(const std::optional<Dictionary>& rootOnDi
   const bool isTraced = getRSLoggingEnabled();
   const auto mergedAccount = [&](const BasicAccount& account) {
     const Dictionary inMemory = account.propertiesToSave();
-    const std::optional<std::string> identifier = account.identifier();
+    const ReportedIdentifier identifier(account);
     if (isPlain) {
       return loggedMerge(inMemory, account.originalProperties(),
                          identifier ? plainOnDisk.find(*identifier) : nullptr, isTraced);

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "account/BasicAccount.h"
+#include "account/PlainRecord.h"
 #include "plist/PropertyList.h"
 
 namespace accountsettings {
@@ -25,6 +26,26 @@ namespace accountsettings {
 // The account's "Identifier" as stored in it or its parent, not as a subclass reports it; none
 // where it is no string. Good until that changes.
 [[nodiscard]] std::optional<std::string_view> storedIdentifierOf(const BasicAccount& account);
+
+// ReportedIdentifier is what identifier() answers, without a copy where that is what the account
+// stores. Good until the account or its parent changes.
+class ReportedIdentifier {
+ public:
+  explicit ReportedIdentifier(const BasicAccount& account)
+      : isStored_(isPlainRecord(account)),
+        stored_(isStored_ ? storedIdentifierOf(account) : std::nullopt),
+        copy_(isStored_ ? std::nullopt : account.identifier()) {}
+
+  explicit operator bool() const noexcept {
+    return isStored_ ? stored_.has_value() : copy_.has_value();
+  }
+  std::string_view operator*() const { return isStored_ ? *stored_ : *copy_; }
+
+ private:
+  bool isStored_;
+  std::optional<std::string_view> stored_;
+  std::optional<std::string> copy_;
+};
 
 // Whether the account's type is one of `types`.
 [[nodiscard]] bool isOfType(const BasicAccount& account, const StringList& types);

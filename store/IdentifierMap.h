@@ -3,6 +3,7 @@
 // where hostile input chose the identifiers.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -73,6 +74,7 @@ class IdentifierMap {
   // REQUIRES: `places` are those of all identifiers, each once.
   // Brings the entries into this order.
   void reorder(const std::vector<std::size_t>& places) {
+    if (isOrder(places)) return;
     std::vector<std::size_t> now(entries_.size());
     std::vector<std::optional<Entry>> former;
     former.reserve(places.size());
@@ -143,6 +145,13 @@ class IdentifierMap {
     }
     if (index) expected_ = *index + 1;
     return index;
+  }
+  // Whether the entries stand in this order already, without gaps.
+  [[nodiscard]] bool isOrder(const std::vector<std::size_t>& places) const {
+    std::size_t next = 0;
+    return entries_.size() == places.size() &&
+           std::all_of(places.begin(), places.end(),
+                       [&next](std::size_t place) { return place == next++; });
   }
   [[nodiscard]] bool isAt(std::size_t index, std::string_view identifier) const {
     return index < entries_.size() && entries_[index] && entries_[index]->identifier == identifier;

@@ -14,6 +14,7 @@
 #include "store/AccountsManager.h"
 #include "store/ChangeListeners.h"
 #include "store/ChildAccounts.h"
+#include "store/Descriptions.h"
 #include "store/InBatches.h"
 #include "store/OrderedAccounts.h"
 #include "store/OwnContext.h"
@@ -83,7 +84,8 @@ struct AccountsManager::Contents {
                                                                      const AccountList& accounts);
   // Puts the account into `topLevel` under the identifier that it reports, if it reports one.
   void enter(const Account& account) {
-    if (const auto identifier = account->identifier()) topLevel.set(*identifier, account);
+    if (const ReportedIdentifier identifier(*account); identifier)
+      topLevel.set(*identifier, account);
   }
 };
 
