@@ -1,6 +1,7 @@
 cmake_policy(VERSION 3.25)
 # Fails when a source includes what its folder may not (cmake/LayerRules.cmake has the lists), when a
-# source does not open by saying what it is for, or when a test is in no build.
+# source does not open by saying what it is for, when two headers declare a class of one name, or when
+# a test is in no build.
 # Run with -DROOT=the checkout.
 include("${CMAKE_CURRENT_LIST_DIR}/LayerRules.cmake")
 
@@ -66,6 +67,21 @@ function(check_opening file)
   set(faults "${faults}" PARENT_SCOPE)
 endfunction()
 
+# Whether the header declares a class that another one declares as well. The layers meet in one
+# program, where both would be taken for the same class, and no linker says so.
+function(check_classes file)
+  file(STRINGS "${ROOT}/${file}" lines REGEX "^(class|struct) [A-Za-z]+( final)?( :| {)")
+  foreach(line IN LISTS lines)
+    string(REGEX MATCH " ([A-Za-z]+)" ignored "${line}")
+    get_property(other GLOBAL PROPERTY "declares_${CMAKE_MATCH_1}")
+    if(other)
+      fault("${file} declares ${CMAKE_MATCH_1}, and so does ${other}")
+    endif()
+    set_property(GLOBAL PROPERTY "declares_${CMAKE_MATCH_1}" "${file}")
+  endforeach()
+  set(faults "${faults}" PARENT_SCOPE)
+endfunction()
+
 function(check_file file)
   get_filename_component(name "${file}" NAME)
   set(is_test FALSE)
@@ -80,6 +96,9 @@ function(check_file file)
   endif()
 
   check_opening(${file})
+  if(name MATCHES "\\.h$" AND NOT is_test)
+    check_classes(${file})
+  endif()
   file(STRINGS "${ROOT}/${file}" includes REGEX "^[ \t]*#[ \t]*include")
   foreach(line IN LISTS includes)
     if(line MATCHES "include[ \t]*\"([^\"]+)\"")

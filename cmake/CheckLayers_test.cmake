@@ -39,7 +39,7 @@ function(expect_fault file text message)
   run_check()
   string(FIND "${said}" "${file}" at_file)
   string(FIND "${said}" "${message}" at_message)
-  string(REGEX MATCHALL "(includes|its own|in no|names no|not open|no rules)" faults "${said}")
+  string(REGEX MATCHALL "(includes|its own|in no|names no|not open|no rules|declares)" faults "${said}")
   list(LENGTH faults count)
   if(status EQUAL 0 OR at_file EQUAL -1 OR at_message EQUAL -1 OR NOT count EQUAL 1)
     message("FAILED: ${file} with ${text}\n  expected: ${message}\n  said: ${said}")
@@ -87,6 +87,8 @@ expect_fault(fuzz/bad.cc "#include \"bench/Workload.h\"" "fuzz/ may not include 
 expect_fault(examples/bad.cc "#include \"tool/frame/Json.h\"" "examples/ may not include from tool/")
 expect_fault(staging/Bad.cc "#include \"tool/frame/Json.h\"" "staging/ may not include from tool/")
 expect_fault(newfolder/Bad.cc "" "newfolder/ has no rules")
+# Classes of one name.
+expect_fault(tool/frame/Bad.h "#pragma once\nclass Twice {\nstruct Twice final : Other {" "declares Twice, and so does")
 # Tests that no build knows, and sources that do not say what they are for.
 expect_fault(store/Forgotten_test.cc "" "is in no CMakeLists.txt")
 foreach(text "#pragma once" "// MARK" "// Two words" "\n// A sentence, but below an empty line.")

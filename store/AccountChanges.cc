@@ -113,9 +113,9 @@ Dictionary changeRecord(AccountChangeType changeType, const std::optional<Dictio
   return record;
 }
 
-std::vector<AccountChange> changesBetween(const Array& before, const Array& after) {
+std::vector<ChangedAccount> changesBetween(const Array& before, const Array& after) {
   if (before.identicalTo(after)) return {};
-  std::vector<AccountChange> changes;
+  std::vector<ChangedAccount> changes;
   const IdentifierMap<const Dictionary*> originals = byIdentifier(before);
   const IdentifierMap<const Dictionary*> accounts = byIdentifier(after);
   for (const auto& [identifier, original] : originals) {

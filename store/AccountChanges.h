@@ -27,7 +27,7 @@ using Dataclasses = std::vector<std::string_view>;
                                       const std::optional<Dictionary>& current);
 
 // An account's properties before and after; none where it was not there.
-struct AccountChange {
+struct ChangedAccount {
   AccountChangeType type;
   std::optional<Dictionary> original;
   std::optional<Dictionary> current;
@@ -35,6 +35,6 @@ struct AccountChange {
 
 // What became of the accounts in two lists of account dictionaries, by their identifiers, of which
 // the last counts where one is repeated: deleted ones, added ones, and those that differ.
-[[nodiscard]] std::vector<AccountChange> changesBetween(const Array& before, const Array& after);
+[[nodiscard]] std::vector<ChangedAccount> changesBetween(const Array& before, const Array& after);
 
 }  // namespace accountsettings

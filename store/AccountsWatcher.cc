@@ -124,7 +124,7 @@ Status AccountsWatcher::waitAndTellChanges(std::chrono::milliseconds limit) {
   state_->isDue = false;
   Array told;
   for (const auto& [before, after] : steps) {
-    for (const AccountChange& change : changesBetween(before, after)) {
+    for (const ChangedAccount& change : changesBetween(before, after)) {
       if (!state_->wanted.include(change.type, change.original, change.current)) continue;
       told.append(changeRecord(change.type, change.original, change.current));
     }

@@ -53,7 +53,7 @@ std::optional<AccountPlace> onlyOne(const std::vector<AccountPlace>& places,
                                     const std::string& typed, const Array& accounts) {
   if (places.empty()) return std::nullopt;
   if (places.size() == 1) return places.front();
-  AccountNames all(accounts);
+  AccountNaming all(accounts);
   std::vector<std::string> names;
   for (const AccountPlace place : places) names.push_back("'" + all.nameAt(place) + "'");
   throw noSuchAccount(typed, std::to_string(places.size()) + " accounts have this identifier",
@@ -63,7 +63,7 @@ std::optional<AccountPlace> onlyOne(const std::vector<AccountPlace>& places,
 // Throws where the account that a place was typed for has a name that does not change when others
 // come and go.
 AccountPlace requireNameless(AccountPlace place, const std::string& typed, const Array& accounts) {
-  if (!AccountNames(accounts).tellsApart(place)) return place;
+  if (!AccountNaming(accounts).tellsApart(place)) return place;
   const std::string identifier(identifierOf(*accountAt(accounts, place)));
   throw noSuchAccount(typed, "the account at this place is " + identifier,
                       "name it by that, as places change");
@@ -141,7 +141,7 @@ std::string_view identifierOnceUpgraded(const Dictionary& account, std::int64_t 
   return isSettled ? older : identifierOf(account);
 }
 
-void AccountNames::lookAtAll() {
+void AccountNaming::lookAtAll() {
   if (hasLooked_) return;
   hasLooked_ = true;
   forEachAccount(accounts_, [&](AccountPlace place, const Dictionary& account) {
@@ -149,7 +149,7 @@ void AccountNames::lookAtAll() {
   });
 }
 
-bool AccountNames::tellsApart(AccountPlace place) {
+bool AccountNaming::tellsApart(AccountPlace place) {
   const Dictionary* account = accountAt(accounts_, place);
   const std::string_view identifier = account != nullptr ? identifierOf(*account) : "";
   if (identifier.empty()) return false;
@@ -158,7 +158,7 @@ bool AccountNames::tellsApart(AccountPlace place) {
   return !topLevel_.contains(identifier) && children_.at(identifier) == 1;
 }
 
-std::string AccountNames::nameAt(AccountPlace place) {
+std::string AccountNaming::nameAt(AccountPlace place) {
   if (tellsApart(place)) return std::string(identifierOf(*accountAt(accounts_, place)));
   const std::string own = placeName(place.isChild() ? place.child : place.top);
   return place.isChild() ? nameAt(place.parent()) + "/" + own : own;

@@ -1,4 +1,4 @@
-// AccountNames is how an account of a settings file is called where people type it: by its
+// AccountNaming is how an account of a settings file is called where people type it: by its
 // identifier, or, where that does not tell it apart, by its place from 1: "#3". A child is called
 // after its parent: "#3/#1". All that prints places, or reads what was typed, asks here.
 #pragma once
@@ -27,11 +27,11 @@ namespace accountsettings {
 [[nodiscard]] std::string_view identifierOnceUpgraded(const Dictionary& account,
                                                       std::int64_t version);
 
-// AccountNames knows which identifiers of a list tell accounts apart.
-class AccountNames {
+// AccountNaming knows which identifiers of a list tell accounts apart.
+class AccountNaming {
  public:
   // Looks at the list when it is first asked; it must outlive this.
-  explicit AccountNames(const Array& accounts) : accounts_(accounts) {}
+  explicit AccountNaming(const Array& accounts) : accounts_(accounts) {}
 
   // Whether the account has an identifier that no other has. A child may have that of a top-level
   // account, which is then told apart, and the child is not.

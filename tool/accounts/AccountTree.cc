@@ -56,7 +56,7 @@ std::vector<AccountNode> nodesOf(const Array& list, const AccountNode* parent,
 
 // Names the accounts that no identifier tells apart by their places.
 void namePlaces(std::vector<AccountNode>& nodes, const Array& accounts) {
-  AccountNames names(accounts);
+  AccountNaming names(accounts);
   const auto name = [&](AccountNode& node, AccountPlace place) {
     if (!names.tellsApart(place)) node.placeName = names.nameAt(place);
   };

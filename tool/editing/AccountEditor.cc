@@ -136,7 +136,7 @@ EditedAccount accountTyped(const std::string& typed, const Array& accounts,
     if (account.record && place.isChild()) account.record->setParentAccount(topLevel);
   }
   account.name = account.record ? account.record->identifier().value_or("")
-                                : AccountNames(accounts).nameAt(place);
+                                : AccountNaming(accounts).nameAt(place);
   return account;
 }
 
@@ -250,7 +250,7 @@ EditedAccount AccountEditor::account(const std::string& typed) {
   const bool isInOrder =
       notLoaded_->keeps(account.place.top) ? waitsForIdentifier(stored)
       : account.place.isChild()
-          ? recordOfChild(stored) && AccountNames(accounts).tellsApart(account.place)
+          ? recordOfChild(stored) && AccountNaming(accounts).tellsApart(account.place)
           : true;
   const bool isMendable = !isInOrder || losesIdentifier(accounts, account.place, settings_);
   if (!isMendable) requireCurrentVersion(settings_, shown_);
@@ -268,7 +268,7 @@ void AccountEditor::set(const EditedAccount& account, const std::string& key,
   const Array& accounts = settings_.arrayOrEmpty(kPlistAccountsKey);
   const PropertyList* stored = value ? &*value : nullptr;
   const bool givesIdentifier = account.place.isChild() && key == kAccountIdentifier &&
-                               !AccountNames(accounts).tellsApart(account.place);
+                               !AccountNaming(accounts).tellsApart(account.place);
   if (account.record && !givesIdentifier) {
     requireMaySet(*account.record, key, stored);
     account.record->setAccountPropertyForKey(value, key);
@@ -292,7 +292,7 @@ void AccountEditor::put(const EditedAccount& account) {
 
 void AccountEditor::remove(const EditedAccount& account) {
   if (!account.record || account.place.isChild()) return replace(account.place, std::nullopt);
-  if (!AccountNames(settings_.arrayOrEmpty(kPlistAccountsKey)).tellsApart(account.place)) {
+  if (!AccountNaming(settings_.arrayOrEmpty(kPlistAccountsKey)).tellsApart(account.place)) {
     throw Prevented("account '" + account.name + "'",
                     "of those that have this identifier it is the one that is loaded",
                     "mend or remove the others first: 'accountsettings check' tells how",

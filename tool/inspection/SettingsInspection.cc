@@ -366,7 +366,7 @@ class SettingsInspection {
   FindingList& list_;
   std::int64_t version_ = 0;
   // Views into the settings, which outlive this.
-  std::optional<AccountNames> names_;
+  std::optional<AccountNaming> names_;
   std::unordered_map<std::string_view, Loaded> loaded_;  // the last of each identifier
   std::unordered_map<std::string_view, AccountPlace> children_;
   std::map<std::string, StringList, std::less<>> carried_;
