@@ -231,6 +231,9 @@ TEST_F(RedactorTest, AddressesAndUUIDsAreReplacedWithoutBeingLearned) {
             "to <user-1>, id identifier-1.");
   EXPECT_EQ(redactor.sentence("a @ b, 00000000-AAAA-4bbb-8CCC-00000000000"),
             "a @ b, 00000000-AAAA-4bbb-8CCC-00000000000");
+  // The end of a longer word is no UUID.
+  EXPECT_EQ(redactor.sentence("of f00000000-AAAA-4bbb-8CCC-000000000001"),
+            "of f00000000-AAAA-4bbb-8CCC-000000000001");
 }
 
 TEST_F(RedactorTest, ObjectsAreCutOutOfLogLines) {

@@ -235,6 +235,13 @@ TEST_F(ReportPage, LegacyFilesAreAColumnOfTheirOwn) {
   EXPECT_NE(html.find("moved to DisplayName"), std::string::npos);
 }
 
+// What an account in settings would be wrong with is no fault of a description.
+TEST_F(ReportPage, ADescriptionInALegacyFileIsNotToldAsAnAccountThatIsNotLoaded) {
+  const Dictionary description{{"AccountType", "IMAPAccount"}, {"uniqueId", "old-1"}};
+  root.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", Array{description, description}}});
+  EXPECT_EQ(page({"--reveal"}).find("a later account has the same identifier"), std::string::npos);
+}
+
 TEST_F(ReportPage, ShowsOfAPropertyWhatItWasAndWhatItBecomes) {
   Dictionary plain = mailAccount("plain");
   plain.remove("Enabled Dataclasses");
