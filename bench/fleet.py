@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures migrations of many devices: how many a second, and what each takes of a processor.
 
-usage: fleet.py TOOL [--devices N]
+usage: fleet.py TOOL [--devices N], beside which bare_worker was built
 """
 import argparse
 import collections
@@ -56,6 +56,25 @@ class Fleet:
         return self.run(["xargs", "-a", self.list, "-P", str(jobs), "-n", "1", self.tool, "migrate", *more])
 
 
+# What of a worker is the system's own, whatever the program.
+BARE = (("an empty process for each, 1 at a time", "fork"),
+        ("the same with a worker's pages of memory", "pages"),
+        ("the same with its calls that reach files", "files"))
+
+
+def bare_rows(tool, scratch, count):
+    """What the system alone takes for each device."""
+    rows = []
+    for title, kind in BARE:
+        folder = os.path.join(scratch, "bare-" + kind)
+        os.mkdir(folder)
+        cost = measuring.run([os.path.join(os.path.dirname(tool), "bare_worker"), folder, str(count), kind])
+        rows.append([title, document.number(cost.seconds / count * 1e3),
+                     document.number(count / cost.seconds), "", ""])
+        shutil.rmtree(folder)
+    return rows
+
+
 def most_roots(tool, scratch, count):
     """The peak of memory where a list names so many devices that are not there."""
     path = os.path.join(scratch, "long-list")
@@ -82,6 +101,7 @@ def section(tool, scratch, count):
                     rows.append([f"{way}, {jobs} at a time, {kind}", document.number(each * 1e3),
                                  document.number(1 / each), f"{GOALS[kind]:,}" if way == "one run" else "",
                                  document.number(count / run.seconds)])
+        rows += bare_rows(tool, folder, count)
         many = 100 * 1000
         peak = most_roots(tool, folder, many).peak
     scaled = document.number(clock["without backups", "one run", 1] / clock["without backups", "one run", 2])
