@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "store/AccountsManager.h"
+#include "store/ShortCuts.h"
 #include "testing/StoreTest.h"
 
 namespace accountsettings {
@@ -84,6 +85,27 @@ TEST_F(AccountsManagerSavingFaults, FailedWrite) {
   store->saveAllAccounts();
   expectLog({kFailed});
   expectOldFile();
+}
+
+TEST_F(AccountsManagerSavingFaults, TheSaveAfterAFailedOneMergesWithWhatTheFileHolds) {
+  for (const bool shortCuts : {true, false}) {
+    takeShortCuts(shortCuts);
+    begin();
+    fake.faults.failAt("files.rename");
+    store->saveAllAccounts();
+    expectOldFile();
+    // What was known of the file is gone with the save; a foreign edit and this store's own count.
+    putSettings({account("A", {{"k", 1}, {"foreign", true}}), account("B")}, 11);
+    takeLog();
+    store->saveAllAccounts();
+    EXPECT_TRUE(store->lastSave().saved());
+    expectLog({});
+    const auto saved = AccountsManager::initInsideOfMigration();
+    const Account account = saved->accountWithIdentifier("A");
+    EXPECT_EQ(account->properties().values().integer("k"), 2);
+    EXPECT_TRUE(account->properties().values().boolean("foreign"));
+    EXPECT_EQ(saved->count(), 2U);
+  }
 }
 
 TEST_F(AccountsManagerSavingFaults, OwnerThatCannotBeSetIsNamedFirst) {
