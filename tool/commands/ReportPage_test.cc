@@ -219,15 +219,19 @@ TEST_F(ReportPage, RulesAndFindingsNameNobodyEither) {
 }
 
 TEST_F(ReportPage, LegacyFilesAreAColumnOfTheirOwn) {
+  const auto description = [](const char* name, const char* identifier) {
+    return Dictionary{{"AccountType", "IMAPAccount"},
+                      {"AccountName", name},
+                      {"uniqueId", identifier},
+                      {"Username", "anna"}};
+  };
   root.put(ToolRoot::kLegacyMail,
-           Dictionary{{"MailAccounts", Array{Dictionary{{"AccountType", "IMAPAccount"},
-                                                        {"AccountName", "Old mail"},
-                                                        {"uniqueId", "old-1"},
-                                                        {"Username", "anna"}}}}});
+           Dictionary{{"MailAccounts", Array{description("Old mail", "old-1"),
+                                             description("Older mail", "old-2")}}});
   const std::string planned = page({"--reveal"});
   EXPECT_NE(planned.find("Legacy file Accounts.plist"), std::string::npos);
   EXPECT_EQ(countOf(planned, "<path class=\"changed\"") + countOf(planned, "<path class=\"kept\""),
-            1U);
+            2U);
   migrate();
   const std::string html = page({"--reveal"});
   EXPECT_NE(html.find("Before: no settings"), std::string::npos);
