@@ -219,6 +219,13 @@ TEST(Differences, ValuesThatAreNoAccountsAreShownWhole) {
   EXPECT_EQ(found.accounts[0].keys.at(0).before, PropertyList("odd"));
 }
 
+TEST(Differences, AnAccountThatTellsNothingNewIsNotNamed) {
+  const Array before = {with(account("A"), "Enabled Dataclasses", Array{"x", "y"}), account("B")};
+  const Array after = {with(account("A"), "Enabled Dataclasses", Array{"y", "x"}),
+                       with(account("B"), "Port", 993)};
+  EXPECT_EQ(changedAccounts(before, after, AccountMatching(before, after)), Keys{"B"});
+}
+
 TEST(Differences, TopLevelKeysOfTheFileAreComparedToo) {
   const Dictionary before = {{"Version", 9}, {"Accounts", Array{account("A")}}, {"Old", 1}};
   const Dictionary after = {{"Version", 12}, {"Accounts", Array{account("A")}}};
