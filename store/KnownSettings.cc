@@ -19,6 +19,7 @@ struct Memory {
   std::weak_ptr<const KnownSettings> last;
   std::shared_ptr<const KnownSettings> kept;  // the same, while there are keepers
   int keepers = 0;
+  bool isRehearsal = false;  // as the first of them says
 
   void know(const std::shared_ptr<const KnownSettings>& settings) {
     const std::lock_guard guard(mutex);
@@ -80,15 +81,22 @@ std::optional<Dictionary> settingsInFile() {
   return settings && *settings != nullptr ? std::optional((*settings)->root) : std::nullopt;
 }
 
-KeptSettings::KeptSettings() {
+KeptSettings::KeptSettings(Saves saves) {
   const std::lock_guard guard(memory().mutex);
-  ++memory().keepers;
+  if (memory().keepers++ == 0) memory().isRehearsal = saves == Saves::AreRehearsed;
 }
 
 KeptSettings::~KeptSettings() {
   std::shared_ptr<const KnownSettings> gone;  // released outside the lock
   const std::lock_guard guard(memory().mutex);
-  if (--memory().keepers == 0) gone = std::move(memory().kept);
+  if (--memory().keepers > 0) return;
+  gone = std::move(memory().kept);
+  memory().isRehearsal = false;
+}
+
+bool savesAreRehearsed() {
+  const std::lock_guard guard(memory().mutex);
+  return memory().isRehearsal;
 }
 
 }  // namespace accountsettings

@@ -32,13 +32,19 @@ void forgetSettings();
 [[nodiscard]] std::optional<Dictionary> settingsInFile();
 
 // While a KeptSettings lives, the current context holds the state that was known last, so that
-// steps of one work which ask one after the other parse it once.
+// steps of one work which ask one after the other parse it once. Where the work only rehearses, on
+// staged files, a save that would leave the very settings that were read stages the bytes that were
+// read: nothing is serialised to learn that it changes nothing.
 class KeptSettings {
  public:
-  KeptSettings();
+  enum class Saves { AreMeant, AreRehearsed };
+  explicit KeptSettings(Saves saves = Saves::AreMeant);
   ~KeptSettings();
   KeptSettings(const KeptSettings&) = delete;
   KeptSettings& operator=(const KeptSettings&) = delete;
 };
+
+// Whether what was read may be staged again as it is.
+[[nodiscard]] bool savesAreRehearsed();
 
 }  // namespace accountsettings

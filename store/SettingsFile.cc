@@ -76,21 +76,22 @@ void SettingsFile::forget() {
 }
 
 std::shared_ptr<const Bytes> SettingsFile::serializationOf(const Dictionary& root) const {
-  if (!isOwn_ || known_->root.size() != root.size()) return nullptr;
+  const bool mayServe = isOwn_ || (known_ != nullptr && savesAreRehearsed());
+  if (!mayServe || known_->root.size() != root.size()) return nullptr;
   const PropertyList* version = root.find(kPlistVersionKey);
   const PropertyList* knownVersion = known_->root.find(kPlistVersionKey);
-  const PropertyList* accounts = root.find(kPlistAccountsKey);
-  const PropertyList* knownAccounts = known_->root.find(kPlistAccountsKey);
+  const Array* accounts = root.array(kPlistAccountsKey);
+  const Array* knownAccounts = known_->root.array(kPlistAccountsKey);
   if (version == nullptr || knownVersion == nullptr || !version->identicalTo(*knownVersion)) {
     return nullptr;
   }
   if (accounts == nullptr || knownAccounts == nullptr) return nullptr;
-  const bool areSame = accounts->identicalTo(*knownAccounts) ||
-                       std::equal(accounts->array()->begin(), accounts->array()->end(),
-                                  knownAccounts->array()->begin(), knownAccounts->array()->end(),
-                                  [](const PropertyList& each, const PropertyList& known) {
-                                    return each.identicalTo(known);
-                                  });
+  const bool areSame =
+      accounts->identicalTo(*knownAccounts) ||
+      std::equal(accounts->begin(), accounts->end(), knownAccounts->begin(), knownAccounts->end(),
+                 [](const PropertyList& each, const PropertyList& known) {
+                   return each.identicalTo(known);
+                 });
   return areSame ? known_->bytes : nullptr;
 }
 

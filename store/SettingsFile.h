@@ -24,8 +24,9 @@ class SettingsFile {
   // The bytes that were read or written last are needed no more: others are about to be written.
   // Should they not be written, the file is parsed at the next reading.
   void forget();
-  // The bytes that this object wrote last, if their root had the very same accounts and version as
-  // `root`, so that serialising it again would give them again; else nullptr.
+  // The bytes that this object wrote last, or read where saves are rehearsed, if their root had the
+  // very same accounts and version as `root`, so that serialising it again would give them again;
+  // else nullptr.
   [[nodiscard]] std::shared_ptr<const Bytes> serializationOf(const Dictionary& root) const;
 
  private:

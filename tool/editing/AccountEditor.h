@@ -134,7 +134,7 @@ class AccountEditor {
   HeldLog log_;
   ProcessContext context_;
   ProcessContext::Override current_;
-  KeptSettings known_;
+  KeptSettings known_{KeptSettings::Saves::AreRehearsed};
   std::string path_;     // the settings file, as a device path
   std::string shown_;    // the same on this machine
   Dictionary settings_;  // as they were
