@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <utility>
 
 #include "account/AccountConstants.h"
@@ -139,13 +138,22 @@ class Comparison {
     return differences;
   }
 
+  // Calls `tell` with where each changed top-level account stood and stands.
+  template <class Tell>
+  void forEachChanged(const Tell& tell) const {
+    walk({before_}, {after_},
+         [&](const std::optional<AccountPlace>& from, const std::optional<AccountPlace>& to) {
+           const bool isTold = !from || !to || matching_.isMove(*from, *to) ||
+                               isChanged(*accountAt(before_, *from), *accountAt(after_, *to)) ||
+                               tellsSomething(change(from, to));
+           if (isTold) tell(from, to);
+         });
+  }
+
   [[nodiscard]] std::vector<std::string> changedAccounts() const {
     std::vector<std::string> names;
-    walk({before_}, {after_}, [&](const Place& from, const Place& to) {
-      const bool isTold = !from || !to || matching_.isMove(*from, *to) ||
-                          isChanged(*accountAt(before_, *from), *accountAt(after_, *to)) ||
-                          tellsSomething(change(from, to));
-      if (isTold) names.push_back(to ? nameAt(after_, *to) : nameAt(before_, *from));
+    forEachChanged([&](const Place& from, const Place& to) {
+      names.push_back(to ? nameAt(after_, *to) : nameAt(before_, *from));
     });
     return names;
   }
@@ -309,6 +317,13 @@ Differences differencesBetween(const Array& before, const Array& after,
 std::vector<std::string> changedAccounts(const Array& before, const Array& after,
                                          const AccountMatching& matching) {
   return Comparison(before, after, matching).changedAccounts();
+}
+
+std::size_t countOfChangedAccounts(const Array& before, const Array& after,
+                                   const AccountMatching& matching) {
+  std::size_t count = 0;
+  Comparison(before, after, matching).forEachChanged([&](const auto&, const auto&) { ++count; });
+  return count;
 }
 
 Differences differencesBetween(const Dictionary& before, const Dictionary& after) {

@@ -58,6 +58,9 @@ struct Differences {
 // The names of the accounts of which they tell, for less.
 [[nodiscard]] std::vector<std::string> changedAccounts(const Array& before, const Array& after,
                                                        const AccountMatching& matching);
+// How many they are.
+[[nodiscard]] std::size_t countOfChangedAccounts(const Array& before, const Array& after,
+                                                 const AccountMatching& matching);
 // The differences of whole settings files, with their other top-level keys.
 [[nodiscard]] Differences differencesBetween(const Dictionary& before, const Dictionary& after);
 

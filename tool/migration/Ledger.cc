@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <map>
 #include <string_view>
 #include <unordered_map>
 
@@ -22,6 +21,7 @@ using Fate = LedgerEntry::Fate;
 
 // What happened to one key of an account, as far as the walk has come.
 struct KeyHistory {
+  std::string_view key;
   std::string_view step;  // the last that changed it
   std::string to;         // where its value went when it left the account
   std::string rule;       // why it left
@@ -42,11 +42,15 @@ struct Traveller {
   std::string_view legacyStep = {};        // of a description; empty otherwise
   std::string_view goneStep = {};
   std::string goneRule = {};
-  std::map<std::string, KeyHistory, std::less<>> keys = {};
+  std::vector<KeyHistory> keys = {};
 
   [[nodiscard]] std::string name() const {
     const std::string own = accountLabel(*account, number);
     return parent ? parent->name() + "/" + own : own;
+  }
+  // Of the key; none where nothing was noted of it.
+  [[nodiscard]] auto historyOf(std::string_view key) {
+    return std::ranges::find(keys, key, &KeyHistory::key);
   }
   [[nodiscard]] bool isMoved() const {
     return place->isChild() != (parent != nullptr) || (parent && parent->place != place->parent());
@@ -71,6 +75,7 @@ class LedgerMaker {
 
   Ledger make() {
     enterSettings();
+    ofSettings_ = std::ssize(travellers_);
     std::size_t number = 0;
     for (const LedgerLegacyFile& file : input_.legacyFiles) enterLegacyFile(file, ++number);
     const Array* accounts = &storedAccounts(input_.settings);
@@ -80,7 +85,7 @@ class LedgerMaker {
       accounts = &step.after;
     }
     pass(kSaveStep, *accounts, storedAccounts(input_.result), true, nullptr);
-    for (const Traveller& traveller : travellers_) judge(traveller);
+    for (Traveller& traveller : travellers_) judge(traveller);
     countAdded();
     return std::move(ledger_);
   }
@@ -220,6 +225,7 @@ class LedgerMaker {
   // `matching` is of the two lists where somebody has it already.
   void pass(std::string_view step, Array before, const Array& after, bool result,
             const AccountMatching* matching) {
+    if (before.identicalTo(after) && !converts(step)) return;
     std::optional<AccountMatching> own;
     if (takeOver(step, before, result) || matching == nullptr) {
       matching = &own.emplace(before, after);
@@ -244,11 +250,18 @@ class LedgerMaker {
     }
   }
 
+  // Whether descriptions wait for the step.
+  [[nodiscard]] bool converts(std::string_view step) const {
+    return std::any_of(travellers_.begin() + ofSettings_, travellers_.end(),
+                       [&](const Traveller& each) { return each.legacyStep == step; });
+  }
+
   // The descriptions of the legacy file that the step converts stand behind the accounts that are
   // there. Answers whether any do.
   bool takeOver(std::string_view step, Array& before, bool result) {
     const std::size_t first = before.size();
-    for (Traveller& each : travellers_) {
+    for (auto place = travellers_.begin() + ofSettings_; place != travellers_.end(); ++place) {
+      Traveller& each = *place;
       if (each.legacyStep != step) continue;
       if (!result) {
         each.goneStep = step;
@@ -270,8 +283,10 @@ class LedgerMaker {
     forEachDifference(before, after, [&](auto key, const auto* old, const auto* now) {
       const PropertyList* original = traveller.original->find(key);
       if (original == nullptr || isStructure(key, *original)) return true;
-      KeyHistory& history = traveller.keys[std::string(key)];
-      history = {step, "", ""};
+      auto found = traveller.historyOf(key);
+      if (found == traveller.keys.end()) found = traveller.keys.insert(found, KeyHistory());
+      KeyHistory& history = *found;
+      history = {key, step, "", ""};
       if (now != nullptr) return true;
       history.to = destinationOf(key, *old, before, after, *traveller.place, accounts);
       if (history.to.empty()) {
@@ -297,7 +312,7 @@ class LedgerMaker {
 
   // Judging: what is different in the end, and by whom.
 
-  void judge(const Traveller& traveller) {
+  void judge(Traveller& traveller) {
     ledger_.routes.push_back({traveller.fileNumber, traveller.from, traveller.place, {}});
     AccountRoute& route = ledger_.routes.back();
     const std::size_t size = traveller.original->size();
@@ -337,13 +352,13 @@ class LedgerMaker {
     if (changed || traveller.account != traveller.original) judgeKeys(traveller, now);
   }
 
-  void judgeKeys(const Traveller& traveller, const Dictionary& now) {
+  void judgeKeys(Traveller& traveller, const Dictionary& now) {
     forEachDifference(*traveller.original, now, [&](auto key, const auto* old, const auto* value) {
       if (old == nullptr) return false;  // those that are new come last
       if (isStructure(key, *old)) return true;
       --ledger_.keys.kept;
-      const auto found = traveller.keys.find(key);
-      const KeyHistory history = found == traveller.keys.end() ? KeyHistory() : found->second;
+      const auto found = traveller.historyOf(key);
+      const KeyHistory history = found == traveller.keys.end() ? KeyHistory() : *found;
       const Fate fate = value != nullptr      ? Fate::Changed
                         : !history.to.empty() ? Fate::Moved
                                               : Fate::Dropped;
@@ -379,6 +394,7 @@ class LedgerMaker {
   const LedgerInput& input_;
   const std::vector<StepRecord>& steps_;
   std::deque<Traveller> travellers_;
+  std::ptrdiff_t ofSettings_ = 0;  // so many; those of legacy files stand behind them
   std::unordered_map<std::string_view, Namesakes> namesakes_;  // filled when it is asked for
   std::size_t survivors_ = 0;                                  // of the accounts that are counted
   Ledger ledger_;

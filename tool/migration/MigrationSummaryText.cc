@@ -26,10 +26,6 @@ std::string reasonOf(const LedgerEntry& entry) {
   return rule + " (" + std::string(nameOfStep(entry.step)) + ")";
 }
 
-std::vector<std::string> changedAccountsOf(const StepRecord& step) {
-  return changedAccounts(step.before, step.after, step.matching);
-}
-
 // An account that is in none of the files afterwards.
 bool isLostAccount(const LedgerEntry& entry) {
   return entry.fate == Fate::Dropped && entry.key.empty();
@@ -140,7 +136,7 @@ class SummaryWriter {
     heading(summary_.planned ? "Steps that would run" : "Steps");
     if (summary_.steps.empty()) output_.line("  none");
     for (const StepRecord& step : summary_.steps) {
-      const std::size_t changed = changedAccountsOf(step).size();
+      const std::size_t changed = countOfChangedAccounts(step.before, step.after, step.matching);
       const std::string extent = !step.result   ? "answers no"
                                  : changed == 0 ? "changes nothing"
                                                 : counted(changed, "account", "accounts");
@@ -272,10 +268,11 @@ Dictionary decisionForScripts(const MigrationDecision& decision) {
 
 Array stepsForScripts(const std::vector<StepRecord>& steps, SummaryDetail detail) {
   return listOf(steps, [&](const StepRecord& step) {
-    Dictionary entry{{"step", step.step},
-                     {"meaning", meaningOfStep(step.step)},
-                     {"result", step.result},
-                     {"changedAccounts", arrayOf(changedAccountsOf(step))}};
+    Dictionary entry{
+        {"step", step.step},
+        {"meaning", meaningOfStep(step.step)},
+        {"result", step.result},
+        {"changedAccounts", arrayOf(changedAccounts(step.before, step.after, step.matching))}};
     if (detail == SummaryDetail::Full) {
       entry.set("changes", differencesForScripts(step.differences(), false));
     }

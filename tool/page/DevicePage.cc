@@ -214,7 +214,7 @@ void addSteps(const PageContext& page, Dictionary& data) {
           {"name", nameOfStep(step.step)},
           {"meaning", meaningOfStep(step.step)},
           {"answersNo", !step.result},
-          {"changed", changedAccounts(step.before, step.after, step.matching).size()}};
+          {"changed", countOfChangedAccounts(step.before, step.after, step.matching)}};
     });
   }
   data.set("hasSteps", !steps.empty());
