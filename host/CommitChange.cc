@@ -53,7 +53,7 @@ Status commitChange(LinuxFiles& files, const FileChange& change) {
     case FileChange::Kind::Write:
       return files.replace(change.path, *change.bytes, change.mode, change.owner);
     case FileChange::Kind::Remove: {
-      const Status removed = files.remove(change.path);
+      Status removed = files.remove(change.path);
       if (!removed && removed.error().code != ENOENT) return removed;
       return files.flushDirectoryOf(change.path);
     }
@@ -62,7 +62,7 @@ Status commitChange(LinuxFiles& files, const FileChange& change) {
   }
   // Whoever made one that is there has flushed what holds it.
   if (files.isDirectory(change.path).isThere()) return {};
-  const Status made = files.makeNewDirectory(change.path, change.mode);
+  Status made = files.makeNewDirectory(change.path, change.mode);
   // Those above it were to be made before.
   if (made || !isAbsence(made.error())) return made;
   if (Status all = files.makeDirectory(change.path, change.mode); !all) return all;

@@ -69,7 +69,7 @@ Result<bool> FlockLock::acquireUntil(Deadline deadline) {
   for (int tries = 0; tries < kMostTries; ++tries) {
     Result<FileDescriptor> file = opened_ ? std::move(opened_) : openFile();
     if (!file) return file.error();
-    const Result<bool> waited = waitFor(*file, deadline);
+    Result<bool> waited = waitFor(*file, deadline);
     if (!waited || !*waited) return waited;
     // A file that was replaced meanwhile keeps nobody out any more.
     if (isCurrent(*file)) {
