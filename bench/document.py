@@ -130,8 +130,8 @@ def small_table(rows):
 
 
 LOADER_NOTE = """\
-The command is measured as it is installed beneath a prefix. Of the system calls of each of its runs, 122
-are those of the loader, before the first line of the program; 36 of them look for variants of the
+The command is measured as it is installed beneath a prefix. Of the system calls of each of its runs, some
+110 are those of the loader, before the first line of the program; 36 of them look for variants of the
 libraries in folders that are not there, which a package in the system's own folders is spared.
 """
 
