@@ -70,7 +70,7 @@ set(headers_of_testing ${posix_headers} ${test_headers})
 set(headers_of_faults ${posix_headers} sys/mman.h)
 set(headers_of_testing/DiskCalls.cc sys/mman.h)
 set(headers_of_bench ${posix_headers} malloc.h benchmark/benchmark.h)
-# The C library that the property lists are measured beside.
 set(headers_of_bench/bare_worker.cc linux/openat2.h)
+# The C library that the property lists are measured beside.
 set(headers_of_bench/plist_bench.cc plist/plist.h)
 set(headers_of_tests ${posix_headers} ${linux_headers} ${test_headers})

@@ -141,13 +141,12 @@ class Comparison {
   // Calls `tell` with where each changed top-level account stood and stands.
   template <class Tell>
   void forEachChanged(const Tell& tell) const {
-    walk({before_}, {after_},
-         [&](const std::optional<AccountPlace>& from, const std::optional<AccountPlace>& to) {
-           const bool isTold = !from || !to || matching_.isMove(*from, *to) ||
-                               isChanged(*accountAt(before_, *from), *accountAt(after_, *to)) ||
-                               tellsSomething(change(from, to));
-           if (isTold) tell(from, to);
-         });
+    walk({before_}, {after_}, [&](const Place& from, const Place& to) {
+      const bool isTold = !from || !to || matching_.isMove(*from, *to) ||
+                          isChanged(*accountAt(before_, *from), *accountAt(after_, *to)) ||
+                          tellsSomething(change(from, to));
+      if (isTold) tell(from, to);
+    });
   }
 
   [[nodiscard]] std::vector<std::string> changedAccounts() const {
