@@ -1,11 +1,16 @@
 // What a commit makes of a disk that fails it, or of another program, right after the settings are
 // in place.
 #include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
+#include "host/LinuxFiles.h"
 #include "staging/StagingTest.h"
 #include "testing/DiskCalls.h"
 
@@ -41,6 +46,35 @@ class FailingDisk : public testing::StagingTest {
     EXPECT_TRUE(isThere);
     return call;
   }
+  // A device whose migration was killed when all was ready and the settings were not yet replaced;
+  // answers the path of the prepared file.
+  std::string killBeforeTheSettings(int call) {
+    makeDevice();
+    putSettings(3);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      testing::planDiskCalls({Effect::Kill, testing::DiskPlan::Calls::Changes, call});
+      (void)migrate();
+      ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    for (const auto& each : std::filesystem::directory_iterator(device.path(kPreferences))) {
+      if (LinuxFiles::isTemporaryName(each.path().filename().string())) return each.path();
+    }
+    ADD_FAILURE() << "nothing was prepared";
+    return "";
+  }
+  std::vector<testing::DiskChange> changesOfMigrating() {
+    const int file = ::memfd_create("changes", MFD_CLOEXEC);
+    testing::recordDiskChanges(file);
+    (void)migrate();
+    testing::recordDiskChanges(-1);
+    std::vector<testing::DiskChange> changes = testing::diskChangesIn(file);
+    ::close(file);
+    return changes;
+  }
   MigrationOutcome migrateWhile(const std::function<void()>& act) {
     return migrateWith(
         {Effect::Act, testing::DiskPlan::Calls::Changes, callAfterTheSettings(), 0, act});
@@ -73,6 +107,39 @@ TEST_F(FailingDisk, SettingsThatAnotherProgramReplacedAreItsOwnDoing) {
   EXPECT_THAT(outcome.problem, IsEmpty());
   EXPECT_THAT(outcome.warnings,
               Contains(HasSubstr("another program has changed the settings since")));
+}
+
+TEST_F(FailingDisk, WhatAKilledRunPreparedIsGoneForGoodBeforeTheJournalThatNamesIt) {
+  const std::string prepared = killBeforeTheSettings(callAfterTheSettings() - 1);
+  const std::string journal = device.path(kBackups) / backups().front();
+  const std::vector<testing::DiskChange> changes = changesOfMigrating();
+  using Change = testing::DiskChange::Kind;
+  const auto at = [&](Change kind, const std::string& path, std::size_t from) {
+    while (from < changes.size() && (changes[from].kind != kind || changes[from].path != path))
+      ++from;
+    return from;
+  };
+  const std::size_t gone = at(Change::Unlink, prepared, 0);
+  const std::size_t flushed = at(Change::FlushDirectory, device.path(kPreferences), gone);
+  EXPECT_LT(flushed, at(Change::Unlink, journal + "/manifest.plist", gone));
+  EXPECT_LT(flushed, at(Change::RemoveDirectory, journal, 0));
+  EXPECT_LT(at(Change::RemoveDirectory, journal, 0), changes.size());
+}
+
+TEST_F(FailingDisk, APreparedFileThatStaysAtFirstIsTakenAwayByItsJournal) {
+  const int rename = callAfterTheSettings() - 1;
+  MigrationOutcome outcome;
+  std::string prepared;
+  int call = 0;
+  do {
+    prepared = killBeforeTheSettings(rename);
+    testing::planDiskCalls({Effect::Fail, testing::DiskPlan::Calls::Changes, ++call, EIO});
+    outcome = migrate();
+    testing::leaveDiskCalls();
+    ASSERT_TRUE(testing::diskPlanCameAbout()) << "nothing took it away";
+  } while (testing::diskCallOfPlan() != "unlink " + prepared);
+  EXPECT_THAT(outcome.warnings, Contains(HasSubstr(prepared)));
+  EXPECT_FALSE(std::filesystem::exists(prepared));
 }
 
 }  // namespace

@@ -244,6 +244,7 @@ class Ender {
   Status carryOut(const MeantChange& meant);
   Status close(std::string_view how, bool superfluous);
   void removeTemporaries();
+  Status removePrepared();
 
   LinuxHost& host_;
   const InterruptedMigration& interrupted_;
@@ -327,6 +328,13 @@ void Ender::removeTemporaries() {
   }
 }
 
+Status Ender::removePrepared() {
+  if (journal_.preparedAs.empty()) return {};
+  const Status removed = host_.files().remove(journal_.preparedAs);
+  if (!removed && removed.error().code != ENOENT) return removed;
+  return host_.files().flushDirectoryOf(journal_.preparedAs);
+}
+
 Status Ender::close(std::string_view how, bool superfluous) {
   removeTemporaries();
   Dictionary outcome;
@@ -334,11 +342,10 @@ Status Ender::close(std::string_view how, bool superfluous) {
   outcome.set(outcome::kEndedLater, how);
   if (Status recorded = recordOutcome(host_, journal_, outcome); !recorded) return recorded;
   ended_.outcome = std::move(outcome);
-  if (!journal_.preparedAs.empty()) {
-    const Status removed = host_.files().remove(journal_.preparedAs);
-    if (!removed && removed.error().code != ENOENT) {
-      ended_.warnings.push_back(removed.error().message);
-    }
+  // For good, before the journal goes, which alone names it; else the next run finds it by that.
+  if (const Status removed = removePrepared(); !removed) {
+    ended_.warnings.push_back(removed.error().message);
+    superfluous = false;
   }
   ended_.kept = !superfluous;
   if (!superfluous) return {};

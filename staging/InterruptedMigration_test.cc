@@ -3,6 +3,7 @@
 #include "staging/InterruptedMigration.h"
 
 #include "host/RootDirectory.h"
+#include "platform/AssertionFailure.h"
 #include "staging/HeldMigrationLock.h"
 #include "staging/StagingTest.h"
 
@@ -173,6 +174,25 @@ TEST_F(BackupOfAnEdit, NeitherTakesThePlaceOfAMigrationsNorGivesItsOwn) {
 }
 
 // MARK: Legacy files
+
+TEST_F(InterruptedMigrationTest, WhatWasEndedIsToldThoughTheInstallationIsFoundIncomplete) {
+  const std::string journal = cutBeforeTheRename();
+  StagedMigrationOptions options;
+  options.judge = [](StagedMigration&) -> bool {
+    throw AssertionFailure("a resource is missing", "+[BasicAccount initialize]", "BasicAccount");
+  };
+  std::optional<MigrationOutcome> told;
+  options.willRelease = [&](const MigrationOutcome& outcome) { told = outcome; };
+  const auto host = newHost();
+  EXPECT_THROW((void)migrateStaged(*host, options), AssertionFailure);
+  ASSERT_TRUE(told);
+  EXPECT_EQ(told->cause, Cause::Installation);
+  EXPECT_EQ(told->problem, "a resource is missing");
+  EXPECT_EQ(told->putBack, journal);
+  told->staged.reset();
+  EXPECT_TRUE(has(kMail));
+  EXPECT_TRUE(has(kLock)) << "for a run that touched the device it stays";
+}
 
 TEST_F(InterruptedMigrationTest, ALegacyFileThatCameSinceIsConvertedAndNotRemoved) {
   putSettings(3);

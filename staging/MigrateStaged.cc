@@ -6,6 +6,7 @@
 
 #include "host/LinuxHost.h"
 #include "migration/MigrationPaths.h"
+#include "platform/AssertionFailure.h"
 #include "platform/PlatformWith.h"
 #include "platform/ProcessContext.h"
 #include "platform/SameVersion.h"
@@ -351,9 +352,20 @@ void detail::migrateStaged(LinuxHost& host, const Platform* others,
     return;
   }
   Run run(host, platform, options, outcome);
-  run.run();
-  if (run.touched()) lock->keepFile();
-  if (options.willRelease) options.willRelease(outcome);
+  const auto conclude = [&] {
+    if (run.touched()) lock->keepFile();
+    if (options.willRelease) options.willRelease(outcome);
+  };
+  try {
+    run.run();
+  } catch (const AssertionFailure& failure) {
+    // What was cut short may have been ended already.
+    outcome.cause = Cause::Installation;
+    outcome.problem = failure.message();
+    conclude();
+    throw;
+  }
+  conclude();
 }
 
 }  // namespace accountsettings

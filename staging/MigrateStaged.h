@@ -68,7 +68,8 @@ struct MigrationOutcome {
     Writer,       ///< another program held the settings for as long as a save waits
     BrokenRun,    ///< the run before was broken: restore it, or accept it
     Interrupted,  ///< what an earlier run left cannot be ended
-    Sentinel      ///< what it removed comes back only to be removed by a sentinel that came since
+    Sentinel,     ///< what it removed comes back only to be removed by a sentinel that came since
+    Installation  ///< it is incomplete; told to `willRelease` alone, the AssertionFailure follows
   };
 
   Kind kind = Kind::Refused;

@@ -314,6 +314,7 @@ Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome) {
     case Cause::Lock:
     case Cause::LockHeld:
     case Cause::Staging:
+    case Cause::Installation:
       break;
   }
   return {problem, kRemoveTheCause};
