@@ -26,8 +26,10 @@ bool isInUse(const std::string& path) {
   return path == kSettings || path == kLegacyMail || path == kLegacyExchange;
 }
 
+// A copy of what was there; what a migration means to write is none, and brings new identifiers.
 bool isKept(const std::string& path) {
-  return path.starts_with(kBackups) && !path.ends_with("/manifest.plist");
+  return path.starts_with(kBackups) && !path.ends_with("/manifest.plist") &&
+         path.find("/meant-") == std::string::npos;
 }
 
 bool isTemporary(const std::string& path) {
@@ -70,8 +72,9 @@ std::string whatIsNotAsBefore(const Told& told, const Disturbance& disturbance,
                               const DiskTree& before, const DiskTree& disk) {
   // What a run ended that was cut before it is told; where the installation is found incomplete
   // after that, it is all that is told.
-  for (const char* words : {"completed the migration of backup", "were put back first",
-                            "the installation is incomplete"}) {
+  for (const char* words :
+       {"completed the migration of backup", "were put back first",
+        "what an earlier run left was ended", "the installation is incomplete"}) {
     if (says(told, words)) return "";
   }
   const bool mayLeave =

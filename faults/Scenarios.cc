@@ -1,6 +1,8 @@
 // Devices are samples of each release and what is made of them.
 #include "faults/Scenarios.h"
 
+#include <signal.h>
+
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
@@ -91,7 +93,8 @@ class Maker {
     testing::DiskPlan plan;
     plan.effect = testing::DiskPlan::Effect::Kill;
     plan.at = static_cast<int>(part * calls);
-    (void)runProgram(migrate, plan);
+    const Told told = runProgram(migrate, plan);
+    if (told.status != 1000 + SIGKILL) throw std::runtime_error("not killed: " + told.words);
     return readTree(root_);
   }
   void add(const std::string& name, Kind kind, std::vector<std::string> command,
@@ -177,6 +180,12 @@ std::vector<Scenario> Maker::all() {
   devices.emplace_back("an interrupted removal", sentinel);
   devices.emplace_back("an earlier backup", again);
   devices.emplace_back("a migration cut early", killed(both, 0.5));
+  double part = 0.5;
+  DiskTree halfway = killed(both, part);
+  while (halfway.contains(kLegacyMail) || halfway.contains(kLegacyExchange)) {
+    halfway = killed(both, part += 0.02);
+  }
+  devices.emplace_back("a migration cut when the legacy files had gone", halfway);
   devices.emplace_back("a migration cut late", killed(both, 0.8));
   for (const auto& [name, device] : devices) {
     // What the mark of the removal costs has to be accepted.

@@ -85,6 +85,9 @@ Shared& shared() {
   return *memory;
 }
 
+// Before the first child begins: what that counts would be its own otherwise.
+[[maybe_unused]] const Shared& sharedFromTheStart = shared();
+
 bool active = false;
 DiskPlan plan;
 int record = -1;
