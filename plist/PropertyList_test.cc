@@ -399,6 +399,16 @@ TEST(PropertyListTest, ValuesSharedAtDifferentLevelsAreComparedOnce) {
   EXPECT_TRUE(left == right);
 }
 
+TEST(PropertyListTest, LongDataThatIsSharedIsEqualByItsBytes) {
+  Bytes bytes(5000, 7);
+  const PropertyList left = PropertyList::data(bytes);
+  const PropertyList same = PropertyList::data(bytes);
+  bytes.back() = 8;
+  const PropertyList other = PropertyList::data(bytes);
+  EXPECT_TRUE((Array{left, left}) == (Array{same, same}));
+  EXPECT_FALSE((Array{left, left}) == (Array{same, other}));
+}
+
 TEST(PropertyListTest, EqualityIsTransitiveThroughSharedStorage) {
   const PropertyList a = Array{1};
   const PropertyList b = Array{1};

@@ -64,6 +64,8 @@ TEST(XmlReaderTest, RealsOutOfRangeAreZeroOrRefused) {
   EXPECT_TRUE(valueOf("<real>1e-400</real>") == PropertyList(0.0));
   EXPECT_TRUE(valueOf("<real>-1e-400</real>") == PropertyList(-0.0));
   EXPECT_TRUE(valueOf("<real>0.0000001e-9999999999999999999999</real>") == PropertyList(0.0));
+  EXPECT_TRUE(valueOf("<real>0.0e9999999999999999999999</real>") == PropertyList(0.0));
+  EXPECT_TRUE(valueOf("<real>-0e-9999999999999999999999</real>") == PropertyList(-0.0));
   // The place of the first digit and the exponent count together.
   const std::string zeros(10'000, '0');
   EXPECT_TRUE(valueOf("<real>0." + zeros + "1e9600</real>") == PropertyList(0.0));

@@ -51,14 +51,13 @@ std::optional<std::uint64_t> parseDigits(std::string_view text, int base) noexce
   return value;
 }
 
-// Whether a decimal number, which no double can hold, is too small rather than too large: the
-// place of its first digit that counts, and its exponent, decide.
+// Whether a decimal number other than zero, which no double can hold, is too small rather than too
+// large: the place of its first digit that counts, and its exponent, decide.
 bool isTiny(std::string_view text) noexcept {
   const std::size_t e = std::min(text.find_first_of("eE"), text.size());
   const std::string_view digits = text.substr(0, e);
   const std::size_t point = std::min(digits.find('.'), digits.size());
   const std::size_t first = digits.find_first_not_of("0.");
-  if (first == std::string_view::npos) return true;
   std::string_view exponentText = text.substr(std::min(e + 1, text.size()));
   const bool negative = takeSign(exponentText);
   if (parseDigits(exponentText, 10).value_or(0) > 1'000'000'000 ||

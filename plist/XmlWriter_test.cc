@@ -89,15 +89,15 @@ TEST(XmlWriterTest, EscapesWhatATerminalWouldObey) {
   }
 }
 
-TEST(XmlWriterTest, LongDataIsBrokenIntoLines) {
-  const Bytes bytes(100, 0x5A);
-  const std::string text = textOf(Array{PropertyList::data(bytes)});
-  std::size_t start = 0;
-  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
-    EXPECT_LE(end - start, 77U);
-  }
-  EXPECT_TRUE(readXml({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}).value() ==
-              PropertyList(Array{PropertyList::data(bytes)}));
+TEST(XmlWriterTest, LongDataIsBrokenIntoIndentedLines) {
+  const auto times = [](int count, const char* group) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += group;
+    return text;
+  };
+  EXPECT_EQ(textOf(Array{PropertyList::data(Bytes(100, 0x5A))}),
+            documentOf("<array>\n\t<data>\n\t" + times(19, "Wlpa") + "\n\t" + times(14, "Wlpa") +
+                       "Wg==\n\t</data>\n</array>\n"));
 }
 
 TEST(XmlWriterTest, DeepNestingIsNotIndentedForever) {
@@ -147,6 +147,23 @@ TEST(XmlWriterTest, EscapesACharacterWhereverItStands) {
       EXPECT_EQ(textOf(left + "\x1F" + right),
                 "the root: string with a character that the XML form cannot hold");
     }
+  }
+}
+
+// What is stored once is written in full wherever it stands, up to a multiple of what is stored.
+TEST(XmlWriterTest, WritesASharedTextOrDataOftenAndRefusesItWithoutEnd) {
+  const auto array = [](const PropertyList& shared, int times) {
+    Array result;
+    for (int i = 0; i < times; ++i) result.append(shared);
+    return result;
+  };
+  const std::size_t size = 100'000;
+  for (const PropertyList& shared :
+       {PropertyList(std::string(size, 'x')), PropertyList::data(Bytes(size, 7))}) {
+    const Result<Bytes> written = writeXml(array(shared, 20));
+    ASSERT_TRUE(written.ok()) << written.error().message;
+    EXPECT_TRUE(readXml(*written).value() == PropertyList(array(shared, 20)));
+    EXPECT_FALSE(writeXml(array(shared, 200)).ok());
   }
 }
 
