@@ -103,13 +103,15 @@ TEST_F(BundleResourcesTest, ADropInThatIsWrongIsLoggedAndTheOthersCount) {
   write("beside/Creators.d/3.plist",
         Dictionary{{"Mail", "text"}, {"Table", Array{1}}, {"New", Array{1}}});
   std::filesystem::create_directories(folder + "/4.plist");
-  write("beside/Creators.d/5.plist", Dictionary{{"Mail", Array{"good"}}});
+  testing::DeviceRoot::writeFile(folder + "/5.plist", "");
+  std::filesystem::resize_file(folder + "/5.plist", (std::uintmax_t{16} << 20) + 1);
+  write("beside/Creators.d/6.plist", Dictionary{{"Mail", Array{"good"}}});
   const Result<Bytes> bytes = resources.read(*resources.pathOf("Creators"));
   ASSERT_TRUE(bytes.ok());
   EXPECT_EQ(*readPropertyList(*bytes),
             PropertyList(Dictionary{
                 {"Mail", Array{"packaged", "good"}}, {"Table", Dictionary()}, {"New", Array{1}}}));
-  ASSERT_EQ(log.lines.size(), 5U);
+  ASSERT_EQ(log.lines.size(), 6U);
   EXPECT_TRUE(log.lines[0].starts_with(folder + "/1.plist: "));
   EXPECT_EQ(log.lines[1], folder + "/2.plist: a dictionary of lists was expected");
   EXPECT_EQ(log.lines[2],
@@ -117,6 +119,7 @@ TEST_F(BundleResourcesTest, ADropInThatIsWrongIsLoggedAndTheOthersCount) {
   EXPECT_EQ(log.lines[3],
             folder + "/3.plist: the value of \"Table\" is no list that adds to a list");
   EXPECT_EQ(log.lines[4], folder + "/4.plist: Is a directory");
+  EXPECT_EQ(log.lines[5], folder + "/5.plist: larger than 16777216 bytes");
 }
 
 TEST_F(BundleResourcesTest, AResourceThatIsMissingOrDamagedIsNotMadeOfDropIns) {

@@ -333,6 +333,7 @@ TEST_P(LinuxFilesTest, AFailedReplacementByALinkLeavesNothing) {
   device.write("var/p/full/file", "x");
   EXPECT_FALSE(files.replaceWithLink("/var/p/full", "/etc/none", FileAttributes()).ok());
   EXPECT_THAT(namesIn(kDirectory), ElementsAre("full"));
+  EXPECT_THAT(log.lines, IsEmpty());
 }
 
 // MARK: Saving

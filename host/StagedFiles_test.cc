@@ -131,6 +131,20 @@ TEST_F(StagedFilesTest, ChangesKeepTheirOrderAndModes) {
   EXPECT_EQ(staged().copy(kFile, "/var/p/copy").error().code, EEXIST);
 }
 
+TEST_F(StagedFilesTest, WhatIsWrittenInPlaceStaysWhoseItIs) {
+  device.write(kFile, "real");
+  ::chmod(device.path(kFile).c_str(), 0640);
+  const FileAttributes there = host().files().attributes(kFile).value();
+  fs::create_symlink("file", device.path("var/p/link"));
+  ASSERT_TRUE(staged().create(kFile, testing::bytesOf("1")));
+  EXPECT_EQ(staged().changes().front().owner, (FileOwner{there.owner, there.group}));
+  ASSERT_TRUE(save(kFile, "2"));
+  ASSERT_TRUE(staged().create(kFile, testing::bytesOf("3")));
+  EXPECT_EQ(staged().changes().front().owner, (FileOwner{501, 502})) << "the save gave it away";
+  EXPECT_EQ(staged().create("/var/p/link", testing::bytesOf("x")).error().code, ELOOP);
+  EXPECT_THAT(changes(), ElementsAre("write /var/p/file 600 3"));
+}
+
 TEST_F(StagedFilesTest, ADanglingLinkKeepsACopyOutAsOnTheDevice) {
   device.write(kFile, "real");
   fs::create_symlink("nowhere", device.path("var/p/copy"));
@@ -162,6 +176,40 @@ TEST_F(StagedFilesTest, ASaveThatWouldFailFailsWhileItIsStaged) {
   ASSERT_TRUE(staged().saveFailure().has_value());
   EXPECT_NE(staged().saveFailure()->message.find("there is no account \"mobile\""),
             std::string::npos);
+}
+
+TEST_F(StagedFilesTest, WithoutPrivilegeASaveCanOnlyGiveToOneselfAndOnesGroups) {
+  AS_NEEDS_ROOT();
+  using testing::kOtherUser;
+  const std::string directory = device.path("var/p");
+  ASSERT_EQ(::chown(directory.c_str(), kOtherUser, 80), 0);
+  const auto codeFor = [&](unsigned owner, unsigned group) {
+    const Status possible = host().saveCanSucceed(kFile, FileOwner{owner, group});
+    return possible ? 0 : possible.error().code;
+  };
+  const auto codes = [&] {
+    std::vector<int> each;
+    for (const unsigned group : {kOtherUser, 77U, 78U, 79U, 80U, 0U}) {
+      each.push_back(codeFor(kOtherUser, group));
+    }
+    each.push_back(codeFor(501, kOtherUser));
+    return each;
+  };
+  const std::vector<int> anything(7, 0);
+  EXPECT_EQ(codes(), anything);
+  const auto asMember = [&](const std::vector<int>& expected) {
+    return testing::inChild([&] {
+      const std::vector<gid_t> groups{77, 78, 79};
+      const bool changed = ::setgroups(groups.size(), groups.data()) == 0 &&
+                           ::setresgid(kOtherUser, kOtherUser, kOtherUser) == 0 &&
+                           ::setresuid(kOtherUser, kOtherUser, kOtherUser) == 0;
+      if (!changed) return 99;
+      return codes() == expected ? 0 : 1;
+    });
+  };
+  EXPECT_EQ(asMember({0, 0, 0, 0, EPERM, EPERM, EPERM}), 0);
+  ASSERT_EQ(::chmod(directory.c_str(), 02755), 0);
+  EXPECT_EQ(asMember({0, 0, 0, 0, 0, EPERM, EPERM}), 0) << "of this directory's group by itself";
 }
 
 TEST_F(StagedFilesTest, TheDirectoryForTemporaryFilesDecidesWhetherASaveSucceeds) {
