@@ -124,6 +124,21 @@ TEST_F(MigrationRecords, WithTheSwitchOffNothingIsCollatedOrWritten) {
   EXPECT_THAT(recordFiles(), IsEmpty());
 }
 
+TEST_F(MigrationRecords, AMigratorThatIsUsedAgainKeepsNothingOfTheProcessBefore) {
+  switchRecordsOn();
+  fake.files.putPropertyList(kLegacyMail, legacyMail());
+  AccountsDataMigrator migrator;
+  EXPECT_TRUE(migrator.performMigration());
+  EXPECT_TRUE(migrator.collatedMigrationData());
+  fake.preferences.set("com.zelqo.accountsettings-logging", "RSSaveMigrationInformation", false);
+  fake.files.putPropertyList(kLegacyMail, legacyMail());
+  ProcessContext next(fake.platform());
+  const ProcessContext::Override inNext(next);
+  EXPECT_TRUE(migrator.performMigration());
+  EXPECT_FALSE(migrator.collatedMigrationData());
+  EXPECT_EQ(recordFiles().size(), 1U);
+}
+
 // The record.
 
 TEST_F(MigrationRecords, TheRecordHoldsEveryFileAsReadAndTheSettingsAsSaved) {

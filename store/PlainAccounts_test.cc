@@ -94,5 +94,21 @@ TEST_F(PlainAccountsTest, AreLookedAtAgainWhereTheListChanged) {
   EXPECT_TRUE(plain.examine({account("a")}));
 }
 
+TEST_F(PlainAccountsTest, StillHoldARecordThatIsUnchangedInItsPlace) {
+  const Dictionary stored = account("a");
+  const Account unchanged = record(stored);
+  PlainAccounts plain;
+  EXPECT_FALSE(plain.stillHolds(0, *unchanged)) << "nothing was examined";
+  ASSERT_TRUE(plain.examine({stored, account("b")}));
+  EXPECT_TRUE(plain.stillHolds(0, *unchanged));
+  EXPECT_FALSE(plain.stillHolds(1, *unchanged));
+  EXPECT_FALSE(plain.stillHolds(2, *unchanged));
+  const Account changed = record(stored);
+  changed->setAccountPropertyForKey("x", "Username");
+  EXPECT_FALSE(plain.stillHolds(0, *changed));
+  ASSERT_FALSE(plain.examine({stored, account("a")}));
+  EXPECT_FALSE(plain.stillHolds(0, *unchanged)) << "the list is not plain";
+}
+
 }  // namespace
 }  // namespace accountsettings
