@@ -92,6 +92,29 @@ TEST_F(FailingDisk, AnUnflushedDirectoryLeavesTheJournalForTheNextRun) {
   EXPECT_EQ(migrate().kind, Kind::NothingToDo);
 }
 
+// A power cut could bring it back beside settings that hold its accounts already.
+TEST_F(FailingDisk, ALegacyFileWhoseGoingCannotBeFlushedStays) {
+  MigrationOutcome outcome;
+  std::map<std::string, std::string> before;
+  int call = 0;
+  do {
+    makeDevice();
+    putSettings(3);
+    putLegacyFiles();
+    before = tree();
+    testing::planDiskCalls({Effect::Fail, testing::DiskPlan::Calls::Changes, ++call, EIO});
+    outcome = migrate();
+    testing::leaveDiskCalls();
+    ASSERT_TRUE(testing::diskPlanCameAbout());
+  } while (!testing::diskCallOfPlan().starts_with("fsync") ||
+           !testing::diskCallOfPlan().ends_with("var/mobile/Library/Mail"));
+  EXPECT_EQ(outcome.kind, Kind::Refused);
+  EXPECT_THAT(outcome.problem, HasSubstr("Library/Mail"));
+  auto after = tree();
+  after.erase(kLock);  // its file stays where legacy files went and came back
+  EXPECT_EQ(difference(after, before), "");
+}
+
 TEST_F(FailingDisk, SettingsThatDoNotHoldWhatWasMeantAreToldAsBroken) {
   const MigrationOutcome outcome = migrateWhile([&] { device.write(kSettings, "damaged"); });
   EXPECT_EQ(outcome.kind, Kind::Broken);

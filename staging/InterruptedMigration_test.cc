@@ -51,10 +51,13 @@ class InterruptedMigrationTest : public testing::StagingTest {
     const Dictionary manifest = dictionaryAt(device.path(manifestOf(backup))).value();
     return std::string(manifest.string("Prepared As").value().substr(1));
   }
-  [[nodiscard]] std::string endedHow(const std::string& backup) const {
+  [[nodiscard]] Dictionary outcomeOf(const std::string& backup) const {
     const Dictionary manifest = dictionaryAt(device.path(manifestOf(backup))).value();
     const Dictionary* outcome = manifest.dictionary("Outcome");
-    return std::string(outcome == nullptr ? "" : outcome->string("Ended Later").value_or(""));
+    return outcome == nullptr ? Dictionary() : *outcome;
+  }
+  [[nodiscard]] std::string endedHow(const std::string& backup) const {
+    return std::string(outcomeOf(backup).string("Ended Later").value_or(""));
   }
   void putLaterMail() const {
     put(kMail, {{"MailAccounts",
@@ -210,13 +213,16 @@ TEST_F(InterruptedMigrationTest, ALegacyFileThatIsAsKeptGoesWhenTheRestIsDone) {
   putLegacyFiles();
   const std::string exchange = device.read(kExchange);
   ASSERT_EQ(migrate().kind, Kind::Done) << lastProblem;
+  Dictionary told = outcomeOf(backups().back());
   const std::string name = reopen();
   device.write(kExchange, exchange);
   const MigrationOutcome outcome = migrate();
   EXPECT_EQ(outcome.kind, Kind::Completed) << outcome.problem;
   EXPECT_EQ(outcome.completed, name);
   EXPECT_FALSE(has(kExchange));
-  EXPECT_EQ(endedHow(name), "completed");
+  EXPECT_EQ(told.integer("From Version"), 3);
+  told.set("Ended Later", "completed");
+  EXPECT_EQ(outcomeOf(name), told);
 }
 
 TEST_F(InterruptedMigrationTest, TheJournalOfARunWithoutBackupGoesWithItsEnd) {
@@ -283,6 +289,16 @@ TEST_F(InterruptedMigrationTest, AJournalThatStayedAfterARefusalRemovesNothing) 
   EXPECT_FALSE(outcome.completed.has_value());
   EXPECT_THAT(savedIdentifiers(),
               IsSupersetOf({"calendar", "directory", "pop", "gm", "smtp", "exchange"}));
+}
+
+TEST_F(InterruptedMigrationTest, PreparedSettingsThatCannotBeTakenAwayAreNamed) {
+  const std::string left = prepared(cutBeforeTheRename());
+  fs::remove(device.path(left));
+  fs::create_directories(device.path(left));
+  const MigrationOutcome outcome = migrate();
+  EXPECT_EQ(outcome.kind, Kind::Done) << outcome.problem;
+  EXPECT_THAT(savedIdentifiers(), IsSupersetOf({"calendar", "pop", "exchange"}));
+  EXPECT_THAT(outcome.warnings, ElementsAre(HasSubstr(left + ": Is a directory")));
 }
 
 TEST_F(InterruptedMigrationTest, WhereAnotherLegacyFileCameTheOldOneStaysInTheBackup) {

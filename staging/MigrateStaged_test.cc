@@ -52,6 +52,10 @@ TEST_F(MigrateStaged, BringsTheSettingsUpAndTheLegacyFilesIn) {
   for (const char* gone : {kMail, kExchange, kMarker, kSentinel}) EXPECT_FALSE(has(gone)) << gone;
   EXPECT_FALSE(has(std::string(kMail) + ".original"));
   EXPECT_EQ(device.read(kCopy), before);
+  const auto path = [](std::string_view file) { return "/" + std::string(file); };
+  EXPECT_THAT(outcome.written, ElementsAre(path(kSettings), path(kCopy)));
+  EXPECT_THAT(outcome.removed,
+              ElementsAre(path(kExchange), path(kMail) + ".original", path(kMail), path(kMarker)));
   EXPECT_THAT(outcome.warnings, IsEmpty());
   EXPECT_FALSE(outcome.daemonStopped);
   ASSERT_THAT(backups(), ElementsAre(outcome.backup));
