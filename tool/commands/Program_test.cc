@@ -258,11 +258,18 @@ PropertyList endlessValue() {
   return value;
 }
 
+PropertyList endlessTree() {
+  PropertyList value = "x";
+  for (int i = 0; i < 40; ++i) value = Dictionary{{"Left", value}, {"Right", value}};
+  return value;
+}
+
 TEST(Program, WhatItShowsIsInProportionToWhatIsStored) {
   ToolRoot root;
   Dictionary account = mailAccount("A");
   account.set("Blob", endlessValue());
-  account.set("Folders", Dictionary{{"Password", endlessValue()}, {"List", endlessValue()}});
+  account.set("Folders", Dictionary{{"Password", endlessTree()}, {"List", endlessValue()}});
+  account.set("Tree", endlessTree());
   root.putSettings(12, {account, mailAccount("B")});
   ToolRoot other;
   other.putSettings(12, {mailAccount("B")});
@@ -272,6 +279,7 @@ TEST(Program, WhatItShowsIsInProportionToWhatIsStored) {
                                                   {"get", "A"},
                                                   {"get", "A", "--json"},
                                                   {"get", "A", "Blob"},
+                                                  {"get", "A", "Tree"},
                                                   {"check", "--json"},
                                                   {"plist", root.settingsPath()},
                                                   {"diff", root.path(), other.path()},
