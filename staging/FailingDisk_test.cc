@@ -1,10 +1,10 @@
 // What a commit makes of a disk that fails it, or of another program, right after the settings are
 // in place.
 #include <gmock/gmock.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -67,12 +67,12 @@ class FailingDisk : public testing::StagingTest {
     return "";
   }
   std::vector<testing::DiskChange> changesOfMigrating() {
-    const int file = ::memfd_create("changes", MFD_CLOEXEC);
-    testing::recordDiskChanges(file);
+    std::FILE* const file = std::tmpfile();
+    testing::recordDiskChanges(::fileno(file));
     (void)migrate();
     testing::recordDiskChanges(-1);
-    std::vector<testing::DiskChange> changes = testing::diskChangesIn(file);
-    ::close(file);
+    std::vector<testing::DiskChange> changes = testing::diskChangesIn(::fileno(file));
+    (void)std::fclose(file);
     return changes;
   }
   MigrationOutcome migrateWhile(const std::function<void()>& act) {
