@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdarg>
 #include <filesystem>
@@ -25,6 +26,8 @@ namespace {
 // How often the file of this machine was opened; what is opened only to be named counts not.
 std::string countedFile;
 int openings = 0;
+// The opening of it that fails, from 1 on.
+int failingOpening = 0;
 
 // All that was opened, flushed and renamed.
 struct SystemCalls {
@@ -41,13 +44,17 @@ std::ostream& operator<<(std::ostream& out, const SystemCalls& made) {
              << made.renamed;
 }
 
-void didOpen(long descriptor, std::uint64_t flags) {
+// Answers what the caller gets.
+long didOpen(long descriptor, std::uint64_t flags) {
   ++calls.opened;
-  if (descriptor < 0 || countedFile.empty() || (flags & O_PATH) != 0) return;
+  if (descriptor < 0 || countedFile.empty() || (flags & O_PATH) != 0) return descriptor;
   std::error_code none;
   const auto file =
       std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), none);
-  if (file == countedFile) ++openings;
+  if (file != countedFile || ++openings != failingOpening) return descriptor;
+  ::close(static_cast<int>(descriptor));
+  errno = EMFILE;
+  return -1;
 }
 
 template <class Function>
@@ -68,8 +75,8 @@ __attribute__((no_sanitize("address"))) long syscall(long number, ...) noexcept 
   va_end(arguments);
   static const auto call = theLibrarys<long (*)(long, ...)>("syscall");
   const long result = call(number, given[0], given[1], given[2], given[3], given[4], given[5]);
-  if (number == SYS_openat2) didOpen(result, reinterpret_cast<const open_how*>(given[2])->flags);
-  return result;
+  if (number != SYS_openat2) return result;
+  return didOpen(result, reinterpret_cast<const open_how*>(given[2])->flags);
 }
 int fsync(int descriptor) {
   static const auto call = theLibrarys<int (*)(int)>("fsync");
@@ -87,9 +94,8 @@ int openat(int directory, const char* path, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   static const auto call = theLibrarys<int (*)(int, const char*, int, ...)>("openat");
-  const int result = call(directory, path, flags, mode);
-  didOpen(result, static_cast<unsigned>(flags));
-  return result;
+  return static_cast<int>(
+      didOpen(call(directory, path, flags, mode), static_cast<unsigned>(flags)));
 }
 }
 
@@ -121,6 +127,9 @@ class Openings : public ::testing::Test {
     countedFile.clear();
     return openings;
   }
+
+  // Files that were changed within a tick of the clock are read more often.
+  static void letTick() { std::this_thread::sleep_for(std::chrono::milliseconds(150)); }
 
   // Current settings of so many accounts.
   void putAccounts(std::size_t count) {
@@ -162,13 +171,35 @@ TEST_F(Openings, AnEditOpensTheSettingsThriceAtMost) {
   EXPECT_LE(of({"set", kFirst, "DisplayName", "Work"}), 1) << "nothing is to be written";
 }
 
+TEST_F(Openings, AnEditThatCannotBeReadBackIsToldAndInTheHistoryAsBroken) {
+  prepare("current");
+  letTick();
+  failingOpening = of({"set", kFirst, "DisplayName", "Work"});
+  letTick();
+  try {
+    (void)of({"set", kFirst, "DisplayName", "Home"});
+    ADD_FAILURE() << "it read back nothing";
+  } catch (const CommandFailure& failure) {
+    EXPECT_EQ(failure.status(), ExitStatus::Broken);
+    EXPECT_NE(failure.problem().find("whether the file holds what was meant cannot be told"),
+              std::string::npos);
+  }
+  failingOpening = 0;
+  countedFile.clear();
+  const Array entries =
+      testing::documentIn(testing::runTool({"history", "--root", root(), "--json"}).out)
+          .arrayOrEmpty("entries");
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1].dictionary()->string("command"), "set");
+  EXPECT_EQ(entries[1].dictionary()->string("outcome"), "broken");
+}
+
 TEST_F(Openings, AnEditAsksTheSameOfTheSystemForTenAccountsAndForAThousand) {
   const auto editOf = [&](std::size_t accounts) {
     std::filesystem::remove_all(root());
     prepare("current");
     putAccounts(accounts);
-    // Files that were changed within a tick of the clock are read more often.
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    letTick();
     EXPECT_GE(of({"set", kFirst, "DisplayName", "Work"}), 2);
     return calls;
   };

@@ -410,7 +410,9 @@ void AccountEditor::commit(const EditOfAccount& edit) {
   }
   lock_->keepFile();
   throw CommandFailure(ExitStatus::Broken, shown_,
-                       "the file does not hold what was meant: " + reason,
+                       (now ? "the file does not hold what was meant: "
+                            : "whether the file holds what was meant cannot be told: ") +
+                           reason,
                        "look at it with 'accountsettings show' and repeat the edit" +
                            (backup_ ? ", or put back what was there with: " + undo() : ""));
 }
@@ -439,10 +441,19 @@ ExitStatus AccountEditor::finish(const std::string& command, const std::string& 
   const Differences changes = differencesBetween(settings_, meant);
   if (!options_.dryRun) {
     if (meant != saved_) stage(meant);
-    logged(device_, command + " " + account, [&] {
-      commit({command, account});
-      return "saved" + (backup_ ? "; what was there is backup " + backup_->manifest.name : "");
-    });
+    try {
+      logged(device_, command + " " + account, [&] {
+        commit({command, account});
+        return "saved" + (backup_ ? "; what was there is backup " + backup_->manifest.name : "");
+      });
+    } catch (const CommandFailure& failure) {
+      if (failure.status() == ExitStatus::Broken) {
+        Dictionary entry = historyEntry(command, account, meant, changes);
+        entry.set(history::kOutcome, "broken");
+        addToHistory(session_, device_, std::move(entry));
+      }
+      throw;
+    }
     if (backup_) {
       pruned_ = removeOldEdits(session_, device_, backup_->manifest,
                                static_cast<std::size_t>(options_.keep));
