@@ -9,8 +9,9 @@ what=$1 build=$2 dumps=$(dirname "$0")/abi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 not_run() { echo "NOT RUN: comparison with the last release's interface ($*)"; exit 77; }
+libraries=$build/$(sed -n 's/^CMAKE_INSTALL_LIBDIR:[A-Z]*=//p' "$build/CMakeCache.txt")
 command -v abidw >/dev/null || not_run "no abidw here; it is in the package abigail-tools"
-readelf -S "$build/lib/libaccountsettings.so" | grep -F .debug_info >/dev/null ||
+readelf -S "$libraries/libaccountsettings.so" | grep -F .debug_info >/dev/null ||
   not_run "$build has no debugging information"
 
 # What the plug-in, the host library and the command of the same version share is nobody else's.
@@ -20,7 +21,7 @@ for library in libaccountsettings libaccountsettings-host; do
   dump=$dumps/$library.abi.xz
   [ "$what" = dump ] || [ -s "$dump" ] || not_run "nothing was released yet"
   abidw --headers-dir "$build/include" --drop-private-types --no-show-locs --no-corpus-path \
-    --no-comp-dir-path --suppressions "$work/private" --out-file "$work/now.abi" "$(readlink -f "$build/lib/$library.so")"
+    --no-comp-dir-path --suppressions "$work/private" --out-file "$work/now.abi" "$(readlink -f "$libraries/$library.so")"
   if [ "$what" = dump ]; then
     mkdir -p "$dumps"
     xz -9 -c "$work/now.abi" >"$dump"

@@ -29,6 +29,12 @@ def exported_by(library):
     return found
 
 
+def cached(name):
+    """What the build was set up with."""
+    with open(os.path.join(BUILD, "CMakeCache.txt"), encoding="utf-8") as file:
+        return re.search(rf"^{name}:.*=(.*)$", file.read(), re.M).group(1)
+
+
 def public_headers():
     with open(os.path.join(SOURCE, "api", "PublicHeaders.cmake"), encoding="utf-8") as file:
         return re.findall(r"\b\w+/\w+\.h\b", file.read())
@@ -76,7 +82,7 @@ def listed(version, known):
     for library in LIBRARIES:
         file = f"{library}.so.{version.split('.')[0]}"
         lines += [f"{file} libaccountsettings1 #MINVER#", "* Build-Depends-Package: libaccountsettings-dev"]
-        for name, node in sorted(exported_by(os.path.join(BUILD, "lib", file))):
+        for name, node in sorted(exported_by(os.path.join(BUILD, cached("CMAKE_INSTALL_LIBDIR"), file))):
             key = f"{name}@{node}"
             first = re.search(r"accountsettings::([\w=]+)", name)
             if first and "PRIVATE" not in node and first.group(1) not in declared:
@@ -92,14 +98,12 @@ def listed(version, known):
 
 
 def main(write):
-    with open(os.path.join(BUILD, "CMakeCache.txt"), encoding="utf-8") as file:
-        version = re.search(r"^CMAKE_PROJECT_VERSION:.*=(.*)$", file.read(), re.M).group(1)
     old = []
     if os.path.exists(LIST):
         with open(LIST, encoding="utf-8") as file:
             old = file.read().splitlines()
     known = dict(line.strip().rsplit(" ", 1) for line in old if line.startswith(" "))
-    lines, faults = listed(version, known)
+    lines, faults = listed(cached("CMAKE_PROJECT_VERSION"), known)
     if write:
         with open(LIST, "w", encoding="utf-8") as file:
             file.write("\n".join(lines) + "\n")

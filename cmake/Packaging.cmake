@@ -8,10 +8,18 @@ set(AS_DOC_DIR "${CMAKE_INSTALL_DATADIR}/doc")
 # Libraries.
 set_target_properties(accountsettings-host PROPERTIES EXPORT_NAME host)
 foreach(library accountsettings accountsettings-host)
-  set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${library} EXPORT AccountSettingsTargets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endforeach()
+
+# What is installed finds the library from where it lies itself, in the build tree too. Left to itself,
+# CMake links it there with room for another path, which the loader takes for the current folder.
+set_target_properties(accountsettings accountsettings-host AccountsDataMigrator accountsettings-tool
+  PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+set_target_properties(accountsettings-host PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(AccountsDataMigrator PROPERTIES INSTALL_RPATH "$ORIGIN/../..")
+set_target_properties(accountsettings-tool PROPERTIES
+  INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
 # Headers, and what CMake and pkg-config need.
 install(DIRECTORY "${AS_INCLUDE_ROOT}/accountsettings" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # Joins the pieces of the guide's program, compiles them without a warning, and runs them on a sample
-# device.   usage: guide_test.sh BUILD SOURCE COMPILER TOOL
+# device.   usage: guide_test.sh INCLUDES LIBRARIES SOURCE COMPILER TOOL
 set -euo pipefail
-build=$1 source=$2 compiler=$3 tool=$4
+includes=$1 libraries=$2 source=$3 compiler=$4 tool=$5
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*" >&2; cat "$work/out" >&2; exit 1; }
 
 sed -n '/^```cpp$/,/^```$/{s/^```.*//;p}' "$source/docs/GUIDE.md" >"$work/guide.cc"
-"$compiler" -std=c++20 -Wall -Wextra -Werror -I"$build/include" "$work/guide.cc" -o "$work/guide" \
-  -L"$build/lib" -laccountsettings-host -laccountsettings "-Wl,-rpath,$build/lib" >"$work/out" 2>&1 ||
+"$compiler" -std=c++20 -Wall -Wextra -Werror -I"$includes" "$work/guide.cc" -o "$work/guide" \
+  -L"$libraries" -laccountsettings-host -laccountsettings "-Wl,-rpath,$libraries" >"$work/out" 2>&1 ||
   fail "compiling the guide"
 
 "$tool" sample "$work/device" --release oldest >/dev/null

@@ -2,9 +2,7 @@
 add_library(AccountsDataMigrator MODULE $<TARGET_OBJECTS:as_migrator>)
 set_target_properties(AccountsDataMigrator PROPERTIES
   PREFIX ""
-  LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib/${AS_PRIVATE_SUBDIR}/${AS_BUNDLE_NAME}"
-  BUILD_RPATH_USE_ORIGIN ON
-  INSTALL_RPATH "$ORIGIN/../.."
+  LIBRARY_OUTPUT_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${AS_PRIVATE_SUBDIR}/${AS_BUNDLE_NAME}"
   LINK_DEPENDS "${PROJECT_SOURCE_DIR}/migration/plugin_exports.map")
 target_link_libraries(AccountsDataMigrator PRIVATE accountsettings)
 target_link_options(AccountsDataMigrator PRIVATE

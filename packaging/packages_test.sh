@@ -82,6 +82,11 @@ for each in "$library" "$libdir/libaccountsettings-host.so.1" \
 done
 readelf -h "$tool" | grep 'DYN' >/dev/null || fail "the command is at a fixed address"
 
+# Beneath another prefix the command finds its library without the loader's index.
+cmake --install "$build" --prefix "$work/prefix" >"$work/log" || { cat "$work/log"; fail "installing"; }
+"$source/packaging/runpath_test.sh" "$work/prefix" || fail "where the loader looks"
+"$work/prefix/bin/accountsettings" --version || fail "the command beneath a prefix"
+
 # The command works from where it was unpacked, with the bundle that lies beside the library.
 "$tool" --version
 "$tool" sample "$work/device" --release oldest >/dev/null

@@ -454,7 +454,7 @@ TEST_F(Migrate, ADanglingLinkAtTheCopyOrTheRecordsSpoilsNothing) {
 TEST_F(Migrate, AnIncompleteInstallationIsKnownBeforeAnythingIsTouched) {
   root_.putSettings(9, {mailAccount("A")});
   const TemporaryDirectory code;
-  const fs::path bundle = fs::path(AS_TOOL_BINARY).parent_path() / "../lib/accountsettings";
+  const fs::path bundle = fs::path(AS_LIBRARY_DIRECTORY) / "accountsettings";
   fs::copy(bundle, code.path(), fs::copy_options::recursive);
   fs::remove(code.path() / "Ferrant.migrator/Resources/AccountTypesProperties.plist");
   const std::string config = code.path() / "host.plist";
