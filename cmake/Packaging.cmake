@@ -21,6 +21,19 @@ set_target_properties(AccountsDataMigrator PROPERTIES INSTALL_RPATH "$ORIGIN/../
 set_target_properties(accountsettings-tool PROPERTIES
   INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
+# In the system's own folders the loader finds it by its index, without a search at each start.
+if("/usr/${CMAKE_INSTALL_LIBDIR}" IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+  set(AS_BUNDLE_DIR "${CMAKE_INSTALL_LIBDIR}/${AS_PRIVATE_SUBDIR}/${AS_BUNDLE_NAME}")
+  install(CODE "
+    if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+      foreach(file \"${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:accountsettings-host>\"
+                   \"${AS_BUNDLE_DIR}/$<TARGET_FILE_NAME:AccountsDataMigrator>\"
+                   \"${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:accountsettings-tool>\")
+        file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}/usr/\${file}\")
+      endforeach()
+    endif()")
+endif()
+
 # Headers, and what CMake and pkg-config need.
 install(DIRECTORY "${AS_INCLUDE_ROOT}/accountsettings" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT AccountSettingsTargets NAMESPACE AccountSettings:: DESTINATION ${AS_CMAKE_DIR})

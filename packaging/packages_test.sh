@@ -82,12 +82,17 @@ for each in "$library" "$libdir/libaccountsettings-host.so.1" \
 done
 readelf -h "$tool" | grep 'DYN' >/dev/null || fail "the command is at a fixed address"
 
+# In the system's own folders the loader knows where libraries are, and is told of no other place.
+if find "$usr/bin" "$libdir" -type f -exec readelf -d {} + 2>/dev/null | grep 'R[UN]*PATH)'; then
+  fail "the packages tell the loader where to look"
+fi
 # Beneath another prefix the command finds its library without the loader's index.
 cmake --install "$build" --prefix "$work/prefix" >"$work/log" || { cat "$work/log"; fail "installing"; }
 "$source/packaging/runpath_test.sh" "$work/prefix" || fail "where the loader looks"
 "$work/prefix/bin/accountsettings" --version || fail "the command beneath a prefix"
 
 # The command works from where it was unpacked, with the bundle that lies beside the library.
+export LD_LIBRARY_PATH=$libdir
 "$tool" --version
 "$tool" sample "$work/device" --release oldest >/dev/null
 "$tool" migrate --root "$work/device" >/dev/null || fail "migrate from the unpacked package"
