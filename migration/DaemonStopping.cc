@@ -60,9 +60,8 @@ int findProcessByName(std::string_view name) {
 
 void AccountsManager::killDataAccessIfNecessary() {
   const Platform& platform = ProcessContext::current().platform();
-  const int own = platform.processes.ownIdentifier();
   const int identifier = findProcessByName(kDaemonName);
-  if (identifier < 0 || identifier == own) return;
+  if (identifier < 0 || identifier == platform.processes.ownIdentifier()) return;
   systemLog("Performing account migration. Asking dataaccessd to exit");
   platform.notifications.postSystemNotification(kExitRequest);
   // The event loop gives the web engine's lock away while it runs; the caller gets it back.

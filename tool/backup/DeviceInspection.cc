@@ -9,12 +9,6 @@ namespace accountsettings {
 
 namespace {
 
-// Whether another process holds the migration lock, and so may be in the middle of its work.
-bool isMigrating(OpenedRoot& device) {
-  const auto holder = device.lockHolder();
-  return holder && holder->identifier != device.context().platform().processes.ownIdentifier();
-}
-
 // The newest backup, where its migration did not come to an end.
 std::optional<BackupManifest> backupWithoutOutcome(OpenedRoot& device) {
   const Result<std::optional<BackupManifest>> newest = findNewestBackup(device.host());
@@ -35,7 +29,7 @@ bool wereStamped(const InspectedFile& settings, const BackupFile& kept) {
 }  // namespace
 
 Findings inspectDevice(OpenedRoot& device, const InspectedFiles& files) {
-  const bool migrating = isMigrating(device);  // first, as it may end meanwhile
+  const bool migrating = device.lockHolder().has_value();  // first, as it may end meanwhile
   Findings findings = inspectRoot(device, files);
   const auto manifest = backupWithoutOutcome(device);
   // The new settings that a migration has prepared are no leftover: by them its end is told.

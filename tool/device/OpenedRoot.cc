@@ -84,12 +84,12 @@ void OpenedRoot::requireDevice() {
 }
 
 std::optional<Process> OpenedRoot::lockHolder() {
-  if (holdsLock_) {
-    return Process{context_.platform().processes.ownIdentifier(), kProgram};
-  }
+  if (holdsLock_) return std::nullopt;
   const Result<std::optional<Process>> holder =
       host_->lockHolder(std::string(kAccountMigrationLockFilename));
-  return holder ? *holder : std::nullopt;
+  if (!holder || !*holder) return std::nullopt;
+  if ((*holder)->identifier == context_.platform().processes.ownIdentifier()) return std::nullopt;
+  return *holder;
 }
 
 Prevented OpenedRoot::lockFailure(const std::string& why) const {

@@ -49,9 +49,9 @@ class OpenedRoot {
   [[nodiscard]] std::string commandLine(const std::vector<std::string>& words) const {
     return commandLineFor(options_, words);
   }
-  // The process that holds the migration lock, or none. The command name is empty where the process
-  // cannot be looked at; the identifier is 0 or below for one outside this one's view. Waits for
-  // nobody.
+  // The other process that holds the migration lock, or none. The command name is empty where the
+  // process cannot be looked at; the identifier is 0 or below for one outside this one's view.
+  // Waits for nobody.
   [[nodiscard]] std::optional<Process> lockHolder();
   // To be told while this process holds the migration lock: then nobody else is looked for.
   void setHoldsLock(bool holds) noexcept { holdsLock_ = holds; }

@@ -26,20 +26,21 @@ std::string_view codeOf(Colour colour) {
   return wordFor<Colour, 7>(colour, {"0", "1", "2", "31", "32", "33", "34"});
 }
 
-bool isCapableTerminal(Stream stream) {
+// Whether terminals here can do more than show one line after another.
+bool isCapable() {
   const char* kind = std::getenv("TERM");
-  return kind != nullptr && std::string_view(kind) != "dumb" && terminal::isTerminal(stream);
+  return kind != nullptr && std::string_view(kind) != "dumb";
 }
 
-bool colourWanted(std::string_view when) {
+bool colourWanted(std::string_view when, bool onTerminal) {
   if (when != "auto") return when == "always";
   const char* noColour = std::getenv("NO_COLOR");
-  return (noColour == nullptr || *noColour == '\0') && isCapableTerminal(Stream::Output);
+  return (noColour == nullptr || *noColour == '\0') && onTerminal && isCapable();
 }
 
-// The command that shows long output page by page; empty where there is to be none.
+// The command that shows long output on a terminal page by page; empty where there is to be none.
 std::string pagerCommand() {
-  if (!isCapableTerminal(Stream::Output)) return "";
+  if (!isCapable()) return "";
   for (const char* variable : {"ACCOUNTSETTINGS_PAGER", "PAGER"}) {
     if (const char* command = std::getenv(variable)) {
       return std::string_view(command) == "cat" ? "" : command;
@@ -70,9 +71,9 @@ Output::Output(const CommonOptions& options)
       compact_(options.compact),
       limited_(!options.noLimit),
       onTerminal_(terminal::isTerminal(Stream::Output)),
-      coloured_(!json_ && colourWanted(options.colour)),
+      coloured_(!json_ && colourWanted(options.colour, onTerminal_)),
       mayPage_(onTerminal_),
-      watched_(!json_ && isCapableTerminal(Stream::Errors)) {
+      watched_(!json_ && isCapable() && terminal::isTerminal(Stream::Errors)) {
   if (onTerminal_) columns_ = terminal::width(Stream::Output);
 }
 

@@ -143,9 +143,7 @@ void inspectSettingsFile(LinuxHost& host, RememberedFiles& seen, Findings& findi
 
 void inspectLock(OpenedRoot& device, Findings& findings) {
   const auto holder = device.lockHolder();
-  // A migration looks at the device with the lock held.
-  const int own = ProcessContext::current().platform().processes.ownIdentifier();
-  if (!holder || holder->identifier == own) return;
+  if (!holder) return;
   FindingList(findings, std::string(kAccountMigrationLockFilename))
       .add(finding::kLockHeld,
            "The migration lock is held by " + inWords(*holder) + ": migrations and edits wait.");

@@ -221,8 +221,8 @@ MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files) {
 std::optional<Process> daemonToStop() {
   constexpr std::string_view kDaemon = "dataaccessd";
   const int identifier = findProcessByName(kDaemon);
-  const int own = ProcessContext::current().platform().processes.ownIdentifier();
-  if (identifier < 0 || identifier == own) return std::nullopt;
+  Processes& processes = ProcessContext::current().platform().processes;
+  if (identifier < 0 || identifier == processes.ownIdentifier()) return std::nullopt;
   return Process{identifier, std::string(kDaemon)};
 }
 
