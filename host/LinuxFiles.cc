@@ -86,6 +86,11 @@ bool isName(const std::string& path) {
   return !name.empty() && name != "." && name != ".." && path.find('\0') == std::string::npos;
 }
 
+// Whether a file is in its place and flushed there, where both count.
+Status inOne(const Result<Status>& placed) {
+  return placed ? *placed : placed.error();
+}
+
 // Makes a directory where nothing is.
 Status makeDirectoryAt(const RootDirectory::Place& place, unsigned mode, const std::string& shown) {
   const int parent = place.directory.get();
@@ -221,8 +226,7 @@ Status LinuxFiles::replace(const std::string& path, std::span<const std::uint8_t
 }
 
 Status LinuxFiles::writeFlushed(const std::string& path, std::span<const std::uint8_t> bytes) {
-  const Result<Status> flushed = replaceWith(path, bytes, {});
-  return flushed ? *flushed : flushed.error();
+  return inOne(replaceWith(LinuxTemporaryFile::createBeside(root_, path, names_), bytes, {}));
 }
 
 Status LinuxFiles::replaceWithLink(const std::string& path, const std::string& target,
@@ -275,11 +279,8 @@ Status LinuxFiles::fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> 
   return done;
 }
 
-Result<std::unique_ptr<LinuxTemporaryFile>> LinuxFiles::makeNew(const std::string& path,
-                                                                std::span<const std::uint8_t> bytes,
-                                                                const Standing& standing) {
-  Result<std::unique_ptr<LinuxTemporaryFile>> made =
-      LinuxTemporaryFile::createAt(root_, path, names_);
+LinuxFiles::MadeFile LinuxFiles::filled(MadeFile made, std::span<const std::uint8_t> bytes,
+                                        const Standing& standing) {
   if (!made) return made;
   const Status done = fill(**made, bytes, standing);
   if (done) return made;
@@ -289,21 +290,20 @@ Result<std::unique_ptr<LinuxTemporaryFile>> LinuxFiles::makeNew(const std::strin
 
 Status LinuxFiles::writeNew(const std::string& path, std::span<const std::uint8_t> bytes,
                             unsigned mode, const std::optional<FileOwner>& owner) {
-  const auto made = makeNew(path, bytes, {mode, owner});
+  const MadeFile made =
+      filled(LinuxTemporaryFile::createAt(root_, path, names_), bytes, {mode, owner});
   return made ? Status() : made.error();
 }
 
 Status LinuxFiles::writeNewFlushed(const std::string& path, std::span<const std::uint8_t> bytes,
                                    unsigned mode, const std::optional<FileOwner>& owner) {
-  const auto made = makeNew(path, bytes, {mode, owner});
+  const MadeFile made =
+      filled(LinuxTemporaryFile::createAt(root_, path, names_), bytes, {mode, owner});
   return made ? (*made)->flushItsDirectory() : made.error();
 }
 
-Result<Status> LinuxFiles::replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
+Result<Status> LinuxFiles::replaceWith(const MadeFile& made, std::span<const std::uint8_t> bytes,
                                        const Standing& standing) {
-  // Always beside the file: another directory may lie on another file system.
-  const Result<std::unique_ptr<LinuxTemporaryFile>> made =
-      LinuxTemporaryFile::createBeside(root_, path, names_);
   if (!made) return made.error();
   LinuxTemporaryFile& temporary = **made;
 
@@ -319,12 +319,45 @@ Result<Status> LinuxFiles::replaceWith(const std::string& path, std::span<const 
 
 Status LinuxFiles::replaceLogging(const std::string& path, std::span<const std::uint8_t> bytes,
                                   const Standing& standing) {
-  const Result<Status> flushed = replaceWith(path, bytes, standing);
+  // Always beside the file: another directory may lie on another file system.
+  const Result<Status> flushed =
+      replaceWith(LinuxTemporaryFile::createBeside(root_, path, names_), bytes, standing);
   if (!flushed) return flushed.error();
   if (!*flushed) {
     log_.write("Could not flush a directory to the storage: " + flushed->error().message);
   }
   return {};
+}
+
+LinuxFiles::OpenDirectory::OpenDirectory(LinuxFiles& files, std::string path,
+                                         std::shared_ptr<const FileDescriptor> directory)
+    : files_(&files), path_(std::move(path)), directory_(std::move(directory)) {}
+
+Result<LinuxFiles::OpenDirectory> LinuxFiles::openDirectory(const std::string& path) {
+  Result<FileDescriptor> directory = root_.openToChange(path);
+  if (!directory) return directory.error();
+  return OpenDirectory(*this, path, std::make_shared<const FileDescriptor>(std::move(*directory)));
+}
+
+Status LinuxFiles::OpenDirectory::writeNew(const std::string& name,
+                                           std::span<const std::uint8_t> bytes, unsigned mode) {
+  const std::string path = appendPathComponent(path_, name);
+  const MadeFile made =
+      files_->filled(LinuxTemporaryFile::createAt(files_->root_, directory_, path, files_->names_),
+                     bytes, {mode, std::nullopt});
+  return made ? Status() : made.error();
+}
+
+Status LinuxFiles::OpenDirectory::writeFlushed(const std::string& name,
+                                               std::span<const std::uint8_t> bytes) {
+  const std::string path = appendPathComponent(path_, name);
+  return inOne(files_->replaceWith(
+      LinuxTemporaryFile::createBeside(files_->root_, directory_, path, files_->names_), bytes,
+      {}));
+}
+
+Status LinuxFiles::OpenDirectory::flush() {
+  return flushDirectory(*directory_, files_->root_.shown(path_));
 }
 
 Result<FileDescriptor> LinuxFiles::renameInto(const std::string& source,

@@ -109,6 +109,25 @@ class LinuxFiles : public Files {
   // The same, and flushes its directory. The file stays where that fails.
   Status writeNewFlushed(const std::string& path, std::span<const std::uint8_t> bytes,
                          unsigned mode, const std::optional<FileOwner>& owner);
+  // OpenDirectory is a directory that stays open: what is made in it lies in this very one,
+  // whatever becomes of its path meanwhile. It must not outlive the files that it is one of.
+  class OpenDirectory {
+   public:
+    // As the functions of LinuxFiles, with the name of a file in this directory.
+    Status writeNew(const std::string& name, std::span<const std::uint8_t> bytes, unsigned mode);
+    Status writeFlushed(const std::string& name, std::span<const std::uint8_t> bytes);
+    Status flush();
+
+   private:
+    friend class LinuxFiles;
+    OpenDirectory(LinuxFiles& files, std::string path,
+                  std::shared_ptr<const FileDescriptor> directory);
+
+    LinuxFiles* files_;
+    std::string path_;
+    std::shared_ptr<const FileDescriptor> directory_;
+  };
+  [[nodiscard]] Result<OpenDirectory> openDirectory(const std::string& path);
   // As rename(). Answers what came of the flush of the target's directory, where it has its name.
   Result<Status> renameFlushed(const std::string& source, const std::string& target);
   // Makes a directory where nothing is, in one that is there, and flushes the latter.
@@ -126,16 +145,15 @@ class LinuxFiles : public Files {
     std::optional<unsigned> mode;
     std::optional<FileOwner> owner;
   };
-  // What writeNew() makes.
-  Result<std::unique_ptr<LinuxTemporaryFile>> makeNew(const std::string& path,
-                                                      std::span<const std::uint8_t> bytes,
-                                                      const Standing& standing);
+  using MadeFile = Result<std::unique_ptr<LinuxTemporaryFile>>;
+  // What writeNew() makes, from the new file.
+  MadeFile filled(MadeFile made, std::span<const std::uint8_t> bytes, const Standing& standing);
   // Answers the directory of the target.
   Result<FileDescriptor> renameInto(const std::string& source, const std::string& target);
   static Status fill(LinuxTemporaryFile& file, std::span<const std::uint8_t> bytes,
                      const Standing& standing);
-  // Answers what came of the directory's flush, where the file is in its place.
-  Result<Status> replaceWith(const std::string& path, std::span<const std::uint8_t> bytes,
+  // Answers what came of the directory's flush, where the file, made beside, is in its place.
+  Result<Status> replaceWith(const MadeFile& made, std::span<const std::uint8_t> bytes,
                              const Standing& standing);
   // The same, where a failed flush is logged.
   Status replaceLogging(const std::string& path, std::span<const std::uint8_t> bytes,

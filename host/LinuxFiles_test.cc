@@ -466,6 +466,25 @@ TEST_P(LinuxFilesTest, AReaderNeverSeesHalfAFile) {
   writer.join();
 }
 
+TEST_P(LinuxFilesTest, ADirectoryThatIsOpenStaysTheSameWhateverStandsAtItsPath) {
+  fs::create_directories(device.path("/var/p/open"));
+  auto open = files.openDirectory("/var/p/open");
+  ASSERT_TRUE(open.ok());
+  ASSERT_TRUE(open->writeNew("new", bytesOf("1"), 0640).ok());
+  fs::rename(device.path("/var/p/open"), device.path("/var/p/moved"));
+  fs::create_directories(device.path("/var/p/open"));
+
+  EXPECT_EQ(open->writeNew("new", bytesOf("2"), 0640).error().code, EEXIST);
+  EXPECT_TRUE(open->writeFlushed("flushed", bytesOf("3")).ok());
+  EXPECT_TRUE(open->flush().ok());
+  EXPECT_THAT(namesIn("/var/p/open"), IsEmpty());
+  EXPECT_THAT(namesIn("/var/p/moved"), ::testing::UnorderedElementsAre("new", "flushed"));
+  EXPECT_EQ(content("/var/p/moved/new"), "1");
+  EXPECT_EQ(modeOf(device.path("/var/p/moved/new")), 0640U);
+  EXPECT_EQ(content("/var/p/moved/flushed"), "3");
+  EXPECT_EQ(files.openDirectory("/var/p/none").error().code, ENOENT);
+}
+
 // A save in single calls, killed behind the call with the given number.
 int saveKilledBehind(LinuxFiles& files, int last) {
   int call = 0;

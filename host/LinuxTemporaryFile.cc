@@ -28,9 +28,13 @@ bool isHexDigit(char character) {
   return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
 }
 
+LinuxTemporaryFile::SharedDirectory shared(FileDescriptor directory) {
+  return std::make_shared<const FileDescriptor>(std::move(directory));
+}
+
 }  // namespace
 
-LinuxTemporaryFile::LinuxTemporaryFile(const RootDirectory& root, FileDescriptor directory,
+LinuxTemporaryFile::LinuxTemporaryFile(const RootDirectory& root, SharedDirectory directory,
                                        FileDescriptor file, std::string path, AccountNames& names)
     : root_(root),
       directory_(std::move(directory)),
@@ -60,25 +64,24 @@ std::optional<std::string> LinuxTemporaryFile::freshName() {
   return name.append(kSuffix);
 }
 
-Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createIn(const RootDirectory& root,
-                                                                         FileDescriptor& directory,
-                                                                         const std::string& path,
-                                                                         AccountNames& names) {
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createAt(
+    const RootDirectory& root, const SharedDirectory& directory, const std::string& path,
+    AccountNames& names) {
   const std::string name = lastComponent(path);
-  FileDescriptor file(::openat(directory.get(), name.c_str(),
+  FileDescriptor file(::openat(directory->get(), name.c_str(),
                                O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!file) return systemError(root.shown(path));
   return std::unique_ptr<LinuxTemporaryFile>(
-      new LinuxTemporaryFile(root, std::move(directory), std::move(file), path, names));
+      new LinuxTemporaryFile(root, directory, std::move(file), path, names));
 }
 
 Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createFresh(
-    const RootDirectory& root, FileDescriptor& opened, const std::string& directory,
+    const RootDirectory& root, const SharedDirectory& opened, const std::string& directory,
     AccountNames& names) {
   for (int tries = 0; tries < kMostTries; ++tries) {
     const std::optional<std::string> name = freshName();
     if (!name) return systemError("a temporary file's name");
-    auto made = createIn(root, opened, appendPathComponent(directory, *name), names);
+    auto made = createAt(root, opened, appendPathComponent(directory, *name), names);
     if (made || made.error().code != EEXIST) return made;
   }
   return systemError(root.shown(directory), EEXIST);
@@ -89,16 +92,22 @@ Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createAt(const R
                                                                          AccountNames& names) {
   Result<RootDirectory::Place> place = root.placeOf(path);
   if (!place) return place.error();
-  return createIn(root, place->directory, path, names);
+  return createAt(root, shared(std::move(place->directory)), path, names);
+}
+
+Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createBeside(
+    const RootDirectory& root, const SharedDirectory& directory, const std::string& path,
+    AccountNames& names) {
+  auto made = createFresh(root, directory, directoryPart(path), names);
+  if (made) (*made)->target_ = path;
+  return made;
 }
 
 Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::createBeside(
     const RootDirectory& root, const std::string& path, AccountNames& names) {
   Result<RootDirectory::Place> place = root.placeOf(path);
   if (!place) return place.error();
-  auto made = createFresh(root, place->directory, directoryPart(path), names);
-  if (made) (*made)->target_ = path;
-  return made;
+  return createBeside(root, shared(std::move(place->directory)), path, names);
 }
 
 Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::create(const RootDirectory& root,
@@ -106,7 +115,7 @@ Result<std::unique_ptr<LinuxTemporaryFile>> LinuxTemporaryFile::create(const Roo
                                                                        AccountNames& names) {
   Result<FileDescriptor> opened = root.openToChange(directory);
   if (!opened) return opened.error();
-  return createFresh(root, *opened, directory, names);
+  return createFresh(root, shared(std::move(*opened)), directory, names);
 }
 
 Status LinuxTemporaryFile::write(std::span<const std::uint8_t> bytes) {
@@ -148,7 +157,7 @@ Status LinuxTemporaryFile::flushAndClose() {
 }
 
 Status LinuxTemporaryFile::takeItsPlace() {
-  const int directory = directory_.get();
+  const int directory = directory_->get();
   const std::string target = lastComponent(target_);
   if (::renameat(directory, lastComponent(path_).c_str(), directory, target.c_str()) != 0) {
     return systemError(shown_ + ": cannot be renamed to " + root_.shown(target_));
@@ -157,11 +166,11 @@ Status LinuxTemporaryFile::takeItsPlace() {
 }
 
 Status LinuxTemporaryFile::flushItsDirectory() {
-  return flushDirectory(directory_, root_.shown(directoryPart(path_)));
+  return flushDirectory(*directory_, root_.shown(directoryPart(path_)));
 }
 
 Status LinuxTemporaryFile::remove() {
-  if (::unlinkat(directory_.get(), lastComponent(path_).c_str(), 0) == 0) return {};
+  if (::unlinkat(directory_->get(), lastComponent(path_).c_str(), 0) == 0) return {};
   return systemError(shown_);
 }
 

@@ -27,6 +27,14 @@ class LinuxTemporaryFile : public TemporaryFile {
   // Creates it at exactly this path.
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createAt(
       const RootDirectory& root, const std::string& path, AccountNames& names);
+  // The same in a directory that is open: that of `path`, to be named in messages.
+  using SharedDirectory = std::shared_ptr<const FileDescriptor>;
+  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createBeside(
+      const RootDirectory& root, const SharedDirectory& directory, const std::string& path,
+      AccountNames& names);
+  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createAt(
+      const RootDirectory& root, const SharedDirectory& directory, const std::string& path,
+      AccountNames& names);
   // A random name that isName() knows; none where no randomness can be had.
   [[nodiscard]] static std::optional<std::string> freshName();
 
@@ -51,18 +59,14 @@ class LinuxTemporaryFile : public TemporaryFile {
   [[nodiscard]] static std::string nameFor(std::string_view sum);
 
  private:
-  // Takes the directory where it could be made.
-  [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createIn(
-      const RootDirectory& root, FileDescriptor& directory, const std::string& path,
-      AccountNames& names);
   [[nodiscard]] static Result<std::unique_ptr<LinuxTemporaryFile>> createFresh(
-      const RootDirectory& root, FileDescriptor& opened, const std::string& directory,
+      const RootDirectory& root, const SharedDirectory& opened, const std::string& directory,
       AccountNames& names);
-  LinuxTemporaryFile(const RootDirectory& root, FileDescriptor directory, FileDescriptor file,
+  LinuxTemporaryFile(const RootDirectory& root, SharedDirectory directory, FileDescriptor file,
                      std::string path, AccountNames& names);
 
   const RootDirectory& root_;
-  FileDescriptor directory_;
+  SharedDirectory directory_;
   FileDescriptor file_;
   std::string path_;
   std::string shown_;

@@ -82,12 +82,6 @@ std::string nameAfter(const std::vector<std::string>& names, const std::string& 
   return last.substr(0, kDateLength) + "-" + std::to_string(number + 1);
 }
 
-// Writes a file of the backup's directory, which is private to whoever makes the backup. The
-// directory is flushed once all are there.
-Status keepBytes(LinuxFiles& files, const std::string& path, const Bytes& bytes) {
-  return files.writeNew(path, bytes, 0600, std::nullopt);
-}
-
 // What a backup calls the bytes of a file to be written, and those of a file that it keeps.
 constexpr std::string_view kMeantPrefix = "meant-";
 
@@ -114,9 +108,13 @@ class BackupMaker {
   Status keepContent(BackupFile& file);
   // What was read is met again where a copy of it is meant.
   [[nodiscard]] Result<std::string> sumOf(const SharedBytes& bytes);
+  // Writes a file of the backup's directory, which is private to whoever makes the backup. The
+  // directory is flushed once all are there.
+  Status keepBytes(const std::string& name, const Bytes& bytes);
 
   LinuxHost& host_;
   LinuxFiles& files_ = host_.files();
+  std::optional<LinuxFiles::OpenDirectory> directory_;  // the backup's, once it is made
   const BackupSource& source_;
   BackupManifest& manifest_ = backup.manifest;
   std::map<std::string, std::string> savedAs_;  // by sum
@@ -151,7 +149,14 @@ Status BackupMaker::begin(const CalendarTime& time) {
   const std::string path = pathOfBackup(manifest_.name);
   if (Status made = files_.makeNewDirectory(path, kPrivate); !made) return made;
   backup.directories.push_back(path);
+  Result<LinuxFiles::OpenDirectory> opened = files_.openDirectory(path);
+  if (!opened) return opened.error();
+  directory_ = std::move(*opened);
   return {};
+}
+
+Status BackupMaker::keepBytes(const std::string& name, const Bytes& bytes) {
+  return directory_->writeNew(name, bytes, 0600);
 }
 
 Result<std::string> BackupMaker::sumOf(const SharedBytes& bytes) {
@@ -171,8 +176,7 @@ Status BackupMaker::keepContent(BackupFile& file) {
   file.attributes.size = (*bytes)->size();
   file.savedAs = nameOfKept(file.role, file.path);
   savedAs_.emplace(file.sha256, file.savedAs);
-  return keepBytes(files_, appendPathComponent(pathOfBackup(manifest_.name), file.savedAs),
-                   **bytes);
+  return keepBytes(file.savedAs, **bytes);
 }
 
 Status BackupMaker::keep(const TouchedPath& watched) {
@@ -230,8 +234,7 @@ Status BackupMaker::tellChanges() {
         change.savedAs = kept->second;
       } else if (each.path != settings) {
         change.savedAs = std::string(kMeantPrefix) + lastComponent(each.path);
-        const std::string path = appendPathComponent(pathOfBackup(manifest_.name), change.savedAs);
-        if (Status written = keepBytes(files_, path, *each.bytes); !written) return written;
+        if (Status written = keepBytes(change.savedAs, *each.bytes); !written) return written;
       }
     }
     manifest_.meant.push_back(std::move(change));
@@ -239,20 +242,18 @@ Status BackupMaker::tellChanges() {
   return {};
 }
 
-Status writeManifest(LinuxFiles& files, const BackupManifest& manifest) {
+Status writeManifest(LinuxFiles::OpenDirectory& directory, const BackupManifest& manifest) {
   Result<Bytes> bytes = writeXml(manifest.asDictionary());
   // XML has no place for every text that an identifier can be.
   if (!bytes) bytes = writeBinary(manifest.asDictionary());
   if (!bytes) return bytes.error();
-  const std::string path = appendPathComponent(pathOfBackup(manifest.name), kManifestName);
-  return files.writeFlushed(path, *bytes);
+  return directory.writeFlushed(std::string(kManifestName), *bytes);
 }
 
 Status BackupMaker::finish() {
   // The manifest says that the files are kept: they are there before it, whenever the power goes.
-  const std::string inside = appendPathComponent(pathOfBackup(manifest_.name), kManifestName);
-  if (Status flushed = files_.flushDirectoryOf(inside); !flushed) return flushed;
-  return writeManifest(files_, manifest_);
+  if (Status flushed = directory_->flush(); !flushed) return flushed;
+  return writeManifest(*directory_, manifest_);
 }
 
 // Whether a backup can hold a file of this name.
@@ -395,7 +396,9 @@ Status discardBackup(LinuxHost& host, const std::string& name) {
 
 Status recordOutcome(LinuxHost& host, BackupManifest manifest, const Dictionary& outcome) {
   manifest.outcome = outcome;
-  return writeManifest(host.files(), manifest);
+  Result<LinuxFiles::OpenDirectory> directory =
+      host.files().openDirectory(pathOfBackup(manifest.name));
+  return directory ? writeManifest(*directory, manifest) : directory.error();
 }
 
 std::vector<std::string> superfluousBackups(const std::vector<FoundBackup>& found,
