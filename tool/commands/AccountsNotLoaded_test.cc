@@ -166,9 +166,10 @@ TEST_F(AccountsNotLoaded, AnAccountOfTheOldestReleaseIsNone) {
 TEST_F(AccountsNotLoaded, AnIdentifierThatAMigrationWouldGiveToTwoBlocksIt) {
   const Dictionary first = with(mailAccount("A"), "uniqueId", "SAME");
   const Dictionary calendar = child("CAL");
-  for (const char* other : {"SAME", "CAL"}) {
+  const Dictionary parent = with(mailAccount("P"), "ChildAccounts", Array{child("KID")});
+  for (const char* other : {"SAME", "CAL", "KID"}) {
     const Dictionary second = with(mailAccount("B"), "uniqueId", other);
-    const Array before = {calendar, first, second};
+    const Array before = {calendar, parent, first, second};
     root.putSettings(1, before);
     ASSERT_EQ(kinds(), (std::map<std::string, int>{{"duplicate-identifier", 1}})) << other;
     EXPECT_EQ(run({"plan", "--exit-code"}).status, 11);

@@ -333,6 +333,82 @@ TEST(Check, TellsAccountsThatAConversionWouldReplace) {
                    "legacy-replaces B MailAccounts"}));
 }
 
+TEST(Check, TellsDescriptionsThatASaveWouldTakeForAnotherAccount) {
+  const Dictionary grandchild = {{"Identifier", "G"}, {"Type", "LDAP"}, {"Class", "LDAPAccount"}};
+  const Dictionary child = {{"Identifier", "C"},
+                            {"Type", "CalDAV"},
+                            {"Class", "MobileCalDAVAccount"},
+                            {"ChildAccounts", Array{grandchild}}};
+  const Dictionary notLoaded = {{"Identifier", "N"}, {"Type", "CalDAV"}};
+  const Array settings = {
+      with(mailAccount("P"), "Type", "ZelqoAccount"),
+      with(with(mailAccount("Q"), "Type", "CalDAV"), "ChildAccounts", Array{child, notLoaded})};
+  const auto checkBeside = [&](const char* path, const Dictionary& legacy) {
+    ToolRoot root;
+    root.putSettings(0, settings);
+    root.put(path, legacy);
+    Found found = check(root);
+    std::erase_if(found, [](const std::string& each) {
+      return each.starts_with("invalid-child ") || each.starts_with("unsupported-dataclass ");
+    });
+    return found;
+  };
+  const auto exchange = [&](const Dictionary& more) {
+    Dictionary description = {{"DAAccountConfigurationClass", "ASAccount"}};
+    for (const auto& [key, value] : more) description.set(key, value);
+    return checkBeside(ToolRoot::kLegacyExchange, {{"DAAccountsKey", Array{description}}});
+  };
+  const char* id = "DAAccountConfigurationAccountID";
+  EXPECT_EQ(exchange({{id, "C"}}), Found{"duplicate-identifier C DAAccountsKey"});
+  EXPECT_EQ(exchange({{id, "Q"}}), Found{"legacy-replaces Q DAAccountsKey"});
+  EXPECT_EQ(exchange({{id, "G"}}), Found{});
+  EXPECT_EQ(exchange({{id, "N"}}), Found{});
+  // An upgrade step takes the identifier from there.
+  EXPECT_EQ(exchange({{id, "E"}, {"uniqueId", "C"}}),
+            Found{"duplicate-identifier E DAAccountsKey"});
+  EXPECT_EQ(exchange({{id, "E"}, {"uniqueId", "Q"}}),
+            Found{"duplicate-identifier E DAAccountsKey"});
+  EXPECT_EQ(exchange({{id, "E"}, {"uniqueId", "F"}}), Found{});
+  const auto mail = [&](const char* list, const char* accountClass) {
+    const Dictionary description = {{"AccountType", accountClass}, {"uniqueId", "C"}};
+    return checkBeside(ToolRoot::kLegacyMail, {{list, Array{description}}});
+  };
+  EXPECT_EQ(mail("MailAccounts", "IMAPAccount"), Found{"duplicate-identifier C MailAccounts"});
+  EXPECT_EQ(mail("DeliveryAccounts", "SMTPAccount"),
+            Found{"duplicate-identifier C DeliveryAccounts"});
+}
+
+TEST(Check, TellsTwoDescriptionsThatAnUpgradeStepGivesOneIdentifier) {
+  const auto checkOf = [](const Dictionary& first, const Dictionary& second) {
+    ToolRoot root;
+    root.put(ToolRoot::kLegacyExchange, Dictionary{{"DAAccountsKey", Array{first, second}}});
+    Found found = check(root);
+    std::erase_if(found, [](const auto& each) { return each.starts_with("missing-identifier "); });
+    return found;
+  };
+  const Dictionary nameless = {{"DAAccountConfigurationClass", "ASAccount"}, {"uniqueId", "U"}};
+  const Dictionary named = with(nameless, "DAAccountConfigurationAccountID", "E");
+  EXPECT_EQ(checkOf(nameless, named), (Found{"duplicate-identifier #1 DAAccountsKey",
+                                             "duplicate-identifier E DAAccountsKey"}));
+  EXPECT_EQ(checkOf(nameless, nameless), (Found{"duplicate-identifier #1 DAAccountsKey",
+                                                "duplicate-identifier #2 DAAccountsKey"}));
+  EXPECT_EQ(checkOf(nameless, with(named, "uniqueId", "V")), Found{});
+}
+
+TEST(Check, TellsAccountsThatTakeTheIdentifierOfAnotherWhenTheyAreUpgraded) {
+  const Dictionary child = {
+      {"Identifier", "C"}, {"Type", "CalDAV"}, {"Class", "MobileCalDAVAccount"}};
+  const Dictionary parent = with(mailAccount("P"), "ChildAccounts", Array{child});
+  const Dictionary taker = with(mailAccount("A"), "uniqueId", "C");
+  EXPECT_EQ(checkSettings({parent, taker}, 0), Found{"duplicate-identifier A uniqueId"});
+  EXPECT_EQ(checkSettings({parent, taker}, 2), Found{});
+  // One that gives the identifier up in the same step.
+  EXPECT_EQ(checkSettings({with(mailAccount("C"), "uniqueId", "D"), taker}, 0),
+            Found{"duplicate-identifier A uniqueId"});
+  // What it finds there is itself.
+  EXPECT_EQ(checkSettings({with(taker, "ChildAccounts", Array{child})}, 0), Found{});
+}
+
 TEST(Check, TellsStepsThatConvertedAccountsWouldMiss) {
   ToolRoot root;
   const Dictionary mail = {

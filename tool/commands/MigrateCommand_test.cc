@@ -411,6 +411,31 @@ TEST_F(Migrate, RefusesLegacyDescriptionsThatDoNotConvert) {
   EXPECT_EQ(root_.snapshot(), before);
 }
 
+TEST_F(Migrate, RefusesADescriptionThatGivesWayToTheParentOfAChildWithItsIdentifier) {
+  Dictionary parent = mailAccount("P");
+  parent.set(
+      "ChildAccounts",
+      Array{Dictionary{{"Identifier", "C"}, {"Type", "CalDAV"}, {"Class", "MobileCalDAVAccount"}}});
+  root_.putSettings(0, {parent});
+  root_.put(ToolRoot::kLegacyExchange,
+            Dictionary{{"DAAccountsKey",
+                        Array{Dictionary{{"DAAccountConfigurationAccountID", "C"},
+                                         {"DAAccountConfigurationClass", "ASAccount"}}}}});
+  const auto before = root_.snapshot();
+  const ToolResult refused = migrate();
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_EQ(root_.snapshot(), before);
+  EXPECT_NE(refused.err.find("account C: The settings hold a child of P under the identifier "
+                             "\"C\" that the account gets: the values of P are written in its "
+                             "place, and the description's are lost; nothing was changed"),
+            std::string::npos)
+      << refused.err;
+  const ToolResult accepted = migrate({"--accept-loss"});
+  EXPECT_EQ(accepted.status, 0) << accepted.err;
+  EXPECT_NE(accepted.out.find("a child of another account has its identifier"), std::string::npos)
+      << accepted.out;
+}
+
 TEST_F(Migrate, RefusesAnOwnerThatTheRootDoesNotKnow) {
   root_.putSettings(9, {mailAccount("A")});
   root_.putText("/etc/passwd", "root:x:0:0::/:/bin/sh\n");

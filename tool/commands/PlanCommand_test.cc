@@ -208,16 +208,15 @@ TEST(Plan, PromisesNoIdentifierThatTheMigrationItselfWouldMakeAnew) {
 
 TEST(Plan, SaysWhyAMigrationThatNoFindingBlocksIsRefused) {
   ToolRoot root;
-  // The identifier that the second gets is that of a child of the first.
-  Dictionary parent = mailAccount("P");
-  parent.set("ChildAccounts", Array{Dictionary{{"Identifier", "SAME"},
-                                               {"Type", "CalDAV"},
-                                               {"Class", "MobileCalDAVAccount"},
-                                               {"Username", "x"}}});
-  Dictionary second = mailAccount("B");
-  second.set("uniqueId", "SAME");
-  second.set("AccountPath", "~/Library/Mail/IMAP-b");
-  root.putSettings(1, {parent, second});
+  // The account becomes a child, and cannot be told from its own child then.
+  Dictionary account = mailAccount("SAME");
+  account.set("Type", "Quorra");
+  account.set("Class", "QuorraAccount");
+  account.set("ChildAccounts", Array{Dictionary{{"Identifier", "SAME"},
+                                                {"Type", "CalDAV"},
+                                                {"Class", "MobileCalDAVAccount"},
+                                                {"Port", 8443}}});
+  root.putSettings(1, {account});
   const ToolResult result = runTool({"plan", root.path(), "--exit-code"});
   EXPECT_EQ(result.status, 11);
   EXPECT_NE(result.out.find("'migrate' would change nothing: "), std::string::npos) << result.out;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "account/StringList.h"
@@ -13,6 +14,7 @@
 #include "platform/PlatformWith.h"
 #include "plist/BinaryWriter.h"
 #include "store/LoadProblems.h"
+#include "tool/accounts/AccountLookup.h"
 #include "tool/accounts/AccountNames.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/BackupText.h"
@@ -54,7 +56,8 @@ bool waitsForIdentifier(const Dictionary* account) {
   return account != nullptr && account->contains("uniqueId") && !loadProblemsOf(*account).any();
 }
 
-// Whether an upgrade step gives the top-level account an identifier that another has then too.
+// Whether an upgrade step gives the top-level account an identifier that another has then too, or
+// that a save finds another account by.
 bool losesIdentifier(const Array& accounts, AccountPlace place, const Dictionary& settings) {
   const std::int64_t version = versionOf(settings);
   const Dictionary* account = accountAt(accounts, place);
@@ -65,7 +68,10 @@ bool losesIdentifier(const Array& accounts, AccountPlace place, const Dictionary
         return each.dictionary() != nullptr &&
                identifierOnceUpgraded(*each.dictionary(), version) == identifier;
       });
-  return version < AccountsManager::currentVersion() && bearers > 1;
+  if (version >= AccountsManager::currentVersion()) return false;
+  if (bearers > 1) return true;
+  const std::optional<AccountPlace> found = AccountLookup(accounts).find(identifier);
+  return identifier != identifierOf(*account) && found && found->top != place.top;
 }
 
 // The record of a child; empty where the store would not load it.

@@ -2,15 +2,19 @@
 // descriptions would convert, what the conversion would put in the place of what, and what
 // would be lost on the way.
 #include <algorithm>
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "account/AccountConstants.h"
 #include "plist/Description.h"
 #include "store/LoadProblems.h"
+#include "tool/accounts/AccountLookup.h"
 #include "tool/accounts/AccountMatching.h"
 #include "tool/accounts/AccountNames.h"
 #include "tool/inspection/InspectionParts.h"
@@ -24,7 +28,21 @@ struct Present {
   std::string label;
   std::string identifier;
   std::string type;
+  std::string upgraded;                            // the identifier after the upgrade steps
+  const LegacyDescription* description = nullptr;  // that it was made of
 };
+
+Present presentAs(const std::string& label, const Dictionary& properties, std::int64_t version) {
+  return {label, std::string(identifierOf(properties)),
+          std::string(properties.string(kAccountType).value_or("")),
+          std::string(identifierOnceUpgraded(properties, version)), nullptr};
+}
+
+Present presentAs(const std::string& label, const LegacyDescription& made, std::int64_t version) {
+  Present present = presentAs(label, made.properties, version);
+  present.description = &made;
+  return present;
+}
 
 // The accounts that loading the settings yields.
 std::vector<Present> loadedAccounts(const Dictionary* settings) {
@@ -35,8 +53,7 @@ std::vector<Present> loadedAccounts(const Dictionary* settings) {
     const std::string label = accountLabel(account, index++);
     const Dictionary* properties = account.dictionary();
     if (!properties || loadProblemsOf(*properties).any()) continue;
-    accounts.push_back({label, std::string(properties->string(kAccountIdentifier).value_or("")),
-                        std::string(*properties->string(kAccountType))});
+    accounts.push_back(presentAs(label, *properties, versionOf(*settings)));
   }
   return accounts;
 }
@@ -45,7 +62,11 @@ std::vector<Present> loadedAccounts(const Dictionary* settings) {
 class LegacyInspection {
  public:
   LegacyInspection(const Dictionary* settings, Findings& findings)
-      : settings_(settings), findings_(findings), present_(loadedAccounts(settings)) {}
+      : version_(settings ? versionOf(*settings) : 0),
+        findings_(findings),
+        present_(loadedAccounts(settings)),
+        stored_(storedAccountsIn(settings)),
+        lookup_(stored_) {}
 
   void inspect(const LegacyFile& file) {
     FindingList list(findings_, file.path);
@@ -75,9 +96,14 @@ class LegacyInspection {
       tellRepeats(section, identifiers, list);
       replaceAccounts(section, list);
     }
+    tellTakenIdentifiers(file, list);
   }
 
  private:
+  static Array storedAccountsIn(const Dictionary* settings) {
+    return settings ? settings->arrayOrEmpty(kPlistAccountsKey) : Array();
+  }
+
   void tellContents(const LegacyFile& file, FindingList& list) {
     if (file.forbidden) {
       list.add(finding::kLegacyForbidden, "The file may not be read (" + *file.problem +
@@ -135,11 +161,10 @@ class LegacyInspection {
 
   // Converted accounts start at version 0, but the steps that run are those of the settings.
   void tellMissedSteps(FindingList& list) {
-    const std::int64_t version = settings_ ? versionOf(*settings_) : 0;
-    if (version == 0) return;
-    const bool none = version < 0 || version >= AccountsManager::currentVersion();
+    if (version_ == 0) return;
+    const bool none = version_ < 0 || version_ >= AccountsManager::currentVersion();
     list.addForAccount(finding::kLegacyMissesSteps, {}, std::string(kPlistVersionKey),
-                       "The settings beside the file have version " + std::to_string(version) +
+                       "The settings beside the file have version " + std::to_string(version_) +
                            ", so its accounts go through " +
                            (none ? "no upgrade step at all: mail accounts end without enabled "
                                    "data classes."
@@ -173,8 +198,7 @@ class LegacyInspection {
         list.addForAccount(finding::kLegacyReplaces, account.label, section.key,
                            "The settings hold an account with the identifier of this "
                            "description: the stored values stay, and the description's are lost.");
-        account.type = replacement->second->properties.string(kAccountType).value_or("");
-        kept.push_back(account);
+        kept.push_back(presentAs(account.label, *replacement->second, version_));
         incoming.erase(replacement);
       } else if (account.type == section.replacedType) {
         list.addForAccount(finding::kLegacyReplaces, account.label, section.key,
@@ -187,15 +211,57 @@ class LegacyInspection {
       }
     }
     for (const auto& [identifier, description] : incoming) {
-      kept.push_back({description->label, identifier,
-                      std::string(description->properties.string(kAccountType).value_or(""))});
+      kept.push_back(presentAs(description->label, *description, version_));
+    }
+    for (const LegacyDescription& each : section.descriptions) {
+      if (!identifierOf(each.properties).empty()) continue;
+      kept.push_back(presentAs(each.label, each, version_));
     }
     present_ = std::move(kept);
   }
 
-  const Dictionary* settings_;
+  // A save finds accounts by their identifiers, and by a child's its parent. What it finds under
+  // that of an account which is new to the file, it writes in its place.
+  void tellTakenIdentifiers(const LegacyFile& file, FindingList& list) {
+    std::multimap<std::string_view, const Present*> bearers;
+    for (const Present& each : present_) bearers.emplace(each.upgraded, &each);
+    for (const LegacySection& section : file.sections) {
+      for (const LegacyDescription& description : section.descriptions) {
+        const std::string who = whoHasIdentifierOf(description, bearers);
+        if (who.empty()) continue;
+        list.addForAccount(finding::kDuplicateIdentifier, description.label, section.key, who);
+      }
+    }
+  }
+
+  // Empty where nobody else has it, or has told already that it gives way.
+  std::string whoHasIdentifierOf(
+      const LegacyDescription& description,
+      const std::multimap<std::string_view, const Present*>& bearers) const {
+    const std::string_view own = identifierOf(description.properties);
+    const std::string_view upgraded = identifierOnceUpgraded(description.properties, version_);
+    if (upgraded.empty()) return "";
+    const auto [first, last] = bearers.equal_range(upgraded);
+    for (auto each = first; each != last; ++each) {
+      const Present& other = *each->second;
+      const bool isRepeat = !own.empty() && other.identifier == own;  // which is told apart
+      if (isRepeat || other.description == &description) continue;
+      return "An upgrade step gives the account the identifier " + quoted(upgraded) + ", which " +
+             other.label + " gets or has too: only one of them would be left.";
+    }
+    const std::optional<AccountPlace> found = lookup_.find(upgraded);
+    if (!found || (!found->isChild() && upgraded == own)) return "";
+    const std::string parent = accountLabel(stored_[found->top], found->top);
+    return "The settings hold " + (found->isChild() ? "a child of " + parent : parent) +
+           " under the identifier " + quoted(upgraded) + " that the account gets: the values of " +
+           parent + " are written in its place, and the description's are lost.";
+  }
+
+  std::int64_t version_;  // of the settings before
   Findings& findings_;
   std::vector<Present> present_;
+  Array stored_;
+  AccountLookup lookup_;  // of what the file holds until the first save
 };
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "account/BasicAccount.h"
 #include "account/StringList.h"
@@ -17,6 +18,7 @@
 #include "store/AccountsManager.h"
 #include "store/InBatches.h"
 #include "store/LoadProblems.h"
+#include "tool/accounts/AccountLookup.h"
 #include "tool/accounts/AccountNames.h"
 #include "tool/accounts/UsualClasses.h"
 #include "tool/frame/Options.h"
@@ -61,6 +63,7 @@ class SettingsInspection {
       inspectTopLevel(account, {label, {index}});
       countAccounts(++index);
     });
+    tellTakenIdentifiers(list);
   }
 
  private:
@@ -222,6 +225,7 @@ class SettingsInspection {
       return;
     }
     const Loaded now{subject.place.top, &properties};
+    if (identifier != identifierOf(properties)) renamed_.push_back(now);
     const auto [known, isFirst] = loaded_.emplace(identifier, now);
     if (isFirst) return;
     const Loaded before = std::exchange(known->second, now);
@@ -249,15 +253,45 @@ class SettingsInspection {
     const bool isOfLater = identifierOf(*later.properties) != identifier;
     const Subject subject = (isOfLater ? later : before).subject();
     const Subject other = (isOfLater ? before : later).subject();
+    tellFutureIdentifier(subject, identifier,
+                         other.label + " gets or has too: only one of them would be left.");
+  }
+
+  // `whose` goes on after "which".
+  void tellFutureIdentifier(const Subject& subject, std::string_view identifier,
+                            const std::string& whose) {
     const std::string name = nameFor(subject);
     list_.addForAccount(
         finding::kDuplicateIdentifier, subject.label, "uniqueId",
-        "A migration gives the account the identifier " + quoted(identifier) + ", which " +
-            other.label + " gets or has too: only one of them would be left.",
+        "A migration gives the account the identifier " + quoted(identifier) + ", which " + whose,
         name.empty()
             ? ""
             : "Give it one of its own with " + adviceCommand({"set", name, "uniqueId", "--fresh"}) +
                   ", or take it away with " + adviceCommand({"remove", name}) + ".");
+  }
+
+  // Of accounts that an upgrade step renames: the save after it finds what has the new identifier
+  // in the file still, and writes that.
+  void tellTakenIdentifiers(const Array& accounts) {
+    if (renamed_.empty()) return;
+    const AccountLookup stored(accounts);
+    for (const Loaded& each : renamed_) {
+      const std::string_view identifier = identifierOnceUpgraded(*each.properties, version_);
+      const std::optional<AccountPlace> found = stored.find(identifier);
+      if (!found || found->top == each.top) continue;
+      const Dictionary& owner = *accountAt(accounts, found->parent());
+      const bool isTold =
+          !found->isChild() && identifierOnceUpgraded(owner, version_) == identifier;
+      if (!isTold) tellTakenIdentifier(each, identifier, *found);
+    }
+  }
+
+  void tellTakenIdentifier(const Loaded& renamed, std::string_view identifier, AccountPlace found) {
+    const std::string owner = names_->nameAt(found.parent());
+    tellFutureIdentifier(renamed.subject(), identifier,
+                         (found.isChild() ? "a child of " + owner : owner) +
+                             " has until then: the values of " + owner +
+                             " would be written in its place.");
   }
 
   // Whether the account is loaded, with its class or a repaired one.
@@ -368,6 +402,7 @@ class SettingsInspection {
   // Views into the settings, which outlive this.
   std::optional<AccountNaming> names_;
   std::unordered_map<std::string_view, Loaded> loaded_;  // the last of each identifier
+  std::vector<Loaded> renamed_;                          // by an upgrade step that is to come
   std::unordered_map<std::string_view, AccountPlace> children_;
   std::map<std::string, StringList, std::less<>> carried_;
 };

@@ -8,6 +8,7 @@
 
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
+#include "tool/accounts/AccountLookup.h"
 #include "tool/accounts/AccountNames.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/accounts/Differences.h"
@@ -193,10 +194,11 @@ class LedgerMaker {
                                std::string(step), "it is no dictionary"});
   }
 
-  // The accounts of the settings that share an identifier.
+  // The top-level accounts of the settings that share an identifier. A child is never replaced by a
+  // description that has its identifier.
   struct Namesakes {
     Traveller* first = nullptr;
-    std::size_t topLevel = 0;
+    std::size_t count = 0;
   };
 
   // Those of the traveller's identifier; nullptr where it has none, or they have another.
@@ -204,9 +206,10 @@ class LedgerMaker {
     if (namesakes_.empty()) {
       for (Traveller& each : travellers_) {
         if (!each.legacyStep.empty()) break;
+        if (each.parent != nullptr) continue;
         Namesakes& namesakes = namesakes_[identifierOf(*each.account)];
         if (namesakes.first == nullptr) namesakes.first = &each;
-        if (each.parent == nullptr) ++namesakes.topLevel;
+        ++namesakes.count;
       }
     }
     const std::string_view identifier = identifierOf(*traveller.account);
@@ -217,7 +220,29 @@ class LedgerMaker {
   // Whether a top-level account before or after it has its identifier.
   bool isRepeated(const Traveller& traveller) {
     const Namesakes* namesakes = namesakesOf(traveller);
-    return traveller.parent == nullptr && namesakes != nullptr && namesakes->topLevel > 1;
+    return traveller.parent == nullptr && namesakes != nullptr && namesakes->count > 1;
+  }
+
+  // What the traveller is merged with that is saved as this account.
+  Counterpart counterpartOf(const Traveller& traveller, const Dictionary& saved) {
+    if (isRepeated(traveller)) return Counterpart::LaterAccount;
+    if (traveller.place->isChild()) return Counterpart::Itself;
+    if (!stored_) stored_.emplace(storedAccounts(input_.settings));
+    const std::optional<AccountPlace> found = stored_->find(identifierOf(saved));
+    const bool isStored = traveller.legacyStep.empty();
+    if (!found || (isStored && found->top == traveller.from.top)) return Counterpart::Itself;
+    if (found->isChild()) return Counterpart::ParentOfChild;
+    return isStored ? Counterpart::FormerBearer : Counterpart::Stored;
+  }
+
+  // Why a save writes an account of another identifier in the place of the traveller; empty where
+  // it does not.
+  std::string whyOverwritten(const Traveller& traveller, const Dictionary& saved,
+                             const Array& written) {
+    if (traveller.place->isChild() || identifierOf(saved).empty()) return "";
+    const Dictionary* there = accountAt(written, *traveller.place);
+    if (there == nullptr || identifierOf(*there) == identifierOf(saved)) return "";
+    return whyNotWritten(counterpartOf(traveller, saved));
   }
 
   // Passing: each step moves the travellers to where it leaves them.
@@ -237,9 +262,12 @@ class LedgerMaker {
       const bool isLeftAlone =
           from.top < after.size() && before[from.top].identicalTo(after[from.top]);
       if (isLeftAlone && !arrives) continue;
-      each.place = matching->successorOf(from);
       const Dictionary& old = arrives ? *each.original : *accountAt(before, from);
-      if (each.place) {
+      if (step == kSaveStep) each.goneRule = whyOverwritten(each, old, after);
+      each.place = each.goneRule.empty() ? matching->successorOf(from) : std::nullopt;
+      if (!each.goneRule.empty()) {
+        each.goneStep = step;
+      } else if (each.place) {
         noteKeys(each, old, step, after);
       } else {
         const bool parentIsGone = from.isChild() && !matching->successorOf(from.parent());
@@ -290,8 +318,9 @@ class LedgerMaker {
       if (now != nullptr) return true;
       history.to = destinationOf(key, *old, before, after, *traveller.place, accounts);
       if (history.to.empty()) {
-        history.rule = whyKeyIsDropped(step, before, key, traveller.place->isChild(),
-                                       !traveller.legacyStep.empty(), isRepeated(traveller));
+        history.rule = step == kSaveStep
+                           ? whyNotWritten(counterpartOf(traveller, before))
+                           : whyKeyIsDropped(step, before, key, traveller.place->isChild());
       }
       return true;
     });
@@ -396,6 +425,7 @@ class LedgerMaker {
   std::deque<Traveller> travellers_;
   std::ptrdiff_t ofSettings_ = 0;  // so many; those of legacy files stand behind them
   std::unordered_map<std::string_view, Namesakes> namesakes_;  // filled when it is asked for
+  std::optional<AccountLookup> stored_;                        // the same, of the settings before
   std::size_t survivors_ = 0;                                  // of the accounts that are counted
   Ledger ledger_;
 };

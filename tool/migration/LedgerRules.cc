@@ -102,17 +102,29 @@ std::string whyAccountIsDropped(std::string_view step, const Dictionary& account
 }
 
 std::string whyKeyIsDropped(std::string_view step, const Dictionary& account, std::string_view key,
-                            bool isChild, bool fromLegacyFile, bool repeated) {
-  if (isOutsideOfSteps(step)) {
-    if (repeated) return "a later account with the same identifier is written in its place";
-    if (fromLegacyFile) return "the settings held this account already, and their values stay";
-    return "";
-  }
+                            bool isChild) {
   const StepRule* rule = ruleOf(step);
   if (rule == nullptr) return "";
   std::string_view why = whyReplaced(*rule, account);
   if (why.empty() && isChild && rule->whyKeyOfChild != nullptr) why = rule->whyKeyOfChild(key);
   return std::string(why);
+}
+
+std::string whyNotWritten(Counterpart counterpart) {
+  switch (counterpart) {
+    case Counterpart::Itself:
+      return "";
+    case Counterpart::LaterAccount:
+      return "a later account with the same identifier is written in its place";
+    case Counterpart::Stored:
+      return "the settings held this account already, and their values stay";
+    case Counterpart::FormerBearer:
+      return "another account had its identifier before, and is written in its place";
+    case Counterpart::ParentOfChild:
+      return "a child of another account has its identifier, and that account is written in its "
+             "place";
+  }
+  return "";
 }
 
 }  // namespace accountsettings

@@ -18,10 +18,19 @@ inline constexpr std::string_view kSaveStep = "save";
                                               bool isChild, bool parentIsGone);
 
 // Why a key of the account does not survive the step; empty where no rule explains it.
-// `fromLegacyFile` tells that the account was made of a legacy description, `repeated` that another
-// account has its identifier.
 [[nodiscard]] std::string whyKeyIsDropped(std::string_view step, const Dictionary& account,
-                                          std::string_view key, bool isChild, bool fromLegacyFile,
-                                          bool repeated);
+                                          std::string_view key, bool isChild);
+
+// What the file holds under the identifier of an account that is saved, and that it is merged with.
+enum class Counterpart {
+  Itself,        // or nothing
+  LaterAccount,  // of the same identifier
+  Stored,        // for a legacy description: the account of the settings
+  FormerBearer,  // an account that had the identifier before
+  ParentOfChild  // a child has the identifier, and its parent is found by it
+};
+
+// Why the account, or a key of it, is not written as it was; empty where no rule explains it.
+[[nodiscard]] std::string whyNotWritten(Counterpart counterpart);
 
 }  // namespace accountsettings

@@ -162,6 +162,31 @@ TEST_F(LedgerTest, RepeatedIdentifiersAreExplained) {
             "a later account with the same identifier is written in its place");
 }
 
+TEST_F(LedgerTest, AnAccountThatIsRenamedLosesItsKeysToWhatTheFileHoldsUnderItsNewIdentifier) {
+  const Dictionary parent = with(account("P"), "ChildAccounts", Array{account("C", "CalDAV")});
+  const auto ruleBeside = [this](const Dictionary& other) {
+    const Dictionary old = with(with(account("A"), "uniqueId", "C"), "X", 1);
+    const Dictionary renamed = with(account("C"), "X", 1);
+    const Array before{other, old};
+    const Array after{other, renamed};
+    const Array written{other, with(other, "Identifier", "C")};
+    const Ledger ledger = ledgerOf(settings(before, 1), settings(written),
+                                   {step("_migrateAccountsFrom7A150:", before, after)});
+    std::string rule;
+    for (const LedgerEntry& each : ledger.entries) {
+      if (each.key == "X") rule = each.rule;
+    }
+    return rule;
+  };
+  EXPECT_EQ(ruleBeside(parent),
+            "a child of another account has its identifier, and that account is written in its "
+            "place");
+  // Nothing explains it where the store finds nothing under the identifier.
+  const Dictionary classless = {{"Identifier", "C"}, {"Type", "CalDAV"}};
+  EXPECT_EQ(ruleBeside(with(account("P"), "ChildAccounts", Array{classless})), "");
+  EXPECT_EQ(ruleBeside(account("P")), "");
+}
+
 TEST_F(LedgerTest, TellsTheWayOfEachAccount) {
   const Dictionary child = account("C", "Quorra");
   const Array before{account("A"), "no account", account("B"), account("C", "Quorra")};
@@ -282,6 +307,41 @@ TEST_F(LegacyLedger, AValueThatTheSettingsHadAlreadyExplainsTheDrop) {
   EXPECT_EQ(ledger.entries[2].key, "X");
   EXPECT_EQ(ledger.entries[2].rule,
             "the settings held this account already, and their values stay");
+}
+
+TEST_F(LegacyLedger, ADescriptionWithTheIdentifierOfAChildIsLostToTheParentOfThatChild) {
+  const Dictionary parent = with(account("P"), "ChildAccounts", Array{account("U", "CalDAV")});
+  const Array before{parent};
+  const Array converted{parent, with(account("U"), "X", 1)};
+  LedgerInput input;
+  input.settingsPath = "/settings";
+  input.settings = settings(before);
+  input.result = settings({parent, parent});
+  input.legacyFiles.push_back({legacyFile({{"MailAccounts", Array{description_}}})});
+  const Ledger ledger = makeLedger(input, {step(kStep, before, converted)});
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 2, .dropped = 1, .added = 2}));
+  ASSERT_EQ(ledger.entries.size(), 1U);
+  EXPECT_EQ(ledger.entries[0].account, "U");
+  EXPECT_EQ(ledger.entries[0].key, "");
+  EXPECT_EQ(ledger.entries[0].step, "save");
+  EXPECT_EQ(ledger.entries[0].rule,
+            "a child of another account has its identifier, and that account is written in its "
+            "place");
+}
+
+TEST_F(LegacyLedger, AChildThatIsNotLoadedTakesNothingFromADescriptionWithItsIdentifier) {
+  const Dictionary child = {{"Identifier", "U"}, {"Type", "CalDAV"}};
+  const Dictionary parent = with(account("P"), "ChildAccounts", Array{child});
+  const Array before{parent};
+  const Array converted{parent, with(account("U"), "X", 1)};
+  LedgerInput input;
+  input.settingsPath = "/settings";
+  input.settings = settings(before);
+  input.result = settings(converted);
+  input.legacyFiles.push_back({legacyFile({{"MailAccounts", Array{description_}}})});
+  const Ledger ledger = makeLedger(input, {step(kStep, before, converted)});
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 2, .changed = 1}));
+  EXPECT_TRUE(ledger.unexplained().empty());
 }
 
 TEST(StepRecord, TellsAMovedAccountAsTheSameOne) {

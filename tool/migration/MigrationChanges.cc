@@ -21,7 +21,7 @@ HistoryChanges::Reasons reasonsOf(std::string_view step) {
             return whyAccountIsDropped(step, account, isChild, parentIsGone);
           },
           [step](const Dictionary& account, std::string_view key, bool isChild) {
-            return whyKeyIsDropped(step, account, key, isChild, false, false);
+            return whyKeyIsDropped(step, account, key, isChild);
           },
           {}};
 }
