@@ -5,46 +5,12 @@
 #include <signal.h>
 #include <sys/resource.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <regex>
 
 #include "host/HostTest.h"
 #include "host/LinuxHost.h"
-
-namespace {
-
-// What was written to the system's log, which no test really writes to.
-std::vector<std::string> syslogged;
-
-void keep(const char* format, va_list arguments) {
-  std::array<char, 512> text{};
-  (void)std::vsnprintf(text.data(), text.size(), format, arguments);
-  syslogged.emplace_back(text.data());
-}
-
-}  // namespace
-
-// These stand before the C library's in this program, for the host library too.
-extern "C" {
-void openlog(const char*, int, int) {}
-void closelog() {}
-void syslog(int, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  keep(format, arguments);
-  va_end(arguments);
-}
-void __syslog_chk(int, int, const char* format, ...);   // NOLINT(bugprone-reserved-identifier)
-void __syslog_chk(int, int, const char* format, ...) {  // NOLINT(bugprone-reserved-identifier)
-  va_list arguments;
-  va_start(arguments, format);
-  keep(format, arguments);
-  va_end(arguments);
-}
-}
+#include "testing/CapturedSyslog.h"
 
 namespace accountsettings {
 namespace {
@@ -52,6 +18,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::modeOf;
+using testing::syslogged;
 
 class LogFile : public ::testing::Test {
  protected:
@@ -137,20 +104,20 @@ TEST(LogSinks, TheSystemLogIsASyslogSink) {
 }
 
 TEST(LogSinks, TheSystemLogKeepsTimesItself) {
-  syslogged.clear();
+  syslogged().clear();
   const auto sink = std::move(openLogSink("syslog", "test", "/img")).value();
   sink->write("a\nb");
   sink->ofHost().write("%s");
-  EXPECT_THAT(syslogged, ElementsAre("notice [/img] a\\nb", "host [/img] %s"));
+  EXPECT_THAT(syslogged(), ElementsAre("notice [/img] a\\nb", "host [/img] %s"));
 }
 
 TEST(LogSinks, AnImageIsNotLoggedAmongThisMachinesLines) {
-  syslogged.clear();
+  syslogged().clear();
   const testing::DeviceRoot device;
   const auto host = std::move(LinuxHost::create({.root = device.root()})).value();
   host->platform().systemLog.write("of the system");
   host->hostLog().write("of the host");
-  EXPECT_THAT(syslogged, IsEmpty());
+  EXPECT_THAT(syslogged(), IsEmpty());
 }
 
 TEST(LogSinks, DiscardingWritesNothing) {
