@@ -277,6 +277,12 @@ TEST(Check, TakesASettingsFileByItself) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "Checked settings file " + root.settingsPath() +
                             ": version 12, 1 account; found nothing.\n");
+  // It may be of no device: only its place on this machine is told.
+  root.putSettings(12, {mailAccount("A"), mailAccount("A")});
+  const Dictionary document = documentIn(runTool({"check", root.settingsPath(), "--json"}).out);
+  const Dictionary& finding = *at(document, "findings", 0).dictionary();
+  EXPECT_EQ(finding.string("file"), root.settingsPath());
+  EXPECT_FALSE(finding.contains("path"));
 }
 
 TEST(Check, TellsLegacyDescriptionsThatWouldNotConvertAndWhy) {
@@ -331,6 +337,14 @@ TEST(Check, TellsAccountsThatAConversionWouldReplace) {
   EXPECT_EQ(check(root),
             (Found{"legacy-replaces S DeliveryAccounts", "legacy-replaces A MailAccounts",
                    "legacy-replaces B MailAccounts"}));
+  // One that both files describe is replaced in each, but is one account all the same.
+  root.putSettings(0, {mailAccount("B")});
+  root.put(ToolRoot::kLegacyExchange,
+           Dictionary{
+               {"DAAccountsKey", Array{Dictionary{{"DAAccountConfigurationAccountID", "B"},
+                                                  {"DAAccountConfigurationClass", "ASAccount"}}}}});
+  EXPECT_EQ(check(root),
+            (Found{"legacy-replaces B DAAccountsKey", "legacy-replaces B MailAccounts"}));
 }
 
 TEST(Check, TellsDescriptionsThatASaveWouldTakeForAnotherAccount) {

@@ -95,6 +95,8 @@ TEST_F(Report, FindingsAndPlanNameAccountsByTheSameStandIns) {
   const Dictionary& finding = *at(plan, "findings", 0).dictionary();
   EXPECT_EQ(finding.get("code"), PropertyList("unfixable-class"));
   EXPECT_EQ(finding.get("account"), PropertyList("identifier-1"));
+  EXPECT_EQ(finding.get("path"), PropertyList(ToolRoot::kSettings));
+  EXPECT_FALSE(finding.contains("file")) << "where the device lies is nobody's business";
   EXPECT_FALSE(plan.contains("inputs"));
   const Array& dropped = *at(plan, "ledger", "entries").array();
   ASSERT_EQ(dropped.size(), 1U);

@@ -72,10 +72,10 @@ class LegacyInspection {
     FindingList list(findings_, file.path);
     tellContents(file, list);
     bool converts = true;
-    std::size_t descriptions = 0;
+    bool holdsAny = false;
     for (const LegacySection& section : file.sections) {
       for (const LegacyDescription& description : section.descriptions) {
-        ++descriptions;
+        holdsAny = true;
         if (description.problem) {
           converts = false;
           list.addForAccount(finding::kLegacyNotConvertible, description.label, section.key,
@@ -88,9 +88,7 @@ class LegacyInspection {
       }
     }
     if (!converts) return;
-    if (descriptions > 0) {
-      tellMissedSteps(list);
-    }
+    if (holdsAny) tellMissedSteps(list);
     std::set<std::string> identifiers;
     for (const LegacySection& section : file.sections) {
       tellRepeats(section, identifiers, list);
