@@ -230,9 +230,8 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
   const MigrationOutcome outcome =
       dryRun_ ? planStaged(device.host(), options) : migrateStaged(device.host(), options);
   session.leave(outcome.staged);
-  const bool endedEarlier = !dryRun_ && outcome.cutShort.has_value();
   const bool changedNothing = outcome.kind == Kind::Refused || outcome.kind == Kind::NothingToDo;
-  session.changed = !dryRun_ && (!changedNothing || endedEarlier || outcome.preparedStays);
+  session.changed = !dryRun_ && (!changedNothing || outcome.cutShort || outcome.preparedStays);
   if (!dryRun_) tellEnd(session.output, device.commandLog(), outcome);
   if (changed && outcome.cause == Cause::None) {
     throw Prevented(

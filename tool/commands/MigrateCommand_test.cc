@@ -567,6 +567,11 @@ TEST_F(Migrate, TheHistoryTellsOfARunThatOnlyEndedAnotherNoMore) {
   EXPECT_FALSE(lastEntry().contains("steps"));
   EXPECT_FALSE(lastEntry().contains("toVersion"));
   EXPECT_EQ(kept().find("\"added\""), std::string::npos) << kept();
+  // It changed something all the same, so that its answer is not had by running it again.
+  reopen();
+  const ToolResult unread = ToolRun({"migrate", root_.path(), "--json"}).withClosedOutput().run();
+  EXPECT_EQ(unread.status, 3);
+  EXPECT_TRUE(unread.err.ends_with("; what was to be shown is incomplete\n")) << unread.err;
 
   // Nor is what was ended forgotten where the plan does not hold any more.
   root_.put(ToolRoot::kSettings, settings);

@@ -208,7 +208,27 @@ TEST(Program, NamesAnEmptyPath) {
 TEST(Program, ACommandThatChangedSomethingKeepsItsStatusWithoutAReader) {
   ToolRoot root;
   root.putSettings(11, {mailAccount("A")});
-  EXPECT_EQ(ToolRun({"migrate", "--root", root.path()}).withClosedOutput().run().status, 0);
+  const TemporaryDirectory directory;
+  const auto file = [&](const char* name) { return directory.path().string() + "/" + name; };
+  const std::string results = file("results.jsonl");
+  const ToolRoot other;
+  ASSERT_EQ(
+      runTool({"plan", "--root", root.path(), "--root", other.path(), "--results", results}).status,
+      0);
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"plan", root.path(), "--out", file("plan")},
+        {"report", root.path(), "--out", file("report")},
+        {"report", root.path(), "--html", file("page.html")},
+        {"report", "--results", results, "--html", file("devices.html")},
+        {"report", "--results", results, "--out", file("all.jsonl")},
+        {"sample", file("device")},
+        {"plist", root.settingsPath(), "--out", file("settings.txt")},
+        {"migrate", "--root", root.path()},
+        {"set", "A", "Note", "x", "--root", root.path()},
+        {"restore", "--root", root.path()},
+        {"restore", "--prune", "--keep", "1", "--root", root.path()}}) {
+    EXPECT_EQ(ToolRun(command).withClosedOutput().run().status, 0) << command[0];
+  }
 }
 
 TEST(Program, AFlagTakesNoValue) {

@@ -401,12 +401,13 @@ TEST_F(FleetProgram, ResultsThatCannotBeWrittenStopTheRun) {
   EXPECT_EQ(migrate({"--resume"}).status, 0);
   EXPECT_EQ(results().size(), 30U);
   // What only looks has changed nothing.
-  const std::string checked = directory_.path().string() + "/checked";
-  EXPECT_EQ(ToolRun(command({"check", "--jobs", "1", "--results", checked}))
-                .withFileSizeLimit(5000)
-                .run()
-                .status,
-            3);
+  for (const char* looking : {"check", "plan", "show"}) {
+    const std::string told = directory_.path().string() + "/" + looking;
+    const ToolResult ended =
+        ToolRun(command({looking, "--jobs", "1", "--results", told})).withFileSizeLimit(5000).run();
+    EXPECT_EQ(ended.status, 3) << looking;
+    EXPECT_EQ(ended.err.find("no further device was begun"), std::string::npos) << ended.err;
+  }
 }
 
 TEST_F(FleetProgram, ADevicesOwnConfigurationCountsForItAlone) {
