@@ -175,6 +175,17 @@ TEST_F(AccountHistory, TellsEditsFromWhatToWhat) {
       << coloured;
 }
 
+TEST_F(AccountHistory, OfALongValueKeepsTheBeginning) {
+  root_.putSettings(12, {mailAccount("A")});
+  ASSERT_EQ(run({"set", "A", "Note", std::string(200, 'x')}).status, 0);
+  ASSERT_EQ(run({"set", "A", "Note", std::string(200, 'y')}).status, 0);
+  const std::string before = "\"" + std::string(118, 'x') + "…";
+  const std::string after = "\"" + std::string(118, 'y') + "…";
+  EXPECT_EQ(linesOf("A", "Note"), "set - changed A\n  Note: - -> " + before +
+                                      "\nset - changed A\n  Note: " + before + " -> " + after +
+                                      "\n");
+}
+
 TEST_F(AccountHistory, KeepsNoSecret) {
   Dictionary account = mailAccount("A");
   account.set("Password", "secret-of-the-file");

@@ -735,16 +735,36 @@ TEST_F(Prune, LeavesTheNewestAndTheOldestOfEachVersion) {
   EXPECT_EQ(rehearsal.out,
             "Would remove backup " + all[3] + "\nWould remove backup " + all[2] + "\n");
   EXPECT_EQ(root_.snapshot(), before);
+  // The lock's file stays where something was done, as the system leaves it, and else goes.
+  fs::remove(root_.at(ToolRoot::kLock));
   const ToolResult result = run("restore", {"--prune", "--keep", "2"});
   EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(fs::remove(root_.at(ToolRoot::kLock)));
   EXPECT_EQ(result.out, "Removed backup " + all[3] + "\nRemoved backup " + all[2] + "\n");
   EXPECT_EQ(backups(), (std::vector<std::string>{all[0], all[1], all[4], all[5]}));
   EXPECT_EQ(run("restore", {"--prune", "--keep", "2"}).out, "There is no backup to remove.\n");
+  EXPECT_FALSE(fs::exists(root_.at(ToolRoot::kLock)));
   EXPECT_NE(run("restore", {"--list"})
                 .out.find(all[0] +
                           "  from version 9, 3 steps (9A182 to 9B176), 1 file kept; stays as the "
                           "oldest of its version\n"),
             std::string::npos);
+}
+
+TEST_F(Prune, WhereNothingIsToBePutBackTheBackupBeforeItIsTheWayFurtherBack) {
+  migrateOverAndOver(2);
+  const std::vector<std::string> all = backups();
+  const auto secondRestoreOf = [&](const std::string& name) {
+    EXPECT_EQ(run("restore", {name}).status, 0);
+    return run("restore", {name}).out;
+  };
+  const auto wayTo = [&](const std::string& name) {
+    return "accountsettings restore --root " + root_.path() + " " + name + "\n";
+  };
+  const std::string text = secondRestoreOf(all[2]);
+  EXPECT_NE(text.find("To go further back"), std::string::npos) << text;
+  EXPECT_NE(text.find(wayTo(all[1])), std::string::npos) << text;
+  EXPECT_EQ(secondRestoreOf(all[0]).find("To go further back"), std::string::npos);
 }
 
 TEST_F(Prune, WaitsForAMigrationUnderWayUnlessItOnlyRehearses) {

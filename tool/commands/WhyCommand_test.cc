@@ -89,7 +89,10 @@ TEST_F(Why, AnAccountIsGone) {
   EXPECT_EQ(answer_.string("state"), "gone");
   EXPECT_NE(std::string(answer_.string("reason").value_or("")).find("type"), std::string::npos);
   EXPECT_EQ(answer_.arrayOrEmpty("events").size(), 1U);
+  EXPECT_EQ(answer_.get("alsoUndone"), PropertyList(0));
   ASSERT_EQ(run({"remove", "A"}).status, 0);
+  ask("PIGEON");
+  EXPECT_EQ(answer_.get("alsoUndone"), PropertyList(1)) << "the removal of A";
   ask("A");
   EXPECT_EQ(answer_.string("state"), "gone");
   const std::string text = run({"why", "A"}).out;
@@ -111,7 +114,7 @@ TEST_F(Why, AnAccountThatIsGoneComesBackByTheCommandThatIsTold) {
   const std::string text = run({"why", "A"}).out;
   EXPECT_NE(text.find("Bring it back with: " + undo + "\n"), std::string::npos) << text;
   EXPECT_EQ(text.find("that also undoes 1 later run; with"), std::string::npos) << text;
-  EXPECT_EQ(answer_.integer("alsoUndone"), 0);
+  EXPECT_EQ(answer_.get("alsoUndone"), PropertyList(0));
   ask("USER-a");
   EXPECT_EQ(answer_.string("answer"), told) << "by the user name that it had";
   const std::string begin = "accountsettings restore --root " + root_.path() + " ";
@@ -175,6 +178,16 @@ TEST_F(Why, ALegacyFileIsNotConvertedAndWasNot) {
   EXPECT_EQ(status_, 1);
   EXPECT_EQ(answer_.string("state"), "not-converted");
   EXPECT_EQ(answer_.string("reason"), reason);
+}
+
+TEST_F(Why, OfALongReasonTheHistoryKeepsTheBeginning) {
+  putLegacyMail({Dictionary{{"uniqueId", std::string(400, 'B')}}});
+  ask(ToolRoot::kLegacyMail);
+  const std::string reason(answer_.string("reason").value_or(""));
+  (void)run({"migrate", "--accept-loss"});
+  ask(ToolRoot::kLegacyMail);
+  EXPECT_EQ(answer_.string("state"), "not-converted");
+  EXPECT_EQ(answer_.string("reason"), reason.substr(0, 299) + "…");
 }
 
 TEST_F(Why, ALegacyFileWillBeAndWasConverted) {
