@@ -131,6 +131,28 @@ std::string lineOf(Output& output, const std::array<std::string, kColumns>& cell
   return line;
 }
 
+// How long a beginning of each text must be to be that of no other, in any case; longer than the
+// text where another one begins with it.
+std::vector<std::size_t> uniqueBeginnings(const std::vector<std::string>& texts) {
+  std::vector<std::string> plain;
+  for (const std::string& each : texts) plain.push_back(lowered(each));
+  std::vector<std::size_t> order(texts.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::sort(order.begin(), order.end(),
+            [&](std::size_t left, std::size_t right) { return plain[left] < plain[right]; });
+  std::vector<std::size_t> lengths(texts.size(), 1);
+  for (std::size_t i = 1; i < order.size(); ++i) {
+    const std::string& before = plain[order[i - 1]];
+    const std::string& after = plain[order[i]];
+    const auto shared = static_cast<std::size_t>(
+        std::mismatch(before.begin(), before.end(), after.begin(), after.end()).first -
+        before.begin());
+    lengths[order[i - 1]] = std::max(lengths[order[i - 1]], shared + 1);
+    lengths[order[i]] = std::max(lengths[order[i]], shared + 1);
+  }
+  return lengths;
+}
+
 // The columns that the identifiers of these accounts need, each with the sign of being cut.
 std::size_t leastOfIdentifiers(const std::vector<AccountNode>& accounts,
                                const std::vector<std::string>& identifiers) {
@@ -149,27 +171,6 @@ std::size_t leastOfIdentifiers(const std::vector<AccountNode>& accounts,
 }
 
 }  // namespace
-
-std::vector<std::size_t> uniqueBeginnings(const std::vector<std::string>& texts) {
-  std::vector<std::string> plain;
-  for (const std::string& each : texts) plain.push_back(lowered(each));
-  std::vector<std::size_t> order(texts.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::sort(order.begin(), order.end(),
-            [&](std::size_t left, std::size_t right) { return plain[left] < plain[right]; });
-  std::vector<std::size_t> lengths(texts.size(), 1);
-  for (std::size_t i = 1; i < order.size(); ++i) {
-    const std::string& before = plain[order[i - 1]];
-    const std::string& after = plain[order[i]];
-    const auto shared = static_cast<std::size_t>(
-        std::mismatch(before.begin(), before.end(), after.begin(), after.end()).first -
-        before.begin());
-    lengths[order[i - 1]] = std::max(lengths[order[i - 1]], shared + 1);
-    lengths[order[i]] = std::max(lengths[order[i]], shared + 1);
-  }
-  for (std::size_t i = 0; i < texts.size(); ++i) lengths[i] = std::min(lengths[i], texts[i].size());
-  return lengths;
-}
 
 void writeTable(Output& output, const std::vector<AccountNode>& accounts,
                 const std::vector<std::string>& identifiers) {

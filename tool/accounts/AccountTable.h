@@ -14,8 +14,4 @@ namespace accountsettings {
 void writeTable(Output& output, const std::vector<AccountNode>& accounts,
                 const std::vector<std::string>& identifiers);
 
-// How long a beginning of each text must be to be that of no other, in any case; the whole length
-// where another one begins with it.
-[[nodiscard]] std::vector<std::size_t> uniqueBeginnings(const std::vector<std::string>& texts);
-
 }  // namespace accountsettings
