@@ -94,6 +94,8 @@ TEST(AccountMatching, FindsAccountsThatBecameChildrenAndBack) {
   const Array nested{parent("P", {account("B", "CalDAV"), account("A")})};
   EXPECT_EQ(matched(flat, nested), "0>0 1>0/1 2>0/0");
   EXPECT_EQ(matched(nested, flat), "0>0 0/0>2 0/1>1");
+  // Who has no identifier is known there by its looks.
+  EXPECT_EQ(matched({parent("P", {}), account("")}, {parent("P", {account("N")})}), "0>0 1>0/0");
 }
 
 TEST(AccountMatching, FindsChildrenUnderTheParentThatTookTheirs) {

@@ -77,6 +77,39 @@ TEST(Diff, DifferencesAreShownAccountByAccount) {
   EXPECT_EQ(at(document, "changes", "accounts").array()->size(), 3U);
 }
 
+TEST(Diff, AValueIsCutWhereTheTerminalEnds) {
+  const auto shown = [](std::size_t longer) {
+    const auto letters = [&](char letter, std::size_t count) {
+      return std::string(count + longer, letter);
+    };
+    const Dictionary account = {{"Identifier", "A"}, {"Type", "LDAP"}};
+    ToolRoot before;
+    ToolRoot after;
+    before.putSettings(12,
+                       {with(with(account, "Else", letters('b', 43)), "Gone", letters('g', 46))});
+    after.putSettings(12,
+                      {with(with(account, "Else", letters('a', 50)), "Came", letters('c', 46))});
+    return ToolRun({"diff", "--color=never", before.path(), after.path()}).onTerminal(60).run().out;
+  };
+  // Each line is as long as the terminal is wide.
+  const auto lines = [](const std::string& end) {
+    return "~ LDAP  A\r\n"
+           "    ~ Else: \"" +
+           std::string(43, 'b') + end +
+           " ->\r\n"
+           "        \"" +
+           std::string(50, 'a') + end +
+           "\r\n"
+           "    - Gone: \"" +
+           std::string(46, 'g') + end +
+           "\r\n"
+           "    + Came: \"" +
+           std::string(46, 'c') + end + "\r\n";
+  };
+  EXPECT_THAT(shown(0), EndsWith(lines("\"")));
+  EXPECT_THAT(shown(1), HasSubstr(lines("…")));
+}
+
 TEST(Diff, AnAccountThatBecameAChildIsNotShownAsLost) {
   ToolRoot before;
   ToolRoot after;

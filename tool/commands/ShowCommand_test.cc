@@ -102,6 +102,24 @@ TEST(Show, DoesNotTakeAccountsOfTheWrongKindForNone) {
   EXPECT_NE(result.err.find("see 'accountsettings check --root "), std::string::npos) << result.err;
 }
 
+TEST(Show, NamesTheOtherKeysOfTheFile) {
+  ToolRoot root;
+  root.put(
+      ToolRoot::kSettings,
+      Dictionary{
+          {"Version", 12}, {"Second", 1}, {"Accounts", Array{plainAccount()}}, {"First", Array()}});
+  const std::string text = runTool({"show", root.path()}).out;
+  EXPECT_NE(text.find("Settings, version 12: 1 account\n"
+                      "Other keys at the root: Second, First\n"
+                      "└─ LDAP  LDAPAccount  A\n"),
+            std::string::npos)
+      << text;
+  const ToolResult result = runTool({"show", root.path(), "--json"});
+  EXPECT_EQ(schemaErrors("show.schema.json", result.out), "");
+  EXPECT_EQ(at(documentIn(result.out), "settings", "otherKeys"),
+            PropertyList(Array{"Second", "First"}));
+}
+
 TEST(Show, DrawsATable) {
   ToolRoot root;
   root.putSettings(12, {cloudAccount(), plainAccount()});
@@ -390,11 +408,13 @@ TEST(Show, AnOverlongNameDoesNotPushTheRestAway) {
   Dictionary account = plainAccount();
   std::string name;
   for (int i = 0; i < 1000; ++i) name += "é";
+  const std::string cut = name.substr(0, 59 * std::string("é").size()) + "…";
   account.set("DisplayName", name);
   root.putSettings(12, {account});
   for (const char* form : {"--table", "--all"}) {
     const std::string out = runTool({"show", root.path(), form}).out;
-    EXPECT_NE(out.find("é…"), std::string::npos) << form;
+    EXPECT_NE(out.find(cut), std::string::npos) << form;
+    EXPECT_EQ(out.find("é" + cut), std::string::npos) << form;
     EXPECT_LT(out.size(), 700U) << form;
   }
 }
