@@ -126,6 +126,25 @@ TEST_F(Migrate, VerboseTellsEachStepToPeople) {
   EXPECT_NE(result.out.find("\n  key \"Version\": changed by save\n"), std::string::npos);
 }
 
+TEST_F(Migrate, FillsTheLinesOfATerminalToTheEnd) {
+  root_.putSettings(10, {mailAccount("A")});
+  root_.put(ToolRoot::kLegacyMail, Dictionary{{"MailAccounts", Array{"odd"}}});
+  const auto shown = [&](std::size_t columns) {
+    return ToolRun({"migrate", root_.path(), "--dry-run", "--verbose", "--color=never"})
+        .onTerminal(static_cast<unsigned short>(columns))
+        .run()
+        .out;
+  };
+  for (const std::string line :
+       {"  9B176            the Quillet data class, cloud tabs (changes nothing)",
+        "    would not convert: #1, which is a string instead of a dictionary",
+        "  key \"Version\": changed by save"}) {
+    const std::string whole = "\n" + line + "\r\n";
+    EXPECT_NE(shown(line.size()).find(whole), std::string::npos) << shown(line.size());
+    EXPECT_EQ(shown(line.size() - 1).find(whole), std::string::npos) << line;
+  }
+}
+
 TEST_F(Migrate, ConvertsLegacyFilesAndRemovesThem) {
   root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
   root_.put(ToolRoot::kLegacyExchange, sampleLegacyExchange());

@@ -2,6 +2,7 @@
 // by a process context over the fake device.
 #include "tool/migration/Ledger.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +14,8 @@
 namespace accountsettings {
 namespace {
 
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
 using testing::with;
 
 Dictionary account(std::string_view identifier, std::string_view type = "Mail",
@@ -138,6 +141,21 @@ TEST_F(LedgerTest, ALossThatNoRuleExplainsIsNamed) {
   ASSERT_EQ(unexplained(lostKey).size(), 1U);
   EXPECT_EQ(unexplained(lostKey)[0].account, "B");
   EXPECT_EQ(unexplained(lostKey)[0].key, "X");
+}
+
+TEST_F(LedgerTest, AConversionExplainsTheLossOfItsOwnTypesAlone) {
+  const Array before{account("M"), account("S", "SMTP", "SMTPAccount"),
+                     account("E", "Exchange", "ExchangeAccount")};
+  const auto lost = [&](const char* name) {
+    std::vector<std::string> accounts;
+    for (const LedgerEntry& each :
+         ledgerOf(settings(before), settings({}), {step(name, before, {})}).unexplained()) {
+      accounts.push_back(each.account);
+    }
+    return accounts;
+  };
+  EXPECT_THAT(lost("_migrateMailAccounts:"), ElementsAre("E"));
+  EXPECT_THAT(lost("_migrateDAAccounts:"), ElementsAre("M", "S"));
 }
 
 TEST_F(LedgerTest, AccountsThatCannotBeLoadedAreDroppedWithTheReason) {
@@ -272,10 +290,18 @@ TEST_F(LegacyLedger, DescriptionsWithoutIdentifiersAreFoundAgainInTheirOrder) {
 
 TEST_F(LegacyLedger, AFileThatDoesNotConvertDropsAllItsDescriptions) {
   const Ledger ledger =
-      ledgerOfLegacy({{"MailAccounts", Array{description_, Dictionary{}}}}, {}, false);
-  EXPECT_EQ(ledger.accounts, (AccountCounts{.dropped = 2}));
-  EXPECT_EQ(ledger.entries[0].rule,
-            "a description of its file cannot be converted, and then none is");
+      ledgerOfLegacy({{"MailAccounts", Array{description_, Dictionary{}, "odd"}}}, {}, false);
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.dropped = 3}));
+  std::vector<std::string> told;
+  for (const LedgerEntry& each : ledger.entries) {
+    EXPECT_EQ(each.fate, LedgerEntry::Fate::Dropped);
+    EXPECT_EQ(each.file, "/legacy");
+    EXPECT_EQ(each.step, kStep);
+    told.push_back(each.account + ": " + each.rule);
+  }
+  const std::string noneIs = "a description of its file cannot be converted, and then none is";
+  EXPECT_THAT(told,
+              UnorderedElementsAre("U: " + noneIs, "#2: " + noneIs, "#3: it is no dictionary"));
 }
 
 TEST_F(LegacyLedger, AFileThatStaysKeepsEverything) {
@@ -283,6 +309,7 @@ TEST_F(LegacyLedger, AFileThatStaysKeepsEverything) {
       ledgerOfLegacy({{"MailAccounts", Array{description_}}, {"Other", 1}}, {}, true, true);
   EXPECT_TRUE(ledger.entries.empty());
   EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 1}));
+  EXPECT_EQ(ledger.keys.kept, 2 + description_.size());
 }
 
 TEST_F(LegacyLedger, OtherKeysOfTheFileAreDropped) {
