@@ -495,6 +495,26 @@ TEST(Program, APagerShowsWhatGoesToATerminal) {
   EXPECT_EQ(shown({{"PAGER", "true"}}), "");
 }
 
+TEST(Program, OnePagerShowsALongOutputToItsEnd) {
+  ToolRoot root;
+  Array accounts;
+  for (int i = 0; i < 2000; ++i) accounts.append(mailAccount("ACCOUNT-" + std::to_string(i)));
+  root.putSettings(12, accounts);
+  const std::string out = ToolRun({"show", root.path(), "--color=never"})
+                              .onTerminal()
+                              .withVariable("TERM", "xterm")
+                              .withVariable("PAGER", "echo begun; cat; echo ended")
+                              .withTimeLimit(30)
+                              .run()
+                              .out;
+  EXPECT_GT(out.size(), 2U << 16U) << "what is kept back is shown in several parts";
+  EXPECT_TRUE(out.starts_with("begun\r\ndevice root")) << out.substr(0, 100);
+  EXPECT_TRUE(out.ends_with("ended\r\n"));
+  EXPECT_EQ(out.find("begun", 1), std::string::npos);
+  EXPECT_EQ(out.find("ended"), out.size() - 7);
+  EXPECT_NE(out.find("ACCOUNT-1999\r\n"), std::string::npos);
+}
+
 // A device of the oldest release that was migrated, with something to be found.
 std::string migratedDevice(const TemporaryDirectory& directory) {
   const std::string device = directory.path() / "d";
