@@ -121,6 +121,71 @@ TEST(Recovery, TellsHowManyValuesAreMissing) {
   EXPECT_EQ(recovered->value, PropertyList(Dictionary{{"a", 7}, {"b", "…4"}}));
 }
 
+// What is had of a list whose second value is the object, with "b" behind it.
+Result<Recovered> recoveredWith(const Bytes& object) {
+  Bytes cut = {'b', 'p', 'l', 'i', 's', 't', '0', '0', 0xA3, 0x01, 0x02, 0x03, 0x51, 'a'};
+  cut.insert(cut.end(), object.begin(), object.end());
+  cut.insert(cut.end(), {0x51, 'b'});
+  return recoverCutOff(cut);
+}
+
+TEST(Recovery, FindsWhatStandsBehindAValueOfEachKind) {
+  const auto bytes = [](std::initializer_list<std::uint8_t> begin, std::size_t zeros) {
+    Bytes all = begin;
+    all.insert(all.end(), zeros, 0);
+    return all;
+  };
+  const std::vector<std::pair<Bytes, PropertyList>> values = {
+      {{0x08}, false},
+      {{0x09}, true},
+      {{0x10, 0x07}, 7},
+      {{0x11, 0x01, 0x00}, 0x100},
+      {{0x12, 0x01, 0x00, 0x00, 0x00}, 0x1000000},
+      {bytes({0x13}, 8), 0},
+      {bytes({0x14}, 16), 0},
+      {bytes({0x22}, 4), 0.0},
+      {bytes({0x23}, 8), 0.0},
+      {bytes({0x33}, 8), PropertyList::date(0)},
+      {{0x42, 0x01, 0x02}, PropertyList::data(Bytes{1, 2})},
+      {{0x4F, 0x10, 0x01, 0x02}, PropertyList::data(Bytes{2})},
+      {{0x4F, 0x11, 0x00, 0x01, 0x02}, PropertyList::data(Bytes{2})},
+      {{0x4F, 0x12, 0x00, 0x00, 0x00, 0x01, 0x02}, PropertyList::data(Bytes{2})},
+      {{0x4F, 0x13, 0, 0, 0, 0, 0, 0, 0, 0x01, 0x02}, PropertyList::data(Bytes{2})},
+      {{0x52, 'x', 'y'}, "xy"},
+      {{0x61, 0x00, 0xE9}, "é"},
+      {{0x80, 0x05}, PropertyList::uid(5)},
+      {bytes({0x87}, 8), PropertyList::uid(0)},
+      {{0xA1, 0x01}, Array{"a"}},
+      {{0xD1, 0x01, 0x03}, Dictionary{{"a", "b"}}},
+  };
+  for (const auto& [object, value] : values) {
+    const auto recovered = recoveredWith(object);
+    ASSERT_TRUE(recovered.ok()) << recovered.error().message;
+    EXPECT_EQ(recovered->value, PropertyList(Array{"a", value, "b"})) << propertyLine(value, 80);
+    EXPECT_EQ(recovered->cutOff, 0U);
+  }
+}
+
+TEST(Recovery, WhatIsNoValueEndsWhatIsWhole) {
+  // A count that is no number of at most eight bytes, or of which twice is too much for a number.
+  std::vector<Bytes> objects = {
+      {0x4F, 0x20, 0x01, 0x02},
+      {0x4F, 0x08, 0x01, 0x02},
+      {0x4F, 0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x01, 0x02},
+      {0x6F, 0x13, 0x80, 0, 0, 0, 0, 0, 0, 0},
+      {0xDF, 0x13, 0x80, 0, 0, 0, 0, 0, 0, 0}};
+  for (const std::uint8_t marker :
+       Bytes{0x00, 0x07, 0x0A, 0x15, 0x21, 0x24, 0x32, 0x34, 0x70, 0x90, 0xB0, 0xC0, 0xE0, 0xF0}) {
+    objects.push_back(Bytes{marker});
+  }
+  for (const Bytes& object : objects) {
+    const auto recovered = recoveredWith(object);
+    ASSERT_TRUE(recovered.ok()) << recovered.error().message;
+    EXPECT_EQ(recovered->value, PropertyList(Array{"a", "…2", "…3"})) << int{object[0]};
+    EXPECT_EQ(recovered->cutOff, 2U);
+  }
+}
+
 TEST(Recovery, OfAnXmlFileCutAtAnyByteHasWhatIsWhole) {
   const Dictionary original = settings(4);
   const Array& accounts = *original.array("Accounts");
