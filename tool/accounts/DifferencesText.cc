@@ -44,7 +44,7 @@ class DifferenceLines {
   }
 
   void write(const AccountChange& change, const std::string& indent) {
-    const char sign = wordFor<AccountChange::Kind, 4>(change.kind, {"+", "-", "~", "+"}).front();
+    const char sign = wordFor(change.kind, {"+", "-", "~", "+"}).front();
     std::vector<std::string> parts{
         change.label.empty() ? "account" : cutTo(change.label, kValueWidth), change.account};
     if (change.movedTo) {
@@ -113,7 +113,7 @@ Array forScripts(const std::vector<KeyChange>& changes, bool reveal) {
 }
 
 std::string_view nameOf(AccountChange::Kind kind) {
-  return wordFor<AccountChange::Kind, 4>(kind, {"added", "removed", "changed", "converted"});
+  return wordFor(kind, {"added", "removed", "changed", "converted"});
 }
 
 Array forScripts(const std::vector<AccountChange>& changes, bool reveal) {

@@ -12,8 +12,7 @@ namespace accountsettings {
 namespace {
 
 std::string_view nameOf(Retention retention) {
-  return wordFor<Retention, 4>(retention,
-                               {"by-count", "oldest-of-version", "no-good-end", "unreadable"});
+  return wordFor(retention, {"by-count", "oldest-of-version", "no-good-end", "unreadable"});
 }
 
 std::size_t filesKept(const BackupManifest& manifest) {
@@ -33,8 +32,8 @@ std::string settingsText(const BackupManifest& manifest) {
 }
 
 std::string_view retentionText(Retention retention) {
-  return wordFor<Retention, 4>(
-      retention, {"", "; stays as the oldest of its version", "; stays as the way back", ""});
+  return wordFor(retention,
+                 {"", "; stays as the oldest of its version", "; stays as the way back", ""});
 }
 
 void write(Output& output, const FoundBackup& backup, std::string_view indent,

@@ -67,7 +67,7 @@ Input openInput(const std::string& path, const CommonOptions& options) {
 }
 
 std::string_view nameOf(Input::Kind kind) {
-  return wordFor<Input::Kind, 3>(kind, {"settings file", "device root", "backup"});
+  return wordFor(kind, {"settings file", "device root", "backup"});
 }
 
 }  // namespace accountsettings

@@ -27,7 +27,7 @@ namespace {
 using Action = RestoreStep::Action;
 
 std::string_view nameOf(Action action) {
-  return wordFor<Action, 3>(action, {"unchanged", "restored", "removed"});
+  return wordFor(action, {"unchanged", "restored", "removed"});
 }
 
 std::vector<RestoreStep> prepared(OpenedRoot& device, const BackupManifest& manifest) {

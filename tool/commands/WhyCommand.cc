@@ -41,8 +41,8 @@ enum class State {
 };
 
 std::string_view nameOf(State state) {
-  return wordFor<State, 9>(state, {"loaded", "not-loaded", "gone", "in-legacy-file", "will-convert",
-                                   "will-not-convert", "converted", "not-converted", "absent"});
+  return wordFor(state, {"loaded", "not-loaded", "gone", "in-legacy-file", "will-convert",
+                         "will-not-convert", "converted", "not-converted", "absent"});
 }
 
 bool isGood(State state) {

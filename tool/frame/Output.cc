@@ -23,7 +23,7 @@ using terminal::Stream;
 constexpr std::size_t kPendingLimit = 1 << 16;
 
 std::string_view codeOf(Colour colour) {
-  return wordFor<Colour, 7>(colour, {"0", "1", "2", "31", "32", "33", "34"});
+  return wordFor(colour, {"0", "1", "2", "31", "32", "33", "34"});
 }
 
 // Whether terminals here can do more than show one line after another.

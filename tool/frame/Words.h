@@ -9,9 +9,8 @@
 namespace accountsettings {
 
 template <class Enum, std::size_t N>
-[[nodiscard]] constexpr std::string_view wordFor(Enum value,
-                                                 const std::array<std::string_view, N>& words) {
-  return words.at(static_cast<std::size_t>(value));
+[[nodiscard]] constexpr std::string_view wordFor(Enum value, const std::string_view (&words)[N]) {
+  return std::to_array(words).at(static_cast<std::size_t>(value));
 }
 
 }  // namespace accountsettings

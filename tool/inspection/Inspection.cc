@@ -19,7 +19,7 @@
 namespace accountsettings {
 
 std::string_view nameOf(Severity severity) {
-  return wordFor<Severity, 3>(severity, {"note", "warning", "error"});
+  return wordFor(severity, {"note", "warning", "error"});
 }
 
 bool anyBlocksMigration(const Findings& findings) {

@@ -198,12 +198,12 @@ void tellMended(Findings& findings) {
 }  // namespace
 
 std::string_view nameOf(FileFate::Fate fate) {
-  return wordFor<FileFate::Fate, 3>(fate, {"created", "changed", "removed"});
+  return wordFor(fate, {"created", "changed", "removed"});
 }
 
 std::string_view nameOf(SummaryOutcome outcome) {
-  return wordFor<SummaryOutcome, 6>(
-      outcome, {"nothing-to-do", "completed", "done", "answered-no", "refused", "broken"});
+  return wordFor(outcome,
+                 {"nothing-to-do", "completed", "done", "answered-no", "refused", "broken"});
 }
 
 MigrationDecision decisionOn(OpenedRoot& device, const InspectedFiles& files) {

@@ -18,7 +18,7 @@ namespace {
 using Fate = LedgerEntry::Fate;
 
 std::string_view nameOf(Fate fate) {
-  return wordFor<Fate, 3>(fate, {"moved", "changed", "dropped"});
+  return wordFor(fate, {"moved", "changed", "dropped"});
 }
 
 std::string reasonOf(const LedgerEntry& entry) {

@@ -183,8 +183,7 @@ AccountColumns columnsOf(const DeviceStory& story, const Disclosure& disclosure)
 }
 
 std::string_view wordOf(AccountFate fate) {
-  return wordFor<AccountFate, 7>(
-      fate, {"kept", "changed", "moved", "dropped", "new", "stays", "gone since"});
+  return wordFor(fate, {"kept", "changed", "moved", "dropped", "new", "stays", "gone since"});
 }
 
 }  // namespace accountsettings

@@ -66,8 +66,7 @@ class Choice {
 }  // namespace
 
 std::string_view styleOf(AccountFate fate) {
-  return wordFor<AccountFate, 7>(
-      fate, {"kept", "changed", "moved", "dropped", "added", "kept", "changed"});
+  return wordFor(fate, {"kept", "changed", "moved", "dropped", "added", "kept", "changed"});
 }
 
 std::string shownType(const AccountNode& account) {
