@@ -197,6 +197,24 @@ TEST(Diff, ColourIsForTerminalsOnly) {
   EXPECT_EQ(plain.out.find('\033'), std::string::npos) << plain.out;
 }
 
+TEST(Diff, AFileIsGivenTitlesAndValuesOfSixtyColumns) {
+  const auto shown = [](std::size_t title, std::size_t value) {
+    const Dictionary account = {
+        {"Identifier", "A"}, {"Type", "LDAP"}, {"DisplayName", std::string(title, 't')}};
+    ToolRoot before;
+    ToolRoot after;
+    before.putSettings(12, {account});
+    after.putSettings(12, {with(account, "X", std::string(value, 'x'))});
+    return runTool({"diff", before.path(), after.path()}).out;
+  };
+  const auto lines = [](const std::string& end) {
+    return "\n~ LDAP \"" + std::string(53, 't') + end + "  A\n    + X: \"" + std::string(58, 'x') +
+           end + "\n";
+  };
+  EXPECT_THAT(shown(53, 58), EndsWith(lines("\"")));
+  EXPECT_THAT(shown(54, 59), EndsWith(lines("…")));
+}
+
 TEST(Diff, NoTextOfAFileSpeaksToTheTerminal) {
   ToolRoot before;
   ToolRoot after;

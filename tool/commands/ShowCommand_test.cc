@@ -419,6 +419,24 @@ TEST(Show, AnOverlongNameDoesNotPushTheRestAway) {
   }
 }
 
+TEST(Show, CutsListsAndValuesOfMoreThanTheirColumns) {
+  const auto shown = [](std::size_t enabled, std::size_t value) {
+    ToolRoot root;
+    Dictionary account = plainAccount();
+    account.set("Enabled Dataclasses", Array{std::string(enabled, 'e')});
+    account.set("X", std::string(value, 'x'));
+    root.putSettings(12, {account});
+    const std::string out = runTool({"show", root.path(), "--all"}).out;
+    return out.substr(out.find("└─"));
+  };
+  const auto lines = [](std::size_t enabled, std::size_t value, const std::string& end) {
+    return "└─ LDAP  LDAPAccount  A\n      " + std::string(enabled, 'e') + end + "\n      X: \"" +
+           std::string(value, 'x') + (end.empty() ? "\"" : end) + "\n";
+  };
+  EXPECT_EQ(shown(300, 70), lines(300, 70, ""));
+  EXPECT_EQ(shown(301, 71), lines(299, 70, "…"));
+}
+
 TEST(Show, ColumnsAreAsWideAsTheirCharacters) {
   ToolRoot root;
   Dictionary account = plainAccount();
