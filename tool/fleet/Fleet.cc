@@ -90,7 +90,7 @@ class Fleet {
     warmUp(session_.options);
     Workers workers(summary_.jobs, options_.limits());
     FleetProgress progress(output_, roots_.size());
-    while (beginMore(workers) || workers.busy() > 0) {
+    for (beginMore(workers); workers.busy() > 0; beginMore(workers)) {
       const Workers::Event event = workers.wait(progress.pause());
       if (event.ended) take(*event.ended);
       if (event.interrupted) interrupt(workers);
@@ -108,24 +108,23 @@ class Fleet {
   }
 
  private:
-  // Starts workers for the next devices; false where there is none to be begun.
-  bool beginMore(Workers& workers) {
+  // Starts workers for the next devices, as many as there is room for.
+  void beginMore(Workers& workers) {
     while (workers.hasRoom()) {
       while (next_ < roots_.size() && done_[next_]) ++next_;
-      if (next_ == roots_.size() || summary_.interrupted || unwritten_) return false;
+      if (next_ == roots_.size() || summary_.interrupted || unwritten_) return;
       const std::string root(roots_[next_]);
       if (command_.changesDevices) session_.changed = true;
       const Status started = workers.start(next_, [&] {
         return answerOf(resultOf(command_.work, command_.name, session_.options, root));
       });
-      if (!started && workers.busy() > 0) return true;  // those that work free what is missing
+      if (!started && workers.busy() > 0) return;  // those that work free what is missing
       if (!started) {
         throw CommandFailure(cutShort(summary_.tally.devices() > 0 && command_.changesDevices), "",
                              "no process can be started: " + started.error().message, "try again");
       }
       ++next_;
     }
-    return true;
   }
 
   // The program is asked to end: what is under way is brought to its end, unless it is asked again.
