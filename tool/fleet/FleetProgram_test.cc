@@ -475,6 +475,20 @@ TEST_F(FleetProgram, ShowsAndChecksMany) {
       << filtered.out;
 }
 
+TEST_F(FleetProgram, NoPagerHoldsBackWhatATerminalIsTold) {
+  makeDevices(2);
+  const ToolResult result = ToolRun(command({"show", "--color=never"}))
+                                .withVariable("TERM", "xterm")
+                                .withVariable("PAGER", "sed 's/^/paged: /'")
+                                .onTerminal()
+                                .withTimeLimit(30)
+                                .run();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find(device(1).path() + ": done, version 9, 2 accounts"), std::string::npos)
+      << result.out;
+  EXPECT_EQ(result.out.find("paged: "), std::string::npos) << result.out;
+}
+
 TEST_F(FleetProgram, WhatACheckOfManyFoundStandsInItsSummary) {
   makeDevices(2);
   device(1).putText(ToolRoot::kSettings, "nonsense");

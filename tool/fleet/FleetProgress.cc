@@ -46,8 +46,8 @@ FleetProgress::FleetProgress(Output& output, std::size_t devices)
       pause_(output.watched() ? kOnTerminal : kElsewhere),
       next_(started_ + pause_) {}
 
-void FleetProgress::show(std::size_t ended, std::size_t endedBefore, std::size_t failed) {
-  const auto now = Clock::now();
+void FleetProgress::show(std::size_t ended, std::size_t endedBefore, std::size_t failed,
+                         Clock::time_point now) {
   if (now < next_) return;
   next_ = now + pause_;
   const FleetPace pace{ended, endedBefore, devices_, failed, now - started_};

@@ -26,10 +26,13 @@ struct FleetPace {
 
 class FleetProgress {
  public:
+  using Clock = std::chrono::steady_clock;
+
   FleetProgress(Output& output, std::size_t devices);
 
   // Shows it where it is time to.
-  void show(std::size_t ended, std::size_t endedBefore, std::size_t failed);
+  void show(std::size_t ended, std::size_t endedBefore, std::size_t failed,
+            Clock::time_point now = Clock::now());
   // Takes it away from the terminal.
   void end();
   // How long it is until something is to be shown again.
@@ -37,8 +40,6 @@ class FleetProgress {
   [[nodiscard]] std::chrono::duration<double> time() const;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   Output& output_;
   std::size_t devices_;
   std::chrono::milliseconds pause_;

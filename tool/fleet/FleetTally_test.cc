@@ -74,6 +74,21 @@ TEST(FleetPace, WhatARunBeforeHasDoneIsNoWorkOfThisOne) {
             "510 of 530 devices, 0 failed, 2 a second, 10 s left");
 }
 
+TEST(FleetProgress, IsToldEachTenSecondsWhereNobodyWatches) {
+  std::vector<std::string> notes;
+  Output output(notes);
+  const auto before = FleetProgress::Clock::now();
+  FleetProgress progress(output, 10);
+  const auto then = FleetProgress::Clock::now() + progress.pause();
+  progress.show(2, 2, 1, before);
+  progress.show(5, 5, 1, then);
+  progress.show(6, 6, 1, then);
+  progress.show(7, 7, 2, then + progress.pause());
+  EXPECT_EQ(progress.pause(), std::chrono::seconds(10));
+  EXPECT_EQ(notes,
+            (std::vector<std::string>{"5 of 10 devices, 1 failed", "7 of 10 devices, 2 failed"}));
+}
+
 TEST(FleetPace, FillsItsBar) {
   EXPECT_EQ(barOf({0, 0, 10, 0, {}}, 4), "[....]");
   EXPECT_EQ(barOf({5, 0, 10, 0, {}}, 4), "[##..]");
