@@ -25,6 +25,18 @@ std::size_t sizeOf(const PropertyList& value) {
   return toJson(value).value().size();
 }
 
+// How many values are in it, those aside that tell of what was left out.
+std::uint64_t valuesIn(const PropertyList& value) {
+  const auto text = value.stringValue();
+  std::uint64_t count = text && text->ends_with("left out)") ? 0 : 1;
+  if (const Array* array = value.array()) {
+    for (const PropertyList& each : *array) count += valuesIn(each);
+  } else if (const Dictionary* dictionary = value.dictionary()) {
+    for (const auto& entry : *dictionary) count += valuesIn(entry.value());
+  }
+  return count;
+}
+
 TEST(SizeLimitTest, LeavesAValueThatSharesLittleAsItIs) {
   Array accounts;
   const std::string key(40, 'k');
@@ -47,6 +59,25 @@ TEST(SizeLimitTest, CutsWhatComesToFarMoreThanIsStored) {
   }
   EXPECT_EQ(fittedToLimit(bomb(60, 2)).leftOut,
             fittedToLimit(Dictionary{{"Blob", bomb(60, 2)}}).leftOut);
+}
+
+TEST(SizeLimitTest, EachValueIsShownOrCountedAsLeftOut) {
+  const auto total = [](const PropertyList& value) {
+    const Fitted fitted = fittedToLimit(value);
+    EXPECT_GT(fitted.leftOut, 0U);
+    return valuesIn(fitted.value) + fitted.leftOut;
+  };
+  const PropertyList pairs = bomb(40, 2);
+  const std::uint64_t inPairs = (std::uint64_t{1} << 41) - 1;
+  const PropertyList thousands = bomb(4, 1000);
+  const std::uint64_t inThousands = 1'001'001'001'001;
+  EXPECT_EQ(total(pairs), inPairs);
+  EXPECT_EQ(total(thousands), inThousands);
+  EXPECT_EQ(total(Dictionary{{"Pairs", pairs}, {"Small", 1}, {"Thousands", thousands}}),
+            2 + inPairs + inThousands);
+  Dictionary many;
+  for (int i = 0; i < 100; ++i) many.set(std::to_string(i), pairs);
+  EXPECT_EQ(total(many), 1 + 100 * inPairs);
 }
 
 // Not the first that comes is shown, and nothing of what stands behind it.
