@@ -180,6 +180,19 @@ TEST_F(ReportPage, TellsWhatWasDroppedWithTheRule) {
   }
 }
 
+TEST_F(ReportPage, TellsOfEachDroppedKeyAloneHowOftenItIs) {
+  root.putSettings(6, {hostedAccount(), calendarAccount()});
+  Dictionary settings = root.settings();
+  settings.set("Foreign", 1);
+  root.put(testing::ToolRoot::kSettings, settings);
+  const std::string html = page({"--reveal"});
+  EXPECT_EQ(countOf(html, "data-label=\"Times\""), 1U);
+  const std::size_t key = html.find("class=\"loss\"><code>Foreign</code></th>");
+  ASSERT_NE(key, std::string::npos);
+  const std::size_t times = html.find("data-label=\"Times\" class=\"number\">1</td>", key);
+  EXPECT_LT(times, html.find("</tr>", key));
+}
+
 TEST_F(ReportPage, NothingPersonalIsToldUnlessAskedFor) {
   root.putSettings(6, {hostedAccount(), calendarAccount()});
   for (const bool migrated : {false, true}) {

@@ -64,6 +64,14 @@ TEST(DamagedBytes, APlaceBeyondTheFileIsNoPlaceInIt) {
   EXPECT_EQ(damaged.rows.size(), 1U);
 }
 
+TEST(DamagedBytes, WhatFollowsATextIsSeen) {
+  const DamagedBytes damaged = damagedBytes(bytesOf("bplist00\x52pw\x08\x09\x10\x07"), "odd");
+  ASSERT_EQ(damaged.rows.size(), 1U);
+  std::string hex;
+  for (const DamagedBytes::Byte& each : damaged.rows[0].bytes) hex += each.hex + " ";
+  EXPECT_TRUE(hex.ends_with(" 08 09 10 07 ")) << hex;
+}
+
 TEST(DamagedBytes, NothingOfTextsAndDataIsSeen) {
   // Of every width: the characters of the second and third are not those of ASCII.
   const PropertyList value = Dictionary{{"P", "hunter2"},

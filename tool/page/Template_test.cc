@@ -67,5 +67,14 @@ TEST(Template, RefusesWhatIsMalformed) {
   }
 }
 
+TEST(Template, NamesWhatNothingOpens) {
+  try {
+    (void)filled("a{{/list}}b", {});
+    FAIL() << "it was filled";
+  } catch (const AssertionFailure& failure) {
+    EXPECT_EQ(failure.message(), "nothing opens \"a{{/list}}b\" in the template of a page");
+  }
+}
+
 }  // namespace
 }  // namespace accountsettings
