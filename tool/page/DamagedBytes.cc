@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
+#include <system_error>
 
 #include "plist/Reader.h"
 
@@ -14,16 +16,14 @@ constexpr std::size_t kMagic = 8;  // the bytes that name the binary form
 constexpr std::size_t kRow = 16;
 constexpr std::size_t kRowsAround = 4;
 
-// The number after `word` in the message; none where there is none.
+// The number after `word` that the message begins with; none where it does not. What follows it may
+// quote the file.
 std::optional<std::size_t> numberAfter(std::string_view message, std::string_view word) {
-  const std::size_t at = message.find(word);
-  if (at == std::string_view::npos) return std::nullopt;
-  std::optional<std::size_t> number;
-  for (const char digit : message.substr(at + word.size())) {
-    if (digit < '0' || digit > '9' || number > std::size_t{1} << 40) break;
-    number = number.value_or(0) * 10 + static_cast<std::size_t>(digit - '0');
-  }
-  return number;
+  if (!message.starts_with(word)) return std::nullopt;
+  std::size_t number = 0;
+  const char* begin = message.data() + word.size();
+  const auto read = std::from_chars(begin, message.data() + message.size(), number);
+  return read.ec == std::errc() ? std::optional(number) : std::nullopt;
 }
 
 std::size_t beginOfLine(const Bytes& file, std::size_t line) {

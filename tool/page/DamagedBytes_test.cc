@@ -34,7 +34,7 @@ Bytes cutOff(const PropertyList& value, std::size_t missing) {
 TEST(DamagedBytes, ShowsTheBytesAroundThePlaceInRowsOfSixteen) {
   Bytes file(1000);
   for (std::size_t i = 0; i < file.size(); ++i) file[i] = static_cast<std::uint8_t>(i % 251);
-  const DamagedBytes damaged = damagedBytes(file, "it is cut off, byte 500: odd");
+  const DamagedBytes damaged = damagedBytes(file, "byte 500: odd");
   EXPECT_EQ(damaged.size, 1000U);
   EXPECT_EQ(damaged.place, 500U);
   EXPECT_EQ(damaged.placeInHex, "000001f4");
@@ -49,6 +49,8 @@ TEST(DamagedBytes, FindsTheBeginOfALine) {
   const Bytes file = bytesOf("<?xml?>\n<plist>\n<oops>\n");
   EXPECT_EQ(damagedBytes(file, "line 3: unknown element \"oops\"").place, 16U);
   EXPECT_EQ(damagedBytes(file, "line 1: x").place, 0U);
+  // What the message quotes names no place.
+  EXPECT_EQ(damagedBytes(file, "line 3: integer that cannot be read: \"byte 5\"").place, 16U);
 }
 
 TEST(DamagedBytes, ShowsTheEndWhereNoPlaceIsNamed) {
