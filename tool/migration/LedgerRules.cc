@@ -16,7 +16,8 @@ struct StepRule {
   // The account goes, with all its keys, for another that is made anew.
   std::string_view (*whyReplaced)(std::string_view type) = nullptr;
   std::string_view (*whyAccount)(const Dictionary& account) = nullptr;
-  std::string_view (*whyKeyOfChild)(std::string_view key) = nullptr;
+  std::string_view (*whyKey)(const Dictionary& account, std::string_view key,
+                             bool isChild) = nullptr;
 };
 
 std::string_view whyGivesWay(const LegacyFormat& format, std::string_view type) {
@@ -37,16 +38,24 @@ std::string_view whyCalendarGoes(const Dictionary& account) {
              : "";
 }
 
-std::string_view whyChildLosesItsName(std::string_view key) {
-  return key == kAccountDisplayName ? "children of the cloud account have no name of their own"
-                                    : "";
+std::string_view whyClassGoes(const Dictionary& description, std::string_view key, bool) {
+  return key == kLegacyMail.classKey && !description.string(key)
+             ? "a delivery account whose class is no text gets the usual class"
+             : "";
+}
+
+std::string_view whyChildLosesItsName(const Dictionary&, std::string_view key, bool isChild) {
+  return isChild && key == kAccountDisplayName
+             ? "children of the cloud account have no name of their own"
+             : "";
 }
 
 constexpr StepRule kRules[] = {
     {.step = "_migrateDAAccounts:",
      .whyReplaced = [](std::string_view type) { return whyGivesWay(kLegacyExchange, type); }},
     {.step = "_migrateMailAccounts:",
-     .whyReplaced = [](std::string_view type) { return whyGivesWay(kLegacyMail, type); }},
+     .whyReplaced = [](std::string_view type) { return whyGivesWay(kLegacyMail, type); },
+     .whyKey = whyClassGoes},
     {.step = "_migrateAccountsFrom7A149:"},
     {.step = "_migrateAccountsFrom7A150:"},
     {.step = "_migrateAccountsFrom7A153:", .whyReplaced = whyOnMyDeviceGoes},
@@ -54,7 +63,7 @@ constexpr StepRule kRules[] = {
     {.step = "_migrateAccountsFrom7A242:", .whyAccount = whyCalendarGoes},
     {.step = "_migrateAccountsFrom8A293:"},
     {.step = "_migrateAccountsFrom8B117:"},
-    {.step = "_migrateAccountsFrom8C136:", .whyKeyOfChild = whyChildLosesItsName},
+    {.step = "_migrateAccountsFrom8C136:", .whyKey = whyChildLosesItsName},
     {.step = "_migrateAccountsFrom8F191:"},
     {.step = "_migrateAccountsFrom9A182:"},
     {.step = "_migrateAccountsFrom9A334:"},
@@ -106,7 +115,7 @@ std::string whyKeyIsDropped(std::string_view step, const Dictionary& account, st
   const StepRule* rule = ruleOf(step);
   if (rule == nullptr) return "";
   std::string_view why = whyReplaced(*rule, account);
-  if (why.empty() && isChild && rule->whyKeyOfChild != nullptr) why = rule->whyKeyOfChild(key);
+  if (why.empty() && rule->whyKey != nullptr) why = rule->whyKey(account, key, isChild);
   return std::string(why);
 }
 

@@ -288,6 +288,20 @@ TEST_F(LegacyLedger, DescriptionsWithoutIdentifiersAreFoundAgainInTheirOrder) {
   EXPECT_EQ(ledger.accounts, (AccountCounts{.changed = 3}));
 }
 
+TEST_F(LegacyLedger, AClassThatIsNoTextGivesWayToTheUsualOneOfDeliveryAccounts) {
+  const Array after{account("U", "SMTP", "SMTPAccount")};
+  const auto lost = [&](const PropertyList& accountClass) {
+    const Dictionary delivery{{"uniqueId", "U"}, {"AccountType", accountClass}};
+    return ledgerOfLegacy({{"DeliveryAccounts", Array{delivery}}}, after);
+  };
+  ASSERT_EQ(lost(7).entries.size(), 2U);
+  EXPECT_EQ(lost(7).entries[1].key, "AccountType");
+  EXPECT_EQ(lost(7).entries[1].rule,
+            "a delivery account whose class is no text gets the usual class");
+  ASSERT_EQ(lost("StrangeAccount").unexplained().size(), 1U);
+  EXPECT_EQ(lost("StrangeAccount").unexplained()[0].key, "AccountType");
+}
+
 TEST_F(LegacyLedger, AFileThatDoesNotConvertDropsAllItsDescriptions) {
   const Ledger ledger =
       ledgerOfLegacy({{"MailAccounts", Array{description_, Dictionary{}, "odd"}}}, {}, false);
