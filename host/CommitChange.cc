@@ -34,7 +34,7 @@ Result<bool> fileIsAsMeant(RememberedFiles& device, const FileChange& change) {
   if (*owner != FileOwner{(*there)->owner, (*there)->group}) return false;
   const Result<SharedBytes> bytes = device.readShared(change.path);
   if (!bytes) return bytes.error();
-  return **bytes == *change.bytes;
+  return areEqual(*bytes, change.bytes);
 }
 
 }  // namespace

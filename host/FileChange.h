@@ -5,11 +5,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "plist/PropertyList.h"
+#include "platform/Files.h"
 
 namespace accountsettings {
 
@@ -19,9 +18,6 @@ struct FileOwner {
   std::uint32_t group = 0;
   friend bool operator==(const FileOwner&, const FileOwner&) = default;
 };
-
-/// Bytes that several changes and observers may hold at once.
-using SharedBytes = std::shared_ptr<const Bytes>;
 
 /// One change of one file. Paths are device paths.
 struct FileChange {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -91,6 +92,34 @@ Result<std::size_t> readPiece(const FileDescriptor& file, std::span<std::uint8_t
   }
 }
 
+// Whether the rest of the file is exactly these bytes.
+Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
+                   const std::string& shown) {
+  std::vector<std::uint8_t> piece(std::min(kPiece, bytes.size() + 1));
+  for (;;) {
+    const Result<std::size_t> size = readPiece(file, piece, shown);
+    if (!size) return size.error();
+    if (*size > bytes.size() || std::memcmp(piece.data(), bytes.data(), *size) != 0) return false;
+    bytes = bytes.subspan(*size);
+    if (*size < piece.size()) return bytes.empty();  // more was asked for: this is the end
+  }
+}
+
+Result<ReadFile> readRestExpecting(const Result<RegularFile>& opened, const SharedBytes& expected,
+                                   std::uint64_t limit, const std::string& shown) {
+  if (!opened) return opened.error();
+  const auto& [file, status] = *opened;
+  if (expected != nullptr && static_cast<std::size_t>(status.st_size) == expected->size()) {
+    const Result<bool> isExpected = holds(file, *expected, shown);
+    if (!isExpected) return isExpected.error();
+    if (*isExpected) return ReadFile{status, expected};
+    if (::lseek(file.get(), 0, SEEK_SET) != 0) return systemError(shown);
+  }
+  Result<Bytes> bytes = readRest(file, status, limit, shown);
+  if (!bytes) return bytes.error();
+  return ReadFile{status, std::make_shared<const Bytes>(std::move(*bytes))};
+}
+
 }  // namespace
 
 Opener openerOf(const std::string& path) {
@@ -117,18 +146,6 @@ Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit, const std
   const Result<struct stat> status = statusOf(file, shown);
   if (!status) return status.error();
   return readRest(file, *status, limit, shown);
-}
-
-Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
-                   const std::string& shown) {
-  std::vector<std::uint8_t> piece(kPiece);
-  for (;;) {
-    const Result<std::size_t> size = readPiece(file, piece, shown);
-    if (!size) return size.error();
-    if (*size == 0) return bytes.empty();
-    if (*size > bytes.size() || std::memcmp(piece.data(), bytes.data(), *size) != 0) return false;
-    bytes = bytes.subspan(*size);
-  }
 }
 
 Status copyRest(const FileDescriptor& from, const std::string& shownFrom, const FileDescriptor& to,
@@ -195,18 +212,19 @@ Result<Bytes> readRegular(const Opener& opener, std::uint64_t limit, const std::
 }
 
 Result<Bytes> readSeenRegular(const Opener& opener, std::uint64_t limit, const std::string& shown) {
-  Result<ReadFile> read = readSeenWithStatus(opener, limit, shown);
-  if (!read) return read.error();
-  return std::move(read->bytes);
-}
-
-Result<ReadFile> readSeenWithStatus(const Opener& opener, std::uint64_t limit,
-                                    const std::string& shown) {
   const Result<RegularFile> opened = openSeen(opener, O_RDONLY, shown);
   if (!opened) return opened.error();
-  Result<Bytes> bytes = readRest(opened->file, opened->status, limit, shown);
-  if (!bytes) return bytes.error();
-  return ReadFile{opened->status, std::move(*bytes)};
+  return readRest(opened->file, opened->status, limit, shown);
+}
+
+Result<ReadFile> readExpecting(const Opener& opener, const SharedBytes& expected,
+                               std::uint64_t limit, const std::string& shown) {
+  return readRestExpecting(openWithStatus(opener, O_RDONLY, shown), expected, limit, shown);
+}
+
+Result<ReadFile> readSeenExpecting(const Opener& opener, const SharedBytes& expected,
+                                   std::uint64_t limit, const std::string& shown) {
+  return readRestExpecting(openSeen(opener, O_RDONLY, shown), expected, limit, shown);
 }
 
 }  // namespace accountsettings

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/FileDescriptor.h"
+#include "platform/Files.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 
@@ -30,9 +31,6 @@ using Opener = std::function<Result<FileDescriptor>(int flags)>;
 // The rest of the file; fails where it is more than `limit` bytes.
 [[nodiscard]] Result<Bytes> readAll(const FileDescriptor& file, std::uint64_t limit,
                                     const std::string& shown);
-// Whether the rest of the file is exactly these bytes.
-[[nodiscard]] Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
-                                 const std::string& shown);
 // Writes the rest of one file to another, a piece at a time; fails where it is more than `limit`
 // bytes.
 Status copyRest(const FileDescriptor& from, const std::string& shownFrom, const FileDescriptor& to,
@@ -54,12 +52,15 @@ Status writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes,
 // The same of one that was seen to be regular a moment ago: opened without another look.
 [[nodiscard]] Result<Bytes> readSeenRegular(const Opener& opener, std::uint64_t limit,
                                             const std::string& shown);
-// The same, with the status of what was read.
+// The same two with the status of what was read. The bytes are `expected` itself where the file
+// holds that, which then takes no more memory; nothing is expected where it is nullptr.
 struct ReadFile {
   struct stat status {};
-  Bytes bytes;
+  SharedBytes bytes;
 };
-[[nodiscard]] Result<ReadFile> readSeenWithStatus(const Opener& opener, std::uint64_t limit,
-                                                  const std::string& shown);
+[[nodiscard]] Result<ReadFile> readExpecting(const Opener& opener, const SharedBytes& expected,
+                                             std::uint64_t limit, const std::string& shown);
+[[nodiscard]] Result<ReadFile> readSeenExpecting(const Opener& opener, const SharedBytes& expected,
+                                                 std::uint64_t limit, const std::string& shown);
 
 }  // namespace accountsettings

@@ -118,18 +118,12 @@ Result<Bytes> LinuxFiles::read(const std::string& path) {
   return readRegular(openerIn(root_, path), kLargestFile, root_.shown(path));
 }
 
-Result<std::optional<Bytes>> LinuxFiles::readUnless(const std::string& path,
-                                                    std::span<const std::uint8_t> known) {
-  const Result<FileDescriptor> file =
-      openRegular(openerIn(root_, path), O_RDONLY, root_.shown(path));
+Result<SharedBytes> LinuxFiles::readExpecting(const std::string& path,
+                                              const SharedBytes& expected) {
+  Result<ReadFile> file = accountsettings::readExpecting(openerIn(root_, path), expected,
+                                                         kLargestFile, root_.shown(path));
   if (!file) return file.error();
-  const Result<bool> isKnown = holds(*file, known, root_.shown(path));
-  if (!isKnown) return isKnown.error();
-  if (*isKnown) return std::optional<Bytes>();
-  if (::lseek(file->get(), 0, SEEK_SET) != 0) return systemError(root_.shown(path));
-  Result<Bytes> bytes = readAll(*file, kLargestFile, root_.shown(path));
-  if (!bytes) return bytes.error();
-  return std::optional(std::move(*bytes));
+  return std::move(file->bytes);
 }
 
 Presence LinuxFiles::exists(const std::string& path) {
@@ -398,20 +392,22 @@ Result<FileAttributes> LinuxFiles::attributes(const std::string& path) {
   return attributesOf(root_, path, O_NOFOLLOW);
 }
 
-LookedAtFile LinuxFiles::look(const std::string& path) {
+LookedAtFile LinuxFiles::look(const std::string& path, const SharedBytes& expected) {
   Result<FileAttributes> entry = attributes(path);
   if (!entry) return {entry, entry.error()};
   // What was looked at this moment need not be looked at again before it is opened.
   const bool isRegular = entry->kind == FileAttributes::Kind::Regular;
-  if (!isRegular) return {entry, read(path)};
-  return {entry,
-          readSeenRegular(openerIn(root_, path, O_NOFOLLOW), kLargestFile, root_.shown(path))};
+  if (!isRegular) return {entry, readExpecting(path, expected)};
+  Result<ReadFile> file = readSeenExpecting(openerIn(root_, path, O_NOFOLLOW), expected,
+                                            kLargestFile, root_.shown(path));
+  if (!file) return {entry, file.error()};
+  return {entry, std::move(file->bytes)};
 }
 
-LookedAtFile LinuxFiles::lookAgain(const std::string& path) {
-  Result<ReadFile> file =
-      readSeenWithStatus(openerIn(root_, path, O_NOFOLLOW), kLargestFile, root_.shown(path));
-  if (!file) return look(path);
+LookedAtFile LinuxFiles::lookAgain(const std::string& path, const SharedBytes& expected) {
+  Result<ReadFile> file = readSeenExpecting(openerIn(root_, path, O_NOFOLLOW), expected,
+                                            kLargestFile, root_.shown(path));
+  if (!file) return look(path, expected);
   return {attributesFrom(file->status), std::move(file->bytes)};
 }
 

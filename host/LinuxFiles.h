@@ -40,7 +40,7 @@ struct FileAttributes {
 // What stands at a path, and what can be read there.
 struct LookedAtFile {
   Result<FileAttributes> entry;  // of the path itself; a final link is not followed
-  Result<Bytes> bytes;           // of what it leads to
+  Result<SharedBytes> bytes;     // of what it leads to
 };
 
 class LinuxFiles : public Files {
@@ -54,8 +54,8 @@ class LinuxFiles : public Files {
              std::optional<std::string> temporaryDirectory);
 
   [[nodiscard]] Result<Bytes> read(const std::string& path) override;
-  [[nodiscard]] Result<std::optional<Bytes>> readUnless(
-      const std::string& path, std::span<const std::uint8_t> known) override;
+  [[nodiscard]] Result<SharedBytes> readExpecting(const std::string& path,
+                                                  const SharedBytes& expected) override;
   [[nodiscard]] Presence exists(const std::string& path) override;
   [[nodiscard]] Presence isDirectory(const std::string& path) override;
   // The copy has the source's permission bits; its owner is this process.
@@ -74,10 +74,10 @@ class LinuxFiles : public Files {
 
   // The attributes of what stands at `path` itself; a final link is not followed.
   [[nodiscard]] Result<FileAttributes> attributes(const std::string& path);
-  // attributes() and read() in one.
-  [[nodiscard]] LookedAtFile look(const std::string& path);
+  // attributes() and readExpecting() in one.
+  [[nodiscard]] LookedAtFile look(const std::string& path, const SharedBytes& expected = nullptr);
   // The same of what was a regular file when it was looked at before.
-  [[nodiscard]] LookedAtFile lookAgain(const std::string& path);
+  [[nodiscard]] LookedAtFile lookAgain(const std::string& path, const SharedBytes& expected);
   // The attributes of the file that `path` leads to.
   [[nodiscard]] Result<FileAttributes> attributesOfTarget(const std::string& path);
   [[nodiscard]] Result<std::string> linkTarget(const std::string& path);

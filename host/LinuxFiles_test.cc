@@ -105,6 +105,36 @@ TEST_P(LinuxFilesTest, AFileBeyondTheLimitIsRefused) {
   EXPECT_EQ(files.read(kFile).error().code, EFBIG);
 }
 
+TEST_P(LinuxFilesTest, WhatIsExpectedIsAnsweredItself) {
+  const auto expected = std::make_shared<const Bytes>(bytesOf("expected"));
+  device.write(kFile, "expected");
+  EXPECT_EQ(files.readExpecting(kFile, expected).value(), expected);
+  EXPECT_EQ(files.look(kFile, expected).bytes.value(), expected);
+  EXPECT_EQ(files.lookAgain(kFile, expected).bytes.value(), expected);
+  EXPECT_EQ(textOf(*files.readExpecting(kFile, nullptr).value()), "expected");
+  for (const char* other : {"eXpected", "expecteD", "expect", "expected more", ""}) {
+    device.write(kFile, other);
+    EXPECT_EQ(textOf(*files.readExpecting(kFile, expected).value()), other);
+    EXPECT_EQ(textOf(*files.look(kFile, expected).bytes.value()), other);
+    EXPECT_EQ(textOf(*files.lookAgain(kFile, expected).bytes.value()), other);
+  }
+  const auto nothing = std::make_shared<const Bytes>();
+  EXPECT_EQ(files.readExpecting(kFile, nothing).value(), nothing);
+  fs::remove(device.path(kFile));
+  EXPECT_EQ(files.readExpecting(kFile, expected).error().code, ENOENT);
+  EXPECT_EQ(files.lookAgain(kFile, expected).bytes.error().code, ENOENT);
+}
+
+TEST_P(LinuxFilesTest, ALargeFileIsComparedToItsEnd) {
+  std::string large(std::size_t{600} * 1024, 'x');  // some pieces of it
+  const auto expected = std::make_shared<const Bytes>(bytesOf(large));
+  device.write(kFile, large);
+  EXPECT_EQ(files.readExpecting(kFile, expected).value(), expected);
+  large.back() = 'y';
+  device.write(kFile, large);
+  EXPECT_EQ(textOf(*files.readExpecting(kFile, expected).value()), large);
+}
+
 TEST_P(LinuxFilesTest, LinksAreFollowedInsideTheRootOnly) {
   device.write("etc/real", "inside");
   testing::DeviceRoot::writeFile(device.outside() / "real", "outside");

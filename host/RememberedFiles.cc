@@ -34,11 +34,6 @@ Result<std::optional<FileAttributes>> orNone(Result<FileAttributes> attributes) 
   return attributes.error();
 }
 
-Result<SharedBytes> shared(Result<Bytes> bytes) {
-  if (!bytes) return bytes.error();
-  return SharedBytes(std::make_shared<const Bytes>(std::move(bytes).value()));
-}
-
 // What `answers` has for `key`, asked for where it has nothing yet.
 template <class Answers, class Key, class Ask>
 const typename Answers::mapped_type& remembered(Answers& answers, const Key& key, Ask ask) {
@@ -56,13 +51,15 @@ Result<SharedBytes> RememberedFiles::readShared(const std::string& path) {
     const auto entry = entries_.find(path);
     const bool isAbsent = entry != entries_.end() && entry->second && !*entry->second;
     if (isAbsent) return systemError(path, ENOENT);
+    const auto expected = expected_.find(path);
+    const SharedBytes likely = expected != expected_.end() ? expected->second : nullptr;
     Result<SharedBytes> bytes = Error{};
     if (entry != entries_.end()) {
-      bytes = shared(files_.read(path));
+      bytes = files_.readExpecting(path, likely);
     } else {
-      LookedAtFile looked = files_.look(path);
+      LookedAtFile looked = files_.look(path, likely);
       entries_.emplace(path, orNone(std::move(looked.entry)));
-      bytes = shared(std::move(looked.bytes));
+      bytes = std::move(looked.bytes);
     }
     if (!bytes) noteFailure(path, bytes.error());
     return bytes;
@@ -122,6 +119,10 @@ void RememberedFiles::accept(const std::string& path) {
   }
 }
 
+void RememberedFiles::expect(const std::string& path, SharedBytes bytes) {
+  expected_.insert_or_assign(path, std::move(bytes));
+}
+
 void RememberedFiles::assume(const AssumedFile& file) {
   assumed_.insert(file.path);
   entries_.insert_or_assign(file.path, file.entry);
@@ -146,12 +147,9 @@ bool RememberedFiles::isUnchanged(const std::string& path, const Attributes& ent
   const bool hasContent = content != contents_.end() && !(entry && !*entry);
   if (!hasContent) return sameAnswer(entry, orNone(files_.attributes(path)), sameAttributes);
   const bool wasRead = entry && (*entry)->kind == FileAttributes::Kind::Regular && content->second;
-  LookedAtFile now = wasRead ? files_.lookAgain(path) : files_.look(path);
-  const auto same = [](const SharedBytes& left, const SharedBytes& right) {
-    return *left == *right;
-  };
-  return sameAnswer(entry, orNone(std::move(now.entry)), sameAttributes) &&
-         sameAnswer(content->second, shared(std::move(now.bytes)), same);
+  const LookedAtFile now = wasRead ? files_.lookAgain(path, *content->second) : files_.look(path);
+  return sameAnswer(entry, orNone(now.entry), sameAttributes) &&
+         sameAnswer(content->second, now.bytes, areEqual);
 }
 
 std::optional<std::string> RememberedFiles::firstChange() {

@@ -59,6 +59,8 @@ class RememberedFiles : public ReadOnlyFiles {
   };
   [[nodiscard]] const std::vector<Failure>& failures() const noexcept { return failures_; }
 
+  /// What the file at `path` should hold: where it does, its reading takes no memory.
+  void expect(const std::string& path, SharedBytes bytes);
   /// Answers so from now on, as if the device did. It is not compared with the device.
   void assume(const AssumedFile& file);
   /// Takes what is at `path` now for the answer: whoever asks has made it.
@@ -78,6 +80,7 @@ class RememberedFiles : public ReadOnlyFiles {
   LinuxFiles& files_;
   AccountNames& names_;
   std::map<std::string, Result<SharedBytes>> contents_;
+  std::map<std::string, SharedBytes> expected_;
   std::map<std::string, Attributes> entries_;
   std::map<std::string, Attributes> targets_;
   std::map<std::pair<std::string, std::string>, Result<FileOwner>> owners_;

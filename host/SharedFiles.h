@@ -1,12 +1,8 @@
-// SharedFiles hand out what they read without a copy of it; read() and readUnless() copy that.
+// SharedFiles hand out what they read without a copy of it; only read() copies that.
 #pragma once
 
-#include <algorithm>
-#include <optional>
-#include <span>
 #include <string>
 
-#include "host/FileChange.h"
 #include "platform/Files.h"
 
 namespace accountsettings {
@@ -21,12 +17,10 @@ class SharedFiles : public Files {
     if (!bytes) return bytes.error();
     return Bytes(**bytes);
   }
-  [[nodiscard]] Result<std::optional<Bytes>> readUnless(const std::string& path,
-                                                        std::span<const std::uint8_t> known) final {
-    const Result<SharedBytes> bytes = readShared(path);
-    if (!bytes) return bytes.error();
-    if (std::ranges::equal(**bytes, known)) return std::optional<Bytes>();
-    return std::optional<Bytes>(**bytes);
+  [[nodiscard]] Result<SharedBytes> readExpecting(const std::string& path,
+                                                  const SharedBytes& expected) final {
+    Result<SharedBytes> bytes = readShared(path);
+    return bytes && expected != nullptr && areEqual(*bytes, expected) ? expected : bytes;
   }
 };
 

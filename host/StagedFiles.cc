@@ -33,6 +33,10 @@ class StagedTemporaryFile : public TemporaryFile {
     files_.staged_[path_].change.bytes = sharedCopy(bytes);
     return {};
   }
+  Status writeShared(const SharedBytes& bytes) override {
+    files_.staged_[path_].change.bytes = bytes;
+    return {};
+  }
   Status setOwner(std::string_view owner, std::string_view group) override {
     const Result<FileOwner> numbers = files_.before_.ownerNamed(owner, group);
     if (!numbers) return files_.inSave(numbers.error());

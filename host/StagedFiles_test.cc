@@ -118,6 +118,28 @@ TEST_F(StagedFilesTest, SevenSavesAreOneChangeWithTheOwnerThatTheyGive) {
   EXPECT_THAT(changes(), ElementsAre("write /var/p/file 600 7"));
 }
 
+TEST_F(StagedFilesTest, ASaveOfSharedBytesKeepsTheseVeryBytes) {
+  const auto bytes = std::make_shared<const Bytes>(testing::bytesOf("shared"));
+  const auto file = std::move(staged().makeTemporary(kFile)).value();
+  ASSERT_TRUE(file->writeShared(bytes));
+  ASSERT_TRUE(staged().rename(file->path(), kFile));
+  EXPECT_EQ(staged().changes().front().bytes, bytes);
+  EXPECT_EQ(staged().readShared(kFile).value(), bytes);
+  const auto equal = std::make_shared<const Bytes>(*bytes);
+  EXPECT_EQ(staged().readExpecting(kFile, equal).value(), equal);
+  EXPECT_EQ(staged().readExpecting(kFile, nullptr).value(), bytes);
+}
+
+TEST_F(StagedFilesTest, WhatAFileShouldHoldIsAnsweredWhereItHoldsThat) {
+  const auto meant = std::make_shared<const Bytes>(testing::bytesOf("meant"));
+  device.write(kFile, "meant");
+  device.write("/var/p/other", "other");
+  before().expect(kFile, meant);
+  before().expect("/var/p/other", meant);
+  EXPECT_EQ(before().readShared(kFile).value(), meant);
+  EXPECT_EQ(testing::textOf(*before().readShared("/var/p/other").value()), "other");
+}
+
 TEST_F(StagedFilesTest, ChangesKeepTheirOrderAndModes) {
   device.write(kFile, "real");
   ::chmod(device.path(kFile).c_str(), 0640);

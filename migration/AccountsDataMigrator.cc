@@ -85,6 +85,7 @@ bool AccountsDataMigrator::executeMigrationSteps() {
 }
 
 bool AccountsDataMigrator::convertAndUpgrade(const MigrationNeeds& needs, AccountsManager& store) {
+  observed_.reset();
   collatedMigrationData_.reset();
   if (_saveMigrationInformation()) collatedMigrationData_.emplace();
   systemLog("Migrating accounts");
@@ -111,9 +112,11 @@ void AccountsDataMigrator::finishSuccessfulMigration(bool removeLegacyFiles) {
 
 bool AccountsDataMigrator::runStep(std::string_view selector, Step step, AccountsManager& store) {
   if (observer() == nullptr) return (this->*step)(store);
-  observer()->willRunStep(selector, accountsOf(store));
+  if (!observed_) observed_ = accountsOf(store);  // between two steps nothing changes them
+  observer()->willRunStep(selector, *observed_);
   const bool result = (this->*step)(store);
-  observer()->didRunStep(selector, accountsOf(store), result);
+  observed_ = accountsOf(store);
+  observer()->didRunStep(selector, *observed_, result);
   return result;
 }
 

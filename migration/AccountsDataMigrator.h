@@ -143,6 +143,7 @@ class AccountsDataMigrator : public MigratorBase {
 
   std::optional<Dictionary> collatedMigrationData_;
   bool foundOldMailAccountsToMigrate_ = false;
+  std::optional<Array> observed_;  // the accounts after the last step, where somebody looks on
   bool foundOldDAAccountsToMigrate_ = false;
 };
 

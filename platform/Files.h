@@ -4,10 +4,8 @@
 /// of them leave its root.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,6 +17,13 @@
 
 namespace accountsettings {
 
+/// Bytes that several may hold at once; they stay as they are.
+using SharedBytes = std::shared_ptr<const Bytes>;
+/// Whether both hold the same; neither may be nullptr.
+[[nodiscard]] inline bool areEqual(const SharedBytes& left, const SharedBytes& right) {
+  return left == right || *left == *right;
+}
+
 /// TemporaryFile is a new file, exclusively created with mode 0600, that is written whole and then
 /// renamed over its destination. Destroying it closes it; it does not remove the file.
 class TemporaryFile {
@@ -29,6 +34,8 @@ class TemporaryFile {
   [[nodiscard]] virtual const std::string& path() const = 0;
   /// Writes all the bytes, in place.
   virtual Status write(std::span<const std::uint8_t> bytes) = 0;
+  /// The same, for files that are kept in memory and can hold these very bytes.
+  virtual Status writeShared(const SharedBytes& bytes) { return write(*bytes); }
   /// Gives the file to the account and group of these names, through the open descriptor.
   virtual Status setOwner(std::string_view owner, std::string_view group) = 0;
   /// Flushes the content to the storage and closes the file. To be called once, last.
@@ -42,13 +49,14 @@ class Files {
 
   /// The file's bytes. Refuses what is not a regular file.
   [[nodiscard]] virtual Result<Bytes> read(const std::string& path) = 0;
-  /// The same, but none where the bytes are the known ones, which then need no memory.
-  [[nodiscard]] virtual Result<std::optional<Bytes>> readUnless(
-      const std::string& path, std::span<const std::uint8_t> known) {
+  /// The same: `expected` itself where the file holds that, which then takes no more memory.
+  /// Nothing is expected where it is nullptr.
+  [[nodiscard]] virtual Result<SharedBytes> readExpecting(const std::string& path,
+                                                          const SharedBytes& expected) {
     Result<Bytes> bytes = read(path);
     if (!bytes) return bytes.error();
-    if (std::ranges::equal(*bytes, known)) return std::optional<Bytes>();
-    return std::optional(std::move(*bytes));
+    if (expected != nullptr && *bytes == *expected) return expected;
+    return std::make_shared<const Bytes>(std::move(*bytes));
   }
   /// Whether the path leads to something, and whether to a directory. Absent only where it is known
   /// that nothing is there, or here, that no directory is: whatever else keeps from looking (a

@@ -202,6 +202,7 @@ void MigrationCommit::verifySettings() {
   const FileChange* meant = staged_.changeAt(settings_);
   if (meant == nullptr) return;
   RememberedFiles now(host_.files(), host_.accountNames());
+  now.expect(settings_, meant->bytes);
   static_cast<void>(now.readShared(settings_));  // one look answers all that is asked below
   const Result<bool> same = isAsMeant(now, *meant);
   if (!same) return tellProblem(same.error().message);

@@ -51,21 +51,19 @@ Result<std::shared_ptr<const KnownSettings>> readSettings(
   if (!shortCutsAreTaken()) expected = nullptr;
   const auto known = shortCutsAreTaken() ? memory().known() : nullptr;
   if (expected == nullptr) expected = known;
-  const Bytes none;
-  Result<std::optional<Bytes>> bytes = ProcessContext::current().platform().files.readUnless(
+  const Result<SharedBytes> bytes = ProcessContext::current().platform().files.readExpecting(
       AccountsManager::fullPathToAccountSettingsPlist(),
-      expected != nullptr ? *expected->bytes : none);
+      expected != nullptr ? expected->bytes : nullptr);
   if (!bytes) return bytes.error();
-  if (!*bytes && expected != nullptr) return expected;
-  if (*bytes && known != nullptr && **bytes == *known->bytes) return known;
+  if (expected != nullptr && *bytes == expected->bytes) return expected;
+  if (known != nullptr && areEqual(*bytes, known->bytes)) return known;
   countOne(settingsWork().parsed);
-  Bytes content = std::move(*bytes).value_or(Bytes());
-  const Result<PropertyList> root = readPropertyList(content);
+  const Result<PropertyList> root = readPropertyList(**bytes);
   if (!root || root->dictionary() == nullptr) return std::shared_ptr<const KnownSettings>();
-  return nowKnown(std::make_shared<const Bytes>(std::move(content)), *root->dictionary());
+  return nowKnown(*bytes, *root->dictionary());
 }
 
-std::shared_ptr<const KnownSettings> nowKnown(std::shared_ptr<const Bytes> bytes, Dictionary root) {
+std::shared_ptr<const KnownSettings> nowKnown(SharedBytes bytes, Dictionary root) {
   auto settings =
       std::make_shared<const KnownSettings>(KnownSettings{std::move(bytes), std::move(root)});
   memory().know(settings);

@@ -6,13 +6,14 @@
 #include <memory>
 #include <optional>
 
+#include "platform/Files.h"
 #include "plist/PropertyList.h"
 #include "plist/Result.h"
 
 namespace accountsettings {
 
 struct KnownSettings {
-  std::shared_ptr<const Bytes> bytes;
+  SharedBytes bytes;
   Dictionary root;
 };
 
@@ -22,8 +23,7 @@ struct KnownSettings {
 [[nodiscard]] Result<std::shared_ptr<const KnownSettings>> readSettings(
     std::shared_ptr<const KnownSettings> expected = nullptr);
 // A state that was just written, known from now on.
-[[nodiscard]] std::shared_ptr<const KnownSettings> nowKnown(std::shared_ptr<const Bytes> bytes,
-                                                            Dictionary root);
+[[nodiscard]] std::shared_ptr<const KnownSettings> nowKnown(SharedBytes bytes, Dictionary root);
 // What was known last in the current context is known no more, so that its bytes make room where
 // nobody else holds them.
 void forgetSettings();

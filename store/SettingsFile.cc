@@ -18,8 +18,8 @@ namespace accountsettings {
 namespace {
 
 // Fills the temporary file and gives it its owner.
-Status fill(TemporaryFile& file, const Bytes& data) {
-  if (Status written = file.write(data); !written) return written;
+Status fill(TemporaryFile& file, const SharedBytes& data) {
+  if (Status written = file.writeShared(data); !written) return written;
   const ConfigurationValues& values = ProcessContext::current().platform().configuration.values();
   if (Status owned = file.setOwner(values.owner, values.group); !owned) {
     systemLog("Could not set attributes on the temporary account settings plist. %@",
@@ -48,13 +48,13 @@ Array SettingsFile::knownAccounts() const {
   return known_ != nullptr ? accountsOf(known_->root) : Array();
 }
 
-Status SettingsFile::replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root) {
+Status SettingsFile::replace(Result<SharedBytes> data, const Dictionary& root) {
   Files& files = ProcessContext::current().platform().files;
   const std::string path = AccountsManager::fullPathToAccountSettingsPlist();
   const Result<std::unique_ptr<TemporaryFile>> temporary = files.makeTemporary(path);
   if (!temporary) return temporary.error();
   const std::string temporaryPath = (*temporary)->path();
-  Status replaced = data ? fill(**temporary, **data) : Status(data.error());
+  Status replaced = data ? fill(**temporary, *data) : Status(data.error());
   if (replaced) replaced = files.rename(temporaryPath, path);
   if (!replaced) {
     // Whether it can be removed makes no difference to the failed save.
@@ -75,7 +75,7 @@ void SettingsFile::forget() {
   forgetSettings();
 }
 
-std::shared_ptr<const Bytes> SettingsFile::serializationOf(const Dictionary& root) const {
+SharedBytes SettingsFile::serializationOf(const Dictionary& root) const {
   const bool mayServe = isOwn_ || (known_ != nullptr && savesAreRehearsed());
   if (!mayServe || known_->root.size() != root.size()) return nullptr;
   const PropertyList* version = root.find(kPlistVersionKey);

@@ -20,14 +20,14 @@ class SettingsFile {
   [[nodiscard]] Array knownAccounts() const;
   // Replaces the file, whole or not at all, by `data`, which is `root` serialised. After a failure,
   // which lacking data is too, the file is as it was and nothing else stays behind.
-  Status replace(Result<std::shared_ptr<const Bytes>> data, const Dictionary& root);
+  Status replace(Result<SharedBytes> data, const Dictionary& root);
   // The bytes that were read or written last are needed no more: others are about to be written.
   // Should they not be written, the file is parsed at the next reading.
   void forget();
   // The bytes that this object wrote last, or read where saves are rehearsed, if their root had the
   // very same accounts and version as `root`, so that serialising it again would give them again;
   // else nullptr.
-  [[nodiscard]] std::shared_ptr<const Bytes> serializationOf(const Dictionary& root) const;
+  [[nodiscard]] SharedBytes serializationOf(const Dictionary& root) const;
 
  private:
   std::shared_ptr<const KnownSettings> known_;  // what was read or written last

@@ -159,7 +159,29 @@ void forEachAccount(const Array& accounts, const AccountVisitor& visit) {
 class AccountMatcher {
  public:
   AccountMatcher(AccountMatching& matching, const Array& before, const Array& after)
-      : matching_(matching), before_(candidatesOf(before)), after_(candidatesOf(after)) {}
+      : matching_(matching),
+        before_(candidatesOf(before, &AccountMatching::laterTopOf)),
+        after_(candidatesOf(after, &AccountMatching::earlierTopOf)) {}
+
+  // Pairs those that are the only ones with their identifier: each search by identifiers that finds
+  // them finds the same.
+  void pairOnlyBearers() {
+    if (before_.empty() || after_.empty()) return;
+    constexpr Search kSearch{true, identifier, identifier};
+    enterLaterOnes(kSearch);
+    std::vector<std::size_t> earlier(after_.size(), kNone);  // kGone where several have it
+    for (std::size_t i = 0; i < before_.size(); ++i) {
+      const std::optional<Texts> texts = identifier(*before_[i].account);
+      if (!texts) continue;
+      const std::size_t found = firstOf(kSearch, 0, *texts);
+      if (found >= after_.size() || after_[found].next != kNone) continue;
+      earlier[found] = earlier[found] == kNone ? i : kGone;
+    }
+    for (std::size_t i = 0; i < after_.size(); ++i) {
+      if (earlier[i] < before_.size()) pair(before_[earlier[i]], after_[i]);
+    }
+    forgetPaired();
+  }
 
   void run(const Search& search) {
     if (before_.empty() || after_.empty()) return;
@@ -173,9 +195,7 @@ class AccountMatcher {
       if (first >= after_.size()) continue;
       if (Candidate* found = takeFrom(first, each, search.likeness)) pair(each, *found);
     }
-    const auto isPaired = [](const Candidate& each) { return each.isPaired; };
-    std::erase_if(before_, isPaired);
-    std::erase_if(after_, isPaired);
+    forgetPaired();
   }
 
  private:
@@ -191,10 +211,13 @@ class AccountMatcher {
     std::size_t next = kNone;
   };
 
-  std::vector<Candidate> candidatesOf(const Array& accounts) const {
+  // Those whose families are not paired yet.
+  std::vector<Candidate> candidatesOf(const Array& accounts,
+                                      std::size_t (AccountMatching::*pairOf)(std::size_t)
+                                          const) const {
     std::vector<Candidate> candidates;
     for (std::size_t top = 0; top < accounts.size(); ++top) {
-      if (matching_.stays(top)) continue;
+      if ((matching_.*pairOf)(top) != AccountMatching::kNowhere) continue;
       visitFamily(accounts, top, [&](AccountPlace place, const Dictionary& account) {
         candidates.push_back({place, &account});
       });
@@ -261,6 +284,12 @@ class AccountMatcher {
     return parent && !parent->isChild() ? std::optional(parent->top) : std::nullopt;
   }
 
+  void forgetPaired() {
+    const auto isPaired = [](const Candidate& each) { return each.isPaired; };
+    std::erase_if(before_, isPaired);
+    std::erase_if(after_, isPaired);
+  }
+
   void pair(Candidate& before, Candidate& after) {
     matching_.successors_.set(before.place, after.place);
     matching_.predecessors_.set(after.place, before.place);
@@ -296,16 +325,67 @@ AccountMatching::AccountMatching(const Array& before, const Array& after)
   for (std::size_t top = 0; top < stays_.size(); ++top) {
     stays_[top] = isSameFamily(before, after, top);
   }
+  if (before.size() != after.size()) pairShiftedFamilies(before, after);
   AccountMatcher matcher(*this, before, after);
+  matcher.pairOnlyBearers();
   for (const Search& search : kSearches) matcher.run(search);
 }
 
+// Walks through both lists. Where they differ, a few accounts came, went or changed: they go on
+// together as soon as the same value stands in both again.
+void AccountMatching::pairShiftedFamilies(const Array& before, const Array& after) {
+  later_.assign(before.size(), kNowhere);
+  earlier_.assign(after.size(), kNowhere);
+  constexpr std::size_t kFarthest = 8;
+  const auto areSame = [&](std::size_t old, std::size_t now) {
+    return old < before.size() && now < after.size() && before[old].identicalTo(after[now]);
+  };
+  std::size_t old = 0;
+  std::size_t now = 0;
+  const auto goOnTogether = [&] {
+    for (std::size_t distance = 1; distance <= kFarthest; ++distance) {
+      for (std::size_t skipped = 0; skipped <= distance; ++skipped) {
+        if (!areSame(old + distance - skipped, now + skipped)) continue;
+        old += distance - skipped;
+        now += skipped;
+        return;
+      }
+    }
+    ++old;
+    ++now;
+  };
+  while (old < before.size() && now < after.size()) {
+    if (!areSame(old, now)) {
+      goOnTogether();
+      continue;
+    }
+    if (!stays(old) && !stays(now)) {
+      later_[old] = now;
+      earlier_[now] = old;
+    }
+    ++old;
+    ++now;
+  }
+}
+
+std::size_t AccountMatching::laterTopOf(std::size_t top) const {
+  if (stays(top)) return top;
+  return top < later_.size() ? later_[top] : kNowhere;
+}
+
+std::size_t AccountMatching::earlierTopOf(std::size_t top) const {
+  if (stays(top)) return top;
+  return top < earlier_.size() ? earlier_[top] : kNowhere;
+}
+
 std::optional<AccountPlace> AccountMatching::successorOf(AccountPlace place) const {
-  return stays(place.top) ? place : successors_.find(place);
+  const std::size_t top = laterTopOf(place.top);
+  return top != kNowhere ? AccountPlace{top, place.child} : successors_.find(place);
 }
 
 std::optional<AccountPlace> AccountMatching::predecessorOf(AccountPlace place) const {
-  return stays(place.top) ? place : predecessors_.find(place);
+  const std::size_t top = earlierTopOf(place.top);
+  return top != kNowhere ? AccountPlace{top, place.child} : predecessors_.find(place);
 }
 
 bool AccountMatching::isMove(AccountPlace from, AccountPlace to) const {

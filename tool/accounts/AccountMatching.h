@@ -93,10 +93,19 @@ class AccountMatching {
     std::unordered_map<AccountPlace, AccountPlace, Hash> ofChildren_;
   };
 
+  // Families are a top-level account with its children.
+  static constexpr std::size_t kNowhere = AccountPlace::kNoChild;
   [[nodiscard]] bool stays(std::size_t top) const { return top < stays_.size() && stays_[top]; }
+  [[nodiscard]] std::size_t laterTopOf(std::size_t top) const;
+  [[nodiscard]] std::size_t earlierTopOf(std::size_t top) const;
+  void pairShiftedFamilies(const Array& before, const Array& after);
 
   std::vector<bool> stays_;  // by place: the same account stands there, with the same children
-  Places successors_;        // of all others
+  // Of lists of different lengths: where a family stands in the other list that nothing happened
+  // to.
+  std::vector<std::size_t> later_;
+  std::vector<std::size_t> earlier_;
+  Places successors_;  // of all others
   Places predecessors_;
 };
 

@@ -125,6 +125,51 @@ TEST(AccountMatching, TellsTheNamesakesApartByListAndOrder) {
   EXPECT_EQ(matched(mixed, {parent("P", {account("A")})}), "0>- 1>0 1/0>0/0");
 }
 
+// Accounts of which some went, some are new and some are changed in a later list, and where each is
+// in that one.
+struct Shuffled {
+  Array before;
+  Array after;
+  std::string matches;
+};
+
+Shuffled shuffled(std::mt19937& random) {
+  Shuffled lists;
+  const auto note = [&](std::size_t from, std::optional<std::size_t> to, const char* child) {
+    lists.matches += (lists.matches.empty() ? "" : " ") + std::to_string(from) + child + ">" +
+                     (to ? std::to_string(*to) + child : "-");
+  };
+  for (std::size_t i = 0; i < 60; ++i) {
+    const std::string name = "account-" + std::to_string(i);
+    lists.before.append(parent(name, {account("child of " + name)}));
+    const auto fate = random() % 8;
+    if (fate == 0) lists.after.append(account("new before " + name));
+    const bool isGone = fate == 1 || fate == 2;
+    const auto to = isGone ? std::nullopt : std::optional(lists.after.size());
+    note(i, to, "");
+    note(i, to, "/0");
+    if (isGone) continue;
+    const Dictionary& same = *lists.before[i].dictionary();
+    lists.after.append(fate == 3 ? with(same, "Changed", 1) : same);
+  }
+  return lists;
+}
+
+TEST(AccountMatching, FollowsAllThatStandElsewhereBecauseOthersWentOrCame) {
+  std::mt19937 random(11);
+  for (int i = 0; i < 200; ++i) {
+    const Shuffled lists = shuffled(random);
+    ASSERT_EQ(matched(lists.before, lists.after), lists.matches) << i;
+  }
+}
+
+TEST(AccountMatching, TheOnlyOneWithAnIdentifierIsFoundWhereverItWent) {
+  const Array before{account("A"), account("A"), parent("P", {}), account("C", "LDAP", "carl")};
+  const Array after{parent("P", {account("C", "Mail", "anna")}), with(account("A"), "Changed", 1),
+                    account("A")};
+  EXPECT_EQ(matched(before, after), "0>2 1>1 2>0 3>0/0");
+}
+
 TEST(AccountMatching, PassesOverWhatIsNoAccount) {
   EXPECT_EQ(matched({1, account("A"), "x"}, {account("A"), 1}), "1>0");
   EXPECT_EQ(accountAt(Array{1}, {0}), nullptr);

@@ -203,18 +203,20 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
   MigrationSummary summary;
   std::optional<std::string> changed;  // since the plan that was given
   const auto planned = plan_ ? std::optional(readPlanInputs(*plan_)) : std::nullopt;
+  const SummaryOptions told{.acceptLoss = acceptLoss_,
+                            .inputs = planned.has_value() || session.output.json()};
   StagedMigrationOptions options = optionsFor(session, device);
   options.judge = [&](StagedMigration& staged) {
     device.setHoldsLock(!dryRun_);
     session.output.doing([&] { return doingJudgementOf(staged); });
-    summary = summaryOf(device, staged, acceptLoss_);
+    summary = summaryOf(device, staged, told);
     if (planned) changed = changedSince(*planned, summary.inputs, device);
     return !changed && summary.outcome != SummaryOutcome::Refused;
   };
   options.willRelease = [&](const MigrationOutcome& outcome) {
     if (!changed && isJudged(outcome)) {
       if (outcome.cause == Cause::Staging) {
-        summary = summaryOf(device, *outcome.staged, acceptLoss_);
+        summary = summaryOf(device, *outcome.staged, told);
       }
       summary = carriedOut(std::move(summary), outcome);
       summary.effect = effectOf(outcome);
@@ -239,7 +241,7 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
         (dryRun_ ? std::string("nothing was changed") : effectOf(outcome)) + "; make a new plan",
         FailureCode::Changed);
   }
-  if (dryRun_) return onlyPlanned(device, std::move(summary), outcome, acceptLoss_);
+  if (dryRun_) return onlyPlanned(device, std::move(summary), outcome, told);
   if (outcome.kind == Kind::Broken && outcome.cause == Cause::Interrupted) {
     throw CommandFailure(ExitStatus::Broken, "",
                          "what an earlier migration left cannot be ended: " + outcome.problem,

@@ -40,11 +40,12 @@ ExitStatus PlanCommand::runOnOne(Session& session) {
   if (root_) useRoot(session, *root_);
   OpenedDevice device(session.options);
   const ShownPath shown = ShownPath::of(device);
-  MigrationSummary plan = planMigration(device, session.output);
   Output& output = session.output;
+  MigrationSummary plan =
+      planMigration(device, output, {.inputs = out_.has_value() || output.json()});
   if (out_) {
-    const Result<std::string> text = session.output.documentText(
-        kPlanFormat, summaryForScripts(plan, shown), session.options.root);
+    const Result<std::string> text =
+        output.documentText(kPlanFormat, summaryForScripts(plan, shown), session.options.root);
     if (!text) throw Prevented(*out_, text.error().message);
     writeFile(*out_, *text);
     session.changed = true;

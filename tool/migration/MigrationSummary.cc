@@ -1,6 +1,7 @@
 // How the summary of a migration is made of what its rehearsal and its run tell.
 #include "tool/migration/MigrationSummary.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "host/LogSinks.h"
@@ -233,7 +234,8 @@ Prevented plugInFailure(const Error& error) {
           FailureCode::Installation};
 }
 
-MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acceptLoss) {
+MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged,
+                           const SummaryOptions& options) {
   // Everything is looked at in the files as the staged run read them, and says nothing to the log.
   DiscardingSink silence;
   ProcessContext context(
@@ -244,7 +246,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
 
   MigrationSummary summary;
   summary.root = device.options().root;
-  summary.inputs = planInputs(device, staged.before());
+  if (options.inputs) summary.inputs = planInputs(device, staged.before());
   summary.bytesRead = sizeOf(files, staged.before());
   summary.decision = decisionOn(files);
   summary.findings = inspectDevice(device, files);
@@ -262,7 +264,7 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   summary.outcome = !staged.result()        ? SummaryOutcome::AnsweredNo
                     : summary.files.empty() ? SummaryOutcome::NothingToDo
                                             : SummaryOutcome::Done;
-  if (!summary.problems.empty() && !acceptLoss) {
+  if (!summary.problems.empty() && !options.acceptLoss) {
     summary.outcome = SummaryOutcome::Refused;
     summary.advice = adviceOn(summary.findings);
   }
@@ -275,18 +277,18 @@ MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged, bool acc
   return summary;
 }
 
-MigrationSummary planMigration(OpenedRoot& device, Output& output) {
+MigrationSummary planMigration(OpenedRoot& device, Output& output, const SummaryOptions& options) {
   MigrationSummary summary;
-  StagedMigrationOptions options;
+  StagedMigrationOptions staging;
   output.doing([] { return Doing{"Reading the settings ..."}; });
-  options.progress = stepProgress(output, device, "Rehearsing");
-  options.judge = [&](StagedMigration& staged) {
+  staging.progress = stepProgress(output, device, "Rehearsing");
+  staging.judge = [&](StagedMigration& staged) {
     output.doing([&] { return doingJudgementOf(staged); });
-    summary = summaryOf(device, staged);
+    summary = summaryOf(device, staged, options);
     return summary.outcome != SummaryOutcome::Refused;
   };
-  const MigrationOutcome outcome = planStaged(device.host(), options);
-  return onlyPlanned(device, std::move(summary), outcome);
+  const MigrationOutcome outcome = planStaged(device.host(), staging);
+  return onlyPlanned(device, std::move(summary), outcome, options);
 }
 
 Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome) {
@@ -321,7 +323,7 @@ Obstacle obstacleIn(OpenedRoot& device, const MigrationOutcome& outcome) {
 }
 
 MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
-                             const MigrationOutcome& outcome, bool acceptLoss) {
+                             const MigrationOutcome& outcome, const SummaryOptions& options) {
   using Cause = MigrationOutcome::Cause;
   if (outcome.cause == Cause::Changing) {
     throw Prevented(outcome.problem, "it keeps changing while it is looked at", "try again",
@@ -330,7 +332,7 @@ MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
   MigrationSummary summary = std::move(planned);
   if (const auto& failure = outcome.staged->failure()) {
     if (!failure->isOfDevice()) throw plugInFailure(failure->error);
-    summary = summaryOf(device, *outcome.staged, acceptLoss);
+    summary = summaryOf(device, *outcome.staged, options);
   }
   outcome.staged->log().releaseTo(device.log());
   if (outcome.cutShort) {

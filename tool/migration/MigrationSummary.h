@@ -81,9 +81,9 @@ struct MigrationSummary {
   std::optional<Process> daemon;         // that is stopped
   bool daemonStopped = false;            // or was asked to, whatever came of the migration
   Findings findings;
-  std::vector<PlanInput> inputs;
-  std::uint64_t bytesRead = 0;  // of the settings and the legacy files
-  std::string backup;           // its name; empty where none was made
+  std::vector<PlanInput> inputs;  // where they were asked for
+  std::uint64_t bytesRead = 0;    // of the settings and the legacy files
+  std::string backup;             // its name; empty where none was made
 
   // Whether all that it does is to end an interrupted removal of the legacy files.
   [[nodiscard]] bool onlyEndsRemoval() const noexcept {
@@ -91,21 +91,27 @@ struct MigrationSummary {
   }
 };
 
+struct SummaryOptions {
+  bool acceptLoss = false;  // of what is found or lost, nothing stands against it
+  bool inputs = false;      // they are told too, which takes their digests
+};
+
 // What `staged`, a migration of `device`, does. It is refused where something would get lost,
 // unless that is accepted, and where it could not be carried out.
 [[nodiscard]] MigrationSummary summaryOf(OpenedRoot& device, StagedMigration& staged,
-                                         bool acceptLoss = false);
+                                         const SummaryOptions& options = {});
 
 // What `migrate` would do now, without taking a lock and without touching anything. Throws
 // Prevented where there is no plug-in, or an input does not come to rest. `output` tells how far it
 // has come.
-[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device, Output& output);
+[[nodiscard]] MigrationSummary planMigration(OpenedRoot& device, Output& output,
+                                             const SummaryOptions& options = {});
 
 // The same migration where planStaged() made `outcome` of it; the system's log lines go to the
 // device's log. Throws as planMigration() does.
 [[nodiscard]] MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
                                            const MigrationOutcome& outcome,
-                                           bool acceptLoss = false);
+                                           const SummaryOptions& options);
 
 // The same migration once it was carried out, or was not.
 [[nodiscard]] MigrationSummary carriedOut(MigrationSummary planned,

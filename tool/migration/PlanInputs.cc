@@ -37,8 +37,8 @@ std::optional<std::string> digestOfFile(const std::string& file) {
 std::vector<PlanInput> planInputs(OpenedRoot& device, Files& files) {
   std::vector<PlanInput> inputs;
   const auto add = [&](const std::string& path) {
-    const Result<Bytes> bytes = files.read(path);
-    inputs.push_back({path, bytes ? std::optional(digestOf(*bytes)) : std::nullopt});
+    const Result<SharedBytes> bytes = files.readExpecting(path, nullptr);
+    inputs.push_back({path, bytes ? std::optional(digestOf(**bytes)) : std::nullopt});
   };
   for (const std::string& path : {accountSettingsAccountsPath(), daAccountPath(),
                                   mailAccountsPath(), removalSentinelPath()}) {
