@@ -164,21 +164,26 @@ class AccountMatcher {
         after_(candidatesOf(after, &AccountMatching::earlierTopOf)) {}
 
   // Pairs those that are the only ones with their identifier: each search by identifiers that finds
-  // them finds the same.
+  // them finds the same. But what took its identifier from "uniqueId" may have it from one that
+  // gave it up in the same step.
   void pairOnlyBearers() {
     if (before_.empty() || after_.empty()) return;
-    constexpr Search kSearch{true, identifier, identifier};
-    enterLaterOnes(kSearch);
-    std::vector<std::size_t> earlier(after_.size(), kNone);  // kGone where several have it
+    enterLaterOnes(kByIdentifier);
+    std::vector<std::size_t> bearers(after_.size(), kNone);  // kGone where several are
+    std::vector<std::size_t> takers(after_.size(), kNone);
     for (std::size_t i = 0; i < before_.size(); ++i) {
       const std::optional<Texts> texts = identifier(*before_[i].account);
       if (!texts) continue;
-      const std::size_t found = firstOf(kSearch, 0, *texts);
-      if (found >= after_.size() || after_[found].next != kNone) continue;
-      earlier[found] = earlier[found] == kNone ? i : kGone;
+      const std::size_t found = firstOf(kByIdentifier, 0, *texts);
+      if (found < after_.size()) {
+        enterOnly(bearers, found, i);
+      } else if (const auto taken = oldestIdentifier(*before_[i].account)) {
+        enterOnly(takers, firstOf(kByIdentifier, 0, *taken), i);
+      }
     }
     for (std::size_t i = 0; i < after_.size(); ++i) {
-      if (earlier[i] < before_.size()) pair(before_[earlier[i]], after_[i]);
+      const std::size_t earlier = onlyEarlierOf(after_[i], bearers[i], takers[i]);
+      if (earlier < before_.size()) pair(before_[earlier], after_[i]);
     }
     forgetPaired();
   }
@@ -199,6 +204,7 @@ class AccountMatcher {
   }
 
  private:
+  static constexpr Search kByIdentifier{true, identifier, identifier};
   static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
   static constexpr std::size_t kGone = kNone - 1;
 
@@ -210,6 +216,20 @@ class AccountMatcher {
     std::size_t hash = 0;
     std::size_t next = kNone;
   };
+
+  // Notes who has the identifier of the later one, where that is the only one with it.
+  void enterOnly(std::vector<std::size_t>& whose, std::size_t later, std::size_t before) const {
+    if (later >= after_.size() || after_[later].next != kNone) return;
+    whose[later] = whose[later] == kNone ? before : kGone;
+  }
+
+  [[nodiscard]] std::size_t onlyEarlierOf(const Candidate& later, std::size_t bearer,
+                                          std::size_t taker) const {
+    const bool mayBeTaken =
+        taker < before_.size() && bearer != kGone && !later.account->contains("uniqueId");
+    const bool isUntouched = bearer < before_.size() && *before_[bearer].account == *later.account;
+    return mayBeTaken && !isUntouched ? taker : bearer;
+  }
 
   // Those whose families are not paired yet.
   std::vector<Candidate> candidatesOf(const Array& accounts,

@@ -57,10 +57,10 @@ struct AccountCounts {
 
 // An account is found again by its identifier: at its place, in its list, else anywhere, so that it
 // may have become a child or stopped being one; then by the identifier that the oldest releases
-// kept as "uniqueId". One that has none, or got another, is found by its type, class, user, host
-// and name, and one without any identifier at last by its type alone. Of several with one
-// identifier those that are equal, else those that look alike, are the same; where several are,
-// their order tells which is which.
+// kept as "uniqueId", which another may have given up in the same step. One that has none, or got
+// another, is found by its type, class, user, host and name, and one without any identifier at last
+// by its type alone. Of several with one identifier those that are equal, else those that look
+// alike, are the same; where several are, their order tells which is which.
 class AccountMatching {
  public:
   AccountMatching() = default;

@@ -81,6 +81,15 @@ TEST(AccountMatching, FollowsTheIdentifierThatWasKeptAside) {
             "0>0 1>1 2>- 3>3");
 }
 
+TEST(AccountMatching, TheIdentifierThatWasKeptAsideMayHaveBeenThatOfAnother) {
+  const Array before{with(account("A"), "uniqueId", "B"), with(account("B"), "uniqueId", "C")};
+  EXPECT_EQ(matched(before, {account("B"), account("C")}), "0>0 1>1");
+  EXPECT_EQ(matched(before, {account("N"), account("C"), account("B")}), "0>2 1>1");
+  // One that kept its own has not taken it, nor has one that is as it was.
+  EXPECT_EQ(matched(before, {with(*before[1].dictionary(), "Changed", 1)}), "0>- 1>0");
+  EXPECT_EQ(matched({before[0], account("B")}, {account("B")}), "0>- 1>0");
+}
+
 TEST(AccountMatching, FindsAnAccountWithAnotherIdentifierByItsUser) {
   EXPECT_EQ(matched({account("A")}, {account("N")}), "0>0");
   EXPECT_EQ(matched({account("A")}, {account("N", "Mail", "bert")}), "0>-");
