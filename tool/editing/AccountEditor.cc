@@ -399,8 +399,8 @@ void AccountEditor::commit(const EditOfAccount& edit) {
   session_.changed = true;
   log_.releaseTo(device_.log());
   const Status written = commitChange(device_.files(), *change);
-  const Result<Bytes> now = device_.files().read(path_);
-  if (now && *now == *change->bytes) {
+  const Result<SharedBytes> now = device_.files().readExpecting(path_, change->bytes);
+  if (now && areEqual(*now, change->bytes)) {
     lock_->keepFile();
     return;
   }
@@ -408,7 +408,7 @@ void AccountEditor::commit(const EditOfAccount& edit) {
                              : !now   ? now.error().message
                                       : "the file was changed meanwhile";
   const Result<SharedBytes> before = before_.readShared(path_);
-  if (now && before && *now == **before) {
+  if (now && before && areEqual(*now, *before)) {
     // Of what was begun beside them something may stay, if the disk is that ill.
     discardBackup();
     throw Prevented(shown_, "the settings could not be saved: " + reason,
