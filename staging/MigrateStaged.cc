@@ -252,14 +252,15 @@ bool Run::commit() {
     refuseAfter(commit, Cause::Changing, *changed);
     return false;
   }
-  touched_ = true;
-  writeLogs();
+  const bool wasTouched = std::exchange(touched_, true);
   if (const Status applied = commit.apply(); applied) {
     commit.verify();
   } else if (commit.problem().empty()) {
+    touched_ = wasTouched;  // what was done is undone
     refuseAfter(commit, Cause::Settings, applied.error().message);
     return true;
   }
+  writeLogs();
   finish(commit);
   return true;
 }

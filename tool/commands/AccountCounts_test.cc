@@ -107,6 +107,11 @@ std::vector<Device> devices() {
   nameless.remove("uniqueId");
   all.push_back(legacyMailOf("LegacyAccountThatIsThere", {mailAccount("U"), mailAccount("V")},
                              {description, with(description, "uniqueId", "W")}));
+  const Array family{cloudAccount("P", {mailAccount("C")}), typed("N", "Pigeon", "PigeonAccount")};
+  all.push_back(legacyMailOf("LegacyAccountOfAParent", family,
+                             {with(description, "uniqueId", "P"), description}));
+  all.push_back(legacyMailOf("LegacyAccountOfOneThatIsNotLoaded", family,
+                             {with(description, "uniqueId", "N")}));
   all.push_back(
       legacyMailOf("LegacyAccountsWithoutIdentifier", {}, {nameless, description, nameless}));
   all.push_back(legacyMailOf("LegacyAccountsThatDoNotConvert", {mailAccount("A")},

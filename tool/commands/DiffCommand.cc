@@ -1,11 +1,11 @@
 // `diff`: what sets two settings files, roots or backups apart.
 #include "tool/commands/DiffCommand.h"
 
-#include <unordered_set>
 #include <utility>
 
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
+#include "tool/accounts/AccountLookup.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/accounts/Differences.h"
 #include "tool/accounts/DifferencesText.h"
@@ -37,25 +37,23 @@ bool hasLegacyFiles(const Input& input) {
   return input.files.legacyMail.content || input.files.legacyExchange.content;
 }
 
-// Adds the accounts that the legacy files describe, as a migration would make them. One that the
-// settings hold already is not there twice.
-void addLegacyAccounts(Array& accounts, const std::vector<LegacyFile>& files) {
-  std::unordered_set<std::string> held;
-  forEachAccount(accounts, [&](AccountPlace, const Dictionary& account) {
-    if (!identifierOf(account).empty()) held.emplace(identifierOf(account));
-  });
+// The accounts with those that the legacy files describe, as a migration would make them. One that
+// the settings hold already is not there twice.
+Array withLegacyAccounts(const Array& accounts, const std::vector<LegacyFile>& files) {
+  const AccountLookup stored(accounts);
+  Array all = accounts;
   for (const LegacyFile& file : files) {
     if (file.problem)
       throw Prevented(file.path, *file.problem, "see 'accountsettings check'",
                       FailureCode::Unreadable);
     for (const LegacySection& section : file.sections) {
       for (const LegacyDescription& each : section.descriptions) {
-        if (held.contains(std::string(each.properties.string(kAccountIdentifier).value_or(""))))
-          continue;
-        accounts.append(each.properties);
+        const auto held = stored.find(identifierOf(each.properties));
+        if (!held || held->isChild()) all.append(each.properties);
       }
     }
   }
+  return all;
 }
 
 // What one side of the comparison holds, in the settings and in legacy files.
@@ -66,9 +64,8 @@ Dictionary contentOf(const Input& input, Session& session) {
   CommonOptions here = session.options;
   if (input.kind == Input::Kind::DeviceRoot) here.root = input.path;
   const OpenedRoot device(here, DefaultLog::Nowhere);
-  Array accounts = settings.arrayOrEmpty(kPlistAccountsKey);
-  addLegacyAccounts(accounts, legacyFilesOf(input.files));
-  settings.set(kPlistAccountsKey, accounts);
+  const Array accounts = settings.arrayOrEmpty(kPlistAccountsKey);
+  settings.set(kPlistAccountsKey, withLegacyAccounts(accounts, legacyFilesOf(input.files)));
   return settings;
 }
 

@@ -19,7 +19,8 @@ enum class ExitStatus {
   Done = 0,
   No = 1,         // the migration or check answered no; diff: there are differences
   Usage = 2,      // wrong usage
-  Prevented = 3,  // the environment or the input prevents the work; nothing was changed
+  Prevented = 3,  // the environment or the input prevents the work; nothing was changed (by
+                  // `migrate`: but that what a killed run had left was ended, which it tells)
   Broken = 4,     // something was written, and the result is not what was meant
   Pending = 10,   // plan --exit-code: work is pending
   Blocked = 11    // plan --exit-code: the device is broken, or its migration would not be done

@@ -180,6 +180,7 @@ class SettingsInspection {
 
   // Values of the keys that the account model reads itself.
   void inspectKinds(const Dictionary& properties, const std::string& label) {
+    if (std::none_of(properties.begin(), properties.end(), isOfWrongKind)) return;
     for (const ModelKey& model : kModelKeys) {
       const PropertyList* value = properties.find(model.key);
       if (!value || value->kind() == model.kind) continue;
@@ -193,8 +194,15 @@ class SettingsInspection {
     }
   }
 
+  static bool isOfWrongKind(const Dictionary::Entry& entry) {
+    const std::string_view key = entry.key();
+    const auto model = std::ranges::find(kModelKeys, key, &ModelKey::key);
+    return model != kModelKeys.end() && entry.value().kind() != model->kind;
+  }
+
   // Whether a record is made of the account.
   bool inspectTypeAndClass(const Dictionary& properties, const Subject& subject) {
+    if (!recordProblemsOf(properties).any()) return true;
     const std::string consequence = ": it is not loaded, and the next save drops it.";
     const auto problem = typeProblem(properties);
     if (problem) {

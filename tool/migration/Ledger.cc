@@ -86,6 +86,10 @@ class LedgerMaker {
       accounts = &step.after;
     }
     pass(kSaveStep, *accounts, storedAccounts(input_.result), true, nullptr);
+    findWhatTheFileGaveBack();
+    // Memory that is not filled costs nothing, and moving the entries does.
+    ledger_.entries.reserve(ledger_.entries.size() + 2 * travellers_.size());
+    ledger_.routes.reserve(travellers_.size());
     for (Traveller& traveller : travellers_) judge(traveller);
     countAdded();
     return std::move(ledger_);
@@ -275,6 +279,21 @@ class LedgerMaker {
         // Nothing explains why a description is not there that was just converted.
         if (!arrives) each.goneRule = whyAccountIsDropped(step, old, from.isChild(), parentIsGone);
       }
+    }
+  }
+
+  // A conversion puts a description without children in the place of an account; the save merges
+  // it with what the file holds, and the children are there again.
+  void findWhatTheFileGaveBack() {
+    const Array& accounts = storedAccounts(input_.result);
+    for (Traveller& each : travellers_) {
+      const Traveller* parent = each.parent;
+      if (each.place || !each.goneRule.empty() || parent == nullptr || !parent->place) continue;
+      const Array& children = childrenAt(accounts, parent->place->top);
+      const auto found = std::find(children.begin(), children.end(), PropertyList(*each.account));
+      if (found == children.end()) continue;
+      each.place = {parent->place->top, static_cast<std::size_t>(found - children.begin())};
+      each.goneStep = {};
     }
   }
 

@@ -370,6 +370,23 @@ TEST_F(LegacyLedger, ADescriptionWithTheIdentifierOfAChildIsLostToTheParentOfTha
             "place");
 }
 
+TEST_F(LegacyLedger, ChildrenOfAnAccountThatADescriptionReplacesAreThereAgainAfterTheSave) {
+  const Dictionary parent =
+      with(account("U"), "ChildAccounts", Array{account("C", "CalDAV"), account("D", "CalDAV")});
+  const Array before{parent};
+  const Array converted{with(account("U"), "X", 1)};
+  LedgerInput input;
+  input.settingsPath = "/settings";
+  input.settings = settings(before);
+  input.result =
+      settings({with(with(parent, "X", 1), "ChildAccounts", Array{account("C", "CalDAV")})});
+  input.legacyFiles.push_back({legacyFile({{"MailAccounts", Array{description_}}})});
+  const Ledger ledger = makeLedger(input, {step(kStep, before, converted)});
+  EXPECT_EQ(ledger.accounts, (AccountCounts{.kept = 1, .changed = 1, .dropped = 1}));
+  ASSERT_EQ(ledger.unexplained().size(), 1U);
+  EXPECT_EQ(ledger.unexplained()[0].account, "U/D");
+}
+
 TEST_F(LegacyLedger, AChildThatIsNotLoadedTakesNothingFromADescriptionWithItsIdentifier) {
   const Dictionary child = {{"Identifier", "U"}, {"Type", "CalDAV"}};
   const Dictionary parent = with(account("P"), "ChildAccounts", Array{child});
