@@ -227,8 +227,9 @@ class AccountMatcher {
                                           std::size_t taker) const {
     const bool mayBeTaken =
         taker < before_.size() && bearer != kGone && !later.account->contains("uniqueId");
+    if (!mayBeTaken) return bearer;
     const bool isUntouched = bearer < before_.size() && *before_[bearer].account == *later.account;
-    return mayBeTaken && !isUntouched ? taker : bearer;
+    return isUntouched ? bearer : taker;
   }
 
   // Those whose families are not paired yet.

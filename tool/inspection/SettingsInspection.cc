@@ -59,8 +59,7 @@ class SettingsInspection {
     loaded_.reserve(list.size());
     std::size_t index = 0;
     visitInBatches(list.begin(), list.end(), fetchDescription, [&](const PropertyList& account) {
-      const std::string label = accountLabel(account, index);
-      inspectTopLevel(account, {label, {index}});
+      inspectTopLevel(account, {accountLabel(account, index), {index}});
       countAccounts(++index);
     });
     tellTakenIdentifiers(list);

@@ -30,6 +30,7 @@ struct KeyHistory {
 
 // An account of an input file on its way through the migration.
 struct Traveller {
+  std::size_t index = 0;  // of all of them
   const std::string* file = nullptr;
   const Dictionary* original = nullptr;  // as it is in its file
   const Dictionary* account = nullptr;   // the same, or the account that a description stands for
@@ -96,6 +97,18 @@ class LedgerMaker {
   }
 
  private:
+  Traveller& newTraveller() {
+    Traveller& traveller = travellers_.emplace_back();
+    traveller.index = tops_.size();
+    tops_.push_back(kNowhere);
+    return traveller;
+  }
+
+  void put(Traveller& traveller, std::optional<AccountPlace> place) {
+    traveller.place = place;
+    tops_[traveller.index] = place ? place->top : kNowhere;
+  }
+
   // Entering: every account of every input file becomes a traveller.
 
   void enterSettings() {
@@ -104,12 +117,12 @@ class LedgerMaker {
     const Array& accounts = storedAccounts(input_.settings);
     Traveller* parent = nullptr;
     forEachAccount(accounts, [&](AccountPlace place, const Dictionary& account) {
-      Traveller& traveller = travellers_.emplace_back();
+      Traveller& traveller = newTraveller();
       traveller.file = &input_.settingsPath;
       traveller.original = traveller.account = &account;
       traveller.number = place.isChild() ? place.child : place.top;
       traveller.from = place;
-      traveller.place = place;
+      put(traveller, place);
       if (place.isChild()) {
         traveller.parent = parent;
       } else {
@@ -181,7 +194,7 @@ class LedgerMaker {
       dropMember(legacy.file.path, description.label, legacy.step());
       return nullptr;
     }
-    Traveller& traveller = travellers_.emplace_back();
+    Traveller& traveller = newTraveller();
     traveller.file = &legacy.file.path;
     traveller.original = stored.dictionary();
     traveller.account = &description.properties;
@@ -259,16 +272,18 @@ class LedgerMaker {
     if (takeOver(step, before, result) || matching == nullptr) {
       matching = &own.emplace(before, after);
     }
-    for (Traveller& each : travellers_) {
-      if (!each.place) continue;
+    for (std::size_t i = 0; i < tops_.size(); ++i) {
+      const std::size_t top = tops_[i];
+      if (top == kNowhere) continue;
+      const bool isLeftAlone = top < after.size() && before[top].identicalTo(after[top]);
+      if (isLeftAlone && static_cast<std::ptrdiff_t>(i) < ofSettings_) continue;
+      Traveller& each = travellers_[i];
       const AccountPlace from = *each.place;
       const bool arrives = each.legacyStep == step;
-      const bool isLeftAlone =
-          from.top < after.size() && before[from.top].identicalTo(after[from.top]);
       if (isLeftAlone && !arrives) continue;
       const Dictionary& old = arrives ? *each.original : *accountAt(before, from);
       if (step == kSaveStep) each.goneRule = whyOverwritten(each, old, after);
-      each.place = each.goneRule.empty() ? matching->successorOf(from) : std::nullopt;
+      put(each, each.goneRule.empty() ? matching->successorOf(from) : std::nullopt);
       if (!each.goneRule.empty()) {
         each.goneStep = step;
       } else if (each.place) {
@@ -292,7 +307,8 @@ class LedgerMaker {
       const Array& children = childrenAt(accounts, parent->place->top);
       const auto found = std::find(children.begin(), children.end(), PropertyList(*each.account));
       if (found == children.end()) continue;
-      each.place = {parent->place->top, static_cast<std::size_t>(found - children.begin())};
+      put(each,
+          AccountPlace{parent->place->top, static_cast<std::size_t>(found - children.begin())});
       each.goneStep = {};
     }
   }
@@ -314,10 +330,10 @@ class LedgerMaker {
         each.goneStep = step;
         each.goneRule = "a description of its file cannot be converted, and then none is";
       } else if (each.same != nullptr && each.same->place) {
-        each.place = each.same->place;
+        put(each, each.same->place);
       } else {
         each.same = nullptr;
-        each.place = AccountPlace{before.size()};
+        put(each, AccountPlace{before.size()});
         before.append(*each.account);
       }
     }
@@ -441,7 +457,10 @@ class LedgerMaker {
 
   const LedgerInput& input_;
   const std::vector<StepRecord>& steps_;
+  static constexpr std::size_t kNowhere = AccountPlace::kNoChild;
+
   std::deque<Traveller> travellers_;
+  std::vector<std::size_t> tops_;  // of their places, which most passes need no more of
   std::ptrdiff_t ofSettings_ = 0;  // so many; those of legacy files stand behind them
   std::unordered_map<std::string_view, Namesakes> namesakes_;  // filled when it is asked for
   std::optional<AccountLookup> stored_;                        // the same, of the settings before
