@@ -322,18 +322,18 @@ TEST_F(Migrate, AMigrationThatWasCutShortIsToldAndUndone) {
   const std::string reason = root_.settingsPath() + ": The migration that kept the backup " +
                              backups()[0] + " was cut short";
   const auto before = root_.snapshot();
-  for (const std::vector<std::string>& each :
-       {std::vector<std::string>{"migrate"}, {"set", "none", "Key", "value"}}) {
-    std::vector<std::string> arguments = each;
+  const std::string way = "'accountsettings restore --root " + root_.path() + "'";
+  const std::vector<std::pair<std::vector<std::string>, std::string>> advised = {
+      {{"migrate"}, "; put that backup back (" + way + "), then migrate again, or go on with"},
+      {{"set", "none", "Key", "value"},
+       "; put that backup back with " + way + ", and migrate again; --accept-loss goes on"}};
+  for (const auto& [command, advice] : advised) {
+    std::vector<std::string> arguments = command;
     arguments.insert(arguments.end(), {"--root", root_.path()});
     const ToolResult result = runTool(arguments);
     EXPECT_EQ(result.status, 3);
     EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
-    if (each.front() == "migrate") continue;
-    EXPECT_NE(result.err.find("; put that backup back with 'accountsettings restore --root " +
-                              root_.path() + "', and migrate again; --accept-loss goes on"),
-              std::string::npos)
-        << result.err;
+    EXPECT_NE(result.err.find(advice), std::string::npos) << result.err;
   }
   const ToolResult check = runTool({"check", "--json", root_.path()});
   EXPECT_EQ(check.status, 1);

@@ -99,13 +99,36 @@ Findings inspectFiles(const InspectedFiles& files) {
   return findings;
 }
 
-InspectedFiles filesOfRoot(const std::optional<Dictionary>& settings) {
-  const auto fileAt = [](const std::string& path) -> InspectedFile {
-    return {path, readPropertyListAt(path)};
+namespace {
+
+InspectedFile fileAt(const std::string& path) {
+  return {path, readPropertyListAt(path)};
+}
+
+// Whether a migration may have come to its end while these files of a root were read.
+bool migratedMeanwhile(const InspectedFiles& files) {
+  Files& root = ProcessContext::current().platform().files;
+  const auto isGone = [&](const InspectedFile& file) {
+    return file.content && root.exists(file.name).isAbsent();
   };
-  const std::string path = accountSettingsAccountsPath();
-  return {settings ? InspectedFile{path, PropertyList(*settings)} : fileAt(path),
-          fileAt(daAccountPath()), fileAt(mailAccountsPath())};
+  return isGone(files.legacyExchange) || isGone(files.legacyMail) ||
+         (!files.settings.content && root.exists(files.settings.name).isThere());
+}
+
+}  // namespace
+
+InspectedFiles filesOfRoot(const std::optional<Dictionary>& settings) {
+  constexpr int kMostReadings = 3;
+  for (int reading = 1;; ++reading) {
+    // A migration removes the legacy files first: of one that begins later they are here, and of
+    // one that is over the settings are.
+    InspectedFiles files;
+    files.legacyExchange = fileAt(daAccountPath());
+    files.legacyMail = fileAt(mailAccountsPath());
+    const std::string path = accountSettingsAccountsPath();
+    files.settings = settings ? InspectedFile{path, PropertyList(*settings)} : fileAt(path);
+    if (settings || reading == kMostReadings || !migratedMeanwhile(files)) return files;
+  }
 }
 
 std::size_t accountsIn(const InspectedFiles& files) {
