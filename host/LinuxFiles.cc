@@ -16,6 +16,7 @@
 #include "host/FileIO.h"
 #include "host/LinuxTemporaryFile.h"
 #include "host/RootDirectory.h"
+#include "host/SaveCheck.h"
 #include "host/SystemError.h"
 #include "platform/Directories.h"
 
@@ -444,6 +445,11 @@ Result<std::vector<std::string>> LinuxFiles::list(const std::string& path) {
   }
   std::ranges::sort(names);
   return names;
+}
+
+Status LinuxFiles::checkWritable(const std::string& path) {
+  const Result<struct stat> directory = writableDirectory(root_, path);
+  return directory ? Status() : directory.error();
 }
 
 Status LinuxFiles::setDirectoryMode(const std::string& path, unsigned mode) {

@@ -83,6 +83,8 @@ class LinuxFiles : public Files {
   [[nodiscard]] Result<std::string> linkTarget(const std::string& path);
   // The names in a directory, in the order of their bytes, "." and ".." left out.
   [[nodiscard]] Result<std::vector<std::string>> list(const std::string& path);
+  // Fails where this process may make no file in the directory.
+  Status checkWritable(const std::string& path);
   // Gives a directory this mode; a final link is not followed.
   Status setDirectoryMode(const std::string& path, unsigned mode);
   // Removes an empty directory.

@@ -33,15 +33,6 @@ bool isInGroup(gid_t group) {
   return group == ::getegid() || std::ranges::find(groups, group) != groups.end();
 }
 
-Result<struct stat> writableDirectory(const RootDirectory& root, const std::string& path) {
-  const Result<FileDescriptor> directory = root.open(path, O_PATH | O_DIRECTORY);
-  if (!directory) return directory.error();
-  if (::faccessat(directory->get(), ".", W_OK | X_OK, AT_EACCESS) != 0) {
-    return systemError(root.shown(path));
-  }
-  return statusOf(*directory, root.shown(path));
-}
-
 Status mayGiveTo(uid_t owner, gid_t group, const struct stat& directory, const SavePlan& plan) {
   if (mayGiveAnyFileAway()) return {};
   const bool inheritsGroup = (directory.st_mode & S_ISGID) != 0 && directory.st_gid == group;
@@ -50,6 +41,15 @@ Status mayGiveTo(uid_t owner, gid_t group, const struct stat& directory, const S
 }
 
 }  // namespace
+
+Result<struct stat> writableDirectory(const RootDirectory& root, const std::string& path) {
+  const Result<FileDescriptor> directory = root.open(path, O_PATH | O_DIRECTORY);
+  if (!directory) return directory.error();
+  if (::faccessat(directory->get(), ".", W_OK | X_OK, AT_EACCESS) != 0) {
+    return systemError(root.shown(path));
+  }
+  return statusOf(*directory, root.shown(path));
+}
 
 Status saveCanSucceed(const RootDirectory& root, const Result<FileOwner>& numbers,
                       const SavePlan& plan) {

@@ -1,6 +1,8 @@
 // SaveCheck foresees whether a save would succeed, without making anything.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +13,11 @@
 namespace accountsettings {
 
 class RootDirectory;
+
+// The status of a directory in which this process may make and remove files; fails where it may
+// not.
+[[nodiscard]] Result<struct stat> writableDirectory(const RootDirectory& root,
+                                                    const std::string& path);
 
 struct SavePlan {
   std::string destination;                        // a device path

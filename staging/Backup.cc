@@ -359,6 +359,16 @@ std::string pathOfBackup(const std::string& name) {
   return appendPathComponent(backupsDirectory(), name);
 }
 
+Status backupCanBeMade(LinuxHost& host) {
+  std::string path = backupsDirectory();
+  Result<FileAttributes> there = host.files().attributesOfTarget(path);
+  while (!there && isAbsence(there.error()) && path != "/") {
+    path = directoryPart(path);
+    there = host.files().attributesOfTarget(path);
+  }
+  return there ? host.files().checkWritable(path) : there.error();
+}
+
 Result<MadeBackup> makeBackup(LinuxHost& host, const BackupSource& source, BackupManifest draft) {
   BackupMaker maker(host, source);
   maker.backup.manifest = std::move(draft);

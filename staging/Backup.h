@@ -38,6 +38,9 @@ struct BackupSource {
   const std::vector<FileChange>& changes;
   bool settingsAlone = false;  // nothing else is touched
 };
+// Fails where this process could make no backup: the folder of backups, or where it would be made,
+// is closed to it. Makes nothing.
+[[nodiscard]] Status backupCanBeMade(LinuxHost& host);
 // Makes the backup of the watched paths, complete and flushed. `draft` is the manifest with what is
 // not about files. The error says what could not be kept; what was begun is then taken away again.
 [[nodiscard]] Result<MadeBackup> makeBackup(LinuxHost& host, const BackupSource& source,

@@ -11,6 +11,7 @@
 #include "platform/ProcessContext.h"
 #include "platform/SameVersion.h"
 #include "platform/WriterLocks.h"
+#include "staging/Backup.h"
 #include "staging/EarlierRuns.h"
 #include "staging/HeldMigrationLock.h"
 #include "staging/HeldOutput.h"
@@ -88,6 +89,8 @@ class Plan : Attempt {
   void run();
 
  private:
+  // Why the run would be refused though it is judged to be good.
+  void foresee();
   // What the device will hold when what was cut short is ended.
   std::vector<AssumedFile> assumeEnded(EarlierRuns& runs);
   void tellKind();
@@ -100,7 +103,7 @@ void Plan::run() {
     const bool isGood = stage(assumed);
     const auto changed = outcome_.staged->firstChange();
     if (!changed) {
-      if (isGood) tellKind();
+      if (isGood) foresee();
       break;
     }
     refuse(Cause::Changing, *changed);
@@ -126,6 +129,13 @@ std::vector<AssumedFile> Plan::assumeEnded(EarlierRuns& runs) {
     runs.objection = {Cause::Interrupted, files.error().message, interrupted.journal.name};
   }
   return {};
+}
+
+void Plan::foresee() {
+  const bool isChanged = !outcome_.staged->changes().empty();
+  const Status possible = isChanged ? backupCanBeMade(host_) : Status();
+  if (possible) return tellKind();
+  refuse(Cause::Backup, possible.error().message);
 }
 
 void Plan::tellKind() {

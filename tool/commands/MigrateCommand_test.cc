@@ -696,6 +696,19 @@ TEST_F(Migrate, ASaveThatWouldFailIsKnownBeforehandWhateverIsAccepted) {
   }
 }
 
+TEST_F(Migrate, ABackupThatCannotBeKeptIsKnownBeforehand) {
+  root_.put(ToolRoot::kSettings, sampleSettings(3));
+  root_.putText("/var/mobile/Library/Logs", "in the way");
+  const auto before = root_.snapshot();
+  const ToolResult result = migrate();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("the backup cannot be kept: "), std::string::npos) << result.err;
+  const ToolResult rehearsed = migrate({"--dry-run", "--accept-loss"});
+  EXPECT_EQ(rehearsed.status, 3);
+  EXPECT_NE(rehearsed.err.find("the backup cannot be kept: "), std::string::npos) << rehearsed.err;
+  EXPECT_EQ(root_.snapshot(), before);
+}
+
 TEST_F(Migrate, ALegacyFileThatCannotBeRemovedEndsWith4AndNamesTheBackup) {
   root_.put(ToolRoot::kLegacyMail, sampleLegacyMail());
   const std::string legacy = root_.at(ToolRoot::kLegacyMail);
