@@ -20,10 +20,15 @@ namespace {
 
 constexpr auto kFlushPause = std::chrono::seconds(1);
 
-CommandFailure cannotTell(const Error& error, bool changed) {
-  return {cutShort(changed), "", error.message,
-          changed ? "no further device was begun; make room, and go on with --resume"
-                  : "nothing was begun",
+// The status of a run that cannot go on: what its devices came to, and at least that it could not.
+ExitStatus statusOfStopped(const FleetTally& tally) {
+  return tally.status() == ExitStatus::Broken ? ExitStatus::Broken : ExitStatus::Prevented;
+}
+
+CommandFailure cannotTell(const Error& error, const FleetTally& tally) {
+  return {statusOfStopped(tally), "", error.message,
+          tally.devices() > 0 ? "no further device was begun; make room, and go on with --resume"
+                              : "nothing was begun",
           codeFor(error.code)};
 }
 
@@ -87,8 +92,9 @@ class Fleet {
   }
 
   ExitStatus run() {
-    warmUp(session_.options);
+    // The first of them, so that a signal waits until all there is to clean up is.
     Workers workers(summary_.jobs, options_.limits());
+    warmUp(session_.options);
     FleetProgress progress(output_, roots_.size());
     for (beginMore(workers); workers.busy() > 0; beginMore(workers)) {
       const Workers::Event event = workers.wait(progress.pause());
@@ -120,7 +126,7 @@ class Fleet {
       });
       if (!started && workers.busy() > 0) return;  // those that work free what is missing
       if (!started) {
-        throw CommandFailure(cutShort(summary_.tally.devices() > 0 && command_.changesDevices), "",
+        throw CommandFailure(statusOfStopped(summary_.tally), "",
                              "no process can be started: " + started.error().message, "try again");
       }
       ++next_;
@@ -177,7 +183,7 @@ class Fleet {
       writeSummary(output_, summary_);
     }
     output_.showNow();
-    if (unwritten_) throw cannotTell(*unwritten_, session_.changed);
+    if (unwritten_) throw cannotTell(*unwritten_, summary_.tally);
   }
 
   Session& session_;

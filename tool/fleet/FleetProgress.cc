@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tool/frame/Times.h"
+
 namespace accountsettings {
 
 namespace {
@@ -30,7 +32,10 @@ std::string inWords(const FleetPace& pace) {
                      std::to_string(pace.failed) + " failed";
   if (pace.ended == pace.endedBefore || pace.time.count() <= 0) return text;
   const double rate = static_cast<double>(pace.ended - pace.endedBefore) / pace.time.count();
-  text += ", " + std::to_string(std::llround(rate)) + " a second";
+
+  text += ", " +
+          (rate < 1 ? inTenths(std::llround(rate * 10)) : std::to_string(std::llround(rate))) +
+          " a second";
   const double left = static_cast<double>(pace.devices - pace.ended) / rate;
   return text + ", " + inWords(std::chrono::seconds(std::llround(left))) + " left";
 }

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "account/StringList.h"
 #include "tool/frame/FailureCodes.h"
 #include "tool/frame/Json.h"
 #include "tool/frame/Times.h"
@@ -80,7 +81,9 @@ void writeSummary(Output& output, const FleetSummary& summary) {
   writeOpen(output, summary);
   if (summary.again.empty()) return;
   output.line("");
-  const std::string again = summary.left() > 0 ? "Go on with" : "Run those again with";
+  const std::string again = summary.left() > 0 ? "Go on with"
+                            : summary.results  ? "Run those again with"
+                                               : "Run all again with";
   output.line(again + (summary.listIsInput ? ", the same list on standard input: " : ": ") +
               summary.again);
 }
@@ -111,6 +114,7 @@ Dictionary summaryForScripts(const FleetSummary& summary) {
          Dictionary open{{"root", each.root},
                          {"outcome", nameOf(each.outcome)},
                          {"status", static_cast<int>(each.status)}};
+         if (!each.findings.empty()) open.set("findings", arrayOf(each.findings));
          if (each.error) open.set("error", problemForScripts(*each.error, each.status));
          return open;
        })}};

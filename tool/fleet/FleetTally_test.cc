@@ -63,6 +63,8 @@ TEST(FleetPace, TellsRateAndRemainingTime) {
             "4000 of 10000 devices, 12 failed, 800 a second, 8 s left");
   EXPECT_EQ(inWords(FleetPace{10, 0, 1000, 0, seconds(1)}),
             "10 of 1000 devices, 0 failed, 10 a second, 1 min 39 s left");
+  EXPECT_EQ(inWords(FleetPace{3, 0, 4, 0, seconds(10)}),
+            "3 of 4 devices, 0 failed, 0.3 a second, 3 s left");
   EXPECT_EQ(inWords(FleetPace{1, 0, 10000, 0, seconds(1)}),
             "1 of 10000 devices, 0 failed, 1 a second, 2 h 46 min left");
 }

@@ -23,6 +23,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr auto kGrace = std::chrono::seconds(2);
 constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
 
 // There is one set of workers at a time.
@@ -50,6 +51,12 @@ std::string nameOfSignal(int signal) {
 timespec inTimespec(std::chrono::nanoseconds time) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
   return {seconds.count(), (time - seconds).count()};
+}
+
+// Whoever would kill this process in time may be gone by then.
+void dieAfter(std::chrono::seconds time) {
+  static_cast<void>(signal(SIGALRM, SIG_DFL));
+  static_cast<void>(alarm(static_cast<unsigned>(time.count())));
 }
 
 }  // namespace
@@ -108,6 +115,7 @@ void Workers::work(Slot& slot, const std::function<std::string()>& answer) const
     const rlimit limit{*limits_.memory, *limits_.memory};
     setrlimit(RLIMIT_AS, &limit);
   }
+  if (limits_.time) dieAfter(std::chrono::ceil<std::chrono::seconds>(*limits_.time) + kGrace);
   const std::string text = answer();
   if (text.size() <= kLargestAnswer) {
     text.copy(slot.answer->text, text.size());

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -157,6 +158,29 @@ TEST(Workers, TellThatTheProgramIsAskedToEnd) {
   EXPECT_EQ(workers.busy(), 1U);
   workers.killAll();
   EXPECT_EQ(next(workers).signal, "SIGKILL");
+}
+
+TEST(Workers, EndInTimeWhereTheirOwnerWasKilled) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t owner = fork();
+  if (owner == 0) {
+    Workers workers(1, {milliseconds(1), std::nullopt});
+    const Status started = workers.start(1, [&] {
+      static_cast<void>(!write(ends[1], "w", 1));
+      std::this_thread::sleep_for(seconds(600));
+      return std::string("late");
+    });
+    _exit(started ? (std::this_thread::sleep_for(seconds(600)), 0) : 1);
+  }
+  close(ends[1]);
+  char told = 0;
+  ASSERT_EQ(read(ends[0], &told, 1), 1);
+  kill(owner, SIGKILL);
+  int status = 0;
+  ASSERT_EQ(waitpid(owner, &status, 0), owner);
+  EXPECT_EQ(read(ends[0], &told, 1), 0);  // the worker does not hold the other end any more
+  close(ends[0]);
 }
 
 TEST(Workers, AreEndedWithTheirOwner) {
