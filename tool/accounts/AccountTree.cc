@@ -12,7 +12,7 @@
 #include "plist/Description.h"
 #include "store/AccountsManager.h"
 #include "store/LoadProblems.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 
 namespace accountsettings {
 

@@ -7,7 +7,7 @@
 
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/frame/Progress.h"
 

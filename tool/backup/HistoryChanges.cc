@@ -7,7 +7,7 @@
 
 #include "account/AccountConstants.h"
 #include "migration/LegacyFormats.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/accounts/Differences.h"
 #include "tool/backup/History.h"

@@ -218,8 +218,7 @@ MigrationSummary MigrateCommand::carryOut(Session& session, OpenedRoot& device) 
       if (outcome.cause == Cause::Staging) {
         summary = summaryOf(device, *outcome.staged, told);
       }
-      summary = carriedOut(std::move(summary), outcome);
-      summary.effect = effectOf(outcome);
+      summary = carriedOut(std::move(summary), outcome, effectOf(outcome));
       const bool isTold = outcome.cutShort || outcome.kind == Kind::Broken ||
                           !outcome.written.empty() || !outcome.removed.empty();
       if (isTold && outcome.kind != Kind::Refused) tellHistory(session, device, summary, outcome);

@@ -15,7 +15,7 @@
 #include "plist/BinaryWriter.h"
 #include "store/LoadProblems.h"
 #include "tool/accounts/AccountLookup.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/accounts/DifferencesText.h"
 #include "tool/backup/BackupText.h"
 #include "tool/backup/DeviceInspection.h"

@@ -5,7 +5,7 @@
 
 #include "account/RecordProblems.h"
 #include "plist/Description.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/inspection/InspectionParts.h"
 
 namespace accountsettings {

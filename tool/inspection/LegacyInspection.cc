@@ -16,7 +16,7 @@
 #include "store/LoadProblems.h"
 #include "tool/accounts/AccountLookup.h"
 #include "tool/accounts/AccountMatching.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/inspection/InspectionParts.h"
 #include "tool/inspection/LegacyForecast.h"
 

@@ -19,7 +19,7 @@
 #include "store/InBatches.h"
 #include "store/LoadProblems.h"
 #include "tool/accounts/AccountLookup.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/accounts/UsualClasses.h"
 #include "tool/frame/Options.h"
 #include "tool/frame/Progress.h"

@@ -9,7 +9,7 @@
 #include "account/AccountConstants.h"
 #include "store/AccountsManager.h"
 #include "tool/accounts/AccountLookup.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/accounts/AccountTree.h"
 #include "tool/accounts/Differences.h"
 #include "tool/migration/LedgerRules.h"

@@ -350,8 +350,10 @@ MigrationSummary onlyPlanned(OpenedRoot& device, MigrationSummary planned,
   return summary;
 }
 
-MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome) {
+MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome,
+                            std::string effect) {
   MigrationSummary summary = std::move(planned);
+  summary.effect = std::move(effect);
   summary.planned = false;
   summary.daemonStopped = outcome.daemonStopped;
   summary.backup = outcome.backup;

@@ -1,6 +1,7 @@
 // MigrationSummary is what one migration of a device root does: the decision and its reasons, the
 // steps, what becomes of every account and file, and how it ended. `plan`, `migrate --dry-run` and
-// `migrate` all show this value; it is made once and never changed.
+// `migrate` all show this value. summaryOf() makes it, before anything is written; onlyPlanned()
+// and carriedOut() make of it what is told in the end.
 #pragma once
 
 #include <cstdint>
@@ -113,9 +114,9 @@ struct SummaryOptions {
                                            const MigrationOutcome& outcome,
                                            const SummaryOptions& options);
 
-// The same migration once it was carried out, or was not.
-[[nodiscard]] MigrationSummary carriedOut(MigrationSummary planned,
-                                          const MigrationOutcome& outcome);
+// The same migration once it was carried out, or was not; `effect` tells what a refused one did.
+[[nodiscard]] MigrationSummary carriedOut(MigrationSummary planned, const MigrationOutcome& outcome,
+                                          std::string effect);
 
 // What stands against a migration that was refused without the judge, and what to do about it.
 struct Obstacle {

@@ -6,7 +6,7 @@
 
 #include "store/AccountsManager.h"
 #include "tool/accounts/AccountMatching.h"
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 #include "tool/frame/Words.h"
 
 namespace accountsettings {

@@ -1,5 +1,5 @@
 // How accounts are called, and found again by what they are called.
-#include "tool/accounts/AccountNames.h"
+#include "tool/accounts/AccountNaming.h"
 
 #include <algorithm>
 #include <array>

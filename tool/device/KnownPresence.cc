@@ -1,5 +1,5 @@
 // KnownPresence.cc turns a look that failed into the end of the command.
-#include "tool/frame/KnownPresence.h"
+#include "tool/device/KnownPresence.h"
 
 #include "tool/frame/Errors.h"
 
