@@ -2,9 +2,21 @@
 #include "store/LoadProblems.h"
 
 #include "account/AccountConstants.h"
+#include "store/Descriptions.h"
 #include "store/RSRuntimeFixMailAccount.h"
 
 namespace accountsettings {
+namespace {
+
+std::string inWords(const RecordProblems& problems, const Dictionary& properties) {
+  if (problems.noType) return "it has no type";
+  if (problems.unknownType) {
+    return "its type \"" + std::string(*properties.string(kAccountType)) + "\" is unknown";
+  }
+  return problems.noClass ? "it has no class" : "";
+}
+
+}  // namespace
 
 MailClass mailClassOf(const Dictionary& properties) {
   const auto type = properties.string(kAccountType);
@@ -28,15 +40,22 @@ LoadProblems loadProblemsOf(const Dictionary& properties) {
 
 std::string whyNotLoaded(const Dictionary& properties) {
   const LoadProblems problems = loadProblemsOf(properties);
-  if (problems.noType) return "it has no type";
-  if (problems.unknownType) {
-    return "its type \"" + std::string(*properties.string(kAccountType)) + "\" is unknown";
-  }
-  if (problems.noClass) return "it has no class";
   if (problems.unknownMailClass) {
     return "its mail class is unknown and its \"AccountPath\" does not tell it";
   }
-  return "";
+  return inWords(problems, properties);
+}
+
+ChildLoadProblems loadProblemsOfChild(const Dictionary& properties) {
+  ChildLoadProblems problems{recordProblemsOf(properties)};
+  problems.noIdentifier = !identifierIn(properties);
+  return problems;
+}
+
+std::string whyNotLoadedChild(const Dictionary& properties) {
+  const ChildLoadProblems problems = loadProblemsOfChild(properties);
+  if (problems.RecordProblems::any()) return inWords(problems, properties);
+  return problems.noIdentifier ? "it has no identifier" : "";
 }
 
 }  // namespace accountsettings

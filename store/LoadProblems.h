@@ -21,8 +21,7 @@ struct MailClass {
 /// Of a top-level account of these properties.
 [[nodiscard]] MailClass mailClassOf(const Dictionary& properties);
 
-/// What keeps a top-level account from being loaded; several things may. A child needs a record and
-/// a string as its identifier, and its class is not repaired.
+/// What keeps a top-level account from being loaded; several things may.
 struct LoadProblems : RecordProblems {
   bool unknownMailClass = false;  ///< and no mail directory tells a better one
 
@@ -31,5 +30,16 @@ struct LoadProblems : RecordProblems {
 [[nodiscard]] LoadProblems loadProblemsOf(const Dictionary& properties);
 /// The first of them in words, for example "it has no class"; empty where the account is loaded.
 [[nodiscard]] std::string whyNotLoaded(const Dictionary& properties);
+
+/// What keeps a child of a loaded parent from being loaded; several things may. Its class is not
+/// repaired, and an empty identifier is one.
+struct ChildLoadProblems : RecordProblems {
+  bool noIdentifier = false;  ///< no "Identifier", or one that is no string
+
+  [[nodiscard]] bool any() const noexcept { return RecordProblems::any() || noIdentifier; }
+};
+[[nodiscard]] ChildLoadProblems loadProblemsOfChild(const Dictionary& properties);
+/// As whyNotLoaded(), of a child; for example "it has no identifier".
+[[nodiscard]] std::string whyNotLoadedChild(const Dictionary& properties);
 
 }  // namespace accountsettings

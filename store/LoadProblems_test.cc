@@ -47,6 +47,25 @@ TEST_F(LoadProblemsTest, AreTheOnesOfARecord) {
   }
 }
 
+TEST_F(LoadProblemsTest, OfAChildAreTheOnesOfTheStore) {
+  std::vector<std::pair<Dictionary, std::string>> children = {
+      {account("", {}), ""},
+      {without(account("a"), "Identifier"), "it has no identifier"},
+      {account("a", {{"Identifier", 7}}), "it has no identifier"},
+      {mailAccount("a", "Unheard"), ""},
+      {without(account("a"), "Type"), "it has no type"},
+      {without(account("a"), "Class"), "it has no class"},
+      {account("a", {{"Type", "Unheard"}}), "its type \"Unheard\" is unknown"},
+  };
+  for (const auto& [child, why] : children) {
+    const auto store = storeOf({account("P", {{"ChildAccounts", Array{child}}})});
+    ASSERT_EQ(store->count(), 1U);
+    EXPECT_EQ(store->allBasicSyncableAccounts().size() == 1, !why.empty()) << why;
+    EXPECT_EQ(loadProblemsOfChild(child).any(), !why.empty()) << why;
+    EXPECT_EQ(whyNotLoadedChild(child), why);
+  }
+}
+
 TEST_F(LoadProblemsTest, AreAllTold) {
   const LoadProblems problems = loadProblemsOf({{"Type", "Unheard"}});
   EXPECT_TRUE(problems.unknownType);

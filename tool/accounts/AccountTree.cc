@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "account/AccountConstants.h"
-#include "account/RecordProblems.h"
 #include "account/StringList.h"
 #include "migration/LegacyFormats.h"
 #include "plist/Description.h"
@@ -66,19 +65,13 @@ void namePlaces(std::vector<AccountNode>& nodes, const Array& accounts) {
   }
 }
 
-// Why the store does not load the child; empty where it does. Its mail class does not matter.
-std::string whyChildNotLoaded(const Dictionary& properties) {
-  if (recordProblemsOf(properties).any()) return whyNotLoaded(properties);
-  return properties.string(kAccountIdentifier) ? "" : "it has no identifier";
-}
-
 // Marks what the store does not load, and what gives way to a later account of its identifier.
 void markNotLoaded(std::vector<AccountNode>& accounts) {
   std::unordered_set<std::string_view> later;
   for (auto account = accounts.rbegin(); account != accounts.rend(); ++account) {
     account->notLoaded = whyNotLoaded(account->properties);
     for (AccountNode& child : account->children) {
-      child.notLoaded = whyChildNotLoaded(child.properties);
+      child.notLoaded = whyNotLoadedChild(child.properties);
     }
     if (!account->notLoaded.empty() || account->identifier.empty()) continue;
     if (!later.insert(account->identifier).second) {

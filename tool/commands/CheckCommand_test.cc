@@ -53,6 +53,24 @@ Found checkSettings(const Array& accounts, std::int64_t version = 12) {
   return check(root);
 }
 
+TEST(Check, AgreesWithShowOnWhichChildrenAreLoaded) {
+  const Dictionary missing = without(mailAccount("C"), "Identifier");
+  const Dictionary empty = with(mailAccount("C"), "Identifier", "");
+  ToolRoot root;
+  root.putSettings(12, {with(mailAccount("P"), "ChildAccounts", Array{empty, missing})});
+  const std::string shown = runTool({"show", root.path()}).out;
+  EXPECT_NE(shown.find("2 children; 1 not loaded\n"), std::string::npos) << shown;
+  const std::string checked = runTool({"check", root.path()}).out;
+  const auto isTold = [&](const std::string& child, const std::string& message) {
+    const std::size_t finding = checked.find("account P/" + child);
+    const std::size_t told = checked.find(message);
+    return finding < told && told != std::string::npos;
+  };
+  EXPECT_TRUE(isTold("#1", "The child has an empty identifier: it is loaded")) << checked;
+  EXPECT_TRUE(isTold("#2", "The child has no identifier: it is kept")) << checked;
+  EXPECT_EQ(checked.find("nobody can see"), checked.rfind("nobody can see")) << checked;
+}
+
 TEST(Check, FindsNothingInSoundSettings) {
   ToolRoot root;
   root.putSettings(12, {mailAccount("A")});

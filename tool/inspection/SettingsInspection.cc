@@ -388,8 +388,11 @@ class SettingsInspection {
     const std::string_view identifier = identifierOf(properties);
     if (identifier.empty()) {
       list_.addForAccount(finding::kMissingChildIdentifier, subject.label, key,
-                          "The child has no identifier: it is kept in the file, but nobody can see "
-                          "or edit it.",
+                          loadProblemsOfChild(properties).noIdentifier
+                              ? "The child has no identifier: it is kept in the file, but nobody "
+                                "can see or edit it."
+                              : "The child has an empty identifier: it is loaded, but nothing else "
+                                "can refer to it.",
                           giveIdentifier(subject, false));
       return;
     }
