@@ -35,12 +35,26 @@ std::map<std::string, std::string> namesIn(const DiskTree& device) {
   std::map<std::string, std::string> names;
   const auto settings = propertyListAt(device, kSettings);
   if (!settings) return names;
+  const auto enter = [&](const Dictionary& account) {
+    names[std::string(account.string("Identifier").value_or(""))] =
+        account.string("DisplayName").value_or("");
+  };
   for (const PropertyList& each : settings->dictionary()->arrayOrEmpty("Accounts")) {
-    const Dictionary* account = each.dictionary();
-    names[std::string(account->string("Identifier").value_or(""))] =
-        account->string("DisplayName").value_or("");
+    enter(*each.dictionary());
+    for (const PropertyList& child : each.dictionary()->arrayOrEmpty("ChildAccounts")) {
+      enter(*child.dictionary());
+    }
   }
   return names;
+}
+
+// Why the program must not have ended so while others worked on the same device; empty where it
+// may.
+std::string wrongEnd(const std::string& what, int status, const std::string& words) {
+  const auto tells = [&](const char* text) { return words.find(text) != std::string::npos; };
+  const bool isWrong = status >= 4 || tells("no rule explains") || tells("cut short") ||
+                       tells("--accept-loss") || (what == "migrate" && status != 0 && status != 3);
+  return isWrong ? what + " answered " + std::to_string(status) + ":" + words : "";
 }
 
 class Race {
@@ -98,8 +112,14 @@ class Race {
 
 }  // namespace
 
-RaceResult race(const DiskTree& device, const std::filesystem::path& root, double seconds,
-                bool withRestores) {
+namespace {
+
+enum class Racers { Edits, Restores, Migrations };
+
+RaceResult round(const DiskTree& device, const std::filesystem::path& root, double seconds,
+                 Racers racers) {
+  const bool withRestores = racers == Racers::Restores;
+  const bool migrates = racers == Racers::Migrations;
   writeTree(device, root);
   const std::vector<std::string> identifiers = identifiersIn(device);
   Race race(root, seconds);
@@ -111,6 +131,8 @@ RaceResult race(const DiskTree& device, const std::filesystem::path& root, doubl
   race.begin("show -", [](int) -> std::vector<std::string> { return {"show"}; });
   race.begin("plan -", [](int) -> std::vector<std::string> { return {"plan"}; });
   race.begin("migrate -", [](int) -> std::vector<std::string> { return {"migrate"}; });
+  if (migrates)
+    race.begin("migrate -", [](int) -> std::vector<std::string> { return {"migrate"}; });
   if (withRestores)
     race.begin("restore -", [](int) -> std::vector<std::string> { return {"restore"}; });
 
@@ -129,6 +151,10 @@ RaceResult race(const DiskTree& device, const std::filesystem::path& root, doubl
       last[account] = number;
     }
     if (status >= 1000) result.problem = what + " ended by a signal";
+    if (migrates) {
+      if (std::string wrong = wrongEnd(what, status, words); !wrong.empty()) result.problem = wrong;
+      if (what == "migrate" && status == 0) ++result.migrations;
+    }
     // A reader sees the file before an edit or after it, never a part; or it says that the file
     // keeps changing.
     const bool reads = what == "show" || what == "plan";
@@ -153,6 +179,28 @@ RaceResult race(const DiskTree& device, const std::filesystem::path& root, doubl
   }
   if (result.problem.empty()) result.problem = nothingTemporaryIsLeft(disk);
   return result;
+}
+
+}  // namespace
+
+RaceResult race(const DiskTree& device, const std::filesystem::path& root, double seconds,
+                bool withRestores) {
+  return round(device, root, seconds, withRestores ? Racers::Restores : Racers::Edits);
+}
+
+RaceResult raceOfMigrations(const DiskTree& device, const std::filesystem::path& root,
+                            double seconds) {
+  constexpr double kRound = 0.25;
+  RaceResult all;
+  for (double gone = 0; gone < seconds && all.problem.empty(); gone += kRound) {
+    const RaceResult each = round(device, root, kRound, Racers::Migrations);
+    all.commands += each.commands;
+    all.edits += each.edits;
+    all.migrations += each.migrations;
+    all.problem =
+        each.migrations == 0 && each.problem.empty() ? "nobody could migrate" : each.problem;
+  }
+  return all;
 }
 
 }  // namespace accountsettings::faults

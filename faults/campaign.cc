@@ -437,7 +437,7 @@ void Campaign::tryRaces() {
   const auto found = std::find_if(scenarios_.begin(), scenarios_.end(), [](const Scenario& each) {
     return each.name == "set on a device with a backup";
   });
-  const double seconds = options_.seconds ? *options_.seconds * (1 - kImages) / 2 : 60;
+  const double seconds = options_.seconds ? *options_.seconds * (1 - kImages) / 3 : 60;
   for (const bool withRestores : {false, true}) {
     const RaceResult result = race(found->before, root_, seconds, withRestores);
     Figures& figures = figures_[withRestores ? "race with restores" : "race"];
@@ -445,6 +445,16 @@ void Campaign::tryRaces() {
     report(withRestores ? "race with restores" : "race", std::to_string(result.edits) + " edits",
            result.problem);
   }
+  const auto waiting = std::find_if(scenarios_.begin(), scenarios_.end(), [](const Scenario& each) {
+    return each.name == "migrate: settings and legacy files";
+  });
+  const RaceResult result = raceOfMigrations(waiting->before, root_, seconds);
+  Figures& figures = figures_["race of migrations"];
+  figures.tried = figures.possible = result.commands;
+  report(
+      "race of migrations",
+      std::to_string(result.migrations) + " migrations, " + std::to_string(result.edits) + " edits",
+      result.problem);
 }
 
 int Campaign::conclude() {
