@@ -16,6 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// One that every sample of a device with settings has.
+constexpr const char* kSampleAccount = "5A0DE000-0001-4000-8000-000000000001";
+
 constexpr unsigned kMemoryDevices = 1;
 constexpr unsigned kNull = 3;
 constexpr unsigned kZero = 5;
@@ -111,11 +114,13 @@ std::span<const std::vector<std::string>> commandsOnImages() {
                                                       {"check"},
                                                       {"plan"},
                                                       {"history"},
-                                                      {"get", "X"},
+                                                      {"get", kSampleAccount},
+                                                      {"why", kSampleAccount},
+                                                      {"report", "--out", "/dev/null"},
                                                       {"restore", "--list"},
                                                       {"migrate", "--dry-run"},
                                                       {"migrate"},
-                                                      {"set", "X", "DisplayName", "Y"},
+                                                      {"set", kSampleAccount, "DisplayName", "Y"},
                                                       {"restore"}};
   return commands;
 }

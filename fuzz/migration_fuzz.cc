@@ -146,9 +146,40 @@ void migrateUndisturbed(const Chooser& choices) {
   device.demandWhole();
 }
 
+// Of the top-level accounts that the settings hold now.
+std::set<std::string> identifiersIn(FuzzedDevice& device) {
+  ProcessContext context(device.fake.platform());
+  const ProcessContext::Override current(context);
+  const auto settings = readDictionary(device.fake.files, FuzzedDevice::kSettings);
+  std::set<std::string> identifiers;
+  forEachAccount(storedAccounts(settings), [&](AccountPlace place, const Dictionary& account) {
+    if (!place.isChild()) identifiers.emplace(identifierOf(account));
+  });
+  return identifiers;
+}
+
+// What was there before, and is after an undisturbed migration, is there after a disturbed one.
+// A legacy file that could not be read counts as empty, and takes the accounts of its types with
+// it.
+void demandSameAccounts(const std::set<std::string>& before, const Chooser& choices,
+                        FuzzedDevice& device) {
+  Chooser choose = choices;
+  FuzzedDevice twin(choose, FuzzedDevice::Kind::Any);
+  if (twin.fake.files.has(FuzzedDevice::kMail) || twin.fake.files.has(FuzzedDevice::kExchange)) {
+    return;
+  }
+  (void)migrate(twin);
+  (void)migrate(twin);
+  const std::set<std::string> now = identifiersIn(device);
+  for (const std::string& each : identifiersIn(twin)) {
+    if (before.contains(each)) demand(now.contains(each), "the account " + each + " is there");
+  }
+}
+
 void migrateDisturbed(const Chooser& choices, int operation, int error) {
   Chooser choose = choices;
   FuzzedDevice device(choose, FuzzedDevice::Kind::Any);
+  const std::set<std::string> before = identifiersIn(device);
   device.fake.faults.failNth(operation, "", error);
   (void)migrate(device);
   device.fake.faults.clear();
@@ -157,6 +188,8 @@ void migrateDisturbed(const Chooser& choices, int operation, int error) {
   device.demandWhole();
   (void)migrate(device);
   device.demandWhole();
+  // Whatever is answered with this is not there.
+  if (error != ENOENT) demandSameAccounts(before, choices, device);
 }
 
 void run(std::span<const std::uint8_t> bytes) {
