@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "host/HostTest.h"
+#include "host/UtcTime.h"
 
 namespace accountsettings {
 namespace {
@@ -69,6 +70,23 @@ TEST(KernelIdentifiers, AreRandomUUIDs) {
   const std::string first = identifiers.makeUUID().value();
   EXPECT_TRUE(std::regex_match(first, form)) << first;
   EXPECT_NE(identifiers.makeUUID(), first);
+}
+
+TEST(UtcTime, IsReadAsItIsWritten) {
+  using std::chrono::milliseconds;
+  for (const auto& each :
+       {moment(1970, 1, 1, milliseconds(0)), moment(2026, 11, 22, milliseconds(7)),
+        moment(2200, 2, 28, milliseconds(86'399'999))}) {
+    EXPECT_EQ(timeInUtc(inUtc(each)), each) << inUtc(each);
+  }
+  EXPECT_EQ(inUtc(moment(2026, 11, 22, milliseconds(1500))), "2026-11-22T00:00:01.500000Z");
+  for (const char* each :
+       {"", "2026-11-22", "2026-11-22T00:00:01Z", "2026-11-22T00:00:01.5Z",
+        "2026-11-22T00:00:01.500000", "2026-11-22T00:00:01.500000z", "2026-11-22T00:00:01.+50000Z",
+        "2026-11-22T00:00:01.-00001Z", "2026-13-22T00:00:01.500000Z", "1969-12-31T23:59:59.000000Z",
+        "2201-01-01T00:00:00.000000Z"}) {
+    EXPECT_EQ(timeInUtc(each), std::nullopt) << each;
+  }
 }
 
 }  // namespace

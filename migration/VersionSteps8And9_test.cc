@@ -141,7 +141,7 @@ TEST_F(VersionSteps8And9, TheDomainDependsOnTheClassAndIsAddedOnlyWhereThereIsNo
   const auto username = [](const char* accountClass, const Dictionary& more) {
     const PropertyList result =
         after8B117({account("Quorra", accountClass, with({{"Identifier", "a"}}, more))});
-    return (*result.array())[0].dictionary()->get("Username").value_or("absent");
+    return testing::at(result, 0).dictionary()->get("Username").value_or("absent");
   };
   EXPECT_EQ(username("QuorraAccount", {{"Username", "n"}}), PropertyList("n@quorra.test"));
   EXPECT_EQ(username("VantorAccount", {{"Username", "n"}}), PropertyList("n@vantor.test"));
@@ -159,7 +159,7 @@ TEST_F(VersionSteps8And9, TheUmbrellaCarriesMailOnlyWhereTheAccountSaysThatItIsA
   const auto carriesMail = [](const Dictionary& more) {
     const PropertyList result =
         after8B117({account("Quorra", "QuorraAccount", with({{"Identifier", "a"}}, more))});
-    return (*result.array())[0].dictionary()->get("Enabled Dataclasses") ==
+    return testing::at(result, 0).dictionary()->get("Enabled Dataclasses") ==
            PropertyList(dataclasses({"Mail"}));
   };
   EXPECT_TRUE(carriesMail({{"IsActive", true}}));
@@ -174,7 +174,7 @@ TEST_F(VersionSteps8And9, AnUmbrellaWhoseTypeCannotCarryMailCarriesNone) {
                  {"ZelqoAccount", Dictionary{{"Supported Dataclasses", dataclasses({"Notes"})}}}});
   const PropertyList result =
       after8B117({account("Quorra", "QuorraAccount", {{"Identifier", "a"}, {"IsActive", true}})});
-  EXPECT_FALSE((*result.array())[0].dictionary()->contains("Enabled Dataclasses"));
+  EXPECT_FALSE(testing::at(result, 0).dictionary()->contains("Enabled Dataclasses"));
 }
 
 TEST_F(VersionSteps8And9, TheClassDecidesWhateverTheType) {
@@ -186,12 +186,12 @@ TEST_F(VersionSteps8And9, TheClassDecidesWhateverTheType) {
   EXPECT_EQ(umbrella.get("Class"), PropertyList("VantorAccount"));
   // Of the type Mail, not of the hosted service.
   EXPECT_EQ(umbrella.get("Provisioned Dataclasses"), PropertyList(dataclasses({"Mail", "Notes"})));
-  EXPECT_EQ((*result.array())[1].dictionary()->get("Type"), PropertyList("Quorra"));
+  EXPECT_EQ(testing::at(result, 1, "Type"), PropertyList("Quorra"));
 }
 
 TEST_F(VersionSteps8And9, ATypeThatCarriesNothingProvisionsNothing) {
   const PropertyList result = after8B117({account("SMTP", "QuorraAccount", {{"Identifier", "a"}})});
-  EXPECT_FALSE((*result.array())[0].dictionary()->contains("Provisioned Dataclasses"));
+  EXPECT_FALSE(testing::at(result, 0).dictionary()->contains("Provisioned Dataclasses"));
 }
 
 TEST_F(VersionSteps8And9, NeitherUmbrellaNorChildIsFoundByIdentifierUntilTheNextLoad) {
@@ -382,12 +382,12 @@ TEST_F(VersionSteps8And9, AStandaloneAccountWithTheLocatorBecomesPrimary) {
 
 TEST_F(VersionSteps8And9, AnEmptyListOfChildrenIsNone) {
   const PropertyList result = after9A182({cloud({{"status", 2}, {"ChildAccounts", Array()}})});
-  EXPECT_EQ((*result.array())[0].dictionary()->get("Type String"), PropertyList("Halden"));
+  EXPECT_EQ(testing::at(result, 0, "Type String"), PropertyList("Halden"));
 }
 
 TEST_F(VersionSteps8And9, AnotherNameIsKept) {
   const PropertyList result = after9A182({cloud({{"status", 2}, {"DisplayName", "Mine"}})});
-  EXPECT_EQ((*result.array())[0].dictionary()->get("DisplayName"), PropertyList("Mine"));
+  EXPECT_EQ(testing::at(result, 0, "DisplayName"), PropertyList("Mine"));
 }
 
 TEST_F(VersionSteps8And9, SeveralAccountsWithTheLocatorAllBecomePrimary) {
@@ -422,7 +422,7 @@ TEST_F(VersionSteps8And9, WithoutALocatorTheFirstAccountWithTheStatusBecomesPrim
 TEST_F(VersionSteps8And9, AnAccountOfAnotherTypeIsNotLookedAtForThePrimary) {
   const PropertyList result =
       after9A182({account("CalDAV", "ZQAccount", {{"Identifier", "q"}, {"status", 2}})});
-  EXPECT_FALSE((*result.array())[0].dictionary()->contains("primaryAccount"));
+  EXPECT_FALSE(testing::at(result, 0).dictionary()->contains("primaryAccount"));
 }
 
 TEST_F(VersionSteps8And9, TheModelsOwnKeysAndNameAreUsed) {

@@ -17,20 +17,11 @@ namespace accountsettings {
 
 namespace {
 
-std::string_view textOf(const Dictionary& description, std::string_view key) {
-  return stringOf(description.find(key)).value_or(std::string_view());
-}
-
 // Whether a record of the description is made without a word, with the identifier that it brings.
 bool makesRecordQuietly(const Dictionary& description) {
-  return stringOf(description.find(kAccountIdentifier)) &&
-         !textOf(description, kAccountClass).empty() &&
-         BasicAccount::_isValidAccountType(textOf(description, kAccountType));
-}
-
-const Array* childrenOf(const Dictionary& account) {
-  const PropertyList* children = account.find(kAccountChildAccounts);
-  return children != nullptr ? children->array() : nullptr;
+  return description.string(kAccountIdentifier) &&
+         !description.string(kAccountClass).value_or("").empty() &&
+         BasicAccount::_isValidAccountType(description.string(kAccountType).value_or(""));
 }
 
 bool loadQuietly(const Array& children) {
@@ -41,7 +32,7 @@ bool loadQuietly(const Array& children) {
 
 // The identifier of a description of which a record is made quietly.
 std::string_view identifierOf(const Dictionary& account) {
-  return *stringOf(account.find(kAccountIdentifier));
+  return *account.string(kAccountIdentifier);
 }
 
 }  // namespace
@@ -71,9 +62,9 @@ bool PlainAccounts::examine(const Array& accounts) {
 std::optional<PlainAccounts::Entry> PlainAccounts::entryOf(const Dictionary& account) {
   // One look-up for each key: this is asked of every account that a step has changed.
   const auto identifier = stringOf(account.find(kAccountIdentifier));
-  const std::string_view type = textOf(account, kAccountType);
-  const std::string_view accountClass = textOf(account, kAccountClass);
-  const Array* children = childrenOf(account);
+  const std::string_view type = account.string(kAccountType).value_or("");
+  const std::string_view accountClass = account.string(kAccountClass).value_or("");
+  const Array* children = account.array(kAccountChildAccounts);
   const bool loadsQuietly = identifier && !accountClass.empty() &&
                             BasicAccount::_isValidAccountType(type) &&
                             RSRuntimeFixMailAccount::isInOrder(type, accountClass) &&

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "testing/ChangedKey.h"
+#include "testing/DocumentPath.h"
 #include "testing/ToolRun.h"
 #include "tool/accounts/AccountMatching.h"
 #include "tool/commands/SampleAccounts.h"
@@ -159,19 +160,18 @@ TEST_P(SameCounts, OfMigrateAndDiff) {
   ASSERT_NE(migration.status, 3) << migration.err;
   const ToolResult comparison = runTool({"diff", "--json", old.path(), root.path()});
   const Dictionary report = documentIn(migration.out);
-  const Dictionary ledger = *report.find("ledger")->dictionary();
-  const Dictionary& told = *ledger.find("accounts")->dictionary();
-  EXPECT_EQ(*documentIn(comparison.out).find("counts")->dictionary(), told)
+  const Dictionary& told = *at(report, "ledger", "accounts").dictionary();
+  EXPECT_EQ(documentIn(comparison.out).get("counts"), PropertyList(told))
       << migration.out << comparison.out;
 
-  const auto count = [&](const char* key) { return told.find(key)->integerValue(); };
+  const auto count = [&](const char* key) { return told.integer(key); };
   const std::int64_t survivors = count("kept") + count("moved") + count("changed");
-  EXPECT_EQ(report.find("accountsBefore")->integerValue(), survivors + count("dropped"));
-  EXPECT_EQ(report.find("accountsAfter")->integerValue(), survivors + count("added"));
+  EXPECT_EQ(report.integer("accountsBefore"), survivors + count("dropped"));
+  EXPECT_EQ(report.integer("accountsAfter"), survivors + count("added"));
   std::int64_t stored = 0;
-  forEachAccount(*root.settings().find("Accounts")->array(),
+  forEachAccount(root.settings().arrayOrEmpty("Accounts"),
                  [&](AccountPlace, const Dictionary&) { ++stored; });
-  EXPECT_EQ(report.find("accountsAfter")->integerValue(), stored);
+  EXPECT_EQ(report.integer("accountsAfter"), stored);
 }
 
 INSTANTIATE_TEST_SUITE_P(Devices, SameCounts, ::testing::ValuesIn(devices()),

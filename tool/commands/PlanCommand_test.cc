@@ -42,7 +42,7 @@ std::string outcomeOf(const Dictionary& plan) {
 // The accounts that would be in none of the files, with `key` of what is told of each.
 std::vector<std::string> droppedAccounts(const Dictionary& plan, const char* key = "account") {
   std::vector<std::string> texts;
-  for (const PropertyList& each : *plan.find("ledger")->dictionary()->find("entries")->array()) {
+  for (const PropertyList& each : *at(plan, "ledger", "entries").array()) {
     const Dictionary& entry = *each.dictionary();
     if (entry.get("fate") != PropertyList("dropped") || entry.contains("key")) continue;
     texts.emplace_back(entry.find(key)->stringValue().value());
@@ -52,8 +52,8 @@ std::vector<std::string> droppedAccounts(const Dictionary& plan, const char* key
 
 std::vector<std::string> textsUnder(const Dictionary& document, const char* list, const char* key) {
   std::vector<std::string> texts;
-  for (const PropertyList& each : *document.find(list)->array()) {
-    texts.emplace_back(each.dictionary()->find(key)->stringValue().value());
+  for (const PropertyList& each : document.arrayOrEmpty(list)) {
+    texts.emplace_back(at(each, key).stringValue().value());
   }
   return texts;
 }

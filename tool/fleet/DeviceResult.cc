@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
-#include <ctime>
 #include <nlohmann/json.hpp>
 #include <type_traits>
 
@@ -24,20 +22,6 @@ using Json = nlohmann::json;
 
 constexpr std::string_view kFormat = "accountsettings.result";
 constexpr std::int64_t kFormatVersion = 1;
-
-// The time that inUtc() writes so; none for another text.
-std::optional<std::chrono::system_clock::time_point> timeInUtc(const std::string& text) {
-  constexpr int kFirstYear = 1900;
-  std::tm parts{};
-  const char* const fraction = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
-  if (fraction == nullptr || *fraction != '.') return std::nullopt;
-  char* end = nullptr;
-  const unsigned long micros = std::strtoul(fraction + 1, &end, 10);
-  if (end != fraction + 7 || std::string_view(end) != "Z") return std::nullopt;
-  // Far enough from what the clock can hold for sums of times.
-  if (parts.tm_year < 1970 - kFirstYear || parts.tm_year > 2200 - kFirstYear) return std::nullopt;
-  return std::chrono::system_clock::from_time_t(timegm(&parts)) + std::chrono::microseconds(micros);
-}
 
 // Reads the members of a line, or of an object in it. What is missing or of another kind than it
 // should be, and must be there, is the error.
