@@ -99,6 +99,7 @@ Result<bool> holds(const FileDescriptor& file, std::span<const std::uint8_t> byt
   for (;;) {
     const Result<std::size_t> size = readPiece(file, piece, shown);
     if (!size) return size.error();
+    if (*size == 0) return bytes.empty();
     if (*size > bytes.size() || std::memcmp(piece.data(), bytes.data(), *size) != 0) return false;
     bytes = bytes.subspan(*size);
     if (*size < piece.size()) return bytes.empty();  // more was asked for: this is the end
