@@ -153,7 +153,7 @@ Where the instructions go, by callgrind, on settings of 20,000 accounts:
   (36 MB) and the numbering of the objects (31 MB), the accounts as they were loaded, which whoever is
   told of changes is told against, the accounts as they are, and the records and indexes of the store.
 - **`migrate` and `plan`** run the chain, and tell what it does: of `migrate`'s time the staged run is 65 %, the ledger
-  12 %, the inspection 7 %, matching the accounts of each step 4 %, the backup 3 %, the history 2 %; `plan` takes 11 %
+  12 %, the inspection 7 %, matching the accounts of each step 6 %, the backup 3 %, the history 2 %; `plan` takes 11 %
   for finding identifiers that were made anew, instead of the last two. As long as the chain is above 4.3 R+W, so is
   `plan`. Beside what the library holds at its peak, they hold the file as it was (40 MiB), with which the device is
   compared before anything is written, the settings as they are staged (35 MiB), which the library has on the disk,
