@@ -56,6 +56,7 @@ set(linux_headers
   cpuid.h immintrin.h link.h linux/audit.h linux/capability.h linux/filter.h linux/fs.h linux/magic.h linux/openat2.h
   linux/seccomp.h malloc.h sys/eventfd.h sys/inotify.h systemd/sd-bus.h)
 set(test_headers gmock/gmock.h gtest/gtest-spi.h gtest/gtest.h)
+set(headers_of_plist/Nodes.h sys/single_threaded.h)
 set(headers_of_host ${posix_headers} ${linux_headers})
 set(headers_of_tool CLI/App.hpp CLI/Config.hpp CLI/Formatter.hpp nlohmann/json.hpp)
 set(headers_of_tool/main.cc malloc.h)

@@ -12,8 +12,6 @@
 namespace accountsettings::detail {
 
 using Entry = Dictionary::Entry;
-using ArrayNode = SequenceNode<PropertyList>;
-using DictionaryNode = SequenceNode<Entry>;
 
 struct Access {
   static const Shared<StringNode>& text(const PropertyList& value) { return value.text_; }
@@ -43,9 +41,8 @@ struct Access {
   }
   // Prefetches the storage of some values, all at a time; met one after the other, each would be
   // waited for.
-  template <class Item>
-  static void fetchStorage(const Item* first, const Item* last) noexcept {
-    for (; first < last; ++first) fetch(storage(value(*first)));
+  static void fetchStorage(const PropertyList* first, const PropertyList* last) noexcept {
+    for (; first < last; ++first) fetch(storage(*first));
   }
   // Constructs a copy that is not counted as a reference: the caller sees to the count.
   static void copyUncounted(const PropertyList& value, PropertyList* place) {
@@ -56,10 +53,7 @@ struct Access {
     if (const Array* array = value.array()) return node(*array).get();
     return node(*value.dictionary()).get();
   }
-  static const Shared<StringNode>& key(const Entry& entry) { return entry.key_; }
-  static PropertyList& value(Entry& entry) { return entry.value_; }
-  static const PropertyList& value(const Entry& entry) { return entry.value_; }
-  static const PropertyList& value(const PropertyList& item) { return item; }
+  static const StringNode* key(const Entry& entry) { return entry.key_; }
   // The 64 bits of a scalar.
   static std::uint64_t bits(const PropertyList& value) {
     const bool isReal = value.kind_ == PropertyList::Kind::Real;
@@ -75,16 +69,6 @@ struct Access {
   static Dictionary dictionaryOf(Shared<DictionaryNode> node) {
     return Dictionary(std::move(node));
   }
-  static void construct(Entry* place, Shared<StringNode> key, PropertyList value) {
-    new (place) Entry(std::move(key), std::move(value));
-  }
-
-  // The entry under `key`, whose hash is known, or nullptr.
-  static const Entry* find(const DictionaryNode& node, std::string_view key, std::uint32_t hash);
-  // Stores under a key; of a repeated key the last value counts, in the place of the first.
-  static void store(Dictionary& dictionary, Shared<StringNode> key, PropertyList value);
-  // Brings the hash index up to date with entries that were constructed in place.
-  static void rebuildIndex(DictionaryNode& node);
 };
 
 }  // namespace accountsettings::detail

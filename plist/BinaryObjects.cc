@@ -44,7 +44,8 @@ bool BinaryObjects::collect(const PropertyList& root) {
     }
   }
   // What only helped to number makes room for the file.
-  std::vector<Slot>().swap(slots_);
+  leaves_ = IdTable();
+  containers_ = IdTable();
   seen_ = PointerMap<Id>();
   return true;
 }
@@ -55,37 +56,35 @@ bool BinaryObjects::collect(const PropertyList& root) {
 void BinaryObjects::reserveFor(const PropertyList& root) {
   if (root.dictionary() == nullptr) return;
   std::size_t values = 0;
-  for (const Entry& entry : *root.dictionary()) {
-    if (entry.value().array() == nullptr) continue;
-    for (const PropertyList& each : *entry.value().array()) {
-      if (each.dictionary() != nullptr) values += each.dictionary()->size();
+  std::size_t dictionaries = 0;
+  for (const auto& [key, value] : *root.dictionary()) {
+    if (value.array() == nullptr) continue;
+    for (const PropertyList& each : *value.array()) {
+      if (each.dictionary() == nullptr) continue;
+      values += each.dictionary()->size();
+      ++dictionaries;
     }
   }
-  refs_.reserve(3 * values);
+  refs_.reserve(2 * values);
   objects_.reserve(values / 2);
-  growSlots(std::bit_ceil(std::max<std::size_t>(512, values / 2 / 3 * 4)));
+  leaves_.reserve(values / 2);
+  containers_.reserve(dictionaries);
 }
 
 template <class Same>
-BinaryObjects::Id BinaryObjects::intern(std::uint32_t hash, const BinaryObject& object,
-                                        const Same& same) {
-  if (4 * (objects_.size() + 1) > 3 * slots_.size()) {
-    growSlots(slots_.empty() ? 512 : 2 * slots_.size());
-  }
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t place = hash & mask;
-  for (; slots_[place].idPlusOne != 0; place = (place + 1) & mask) {
-    const Slot& slot = slots_[place];
-    if (slot.hash == hash && same(objects_[slot.idPlusOne - 1])) return slot.idPlusOne - 1;
-  }
-  objects_.push_back(object);
-  slots_[place] = {hash, static_cast<Id>(objects_.size())};
-  return static_cast<Id>(objects_.size() - 1);
+BinaryObjects::Id BinaryObjects::intern(IdTable& table, std::uint32_t hash,
+                                        const BinaryObject& object, const Same& same) {
+  const auto next = static_cast<Id>(objects_.size());
+  const Id id = table.findOrEnter(hash, next, [&](Id each) { return same(objects_[each]); });
+  if (id == next) objects_.push_back(object);
+  return id;
 }
 
 bool BinaryObjects::visit(Walk& walk) {
-  if (const Entry* entry = walk.entry()) {
-    if (!addText(Access::key(*entry).get())) return fail(walk, "key that is not UTF-8");
+  if (walk.isUnderKey() && !open_.back().knowsKeys) {
+    if (!addText(walk.key())) return fail(walk, "key that is not UTF-8");
+    pendingKeys_.push_back(pending_.back());
+    pending_.pop_back();
   }
   const PropertyList& value = walk.value();
   switch (value.kind()) {
@@ -134,7 +133,7 @@ std::optional<BinaryObjects::Id> BinaryObjects::idOfText(const StringNode* node)
   BinaryObject object{Kind::String, node != nullptr && !node->ascii, 0, 0, {}};
   object.text = node;
   if (!object.wide && node != nullptr) object.count = node->size;
-  const Id id = intern(hash, object, same);
+  const Id id = intern(leaves_, hash, object, same);
   if (object.wide && objects_[id].count == 0) {
     const auto units = countUnits(node->text());
     if (!units) return std::nullopt;
@@ -160,7 +159,7 @@ void BinaryObjects::addData(const DataNode* node) {
   };
   BinaryObject object{Kind::Data, false, 0, 0, {}};
   object.data = node;
-  const Id id = intern(hashOf(bytes), object, same);
+  const Id id = intern(leaves_, hashOf(bytes), object, same);
   remember(node, id);
   pending_.push_back(id);
 }
@@ -171,17 +170,18 @@ void BinaryObjects::addScalar(const PropertyList& value) {
     return other.kind == object.kind && other.bits == object.bits && other.wide == object.wide;
   };
   const std::string_view bytes(reinterpret_cast<const char*>(&object.bits), sizeof(object.bits));
-  pending_.push_back(intern(hashOf(bytes), object, same));
+  pending_.push_back(intern(leaves_, hashOf(bytes), object, same));
 }
 
 bool BinaryObjects::enter(Walk& walk, const Counted* node) {
   const Id* known = knownId(node);
   if (known == nullptr) {
     if (open_.size() == kMaxNesting) return failTooDeep(walk);
-    open_.push_back({pending_.size(), 1});
+    open(walk.value());
     // Early enough to be there in time, and late enough not to be gone again. What is small is
     // near.
-    if (slots_.size() >= kLarge) {
+    if (objects_.size() >= kLarge) {
+      fetchStorage(walk.behind(8));
       fetchContents(walk.behind(4));
       fetchSlots(walk.behind(2));
     }
@@ -193,6 +193,20 @@ bool BinaryObjects::enter(Walk& walk, const Counted* node) {
   return true;
 }
 
+void BinaryObjects::open(const PropertyList& container) {
+  open_.push_back({pending_.size(), pendingKeys_.size(), 1, false});
+  const Dictionary* dictionary = container.dictionary();
+  if (dictionary == nullptr) return;
+  const Id* known =
+      dictionary->empty() ? nullptr : seenKeys_.find(Access::node(*dictionary)->keys.get());
+  open_.back().knowsKeys = known != nullptr;
+  pending_.push_back(known != nullptr ? *known : 0);
+}
+
+void BinaryObjects::fetchStorage(const PropertyList* value) noexcept {
+  if (value != nullptr && value->dictionary() != nullptr) value->dictionary()->prefetchStorage();
+}
+
 void BinaryObjects::fetchContents(const PropertyList* value) noexcept {
   if (value == nullptr || value->dictionary() == nullptr) return;
   value->dictionary()->prefetch(kMostFetched);
@@ -202,13 +216,14 @@ void BinaryObjects::fetchSlots(const PropertyList* value) const noexcept {
   if (value == nullptr || value->dictionary() == nullptr) return;
   const Dictionary& dictionary = *value->dictionary();
   seen_.prefetch(Access::node(dictionary).get());
-  for (const Entry& entry :
-       std::span(dictionary.begin(), std::min(dictionary.size(), kMostFetched))) {
-    if (const Array* array = entry.value().array()) {
+  if (dictionary.empty()) return;
+  const PropertyList* values = Access::node(dictionary)->items();
+  for (const PropertyList& each : std::span(values, std::min(dictionary.size(), kMostFetched))) {
+    if (const Array* array = each.array()) {
       seen_.prefetch(Access::node(*array).get());
       if (!array->empty()) fetchSlot((*array)[0]);
     } else {
-      fetchSlot(entry.value());
+      fetchSlot(each);
     }
   }
 }
@@ -216,7 +231,7 @@ void BinaryObjects::fetchSlots(const PropertyList* value) const noexcept {
 void BinaryObjects::fetchSlot(const PropertyList& value) const noexcept {
   if (value.kind() != Kind::String) return;
   const StringNode* node = Access::text(value).get();
-  if (node != nullptr) fetch(&slots_[node->hash & (slots_.size() - 1)]);
+  if (node != nullptr) leaves_.prefetch(node->hash);
 }
 
 bool BinaryObjects::failTooDeep(const Walk& walk) {
@@ -226,20 +241,48 @@ bool BinaryObjects::failTooDeep(const Walk& walk) {
 void BinaryObjects::leave(const PropertyList& container) {
   const Open open = open_.back();
   open_.pop_back();
+  const Dictionary* dictionary = container.dictionary();
+  if (dictionary != nullptr && !open.knowsKeys) {
+    pending_[open.firstPending] = keyListOf(*dictionary, open.firstPendingKey);
+  }
   const std::span<const Id> refs = std::span(pending_).subspan(open.firstPending);
   const Kind kind = container.kind();
-  BinaryObject object{kind, false, open.height, static_cast<std::uint32_t>(refs.size()), {}};
+  const std::size_t values = refs.size() - (dictionary != nullptr ? 1 : 0);
+  BinaryObject object{kind, false, open.height, static_cast<std::uint32_t>(values), {}};
   object.firstRef = refs_.size();
   const auto same = [&](const BinaryObject& other) {
-    return other.kind == kind && std::ranges::equal(this->refs(other), refs);
+    return other.kind == kind && other.count == object.count &&
+           std::equal(refs.begin(), refs.end(),
+                      refs_.begin() + static_cast<std::ptrdiff_t>(other.firstRef));
   };
   const std::string_view bytes(reinterpret_cast<const char*>(refs.data()), refs.size_bytes());
   const std::size_t before = objects_.size();
-  const Id id = intern(hashOf(bytes), object, same);
+  const Id id = intern(containers_, hashOf(bytes), object, same);
   if (objects_.size() != before) refs_.insert(refs_.end(), refs.begin(), refs.end());
   pending_.resize(open.firstPending);
   remember(Access::container(container), id);
   pushContainer(id);
+}
+
+BinaryObjects::Id BinaryObjects::keyListOf(const Dictionary& dictionary,
+                                           std::size_t firstPendingKey) {
+  const std::span<const Id> keys = std::span(pendingKeys_).subspan(firstPendingKey);
+  const auto same = [&](Id list) {
+    const std::size_t first = keyLists_[list];
+    const std::size_t end = list + 1U < keyLists_.size() ? keyLists_[list + 1U] : keys_.size();
+    return std::ranges::equal(std::span(keys_).subspan(first, end - first), keys);
+  };
+  const std::string_view bytes(reinterpret_cast<const char*>(keys.data()), keys.size_bytes());
+  const auto next = static_cast<Id>(keyLists_.size());
+  const Id list = keyListTable_.findOrEnter(hashOf(bytes), next, same);
+  if (list == next) {
+    keyLists_.push_back(keys_.size());
+    keys_.insert(keys_.end(), keys.begin(), keys.end());
+  }
+  pendingKeys_.resize(firstPendingKey);
+  const KeysNode* storage = dictionary.empty() ? nullptr : Access::node(dictionary)->keys.get();
+  if (storage != nullptr && storage->shared()) seenKeys_.insert(storage, list);
+  return list;
 }
 
 void BinaryObjects::pushContainer(Id id) {
@@ -255,18 +298,6 @@ const BinaryObjects::Id* BinaryObjects::knownId(const Counted* node) noexcept {
 
 void BinaryObjects::remember(const Counted* node, Id id) {
   if (node != nullptr && node->shared()) seen_.insert(node, id);
-}
-
-void BinaryObjects::growSlots(std::size_t count) {
-  std::vector<Slot> old(count);
-  old.swap(slots_);
-  const std::size_t mask = slots_.size() - 1;
-  for (const Slot& slot : old) {
-    if (slot.idPlusOne == 0) continue;
-    std::size_t place = slot.hash & mask;
-    while (slots_[place].idPlusOne != 0) place = (place + 1) & mask;
-    slots_[place] = slot;
-  }
 }
 
 }  // namespace accountsettings::detail

@@ -18,7 +18,9 @@
 #include <vector>
 
 #include "plist/Access.h"
+#include "plist/KeyLists.h"
 #include "plist/KeyTable.h"
+#include "plist/Keys.h"
 #include "plist/ObjectTable.h"
 #include "plist/StringPool.h"
 #include "plist/Text.h"
@@ -29,6 +31,7 @@ namespace {
 using detail::Access;
 using detail::ArrayNode;
 using detail::DictionaryNode;
+using detail::KeysNode;
 using detail::KeyTable;
 using detail::ObjectTable;
 using detail::Shared;
@@ -213,24 +216,36 @@ class BinaryReader {
     return true;
   }
 
-  // Makes an entry for each key, whose value follows.
+  // Makes an empty value for each key; the values follow.
   bool readKeys(Frame& frame) {
+    const std::string_view names(reinterpret_cast<const char*>(bytes_.data()) + frame.refs,
+                                 frame.count * refSize_);
     DictionaryNode& node = *frame.dictionary;
+    if (const Shared<KeysNode>* known = keyLists_.find(names)) {
+      (*known)->retainUnpublished();
+      node.keys = Shared(known->get());
+    } else if (frame.count > 0) {
+      node.keys = newKeys(frame);
+      if (!node.keys) return false;
+      if (!frame.repeatsKeys) keyLists_.add(names, node.keys);
+    }
+    node.size = node.keys ? node.keys->size : 0;
+    std::uninitialized_value_construct_n(node.items(), node.size);
+    return true;
+  }
+
+  // The keys that the references name, each once, or none after a failure.
+  Shared<KeysNode> newKeys(Frame& frame) {
+    Shared<KeysNode> keys(KeysNode::create(frame.count));
     ++dictionary_;
     for (std::size_t i = 0; i < frame.count; ++i) {
       KeyTable::Key* key = readKey(frame.refs + i * refSize_);
-      if (key == nullptr) return false;
-      if (key->dictionary == dictionary_) {
-        frame.repeatsKeys = true;
-        continue;
-      }
+      if (key == nullptr) return {};
+      frame.repeatsKeys |= key->dictionary == dictionary_;
+      if (key->dictionary != dictionary_) detail::addKey(*keys, key->node);
       key->dictionary = dictionary_;
-      if (key->node) key->node->retainUnpublished();
-      Access::construct(node.items() + node.size, Shared(key->node.get()), PropertyList());
-      ++node.size;
     }
-    Access::rebuildIndex(node);
-    return true;
+    return keys;
   }
 
   // The key that a reference names, or nullptr after a failure.
@@ -241,7 +256,10 @@ class BinaryReader {
     if (objects_.height(object) == ObjectTable::kUnread) {
       Head head;
       if (!readHead(object, head)) return nullptr;
-      if (head.isString() && !readLeaf(object, head)) return nullptr;
+      readsKey_ = true;
+      const bool isRead = !head.isString() || readLeaf(object, head);
+      readsKey_ = false;
+      if (!isRead) return nullptr;
     }
     if (objects_.height(object) != 0 ||
         objects_.value(object).kind() != PropertyList::Kind::String) {
@@ -294,22 +312,22 @@ class BinaryReader {
       if (found != Found::Ready) return found == Found::Opened;
       if (frame.repeatsKeys) {
         // The value may be replaced again, so the table must keep its own reference.
-        Access::value(entryOf(frame)) = objects_.value(object);
+        valueOf(frame) = objects_.value(object);
       } else {
-        objects_.copyTo(object, &Access::value(frame.dictionary->items()[frame.next]));
+        objects_.copyTo(object, frame.dictionary->items() + frame.next);
       }
     }
     return close(Access::dictionaryOf(std::move(frame.dictionary)));
   }
 
-  // The entry that the next value of a dictionary with repeated keys belongs to: the last value
-  // of a key counts.
-  detail::Entry& entryOf(const Frame& frame) {
+  // Where the next value of a dictionary with repeated keys belongs: the last value of a key
+  // counts.
+  PropertyList& valueOf(const Frame& frame) {
     const StringNode* key = readKey(frame.refs + frame.next * refSize_)->node.get();
     DictionaryNode& node = *frame.dictionary;
-    const detail::Entry* entry = key != nullptr ? Access::find(node, key->text(), key->hash)
-                                                : Access::find(node, {}, detail::hashOf({}));
-    return node.items()[entry - node.items()];
+    const std::string_view text = key != nullptr ? key->text() : std::string_view();
+    const std::size_t place = detail::placeOfKey(*node.keys, text);
+    return node.items()[place];
   }
 
   // The last frame's container is complete.
@@ -404,7 +422,7 @@ class BinaryReader {
     if (!take(head, head.count, 1)) return false;
     const std::string_view text(reinterpret_cast<const char*>(bytes_.data()) + head.contents,
                                 static_cast<std::size_t>(head.count));
-    Shared<StringNode> node = strings_.create(text);
+    Shared<StringNode> node = newString(text);
     if (node && !node->ascii) return fail(head.start, "byte above 0x7F in an ASCII string");
     return putLeaf(object, Access::string(std::move(node)));
   }
@@ -424,7 +442,12 @@ class BinaryReader {
       }
       detail::appendUtf8(text_, point);
     }
-    return putLeaf(object, Access::string(strings_.create(text_)));
+    return putLeaf(object, Access::string(newString(text_)));
+  }
+
+  // Keys outlive the rest of the file's strings, so they do not share their memory.
+  Shared<StringNode> newString(std::string_view text) {
+    return readsKey_ ? Shared(StringNode::create(text)) : strings_.create(text);
   }
 
   bool readUid(std::size_t object, const Head& head) {
@@ -441,8 +464,10 @@ class BinaryReader {
   std::size_t table_ = 0;
   std::size_t budget_ = 0;  // bytes that objects may still take
   detail::StringPool strings_;
+  bool readsKey_ = false;  // the string that is read is a key
   ObjectTable objects_;
   KeyTable keys_;
+  detail::KeyLists keyLists_;
   std::uint32_t dictionary_ = 0;  // how many have been opened
   std::vector<Frame> frames_;
   std::string text_;  // the UTF-8 form of the string being read

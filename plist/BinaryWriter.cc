@@ -103,7 +103,7 @@ class File {
       case Kind::Array:
         return headSize(object.count) + object.count * refSize_;
       case Kind::Dictionary:
-        return headSize(object.count / 2) + object.count * refSize_;
+        return headSize(object.count) + 2 * object.count * refSize_;
     }
     return 0;
   }
@@ -160,11 +160,11 @@ class File {
       }
       case Kind::Array:
         putHead(0xA, object.count);
-        return putRefs(objects_.refs(object), 0, 1);
+        return putRefs(objects_.values(object));
       case Kind::Dictionary:
-        putHead(0xD, object.count / 2);
-        putRefs(objects_.refs(object), 0, 2);
-        return putRefs(objects_.refs(object), 1, 2);
+        putHead(0xD, object.count);
+        putRefs(objects_.keys(object));
+        return putRefs(objects_.values(object));
     }
   }
 
@@ -192,10 +192,9 @@ class File {
   }
 
   // The objects stand in the opposite order of their numbering.
-  void putRefs(std::span<const BinaryObjects::Id> refs, std::size_t first,
-               std::size_t step) noexcept {
+  void putRefs(std::span<const BinaryObjects::Id> refs) noexcept {
     const std::size_t last = objects_.all().size() - 1;
-    for (std::size_t i = first; i < refs.size(); i += step) putNumber(last - refs[i], refSize_);
+    for (const BinaryObjects::Id ref : refs) putNumber(last - ref, refSize_);
   }
 
   const BinaryObjects& objects_;

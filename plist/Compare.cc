@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "plist/Access.h"
-#include "plist/KeyIndex.h"
+#include "plist/Keys.h"
 #include "plist/PointerMap.h"
 
 namespace accountsettings {
@@ -184,20 +184,21 @@ class Comparison {
     const Frame frame = frames_.back();
     const auto& left = *static_cast<const DictionaryNode*>(frame.left);
     const auto& right = *static_cast<const DictionaryNode*>(frame.right);
+    const bool sameKeys = left.keys.get() == right.keys.get();
     for (std::size_t i = frame.next; i < left.size; ++i) {
-      const Entry& entry = left.items()[i];
-      const Entry* other = right.items() + i;  // most often the order is the same
-      const StringNode* key = Access::key(entry).get();
-      if (!sameKey(key, Access::key(*other).get())) {
-        other = findEntry(right, key != nullptr ? key->hash : hashOf({}),
-                          [&](const Entry& each) { return sameKey(key, Access::key(each).get()); });
-        if (other == nullptr) return false;
-      }
-      if (!same(entry.value(), other->value())) return false;
+      const std::size_t other = sameKeys ? i : placeBeside(i, *left.keys, *right.keys);
+      if (other == kNoKey || !same(left.items()[i], right.items()[other])) return false;
       if (frames_.size() != depth) return leaveAt(depth, i + 1);
     }
     frames_.pop_back();
     return true;
+  }
+
+  // Where the key at the place stands on the right, or kNoKey. Most often the order is the same.
+  std::size_t placeBeside(std::size_t place, const KeysNode& left, const KeysNode& right) {
+    const StringNode* key = left.items()[place].get();
+    if (sameKey(key, right.items()[place].get())) return place;
+    return placeOfKey(right, key != nullptr ? key->text() : std::string_view());
   }
 
   // The frame at this depth will go on at `next`.

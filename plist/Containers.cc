@@ -8,7 +8,6 @@
 #include <type_traits>
 
 #include "plist/Access.h"
-#include "plist/KeyIndex.h"
 
 namespace accountsettings::detail {
 namespace {
@@ -17,9 +16,9 @@ namespace {
 constexpr std::size_t kMostItems = std::numeric_limits<std::int32_t>::max();
 
 template <class Node>
-Node* allocate(std::size_t capacity, std::size_t bytes) {
+Node* allocate(std::size_t capacity) {
   if (capacity > kMostItems) throw std::length_error("container of more than 2^31 values");
-  auto* node = new (::operator new(sizeof(Node) + bytes)) Node;
+  auto* node = new (::operator new(sizeof(Node) + capacity * sizeof(PropertyList))) Node;
   node->capacity = capacity;
   return node;
 }
@@ -59,12 +58,12 @@ class TearDown {
   // Frees items until one is a container that must go first, or until the node can go.
   template <class Node>
   void freeItems(Node* node) noexcept {
-    auto* items = node->items();
+    PropertyList* items = node->items();
     const std::uint32_t progress = node->count.load(std::memory_order_relaxed);
     const std::uint32_t outerIsDictionary = progress & 1;
     for (std::uint32_t next = progress >> 1; next < node->size; ++next) {
-      if (next + kAhead < node->size) fetch(Access::storage(valueOf(items[next + kAhead])));
-      takeContainer(valueOf(items[next]));
+      if (next + kAhead < node->size) fetch(Access::storage(items[next + kAhead]));
+      takeContainer(items[next]);
       std::destroy_at(items + next);
       if (top_ != node) {
         node->count.store((next + 1) << 1 | outerIsDictionary, std::memory_order_relaxed);
@@ -76,9 +75,6 @@ class TearDown {
     node->~Node();
     ::operator delete(node);
   }
-
-  static PropertyList& valueOf(PropertyList& item) noexcept { return item; }
-  static PropertyList& valueOf(Entry& item) noexcept { return Access::value(item); }
 
   // Takes a container out of its value, and pushes it if nobody else holds it.
   void takeContainer(PropertyList& value) noexcept {
@@ -93,31 +89,24 @@ class TearDown {
     if (node != nullptr && node->drop()) push(node);
   }
 
-  Counted* top_ = nullptr;
+  ContainerNode* top_ = nullptr;
   bool topIsDictionary_ = false;
 };
 
 }  // namespace
 
-template <>
 ArrayNode* ArrayNode::create(std::size_t capacity) {
-  return allocate<ArrayNode>(capacity, capacity * sizeof(PropertyList));
+  return allocate<ArrayNode>(capacity);
 }
 
-template <>
 DictionaryNode* DictionaryNode::create(std::size_t capacity) {
-  auto* node = allocate<DictionaryNode>(
-      capacity, capacity * sizeof(Entry) + slotCount(capacity) * sizeof(std::uint32_t));
-  std::fill_n(slotsOf(*node), slotCount(capacity), 0U);
-  return node;
+  return allocate<DictionaryNode>(capacity);
 }
 
-template <>
 void ArrayNode::destroy(ArrayNode* node) noexcept {
   TearDown::run(node);
 }
 
-template <>
 void DictionaryNode::destroy(DictionaryNode* node) noexcept {
   TearDown::run(node);
 }

@@ -91,11 +91,10 @@ class Describer {
   // What stands before a value in its container.
   void addPlace(const Walk& walk) {
     if (walk.depth() == 0) return;
-    const Dictionary::Entry* entry = walk.entry();
-    if (walk.index() != 0) text_ += entry != nullptr ? ';' : ',';
+    if (walk.index() != 0) text_ += walk.isUnderKey() ? ';' : ',';
     text_ += ' ';
-    if (entry == nullptr) return;
-    detail::appendQuoted(text_, entry->key(), limit_);
+    if (!walk.isUnderKey()) return;
+    detail::appendQuoted(text_, walk.keyText(), limit_);
     text_ += " = ";
   }
 

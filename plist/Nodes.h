@@ -11,18 +11,38 @@
 #include <string_view>
 #include <utility>
 
+#if __has_include(<sys/single_threaded.h>)
+#  include <sys/single_threaded.h>
+#endif
+
 namespace accountsettings {
 class PropertyList;
 }
 
 namespace accountsettings::detail {
 
+// Whether no other thread exists: then counting takes no locked instruction, which would cost more
+// than all else that copying a reference does.
+[[nodiscard]] inline bool isSingleThreaded() noexcept {
+#if __has_include(<sys/single_threaded.h>)
+  return __libc_single_threaded != 0;
+#else
+  return false;
+#endif
+}
+
 // Counted is the head of every node. 32 bits suffice: 2^32 references would
 // take 64 GiB of values.
 struct Counted {
   std::atomic<std::uint32_t> count{1};
 
-  void retain() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
+  void retain() noexcept {
+    if (isSingleThreaded()) {
+      retainUnpublished();
+    } else {
+      count.fetch_add(1, std::memory_order_relaxed);
+    }
+  }
   // The same for a node that no other thread can know yet.
   void retainUnpublished() noexcept {
     count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -30,8 +50,11 @@ struct Counted {
   // Answers whether the caller gave up the last reference. A sole owner needs no
   // read-modify-write, because nobody else is left who could change the count.
   bool drop() noexcept {
-    return count.load(std::memory_order_acquire) == 1 ||
-           count.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    const std::uint32_t references = count.load(std::memory_order_acquire);
+    if (references == 1) return true;
+    if (!isSingleThreaded()) return count.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    count.store(references - 1, std::memory_order_relaxed);
+    return false;
   }
   // The acquire pairs with the release in drop(): what a former co-owner read
   // has been read before this owner changes it.
@@ -117,25 +140,59 @@ struct DataNode : Counted {
   static void destroy(DataNode* node) noexcept;
 };
 
-// SequenceNode holds the items of an array or the entries of a dictionary. An
-// empty container may have no node. The entries of a large dictionary are
-// followed by its hash index.
-template <class Item>
-struct SequenceNode : Counted {
+// KeysNode holds the keys of a dictionary, none twice, and behind them an index. Dictionaries that
+// have the same keys in the same order share one where they come from one file, or where one key
+// after the other was added to the same keys: accounts of one kind have all their keys in common.
+struct alignas(void*) KeysNode : Counted {
+  std::uint32_t size = 0;
+  std::uint32_t capacity = 0;
+
+  [[nodiscard]] Shared<StringNode>* items() noexcept {
+    return reinterpret_cast<Shared<StringNode>*>(this + 1);
+  }
+  [[nodiscard]] const Shared<StringNode>* items() const noexcept {
+    return reinterpret_cast<const Shared<StringNode>*>(this + 1);
+  }
+
+  // A node without keys that has room for `capacity` of them.
+  static KeysNode* create(std::size_t capacity);
+  static void destroy(KeysNode* node) noexcept;
+};
+
+// ContainerNode is the head of the storage of an array or a dictionary, whose values lie behind it.
+// An empty container may have no node.
+struct ContainerNode : Counted {
   std::uint32_t size = 0;
   union {
     std::size_t capacity;
-    Counted* outer;  // while the node is torn down
+    ContainerNode* outer;  // while the node is torn down
   };
+};
 
-  [[nodiscard]] Item* items() noexcept { return reinterpret_cast<Item*>(this + 1); }
-  [[nodiscard]] const Item* items() const noexcept {
-    return reinterpret_cast<const Item*>(this + 1);
+struct ArrayNode : ContainerNode {
+  [[nodiscard]] PropertyList* items() noexcept { return reinterpret_cast<PropertyList*>(this + 1); }
+  [[nodiscard]] const PropertyList* items() const noexcept {
+    return reinterpret_cast<const PropertyList*>(this + 1);
   }
 
   // A node without items that has room for `capacity` of them.
-  static SequenceNode* create(std::size_t capacity);
-  static void destroy(SequenceNode* node) noexcept;
+  static ArrayNode* create(std::size_t capacity);
+  static void destroy(ArrayNode* node) noexcept;
+};
+
+// The items of a dictionary are the values of its keys, in their order. Keys are never fewer than
+// items.
+struct DictionaryNode : ContainerNode {
+  Shared<KeysNode> keys;
+
+  [[nodiscard]] PropertyList* items() noexcept { return reinterpret_cast<PropertyList*>(this + 1); }
+  [[nodiscard]] const PropertyList* items() const noexcept {
+    return reinterpret_cast<const PropertyList*>(this + 1);
+  }
+
+  // A node without keys and items that has room for `capacity` items.
+  static DictionaryNode* create(std::size_t capacity);
+  static void destroy(DictionaryNode* node) noexcept;
 };
 
 // The hash of a string that StringNode keeps. It is seeded anew in each process,

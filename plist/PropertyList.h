@@ -6,9 +6,11 @@
 /// one value itself is used from one thread at a time.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <span>
@@ -73,7 +75,7 @@ class Array {
 
  private:
   friend struct detail::Access;
-  using Node = detail::SequenceNode<PropertyList>;
+  using Node = detail::ArrayNode;
 
   explicit Array(detail::Shared<Node> node) noexcept : node_(std::move(node)) {}
 
@@ -87,6 +89,7 @@ class Dictionary {
  public:
   /// Entry is what iteration yields: key() and value(), which a structured binding names.
   struct Entry;
+  class Iterator;
 
   Dictionary() noexcept = default;
   /// Where a key repeats, its last value counts.
@@ -120,15 +123,17 @@ class Dictionary {
   [[nodiscard]] bool boolean(std::string_view key) const noexcept;
   ///@}
 
-  /// The entries in insertion order; the pointers live until the next change. A loop may name both
-  /// parts: for (const auto& [key, value] : dictionary).
+  /// The entries in insertion order. A loop may name both parts: for (const auto& [key, value] :
+  /// dictionary).
   ///@{
-  [[nodiscard]] const Entry* begin() const noexcept;
-  [[nodiscard]] const Entry* end() const noexcept;
+  [[nodiscard]] Iterator begin() const noexcept;
+  [[nodiscard]] Iterator end() const noexcept;
   ///@}
   /// Prefetches the first entries, at most so many, and their strings, for who is about to read
   /// some of many dictionaries.
   void prefetch(std::size_t most = 4) const noexcept;
+  /// Prefetches only what prefetch() itself has to look at, for who calls that a little later.
+  void prefetchStorage() const noexcept;
 
   /// Stores the value under `key`, in its old place where the key exists, else last.
   void set(std::string_view key, PropertyList value);
@@ -146,7 +151,7 @@ class Dictionary {
 
  private:
   friend struct detail::Access;
-  using Node = detail::SequenceNode<Entry>;
+  using Node = detail::DictionaryNode;
 
   explicit Dictionary(detail::Shared<Node> node) noexcept : node_(std::move(node)) {}
 
@@ -266,24 +271,90 @@ class PropertyList {
 
 static_assert(sizeof(PropertyList) == 16);
 
-/// Entry is one key of a dictionary with its value.
+/// Entry is one key of a dictionary with its value, a view of both.
 struct Dictionary::Entry {
  public:
   [[nodiscard]] std::string_view key() const noexcept {
-    return key_ ? key_->text() : std::string_view();
+    return key_ != nullptr ? key_->text() : std::string_view();
   }
-  [[nodiscard]] const PropertyList& value() const noexcept { return value_; }
+  [[nodiscard]] const PropertyList& value() const noexcept { return *value_; }
   /// What a structured binding reads: the key, then the value.
   template <std::size_t Part>
   [[nodiscard]] std::tuple_element_t<Part, Entry> get() const noexcept;
 
  private:
   friend struct detail::Access;
-  Entry(detail::Shared<detail::StringNode> key, PropertyList value) noexcept
-      : key_(std::move(key)), value_(std::move(value)) {}
+  friend class Dictionary::Iterator;
+  Entry(const detail::StringNode* key, const PropertyList* value) noexcept
+      : key_(key), value_(value) {}
 
-  detail::Shared<detail::StringNode> key_;
-  PropertyList value_;
+  const detail::StringNode* key_;
+  const PropertyList* value_;
+};
+
+/// Iterator goes through the entries of a dictionary, in any order; what it yields is good until the
+/// next change of the dictionary.
+class Dictionary::Iterator {
+ public:
+  // NOLINTBEGIN(readability-identifier-naming): the names that the standard library looks for
+  using iterator_concept = std::random_access_iterator_tag;
+  using iterator_category = std::input_iterator_tag;
+  using value_type = Entry;
+  using difference_type = std::ptrdiff_t;
+  using reference = Entry;
+  // NOLINTEND(readability-identifier-naming)
+  /// What -> is applied to in the end.
+  class pointer {
+   public:
+    const Entry* operator->() const noexcept { return &entry_; }
+
+   private:
+    friend class Iterator;
+    explicit pointer(const Entry& entry) noexcept : entry_(entry) {}
+
+    Entry entry_;
+  };
+
+  Iterator() noexcept = default;
+  Entry operator*() const noexcept { return {key_->get(), value_}; }
+  pointer operator->() const noexcept { return pointer(**this); }
+  Entry operator[](std::ptrdiff_t distance) const noexcept { return *(*this + distance); }
+  Iterator& operator++() noexcept { return *this += 1; }
+  Iterator& operator--() noexcept { return *this -= 1; }
+  Iterator operator++(int) noexcept { return std::exchange(*this, *this + 1); }
+  Iterator operator--(int) noexcept { return std::exchange(*this, *this - 1); }
+  Iterator& operator+=(std::ptrdiff_t distance) noexcept {
+    key_ += distance;
+    value_ += distance;
+    return *this;
+  }
+  Iterator& operator-=(std::ptrdiff_t distance) noexcept { return *this += -distance; }
+  friend Iterator operator+(Iterator iterator, std::ptrdiff_t distance) noexcept {
+    return iterator += distance;
+  }
+  friend Iterator operator+(std::ptrdiff_t distance, Iterator iterator) noexcept {
+    return iterator += distance;
+  }
+  friend Iterator operator-(Iterator iterator, std::ptrdiff_t distance) noexcept {
+    return iterator -= distance;
+  }
+  friend std::ptrdiff_t operator-(const Iterator& left, const Iterator& right) noexcept {
+    return left.value_ - right.value_;
+  }
+  friend bool operator==(const Iterator& left, const Iterator& right) noexcept {
+    return left.value_ == right.value_;
+  }
+  friend auto operator<=>(const Iterator& left, const Iterator& right) noexcept {
+    return left.value_ <=> right.value_;
+  }
+
+ private:
+  friend class Dictionary;
+  Iterator(const detail::Shared<detail::StringNode>* key, const PropertyList* value) noexcept
+      : key_(key), value_(value) {}
+
+  const detail::Shared<detail::StringNode>* key_ = nullptr;
+  const PropertyList* value_ = nullptr;
 };
 
 }  // namespace accountsettings
@@ -308,7 +379,7 @@ std::tuple_element_t<Part, Dictionary::Entry> Dictionary::Entry::get() const noe
   if constexpr (Part == 0) {
     return key();
   } else {
-    return value_;
+    return *value_;
   }
 }
 
@@ -322,11 +393,11 @@ inline const PropertyList& Array::operator[](std::size_t index) const noexcept {
   return begin()[index];
 }
 
-inline const Dictionary::Entry* Dictionary::begin() const noexcept {
-  return node_ ? node_->items() : nullptr;
+inline Dictionary::Iterator Dictionary::begin() const noexcept {
+  return empty() ? Iterator() : Iterator(node_->keys->items(), node_->items());
 }
-inline const Dictionary::Entry* Dictionary::end() const noexcept {
-  return begin() + size();
+inline Dictionary::Iterator Dictionary::end() const noexcept {
+  return begin() + static_cast<std::ptrdiff_t>(size());
 }
 
 inline std::optional<std::string_view> Dictionary::string(std::string_view key) const noexcept {

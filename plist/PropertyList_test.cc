@@ -3,10 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <random>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace accountsettings {
@@ -358,9 +363,91 @@ TEST(DictionaryTest, ACopyIsNotChangedWithTheOriginal) {
 
 TEST(DictionaryTest, AChangeToAnUnsharedValueKeepsItsStorage) {
   Dictionary dictionary{{"a", 1}};
-  const auto* before = dictionary.begin();
+  const auto before = dictionary.begin();
   dictionary.set("a", 2);
   EXPECT_EQ(dictionary.begin(), before);
+}
+
+// Keys of many lengths, many of which differ in one character somewhere.
+std::string keyOf(std::mt19937& random) {
+  std::string key(random() % 40, 'k');
+  if (!key.empty()) key[random() % key.size()] = static_cast<char>('a' + random() % 3);
+  return key;
+}
+
+// The same dictionary, as plain as can be.
+struct Model {
+  std::vector<std::pair<std::string, PropertyList>> entries;
+
+  [[nodiscard]] auto placeOf(std::string_view key) {
+    return std::find_if(entries.begin(), entries.end(),
+                        [&](const auto& entry) { return entry.first == key; });
+  }
+  void set(const std::string& key, const PropertyList& value) {
+    const auto place = placeOf(key);
+    if (place == entries.end()) {
+      entries.emplace_back(key, value);
+    } else {
+      place->second = value;
+    }
+  }
+  bool remove(std::string_view key) {
+    const auto place = placeOf(key);
+    if (place == entries.end()) return false;
+    entries.erase(place);
+    return true;
+  }
+};
+
+void expectSame(const Dictionary& dictionary, const Model& model) {
+  ASSERT_EQ(dictionary.size(), model.entries.size());
+  auto entry = model.entries.begin();
+  for (const auto& [key, value] : dictionary) {
+    EXPECT_EQ(key, entry->first);
+    EXPECT_EQ(value, entry->second);
+    EXPECT_EQ(dictionary.find(key), &value);
+    ++entry;
+  }
+}
+
+TEST(DictionaryTest, CopiesThatAreChangedInAnyOrderHoldWhatEachWasGiven) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 60; ++round) {
+    // Some stay small, some grow beyond the size from which keys are hashed.
+    const auto removals = 2 + random() % 6;
+    std::vector<std::pair<Dictionary, Model>> all(1 + random() % 4);
+    for (int step = 0; step < 400; ++step) {
+      auto& [dictionary, model] = all[random() % all.size()];
+      const std::string key = keyOf(random);
+      if (random() % removals == 0) {
+        ASSERT_EQ(dictionary.remove(key), model.remove(key)) << key;
+      } else {
+        dictionary.set(key, step);
+        model.set(key, step);
+      }
+      if (random() % 50 == 0) all[random() % all.size()] = all[random() % all.size()];
+      ASSERT_EQ(dictionary.contains(key), model.placeOf(key) != model.entries.end());
+    }
+    for (const auto& [dictionary, model] : all) expectSame(dictionary, model);
+  }
+}
+
+TEST(DictionaryTest, EntriesAreReachedInAnyOrder) {
+  const Dictionary dictionary{{"a", 1}, {"b", 2}, {"c", 3}};
+  static_assert(std::random_access_iterator<Dictionary::Iterator>);
+  const auto begin = dictionary.begin();
+  const auto end = dictionary.end();
+  EXPECT_EQ(end - begin, 3);
+  EXPECT_TRUE(begin < end);
+  EXPECT_EQ(begin[2].key(), "c");
+  EXPECT_EQ((2 + begin)->value(), PropertyList(3));
+  auto entry = end;
+  EXPECT_EQ((--entry)->key(), "c");
+  EXPECT_EQ((*entry--).key(), "c");
+  EXPECT_EQ((*entry++).key(), "b");
+  entry -= 2;
+  EXPECT_EQ(entry, begin);
+  EXPECT_EQ(Dictionary().begin(), Dictionary().end());
 }
 
 TEST(PropertyListTest, DeepTreesAreComparedAndTornDownWithoutRecursion) {

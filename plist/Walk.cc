@@ -11,7 +11,7 @@ constexpr std::size_t kPathLimit = 1024;
 }  // namespace
 
 const PropertyList* Walk::behind(std::size_t distance) const noexcept {
-  if (levels_.empty() || levels_.back().items == nullptr) return nullptr;
+  if (levels_.empty() || levels_.back().keys != nullptr) return nullptr;
   const std::size_t place = index() + distance;
   return place < levels_.back().size ? levels_.back().items + place : nullptr;
 }
@@ -21,9 +21,10 @@ std::string Walk::path() const {
   std::string path;
   for (const Level& level : levels_) {
     if (path.size() > kPathLimit) return path + "...";
-    if (level.entries != nullptr) {
+    if (level.keys != nullptr) {
       if (!path.empty()) path += '.';
-      appendQuoted(path, level.entries[level.next - 1].key(), kPathLimit);
+      const StringNode* key = level.keys->items()[level.next - 1].get();
+      appendQuoted(path, key != nullptr ? key->text() : std::string_view(), kPathLimit);
     } else {
       path += '[' + std::to_string(level.next - 1) + ']';
     }

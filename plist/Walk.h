@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "plist/Access.h"
 #include "plist/PropertyList.h"
 
 namespace accountsettings::detail {
@@ -30,7 +31,7 @@ class Walk {
     }
     Level& level = levels_.back();
     if (level.next < level.size) {
-      current_ = level.at(level.next++);
+      current_ = level.items + level.next++;
       return Event::Value;
     }
     current_ = level.container;
@@ -41,11 +42,18 @@ class Walk {
   void enter() { levels_.push_back(Level(*current_)); }
 
   [[nodiscard]] const PropertyList& value() const noexcept { return *current_; }
-  // At Event::Value: the entry that value() belongs to, nullptr outside a dictionary.
-  [[nodiscard]] const Dictionary::Entry* entry() const noexcept {
-    if (levels_.empty() || levels_.back().entries == nullptr) return nullptr;
-    return levels_.back().entries + levels_.back().next - 1;
+  // At Event::Value: whether value() stands under a key, and that key.
+  [[nodiscard]] bool isUnderKey() const noexcept {
+    return !levels_.empty() && levels_.back().keys != nullptr;
   }
+  [[nodiscard]] const StringNode* key() const noexcept {
+    return levels_.back().keys->items()[levels_.back().next - 1].get();
+  }
+  [[nodiscard]] std::string_view keyText() const noexcept {
+    return key() != nullptr ? key()->text() : std::string_view();
+  }
+  // All keys of the dictionary that value() lies in.
+  [[nodiscard]] const KeysNode& keys() const noexcept { return *levels_.back().keys; }
   // At Event::Value: the number of values told before it in its container.
   [[nodiscard]] std::size_t index() const noexcept {
     return levels_.empty() ? 0 : levels_.back().next - 1;
@@ -58,17 +66,13 @@ class Walk {
   [[nodiscard]] std::string path() const;
 
  private:
-  // A container that has been entered. Either its items or its entries are told.
+  // A container that has been entered.
   struct Level {
     explicit Level(const PropertyList& entered) noexcept;
 
-    [[nodiscard]] const PropertyList* at(std::size_t index) const noexcept {
-      return entries != nullptr ? &entries[index].value() : items + index;
-    }
-
     const PropertyList* container;
     const PropertyList* items = nullptr;
-    const Dictionary::Entry* entries = nullptr;
+    const KeysNode* keys = nullptr;  // of a dictionary that is not empty
     std::size_t size = 0;
     std::size_t next = 0;
   };
@@ -83,8 +87,11 @@ inline Walk::Level::Level(const PropertyList& entered) noexcept : container(&ent
     items = array->begin();
     size = array->size();
   } else {
-    entries = entered.dictionary()->begin();
-    size = entered.dictionary()->size();
+    const DictionaryNode* node = Access::node(*entered.dictionary()).get();
+    if (node == nullptr || node->size == 0) return;
+    items = node->items();
+    keys = node->keys.get();
+    size = node->size;
   }
 }
 

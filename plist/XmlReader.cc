@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "plist/Access.h"
+#include "plist/KeyLists.h"
 #include "plist/KeySet.h"
+#include "plist/Keys.h"
 #include "plist/Quote.h"
 #include "plist/Scan.h"
 #include "plist/StringPool.h"
@@ -27,7 +29,9 @@ using detail::Access;
 using detail::ArrayNode;
 using detail::DictionaryNode;
 using detail::KeySet;
+using detail::KeysNode;
 using detail::Shared;
+using detail::StringNode;
 
 constexpr std::string_view kSpace = " \t\n";
 
@@ -347,7 +351,7 @@ class XmlReader {
     std::string_view text;
     if (!readContent(tag, text)) return false;
     open_.back().key =
-        keys_.number(text, detail::hashOf(text), [&] { return strings_.create(text); });
+        keys_.number(text, detail::hashOf(text), [&] { return Shared(StringNode::create(text)); });
     open_.back().hasKey = true;
     return true;
   }
@@ -406,20 +410,32 @@ class XmlReader {
     if (contents.empty()) return {};
     Shared<DictionaryNode> node(DictionaryNode::create(contents.size()));
     ++dictionary_;
+    names_.clear();
     for (Pending& each : contents) {
       KeySet::Key& key = keys_[each.key];
       if (key.dictionary == dictionary_) {
-        Access::value(node->items()[key.place]) = std::move(each.value);
+        node->items()[key.place] = std::move(each.value);
         continue;
       }
       key.dictionary = dictionary_;
       key.place = node->size;
-      if (key.node) key.node->retainUnpublished();
-      Access::construct(node->items() + node->size, Shared(key.node.get()), std::move(each.value));
+      names_.push_back(each.key);
+      std::construct_at(node->items() + node->size, std::move(each.value));
       ++node->size;
     }
-    Access::rebuildIndex(*node);
+    node->keys = namedKeys();
     return Access::dictionaryOf(std::move(node));
+  }
+
+  // The keys of the numbers in names_.
+  Shared<KeysNode> namedKeys() {
+    const std::string_view names(reinterpret_cast<const char*>(names_.data()),
+                                 names_.size() * sizeof(std::uint32_t));
+    if (const Shared<KeysNode>* known = keyLists_.find(names)) return *known;
+    Shared<KeysNode> keys(KeysNode::create(names_.size()));
+    for (const std::uint32_t name : names_) detail::addKey(*keys, keys_[name].node);
+    keyLists_.add(names, keys);
+    return keys;
   }
 
   bool readScalar(const Tag& tag, Element element, PropertyList& value) {
@@ -567,6 +583,8 @@ class XmlReader {
   bool hasRoot_ = false;
   bool isComplete_ = false;  // </plist> has been read
   KeySet keys_;
+  detail::KeyLists keyLists_;
+  std::vector<std::uint32_t> names_;  // the numbers of a dictionary's keys
   detail::StringPool strings_;
   std::uint32_t dictionary_ = 0;  // how many have ended
   std::string scratch_;           // text that is not a plain piece of text_

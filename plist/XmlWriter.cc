@@ -115,9 +115,8 @@ class Survey {
 
   // Answers what is in the way of this value, or of its key; empty where nothing is.
   std::string_view visit(Walk& walk) {
-    if (const detail::Entry* entry = walk.entry()) {
-      if (!addText(Access::key(*entry).get()))
-        return "key with a character that the XML form cannot hold";
+    if (walk.isUnderKey() && !addText(walk.key(), walk.keys().shared())) {
+      return "key with a character that the XML form cannot hold";
     }
     const PropertyList& value = walk.value();
     add(1, kTags);
@@ -148,21 +147,24 @@ class Survey {
     open_.back().length += length;
   }
 
-  bool addText(const detail::StringNode* node) {
+  // A text may be met again where it is shared, or as a key where all the keys are.
+  bool addText(const detail::StringNode* node, bool keysAreShared = false) {
     add(1, kTags);
-    if (node == nullptr || addKnown(node) != nullptr) return true;
+    if (node == nullptr) return true;
+    const bool isShared = keysAreShared || node->shared();
+    if (addKnown(node, isShared) != nullptr) return true;
     const auto length = escapedLength(node->text());
     if (!length) return false;
     escapes_ |= *length != node->size;
-    remember(node, {static_cast<double>(*length), 0});
+    remember(node, {static_cast<double>(*length), 0}, isShared);
     add(node->size, static_cast<double>(*length));
     return true;
   }
 
   void addData(const detail::DataNode* node) {
-    if (node == nullptr || addKnown(node) != nullptr) return;
+    if (node == nullptr || addKnown(node, node->shared()) != nullptr) return;
     const auto size = static_cast<double>(node->size);
-    remember(node, {2 * size, 0});
+    remember(node, {2 * size, 0}, node->shared());
     add(size, 2 * size);
   }
 
@@ -171,7 +173,8 @@ class Survey {
     if (walk.depth() == kMaxNesting) return false;
     const detail::Counted* node = Access::container(walk.value());
     if (node == nullptr) return true;
-    if (const Extent* known = addKnown(node)) return walk.depth() + known->height <= kMaxNesting;
+    if (const Extent* known = addKnown(node, node->shared()))
+      return walk.depth() + known->height <= kMaxNesting;
     open_.push_back({0, 1});
     walk.enter();
     return true;
@@ -181,7 +184,8 @@ class Survey {
     const Extent extent = open_.back();
     open_.pop_back();
     add(extent);
-    remember(Access::container(container), extent);
+    const detail::Counted* node = Access::container(container);
+    remember(node, extent, node->shared());
   }
 
   void add(const Extent& inner) {
@@ -190,14 +194,15 @@ class Survey {
     outer.height = std::max(outer.height, inner.height + 1);
   }
 
-  // Adds a node that has been seen; answers its extent, or nullptr where it has not.
-  const Extent* addKnown(const detail::Counted* node) {
-    const Extent* extent = node->shared() ? seen_.find(node) : nullptr;
+  // Adds a node that may have been seen if it is shared; answers its extent, or nullptr where it
+  // has not.
+  const Extent* addKnown(const detail::Counted* node, bool isShared) {
+    const Extent* extent = isShared ? seen_.find(node) : nullptr;
     if (extent != nullptr) add(*extent);
     return extent;
   }
-  void remember(const detail::Counted* node, const Extent& extent) {
-    if (node->shared()) seen_.insert(node, extent);
+  void remember(const detail::Counted* node, const Extent& extent, bool isShared) {
+    if (isShared) seen_.insert(node, extent);
   }
 
   double stored_ = 0;
@@ -223,9 +228,9 @@ class Document {
         walk.value().array() != nullptr ? add("</array>\n") : add("</dict>\n");
         continue;
       }
-      if (const detail::Entry* entry = walk.entry()) {
+      if (walk.isUnderKey()) {
         indent(walk.depth());
-        element("<key>", entry->key(), "</key>\n");
+        element("<key>", walk.keyText(), "</key>\n");
       }
       indent(walk.depth());
       addValue(walk);

@@ -168,6 +168,17 @@ TEST(XmlWriterTest, WritesASharedTextOrDataOftenAndRefusesItWithoutEnd) {
 }
 
 // What tags and indentation take, and long texts, are made room for as they come.
+TEST(XmlWriterTest, RefusesALongKeyThatManyDictionariesShare) {
+  const std::string key(100'000, 'k');
+  Array all;
+  for (int i = 0; i < 2'000; ++i) {
+    Dictionary each = all.empty() ? Dictionary() : *all[0].dictionary();
+    each.set(key, i);
+    all.append(std::move(each));
+  }
+  EXPECT_FALSE(writeXml(all));
+}
+
 TEST(XmlWriterTest, WritesWhatIsDeepLongOrFullOfEscapes) {
   PropertyList deep = "innermost";
   for (int i = 0; i < 250; ++i) deep = Dictionary{{std::string(300, 'k'), Array{deep, i, 0.5}}};

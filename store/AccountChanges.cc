@@ -32,7 +32,7 @@ bool isNotified(std::string_view key) {
 
 // Whether each notified entry of `left` stands in `right` as well.
 bool notifiedEntriesStandIn(const Dictionary& left, const Dictionary& right) {
-  const Dictionary::Entry* beside = right.begin();
+  Dictionary::Iterator beside = right.begin();
   for (const Dictionary::Entry& entry : left) {
     // Two states of one account mostly agree in their order.
     const bool isBeside = beside != right.end() && beside->key() == entry.key();

@@ -45,16 +45,27 @@ bool PlainAccounts::examine(const Array& accounts) {
   bool sameIdentifiers = werePlain && before.size() == accounts.size();
   expected_ = 0;
   entries_.resize(accounts.size());
-  for (std::size_t i = 0; i < accounts.size(); ++i) {
-    const Dictionary* account = accounts[i].dictionary();
-    if (account == nullptr) return false;
-    const Dictionary* known = werePlain && i < before.size() ? before[i].dictionary() : nullptr;
-    if (known != nullptr && account->identicalTo(*known)) continue;
-    const std::optional<Entry> entry = entryOf(*account);
-    if (!entry) return false;
-    sameIdentifiers = sameIdentifiers && entry->hasIdentifiersOf(entries_[i]);
-    entries_[i] = *entry;
-  }
+  // What stands at the same place as before is known.
+  const auto isKnown = [&](const PropertyList& account) {
+    const auto place = static_cast<std::size_t>(&account - accounts.begin());
+    return werePlain && place < before.size() && account.identicalTo(before[place]);
+  };
+  const auto fetchUnknown = [&](const PropertyList& account) {
+    if (!isKnown(account)) fetchDescription(account);
+  };
+  bool arePlain = true;
+  visitInBatches(accounts.begin(), accounts.end(), fetchUnknown, [&](const PropertyList& account) {
+    if (!arePlain || isKnown(account)) return;
+    const Dictionary* description = account.dictionary();
+    const std::optional<Entry> entry =
+        description != nullptr ? entryOf(*description) : std::nullopt;
+    arePlain = entry.has_value();
+    if (!arePlain) return;
+    Entry& known = entries_[static_cast<std::size_t>(&account - accounts.begin())];
+    sameIdentifiers = sameIdentifiers && entry->hasIdentifiersOf(known);
+    known = *entry;
+  });
+  if (!arePlain) return false;
   arePlain_ = sameIdentifiers || enterIdentifiers();
   return arePlain_;
 }

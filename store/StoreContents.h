@@ -28,6 +28,8 @@ struct AccountsManager::Contents {
   struct Original {
     std::string identifier;
     Dictionary properties;
+
+    friend void approach(const Original& each) { each.properties.prefetchStorage(); }
   };
 
   // What replaceAccountsWithTypesWithAccounts() comes to where it replaces each account by itself.

@@ -78,7 +78,7 @@ class ValuesInOrder {
   const PropertyList* find(std::string_view key) {
     const std::size_t end = std::min(next_ + kAhead, dictionary_.size());
     for (std::size_t place = next_; place < end; ++place) {
-      const Dictionary::Entry& entry = dictionary_.begin()[place];
+      const Dictionary::Entry entry = dictionary_.begin()[static_cast<std::ptrdiff_t>(place)];
       if (!isSameKey(entry.key(), key)) continue;
       next_ = place + 1;
       return &entry.value();

@@ -10,6 +10,7 @@
 #include "account/BasicAccount.h"
 #include "account/Dataclasses.h"
 #include "plist/BinaryWriter.h"
+#include "plist/Storage.h"
 #include "tool/accounts/KeyWords.h"
 #include "tool/values/PropertyText.h"
 
@@ -163,14 +164,14 @@ void Redactor::learn(const PropertyList& content) {
 void Redactor::learnUnder(const KeyFacts& key, const PropertyList& value, bool isSecret,
                           LearnedPlaces& places) {
   if (const Dictionary* dictionary = value.dictionary()) {
-    if (!places.insert({dictionary->begin(), isSecret, nullptr}).second) return;
+    if (!places.insert({storageOf(*dictionary), isSecret, nullptr}).second) return;
     for (const auto& entry : *dictionary) {
       const KeyFacts& facts = factsOf(entry.key());
       if (facts.isPersonal) learnValue(kindOfKey(entry.key()), entry.key());
       learnUnder(facts, entry.value(), isSecret || facts.isSecret, places);
     }
   } else if (const Array* array = value.array()) {
-    if (!places.insert({array->begin(), isSecret, &key}).second) return;
+    if (!places.insert({storageOf(*array), isSecret, &key}).second) return;
     for (const PropertyList& each : *array) learnUnder(key, each, isSecret, places);
   } else if (const auto text = value.stringValue()) {
     if (isSecret) return learnValue(Kind::Secret, *text);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "plist/PointerMap.h"
+#include "plist/Storage.h"
 #include "tool/frame/Output.h"
 
 namespace accountsettings {
@@ -48,12 +49,10 @@ void forEachIn(const PropertyList& container, const Visit& visit) {
   }
 }
 
-// Where the values of a container are stored, the same for all that share them; nullptr where there
-// are none.
+// nullptr where there are no values.
 const void* storageOf(const PropertyList& value) {
-  if (const Array* array = value.array()) return array->empty() ? nullptr : array->begin();
-  const Dictionary* dictionary = value.dictionary();
-  return dictionary == nullptr || dictionary->empty() ? nullptr : dictionary->begin();
+  if (value.dictionary() != nullptr) return storageOf(*value.dictionary());
+  return value.array() == nullptr || value.array()->empty() ? nullptr : storageOf(*value.array());
 }
 
 std::size_t countIn(const PropertyList& value) {

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "plist/PointerMap.h"
+#include "plist/Storage.h"
 #include "plist/Visible.h"
 #include "plist/XmlScalars.h"
 #include "tool/frame/Output.h"
@@ -115,13 +116,13 @@ class Hider {
   }
   Dictionary hide(const Dictionary& dictionary) {
     if (dictionary.empty()) return dictionary;
-    if (const PropertyList* known = seen_.find(dictionary.begin())) return *known->dictionary();
+    if (const PropertyList* known = seen_.find(storageOf(dictionary))) return *known->dictionary();
     Dictionary result = dictionary;
     for (const auto& entry : dictionary) {
       PropertyList shown = hideUnder(entry.key(), entry.value());
       if (!shown.identicalTo(entry.value())) result.set(entry.key(), std::move(shown));
     }
-    seen_.insert(dictionary.begin(), result);
+    seen_.insert(storageOf(dictionary), result);
     return result;
   }
 

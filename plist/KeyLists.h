@@ -1,0 +1,60 @@
+// KeyLists knows the keys of dictionaries that were read lately, by the bytes that name them in the
+// file: most dictionaries of a file have the keys of another one, in the same order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "plist/Nodes.h"
+
+namespace accountsettings::detail {
+
+class KeyLists {
+ public:
+  // The keys that were entered under these bytes, if they are still known.
+  [[nodiscard]] const Shared<KeysNode>* find(std::string_view names) const noexcept {
+    if (slots_.empty() || names.size() > kLongest) return nullptr;
+    const Slot& slot = slots_[hashOf(names) & (slots_.size() - 1)];
+    return slot.keys && slot.names == names ? &slot.keys : nullptr;
+  }
+
+  void add(std::string_view names, Shared<KeysNode> keys) {
+    if (names.size() > kLongest) return;
+    if (2 * ++added_ > slots_.size() && slots_.size() < kMost) grow();
+    place({std::string(names), std::move(keys)});
+  }
+
+ private:
+  struct Slot {
+    std::string names;
+    Shared<KeysNode> keys;
+  };
+
+  // Nobody's accounts have more kinds of dictionaries.
+  static constexpr std::size_t kMost = 4096;
+  // Longer lists are rarely those of another dictionary.
+  static constexpr std::size_t kLongest = 1024;
+
+  // What stood there is known no more.
+  void place(Slot slot) {
+    const std::size_t at = hashOf(slot.names) & (slots_.size() - 1);
+    slots_[at] = std::move(slot);
+  }
+
+  void grow() {
+    std::vector<Slot> old(slots_.empty() ? 16 : 4 * slots_.size());
+    old.swap(slots_);
+    for (Slot& slot : old) {
+      if (slot.keys) place(std::move(slot));
+    }
+  }
+
+  std::vector<Slot> slots_;
+  std::size_t added_ = 0;
+};
+
+}  // namespace accountsettings::detail
