@@ -15,6 +15,7 @@ namespace {
 using Kind = PropertyList::Kind;
 
 constexpr std::size_t kLarge = 65536;
+constexpr std::size_t kMostRecent = 1024;
 
 // Of a dictionary that stands behind many others, so that what is fetched for each stays little.
 constexpr std::size_t kMostFetched = 32;
@@ -67,8 +68,9 @@ void BinaryObjects::reserveFor(const PropertyList& root) {
   }
   refs_.reserve(2 * values);
   objects_.reserve(values / 2);
-  leaves_.reserve(values / 2);
-  containers_.reserve(dictionaries);
+  leaves_.reserve(std::max(values / 2, std::min(values, kLarge / 64)));
+  containers_.reserve(2 * dictionaries);
+  recent_.resize(std::clamp(std::bit_ceil(values), recent_.size(), kMostRecent));
 }
 
 template <class Same>

@@ -221,13 +221,14 @@ class BinaryReader {
     const std::string_view names(reinterpret_cast<const char*>(bytes_.data()) + frame.refs,
                                  frame.count * refSize_);
     DictionaryNode& node = *frame.dictionary;
-    if (const Shared<KeysNode>* known = keyLists_.find(names)) {
+    const std::uint32_t hash = detail::hashOf(names);
+    if (const Shared<KeysNode>* known = keyLists_.find(names, hash)) {
       (*known)->retainUnpublished();
       node.keys = Shared(known->get());
     } else if (frame.count > 0) {
       node.keys = newKeys(frame);
       if (!node.keys) return false;
-      if (!frame.repeatsKeys) keyLists_.add(names, node.keys);
+      if (!frame.repeatsKeys) keyLists_.add(names, hash, node.keys);
     }
     node.size = node.keys ? node.keys->size : 0;
     std::uninitialized_value_construct_n(node.items(), node.size);
@@ -445,9 +446,9 @@ class BinaryReader {
     return putLeaf(object, Access::string(newString(text_)));
   }
 
-  // Keys outlive the rest of the file's strings, so they do not share their memory.
+  // Keys may outlive the rest of the file's strings, so they do not share their memory.
   Shared<StringNode> newString(std::string_view text) {
-    return readsKey_ ? Shared(StringNode::create(text)) : strings_.create(text);
+    return readsKey_ ? keyStrings_.create(text) : strings_.create(text);
   }
 
   bool readUid(std::size_t object, const Head& head) {
@@ -464,6 +465,7 @@ class BinaryReader {
   std::size_t table_ = 0;
   std::size_t budget_ = 0;  // bytes that objects may still take
   detail::StringPool strings_;
+  detail::StringPool keyStrings_;
   bool readsKey_ = false;  // the string that is read is a key
   ObjectTable objects_;
   KeyTable keys_;

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -15,35 +14,32 @@ namespace accountsettings::detail {
 
 class KeyLists {
  public:
-  // The keys that were entered under these bytes, if they are still known.
-  [[nodiscard]] const Shared<KeysNode>* find(std::string_view names) const noexcept {
-    if (slots_.empty() || names.size() > kLongest) return nullptr;
-    const Slot& slot = slots_[hashOf(names) & (slots_.size() - 1)];
+  // The keys that were entered under these bytes, whose hash is hashOf(), if they are still known.
+  [[nodiscard]] const Shared<KeysNode>* find(std::string_view names,
+                                             std::uint32_t hash) const noexcept {
+    if (slots_.empty()) return nullptr;
+    const Slot& slot = slots_[hash & (slots_.size() - 1)];
     return slot.keys && slot.names == names ? &slot.keys : nullptr;
   }
 
-  void add(std::string_view names, Shared<KeysNode> keys) {
-    if (names.size() > kLongest) return;
+  // The names must stay as they are for the life of this object.
+  void add(std::string_view names, std::uint32_t hash, Shared<KeysNode> keys) {
     if (2 * ++added_ > slots_.size() && slots_.size() < kMost) grow();
-    place({std::string(names), std::move(keys)});
+    place({names, hash, std::move(keys)});
   }
 
  private:
   struct Slot {
-    std::string names;
+    std::string_view names;
+    std::uint32_t hash = 0;
     Shared<KeysNode> keys;
   };
 
   // Nobody's accounts have more kinds of dictionaries.
   static constexpr std::size_t kMost = 4096;
-  // Longer lists are rarely those of another dictionary.
-  static constexpr std::size_t kLongest = 1024;
 
   // What stood there is known no more.
-  void place(Slot slot) {
-    const std::size_t at = hashOf(slot.names) & (slots_.size() - 1);
-    slots_[at] = std::move(slot);
-  }
+  void place(Slot slot) { slots_[slot.hash & (slots_.size() - 1)] = std::move(slot); }
 
   void grow() {
     std::vector<Slot> old(slots_.empty() ? 16 : 4 * slots_.size());

@@ -292,8 +292,8 @@ struct Dictionary::Entry {
   const PropertyList* value_;
 };
 
-/// Iterator goes through the entries of a dictionary, in any order; what it yields is good until the
-/// next change of the dictionary.
+/// Iterator goes through the entries of a dictionary, in any order; what it yields is good until
+/// the next change of the dictionary.
 class Dictionary::Iterator {
  public:
   // NOLINTBEGIN(readability-identifier-naming): the names that the standard library looks for

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -31,7 +32,6 @@ using detail::DictionaryNode;
 using detail::KeySet;
 using detail::KeysNode;
 using detail::Shared;
-using detail::StringNode;
 
 constexpr std::string_view kSpace = " \t\n";
 
@@ -351,7 +351,7 @@ class XmlReader {
     std::string_view text;
     if (!readContent(tag, text)) return false;
     open_.back().key =
-        keys_.number(text, detail::hashOf(text), [&] { return Shared(StringNode::create(text)); });
+        keys_.number(text, detail::hashOf(text), [&] { return keyStrings_.create(text); });
     open_.back().hasKey = true;
     return true;
   }
@@ -431,10 +431,11 @@ class XmlReader {
   Shared<KeysNode> namedKeys() {
     const std::string_view names(reinterpret_cast<const char*>(names_.data()),
                                  names_.size() * sizeof(std::uint32_t));
-    if (const Shared<KeysNode>* known = keyLists_.find(names)) return *known;
+    const std::uint32_t hash = detail::hashOf(names);
+    if (const Shared<KeysNode>* known = keyLists_.find(names, hash)) return *known;
     Shared<KeysNode> keys(KeysNode::create(names_.size()));
     for (const std::uint32_t name : names_) detail::addKey(*keys, keys_[name].node);
-    keyLists_.add(names, keys);
+    keyLists_.add(knownNames_.emplace_back(names), hash, keys);
     return keys;
   }
 
@@ -584,8 +585,10 @@ class XmlReader {
   bool isComplete_ = false;  // </plist> has been read
   KeySet keys_;
   detail::KeyLists keyLists_;
-  std::vector<std::uint32_t> names_;  // the numbers of a dictionary's keys
+  std::vector<std::uint32_t> names_;    // the numbers of a dictionary's keys
+  std::deque<std::string> knownNames_;  // the same of those in keyLists_, as bytes
   detail::StringPool strings_;
+  detail::StringPool keyStrings_;
   std::uint32_t dictionary_ = 0;  // how many have ended
   std::string scratch_;           // text that is not a plain piece of text_
   Error error_;
