@@ -108,8 +108,11 @@ void AccountsManager::_setOriginalAccountDictionaries() {
   contents_->clearOriginals();
   contents_->originals.reserve(count());
   forEachAccount(contents_->ordered.accounts(), [&](const Account& account) {
-    if (auto identifier = account->identifier()) {
-      contents_->originals.push_back({std::move(*identifier), account->propertiesToSave()});
+    if (const ReportedIdentifier identifier(*account); identifier) {
+      const PropertyList* own = account->properties().find(kAccountIdentifier);
+      const bool isOwn = own != nullptr && own->stringValue() == *identifier;
+      contents_->originals.push_back(
+          {isOwn ? *own : PropertyList(*identifier), account->propertiesToSave()});
     } else {
       systemLog("%@ returned a nil identifier. Account properties may not get saved", *account);
     }

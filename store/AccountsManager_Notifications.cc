@@ -143,7 +143,7 @@ void AccountsManager::_sendNotificationsForChangedAccounts() {
   IdentifierMap<const Dictionary*> originals;
   originals.reserve(contents_->originals.size());
   for (const auto& [identifier, properties] : contents_->originals) {
-    originals.set(identifier, &properties);
+    originals.set(*identifier.stringValue(), &properties);
   }
   struct Kept {
     const Dictionary* original;

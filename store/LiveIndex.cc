@@ -7,6 +7,7 @@
 #include "store/LiveIndex.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "account/AccountConstants.h"
 #include "account/StringList.h"
@@ -60,16 +61,23 @@ std::shared_ptr<BasicAccount> LiveIndex::firstRecordWith(std::string_view value)
   auto token = byHash_.first(detail::hashOf(value), accept);
   const auto floating = std::find_if(floating_.begin(), floating_.end(), accept);
   if (floating != floating_.end() && (!token || *floating < *token)) token = *floating;
-  return token ? pins_.at(*token).record->shared_from_this() : nullptr;
+  return token ? pinAt(*token).record->shared_from_this() : nullptr;
 }
 
 std::vector<LiveIndex::Token> LiveIndex::tokensOf(BasicAccount& record) const {
   std::vector<Token> tokens;
   watched_.forEach(keyOf(&record.properties()), [&](Token token) {
     // A child that inherits its identity watches its parent's properties too.
-    if (pins_.at(token).record == &record) tokens.push_back(token);
+    if (pinAt(token).record == &record) tokens.push_back(token);
   });
   return tokens;
+}
+
+std::size_t LiveIndex::placeOf(Token token) const {
+  const auto place =
+      std::lower_bound(pins_.begin(), pins_.end(), token,
+                       [](const TokenPin& each, Token sought) { return each.token < sought; });
+  return static_cast<std::size_t>(place - pins_.begin());
 }
 
 TokenTable::Key LiveIndex::keyOf(const LiveProperties* properties) noexcept {
@@ -77,7 +85,7 @@ TokenTable::Key LiveIndex::keyOf(const LiveProperties* properties) noexcept {
 }
 
 bool LiveIndex::reports(Token token, std::string_view value) const {
-  return (pins_.at(token).record->*identity_)() == value;
+  return (pinAt(token).record->*identity_)() == value;
 }
 
 LiveIndex::Pin LiveIndex::pinOf(BasicAccount& record) const {
@@ -98,7 +106,14 @@ LiveIndex::Pin LiveIndex::pinOf(BasicAccount& record) const {
 
 void LiveIndex::pin(Token token, BasicAccount& record) {
   const Pin pin = pinOf(record);
-  pins_[token] = pin;
+  const bool isLast = pins_.empty() || pins_.back().token < token;
+  const std::size_t place = isLast ? pins_.size() : placeOf(token);
+  if (isLast || pins_[place].token != token) {
+    pins_.insert(pins_.begin() + static_cast<std::ptrdiff_t>(place), {token, pin});
+  } else {
+    pins_[place].pin = pin;
+    --unused_;
+  }
   watched_.add(keyOf(&record.properties()), token);
   if (pin.source != nullptr) {
     pin.source->noteIdentityChangesIn(journal_);
@@ -109,14 +124,17 @@ void LiveIndex::pin(Token token, BasicAccount& record) {
 }
 
 void LiveIndex::unpin(Token token) {
-  const auto found = pins_.find(token);
-  if (found == pins_.end()) return;
-  const Pin pin = found->second;
-  pins_.erase(found);
+  const std::size_t place = placeOf(token);
+  if (place == pins_.size() || pins_[place].token != token) return;
+  const Pin pin = std::exchange(pins_[place].pin, Pin());
+  if (pin.record == nullptr) return;
   watched_.remove(keyOf(&pin.record->properties()), token);
   if (pin.source != nullptr) watched_.remove(keyOf(pin.source), token);
   if (pin.hash) byHash_.remove(*pin.hash, token);
   if (pin.floats) floating_.erase(token);
+  if (++unused_ <= pins_.size() / 2) return;
+  std::erase_if(pins_, [](const TokenPin& each) { return each.pin.record == nullptr; });
+  unused_ = 0;
 }
 
 void LiveIndex::catchUp() {
@@ -128,7 +146,7 @@ void LiveIndex::catchUp() {
     watched_.forEach(keyOf(properties), [&](Token token) { tokens.insert(token); });
   }
   for (const Token token : tokens) {
-    BasicAccount& record = *pins_.at(token).record;
+    BasicAccount& record = *pinAt(token).record;
     unpin(token);
     pin(token, record);
   }

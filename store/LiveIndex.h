@@ -3,13 +3,13 @@
 // the index keeps a journal of what is written and brings itself up to date before each look-up.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "account/BasicAccount.h"
@@ -57,6 +57,15 @@ class LiveIndex {
     bool floats = false;
   };
 
+  struct TokenPin {
+    Token token = 0;
+    Pin pin;
+  };
+
+  // The place in pins_ of the first token that is not below this one.
+  [[nodiscard]] std::size_t placeOf(Token token) const;
+  // REQUIRES: the token is in use.
+  [[nodiscard]] const Pin& pinAt(Token token) const { return pins_[placeOf(token)].pin; }
   [[nodiscard]] static TokenTable::Key keyOf(const LiveProperties* properties) noexcept;
   [[nodiscard]] bool reports(Token token, std::string_view value) const;
   [[nodiscard]] Pin pinOf(BasicAccount& record) const;
@@ -68,7 +77,9 @@ class LiveIndex {
   std::string_view key_;
   std::optional<std::string> (BasicAccount::*identity_)() const;
   std::shared_ptr<IdentityJournal> journal_ = std::make_shared<IdentityJournal>();
-  std::unordered_map<Token, Pin> pins_;
+  // In the order of tokens, which mostly come ascending; one that is not in use has no record.
+  std::vector<TokenPin> pins_;
+  std::size_t unused_ = 0;
   TokenTable byHash_;
   std::set<Token> floating_;
   // Which entries are to be looked at again when properties, the key, change.

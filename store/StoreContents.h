@@ -26,7 +26,7 @@ namespace accountsettings {
 
 struct AccountsManager::Contents {
   struct Original {
-    std::string identifier;
+    PropertyList identifier;  // a text, mostly the one in the properties
     Dictionary properties;
 
     friend void approach(const Original& each) { each.properties.prefetchStorage(); }

@@ -202,8 +202,17 @@ void Redactor::learnValue(Kind kind, std::string_view value) {
 
 std::pair<Redactor::ByText<Redactor::StandIn>::value_type*, bool> Redactor::standInFor(
     Kind kind, std::string_view value) {
-  if (const auto known = standIns_.find(value); known != standIns_.end()) return {&*known, false};
-  return {&*standIns_.emplace(value, StandIn{kind, {}}).first, true};
+  if (expected_ < learnedInOrder_.size() && learnedInOrder_[expected_]->first == value) {
+    return {learnedInOrder_[expected_++], false};
+  }
+  auto found = standIns_.find(value);
+  const bool isNew = found == standIns_.end();
+  if (isNew) {
+    found = standIns_.emplace(value, StandIn{kind, {}, learnedInOrder_.size()}).first;
+    learnedInOrder_.push_back(&*found);
+  }
+  expected_ = std::max(expected_, found->second.place + 1);
+  return {&*found, isNew};
 }
 
 const PropertyList& Redactor::replaced(Kind kind, std::string_view value) {
@@ -227,10 +236,12 @@ Redactor::KeyFacts& Redactor::factsOf(std::string_view key) {
 }
 
 PropertyList Redactor::stored(const PropertyList& content) {
+  expected_ = 0;
   return storedUnder(factsOf({}), content);
 }
 
 void Redactor::writeStored(JsonWriter& json, const PropertyList& content) {
+  expected_ = 0;
   writeStoredUnder(json, factsOf({}), content);
 }
 

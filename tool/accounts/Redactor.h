@@ -23,6 +23,10 @@ namespace accountsettings {
 
 class Redactor {
  public:
+  Redactor() = default;
+  Redactor(const Redactor&) = delete;
+  Redactor& operator=(const Redactor&) = delete;
+
   enum class Kind { Identifier, User, Host, Name, Secret, Text, Data };
 
   // Takes note of the personal values in the content of a file. What was not learned cannot be
@@ -59,6 +63,7 @@ class Redactor {
   struct StandIn {
     Kind kind = Kind::Text;
     PropertyList name;  // a text, shared by all places; empty until it is in the place of something
+    std::size_t place = 0;  // in the order of learning
   };
   // What a key's name tells of itself and of what stands under it.
   struct KeyFacts {
@@ -95,6 +100,10 @@ class Redactor {
   [[nodiscard]] std::string withoutPatterns(std::string_view text);
 
   ByText<StandIn> standIns_;
+  std::vector<ByText<StandIn>::value_type*> learnedInOrder_;
+  // The place behind the one found last: content is mostly told in the order in which it was
+  // learned, and then no search jumps about in memory.
+  std::size_t expected_ = 0;
   ByText<KeyFacts> keys_;
   LearnedTexts learned_;
   std::string leftOut_;
