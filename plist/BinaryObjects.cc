@@ -15,7 +15,11 @@ namespace {
 using Kind = PropertyList::Kind;
 
 constexpr std::size_t kLarge = 65536;
+// Of few values each may be an object of its own.
+constexpr std::size_t kFewObjects = 1024;
 constexpr std::size_t kMostRecent = 1024;
+// More than most containers hold.
+constexpr std::size_t kPending = 64;
 
 // Of a dictionary that stands behind many others, so that what is fetched for each stays little.
 constexpr std::size_t kMostFetched = 32;
@@ -55,10 +59,10 @@ bool BinaryObjects::collect(const PropertyList& root) {
 // values about every fourth is an object of its own. Room for references that nothing fills takes
 // no memory; to move them would take as much again.
 void BinaryObjects::reserveFor(const PropertyList& root) {
-  if (root.dictionary() == nullptr) return;
   std::size_t values = 0;
   std::size_t dictionaries = 0;
-  for (const auto& [key, value] : *root.dictionary()) {
+  for (const auto& [key, value] :
+       root.dictionary() != nullptr ? *root.dictionary() : Dictionary()) {
     if (value.array() == nullptr) continue;
     for (const PropertyList& each : *value.array()) {
       if (each.dictionary() == nullptr) continue;
@@ -66,11 +70,15 @@ void BinaryObjects::reserveFor(const PropertyList& root) {
       ++dictionaries;
     }
   }
-  refs_.reserve(2 * values);
-  objects_.reserve(values / 2);
-  leaves_.reserve(std::max(values / 2, std::min(values, kLarge / 64)));
+  const std::size_t objects = std::max(values / 2, std::min(values, kFewObjects));
+  objects_.reserve(objects);
+  leaves_.reserve(objects);
   containers_.reserve(2 * dictionaries);
-  recent_.resize(std::clamp(std::bit_ceil(values), recent_.size(), kMostRecent));
+  refs_.reserve(2 * values);
+  keys_.reserve(std::min(values, kFewObjects));
+  pending_.reserve(kPending);
+  pendingKeys_.reserve(kPending);
+  recent_.resize(std::clamp(std::bit_ceil(values), kPending, kMostRecent));
 }
 
 template <class Same>

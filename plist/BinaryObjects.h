@@ -117,7 +117,7 @@ class BinaryObjects {
   PointerMap<Id> seenKeys_;  // lists of keys by their storage
   std::vector<Open> open_;
   PointerMap<Id> seen_;
-  std::vector<Recent> recent_ = std::vector<Recent>(64);
+  std::vector<Recent> recent_;
   Error error_;
 };
 

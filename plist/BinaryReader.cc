@@ -40,6 +40,8 @@ using detail::StringNode;
 constexpr std::size_t kMagicSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 constexpr std::size_t kMaxFileSize = std::size_t{1} << 32;
+// In a file of fewer objects dictionaries have little to share.
+constexpr std::size_t kMany = 512;
 // What objects that overlap may hold beyond the file's size.
 constexpr std::size_t kOverlapAllowance = 65536;
 
@@ -218,21 +220,28 @@ class BinaryReader {
 
   // Makes an empty value for each key; the values follow.
   bool readKeys(Frame& frame) {
+    DictionaryNode& node = *frame.dictionary;
+    if (frame.count > 0) {
+      node.keys = objects_.size() >= kMany ? sharedKeys(frame) : newKeys(frame);
+      if (!node.keys) return false;
+      node.size = node.keys->size;
+    }
+    std::uninitialized_value_construct_n(node.items(), node.size);
+    return true;
+  }
+
+  // The keys that the references name: those of another dictionary that names the same.
+  Shared<KeysNode> sharedKeys(Frame& frame) {
     const std::string_view names(reinterpret_cast<const char*>(bytes_.data()) + frame.refs,
                                  frame.count * refSize_);
-    DictionaryNode& node = *frame.dictionary;
     const std::uint32_t hash = detail::hashOf(names);
     if (const Shared<KeysNode>* known = keyLists_.find(names, hash)) {
       (*known)->retainUnpublished();
-      node.keys = Shared(known->get());
-    } else if (frame.count > 0) {
-      node.keys = newKeys(frame);
-      if (!node.keys) return false;
-      if (!frame.repeatsKeys) keyLists_.add(names, hash, node.keys);
+      return Shared(known->get());
     }
-    node.size = node.keys ? node.keys->size : 0;
-    std::uninitialized_value_construct_n(node.items(), node.size);
-    return true;
+    Shared<KeysNode> keys = newKeys(frame);
+    if (keys && !frame.repeatsKeys) keyLists_.add(names, hash, keys);
+    return keys;
   }
 
   // The keys that the references name, each once, or none after a failure.
@@ -242,9 +251,13 @@ class BinaryReader {
     for (std::size_t i = 0; i < frame.count; ++i) {
       KeyTable::Key* key = readKey(frame.refs + i * refSize_);
       if (key == nullptr) return {};
-      frame.repeatsKeys |= key->dictionary == dictionary_;
-      if (key->dictionary != dictionary_) detail::addKey(*keys, key->node);
+      if (key->dictionary == dictionary_) {
+        frame.repeatsKeys = true;
+        continue;
+      }
       key->dictionary = dictionary_;
+      if (key->node) key->node->retainUnpublished();
+      detail::addKey(*keys, Shared(key->node.get()));
     }
     return keys;
   }

@@ -5,7 +5,6 @@
 #include "plist/Keys.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 #include <limits>
@@ -14,19 +13,17 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <vector>
 
 namespace accountsettings::detail {
 namespace {
 
 // Places are counted in 31 bits.
 constexpr std::size_t kMostKeys = std::numeric_limits<std::int32_t>::max();
-// Few keys. More are rarely those of many dictionaries, and take long to copy.
-constexpr std::size_t kFew = 32;
-
 using Word = std::uint64_t;
 
 bool areFew(std::size_t capacity) noexcept {
-  return capacity <= kFew;
+  return capacity <= kFewKeys;
 }
 
 std::size_t wordCount(std::size_t capacity) noexcept {
@@ -43,9 +40,6 @@ std::size_t indexSize(std::size_t capacity) noexcept {
                           : slotCount(capacity) * sizeof(std::uint32_t);
 }
 
-std::uint8_t* bytesOf(KeysNode& keys) noexcept {
-  return reinterpret_cast<std::uint8_t*>(keys.items() + keys.capacity);
-}
 const std::uint8_t* bytesOf(const KeysNode& keys) noexcept {
   return reinterpret_cast<const std::uint8_t*>(keys.items() + keys.capacity);
 }
@@ -61,17 +55,6 @@ Piece load(const void* bytes) noexcept {
   Piece piece;
   std::memcpy(&piece, bytes, sizeof(piece));
   return piece;
-}
-
-std::string_view textOf(const Shared<StringNode>& key) noexcept {
-  return key ? key->text() : std::string_view();
-}
-
-// What tells most keys apart, and takes little.
-std::uint8_t byteFor(std::string_view key) noexcept {
-  return key.empty()
-             ? std::uint8_t{0}
-             : static_cast<std::uint8_t>(key.size() * 16 + static_cast<unsigned char>(key.back()));
 }
 
 template <class Piece>
@@ -132,19 +115,6 @@ std::size_t placeAmongFew(const KeysNode& keys, std::string_view key) noexcept {
     if (isKey(keys.items()[place].get(), key)) return place;
   }
   return kNoKey;
-}
-
-void enterIntoIndex(KeysNode& keys, std::size_t place) noexcept {
-  const Shared<StringNode>& key = keys.items()[place];
-  if (areFew(keys.capacity)) {
-    bytesOf(keys)[place] = byteFor(textOf(key));
-    return;
-  }
-  std::uint32_t* slots = slotsOf(keys);
-  const std::size_t mask = slotCount(keys.capacity) - 1;
-  std::size_t slot = (key ? key->hash : hashOf({})) & mask;
-  while (slots[slot] != 0) slot = (slot + 1) & mask;
-  slots[slot] = static_cast<std::uint32_t>(place + 1);
 }
 
 std::size_t sizeOf(const Shared<KeysNode>& keys) noexcept {
@@ -209,10 +179,12 @@ class SharedKeys {
     // Whoever would have to wait makes its own.
     const std::unique_lock lock(mutex_, std::try_to_lock);
     if (!lock) return make();
-    Slot& slot = slots_[placeOf(keys.get(), what)];
-    if (slot.made && slot.from.get() == keys.get() && isIt(*slot.made)) return slot.made;
-    slot = {keys, make()};
-    return slot.made;
+    const Slot& known = slots_[placeOf(keys.get(), what)];
+    if (known.made && known.from.get() == keys.get() && isIt(*known.made)) return known.made;
+    Shared<KeysNode> made = make();
+    if (++made_ > slots_.size() && slots_.size() < kMost) grow();
+    slots_[placeOf(keys.get(), what)] = {keys, made};
+    return made;
   }
 
   [[nodiscard]] std::size_t placeOf(const KeysNode* keys, std::uint32_t what) const noexcept {
@@ -220,8 +192,17 @@ class SharedKeys {
     return (both * 0x9E3779B97F4A7C15U >> 40) % slots_.size();
   }
 
+  // Most programs never make many; what was kept is made anew then.
+  void grow() {
+    std::vector<Slot>(4 * slots_.size()).swap(slots_);
+    made_ = 0;
+  }
+
+  static constexpr std::size_t kMost = 4096;
+
   std::mutex mutex_;
-  std::array<Slot, 4096> slots_;
+  std::vector<Slot> slots_ = std::vector<Slot>(64);
+  std::size_t made_ = 0;  // since the table has its size
 };
 
 }  // namespace
@@ -233,7 +214,7 @@ KeysNode* KeysNode::create(std::size_t capacity) {
       sizeof(KeysNode) + capacity * sizeof(Shared<StringNode>) + indexSize(capacity);
   auto* node = new (::operator new(size)) KeysNode;
   node->capacity = static_cast<std::uint32_t>(capacity);
-  std::fill_n(bytesOf(*node), indexSize(capacity), std::uint8_t{0});
+  std::fill_n(bytesBehind(*node), indexSize(capacity), std::uint8_t{0});
   return node;
 }
 
@@ -247,15 +228,19 @@ std::size_t placeOfKey(const KeysNode& keys, std::string_view key) noexcept {
   return areFew(keys.capacity) ? placeAmongFew(keys, key) : placeAmongMany(keys, key);
 }
 
-void addKey(KeysNode& keys, Shared<StringNode> key) noexcept {
-  std::construct_at(keys.items() + keys.size, std::move(key));
-  enterIntoIndex(keys, keys.size++);
+void enterAmongMany(KeysNode& keys, std::size_t place) noexcept {
+  const Shared<StringNode>& key = keys.items()[place];
+  std::uint32_t* slots = slotsOf(keys);
+  const std::size_t mask = slotCount(keys.capacity) - 1;
+  std::size_t slot = (key ? key->hash : hashOf({})) & mask;
+  while (slots[slot] != 0) slot = (slot + 1) & mask;
+  slots[slot] = static_cast<std::uint32_t>(place + 1);
 }
 
 void appendKey(Shared<KeysNode>& keys, std::string_view key) {
   const std::size_t size = sizeOf(keys);
   const bool isOwned = keys && keys->unique();
-  if (!isOwned && size < kFew) {
+  if (!isOwned && size < kFewKeys) {
     keys = SharedKeys::ofProcess().with(keys, key);
     return;
   }
@@ -267,7 +252,7 @@ void appendKey(Shared<KeysNode>& keys, std::string_view key) {
 void removeKeyAt(Shared<KeysNode>& keys, std::size_t place) {
   if (keys->size == 1) {
     keys = {};
-  } else if (keys->size <= kFew && !keys->unique()) {
+  } else if (keys->size <= kFewKeys && !keys->unique()) {
     keys = SharedKeys::ofProcess().without(keys, place);
   } else {
     keys = copyOf(keys, keys->capacity, place);
