@@ -20,6 +20,7 @@ namespace {
 
 // Places are counted in 31 bits.
 constexpr std::size_t kMostKeys = std::numeric_limits<std::int32_t>::max();
+
 using Word = std::uint64_t;
 
 bool areFew(std::size_t capacity) noexcept {
