@@ -1,8 +1,8 @@
 // Does what any migration of all versions has to do with its settings, and nothing else: reads and
 // parses them, puts a copy aside, looks at each account once for each version, serialises two
-// states of them, replaces the file seven times, and asks whether it is still what was read or
-// written before each look and each replacement. What is faster than this does less. Tells the
-// processor time in seconds and the peak of memory, as JSON.
+// states of them, replaces the file seven times, and asks twelve times whether it is still what was
+// read or written. What is faster than this does less. Tells the processor time in seconds and the
+// peak of memory, as JSON.
 //
 // usage: bare_migration ROOT      where settings of an old version wait
 #include <fcntl.h>

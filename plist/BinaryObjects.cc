@@ -51,7 +51,9 @@ bool BinaryObjects::collect(const PropertyList& root) {
   // What only helped to number makes room for the file.
   leaves_ = IdTable();
   containers_ = IdTable();
+  keyListTable_ = IdTable();
   seen_ = PointerMap<Id>();
+  seenKeys_ = PointerMap<Id>();
   return true;
 }
 
@@ -92,7 +94,7 @@ BinaryObjects::Id BinaryObjects::intern(IdTable& table, std::uint32_t hash,
 
 bool BinaryObjects::visit(Walk& walk) {
   if (walk.isUnderKey() && !open_.back().knowsKeys) {
-    if (!addText(walk.key())) return fail(walk, "key that is not UTF-8");
+    if (!addText(walk.key(), walk.keys().shared())) return fail(walk, "key that is not UTF-8");
     pendingKeys_.push_back(pending_.back());
     pending_.pop_back();
   }
@@ -119,10 +121,10 @@ bool BinaryObjects::fail(const Walk& walk, std::string_view what) {
   return false;
 }
 
-bool BinaryObjects::addText(const StringNode* node) {
+bool BinaryObjects::addText(const StringNode* node, bool keysAreShared) {
   Recent& recent = recent_[(reinterpret_cast<std::uintptr_t>(node) >> 4) % recent_.size()];
   if (node == nullptr || recent.node != node) {
-    const auto id = idOfText(node);
+    const auto id = idOfText(node, keysAreShared);
     if (!id) return false;
     recent = {node, *id};
   }
@@ -130,10 +132,12 @@ bool BinaryObjects::addText(const StringNode* node) {
   return true;
 }
 
-std::optional<BinaryObjects::Id> BinaryObjects::idOfText(const StringNode* node) {
+std::optional<BinaryObjects::Id> BinaryObjects::idOfText(const StringNode* node,
+                                                         bool keysAreShared) {
   constexpr std::size_t kLong = 256;  // worth remembering, to compare the bytes only once
-  const bool isLong = node != nullptr && node->size >= kLong;
-  if (const Id* known = isLong ? knownId(node) : nullptr) return *known;
+  const bool isRemembered =
+      node != nullptr && node->size >= kLong && (keysAreShared || node->shared());
+  if (const Id* known = isRemembered ? seen_.find(node) : nullptr) return *known;
   const std::uint32_t hash = node != nullptr ? node->hash : hashOf({});
   const auto same = [node](const BinaryObject& other) {
     if (other.kind != Kind::String) return false;
@@ -149,7 +153,7 @@ std::optional<BinaryObjects::Id> BinaryObjects::idOfText(const StringNode* node)
     if (!units) return std::nullopt;
     objects_[id].count = *units;
   }
-  if (isLong) remember(node, id);
+  if (isRemembered) seen_.insert(node, id);
   return id;
 }
 

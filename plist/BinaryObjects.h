@@ -74,9 +74,10 @@ class BinaryObjects {
   bool visit(Walk& walk);
   bool fail(const Walk& walk, std::string_view what);
   // The same few strings come again and again: where one was met lately, its id is at hand.
-  bool addText(const StringNode* node);
+  // A text may be met again where it is shared, or as a key where all the keys are.
+  bool addText(const StringNode* node, bool keysAreShared = false);
   // None where the text is not UTF-8.
-  std::optional<Id> idOfText(const StringNode* node);
+  std::optional<Id> idOfText(const StringNode* node, bool keysAreShared);
   // Data is told apart by its bytes, which are hashed once for each node.
   void addData(const DataNode* node);
   void addScalar(const PropertyList& value);

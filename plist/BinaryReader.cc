@@ -339,8 +339,10 @@ class BinaryReader {
   PropertyList& valueOf(const Frame& frame) {
     const StringNode* key = readKey(frame.refs + frame.next * refSize_)->node.get();
     DictionaryNode& node = *frame.dictionary;
-    const std::string_view text = key != nullptr ? key->text() : std::string_view();
-    const std::size_t place = detail::placeOfKey(*node.keys, text);
+    const std::uint32_t hash = key != nullptr ? key->hash : detail::hashOf({});
+    // Equal keys of a file are one node.
+    const std::size_t place = detail::placeOfSame(
+        *node.keys, hash, [key](const StringNode* each) { return each == key; });
     return node.items()[place];
   }
 
@@ -459,7 +461,8 @@ class BinaryReader {
     return putLeaf(object, Access::string(newString(text_)));
   }
 
-  // Keys may outlive the rest of the file's strings, so they do not share their memory.
+  // Keys may outlive the rest of the file's strings; those that were met first as keys do not share
+  // their memory.
   Shared<StringNode> newString(std::string_view text) {
     return readsKey_ ? keyStrings_.create(text) : strings_.create(text);
   }

@@ -198,7 +198,8 @@ class Comparison {
   std::size_t placeBeside(std::size_t place, const KeysNode& left, const KeysNode& right) {
     const StringNode* key = left.items()[place].get();
     if (sameKey(key, right.items()[place].get())) return place;
-    return placeOfKey(right, key != nullptr ? key->text() : std::string_view());
+    return placeOfSame(right, key != nullptr ? key->hash : hashOf({}),
+                       [&](const StringNode* other) { return sameKey(key, other); });
   }
 
   // The frame at this depth will go on at `next`.

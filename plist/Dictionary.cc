@@ -34,6 +34,7 @@ void Dictionary::prefetch(std::size_t most) const noexcept {
 
 void Dictionary::prefetchStorage() const noexcept {
   constexpr std::size_t kLine = 64;
+  if (!node_) return;
   detail::fetch(node_.get());
   detail::fetch(reinterpret_cast<const char*>(node_.get()) + kLine);
 }

@@ -31,11 +31,6 @@ std::size_t wordCount(std::size_t capacity) noexcept {
   return (capacity + sizeof(Word) - 1) / sizeof(Word);
 }
 
-// A power of two at least twice the room, so that a probe soon meets a free slot.
-std::size_t slotCount(std::size_t capacity) noexcept {
-  return std::bit_ceil(2 * capacity);
-}
-
 std::size_t indexSize(std::size_t capacity) noexcept {
   return areFew(capacity) ? wordCount(capacity) * sizeof(Word)
                           : slotCount(capacity) * sizeof(std::uint32_t);
@@ -47,10 +42,6 @@ const std::uint8_t* bytesOf(const KeysNode& keys) noexcept {
 std::uint32_t* slotsOf(KeysNode& keys) noexcept {
   return reinterpret_cast<std::uint32_t*>(keys.items() + keys.capacity);
 }
-const std::uint32_t* slotsOf(const KeysNode& keys) noexcept {
-  return reinterpret_cast<const std::uint32_t*>(keys.items() + keys.capacity);
-}
-
 template <class Piece>
 Piece load(const void* bytes) noexcept {
   Piece piece;
@@ -84,7 +75,8 @@ bool sameText(const char* left, const char* right, std::size_t size) noexcept {
 
 bool isKey(const StringNode* node, std::string_view key) noexcept {
   if (node == nullptr) return key.empty();
-  return node->size == key.size() && sameText(node->bytes(), key.data(), key.size());
+  if (node->size != key.size()) return false;
+  return node->bytes() == key.data() || sameText(node->bytes(), key.data(), key.size());
 }
 
 std::size_t placeAmongFew(const KeysNode& keys, std::string_view key) noexcept {
@@ -109,20 +101,17 @@ std::size_t placeAmongFew(const KeysNode& keys, std::string_view key) noexcept {
 
 // Apart, so that a search among few keys does without what this one needs.
 [[gnu::noinline]] std::size_t placeAmongMany(const KeysNode& keys, std::string_view key) noexcept {
-  const std::uint32_t* slots = slotsOf(keys);
-  const std::size_t mask = slotCount(keys.capacity) - 1;
-  for (std::size_t slot = hashOf(key) & mask; slots[slot] != 0; slot = (slot + 1) & mask) {
-    const std::size_t place = slots[slot] - std::size_t{1};
-    if (isKey(keys.items()[place].get(), key)) return place;
-  }
-  return kNoKey;
+  const std::uint32_t hash = hashOf(key);
+  return placeOfSame(keys, hash, [&](const StringNode* node) {
+    return (node == nullptr || node->hash == hash) && isKey(node, key);
+  });
 }
 
 std::size_t sizeOf(const Shared<KeysNode>& keys) noexcept {
   return keys ? keys->size : 0;
 }
 
-// The keys, without the one at the place `omitted` if there is one, in a node with some room.
+// The keys, without the one at the place `omitted` if there is one, in a node with this room.
 Shared<KeysNode> copyOf(const Shared<KeysNode>& keys, std::size_t capacity,
                         std::size_t omitted = kNoKey) {
   Shared<KeysNode> copy(KeysNode::create(capacity));
@@ -132,8 +121,9 @@ Shared<KeysNode> copyOf(const Shared<KeysNode>& keys, std::size_t capacity,
   return copy;
 }
 
-// SharedKeys keeps what lately came of adding a key to others and of taking one away, within small
-// bounds: what is done to one account is mostly done to many.
+// SharedKeys keeps what lately came of adding a key to others and of taking one away: what is done
+// to one account is mostly done to many. Few keys at a time, none of them long, and not many times:
+// a process that loads settings again and again keeps some megabytes at most.
 class SharedKeys {
  public:
   // Never destroyed: dictionaries may be changed until the very end of a process.
@@ -195,11 +185,11 @@ class SharedKeys {
 
   // Most programs never make many; what was kept is made anew then.
   void grow() {
-    std::vector<Slot>(4 * slots_.size()).swap(slots_);
+    std::vector<Slot>(2 * slots_.size()).swap(slots_);
     made_ = 0;
   }
 
-  static constexpr std::size_t kMost = 4096;
+  static constexpr std::size_t kMost = 2048;
 
   std::mutex mutex_;
   std::vector<Slot> slots_ = std::vector<Slot>(64);
@@ -241,7 +231,8 @@ void enterAmongMany(KeysNode& keys, std::size_t place) noexcept {
 void appendKey(Shared<KeysNode>& keys, std::string_view key) {
   const std::size_t size = sizeOf(keys);
   const bool isOwned = keys && keys->unique();
-  if (!isOwned && size < kFewKeys) {
+  const bool holdsLong = key.size() > kLongestShared || (keys && keys->holdsLong);
+  if (!isOwned && !holdsLong && size < kFewKeys) {
     keys = SharedKeys::ofProcess().with(keys, key);
     return;
   }
@@ -253,7 +244,7 @@ void appendKey(Shared<KeysNode>& keys, std::string_view key) {
 void removeKeyAt(Shared<KeysNode>& keys, std::size_t place) {
   if (keys->size == 1) {
     keys = {};
-  } else if (keys->size <= kFewKeys && !keys->unique()) {
+  } else if (keys->size <= kFewKeys && !keys->holdsLong && !keys->unique()) {
     keys = SharedKeys::ofProcess().without(keys, place);
   } else {
     keys = copyOf(keys, keys->capacity, place);

@@ -146,6 +146,7 @@ struct DataNode : Counted {
 struct alignas(void*) KeysNode : Counted {
   std::uint32_t size = 0;
   std::uint32_t capacity = 0;
+  bool holdsLong = false;  // one of them is too long to be kept for others
 
   [[nodiscard]] Shared<StringNode>* items() noexcept {
     return reinterpret_cast<Shared<StringNode>*>(this + 1);

@@ -432,6 +432,12 @@ TEST(DictionaryTest, CopiesThatAreChangedInAnyOrderHoldWhatEachWasGiven) {
   }
 }
 
+TEST(DictionaryTest, OneThatNeverHeldAnythingIsPrefetched) {
+  Dictionary().prefetchStorage();
+  Dictionary().prefetch();
+  EXPECT_TRUE(Dictionary().empty());
+}
+
 TEST(DictionaryTest, EntriesAreReachedInAnyOrder) {
   const Dictionary dictionary{{"a", 1}, {"b", 2}, {"c", 3}};
   static_assert(std::random_access_iterator<Dictionary::Iterator>);

@@ -9,7 +9,7 @@ namespace accountsettings {
 // are none.
 ///@{
 [[nodiscard]] inline const void* storageOf(const Array& array) noexcept {
-  return array.begin();
+  return array.empty() ? nullptr : array.begin();
 }
 [[nodiscard]] inline const void* storageOf(const Dictionary& dictionary) noexcept {
   return dictionary.empty() ? nullptr : &dictionary.begin()->value();

@@ -1,6 +1,7 @@
 // AccountsByIdentifier.cc keeps the map and, once somebody has searched it, its index in step.
 #include "store/AccountsByIdentifier.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace accountsettings {
@@ -44,7 +45,13 @@ AccountsByIdentifier::Account AccountsByIdentifier::withSyncIdentifier(
   if (!bySyncIdentifier_) {
     bySyncIdentifier_.emplace(LiveIndex::Identity::SyncIdentifier);
     bySyncIdentifier_->reserve(entries_.size());
-    for (const auto& each : entries_) bySyncIdentifier_->add(each.value.token, *each.value.account);
+    // An account that has replaced another stands in its place with a later token.
+    std::vector<const Entry*> byToken;
+    byToken.reserve(entries_.size());
+    for (const auto& each : entries_) byToken.push_back(&each.value);
+    std::sort(byToken.begin(), byToken.end(),
+              [](const Entry* left, const Entry* right) { return left->token < right->token; });
+    for (const Entry* each : byToken) bySyncIdentifier_->add(each->token, *each->account);
   }
   return bySyncIdentifier_->firstRecordWith(syncIdentifier);
 }

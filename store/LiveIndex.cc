@@ -111,8 +111,8 @@ void LiveIndex::pin(Token token, BasicAccount& record) {
   if (isLast || pins_[place].token != token) {
     pins_.insert(pins_.begin() + static_cast<std::ptrdiff_t>(place), {token, pin});
   } else {
+    if (pins_[place].pin.record == nullptr) --unused_;
     pins_[place].pin = pin;
-    --unused_;
   }
   watched_.add(keyOf(&record.properties()), token);
   if (pin.source != nullptr) {

@@ -52,7 +52,7 @@ void forEachIn(const PropertyList& container, const Visit& visit) {
 // nullptr where there are no values.
 const void* storageOf(const PropertyList& value) {
   if (value.dictionary() != nullptr) return storageOf(*value.dictionary());
-  return value.array() == nullptr || value.array()->empty() ? nullptr : storageOf(*value.array());
+  return value.array() != nullptr ? storageOf(*value.array()) : nullptr;
 }
 
 std::size_t countIn(const PropertyList& value) {
